@@ -1,0 +1,34 @@
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+#include <string>
+
+namespace frame {
+
+/// A reference to a published interface. The object behind it lives on after the reference is released.
+class __attribute__((visibility("default"))) Interface {
+public:
+    Interface() = default;
+    Interface(Interface const&) = delete;
+    Interface& operator=(Interface const&) = delete;
+    virtual ~Interface();
+    /// The published object; its type is known from the name it was looked up by.
+    virtual void* getObject() = 0;
+};
+
+/// A handle on the inter-process framework, held for the length of a lookup.
+class __attribute__((visibility("default"))) Process {
+public:
+    static Process getInstance();
+    Process(Process const&) = delete;
+    Process& operator=(Process const&) = delete;
+    ~Process();
+
+    /// Looks up a published interface. 0: found, `reference` is set and not empty.
+    int getInterfaceReference(boost::shared_ptr<Interface>& reference, std::string const& name);
+
+private:
+    Process();
+};
+
+}  // namespace frame

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace objbus {
+
+/// One argument of an action call, or one result of an action. Exchanged by reference inside a `std::vector`, so the
+/// layout is part of the contract.
+struct __attribute__((visibility("default"))) Argument {
+    std::int16_t tag = 0;
+    std::int8_t index = 0;  ///< Position in the action's argument or result list, from 0.
+    std::int8_t flags = 0;
+    std::string value;
+};
+
+static_assert(offsetof(Argument, tag) == 0);
+static_assert(offsetof(Argument, index) == 2);
+static_assert(offsetof(Argument, flags) == 3);
+static_assert(offsetof(Argument, value) == alignof(std::string));
+static_assert(sizeof(Argument) == alignof(std::string) + sizeof(std::string));
+
+}  // namespace objbus

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+#include "objbus/object.h"
+#include "objbus/observer.h"
+
+namespace objbus {
+
+/// The way into the data model, published by name in the inter-process framework.
+///
+/// The order of the virtual operations is a binary contract.
+class __attribute__((visibility("default"))) RootInterface {
+public:
+    RootInterface() = default;
+    RootInterface(RootInterface const&) = delete;
+    RootInterface& operator=(RootInterface const&) = delete;
+    virtual ~RootInterface();
+    virtual int platformReserved1() = 0;
+    virtual int platformReserved2() = 0;
+    virtual int platformReserved3() = 0;
+
+    /// Registers `observer`, which must be of the typed interface that matches the object, for the notifications of
+    /// the object named `key`. Available: returns 0 and sets `object`. Not available now: any other status, or 0 with
+    /// `object` left null; it may become available later.
+    virtual int connectObject(std::string const& key, Observer* observer, Object*& object) = 0;
+
+    /// Ends that registration. Once it has returned, `observer` is not called any more. Accepts a null `object`.
+    virtual int disconnectObject(std::string const& key, Observer* observer, Object* object) = 0;
+};
+
+}  // namespace objbus
