@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base_utils/debug_log.h"
+
+/// The simulated television's diagnostic log: one write to standard error per line, from the environment variable
+/// NRX_LOG (off, critical, error, info or debug; error by default) until `setLogLevel`.
+namespace simulator {
+
+/// Admits lines of this severity and the more severe ones.
+enum class LogLevel : int { off = 0, critical = 1, error = 1000, info = 4000, debug = 5000 };
+
+/// Sets `level` to the level named by `word` and returns true, or returns false for an unknown word.
+__attribute__((visibility("default"))) bool parseLogLevel(std::string_view word, LogLevel& level);
+
+__attribute__((visibility("default"))) void setLogLevel(LogLevel level);
+
+/// Keeps the lines written while it lives, instead of sending them to standard error. One at a time in a process.
+class __attribute__((visibility("default"))) LogCapture {
+public:
+    struct Line {
+        int severity;      ///< Of the check that the writing thread made last.
+        std::string text;  ///< As written, line feed included.
+    };
+    /// Decides instead of the level; may write the record's last two words. Called with no lock held.
+    using Check = std::function<bool(DebugLevelRecord&)>;
+
+    /// Admits every line unless `check` says otherwise.
+    explicit LogCapture(Check check = {});
+    LogCapture(LogCapture const&) = delete;
+    LogCapture& operator=(LogCapture const&) = delete;
+    ~LogCapture();
+
+    /// The lines so far, in the order written; they are forgotten here.
+    [[nodiscard]] std::vector<Line> take();
+
+    /// For the log operations: see `Check`, and one line written.
+    bool admits(DebugLevelRecord& record) const;
+    void add(Line line);
+
+private:
+    Check check_;
+    std::mutex mutex_;
+    std::vector<Line> lines_;
+};
+
+}  // namespace simulator

@@ -1,0 +1,130 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "objbus/argument.h"
+#include "objbus/object_type.h"
+#include "objbus/table.h"
+
+namespace simulator {
+
+/// The value of a plain-valued model object; its alternative decides the object's type.
+using Value = std::variant<int, long long, std::string, std::vector<int>, std::vector<std::string>>;
+
+/// How a simulated action answers one `invoke`.
+struct ActionAnswer {
+    using Results = std::vector<objbus::Argument>;
+    using Error = int;
+
+    int status = 0;                        ///< What `invoke` returns.
+    std::optional<unsigned int> actionId;  ///< Written to the caller's id; left as it was when empty.
+    std::variant<std::monostate, Results, Error> outcome;  ///< Sent on the delivery thread; nothing for `monostate`.
+};
+
+/// Called on the thread of `invoke`, with no lock held.
+using ActionScript = std::function<ActionAnswer(std::vector<objbus::Argument> const& arguments)>;
+
+/// The rows of a simulated table.
+using Rows = std::vector<std::vector<std::string>>;
+
+/// What a client asked for when it made a table iterator.
+struct IteratorRequest {
+    objbus::IteratorType type{};
+    std::vector<objbus::TableSelection> selections;
+    std::vector<int> columns;
+    std::vector<objbus::TableOrder> orders;
+};
+
+/// A key that does not connect. `status` 0 without an object is a fault too.
+struct ConnectFault {
+    static constexpr int FOREVER = -1;
+
+    int status = 1;
+    bool handsOutObject = false;  ///< Sets the object all the same, whatever the status says.
+    int attempts = FOREVER;       ///< The key is available again after so many failed attempts.
+};
+
+/// What the inter-process framework answers to a lookup of the root interface.
+enum class RootLookup {
+    published,
+    refused,         ///< Non-zero status.
+    emptyReference,  ///< Status 0, yet no reference.
+    nullObject,      ///< A reference with nothing behind it.
+};
+
+/// What clients asked about one key.
+struct KeyCounts {
+    int connectAttempts = 0;
+    int disconnects = 0;
+    int disconnectsWithoutObject = 0;  ///< Of those, the ones given a null object.
+};
+
+/// An in-process television: the data model, the inter-process framework and one thread that delivers notifications.
+///
+/// Switched on from construction to destruction; one at a time in a process (a second constructor throws
+/// `std::logic_error`). Destroy it after every client of the model: their object pointers end with it. While none is
+/// on, lookups are refused.
+///
+/// Every operation may be called from any thread, also from inside a notification (`waitUntilDelivered` excepted).
+/// No lock is held while an observer or a script runs.
+class __attribute__((visibility("default"))) Television {
+public:
+    Television();
+    Television(Television const&) = delete;
+    Television& operator=(Television const&) = delete;
+    /// Drops what is still to be delivered, waits for a notification that is running, and ends the thread.
+    ~Television();
+
+    /// Publishes a plain-valued object. A key that is taken is withdrawn first.
+    void publish(std::string const& key, Value value);
+    void publishAction(std::string const& key, ActionScript script);
+    void publishTable(std::string const& key, Rows rows);
+    /// Publishes an object that has a type and nothing else; for kinds that no client operation serves.
+    void publishBare(std::string const& key, objbus::ObjectTypeSpec type);
+
+    /// Takes the object away from its key and returns whether there was one. Clients connected to it keep their
+    /// pointer; it takes no writes, sends no notifications, and its reads of strings and lists fail.
+    bool withdraw(std::string const& key);
+
+    /// Changes a value as the television does: every connected observer hears it, in the order of the changes.
+    /// Returns whether `key` names a plain-valued object of the value's type; nothing changes otherwise.
+    bool set(std::string const& key, Value value);
+    /// The value now; empty when `key` names no plain-valued object.
+    [[nodiscard]] std::optional<Value> get(std::string const& key) const;
+    /// Replaces the rows of a table; its observers and its iterators' observers hear `notifyUpdate`. Returns whether
+    /// `key` names a table.
+    bool setRows(std::string const& key, Rows rows);
+
+    /// Blocks until every notification of the changes made so far has returned. Not to be called from inside one.
+    void waitUntilDelivered();
+
+    void setRootLookup(RootLookup answer);
+    void failConnects(std::string const& key, ConnectFault fault);
+    /// Makes the reads of strings and lists under `key` return `status`, and leave the caller's variable alone; 0 ends
+    /// the fault.
+    void failReads(std::string const& key, int status);
+    /// Makes `invoke` of the action under `key` return `status` without reaching its script; 0 ends the fault.
+    void failInvokes(std::string const& key, int status);
+    /// Makes `createIterator` on the table under `key` return null.
+    void refuseIterators(std::string const& key, bool refuse);
+
+    [[nodiscard]] int lookups() const;
+    [[nodiscard]] KeyCounts counts(std::string const& key) const;
+    /// The newest request for an iterator on the table under `key`.
+    [[nodiscard]] std::optional<IteratorRequest> iteratorRequest(std::string const& key) const;
+    /// How many iterators of the table under `key` were destroyed.
+    [[nodiscard]] int iteratorsDestroyed(std::string const& key) const;
+
+private:
+    class Model;
+    std::shared_ptr<Model> model_;
+};
+
+}  // namespace simulator
