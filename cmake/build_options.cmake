@@ -1,0 +1,20 @@
+# How this project's own targets are compiled; nothing here reaches a target of a consumer.
+include_guard()
+
+find_package(Threads REQUIRED)
+
+add_library(nrx_build_options INTERFACE)
+target_compile_options(nrx_build_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Woverloaded-virtual
+    -Wnon-virtual-dtor -Wformat=2 -Wimplicit-fallthrough -Wextra-semi
+    # A log line names its source file; the directory it was built in is nobody's business.
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+if(NRX_WARNINGS_AS_ERRORS)
+    target_compile_options(nrx_build_options INTERFACE -Werror)
+endif()
+if(NRX_SANITIZERS)
+    target_compile_options(nrx_build_options INTERFACE
+        -fsanitize=${NRX_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_compile_definitions(nrx_build_options INTERFACE _GLIBCXX_ASSERTIONS)
+    target_link_options(nrx_build_options INTERFACE -fsanitize=${NRX_SANITIZERS})
+endif()

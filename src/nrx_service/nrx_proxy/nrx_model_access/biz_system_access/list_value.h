@@ -1,0 +1,23 @@
+#pragma once
+
+#include <vector>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_object.h"
+
+// Private to the access layer.
+
+namespace orvane::system::support {
+
+/// A list value with one element per item, in order.
+template <typename T>
+ValueObject listValue(std::vector<T> const& items) {
+    ValueObject list;
+    list.typeTag = VALUE_VECTOR;
+    list.elements.reserve(items.size());
+    for (T const& item : items) {
+        list.elements.emplace_back(item);
+    }
+    return list;
+}
+
+}  // namespace orvane::system::support

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access_base.h"
+#include "objbus/observer.h"
+
+namespace orvane::system::support {
+
+/// The access object of one plain-valued model object. `Obs` is the model's observer interface for the object's type:
+/// `ObserverNumericInteger`, `ObserverNumericInt64`, `ObserverString`, `ObserverVectorNumericInteger` or
+/// `ObserverVectorString` of `objbus`; the library holds the instances for these five.
+///
+/// Destroying it detaches it. It may be disconnected or destroyed from inside its own notification: nothing of it is
+/// touched after its handler has returned.
+template <typename Obs>
+class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
+public:
+    ValueAccessT();
+    explicit ValueAccessT(std::string name);
+    /// The usual way to install a handler: no notification can arrive before it.
+    ValueAccessT(std::string name, std::shared_ptr<ValueHandler> handler);
+    /// A fresh object, as from the default constructor: nothing is taken from `other`.
+    ValueAccessT(ValueAccessT const& other);
+    ValueAccessT& operator=(ValueAccessT const&) = delete;
+    ~ValueAccessT() override;
+
+    /// 0 connected or connected already, 5 not obtained within the budget (or no root interface), 6 an object of
+    /// another type, 8 for the key "missing", which is never asked for.
+    int connect(int timeoutMs) override;
+    int disconnect() override;
+
+    /// Each builds one value of its kind and hands it to the handler, before it returns. The model calls the one that
+    /// belongs to `Obs`.
+    virtual void notifyNewValue(int value);
+    virtual void notifyNewValue(long long value);
+    virtual void notifyNewValue(std::string const& value);
+    virtual void notifyIntegerVector(std::vector<int> const& values);
+    virtual void notifyStringVector(std::vector<std::string> const& values);
+};
+
+extern template class ValueAccessT<objbus::ObserverNumericInteger>;
+extern template class ValueAccessT<objbus::ObserverNumericInt64>;
+extern template class ValueAccessT<objbus::ObserverString>;
+extern template class ValueAccessT<objbus::ObserverVectorNumericInteger>;
+extern template class ValueAccessT<objbus::ObserverVectorString>;
+
+}  // namespace orvane::system::support

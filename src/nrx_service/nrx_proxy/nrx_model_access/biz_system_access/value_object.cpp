@@ -1,0 +1,313 @@
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_object.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+#include <utility>
+
+namespace orvane::system::support {
+
+namespace {
+
+/// The bool alternative by its byte: the fields are public, and any other byte than 0 or 1 in a bool is undefined.
+bool boolOf(ValueObject::Scalar const& scalar) {
+    unsigned char byte = 0;
+    std::memcpy(&byte, &scalar, sizeof byte);
+    return byte != 0;
+}
+
+template <typename Integer, typename Floating>
+Integer truncate(Floating value) {
+    using Limits = std::numeric_limits<Integer>;
+    if (std::isnan(value)) {
+        return 0;
+    }
+    // The power of two above the maximum is exact in every floating type; the maximum itself need not be.
+    auto const beyond = std::ldexp(Floating{1}, Limits::digits);
+    if (value >= beyond) {
+        return Limits::max();
+    }
+    if (value <= static_cast<Floating>(Limits::min())) {
+        return Limits::min();
+    }
+    return static_cast<Integer>(value);
+}
+
+template <typename To, typename From>
+To convertNumber(From value) {
+    if constexpr (std::is_same_v<To, bool>) {
+        return value != From{};
+    } else if constexpr (std::is_floating_point_v<From> && std::is_integral_v<To>) {
+        return truncate<To>(value);
+    } else {
+        return static_cast<To>(value);
+    }
+}
+
+/// Calls `visit` with the number that `value` holds; returns false when it holds none.
+template <typename Visitor>
+bool visitNumber(ValueObject const& value, Visitor&& visit) {
+    switch (value.typeTag) {
+        case VALUE_INT:
+            visit(value.scalar.intValue);
+            return true;
+        case VALUE_UINT:
+            visit(value.scalar.uintValue);
+            return true;
+        case VALUE_INT64:
+            visit(value.scalar.int64Value);
+            return true;
+        case VALUE_UINT64:
+            visit(value.scalar.uint64Value);
+            return true;
+        case VALUE_BOOL:
+            visit(boolOf(value.scalar));
+            return true;
+        case VALUE_FLOAT:
+            visit(value.scalar.floatValue);
+            return true;
+        case VALUE_DOUBLE:
+            visit(value.scalar.doubleValue);
+            return true;
+        default:
+            return false;
+    }
+}
+
+template <typename To>
+To scalarOf(ValueObject const& value) {
+    To result{};
+    visitNumber(value, [&result](auto number) { result = convertNumber<To>(number); });
+    return result;
+}
+
+void appendNumber(std::string& text, bool value) { text += value ? "TRUE" : "FALSE"; }
+
+template <typename Number>
+void appendNumber(std::string& text, Number value) {
+    std::array<char, 32> buffer{};  // 20 digits and a sign, or six digits with point, sign and exponent.
+    auto* const end = buffer.data() + buffer.size();
+    std::to_chars_result written{};
+    if constexpr (std::is_floating_point_v<Number>) {
+        constexpr int DIGITS = 6;
+        written = std::to_chars(buffer.data(), end, static_cast<double>(value), std::chars_format::general, DIGITS);
+    } else {
+        written = std::to_chars(buffer.data(), end, value);
+    }
+    text.append(buffer.data(), written.ptr);
+}
+
+void appendText(std::string& text, ValueObject const& value) {
+    if (visitNumber(value, [&text](auto number) { appendNumber(text, number); })) {
+        return;
+    }
+    switch (value.typeTag) {
+        case VALUE_NULL:
+            text += "null";
+            break;
+        case VALUE_UNDEFINED:
+            text += "Undefined";
+            break;
+        case VALUE_STRING:
+            text += value.stringValue;
+            break;
+        case VALUE_VECTOR: {
+            text += '[';
+            char const* separator = "";
+            for (ValueObject const& element : value.elements) {
+                text += separator;
+                appendText(text, element);
+                separator = ",";
+            }
+            text += ']';
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+}  // namespace
+
+IValueObject::~IValueObject() = default;
+
+ValueObject::ValueObject() = default;
+ValueObject::ValueObject(bool value) { *this = value; }
+ValueObject::ValueObject(int value) { *this = value; }
+ValueObject::ValueObject(unsigned int value) { *this = value; }
+ValueObject::ValueObject(long long value) { *this = value; }
+ValueObject::ValueObject(unsigned long long value) { *this = value; }
+ValueObject::ValueObject(float value) { *this = value; }
+ValueObject::ValueObject(double value) { *this = value; }
+ValueObject::ValueObject(std::string const& value) : typeTag(VALUE_STRING), stringValue(value) {}
+
+ValueObject::ValueObject(ValueObject const& other) : IValueObject(other), typeTag(other.typeTag) {
+    if (typeTag == VALUE_STRING) {
+        stringValue = other.stringValue;
+    } else if (typeTag == VALUE_VECTOR) {
+        elements = other.elements;
+    } else if (typeTag >= VALUE_INT && typeTag <= VALUE_DOUBLE) {
+        scalar = other.scalar;
+    }
+}
+
+ValueObject::ValueObject(ValueObject&& other) noexcept : typeTag(other.typeTag) {
+    if (typeTag == VALUE_STRING) {
+        stringValue.swap(other.stringValue);
+    } else if (typeTag == VALUE_VECTOR) {
+        elements.swap(other.elements);
+    } else if (typeTag >= VALUE_INT && typeTag <= VALUE_DOUBLE) {
+        scalar = other.scalar;
+    }
+}
+
+ValueObject::~ValueObject() = default;
+
+ValueObject& ValueObject::operator=(ValueObject const& other) {
+    if (this != &other) {
+        // Our elements, among which `other` may be, live until all of it is copied.
+        std::vector<ValueObject> newElements = other.elements;
+        std::string newString = other.stringValue;
+        typeTag = other.typeTag;
+        scalar = other.scalar;
+        stringValue.swap(newString);
+        elements.swap(newElements);
+    }
+    return *this;
+}
+
+ValueObject& ValueObject::operator=(ValueObject&& other) noexcept {
+    if (this != &other) {
+        // Our elements, among which `other` may be, live until all of it is taken.
+        std::vector<ValueObject> newElements = std::exchange(other.elements, {});
+        typeTag = other.typeTag;
+        scalar = other.scalar;
+        stringValue = std::exchange(other.stringValue, {});
+        elements.swap(newElements);
+    }
+    return *this;
+}
+
+ValueObjectType ValueObject::type() const { return typeTag; }
+
+ValueObject& ValueObject::operator=(bool value) {
+    typeTag = VALUE_BOOL;
+    scalar.boolValue = value;
+    return *this;
+}
+
+ValueObject& ValueObject::operator=(int value) {
+    typeTag = VALUE_INT;
+    scalar.intValue = value;
+    return *this;
+}
+
+ValueObject& ValueObject::operator=(unsigned int value) {
+    typeTag = VALUE_UINT;
+    scalar.uintValue = value;
+    return *this;
+}
+
+ValueObject& ValueObject::operator=(long long value) {
+    typeTag = VALUE_INT64;
+    scalar.int64Value = value;
+    return *this;
+}
+
+ValueObject& ValueObject::operator=(unsigned long long value) {
+    typeTag = VALUE_UINT64;
+    scalar.uint64Value = value;
+    return *this;
+}
+
+ValueObject& ValueObject::operator=(float value) {
+    typeTag = VALUE_FLOAT;
+    scalar.floatValue = value;
+    return *this;
+}
+
+ValueObject& ValueObject::operator=(double value) {
+    typeTag = VALUE_DOUBLE;
+    scalar.doubleValue = value;
+    return *this;
+}
+
+ValueObject& ValueObject::operator=(std::string const& value) {
+    stringValue = value;  // First: it may throw, and `value` may be our own string.
+    typeTag = VALUE_STRING;
+    return *this;
+}
+
+std::string ValueObject::convertToStringType() const {
+    if (typeTag == VALUE_STRING) {
+        return stringValue;
+    }
+    std::string text;
+    appendText(text, *this);
+    return text;
+}
+
+ValueObject::operator bool() const { return scalarOf<bool>(*this); }
+ValueObject::operator int() const { return scalarOf<int>(*this); }
+ValueObject::operator unsigned int() const { return scalarOf<unsigned int>(*this); }
+ValueObject::operator long long() const { return scalarOf<long long>(*this); }
+ValueObject::operator unsigned long long() const { return scalarOf<unsigned long long>(*this); }
+ValueObject::operator float() const { return scalarOf<float>(*this); }
+ValueObject::operator double() const { return scalarOf<double>(*this); }
+ValueObject::operator std::string() const { return convertToStringType(); }
+ValueObject::operator std::vector<unsigned int>() const { return convertToVectorT(0U); }
+ValueObject::operator std::vector<int>() const { return convertToVectorT(0); }
+ValueObject::operator std::vector<std::string>() const { return convertToVectorT(std::string()); }
+
+template <typename T>
+std::vector<T> ValueObject::convertToVectorT(T const& /*elementType*/) const {
+    std::vector<T> list;
+    if (typeTag != VALUE_VECTOR) {
+        list.push_back(static_cast<T>(*this));
+        return list;
+    }
+    list.reserve(elements.size());
+    for (ValueObject const& element : elements) {
+        list.push_back(static_cast<T>(element));
+    }
+    return list;
+}
+
+template NRX_EXPORT std::vector<unsigned int> ValueObject::convertToVectorT(unsigned int const&) const;
+template NRX_EXPORT std::vector<int> ValueObject::convertToVectorT(int const&) const;
+template NRX_EXPORT std::vector<std::string> ValueObject::convertToVectorT(std::string const&) const;
+
+bool ValueObject::operator==(ValueObject const& other) const {
+    auto const equalAs = [this, &other]<typename T>(T) { return scalarOf<T>(*this) == scalarOf<T>(other); };
+    switch (typeTag) {
+        case VALUE_NULL:
+        case VALUE_UNDEFINED:
+            return other.typeTag == typeTag;
+        case VALUE_INT:
+            return equalAs(int{});
+        case VALUE_UINT:
+            return equalAs(0U);
+        case VALUE_INT64:
+            return equalAs(0LL);
+        case VALUE_UINT64:
+            return equalAs(0ULL);
+        case VALUE_BOOL:
+            return equalAs(false);
+        case VALUE_FLOAT:
+            return equalAs(0.0F);
+        case VALUE_DOUBLE:
+            return equalAs(0.0);
+        case VALUE_STRING:
+            return other.typeTag == VALUE_STRING && stringValue == other.stringValue;
+        case VALUE_VECTOR:
+            return other.typeTag == VALUE_VECTOR && elements == other.elements;
+        default:
+            return false;
+    }
+}
+
+}  // namespace orvane::system::support

@@ -1,0 +1,147 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/nrx_export.h"
+
+namespace orvane::system::support {
+
+/// What a value holds. `typeTag` may hold any other number too: such a value is empty in every respect.
+enum ValueObjectType : std::int32_t {
+    VALUE_NULL = 0,
+    VALUE_INT = 1,
+    VALUE_UINT = 2,
+    VALUE_INT64 = 3,
+    VALUE_UINT64 = 4,
+    VALUE_BOOL = 5,
+    VALUE_FLOAT = 6,
+    VALUE_DOUBLE = 7,
+    VALUE_STRING = 8,
+    VALUE_VECTOR = 9,
+    VALUE_UNDEFINED = 255,
+};
+
+/// A model value as handlers see it.
+///
+/// Conversions never fail. A number converts to every scalar type: integers by their bits, floating point by
+/// truncation, limited to the target's range (NaN gives 0). What is no number (strings are not parsed) converts to
+/// zero, false, or its text. Const operations may run on several threads at once.
+///
+/// The order of the virtual operations is a binary contract. Convert to a list by copy-initialisation
+/// (`std::vector<std::string> list = value;`): direct initialisation would also consider the list's size constructor.
+class NRX_EXPORT IValueObject {
+public:
+    virtual ~IValueObject();
+    virtual ValueObjectType type() const = 0;
+
+    /// Each makes the object hold the argument and its type.
+    virtual IValueObject& operator=(bool value) = 0;
+    virtual IValueObject& operator=(int value) = 0;
+    virtual IValueObject& operator=(unsigned int value) = 0;
+    virtual IValueObject& operator=(long long value) = 0;
+    virtual IValueObject& operator=(unsigned long long value) = 0;
+    virtual IValueObject& operator=(float value) = 0;
+    virtual IValueObject& operator=(double value) = 0;
+    virtual IValueObject& operator=(std::string const& value) = 0;
+    /// A pointer, a string literal above all, would silently become a bool.
+    IValueObject& operator=(void const* value) = delete;
+
+    /// The value as text: "null", "Undefined", decimal numbers, "TRUE" or "FALSE", floating point with six significant
+    /// digits, a string as it is, a list as its elements' texts between brackets with commas. The same in every locale.
+    virtual std::string convertToStringType() const = 0;
+    virtual operator bool() const = 0;
+    virtual operator int() const = 0;
+    virtual operator unsigned int() const = 0;
+    virtual operator long long() const = 0;
+    virtual operator unsigned long long() const = 0;
+    virtual operator float() const = 0;
+    virtual operator double() const = 0;
+    virtual operator std::string() const = 0;  ///< As `convertToStringType`.
+
+    /// A list converts element by element; any other value gives one entry.
+    virtual operator std::vector<unsigned int>() const = 0;
+    virtual operator std::vector<int>() const = 0;
+    virtual operator std::vector<std::string>() const = 0;
+
+protected:
+    IValueObject() = default;
+    IValueObject(IValueObject const&) = default;
+    IValueObject& operator=(IValueObject const&) = default;
+};
+
+/// The variant value: a scalar, a string or a list of further values, held by value.
+///
+/// The fields are public; a list is built by setting `typeTag` to `VALUE_VECTOR` and appending to `elements`.
+class NRX_EXPORT ValueObject : public IValueObject {
+public:
+    ValueObject();  ///< `VALUE_UNDEFINED`.
+    explicit ValueObject(bool value);
+    explicit ValueObject(int value);
+    explicit ValueObject(unsigned int value);
+    explicit ValueObject(long long value);
+    explicit ValueObject(unsigned long long value);
+    explicit ValueObject(float value);
+    explicit ValueObject(double value);
+    explicit ValueObject(std::string const& value);
+    explicit ValueObject(void const* value) = delete;
+
+    /// Takes the tag and the member that it names; the other members start empty.
+    ValueObject(ValueObject const& other);
+    /// The same, moving: the source keeps its tag and loses the string or list that the tag names.
+    ValueObject(ValueObject&& other) noexcept;
+    ~ValueObject() override;
+
+    /// Takes all members, whatever the tag. `other` may be the object itself or lie inside it, at any depth.
+    ValueObject& operator=(ValueObject const& other);
+    /// The same, moving: the source keeps its tag and scalar, and its string and list are left empty.
+    ValueObject& operator=(ValueObject&& other) noexcept;
+
+    ValueObjectType type() const override;
+    ValueObject& operator=(bool value) override;
+    ValueObject& operator=(int value) override;
+    ValueObject& operator=(unsigned int value) override;
+    ValueObject& operator=(long long value) override;
+    ValueObject& operator=(unsigned long long value) override;
+    ValueObject& operator=(float value) override;
+    ValueObject& operator=(double value) override;
+    ValueObject& operator=(std::string const& value) override;
+    ValueObject& operator=(void const* value) = delete;
+
+    std::string convertToStringType() const override;
+    operator bool() const override;
+    operator int() const override;
+    operator unsigned int() const override;
+    operator long long() const override;
+    operator unsigned long long() const override;
+    operator float() const override;
+    operator double() const override;
+    operator std::string() const override;
+    operator std::vector<unsigned int>() const override;
+    operator std::vector<int>() const override;
+    operator std::vector<std::string>() const override;
+
+    /// The list conversion; the argument only selects the element type. For `unsigned int`, `int` and `std::string`.
+    template <typename T>
+    std::vector<T> convertToVectorT(T const& elementType) const;
+
+    /// Compares in the type of the left operand, to which the right one is converted: not symmetric. Strings equal
+    /// only strings, lists only lists.
+    bool operator==(ValueObject const& other) const;
+
+    ValueObjectType typeTag = VALUE_UNDEFINED;
+    union Scalar {
+        bool boolValue;
+        int intValue;
+        unsigned int uintValue;
+        long long int64Value;
+        unsigned long long uint64Value = 0;
+        float floatValue;
+        double doubleValue;
+    } scalar;                           ///< For the tags 1 to 7, the alternative that the tag names.
+    std::string stringValue;            ///< For `VALUE_STRING`.
+    std::vector<ValueObject> elements;  ///< For `VALUE_VECTOR`.
+};
+
+}  // namespace orvane::system::support
