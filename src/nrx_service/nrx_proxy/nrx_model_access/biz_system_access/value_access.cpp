@@ -52,11 +52,11 @@ template <typename Obs>
 ValueAccessT<Obs>::ValueAccessT() = default;
 
 template <typename Obs>
-ValueAccessT<Obs>::ValueAccessT(std::string name) : ValueAccessBase(name) {}
+ValueAccessT<Obs>::ValueAccessT(std::string key) : ValueAccessBase(key) {}
 
 template <typename Obs>
-ValueAccessT<Obs>::ValueAccessT(std::string name, std::shared_ptr<ValueHandler> handler) : ValueAccessBase(name) {
-    this->handler = std::move(handler);
+ValueAccessT<Obs>::ValueAccessT(std::string key, std::shared_ptr<ValueHandler> newHandler) : ValueAccessBase(key) {
+    handler = std::move(newHandler);
 }
 
 template <typename Obs>

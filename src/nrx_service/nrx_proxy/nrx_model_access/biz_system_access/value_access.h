@@ -19,9 +19,9 @@ template <typename Obs>
 class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:
     ValueAccessT();
-    explicit ValueAccessT(std::string name);
+    explicit ValueAccessT(std::string key);
     /// The usual way to install a handler: no notification can arrive before it.
-    ValueAccessT(std::string name, std::shared_ptr<ValueHandler> handler);
+    ValueAccessT(std::string key, std::shared_ptr<ValueHandler> newHandler);
     /// A fresh object, as from the default constructor: nothing is taken from `other`.
     ValueAccessT(ValueAccessT const& other);
     ValueAccessT& operator=(ValueAccessT const&) = delete;
