@@ -1,0 +1,91 @@
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
+
+#include <utility>
+
+#include "nrx_service/nrx_proxy/diagnostics/debug_log.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/list_value.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/model_connection.h"
+
+namespace orvane::system::support {
+
+namespace {
+
+constexpr int STATUS_NOT_CONNECTED = -1;
+
+/// The results' texts, each at the position that its record names.
+std::vector<std::string> textsByIndex(std::vector<objbus::Argument> const& results) {
+    std::vector<std::string> texts(results.size());
+    for (objbus::Argument const& result : results) {
+        if (result.index >= 0 && static_cast<std::size_t>(result.index) < texts.size()) {
+            texts[static_cast<std::size_t>(result.index)] = result.value;
+        }
+    }
+    return texts;
+}
+
+}  // namespace
+
+ActionAccess::ActionAccess(std::string key) : ValueAccessBase(key) {}
+
+ActionAccess::ActionAccess(std::string key, std::shared_ptr<ActionHandler> newHandler)
+    : ValueAccessBase(key), actionHandler(std::move(newHandler)) {}
+
+ActionAccess::~ActionAccess() = default;
+
+int ActionAccess::connect(int timeoutMs) {
+    connectTimeoutMs = timeoutMs;
+    if (object != nullptr) {
+        return STATUS_OK;
+    }
+    objbus::RootInterface* const root = getRootInterface();
+    auto const [found, status] = connectWithin(timeoutMs, root, name, this);
+    if (found == nullptr) {
+        DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, status);
+        return STATUS_ERR_CONNECT_FAILED;
+    }
+    if (auto const type = typeOf(*found); type != objbus::OBJECT_TYPE_ACTION) {
+        DEBUG_LOG(LOG_ERROR, OBSERVER_MISMATCH_MESSAGE, name.c_str(), static_cast<int>(type), "ObserverAction");
+        disconnectFrom(root, getName(), this, found);
+        return STATUS_ERR_VALUE_TYPE_MISMATCH;
+    }
+    object = found;
+    return STATUS_OK;
+}
+
+int ActionAccess::disconnect() {
+    disconnectFrom(getRootInterface(), name, this, object);
+    object = nullptr;
+    return STATUS_OK;
+}
+
+int ActionAccess::setActionResultHandler(std::shared_ptr<ActionHandler> newHandler) {
+    actionHandler = std::move(newHandler);
+    return STATUS_OK;
+}
+
+int ActionAccess::invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) {
+    if (object == nullptr) {
+        DEBUG_LOG(LOG_ERROR, "No Access yet.");
+        return STATUS_NOT_CONNECTED;
+    }
+    return static_cast<objbus::ObjectAction*>(object)->invoke(actionId, arguments);
+}
+
+void ActionAccess::notifyExecutionError(unsigned int actionId, int error) {
+    DEBUG_TRACE();
+    DEBUG_LOG(LOG_CRITICAL, "Action Failed : %s,  %d,  %d ", name.c_str(), static_cast<int>(actionId), error);
+    if (auto const receiver = actionHandler) {
+        receiver->handleExecutionError(actionId, error);
+    }
+}
+
+void ActionAccess::notifyResult(unsigned int actionId, std::vector<objbus::Argument> const& results) {
+    DEBUG_TRACE();
+    DEBUG_LOG(LOG_INFO, "Action Result: %s,  %d,  %d ", name.c_str(), static_cast<int>(actionId),
+              static_cast<int>(results.size()));
+    if (auto const receiver = actionHandler) {
+        receiver->handleResult(actionId, listValue(textsByIndex(results)));
+    }
+}
+
+}  // namespace orvane::system::support

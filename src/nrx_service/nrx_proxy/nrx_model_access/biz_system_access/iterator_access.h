@@ -1,0 +1,86 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access_base.h"
+#include "objbus/observer.h"
+#include "objbus/table.h"
+
+namespace orvane::system::support {
+
+class TableAccess;
+
+/// Receiver of a table iterator's notifications, one operation for each; all on the model's delivery thread. Shared
+/// between its creator and the access objects that call it. The rows end with the call.
+class NRX_EXPORT IteratorHandler {
+public:
+    virtual void handleCommit(int status) = 0;
+    virtual void handleTotalCount(int count) = 0;
+    virtual void handleSeekToRow(int row) = 0;
+    virtual void handleSeekToContent(int row) = 0;
+    virtual void handleCursorPosition(int row) = 0;
+    virtual void handleReadRow(std::vector<std::string> const& row) = 0;
+    virtual void handleReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) = 0;
+    virtual void handleIteratorReady(int status) = 0;
+    virtual void handleUpdate(int update) = 0;
+    virtual ~IteratorHandler() = default;
+};
+
+/// One iterator over a table of the television's data model.
+///
+/// `create()` connects to the table and has the iterator made; the iterator's own operations, reached through
+/// `getIterator()`, are the television's. Its notifications are passed on to the handler as they come, whatever the
+/// state of this object; the handler stays alive for the call.
+///
+/// The owner calls `destroy()` before destroying this object, lest the model keep an iterator that reports to it.
+class NRX_EXPORT IteratorAccess : public ValueAccessBase, public objbus::ObserverTableIterator {
+public:
+    /// `key` names the table. The rest is handed to the table as it is.
+    IteratorAccess(std::string key, std::shared_ptr<IteratorHandler> newHandler, objbus::IteratorType const& type,
+                   std::vector<objbus::TableSelection> const& tableSelections, std::vector<int> const& tableColumns,
+                   std::vector<objbus::TableOrder> const& tableOrders);
+    IteratorAccess(IteratorAccess const&) = delete;
+    IteratorAccess& operator=(IteratorAccess const&) = delete;
+    /// Disconnects from the table; does not destroy the iterator.
+    ~IteratorAccess() override;
+
+    /// Nothing connects but `create()`: both do nothing and return 0.
+    int connect(int timeoutMs) override;
+    int disconnect() override;
+
+    /// Connects to the table within 1000 milliseconds and has the iterator made. 0 for success, though the television
+    /// may have refused the iterator (`getIterator()` is null then); 4 when there is no such table, with everything
+    /// left as it was. An earlier iterator and its table are released first when the new table is connected.
+    virtual int create();
+    /// Has the iterator destroyed, if there is one; the table stays connected. Returns 0.
+    virtual int destroy();
+
+    /// The iterator, or null. The model owns it; it is valid until `destroy()`.
+    objbus::TableIterator* getIterator() const;
+
+    /// Installs, replaces or (empty) removes the receiver; not while notifications can arrive. Returns 0.
+    virtual int setActionResultHandler(std::shared_ptr<IteratorHandler> newHandler);
+
+    void notifyCommit(int status) override;
+    void notifyTotalCount(int count) override;
+    void notifySeekToRow(int row) override;
+    void notifySeekToContent(int row) override;
+    void notifyCursorPosition(int row) override;
+    void notifyReadRow(std::vector<std::string> const& row) override;
+    void notifyReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) override;
+    void notifyIteratorReady(int status) override;
+    void notifyUpdate(int update) override;
+
+private:
+    std::shared_ptr<IteratorHandler> iteratorHandler;
+    objbus::IteratorType const iteratorType;
+    std::vector<objbus::TableSelection> const selections;
+    std::vector<int> const columns;
+    std::vector<objbus::TableOrder> const orders;
+    objbus::TableIterator* iterator = nullptr;
+    std::unique_ptr<TableAccess> tableAccess;  ///< Connected whenever it is there.
+};
+
+}  // namespace orvane::system::support

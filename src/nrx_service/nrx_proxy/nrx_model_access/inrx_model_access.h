@@ -1,0 +1,61 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_object.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/nrx_export.h"
+
+namespace orvane {
+
+class NRXModelAccessClient;
+
+/// The television's NRX service and device facts, as the embedding process sees them.
+///
+/// No operation reports a failure but by an empty result; each failure is logged. The order of the virtual operations
+/// is a binary contract.
+class NRX_EXPORT INrxModelAccess {
+public:
+    INrxModelAccess() = default;
+    INrxModelAccess(INrxModelAccess const&) = delete;
+    INrxModelAccess& operator=(INrxModelAccess const&) = delete;
+    virtual ~INrxModelAccess();
+
+    /// Replaces the receiver of command and event lists, which is not owned; null: nothing is passed on.
+    virtual void setClient(NRXModelAccessClient* newClient) = 0;
+
+    /// Connects to the command and the event list, waiting up to 1000 milliseconds for each. What fails here is tried
+    /// again by reads and writes only.
+    virtual void start() = 0;
+
+    /// Facts about the television, read anew at each call; empty when they cannot be had. The first three come from the
+    /// data model and wait up to 1000 milliseconds for it while it is not there.
+    virtual std::string getSoftwareVersion() = 0;
+    virtual std::string getModelname() = 0;  ///< The production type.
+    virtual std::string getFeatureCode() = 0;
+    /// The first 1023 bytes of the device identifier's file, up to a zero byte and otherwise as they stand: a line end
+    /// belongs to them.
+    virtual std::string getDeviceID() = 0;
+
+    /// Let lists through to the client, or hold them back. What arrives meanwhile is dropped.
+    virtual void startCommandListener() = 0;
+    virtual void stopCommandListener() = 0;
+    virtual void startEventListener() = 0;
+    virtual void stopEventListener() = 0;
+
+    /// Asks the television to start the NRX service as a background application; waits up to 100 milliseconds for the
+    /// action to be there, and not for the answer, which is only logged. May be called from several threads at once.
+    virtual void requestStartNRXService() = 0;
+
+    /// The relay of new command and event values to the client, on the model's delivery thread: a list is passed on as
+    /// its elements' texts, anything else is dropped.
+    virtual void onNRXCommandValueChanged(system::support::IValueObject const& value) = 0;
+    virtual void onNRXEventValueChanged(system::support::IValueObject const& value) = 0;
+
+    /// Read and write the command or the event list, whichever `name` is the key of. Reading leaves `values` as it was
+    /// when it fails. Both wait up to the list's connect budget (1000 milliseconds) while it is not connected.
+    virtual void getAccessValue(std::string name, std::vector<std::string>& values) = 0;
+    virtual void setAccessValue(std::string name, std::vector<std::string> values) = 0;
+};
+
+}  // namespace orvane

@@ -1,0 +1,265 @@
+#include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <utility>
+
+#include "nrx_service/nrx_proxy/diagnostics/debug_log.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
+
+// Both relays write the same lines, each under its own name.
+#define NOT_A_LIST_MESSAGE "Not array type."
+#define LISTENER_STOPPED_MESSAGE "Listener Not started, ignore."
+#define PARAMETER_MESSAGE "parameter %d:   %s "
+
+namespace orvane {
+
+using namespace system::support;
+
+namespace {
+
+constexpr char COMMAND_KEY[] = "torvi.sl2.vstr.videoplayer.nrx.command";
+constexpr char EVENT_KEY[] = "torvi.sl2.vstr.videoplayer.nrx.event";
+constexpr char SOFTWARE_VERSION_KEY[] = "torvi.sl2.str.orvfactory.software.version";
+constexpr char FEATURE_CODE_KEY[] = "torvi.sl2.str.basic.settings.tv.featurecode";
+constexpr char PRODUCTION_TYPE_KEY[] = "torvi.sl2.str.orvfactory.production.type";
+constexpr char SOURCE_SWITCH_KEY[] = "torvi.sl2.action.source.switch";
+
+constexpr int LIST_CONNECT_BUDGET_MS = 1000;
+constexpr int ACTION_CONNECT_BUDGET_MS = 100;
+
+constexpr char DEVICE_ID_PATH[] = "/APPS/deviceserial/deviceId";
+constexpr char DEFAULT_DEVICE_ID_PATH[] = "/var/local/applications/UI/deviceId";
+constexpr std::size_t DEVICE_ID_BUFFER_SIZE = 1024;
+
+constexpr unsigned int NO_ACTION_ID = 0xFFFFFFFF;
+constexpr char SOURCE_SWITCH_TARGET[] = "12";
+constexpr char SERVICE_DESCRIPTION[] =
+    R"({"id":"nrxservice","name":"nrxservice","pid": "","appType": "bgAppType","url": "","type": "bgAppType"})";
+
+/// Numbers the requests of the whole process.
+std::atomic<int> serviceRequestCounter = 0;
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+template <typename Access>
+std::shared_ptr<Access> orFresh(std::shared_ptr<Access> access, char const* key) {
+    return access ? std::move(access) : std::shared_ptr<Access>(new Access(key));
+}
+
+/// The list that `key` names, or null.
+NRXModelAccess::StringListAccess* listByKey(std::string const& key, NRXModelAccess::StringListAccess& command,
+                                            NRXModelAccess::StringListAccess& event) {
+    if (key == COMMAND_KEY) {
+        return &command;
+    }
+    return key == EVENT_KEY ? &event : nullptr;
+}
+
+std::string nextRequestIdentifier() {
+    int const number = ++serviceRequestCounter;
+    return "nrx_access_" + std::to_string(syscall(SYS_gettid)) + "_" + std::to_string(number);
+}
+
+void appendArgument(std::vector<objbus::Argument>& arguments, std::string text) {
+    objbus::Argument argument;
+    argument.index = static_cast<std::int8_t>(arguments.size());
+    argument.value = std::move(text);
+    arguments.emplace_back(std::move(argument));
+}
+
+}  // namespace
+
+INrxModelAccess::~INrxModelAccess() = default;
+
+NRXModelAccess::NRXModelAccess()
+    : commandValue(
+          new StringListAccess(COMMAND_KEY, make_value_handler(this, &NRXModelAccess::onNRXCommandValueChanged))),
+      eventValue(new StringListAccess(EVENT_KEY, make_value_handler(this, &NRXModelAccess::onNRXEventValueChanged))),
+      softwareVersionValue(new StringAccess(SOFTWARE_VERSION_KEY)),
+      featureCodeValue(new StringAccess(FEATURE_CODE_KEY)),
+      productionTypeValue(new StringAccess(PRODUCTION_TYPE_KEY)) {}
+
+NRXModelAccess::NRXModelAccess(NRXModelAccessClient* newClient) : NRXModelAccess() {
+    client = newClient;
+    DEBUG_TRACE();
+}
+
+NRXModelAccess::NRXModelAccess(NRXModelAccessClient* newClient, std::shared_ptr<StringListAccess> command,
+                               std::shared_ptr<StringListAccess> event, std::shared_ptr<StringAccess> softwareVersion,
+                               std::shared_ptr<StringAccess> featureCode, std::shared_ptr<StringAccess> productionType)
+    : client(newClient),
+      commandValue(orFresh(std::move(command), COMMAND_KEY)),
+      eventValue(orFresh(std::move(event), EVENT_KEY)),
+      softwareVersionValue(orFresh(std::move(softwareVersion), SOFTWARE_VERSION_KEY)),
+      featureCodeValue(orFresh(std::move(featureCode), FEATURE_CODE_KEY)),
+      productionTypeValue(orFresh(std::move(productionType), PRODUCTION_TYPE_KEY)) {}
+
+NRXModelAccess::~NRXModelAccess() {
+    // Deaf first: a list on its way is dropped instead of reaching a client that may be going too.
+    commandListenerStarted = false;
+    eventListenerStarted = false;
+    DEBUG_TRACE();
+    if (sourceSwitchAction != nullptr) {
+        sourceSwitchAction->disconnect();
+        delete sourceSwitchAction;
+        sourceSwitchAction = nullptr;
+    }
+}
+
+void NRXModelAccess::setClient(NRXModelAccessClient* newClient) { client = newClient; }
+
+void NRXModelAccess::start() {
+    DEBUG_TRACE();
+    if (int const status = commandValue->connect(LIST_CONNECT_BUDGET_MS); status != STATUS_OK) {
+        DEBUG_LOG(LOG_ERROR, "Fail to connect command Value, status: %d", status);
+    } else {
+        DEBUG_LOG(LOG_INFO, " connect command Value, status: %d", status);
+    }
+    if (int const status = eventValue->connect(LIST_CONNECT_BUDGET_MS); status != STATUS_OK) {
+        DEBUG_LOG(LOG_ERROR, "Fail to connect event Value, status: %d", status);
+    } else {
+        DEBUG_LOG(LOG_INFO, " connect event  Value, status: %d", status);
+    }
+}
+
+std::string NRXModelAccess::getSoftwareVersion() {
+    std::string version;
+    softwareVersionValue->getValue(version);
+    DEBUG_LOG(LOG_INFO, "Software Version : %s.", version.c_str());
+    return version;
+}
+
+std::string NRXModelAccess::getModelname() {
+    std::string productionType;
+    productionTypeValue->getValue(productionType);
+    DEBUG_LOG(LOG_INFO, "Firmware Version : %s.", productionType.c_str());
+    return productionType;
+}
+
+std::string NRXModelAccess::getFeatureCode() {
+    std::string featureCode;
+    featureCodeValue->getValue(featureCode);
+    DEBUG_LOG(LOG_INFO, "Feature code : %s.", featureCode.c_str());
+    return featureCode;
+}
+
+std::string NRXModelAccess::getDeviceID() {
+    char const* path = DEVICE_ID_PATH;
+    File file(std::fopen(path, "rb"));
+    if (!file) {
+        DEBUG_LOG(LOG_ERROR, "Error opening %s, try default location", path);
+        path = DEFAULT_DEVICE_ID_PATH;
+        file.reset(std::fopen(path, "rb"));
+    }
+    if (!file) {
+        DEBUG_LOG(LOG_ERROR, "Error opening %s", path);
+        return {};
+    }
+    std::array<char, DEVICE_ID_BUFFER_SIZE> buffer{};  // Its last byte stays 0 and ends the text.
+    if (std::fread(buffer.data(), 1, buffer.size() - 1, file.get()) == 0) {
+        DEBUG_LOG(LOG_ERROR, "Error reading %s", path);
+        return {};
+    }
+    return buffer.data();
+}
+
+void NRXModelAccess::startCommandListener() { commandListenerStarted = true; }
+
+void NRXModelAccess::stopCommandListener() { commandListenerStarted = false; }
+
+void NRXModelAccess::startEventListener() { eventListenerStarted = true; }
+
+void NRXModelAccess::stopEventListener() { eventListenerStarted = false; }
+
+void NRXModelAccess::requestStartNRXService() {
+    DEBUG_TRACE();
+    ActionAccess* action = nullptr;
+    {
+        std::lock_guard<std::mutex> const lock(sourceSwitchMutex);
+        if (sourceSwitchAction == nullptr) {
+            auto newAction = std::make_unique<ActionAccess>(SOURCE_SWITCH_KEY);
+            if (int const status = newAction->connect(ACTION_CONNECT_BUDGET_MS); status != STATUS_OK) {
+                DEBUG_LOG(LOG_ERROR, "Error connect SL2_TVAPI_ACTION_SOURCE_SWITCH,  status: %d", status);
+                return;
+            }
+            sourceSwitchAction = newAction.release();
+        }
+        action = sourceSwitchAction;
+    }
+    unsigned int actionId = NO_ACTION_ID;
+    std::vector<objbus::Argument> args;
+    appendArgument(args, nextRequestIdentifier());
+    appendArgument(args, SOURCE_SWITCH_TARGET);
+    appendArgument(args, SERVICE_DESCRIPTION);
+    int const status = action->invoke(actionId, args);
+    DEBUG_LOG(LOG_INFO, "actionid: %d", static_cast<int>(actionId));
+    if (status != STATUS_OK) {
+        DEBUG_LOG(LOG_ERROR, "error: %d", status);
+    }
+}
+
+void NRXModelAccess::onNRXCommandValueChanged(IValueObject const& value) {
+    if (value.type() != VALUE_VECTOR) {
+        DEBUG_LOG(LOG_ERROR, NOT_A_LIST_MESSAGE);
+        return;
+    }
+    if (!commandListenerStarted) {
+        DEBUG_LOG(LOG_INFO, LISTENER_STOPPED_MESSAGE);
+        return;
+    }
+    std::vector<std::string> const list = value;
+    for (int index = 0; std::string const& parameter : list) {
+        DEBUG_LOG(LOG_DEBUG, PARAMETER_MESSAGE, index, parameter.c_str());
+        ++index;
+    }
+    if (NRXModelAccessClient* const receiver = client) {
+        receiver->onNRXCommandReceived(list);  // Last: the client may destroy the facade.
+    }
+}
+
+void NRXModelAccess::onNRXEventValueChanged(IValueObject const& value) {
+    if (value.type() != VALUE_VECTOR) {
+        DEBUG_LOG(LOG_ERROR, NOT_A_LIST_MESSAGE);
+        return;
+    }
+    if (!eventListenerStarted) {
+        DEBUG_LOG(LOG_INFO, LISTENER_STOPPED_MESSAGE);
+        return;
+    }
+    std::vector<std::string> const list = value;
+    for (int index = 0; std::string const& parameter : list) {
+        DEBUG_LOG(LOG_DEBUG, PARAMETER_MESSAGE, index, parameter.c_str());
+        ++index;
+    }
+    if (NRXModelAccessClient* const receiver = client) {
+        receiver->onNRXEventReceived(list);  // Last: the client may destroy the facade.
+    }
+}
+
+void NRXModelAccess::getAccessValue(std::string name, std::vector<std::string>& values) {
+    DEBUG_LOG(LOG_DEBUG, "name:%s", name.c_str());
+    auto* const list = listByKey(name, *commandValue, *eventValue);
+    int const status = list != nullptr ? list->getValue(values) : STATUS_ERR_UNKNOWN_KEY;
+    if (status != STATUS_OK) {
+        DEBUG_LOG(LOG_ERROR, "Error get String value: %d", status);
+    }
+}
+
+void NRXModelAccess::setAccessValue(std::string name, std::vector<std::string> values) {
+    DEBUG_TRACE();
+    auto* const list = listByKey(name, *commandValue, *eventValue);
+    int const status = list != nullptr ? list->setValue(values) : STATUS_ERR_UNKNOWN_KEY;
+    if (status != STATUS_OK) {
+        DEBUG_LOG(LOG_ERROR, "Error set value :%d, %s", status, name.c_str());
+    }
+}
+
+}  // namespace orvane

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/nrx_export.h"
+
+namespace orvane {
+
+/// What the embedding process implements to hear from the NRX service. The process owns it and keeps it alive until
+/// the facade is destroyed or was given another client and no call is running.
+///
+/// Called on the model's delivery thread, which waits for the return. A client may call the facade, and may destroy
+/// it, from inside a call.
+class NRX_EXPORT NRXModelAccessClient {
+public:
+    /// A new command list, which may be empty. It ends with the call.
+    virtual void onNRXCommandReceived(std::vector<std::string> const& parameters) = 0;
+    /// A new event list, likewise.
+    virtual void onNRXEventReceived(std::vector<std::string> const& parameters) = 0;
+
+protected:
+    ~NRXModelAccessClient() = default;
+};
+
+}  // namespace orvane
