@@ -20,7 +20,8 @@ __attribute__((visibility("default"))) bool parseLogLevel(std::string_view word,
 
 __attribute__((visibility("default"))) void setLogLevel(LogLevel level);
 
-/// Keeps the lines written while it lives, instead of sending them to standard error. One at a time in a process.
+/// Keeps the lines written while it lives, instead of sending them to standard error. One at a time in a process
+/// (a second constructor throws `std::logic_error`).
 class __attribute__((visibility("default"))) LogCapture {
 public:
     struct Line {
@@ -34,6 +35,7 @@ public:
     explicit LogCapture(Check check = {});
     LogCapture(LogCapture const&) = delete;
     LogCapture& operator=(LogCapture const&) = delete;
+    /// Waits for lines being written and checks being made by other threads.
     ~LogCapture();
 
     /// The lines so far, in the order written; they are forgotten here.

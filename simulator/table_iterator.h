@@ -7,7 +7,8 @@
 namespace objbus {
 
 /// The simulated television's table iterator. Each operation is answered later, on the delivery thread, by the
-/// notification named beside it; a row outside the table is answered with -1, or with no row.
+/// notification named beside it; a row outside the table is answered with -1, or with no row. The cursor
+/// starts on row 0; a seek that fails leaves it on no row, and reading does not move it.
 class __attribute__((visibility("default"))) TableIterator {
 public:
     TableIterator(TableIterator const&) = delete;

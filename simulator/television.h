@@ -15,6 +15,8 @@
 
 namespace simulator {
 
+class __attribute__((visibility("default"))) Model;  // Private to the simulator.
+
 /// The value of a plain-valued model object; its alternative decides the object's type.
 using Value = std::variant<int, long long, std::string, std::vector<int>, std::vector<std::string>>;
 
@@ -23,9 +25,9 @@ struct ActionAnswer {
     using Results = std::vector<objbus::Argument>;
     using Error = int;
 
-    int status = 0;                        ///< What `invoke` returns.
-    std::optional<unsigned int> actionId;  ///< Written to the caller's id; left as it was when empty.
-    std::variant<std::monostate, Results, Error> outcome;  ///< Sent on the delivery thread; nothing for `monostate`.
+    int status = 0;                                          ///< What `invoke` returns.
+    std::optional<unsigned int> actionId{};                  ///< Written to the caller's id; left as it was when empty.
+    std::variant<std::monostate, Results, Error> outcome{};  ///< Sent on the delivery thread; nothing for `monostate`.
 };
 
 /// Called on the thread of `invoke`, with no lock held.
@@ -72,8 +74,8 @@ struct KeyCounts {
 /// `std::logic_error`). Destroy it after every client of the model: their object pointers end with it. While none is
 /// on, lookups are refused.
 ///
-/// Every operation may be called from any thread, also from inside a notification (`waitUntilDelivered` excepted).
-/// No lock is held while an observer or a script runs.
+/// Every operation may be called from any thread, also from inside a notification (`waitUntilDelivered` and the
+/// destructor excepted). No lock is held while an observer or a script runs.
 class __attribute__((visibility("default"))) Television {
 public:
     Television();
@@ -86,7 +88,8 @@ public:
     void publish(std::string const& key, Value value);
     void publishAction(std::string const& key, ActionScript script);
     void publishTable(std::string const& key, Rows rows);
-    /// Publishes an object that has a type and nothing else; for kinds that no client operation serves.
+    /// Publishes an object of any type, also of one that no client operation serves: such an object has a type and
+    /// nothing else. One of the other types holds an empty value.
     void publishBare(std::string const& key, objbus::ObjectTypeSpec type);
 
     /// Takes the object away from its key and returns whether there was one. Clients connected to it keep their
@@ -123,7 +126,6 @@ public:
     [[nodiscard]] int iteratorsDestroyed(std::string const& key) const;
 
 private:
-    class Model;
     std::shared_ptr<Model> model_;
 };
 

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "objbus/observer.h"
+
+// Private to the simulator.
+
+namespace simulator {
+
+/// One registration of an observer with a source of notifications. Every connect makes a new one, so that what was
+/// queued for an earlier registration of the same observer is not delivered to it.
+struct Registration {
+    objbus::Observer* observer;
+    void const* source;
+    bool ended = false;  ///< Guarded by the delivery's mutex.
+};
+
+using Registrations = std::vector<std::shared_ptr<Registration>>;
+
+/// The thread that runs notifications, one after the other in the order of `post`.
+class Delivery {
+public:
+    Delivery();
+    Delivery(Delivery const&) = delete;
+    Delivery& operator=(Delivery const&) = delete;
+    ~Delivery();
+
+    /// Runs `notify` later, unless `to` has ended by then.
+    void post(std::shared_ptr<Registration const> to, std::function<void()> notify);
+
+    /// Ends the registrations, then waits for a notification from `source` to `observer` that is running, whichever
+    /// registration it belongs to: another call may have ended that one already. Does not wait on the delivery
+    /// thread, which would wait for itself.
+    void end(Registrations const& registrations, objbus::Observer const* observer, void const* source);
+
+    /// Returns when everything posted before is done, or after `stop`.
+    void waitUntilDone();
+
+    /// Drops what is queued, waits for the notification that is running, and ends the thread.
+    void stop();
+
+private:
+    struct Notification {
+        std::shared_ptr<Registration const> to;
+        std::function<void()> notify;
+    };
+
+    void run();
+
+    std::mutex mutex_;
+    std::condition_variable posted_;
+    std::condition_variable done_;
+    std::deque<Notification> queue_;
+    std::shared_ptr<Registration const> running_;
+    std::size_t postedCount_ = 0;
+    std::size_t doneCount_ = 0;
+    bool stopping_ = false;
+    std::thread thread_;
+    std::thread::id const threadId_;  ///< Still readable while `thread_` is being joined.
+};
+
+/// A registration with the interface of the observer that its notifications go to: null, and never called, for an
+/// observer of another kind.
+template <typename Obs>
+struct Connection {
+    Obs* observer;
+    std::shared_ptr<Registration> registration;
+
+    template <typename Notify>
+    void post(Delivery& delivery, Notify notify) const {
+        if (observer != nullptr) {
+            delivery.post(registration, [to = observer, notify = std::move(notify)] { notify(*to); });
+        }
+    }
+};
+
+}  // namespace simulator

@@ -1,0 +1,172 @@
+#include "simulator/log.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+namespace simulator {
+
+namespace {
+
+constexpr std::uint32_t SEVERITY_BITS = 0xFFFF;
+
+/// Of the check that this thread made last.
+thread_local int lastSeverity = 0;
+
+void writeToStandardError(std::string const& line) {
+    while (::write(STDERR_FILENO, line.data(), line.size()) < 0 && errno == EINTR) {
+    }
+}
+
+LogLevel levelFromEnvironment() {
+    LogLevel level = LogLevel::error;
+    char const* const word = std::getenv("NRX_LOG");
+    if (word != nullptr && !parseLogLevel(word, level)) {
+        writeToStandardError("NRX_LOG is \"" + std::string(word) +
+                             "\": expected off, critical, error, info or debug; using error\n");
+    }
+    return level;
+}
+
+std::atomic<LogLevel>& admittedLevel() {
+    static std::atomic<LogLevel> level = levelFromEnvironment();
+    return level;
+}
+
+std::mutex captureMutex;
+std::condition_variable captureReleased;
+LogCapture* currentCapture = nullptr;
+int captureUses = 0;
+
+/// The capture of now, or null; it is not destroyed while used here.
+class CaptureUse {
+public:
+    CaptureUse() {
+        std::lock_guard const lock(captureMutex);
+        capture_ = currentCapture;
+        if (capture_ != nullptr) {
+            ++captureUses;
+        }
+    }
+    CaptureUse(CaptureUse const&) = delete;
+    CaptureUse& operator=(CaptureUse const&) = delete;
+    ~CaptureUse() {
+        if (capture_ == nullptr) {
+            return;
+        }
+        std::lock_guard const lock(captureMutex);
+        --captureUses;
+        captureReleased.notify_all();
+    }
+
+    [[nodiscard]] LogCapture* get() const { return capture_; }
+
+private:
+    LogCapture* capture_;
+};
+
+bool levelAdmits(int severity) {
+    LogLevel const level = admittedLevel();
+    return level != LogLevel::off && severity <= static_cast<int>(level);
+}
+
+void writeLine(std::string line) {
+    CaptureUse const use;
+    if (LogCapture* const capture = use.get()) {
+        capture->add({lastSeverity, std::move(line)});
+    } else {
+        writeToStandardError(line);
+    }
+}
+
+}  // namespace
+
+bool parseLogLevel(std::string_view word, LogLevel& level) {
+    constexpr std::pair<std::string_view, LogLevel> levels[] = {
+        {"off", LogLevel::off},   {"critical", LogLevel::critical}, {"error", LogLevel::error},
+        {"info", LogLevel::info}, {"debug", LogLevel::debug},
+    };
+    for (auto const& [name, named] : levels) {
+        if (name == word) {
+            level = named;
+            return true;
+        }
+    }
+    return false;
+}
+
+void setLogLevel(LogLevel level) { admittedLevel() = level; }
+
+LogCapture::LogCapture(Check check) : check_(std::move(check)) {
+    std::lock_guard const lock(captureMutex);
+    if (currentCapture != nullptr) {
+        throw std::logic_error("simulator: the log is captured already");
+    }
+    currentCapture = this;
+}
+
+LogCapture::~LogCapture() {
+    std::unique_lock lock(captureMutex);
+    currentCapture = nullptr;
+    captureReleased.wait(lock, [] { return captureUses == 0; });
+}
+
+std::vector<LogCapture::Line> LogCapture::take() {
+    std::lock_guard const lock(mutex_);
+    return std::exchange(lines_, {});
+}
+
+bool LogCapture::admits(DebugLevelRecord& record) const { return !check_ || check_(record); }
+
+void LogCapture::add(Line line) {
+    std::lock_guard const lock(mutex_);
+    lines_.push_back(std::move(line));
+}
+
+}  // namespace simulator
+
+int debugCheckLevel(DebugLevelRecord* record) {
+    if (record == nullptr) {
+        return 0;
+    }
+    int const severity = static_cast<int>(record->levelCode & simulator::SEVERITY_BITS);
+    simulator::CaptureUse const use;
+    simulator::LogCapture const* const capture = use.get();
+    bool const admitted = capture != nullptr ? capture->admits(*record) : simulator::levelAdmits(severity);
+    simulator::lastSeverity = severity;  // After the check, which may have logged for itself.
+    return admitted ? 1 : 0;
+}
+
+void debugOutput(char const* format, ...) {
+    if (format == nullptr) {
+        return;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    int const length = std::vsnprintf(nullptr, 0, format, arguments);
+    va_end(arguments);
+    if (length < 0) {
+        return;
+    }
+    std::string line(static_cast<std::size_t>(length), '\0');
+    va_start(arguments, format);
+    std::vsnprintf(line.data(), line.size() + 1, format, arguments);
+    va_end(arguments);
+    simulator::writeLine(std::move(line));
+}
+
+char const* sourceBaseName(char const* path) {
+    if (path == nullptr) {
+        return "";
+    }
+    char const* const slash = std::strrchr(path, '/');
+    return slash != nullptr ? slash + 1 : path;
+}

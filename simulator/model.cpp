@@ -1,0 +1,61 @@
+#include "simulator/model.h"
+
+#include "simulator/model_object.h"
+
+namespace simulator {
+
+namespace {
+
+/// Whether the key is to fail now; counts the failed attempts.
+bool takeFault(ConnectFault& fault) {
+    if (fault.attempts == 0) {
+        return false;
+    }
+    if (fault.attempts > 0) {
+        --fault.attempts;
+    }
+    return true;
+}
+
+}  // namespace
+
+int Model::connect(std::string const& name, objbus::Observer* observer, objbus::Object*& object) {
+    std::lock_guard const lock(mutex);
+    Key& key = keys[name];
+    ++key.counts.connectAttempts;
+    bool const fails = takeFault(key.connectFault);
+    if (key.published != nullptr && (!fails || key.connectFault.handsOutObject)) {
+        object = &key.published->object();
+    }
+    if (fails) {
+        return key.connectFault.status;
+    }
+    if (key.published == nullptr) {
+        return STATUS_NOT_PUBLISHED;
+    }
+    key.published->connect(observer);
+    return STATUS_OK;
+}
+
+int Model::disconnect(std::string const& name, objbus::Observer* observer, objbus::Object const* object) {
+    Registrations ended;
+    Key const* source = nullptr;
+    {
+        std::lock_guard const lock(mutex);
+        Key& key = keys[name];
+        source = &key;
+        ++key.counts.disconnects;
+        if (object == nullptr) {
+            ++key.counts.disconnectsWithoutObject;
+        }
+        for (auto const& candidate : objects) {
+            if (&candidate->key() == &key && (object == nullptr || &candidate->object() == object)) {
+                candidate->disconnect(observer, ended);
+            }
+        }
+    }
+    delivery.end(ended, observer, source);
+    return ended.empty() && object != nullptr ? STATUS_NOT_CONNECTED : STATUS_OK;
+}
+
+}  // namespace simulator

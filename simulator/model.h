@@ -1,0 +1,73 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "objbus/object.h"
+#include "simulator/delivery.h"
+#include "simulator/television.h"
+
+// Private to the simulator.
+
+namespace simulator {
+
+/// What the simulated platform's operations return.
+enum Status : int {
+    STATUS_OK = 0,
+    STATUS_NO_TELEVISION = 101,
+    STATUS_UNKNOWN_INTERFACE = 102,
+    STATUS_LOOKUP_REFUSED = 103,
+    STATUS_NOT_PUBLISHED = 104,
+    STATUS_NOT_CONNECTED = 105,
+    STATUS_WITHDRAWN = 106,
+    STATUS_UNKNOWN_ITERATOR = 107,
+    STATUS_NOT_SUPPORTED = 108,
+};
+
+class ModelObject;
+
+/// Everything about one key. Never removed, since objects refer to it.
+struct Key {
+    ModelObject* published = nullptr;
+    KeyCounts counts;
+    ConnectFault connectFault{STATUS_OK, false, 0};
+    int readFault = STATUS_OK;
+    int invokeFault = STATUS_OK;
+    bool refusesIterators = false;
+    std::optional<IteratorRequest> iteratorRequest;
+    int iteratorsDestroyed = 0;
+};
+
+/// The data model. `mutex` guards the rest and the state of the objects; it is taken before the delivery's own.
+class __attribute__((visibility("default"))) Model : public std::enable_shared_from_this<Model> {
+public:
+    /// The model of the television that is on, or null.
+    static std::shared_ptr<Model> current();
+
+    int connect(std::string const& name, objbus::Observer* observer, objbus::Object*& object);
+    int disconnect(std::string const& name, objbus::Observer* observer, objbus::Object const* object);
+
+    /// Makes an object of the type `Kind` under the key. The mutex must not be held.
+    template <typename Kind, typename... Arguments>
+    void publish(std::string const& name, Arguments&&... arguments) {
+        std::lock_guard const lock(mutex);
+        Key& key = keys[name];
+        objects.push_back(std::make_unique<Kind>(*this, key, std::forward<Arguments>(arguments)...));
+        key.published = objects.back().get();
+    }
+
+    std::mutex mutex;
+    std::map<std::string, Key> keys;
+    /// Withdrawn ones too: clients keep plain pointers to them.
+    std::vector<std::unique_ptr<ModelObject>> objects;
+    RootLookup rootLookup = RootLookup::published;
+    int lookups = 0;
+    Delivery delivery;
+};
+
+}  // namespace simulator

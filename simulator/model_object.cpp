@@ -1,0 +1,152 @@
+#include "simulator/model_object.h"
+
+namespace simulator {
+
+ActionObject::ActionObject(Model& model, Key& key, ActionScript script)
+    : ObjectOf(model, key, objbus::OBJECT_TYPE_ACTION), script_(std::move(script)) {}
+
+int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) {
+    Operation operation(*this);
+    if (withdrawn()) {
+        return STATUS_WITHDRAWN;
+    }
+    if (int const fault = key().invokeFault; fault != STATUS_OK) {
+        return fault;
+    }
+    operation.lock.unlock();
+    ActionAnswer answer = script_ ? script_(arguments) : ActionAnswer{};
+    actionId = answer.actionId.value_or(actionId);
+    operation.lock.lock();
+    if (withdrawn()) {
+        return answer.status;
+    }
+    if (auto* const results = std::get_if<ActionAnswer::Results>(&answer.outcome)) {
+        post([id = actionId, list = std::move(*results)](auto& observer) { observer.notifyResult(id, list); });
+    } else if (auto const* const error = std::get_if<ActionAnswer::Error>(&answer.outcome)) {
+        post([id = actionId, code = *error](auto& observer) { observer.notifyExecutionError(id, code); });
+    }
+    return answer.status;
+}
+
+Iterator::Iterator(TableObject& table, objbus::ObserverTableIterator* observer, std::vector<int> columns)
+    : table_(table),
+      connection_{observer, std::make_shared<Registration>(Registration{observer, this})},
+      columns_(std::move(columns)) {}
+
+template <typename Notify>
+void Iterator::post(Notify notify) const {
+    if (!destroyed_ && !table_.withdrawn()) {
+        connection_.post(table_.model().delivery, std::move(notify));
+    }
+}
+
+bool Iterator::hasRow(int row) const { return row >= 0 && static_cast<std::size_t>(row) < table_.rows().size(); }
+
+std::vector<std::string> Iterator::selectedColumns(int row) const {
+    auto const& whole = table_.rows()[static_cast<std::size_t>(row)];
+    if (columns_.empty()) {
+        return whole;
+    }
+    std::vector<std::string> selected;
+    for (int const column : columns_) {
+        bool const exists = column >= 0 && static_cast<std::size_t>(column) < whole.size();
+        selected.push_back(exists ? whole[static_cast<std::size_t>(column)] : std::string());
+    }
+    return selected;
+}
+
+void Iterator::requestTotalCount() {
+    Operation const operation(table_);
+    post([count = static_cast<int>(table_.rows().size())](auto& observer) { observer.notifyTotalCount(count); });
+}
+
+void Iterator::seekToRow(int row) {
+    Operation const operation(table_);
+    cursor_ = hasRow(row) ? row : -1;
+    post([cursor = cursor_](auto& observer) { observer.notifySeekToRow(cursor); });
+    post([cursor = cursor_](auto& observer) { observer.notifyCursorPosition(cursor); });
+}
+
+void Iterator::seekToContent(std::string const& content) {
+    Operation const operation(table_);
+    cursor_ = -1;
+    for (int row = 0; cursor_ < 0 && hasRow(row); ++row) {
+        auto const columns = selectedColumns(row);
+        if (std::find(columns.begin(), columns.end(), content) != columns.end()) {
+            cursor_ = row;
+        }
+    }
+    post([cursor = cursor_](auto& observer) { observer.notifySeekToContent(cursor); });
+}
+
+void Iterator::readRow() {
+    Operation const operation(table_);
+    post([row = hasRow(cursor_) ? selectedColumns(cursor_) : std::vector<std::string>{}](auto& observer) {
+        observer.notifyReadRow(row);
+    });
+}
+
+void Iterator::readRowChunk(int count) {
+    Operation const operation(table_);
+    Rows chunk;
+    for (int row = cursor_; count > 0 && hasRow(row); ++row, --count) {
+        chunk.push_back(selectedColumns(row));
+    }
+    post([rows = std::move(chunk)](auto& observer) {
+        std::vector<std::vector<std::string> const*> pointers;
+        for (auto const& row : rows) {
+            pointers.push_back(&row);
+        }
+        observer.notifyReadRowChunk(pointers);
+    });
+}
+
+void Iterator::commit() {
+    Operation const operation(table_);
+    post([](auto& observer) { observer.notifyCommit(STATUS_OK); });
+}
+
+TableObject::TableObject(Model& model, Key& key, Rows rows)
+    : ObjectOf(model, key, objbus::OBJECT_TYPE_TABLE), rows_(std::move(rows)) {}
+
+objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& type,
+                                                   objbus::ObserverTableIterator* observer,
+                                                   std::vector<objbus::TableSelection> const& selections,
+                                                   std::vector<int> const& columns,
+                                                   std::vector<objbus::TableOrder> const& orders) {
+    Operation const operation(*this);
+    key().iteratorRequest = {.type = type, .selections = selections, .columns = columns, .orders = orders};
+    if (withdrawn() || key().refusesIterators) {
+        return nullptr;
+    }
+    iterators_.push_back(std::make_unique<Iterator>(*this, observer, columns));
+    iterators_.back()->post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
+    return iterators_.back().get();
+}
+
+int TableObject::destroyIterator(objbus::TableIterator* iterator) {
+    Operation operation(*this);
+    auto const found = std::find_if(iterators_.begin(), iterators_.end(),
+                                    [iterator](auto const& candidate) { return candidate.get() == iterator; });
+    if (found == iterators_.end()) {
+        return STATUS_UNKNOWN_ITERATOR;
+    }
+    bool const destroyedNow = (*found)->destroy();
+    if (destroyedNow) {
+        ++key().iteratorsDestroyed;
+    }
+    auto const registration = (*found)->connection().registration;
+    operation.lock.unlock();
+    operation.model->delivery.end({registration}, registration->observer, registration->source);
+    return destroyedNow ? STATUS_OK : STATUS_UNKNOWN_ITERATOR;
+}
+
+void TableObject::setRows(Rows rows) {
+    rows_ = std::move(rows);
+    post([](auto& observer) { observer.notifyUpdate(0); });
+    for (auto const& iterator : iterators_) {
+        iterator->post([](auto& observer) { observer.notifyUpdate(0); });
+    }
+}
+
+}  // namespace simulator

@@ -1,0 +1,251 @@
+#pragma once
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "simulator/model.h"
+#include "simulator/table_iterator.h"
+
+// Private to the simulator.
+
+namespace simulator {
+
+/// The model's side of an object. The operations here are called with the model's mutex held.
+class ModelObject {
+public:
+    ModelObject(Model& model, Key& key) : model_(model), key_(key) {}
+    ModelObject(ModelObject const&) = delete;
+    ModelObject& operator=(ModelObject const&) = delete;
+    virtual ~ModelObject() = default;
+
+    /// The client's side of it.
+    virtual objbus::Object& object() = 0;
+    virtual void connect(objbus::Observer* observer) = 0;
+    /// Forgets the observer's registrations and adds them to `ended`; ending them is left to the caller.
+    virtual void disconnect(objbus::Observer const* observer, Registrations& ended) = 0;
+
+    /// Changes the value and returns true when the object has one of this type.
+    virtual bool change(Value const& /*value*/) { return false; }
+    [[nodiscard]] virtual std::optional<Value> value() const { return {}; }
+
+    [[nodiscard]] Model& model() const { return model_; }
+    [[nodiscard]] Key& key() const { return key_; }
+    [[nodiscard]] bool withdrawn() const { return key_.published != this; }
+
+private:
+    Model& model_;
+    Key& key_;
+};
+
+/// Keeps the model alive and locked while an operation that a client started on an object runs.
+struct Operation {
+    explicit Operation(ModelObject const& object) : model(object.model().shared_from_this()), lock(model->mutex) {}
+
+    std::shared_ptr<Model> const model;
+    std::unique_lock<std::mutex> lock;
+};
+
+/// What all kinds share: the type, and the observers.
+template <typename Interface, typename Obs>
+class ObjectOf : public Interface, public ModelObject {
+public:
+    ObjectOf(Model& model, Key& key, objbus::ObjectTypeSpec type) : ModelObject(model, key), type_(type) {}
+
+    int getType(objbus::ObjectTypeSpec& type) final {
+        type = type_;
+        return STATUS_OK;
+    }
+
+    objbus::Object& object() final { return *this; }
+
+    void connect(objbus::Observer* observer) final {
+        connections_.push_back(
+            {dynamic_cast<Obs*>(observer), std::make_shared<Registration>(Registration{observer, &key()})});
+    }
+
+    void disconnect(objbus::Observer const* observer, Registrations& ended) final {
+        auto const forgotten = std::stable_partition(
+            connections_.begin(), connections_.end(),
+            [observer](Connection<Obs> const& connection) { return connection.registration->observer != observer; });
+        for (auto connection = forgotten; connection != connections_.end(); ++connection) {
+            ended.push_back(std::move(connection->registration));
+        }
+        connections_.erase(forgotten, connections_.end());
+    }
+
+protected:
+    template <typename Notify>
+    void post(Notify const& notify) {
+        for (Connection<Obs> const& connection : connections_) {
+            connection.post(model().delivery, notify);
+        }
+    }
+
+private:
+    objbus::ObjectTypeSpec const type_;
+    std::vector<Connection<Obs>> connections_;
+};
+
+/// For kinds that no client operation serves.
+using BareObject = ObjectOf<objbus::Object, objbus::Observer>;
+
+/// What the plain-valued kinds share. `NOTIFY` is the observer's notification of a new value.
+template <typename Interface, typename Obs, auto NOTIFY, typename T>
+class PlainObject : public ObjectOf<Interface, Obs> {
+public:
+    PlainObject(Model& model, Key& key, objbus::ObjectTypeSpec type, T value)
+        : ObjectOf<Interface, Obs>(model, key, type), value_(std::move(value)) {}
+
+    bool change(Value const& value) final {
+        T const* const changed = std::get_if<T>(&value);
+        if (changed == nullptr) {
+            return false;
+        }
+        value_ = *changed;
+        this->post([changedTo = value_](Obs& observer) { (observer.*NOTIFY)(changedTo); });
+        return true;
+    }
+
+    [[nodiscard]] std::optional<Value> value() const final { return value_; }
+
+protected:
+    int write(T value) {
+        Operation const operation(*this);
+        if (this->withdrawn()) {
+            return STATUS_WITHDRAWN;
+        }
+        change(std::move(value));
+        return STATUS_OK;
+    }
+
+    T read() const {
+        Operation const operation(*this);
+        return value_;
+    }
+
+    int read(T& value) const {
+        Operation const operation(*this);
+        if (this->withdrawn()) {
+            return STATUS_WITHDRAWN;
+        }
+        if (int const fault = this->key().readFault; fault != STATUS_OK) {
+            return fault;
+        }
+        value = value_;
+        return STATUS_OK;
+    }
+
+private:
+    T value_;
+};
+
+template <typename Interface, typename Obs, typename T>
+class NumberObject final : public PlainObject<Interface, Obs, &Obs::notifyNewValue, T> {
+public:
+    using PlainObject<Interface, Obs, &Obs::notifyNewValue, T>::PlainObject;
+    int setValue(T value) override { return this->write(value); }
+    T getValue() override { return this->read(); }
+};
+
+class StringObject final : public PlainObject<objbus::ObjectString, objbus::ObserverString,
+                                              &objbus::ObserverString::notifyNewValue, std::string> {
+public:
+    using PlainObject::PlainObject;
+    int setValue(std::string const& value) override { return write(value); }
+    int getValue(std::string& value) override { return read(value); }
+};
+
+template <typename Interface, typename Obs, auto NOTIFY, typename Element>
+class ListObject final : public PlainObject<Interface, Obs, NOTIFY, std::vector<Element>> {
+public:
+    using PlainObject<Interface, Obs, NOTIFY, std::vector<Element>>::PlainObject;
+
+    int platformReserved() override { return STATUS_NOT_SUPPORTED; }
+
+    int setValue(std::map<int, Element> const& elements) override {
+        std::vector<Element> list;
+        list.reserve(elements.size());
+        for (auto const& [position, element] : elements) {
+            list.push_back(element);
+        }
+        return this->write(std::move(list));
+    }
+
+    int getValue(std::vector<Element>& values) override { return this->read(values); }
+};
+
+using IntegerObject = NumberObject<objbus::ObjectNumericInteger, objbus::ObserverNumericInteger, int>;
+using Int64Object = NumberObject<objbus::ObjectNumericInt64, objbus::ObserverNumericInt64, long long>;
+using IntegerListObject = ListObject<objbus::ObjectVectorNumericInteger, objbus::ObserverVectorNumericInteger,
+                                     &objbus::ObserverVectorNumericInteger::notifyIntegerVector, int>;
+using StringListObject = ListObject<objbus::ObjectVectorString, objbus::ObserverVectorString,
+                                    &objbus::ObserverVectorString::notifyStringVector, std::string>;
+
+class ActionObject final : public ObjectOf<objbus::ObjectAction, objbus::ObserverAction> {
+public:
+    ActionObject(Model& model, Key& key, ActionScript script);
+    int platformReserved1() override { return STATUS_NOT_SUPPORTED; }
+    int platformReserved2() override { return STATUS_NOT_SUPPORTED; }
+    int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override;
+
+private:
+    ActionScript const script_;
+};
+
+class TableObject;
+
+class Iterator final : public objbus::TableIterator {
+public:
+    Iterator(TableObject& table, objbus::ObserverTableIterator* observer, std::vector<int> columns);
+
+    void requestTotalCount() override;
+    void seekToRow(int row) override;
+    void seekToContent(std::string const& content) override;
+    void readRow() override;
+    void readRowChunk(int count) override;
+    void commit() override;
+
+    // With the model's mutex held:
+    template <typename Notify>
+    void post(Notify notify) const;
+    [[nodiscard]] Connection<objbus::ObserverTableIterator> const& connection() const { return connection_; }
+    /// False when it is destroyed already.
+    bool destroy() { return !std::exchange(destroyed_, true); }
+
+private:
+    [[nodiscard]] bool hasRow(int row) const;
+    [[nodiscard]] std::vector<std::string> selectedColumns(int row) const;
+
+    TableObject& table_;
+    Connection<objbus::ObserverTableIterator> const connection_;
+    std::vector<int> const columns_;
+    int cursor_ = 0;
+    bool destroyed_ = false;
+};
+
+class TableObject final : public ObjectOf<objbus::ObjectTable, objbus::ObserverTable> {
+public:
+    TableObject(Model& model, Key& key, Rows rows);
+    objbus::TableIterator* createIterator(objbus::IteratorType const& type, objbus::ObserverTableIterator* observer,
+                                          std::vector<objbus::TableSelection> const& selections,
+                                          std::vector<int> const& columns,
+                                          std::vector<objbus::TableOrder> const& orders) override;
+    int destroyIterator(objbus::TableIterator* iterator) override;
+
+    // With the model's mutex held:
+    void setRows(Rows rows);
+    [[nodiscard]] Rows const& rows() const { return rows_; }
+
+private:
+    Rows rows_;
+    /// Destroyed ones too, so that a pointer handed back twice is not the address of a newer iterator.
+    std::vector<std::unique_ptr<Iterator>> iterators_;
+};
+
+}  // namespace simulator

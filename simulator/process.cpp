@@ -1,0 +1,102 @@
+#include "frame/process.h"
+
+#include <boost/make_shared.hpp>
+
+#include "objbus/root_interface.h"
+#include "simulator/model.h"
+
+namespace frame {
+
+namespace {
+
+constexpr char ROOT_INTERFACE_NAME[] = "torvi.ob.interfaces.tvapi.RootInterface";
+
+/// Belongs to the process and not to a television: a client may keep its pointer while none is on.
+class Root final : public objbus::RootInterface {
+public:
+    int platformReserved1() override { return simulator::STATUS_NOT_SUPPORTED; }
+    int platformReserved2() override { return simulator::STATUS_NOT_SUPPORTED; }
+    int platformReserved3() override { return simulator::STATUS_NOT_SUPPORTED; }
+
+    int connectObject(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
+        auto const model = simulator::Model::current();
+        return model ? model->connect(key, observer, object) : simulator::STATUS_NO_TELEVISION;
+    }
+
+    int disconnectObject(std::string const& key, objbus::Observer* observer, objbus::Object* object) override {
+        auto const model = simulator::Model::current();
+        return model ? model->disconnect(key, observer, object) : simulator::STATUS_NO_TELEVISION;
+    }
+};
+
+Root root;
+
+class RootReference final : public Interface {
+public:
+    explicit RootReference(objbus::RootInterface* target) : target_(target) {}
+    void* getObject() override { return target_; }
+
+private:
+    objbus::RootInterface* target_;
+};
+
+/// The television's answer to one lookup of the root interface.
+simulator::RootLookup lookUpRoot(simulator::Model& model) {
+    std::lock_guard const lock(model.mutex);
+    ++model.lookups;
+    return model.rootLookup;
+}
+
+}  // namespace
+
+Interface::~Interface() = default;
+
+Process::Process() = default;
+
+Process::~Process() = default;
+
+Process Process::getInstance() { return {}; }
+
+int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std::string const& name) {
+    auto const model = simulator::Model::current();
+    if (!model) {
+        return simulator::STATUS_NO_TELEVISION;
+    }
+    if (name != ROOT_INTERFACE_NAME) {
+        return simulator::STATUS_UNKNOWN_INTERFACE;
+    }
+    switch (lookUpRoot(*model)) {
+        case simulator::RootLookup::refused:
+            return simulator::STATUS_LOOKUP_REFUSED;
+        case simulator::RootLookup::emptyReference:
+            reference.reset();
+            break;
+        case simulator::RootLookup::nullObject:
+            reference = boost::make_shared<RootReference>(nullptr);
+            break;
+        case simulator::RootLookup::published:
+            reference = boost::make_shared<RootReference>(&root);
+            break;
+    }
+    return simulator::STATUS_OK;
+}
+
+}  // namespace frame
+
+// Out of line, so that each class has its one virtual table here.
+namespace objbus {
+
+RootInterface::~RootInterface() = default;
+Object::~Object() = default;
+Observer::~Observer() = default;
+void Observer::platformReserved() {}
+ObserverNumericInteger::~ObserverNumericInteger() = default;
+ObserverNumericInt64::~ObserverNumericInt64() = default;
+ObserverString::~ObserverString() = default;
+ObserverVectorNumericInteger::~ObserverVectorNumericInteger() = default;
+ObserverVectorString::~ObserverVectorString() = default;
+ObserverAction::~ObserverAction() = default;
+ObserverTable::~ObserverTable() = default;
+ObserverTableIterator::~ObserverTableIterator() = default;
+
+}  // namespace objbus

@@ -1,0 +1,168 @@
+#include "simulator/television.h"
+
+#include <stdexcept>
+#include <type_traits>
+
+#include "simulator/model.h"
+#include "simulator/model_object.h"
+
+namespace simulator {
+
+namespace {
+
+std::mutex currentMutex;
+std::shared_ptr<Model> currentModel;
+
+// Each publishes `value` as an object of its kind.
+
+void publishValue(Model& model, std::string const& key, int value) {
+    model.publish<IntegerObject>(key, objbus::OBJECT_TYPE_NUMERIC_INTEGER, value);
+}
+
+void publishValue(Model& model, std::string const& key, long long value) {
+    model.publish<Int64Object>(key, objbus::OBJECT_TYPE_NUMERIC_INT64, value);
+}
+
+void publishValue(Model& model, std::string const& key, std::string value) {
+    model.publish<StringObject>(key, objbus::OBJECT_TYPE_STRING, std::move(value));
+}
+
+void publishValue(Model& model, std::string const& key, std::vector<int> value) {
+    model.publish<IntegerListObject>(key, objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, std::move(value));
+}
+
+void publishValue(Model& model, std::string const& key, std::vector<std::string> value) {
+    model.publish<StringListObject>(key, objbus::OBJECT_TYPE_VECTOR_STRING, std::move(value));
+}
+
+}  // namespace
+
+std::shared_ptr<Model> Model::current() {
+    std::lock_guard const lock(currentMutex);
+    return currentModel;
+}
+
+Television::Television() : model_(std::make_shared<Model>()) {
+    std::lock_guard const lock(currentMutex);
+    if (currentModel) {
+        throw std::logic_error("simulator: a television is on already");
+    }
+    currentModel = model_;
+}
+
+Television::~Television() {
+    {
+        std::lock_guard const lock(currentMutex);
+        currentModel.reset();
+    }
+    model_->delivery.stop();
+}
+
+void Television::publish(std::string const& key, Value value) {
+    std::visit([&](auto& typed) { publishValue(*model_, key, std::move(typed)); }, value);
+}
+
+void Television::publishAction(std::string const& key, ActionScript script) {
+    model_->publish<ActionObject>(key, std::move(script));
+}
+
+void Television::publishTable(std::string const& key, Rows rows) { model_->publish<TableObject>(key, std::move(rows)); }
+
+void Television::publishBare(std::string const& key, objbus::ObjectTypeSpec type) {
+    switch (type) {  // A client casts an object of these types to its kind, so that it must be one.
+        case objbus::OBJECT_TYPE_NUMERIC_INTEGER:
+            return publish(key, 0);
+        case objbus::OBJECT_TYPE_NUMERIC_INT64:
+            return publish(key, 0LL);
+        case objbus::OBJECT_TYPE_STRING:
+            return publish(key, std::string());
+        case objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:
+            return publish(key, std::vector<int>());
+        case objbus::OBJECT_TYPE_VECTOR_STRING:
+            return publish(key, std::vector<std::string>());
+        case objbus::OBJECT_TYPE_ACTION:
+            return publishAction(key, {});
+        case objbus::OBJECT_TYPE_TABLE:
+            return publishTable(key, {});
+        case objbus::OBJECT_TYPE_NONE:
+        case objbus::OBJECT_TYPE_VECTOR_INTEGER:
+            break;
+    }
+    model_->publish<BareObject>(key, type);
+}
+
+bool Television::withdraw(std::string const& key) {
+    std::lock_guard const lock(model_->mutex);
+    return std::exchange(model_->keys[key].published, nullptr) != nullptr;
+}
+
+bool Television::set(std::string const& key, Value value) {
+    std::lock_guard const lock(model_->mutex);
+    ModelObject* const published = model_->keys[key].published;
+    return published != nullptr && published->change(value);
+}
+
+std::optional<Value> Television::get(std::string const& key) const {
+    std::lock_guard const lock(model_->mutex);
+    ModelObject const* const published = model_->keys[key].published;
+    return published != nullptr ? published->value() : std::nullopt;
+}
+
+bool Television::setRows(std::string const& key, Rows rows) {
+    std::lock_guard const lock(model_->mutex);
+    auto* const table = dynamic_cast<TableObject*>(model_->keys[key].published);
+    if (table == nullptr) {
+        return false;
+    }
+    table->setRows(std::move(rows));
+    return true;
+}
+
+void Television::waitUntilDelivered() { model_->delivery.waitUntilDone(); }
+
+void Television::setRootLookup(RootLookup answer) {
+    std::lock_guard const lock(model_->mutex);
+    model_->rootLookup = answer;
+}
+
+void Television::failConnects(std::string const& key, ConnectFault fault) {
+    std::lock_guard const lock(model_->mutex);
+    model_->keys[key].connectFault = fault;
+}
+
+void Television::failReads(std::string const& key, int status) {
+    std::lock_guard const lock(model_->mutex);
+    model_->keys[key].readFault = status;
+}
+
+void Television::failInvokes(std::string const& key, int status) {
+    std::lock_guard const lock(model_->mutex);
+    model_->keys[key].invokeFault = status;
+}
+
+void Television::refuseIterators(std::string const& key, bool refuse) {
+    std::lock_guard const lock(model_->mutex);
+    model_->keys[key].refusesIterators = refuse;
+}
+
+int Television::lookups() const {
+    std::lock_guard const lock(model_->mutex);
+    return model_->lookups;
+}
+
+KeyCounts Television::counts(std::string const& key) const {
+    std::lock_guard const lock(model_->mutex);
+    return model_->keys[key].counts;
+}
+
+std::optional<IteratorRequest> Television::iteratorRequest(std::string const& key) const {
+    std::lock_guard const lock(model_->mutex);
+    return model_->keys[key].iteratorRequest;
+}
+
+int Television::iteratorsDestroyed(std::string const& key) const {
+    std::lock_guard const lock(model_->mutex);
+    return model_->keys[key].iteratorsDestroyed;
+}
+
+}  // namespace simulator
