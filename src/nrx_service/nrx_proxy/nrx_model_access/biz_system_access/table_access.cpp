@@ -24,7 +24,8 @@ int TableAccess::connect(int timeoutMs) {
         DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, status);
         return STATUS_ERR_CONNECT_FAILED;
     }
-    table = static_cast<objbus::ObjectTable*>(found);
+    // Whatever it is: a static_cast would be undefined for an object that is no table.
+    table = reinterpret_cast<objbus::ObjectTable*>(found);
     object = found;
     return STATUS_OK;
 }
