@@ -1,0 +1,26 @@
+#include "tools/nrx_console/sysroot.h"
+
+#include <dlfcn.h>
+
+#include <cstdio>
+
+namespace {
+
+/// Never destroyed: files are opened until the process ends.
+std::string& sysroot() {
+    static auto* const directory = new std::string;
+    return *directory;
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) std::FILE* fopen(char const* path, char const* mode) {
+    using Open = std::FILE* (*)(char const*, char const*);
+    static auto const next = reinterpret_cast<Open>(dlsym(RTLD_NEXT, "fopen"));
+    if (path == nullptr || path[0] != '/' || sysroot().empty()) {
+        return next(path, mode);
+    }
+    return next((sysroot() + path).c_str(), mode);
+}
+
+void nrx_console::setSysroot(std::string const& directory) { sysroot() = directory; }
