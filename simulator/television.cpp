@@ -96,7 +96,7 @@ bool Television::withdraw(std::string const& key) {
     return std::exchange(model_->keys[key].published, nullptr) != nullptr;
 }
 
-bool Television::set(std::string const& key, Value value) {
+bool Television::set(std::string const& key, Value const& value) {
     std::lock_guard const lock(model_->mutex);
     ModelObject* const published = model_->keys[key].published;
     return published != nullptr && published->change(value);

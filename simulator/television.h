@@ -98,7 +98,7 @@ public:
 
     /// Changes a value as the television does: every connected observer hears it, in the order of the changes.
     /// Returns whether `key` names a plain-valued object of the value's type; nothing changes otherwise.
-    bool set(std::string const& key, Value value);
+    bool set(std::string const& key, Value const& value);
     /// The value now; empty when `key` names no plain-valued object.
     [[nodiscard]] std::optional<Value> get(std::string const& key) const;
     /// Replaces the rows of a table; its observers and its iterators' observers hear `notifyUpdate`. Returns whether

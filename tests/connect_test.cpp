@@ -11,7 +11,6 @@ namespace test {
 namespace {
 
 using namespace orvane::system::support;
-using simulator::ConnectFault;
 using simulator::RootLookup;
 
 constexpr char KEY[] = "test.key";

@@ -428,6 +428,7 @@ TEST_F(FacadeTest, ConcurrentStartRequestsShareOneActionAndRepeatNoNumber) {
     });
     NRXModelAccess facade;
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int thread = 0; thread < THREADS; ++thread) {
         threads.emplace_back([&facade] {
             for (int request = 0; request < REQUESTS; ++request) {

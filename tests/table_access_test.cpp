@@ -56,7 +56,7 @@ public:
     }
     void handleReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) override {
         lastChunk = &rows;
-        calls.push_back("chunk");
+        calls.emplace_back("chunk");
         for (auto const* const row : rows) {
             calls.back() += " " + text(*row);
         }

@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <exception>
 #include <fstream>
 #include <iostream>
 
@@ -19,7 +20,7 @@ int fail(std::string const& what) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     std::string model;
     std::string sysroot;
     std::string script;
@@ -58,4 +59,7 @@ int main(int argc, char** argv) {
     bool const succeeded = script.empty() ? runCommands(console, std::cin, "standard input", isatty(STDIN_FILENO) != 0)
                                           : runCommands(console, scriptFile, script, false);
     return succeeded ? 0 : EXIT_SCRIPT_FAILED;
+} catch (std::exception const& error) {
+    fail(error.what());
+    return EXIT_SCRIPT_FAILED;
 }
