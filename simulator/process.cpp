@@ -89,7 +89,6 @@ namespace objbus {
 RootInterface::~RootInterface() = default;
 Object::~Object() = default;
 Observer::~Observer() = default;
-void Observer::platformReserved() {}
 ObserverNumericInteger::~ObserverNumericInteger() = default;
 ObserverNumericInt64::~ObserverNumericInt64() = default;
 ObserverString::~ObserverString() = default;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <map>
+#include <mutex>
 #include <utility>
 
 namespace {
@@ -26,24 +27,12 @@ std::vector<unsigned int> takeSleeps() {
     return std::exchange(sleeps, {});
 }
 
-std::string logLine(char const* severity, std::string const& file, std::string const& function,
-                    std::string const& message) {
-    return std::string(severity) + " [B-LOG] " + file + ":#:" + function + "(): " + message + "\n";
-}
-
-Lines traced(std::string const& file, std::string const& function, Lines const& inside) {
+Lines Source::traced(std::string const& function, Lines const& inside) const {
     std::string const place = file + ":#:" + function + "() \n";
-    return joined({{"DEBUG [TRACE -> " + function + "(IN)] " + place},
-                   inside,
-                   {"DEBUG [TRACE <- " + function + "(OUT)] " + place}});
-}
-
-Lines joined(std::vector<Lines> const& parts) {
-    Lines all;
-    for (Lines const& part : parts) {
-        all.insert(all.end(), part.begin(), part.end());
-    }
-    return all;
+    Lines lines{"DEBUG [TRACE -> " + function + "(IN)] " + place};
+    lines.insert(lines.end(), inside.begin(), inside.end());
+    lines.push_back("DEBUG [TRACE <- " + function + "(OUT)] " + place);
+    return lines;
 }
 
 Lines TelevisionTest::logged() {
@@ -56,27 +45,6 @@ Lines TelevisionTest::logged() {
         lines.push_back(names.at(severity) + text);
     }
     return lines;
-}
-
-void RecordingHandler::handleNewValue(orvane::system::support::IValueObject const& value) {
-    std::lock_guard const lock(mutex_);
-    values_.push_back(std::to_string(value.type()) + " " + value.convertToStringType());
-}
-
-std::vector<std::string> RecordingHandler::take() {
-    std::lock_guard const lock(mutex_);
-    return std::exchange(values_, {});
-}
-
-void Signal::raise() {
-    std::lock_guard const lock(mutex_);
-    raised_ = true;
-    changed_.notify_all();
-}
-
-void Signal::wait() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return raised_; });
 }
 
 }  // namespace test

@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,26 +13,42 @@
 
 namespace test {
 
+using namespace orvane::system::support;
+using namespace std::string_literals;
+
 /// The sleeps asked for since the last call, in microseconds. Nothing sleeps in this program.
 std::vector<unsigned int> takeSleeps();
 
 /// Written lines, each as its severity and its text; the source line is shown as '#'.
 using Lines = std::vector<std::string>;
 
-std::string logLine(char const* severity, std::string const& file, std::string const& function,
-                    std::string const& message);
-inline std::string error(std::string const& file, std::string const& function, std::string const& message) {
-    return logLine("ERROR", file, function, message);
-}
-inline std::string info(std::string const& file, std::string const& function, std::string const& message) {
-    return logLine("INFO", file, function, message);
-}
-inline std::string debug(std::string const& file, std::string const& function, std::string const& message) {
-    return logLine("DEBUG", file, function, message);
-}
-/// The trace lines of an operation around the lines written inside it.
-Lines traced(std::string const& file, std::string const& function, Lines const& inside = {});
-Lines joined(std::vector<Lines> const& parts);
+/// Spells out the lines of a source file.
+struct Source {
+    [[nodiscard]] std::string line(std::string const& severity, std::string const& function,
+                                   std::string const& message) const {
+        return severity + " [B-LOG] " + file + ":#:" + function + "(): " + message + "\n";
+    }
+    [[nodiscard]] std::string error(std::string const& function, std::string const& message) const {
+        return line("ERROR", function, message);
+    }
+    [[nodiscard]] std::string info(std::string const& function, std::string const& message) const {
+        return line("INFO", function, message);
+    }
+    [[nodiscard]] std::string debug(std::string const& function, std::string const& message) const {
+        return line("DEBUG", function, message);
+    }
+    /// The trace lines of an operation around the lines written inside it.
+    [[nodiscard]] Lines traced(std::string const& function, Lines const& inside = {}) const;
+
+    std::string file;
+};
+
+Source const FACADE{"nrx_model_access.cpp"};
+Source const BASE{"value_access_base.cpp"};
+Source const VALUE{"value_access.cpp"};
+Source const ACTION{"action_access.cpp"};
+Source const TABLE{"table_access.cpp"};
+Source const ITERATOR{"iterator_access.cpp"};
 
 /// A television that is on and a log that admits everything.
 class TelevisionTest : public ::testing::Test {
@@ -52,28 +65,13 @@ public:
         [this](DebugLevelRecord&) { return !ownLinesOnly || std::this_thread::get_id() == ownThread; }};
 };
 
-/// Keeps what it is given.
-class RecordingHandler : public orvane::system::support::ValueHandler {
-public:
-    void handleNewValue(orvane::system::support::IValueObject const& value) override;
-    /// The values so far, each as its type and its text.
-    std::vector<std::string> take();
+/// Keeps what it is given, each value as its type and its text.
+struct RecordingHandler : ValueHandler {
+    void handleNewValue(IValueObject const& value) override {
+        values.push_back(std::to_string(value.type()) + " " + value.convertToStringType());
+    }
 
-private:
-    std::mutex mutex_;
-    std::vector<std::string> values_;
-};
-
-/// Raised once, waited for from other threads.
-class Signal {
-public:
-    void raise();
-    void wait();
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool raised_ = false;
+    Lines values;
 };
 
 }  // namespace test

@@ -29,6 +29,8 @@ public:
 
 private:
     Process();
+
+    void* platformReserved_[4];  ///< Room for the television's own state: handles are made in the caller's frame.
 };
 
 }  // namespace frame

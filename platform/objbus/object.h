@@ -75,7 +75,7 @@ public:
 /// `OBJECT_TYPE_TABLE`.
 class __attribute__((visibility("default"))) ObjectTable : public Object {
 public:
-    /// The iterator's notifications go to `observer` until `destroyIterator`. May return null.
+    /// The iterator's notifications go to `observer`. May return null.
     virtual TableIterator* createIterator(IteratorType const& type, ObserverTableIterator* observer,
                                           std::vector<TableSelection> const& selections,
                                           std::vector<int> const& columns, std::vector<TableOrder> const& orders) = 0;

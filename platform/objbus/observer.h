@@ -18,7 +18,7 @@ public:
     Observer& operator=(Observer const&) = delete;
     virtual ~Observer();
     /// The television's own; does nothing by default.
-    virtual void platformReserved();
+    virtual void platformReserved() {}
 };
 
 class __attribute__((visibility("default"))) ObserverNumericInteger : public Observer {

@@ -20,12 +20,13 @@ public:
     virtual int platformReserved2() = 0;
     virtual int platformReserved3() = 0;
 
-    /// Registers `observer`, which must be of the typed interface that matches the object, for the notifications of
-    /// the object named `key`. Available: returns 0 and sets `object`. Not available now: any other status, or 0 with
-    /// `object` left null; it may become available later.
+    /// Registers `observer`, which is to be of the typed interface that matches the object's type, for the
+    /// notifications of the object named `key`; who finds another type disconnects at once. Available: returns 0 and
+    /// sets `object`. Not available now: any other status, or 0 with `object` left null; it may become available later.
     virtual int connectObject(std::string const& key, Observer* observer, Object*& object) = 0;
 
-    /// Ends that registration. Once it has returned, `observer` is not called any more. Accepts a null `object`.
+    /// Ends that registration. Once it has returned, `observer` is not called any more. Accepts a null `object`, and
+    /// one that the caller rejected for its type.
     virtual int disconnectObject(std::string const& key, Observer* observer, Object* object) = 0;
 };
 

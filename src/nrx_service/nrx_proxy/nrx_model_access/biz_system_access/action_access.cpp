@@ -43,7 +43,7 @@ int ActionAccess::connect(int timeoutMs) {
         DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, status);
         return STATUS_ERR_CONNECT_FAILED;
     }
-    if (auto const type = typeOf(*found); type != objbus::OBJECT_TYPE_ACTION) {
+    if (auto const type = typeOf(found); type != objbus::OBJECT_TYPE_ACTION) {
         DEBUG_LOG(LOG_ERROR, OBSERVER_MISMATCH_MESSAGE, name.c_str(), static_cast<int>(type), "ObserverAction");
         disconnectFrom(root, getName(), this, found);
         return STATUS_ERR_VALUE_TYPE_MISMATCH;

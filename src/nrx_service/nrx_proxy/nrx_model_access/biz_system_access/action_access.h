@@ -43,7 +43,7 @@ public:
     virtual int setActionResultHandler(std::shared_ptr<ActionHandler> newHandler);
 
     /// Starts the action. The model writes the identifier under which the answer will arrive, and its status is
-    /// returned; -1 when not connected, with `actionId` left alone.
+    /// returned; -1 when not connected, with `actionId` left alone. May run on several threads at once.
     virtual int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments);
 
     void notifyExecutionError(unsigned int actionId, int error) override;

@@ -64,7 +64,7 @@ int IteratorAccess::create() {
         }
         return STATUS_NO_TABLE;
     }
-    destroy();
+    IteratorAccess::destroy();
     release(tableAccess);
     tableAccess = std::move(newTable);
     iterator = tableAccess->getAccess()->createIterator(iteratorType, this, selections, columns, orders);

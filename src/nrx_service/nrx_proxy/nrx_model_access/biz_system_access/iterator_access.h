@@ -34,7 +34,8 @@ public:
 /// `getIterator()`, are the television's. Its notifications are passed on to the handler as they come, whatever the
 /// state of this object; the handler stays alive for the call.
 ///
-/// The owner calls `destroy()` before destroying this object, lest the model keep an iterator that reports to it.
+/// The owner calls `destroy()` before destroying this object, lest the model keep an iterator that reports to it. A
+/// handler may use `getIterator()` once `create()` has returned.
 class NRX_EXPORT IteratorAccess : public ValueAccessBase, public objbus::ObserverTableIterator {
 public:
     /// `key` names the table. The rest is handed to the table as it is.

@@ -14,7 +14,7 @@ ConnectOutcome connectWithin(int timeoutMs, objbus::RootInterface* root, std::st
     }
     int remainingMs = timeoutMs;
     while (true) {
-        objbus::Object* found = nullptr;
+        objbus::Object* found = nullptr;  // Anew: what a failed attempt handed out is not taken.
         int const status = root->connectObject(key, observer, found);
         if (status == STATUS_OK && found != nullptr) {
             return {found, status};
@@ -36,9 +36,11 @@ void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus:
     }
 }
 
-objbus::ObjectTypeSpec typeOf(objbus::Object& object) {
+objbus::ObjectTypeSpec typeOf(objbus::Object* object) {
     objbus::ObjectTypeSpec type = objbus::OBJECT_TYPE_NONE;
-    object.getType(type);
+    if (object != nullptr) {
+        object->getType(type);
+    }
     return type;
 }
 

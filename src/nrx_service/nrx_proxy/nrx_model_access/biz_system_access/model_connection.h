@@ -27,7 +27,7 @@ ConnectOutcome connectWithin(int timeoutMs, objbus::RootInterface* root, std::st
 void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus::Observer* observer,
                     objbus::Object* object);
 
-/// The type that `object` reports.
-objbus::ObjectTypeSpec typeOf(objbus::Object& object);
+/// The type that `object` reports; `OBJECT_TYPE_NONE` for null, which a connect of an `IteratorAccess` leaves behind.
+objbus::ObjectTypeSpec typeOf(objbus::Object* object);
 
 }  // namespace orvane::system::support

@@ -24,7 +24,8 @@ int TableAccess::connect(int timeoutMs) {
         DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, status);
         return STATUS_ERR_CONNECT_FAILED;
     }
-    // Whatever it is: a static_cast would be undefined for an object that is no table.
+    // Whatever it is: a static_cast would be undefined for an object that is no table. A table has the same address as
+    // its only base.
     table = reinterpret_cast<objbus::ObjectTable*>(found);
     object = found;
     return STATUS_OK;

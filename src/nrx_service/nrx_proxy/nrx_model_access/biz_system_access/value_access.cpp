@@ -85,7 +85,7 @@ int ValueAccessT<Obs>::connect(int timeoutMs) {
         DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, status);
         return STATUS_ERR_CONNECT_FAILED;
     }
-    if (auto const type = typeOf(*found); type != ObserverTraits<Obs>::TYPE) {
+    if (auto const type = typeOf(found); type != ObserverTraits<Obs>::TYPE) {
         DEBUG_LOG(LOG_ERROR, OBSERVER_MISMATCH_MESSAGE, name.c_str(), static_cast<int>(type),
                   ObserverTraits<Obs>::NAME);
         disconnectFrom(root, getName(), this, found);

@@ -13,7 +13,7 @@ namespace orvane::system::support {
 /// `ObserverNumericInteger`, `ObserverNumericInt64`, `ObserverString`, `ObserverVectorNumericInteger` or
 /// `ObserverVectorString` of `objbus`; the library holds the instances for these five.
 ///
-/// Destroying it detaches it. It may be disconnected or destroyed from inside its own notification: nothing of it is
+/// Destroying it disconnects it. It may be disconnected or destroyed from inside its own notification: nothing of it is
 /// touched after its handler has returned.
 template <typename Obs>
 class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {

@@ -20,27 +20,6 @@ namespace {
 
 constexpr char ROOT_INTERFACE_NAME[] = "torvi.ob.interfaces.tvapi.RootInterface";
 
-template <typename Typed>
-constexpr objbus::ObjectTypeSpec typeServedBy = objbus::OBJECT_TYPE_NONE;
-template <>
-constexpr objbus::ObjectTypeSpec typeServedBy<objbus::ObjectNumericInteger> = objbus::OBJECT_TYPE_NUMERIC_INTEGER;
-template <>
-constexpr objbus::ObjectTypeSpec typeServedBy<objbus::ObjectNumericInt64> = objbus::OBJECT_TYPE_NUMERIC_INT64;
-template <>
-constexpr objbus::ObjectTypeSpec typeServedBy<objbus::ObjectString> = objbus::OBJECT_TYPE_STRING;
-template <>
-constexpr objbus::ObjectTypeSpec typeServedBy<objbus::ObjectVectorNumericInteger> =
-    objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER;
-template <>
-constexpr objbus::ObjectTypeSpec typeServedBy<objbus::ObjectVectorString> = objbus::OBJECT_TYPE_VECTOR_STRING;
-
-/// `object` when it is of exactly the type that `Typed` serves, else null.
-template <typename Typed>
-Typed* as(objbus::Object* object) {
-    bool const matches = object != nullptr && typeOf(*object) == typeServedBy<Typed>;
-    return matches ? static_cast<Typed*>(object) : nullptr;
-}
-
 /// The form in which the model takes a whole list.
 template <typename T>
 std::map<int, T> byPosition(std::vector<T> const& list) {
@@ -71,7 +50,7 @@ objbus::ObjectTypeSpec ValueAccessBase::getType() {
         DEBUG_LOG(LOG_ERROR, "Unknown Type since value is not connected  : %s.", name.c_str());
         return objbus::OBJECT_TYPE_NONE;
     }
-    return typeOf(*object);
+    return typeOf(object);
 }
 
 std::string ValueAccessBase::getName() { return name; }
@@ -80,8 +59,8 @@ int ValueAccessBase::getValue(std::string& out) {
     if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
-    if (auto* const text = as<objbus::ObjectString>(object)) {
-        return text->getValue(out);
+    if (typeOf(object) == objbus::OBJECT_TYPE_STRING) {
+        return static_cast<objbus::ObjectString*>(object)->getValue(out);
     }
     DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
     return STATUS_ERR_VALUE_TYPE_MISMATCH;
@@ -91,8 +70,8 @@ int ValueAccessBase::getValue(int& out) {
     if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
-    if (auto* const number = as<objbus::ObjectNumericInteger>(object)) {
-        out = number->getValue();
+    if (typeOf(object) == objbus::OBJECT_TYPE_NUMERIC_INTEGER) {
+        out = static_cast<objbus::ObjectNumericInteger*>(object)->getValue();
         return STATUS_OK;
     }
     DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
@@ -103,8 +82,8 @@ int ValueAccessBase::getValue(long long& out) {
     if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
-    if (auto* const number = as<objbus::ObjectNumericInt64>(object)) {
-        out = number->getValue();
+    if (typeOf(object) == objbus::OBJECT_TYPE_NUMERIC_INT64) {
+        out = static_cast<objbus::ObjectNumericInt64*>(object)->getValue();
         return STATUS_OK;
     }
     DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
@@ -115,8 +94,8 @@ int ValueAccessBase::getValue(std::vector<std::string>& out) {
     if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
-    if (auto* const list = as<objbus::ObjectVectorString>(object)) {
-        return list->getValue(out);
+    if (typeOf(object) == objbus::OBJECT_TYPE_VECTOR_STRING) {
+        return static_cast<objbus::ObjectVectorString*>(object)->getValue(out);
     }
     DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
     return STATUS_ERR_VALUE_TYPE_MISMATCH;
@@ -126,8 +105,8 @@ int ValueAccessBase::getValue(std::vector<int>& out) {
     if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
-    if (auto* const list = as<objbus::ObjectVectorNumericInteger>(object)) {
-        return list->getValue(out);
+    if (typeOf(object) == objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER) {
+        return static_cast<objbus::ObjectVectorNumericInteger*>(object)->getValue(out);
     }
     DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
     return STATUS_ERR_VALUE_TYPE_MISMATCH;
@@ -138,8 +117,8 @@ int ValueAccessBase::setValue(std::string const& value) {
     if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
-    if (auto* const text = as<objbus::ObjectString>(object)) {
-        text->setValue(value);
+    if (typeOf(object) == objbus::OBJECT_TYPE_STRING) {
+        static_cast<objbus::ObjectString*>(object)->setValue(value);
         return STATUS_OK;
     }
     DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
@@ -151,12 +130,13 @@ int ValueAccessBase::setValue(int value) {
     if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
-    if (auto* const number = as<objbus::ObjectNumericInteger>(object)) {
-        number->setValue(value);
+    objbus::ObjectTypeSpec const type = typeOf(object);
+    if (type == objbus::OBJECT_TYPE_NUMERIC_INTEGER) {
+        static_cast<objbus::ObjectNumericInteger*>(object)->setValue(value);
         return STATUS_OK;
     }
-    if (auto* const wideNumber = as<objbus::ObjectNumericInt64>(object)) {
-        wideNumber->setValue(value);
+    if (type == objbus::OBJECT_TYPE_NUMERIC_INT64) {
+        static_cast<objbus::ObjectNumericInt64*>(object)->setValue(value);
         return STATUS_OK;
     }
     DEBUG_LOG(LOG_ERROR, NUMBER_MISMATCH_MESSAGE);
@@ -168,16 +148,17 @@ int ValueAccessBase::setValue(long long value) {
     if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
-    if (auto* const number = as<objbus::ObjectNumericInteger>(object)) {
+    objbus::ObjectTypeSpec const type = typeOf(object);
+    if (type == objbus::OBJECT_TYPE_NUMERIC_INTEGER) {
         if (value < std::numeric_limits<int>::min() || value > std::numeric_limits<int>::max()) {
             DEBUG_LOG(LOG_ERROR, "Value is too large for int32 value:  [%lld] ", value);
             return STATUS_ERR_VALUE_TYPE_MISMATCH;
         }
-        number->setValue(static_cast<int>(value));
+        static_cast<objbus::ObjectNumericInteger*>(object)->setValue(static_cast<int>(value));
         return STATUS_OK;
     }
-    if (auto* const wideNumber = as<objbus::ObjectNumericInt64>(object)) {
-        wideNumber->setValue(value);
+    if (type == objbus::OBJECT_TYPE_NUMERIC_INT64) {
+        static_cast<objbus::ObjectNumericInt64*>(object)->setValue(value);
         return STATUS_OK;
     }
     DEBUG_LOG(LOG_ERROR, NUMBER_MISMATCH_MESSAGE);
@@ -189,8 +170,8 @@ int ValueAccessBase::setValue(std::vector<std::string> const& value) {
     if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
-    if (auto* const list = as<objbus::ObjectVectorString>(object)) {
-        list->setValue(byPosition(value));
+    if (typeOf(object) == objbus::OBJECT_TYPE_VECTOR_STRING) {
+        static_cast<objbus::ObjectVectorString*>(object)->setValue(byPosition(value));
         return STATUS_OK;
     }
     DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
@@ -202,8 +183,8 @@ int ValueAccessBase::setValue(std::vector<int> const& value) {
     if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
-    if (auto* const list = as<objbus::ObjectVectorNumericInteger>(object)) {
-        list->setValue(byPosition(value));
+    if (typeOf(object) == objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER) {
+        static_cast<objbus::ObjectVectorNumericInteger*>(object)->setValue(byPosition(value));
         return STATUS_OK;
     }
     DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));

@@ -15,11 +15,13 @@ namespace orvane::system::support {
 /// and the way of new values to a `ValueHandler`.
 ///
 /// The caller's thread connects, disconnects, reads and writes; calls on one access object come from one thread at a
-/// time. Notifications come on the model's delivery thread. No lock is taken: the handler is installed before
-/// the first connect and not replaced while notifications can arrive.
+/// time. Notifications come on the model's delivery thread, perhaps before `connect` has returned; a handler leaves the
+/// access object alone until it has. No lock is taken: the handler is installed before the first connect and not
+/// replaced while notifications can arrive.
 ///
-/// Operations that return an `int` return a `Status`, or the model's own status where they say so. Every failure is
-/// logged. The order of the virtual operations is a binary contract.
+/// Operations that return an `int` return a `Status`, or the model's own status where they say so. Every failure found
+/// here is logged; the model's statuses are passed on without a line. The order of the virtual operations is a binary
+/// contract.
 class NRX_EXPORT ValueAccessBase {
 public:
     ValueAccessBase(ValueAccessBase const&) = delete;
@@ -34,12 +36,15 @@ public:
     /// the budget of later implicit connects. Asks once, without waiting, for a budget of 0 or less.
     virtual int connect(int timeoutMs) = 0;
     /// Detaches from the model object. No notification runs or starts after it returned, but for the one it may be
-    /// called from. Returns 0.
+    /// called from. Without a root interface the model cannot be told: it may go on notifying. Returns 0.
     virtual int disconnect() = 0;
 
     /// The connected object's type; `OBJECT_TYPE_NONE` when not connected. Never connects.
     virtual objbus::ObjectTypeSpec getType();
     virtual std::string getName();
+
+    /// The enumerator's name; "OBJECT_TYPE_NONE" for any number outside 1 to 8.
+    char const* accessTypeName(objbus::ObjectTypeSpec type);
 
     /// Read the model object into `out`. An unconnected access connects first, with the budget of the last
     /// `connect(int)` (1000 milliseconds before any) and its statuses; 6 when the object is not of exactly the type
@@ -51,7 +56,7 @@ public:
     virtual int getValue(std::vector<int>& out);
 
     /// Write the model object; connecting and statuses as for reads. Whole numbers cross over between the two integer
-    /// types when they fit (6 when not); a list replaces the whole list.
+    /// types when they fit (6 when not); a list is handed over whole.
     virtual int setValue(std::string const& value);
     virtual int setValue(int value);
     virtual int setValue(long long value);
@@ -63,16 +68,11 @@ protected:
     /// nothing of it afterwards.
     virtual void onNewValue(ValueObject const& value);
 
-public:
-    /// The enumerator's name; "OBJECT_TYPE_NONE" for any number outside 1 to 8.
-    static char const* accessTypeName(objbus::ObjectTypeSpec type);
-
-protected:
     ValueAccessBase();
     explicit ValueAccessBase(std::string const& key);
 
     /// Looks the root interface up, anew at every call. Null when the framework refuses.
-    static objbus::RootInterface* getRootInterface();
+    objbus::RootInterface* getRootInterface();
 
     objbus::Object* object = nullptr;  ///< Connected exactly when not null. The model owns it.
     std::shared_ptr<ValueHandler> handler;

@@ -25,9 +25,9 @@ enum ValueObjectType : std::int32_t {
 
 /// A model value as handlers see it.
 ///
-/// Conversions never fail. A number converts to every scalar type: integers by their bits, floating point by
-/// truncation, limited to the target's range (NaN gives 0). What is no number (strings are not parsed) converts to
-/// zero, false, or its text. Const operations may run on several threads at once.
+/// Conversions never fail. A number converts to every scalar type: among integers modulo the target's width, from
+/// floating point to integers by truncation, limited to the target's range (NaN gives 0). What is no number (strings
+/// are not parsed) converts to zero, false, or its text. Const operations may run on several threads at once.
 ///
 /// The order of the virtual operations is a binary contract. Convert to a list by copy-initialisation
 /// (`std::vector<std::string> list = value;`): direct initialisation would also consider the list's size constructor.
@@ -45,7 +45,7 @@ public:
     virtual IValueObject& operator=(float value) = 0;
     virtual IValueObject& operator=(double value) = 0;
     virtual IValueObject& operator=(std::string const& value) = 0;
-    /// A pointer, a string literal above all, would silently become a bool.
+    /// An object pointer, a string literal above all, would silently become a bool.
     IValueObject& operator=(void const* value) = delete;
 
     /// The value as text: "null", "Undefined", decimal numbers, "TRUE" or "FALSE", floating point with six significant
@@ -73,7 +73,8 @@ protected:
 
 /// The variant value: a scalar, a string or a list of further values, held by value.
 ///
-/// The fields are public; a list is built by setting `typeTag` to `VALUE_VECTOR` and appending to `elements`.
+/// Lists may be nested as deep as the caller's stack allows a recursion. The fields are public; a list is built by
+/// setting `typeTag` to `VALUE_VECTOR` and appending to `elements`.
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
@@ -95,7 +96,8 @@ public:
 
     /// Takes all members, whatever the tag. `other` may be the object itself or lie inside it, at any depth.
     ValueObject& operator=(ValueObject const& other);
-    /// The same, moving: the source keeps its tag and scalar, and its string and list are left empty.
+    /// The same, moving: the source keeps its tag and scalar, and its string and list are left empty. It must not
+    /// contain this object.
     ValueObject& operator=(ValueObject&& other) noexcept;
 
     ValueObjectType type() const override;
