@@ -152,9 +152,9 @@ TEST_F(FacadeTest, InformationIsReadFromItsOwnKeyAndLogged) {
         EXPECT_EQ(((*facade).*query)(), "");
         EXPECT_EQ(takeSleeps().size(), 10U);
         EXPECT_EQ(logged().back(), FACADE.info(name, label + "."));
-        tv.publish(key, "text of " + name);
-        EXPECT_EQ(((*facade).*query)(), "text of " + name);
-        EXPECT_EQ(logged().back(), FACADE.info(name, label + "text of " + name + "."));
+        tv.publish(key, name);
+        EXPECT_EQ(((*facade).*query)(), name);
+        EXPECT_EQ(logged().back(), FACADE.info(name, label + name + "."));
     }
 }
 

@@ -162,14 +162,14 @@ void fill(ValueObject& value, ValueObjectType tag) {
     value.typeTag = tag;
 }
 
+// NOLINTBEGIN(bugprone-use-after-move,clang-analyzer-cplusplus.Move): what is left of a source is settled.
+
 void expectMembers(ValueObject const& value, ValueObjectType tag, bool scalar, bool string, bool elements) {
     EXPECT_EQ(value.type(), tag);
     EXPECT_EQ(value.scalar.doubleValue, scalar ? 2.5 : 0.0);
     EXPECT_EQ(value.stringValue, string ? "text" : "");
     EXPECT_EQ(value.elements.size(), elements ? 1U : 0U);
 }
-
-// NOLINTBEGIN(bugprone-use-after-move,clang-analyzer-cplusplus.Move): what is left of a source is settled.
 
 TEST(ValueObject, ConstructionTakesWhatTheTagNamesAndAssignmentTakesAll) {
     for (auto const tag : {VALUE_DOUBLE, VALUE_STRING, VALUE_VECTOR, VALUE_UNDEFINED}) {

@@ -17,7 +17,6 @@ enum LogLevel : std::uint32_t {
 };
 
 inline constexpr std::uint32_t LOG_MODULE_CODE = 0x5F;
-inline constexpr char LOG_TAG[] = "B-LOG";
 
 /// A fresh record for one check.
 constexpr DebugLevelRecord levelRecord(LogLevel level) { return {LOG_MODULE_CODE << 16U | level, 0, 0}; }
@@ -41,13 +40,13 @@ private:
 
 /// Writes one line at `severity`: the printf-style literal `message`, tagged with file, line and enclosing function.
 /// The arguments are evaluated only when the platform admits the line.
-#define DEBUG_LOG(severity, message, ...)                                                                           \
-    do {                                                                                                            \
-        DebugLevelRecord debugLogRecord = ::orvane::diagnostics::levelRecord(::orvane::diagnostics::severity);      \
-        if (debugCheckLevel(&debugLogRecord) != 0) {                                                                \
-            debugOutput("[%s] %s:%d:%s(): " message "\n", ::orvane::diagnostics::LOG_TAG, sourceBaseName(__FILE__), \
-                        __LINE__, static_cast<char const*>(__func__) __VA_OPT__(, ) __VA_ARGS__);                   \
-        }                                                                                                           \
+#define DEBUG_LOG(severity, message, ...)                                                                      \
+    do {                                                                                                       \
+        DebugLevelRecord debugLogRecord = ::orvane::diagnostics::levelRecord(::orvane::diagnostics::severity); \
+        if (debugCheckLevel(&debugLogRecord) != 0) {                                                           \
+            debugOutput("[%s] %s:%d:%s(): " message "\n", "B-LOG", sourceBaseName(__FILE__), __LINE__,         \
+                        static_cast<char const*>(__func__) __VA_OPT__(, ) __VA_ARGS__);                        \
+        }                                                                                                      \
     } while (false)
 
 /// Declares the trace scope of the enclosing operation; its first statement.

@@ -49,6 +49,13 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
+/// The list named `key`, whose values go to `relay` of `facade`.
+std::shared_ptr<NRXModelAccess::StringListAccess> relayedList(char const* key, NRXModelAccess* facade,
+                                                              void (NRXModelAccess::*relay)(IValueObject const&)) {
+    return std::shared_ptr<NRXModelAccess::StringListAccess>(
+        new NRXModelAccess::StringListAccess(key, make_value_handler(facade, relay)));
+}
+
 template <typename Access>
 std::shared_ptr<Access> orFresh(std::shared_ptr<Access> access, char const* key) {
     return access ? std::move(access) : std::shared_ptr<Access>(new Access(key));
@@ -63,16 +70,18 @@ NRXModelAccess::StringListAccess* listByKey(std::string const& key, NRXModelAcce
     return key == EVENT_KEY ? &event : nullptr;
 }
 
-std::string nextRequestIdentifier() {
+/// What a start request sends: its identifier, the switch's target and the service, in this order.
+std::vector<objbus::Argument> startArguments() {
+    std::array<char, 64> identifier{};
     int const number = ++serviceRequestCounter;
-    return "nrx_access_" + std::to_string(syscall(SYS_gettid)) + "_" + std::to_string(number);
-}
-
-void appendArgument(std::vector<objbus::Argument>& arguments, std::string text) {
-    objbus::Argument argument;
-    argument.index = static_cast<std::int8_t>(arguments.size());
-    argument.value = std::move(text);
-    arguments.emplace_back(std::move(argument));
+    std::snprintf(identifier.data(), identifier.size(), "nrx_access_%ld_%d", syscall(SYS_gettid), number);
+    std::array<char const*, 3> const texts{identifier.data(), SOURCE_SWITCH_TARGET, SERVICE_DESCRIPTION};
+    std::vector<objbus::Argument> arguments(texts.size());
+    for (std::size_t index = 0; index < texts.size(); ++index) {
+        arguments[index].index = static_cast<std::int8_t>(index);
+        arguments[index].value = texts[index];
+    }
+    return arguments;
 }
 
 }  // namespace
@@ -80,12 +89,9 @@ void appendArgument(std::vector<objbus::Argument>& arguments, std::string text) 
 INrxModelAccess::~INrxModelAccess() = default;
 
 NRXModelAccess::NRXModelAccess()
-    : commandValue(
-          new StringListAccess(COMMAND_KEY, make_value_handler(this, &NRXModelAccess::onNRXCommandValueChanged))),
-      eventValue(new StringListAccess(EVENT_KEY, make_value_handler(this, &NRXModelAccess::onNRXEventValueChanged))),
-      softwareVersionValue(new StringAccess(SOFTWARE_VERSION_KEY)),
-      featureCodeValue(new StringAccess(FEATURE_CODE_KEY)),
-      productionTypeValue(new StringAccess(PRODUCTION_TYPE_KEY)) {}
+    : NRXModelAccess(nullptr, relayedList(COMMAND_KEY, this, &NRXModelAccess::onNRXCommandValueChanged),
+                     relayedList(EVENT_KEY, this, &NRXModelAccess::onNRXEventValueChanged), nullptr, nullptr, nullptr) {
+}
 
 NRXModelAccess::NRXModelAccess(NRXModelAccessClient* newClient) : NRXModelAccess() {
     client = newClient;
@@ -195,11 +201,7 @@ void NRXModelAccess::requestStartNRXService() {
         action = sourceSwitchAction;
     }
     unsigned int actionId = NO_ACTION_ID;
-    std::vector<objbus::Argument> args;
-    appendArgument(args, nextRequestIdentifier());
-    appendArgument(args, SOURCE_SWITCH_TARGET);
-    appendArgument(args, SERVICE_DESCRIPTION);
-    int const status = action->invoke(actionId, args);
+    int const status = action->invoke(actionId, startArguments());
     DEBUG_LOG(LOG_INFO, "actionid: %d", static_cast<int>(actionId));
     if (status != STATUS_OK) {
         DEBUG_LOG(LOG_ERROR, "error: %d", status);

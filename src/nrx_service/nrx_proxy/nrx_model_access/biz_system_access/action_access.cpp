@@ -12,12 +12,12 @@ namespace {
 
 constexpr int STATUS_NOT_CONNECTED = -1;
 
-/// The results' texts, each at the position that its record names.
-std::vector<std::string> textsByIndex(std::vector<objbus::Argument> const& results) {
-    std::vector<std::string> texts(results.size());
+/// The results' texts, each at the position that its record names; empty texts where none does.
+ValueObject textsByIndex(std::vector<objbus::Argument> const& results) {
+    ValueObject texts = listValue(std::vector<std::string>(results.size()));
     for (objbus::Argument const& result : results) {
-        if (result.index >= 0 && static_cast<std::size_t>(result.index) < texts.size()) {
-            texts[static_cast<std::size_t>(result.index)] = result.value;
+        if (result.index >= 0 && static_cast<std::size_t>(result.index) < texts.elements.size()) {
+            texts.elements[static_cast<std::size_t>(result.index)] = result.value;
         }
     }
     return texts;
@@ -45,7 +45,7 @@ int ActionAccess::connect(int timeoutMs) {
     }
     if (auto const type = typeOf(found); type != objbus::OBJECT_TYPE_ACTION) {
         DEBUG_LOG(LOG_ERROR, OBSERVER_MISMATCH_MESSAGE, name.c_str(), static_cast<int>(type), "ObserverAction");
-        disconnectFrom(root, getName(), this, found);
+        giveBack(root, *this, this, found);
         return STATUS_ERR_VALUE_TYPE_MISMATCH;
     }
     object = found;
@@ -84,7 +84,7 @@ void ActionAccess::notifyResult(unsigned int actionId, std::vector<objbus::Argum
     DEBUG_LOG(LOG_INFO, "Action Result: %s,  %d,  %d ", name.c_str(), static_cast<int>(actionId),
               static_cast<int>(results.size()));
     if (auto const receiver = actionHandler) {
-        receiver->handleResult(actionId, listValue(textsByIndex(results)));
+        receiver->handleResult(actionId, textsByIndex(results));
     }
 }
 

@@ -26,7 +26,7 @@ public:
 /// from inside it.
 ///
 /// The owner calls `disconnect()` before destroying a connected access.
-class NRX_EXPORT ActionAccess : public ValueAccessBase, public objbus::ObserverAction {
+class NRX_EXPORT ActionAccess final : public ValueAccessBase, public objbus::ObserverAction {
 public:
     explicit ActionAccess(std::string key);
     /// The usual way to install a handler: no notification can arrive before it.

@@ -13,11 +13,11 @@ namespace {
 constexpr int TABLE_CONNECT_BUDGET_MS = 1000;
 constexpr int STATUS_NO_TABLE = 4;
 
-/// Calls `operation` of the handler, whose own copy here keeps it alive for the call.
+/// Calls `operation` of the handler, of which a reference is held for the call.
 template <typename Argument>
-void passOn(std::shared_ptr<IteratorHandler> receiver, void (IteratorHandler::*operation)(Argument),
+void passOn(std::shared_ptr<IteratorHandler> const& handler, void (IteratorHandler::*operation)(Argument),
             std::type_identity_t<Argument> argument) {
-    if (receiver) {
+    if (auto const receiver = handler) {
         (receiver.get()->*operation)(argument);
     }
 }

@@ -36,7 +36,7 @@ public:
 ///
 /// The owner calls `destroy()` before destroying this object, lest the model keep an iterator that reports to it. A
 /// handler may use `getIterator()` once `create()` has returned.
-class NRX_EXPORT IteratorAccess : public ValueAccessBase, public objbus::ObserverTableIterator {
+class NRX_EXPORT IteratorAccess final : public ValueAccessBase, public objbus::ObserverTableIterator {
 public:
     /// `key` names the table. The rest is handed to the table as it is.
     IteratorAccess(std::string key, std::shared_ptr<IteratorHandler> newHandler, objbus::IteratorType const& type,

@@ -13,9 +13,9 @@ template <typename T>
 ValueObject listValue(std::vector<T> const& items) {
     ValueObject list;
     list.typeTag = VALUE_VECTOR;
-    list.elements.reserve(items.size());
-    for (T const& item : items) {
-        list.elements.emplace_back(item);
+    list.elements = std::vector<ValueObject>(items.size());
+    for (std::size_t index = 0; index < items.size(); ++index) {
+        list.elements[index] = items[index];
     }
     return list;
 }

@@ -17,7 +17,7 @@ public:
 /// One table of the television's data model, connected so that iterators can be made on it.
 ///
 /// The owner calls `disconnect()` before destroying a connected access.
-class NRX_EXPORT TableAccess : public ValueAccessBase, public objbus::ObserverTable {
+class NRX_EXPORT TableAccess final : public ValueAccessBase, public objbus::ObserverTable {
 public:
     explicit TableAccess(std::string key);
     TableAccess(std::string key, std::shared_ptr<TableHandler> newHandler);

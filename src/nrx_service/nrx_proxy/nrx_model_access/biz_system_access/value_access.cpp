@@ -48,6 +48,57 @@ struct ObserverTraits<objbus::ObserverVectorString> {
 
 }  // namespace
 
+/// The operations as far as they do not depend on what is observed: here once, instead of once in each instance. A line
+/// that one of them writes names it as the operation that it is.
+struct ValueOperations {
+    static int connect(ValueAccessBase& access, int timeoutMs, objbus::Observer* observer,
+                       objbus::ObjectTypeSpec acceptedType, char const* observerName) {
+        if (access.name == MISSING_KEY) {
+            DEBUG_LOG(LOG_ERROR, "Value is '%s'.", access.name.c_str());
+            return STATUS_ERR_MISSING_VALUE;
+        }
+        access.connectTimeoutMs = timeoutMs;
+        if (access.object != nullptr) {
+            return STATUS_OK;
+        }
+        objbus::RootInterface* const root = access.getRootInterface();
+        auto const [found, status] = connectWithin(timeoutMs, root, access.name, observer);
+        if (found == nullptr) {
+            DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, status);
+            return STATUS_ERR_CONNECT_FAILED;
+        }
+        if (auto const type = typeOf(found); type != acceptedType) {
+            DEBUG_LOG(LOG_ERROR, OBSERVER_MISMATCH_MESSAGE, access.name.c_str(), static_cast<int>(type), observerName);
+            giveBack(root, access, observer, found);
+            return STATUS_ERR_VALUE_TYPE_MISMATCH;
+        }
+        access.object = found;
+        return STATUS_OK;
+    }
+
+    template <typename T>
+    static void notifyNewValue(ValueAccessBase& access, T const& value) {
+        DEBUG_TRACE();
+        if (access.handler) {
+            access.onNewValue(ValueObject(value));
+        }
+    }
+
+    static void notifyIntegerVector(ValueAccessBase& access, std::vector<int> const& values) {
+        DEBUG_TRACE();
+        if (access.handler) {
+            access.onNewValue(listValue(values));
+        }
+    }
+
+    static void notifyStringVector(ValueAccessBase& access, std::vector<std::string> const& values) {
+        DEBUG_TRACE();
+        if (access.handler) {
+            access.onNewValue(listValue(values));
+        }
+    }
+};
+
 template <typename Obs>
 ValueAccessT<Obs>::ValueAccessT() = default;
 
@@ -71,28 +122,8 @@ ValueAccessT<Obs>::~ValueAccessT() {
 
 template <typename Obs>
 int ValueAccessT<Obs>::connect(int timeoutMs) {
-    if (name == MISSING_KEY) {
-        DEBUG_LOG(LOG_ERROR, "Value is '%s'.", name.c_str());
-        return STATUS_ERR_MISSING_VALUE;
-    }
-    connectTimeoutMs = timeoutMs;
-    if (object != nullptr) {
-        return STATUS_OK;
-    }
-    objbus::RootInterface* const root = getRootInterface();
-    auto const [found, status] = connectWithin(timeoutMs, root, name, this);
-    if (found == nullptr) {
-        DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, status);
-        return STATUS_ERR_CONNECT_FAILED;
-    }
-    if (auto const type = typeOf(found); type != ObserverTraits<Obs>::TYPE) {
-        DEBUG_LOG(LOG_ERROR, OBSERVER_MISMATCH_MESSAGE, name.c_str(), static_cast<int>(type),
-                  ObserverTraits<Obs>::NAME);
-        disconnectFrom(root, getName(), this, found);
-        return STATUS_ERR_VALUE_TYPE_MISMATCH;
-    }
-    object = found;
-    return STATUS_OK;
+    using Traits = ObserverTraits<Obs>;
+    return ValueOperations::connect(*this, timeoutMs, this, Traits::TYPE, Traits::NAME);
 }
 
 template <typename Obs>
@@ -104,42 +135,27 @@ int ValueAccessT<Obs>::disconnect() {
 
 template <typename Obs>
 void ValueAccessT<Obs>::notifyNewValue(int value) {
-    DEBUG_TRACE();
-    if (handler) {
-        onNewValue(ValueObject(value));
-    }
+    ValueOperations::notifyNewValue(*this, value);
 }
 
 template <typename Obs>
 void ValueAccessT<Obs>::notifyNewValue(long long value) {
-    DEBUG_TRACE();
-    if (handler) {
-        onNewValue(ValueObject(value));
-    }
+    ValueOperations::notifyNewValue(*this, value);
 }
 
 template <typename Obs>
 void ValueAccessT<Obs>::notifyNewValue(std::string const& value) {
-    DEBUG_TRACE();
-    if (handler) {
-        onNewValue(ValueObject(value));
-    }
+    ValueOperations::notifyNewValue(*this, value);
 }
 
 template <typename Obs>
 void ValueAccessT<Obs>::notifyIntegerVector(std::vector<int> const& values) {
-    DEBUG_TRACE();
-    if (handler) {
-        onNewValue(listValue(values));
-    }
+    ValueOperations::notifyIntegerVector(*this, values);
 }
 
 template <typename Obs>
 void ValueAccessT<Obs>::notifyStringVector(std::vector<std::string> const& values) {
-    DEBUG_TRACE();
-    if (handler) {
-        onNewValue(listValue(values));
-    }
+    ValueOperations::notifyStringVector(*this, values);
 }
 
 template class ValueAccessT<objbus::ObserverNumericInteger>;

@@ -16,7 +16,7 @@ namespace orvane::system::support {
 /// Destroying it disconnects it. It may be disconnected or destroyed from inside its own notification: nothing of it is
 /// touched after its handler has returned.
 template <typename Obs>
-class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
+class NRX_EXPORT ValueAccessT final : public ValueAccessBase, public Obs {
 public:
     ValueAccessT();
     explicit ValueAccessT(std::string key);

@@ -80,7 +80,9 @@ protected:
     int connectTimeoutMs = 1000;
 
 private:
-    int tryConnectIfNeeded();
+    friend struct ValueOperations;  ///< What the instances of `ValueAccessT` have in common.
+
+    NRX_INTERNAL int tryConnectIfNeeded();
 };
 
 }  // namespace orvane::system::support

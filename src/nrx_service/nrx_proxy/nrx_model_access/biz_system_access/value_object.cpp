@@ -8,6 +8,7 @@
 #include <limits>
 #include <type_traits>
 #include <utility>
+#include <variant>
 
 namespace orvane::system::support {
 
@@ -20,18 +21,17 @@ bool boolOf(ValueObject::Scalar const& scalar) {
     return byte != 0;
 }
 
-template <typename Integer, typename Floating>
-Integer truncate(Floating value) {
+template <typename Integer>
+Integer truncate(double value) {
     using Limits = std::numeric_limits<Integer>;
     if (std::isnan(value)) {
         return 0;
     }
-    // The power of two above the maximum is exact in every floating type; the maximum itself need not be.
-    auto const beyond = std::ldexp(Floating{1}, Limits::digits);
-    if (value >= beyond) {
+    // The power of two above the maximum is exact; the maximum itself need not be.
+    if (value >= std::ldexp(1.0, Limits::digits)) {
         return Limits::max();
     }
-    if (value <= static_cast<Floating>(Limits::min())) {
+    if (value <= static_cast<double>(Limits::min())) {
         return Limits::min();
     }
     return static_cast<Integer>(value);
@@ -48,33 +48,42 @@ To convertNumber(From value) {
     }
 }
 
-/// Calls `visit` with the number that `value` holds; returns false when it holds none.
-template <typename Visitor>
-bool visitNumber(ValueObject const& value, Visitor&& visit) {
+/// The number that a value holds, as the widest type of its kind: every conversion gives from it what it gives from the
+/// number's own type. Nothing for a value that holds none.
+using Number = std::variant<std::monostate, long long, unsigned long long, double>;
+
+Number numberOf(ValueObject const& value) {
+    auto const& scalar = value.scalar;
     switch (value.typeTag) {
         case VALUE_INT:
-            visit(value.scalar.intValue);
-            return true;
+            return static_cast<long long>(scalar.intValue);
         case VALUE_UINT:
-            visit(value.scalar.uintValue);
-            return true;
+            return static_cast<long long>(scalar.uintValue);
         case VALUE_INT64:
-            visit(value.scalar.int64Value);
-            return true;
+            return scalar.int64Value;
         case VALUE_UINT64:
-            visit(value.scalar.uint64Value);
-            return true;
+            return scalar.uint64Value;
         case VALUE_BOOL:
-            visit(boolOf(value.scalar));
-            return true;
+            return static_cast<long long>(boolOf(scalar));
         case VALUE_FLOAT:
-            visit(value.scalar.floatValue);
-            return true;
+            return static_cast<double>(scalar.floatValue);
         case VALUE_DOUBLE:
-            visit(value.scalar.doubleValue);
-            return true;
+            return scalar.doubleValue;
         default:
-            return false;
+            return {};
+    }
+}
+
+/// Calls `visit` with the number that `value` holds, if it holds one.
+template <typename Visitor>
+void visitNumber(ValueObject const& value, Visitor const& visit) {
+    Number const number = numberOf(value);
+    if (auto const* const integer = std::get_if<long long>(&number)) {
+        visit(*integer);
+    } else if (auto const* const natural = std::get_if<unsigned long long>(&number)) {
+        visit(*natural);
+    } else if (auto const* const floating = std::get_if<double>(&number)) {
+        visit(*floating);
     }
 }
 
@@ -85,26 +94,21 @@ To scalarOf(ValueObject const& value) {
     return result;
 }
 
-void appendNumber(std::string& text, bool value) { text += value ? "TRUE" : "FALSE"; }
-
 template <typename Number>
 void appendNumber(std::string& text, Number value) {
-    std::array<char, 32> buffer{};  // 20 digits and a sign, or six digits with point, sign and exponent.
+    std::array<char, 32> buffer;  // 20 digits and a sign, or six digits with point, sign and exponent.
     auto* const end = buffer.data() + buffer.size();
     std::to_chars_result written{};
     if constexpr (std::is_floating_point_v<Number>) {
         constexpr int DIGITS = 6;
-        written = std::to_chars(buffer.data(), end, static_cast<double>(value), std::chars_format::general, DIGITS);
+        written = std::to_chars(buffer.data(), end, value, std::chars_format::general, DIGITS);
     } else {
         written = std::to_chars(buffer.data(), end, value);
     }
-    text.append(buffer.data(), written.ptr);
+    text.append(buffer.data(), static_cast<std::size_t>(written.ptr - buffer.data()));
 }
 
 void appendText(std::string& text, ValueObject const& value) {
-    if (visitNumber(value, [&text](auto number) { appendNumber(text, number); })) {
-        return;
-    }
     switch (value.typeTag) {
         case VALUE_NULL:
             text += "null";
@@ -112,23 +116,36 @@ void appendText(std::string& text, ValueObject const& value) {
         case VALUE_UNDEFINED:
             text += "Undefined";
             break;
+        case VALUE_BOOL:
+            text += boolOf(value.scalar) ? "TRUE" : "FALSE";
+            break;
         case VALUE_STRING:
             text += value.stringValue;
             break;
         case VALUE_VECTOR: {
-            text += '[';
+            text += "[";
             char const* separator = "";
             for (ValueObject const& element : value.elements) {
                 text += separator;
                 appendText(text, element);
                 separator = ",";
             }
-            text += ']';
+            text += "]";
             break;
         }
         default:
+            visitNumber(value, [&text](auto number) { appendNumber(text, number); });
             break;
     }
+}
+
+// What an entry of a converted list becomes, from its empty or zero state.
+
+void convertInto(std::string& text, ValueObject const& value) { appendText(text, value); }
+
+template <typename Integer>
+void convertInto(Integer& number, ValueObject const& value) {
+    number = scalarOf<Integer>(value);
 }
 
 }  // namespace
@@ -136,13 +153,13 @@ void appendText(std::string& text, ValueObject const& value) {
 IValueObject::~IValueObject() = default;
 
 ValueObject::ValueObject() = default;
-ValueObject::ValueObject(bool value) { *this = value; }
-ValueObject::ValueObject(int value) { *this = value; }
-ValueObject::ValueObject(unsigned int value) { *this = value; }
-ValueObject::ValueObject(long long value) { *this = value; }
-ValueObject::ValueObject(unsigned long long value) { *this = value; }
-ValueObject::ValueObject(float value) { *this = value; }
-ValueObject::ValueObject(double value) { *this = value; }
+ValueObject::ValueObject(bool value) : typeTag(VALUE_BOOL) { scalar.boolValue = value; }
+ValueObject::ValueObject(int value) : typeTag(VALUE_INT) { scalar.intValue = value; }
+ValueObject::ValueObject(unsigned int value) : typeTag(VALUE_UINT) { scalar.uintValue = value; }
+ValueObject::ValueObject(long long value) : typeTag(VALUE_INT64) { scalar.int64Value = value; }
+ValueObject::ValueObject(unsigned long long value) : typeTag(VALUE_UINT64) { scalar.uint64Value = value; }
+ValueObject::ValueObject(float value) : typeTag(VALUE_FLOAT) { scalar.floatValue = value; }
+ValueObject::ValueObject(double value) : typeTag(VALUE_DOUBLE) { scalar.doubleValue = value; }
 ValueObject::ValueObject(std::string const& value) : typeTag(VALUE_STRING), stringValue(value) {}
 
 ValueObject::ValueObject(ValueObject const& other) : IValueObject(other), typeTag(other.typeTag) {
@@ -157,7 +174,8 @@ ValueObject::ValueObject(ValueObject const& other) : IValueObject(other), typeTa
 
 ValueObject::ValueObject(ValueObject&& other) noexcept : typeTag(other.typeTag) {
     if (typeTag == VALUE_STRING) {
-        stringValue.swap(other.stringValue);
+        stringValue = std::move(other.stringValue);
+        other.stringValue.clear();
     } else if (typeTag == VALUE_VECTOR) {
         elements.swap(other.elements);
     } else if (typeTag >= VALUE_INT && typeTag <= VALUE_DOUBLE) {
@@ -174,7 +192,7 @@ ValueObject& ValueObject::operator=(ValueObject const& other) {
         std::string newString = other.stringValue;
         typeTag = other.typeTag;
         scalar = other.scalar;
-        stringValue.swap(newString);
+        stringValue = std::move(newString);
         elements.swap(newElements);
     }
     return *this;
@@ -183,10 +201,12 @@ ValueObject& ValueObject::operator=(ValueObject const& other) {
 ValueObject& ValueObject::operator=(ValueObject&& other) noexcept {
     if (this != &other) {
         // Our elements, among which `other` may be, live until all of it is taken.
-        std::vector<ValueObject> newElements = std::exchange(other.elements, {});
+        std::vector<ValueObject> newElements;
+        newElements.swap(other.elements);
         typeTag = other.typeTag;
         scalar = other.scalar;
-        stringValue = std::exchange(other.stringValue, {});
+        stringValue = std::move(other.stringValue);
+        other.stringValue.clear();
         elements.swap(newElements);
     }
     return *this;
@@ -243,9 +263,6 @@ ValueObject& ValueObject::operator=(std::string const& value) {
 }
 
 std::string ValueObject::convertToStringType() const {
-    if (typeTag == VALUE_STRING) {
-        return stringValue;
-    }
     std::string text;
     appendText(text, *this);
     return text;
@@ -265,14 +282,10 @@ ValueObject::operator std::vector<std::string>() const { return convertToVectorT
 
 template <typename T>
 std::vector<T> ValueObject::convertToVectorT(T const& /*elementType*/) const {
-    std::vector<T> list;
-    if (typeTag != VALUE_VECTOR) {
-        list.push_back(static_cast<T>(*this));
-        return list;
-    }
-    list.reserve(elements.size());
-    for (ValueObject const& element : elements) {
-        list.push_back(static_cast<T>(element));
+    bool const isList = typeTag == VALUE_VECTOR;
+    std::vector<T> list(isList ? elements.size() : 1);
+    for (std::size_t index = 0; index < list.size(); ++index) {
+        convertInto(list[index], isList ? elements[index] : *this);
     }
     return list;
 }

@@ -75,7 +75,7 @@ protected:
 ///
 /// Lists may be nested as deep as the caller's stack allows a recursion. The fields are public; a list is built by
 /// setting `typeTag` to `VALUE_VECTOR` and appending to `elements`.
-class NRX_EXPORT ValueObject : public IValueObject {
+class NRX_EXPORT ValueObject final : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
     explicit ValueObject(bool value);
