@@ -88,10 +88,14 @@ std::vector<objbus::Argument> startArguments() {
 
 INrxModelAccess::~INrxModelAccess() = default;
 
+// Braces, so that the objects are made in the order in which they stand.
 NRXModelAccess::NRXModelAccess()
-    : NRXModelAccess(nullptr, relayedList(COMMAND_KEY, this, &NRXModelAccess::onNRXCommandValueChanged),
-                     relayedList(EVENT_KEY, this, &NRXModelAccess::onNRXEventValueChanged), nullptr, nullptr, nullptr) {
-}
+    : NRXModelAccess{nullptr,
+                     relayedList(COMMAND_KEY, this, &NRXModelAccess::onNRXCommandValueChanged),
+                     relayedList(EVENT_KEY, this, &NRXModelAccess::onNRXEventValueChanged),
+                     nullptr,
+                     nullptr,
+                     nullptr} {}
 
 NRXModelAccess::NRXModelAccess(NRXModelAccessClient* newClient) : NRXModelAccess() {
     client = newClient;
@@ -201,7 +205,8 @@ void NRXModelAccess::requestStartNRXService() {
         action = sourceSwitchAction;
     }
     unsigned int actionId = NO_ACTION_ID;
-    int const status = action->invoke(actionId, startArguments());
+    auto const args = startArguments();
+    int const status = action->invoke(actionId, args);
     DEBUG_LOG(LOG_INFO, "actionid: %d", static_cast<int>(actionId));
     if (status != STATUS_OK) {
         DEBUG_LOG(LOG_ERROR, "error: %d", status);

@@ -25,6 +25,9 @@ class ActionAccess;
 /// delivery thread.
 ///
 /// Owns its access objects, shared with whoever injected them, and never the client.
+///
+/// A derived class may override the relay. Its members are gone before the access objects are: destroy it only while
+/// no list can arrive.
 class NRX_EXPORT NRXModelAccess : public INrxModelAccess {
 public:
     using StringAccess = system::support::ValueAccessT<objbus::ObserverString>;
@@ -33,7 +36,7 @@ public:
     NRXModelAccess();
     explicit NRXModelAccess(NRXModelAccessClient* newClient);
     /// Takes the access objects instead of making them. Lists reach the relay only through handlers that the caller
-    /// bound to it, and which the caller must see to it end before the facade does. An empty pointer stands for a fresh
+    /// bound to it; they must not be called any more when the facade is destroyed. An empty pointer stands for a fresh
     /// object of that place's key, without a handler.
     NRXModelAccess(NRXModelAccessClient* newClient, std::shared_ptr<StringListAccess> command,
                    std::shared_ptr<StringListAccess> event, std::shared_ptr<StringAccess> softwareVersion,

@@ -45,7 +45,7 @@ int ActionAccess::connect(int timeoutMs) {
     }
     if (auto const type = typeOf(found); type != objbus::OBJECT_TYPE_ACTION) {
         DEBUG_LOG(LOG_ERROR, OBSERVER_MISMATCH_MESSAGE, name.c_str(), static_cast<int>(type), "ObserverAction");
-        giveBack(root, *this, this, found);
+        disconnectFrom(root, getName(), this, found);
         return STATUS_ERR_VALUE_TYPE_MISMATCH;
     }
     object = found;

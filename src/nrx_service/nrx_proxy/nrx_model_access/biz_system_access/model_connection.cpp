@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access_base.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/status.h"
 
 namespace orvane::system::support {
 
@@ -34,10 +34,6 @@ void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus:
     if (root != nullptr) {
         root->disconnectObject(key, observer, object);
     }
-}
-
-void giveBack(objbus::RootInterface* root, ValueAccessBase& access, objbus::Observer* observer, objbus::Object* found) {
-    disconnectFrom(root, access.getName(), observer, found);
 }
 
 objbus::ObjectTypeSpec typeOf(objbus::Object* object) {

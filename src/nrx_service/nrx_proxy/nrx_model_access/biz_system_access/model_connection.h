@@ -12,8 +12,6 @@
 
 namespace orvane::system::support {
 
-class ValueAccessBase;
-
 /// The outcome of asking for a model object: the object, or null and the status of the last attempt.
 struct ConnectOutcome {
     objbus::Object* object;
@@ -28,9 +26,6 @@ ConnectOutcome connectWithin(int timeoutMs, objbus::RootInterface* root, std::st
 /// Ends the registration of `observer`; does nothing without a root interface.
 void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus::Observer* observer,
                     objbus::Object* object);
-
-/// Ends the registration of `observer`, which `access` made with an object that it rejects.
-void giveBack(objbus::RootInterface* root, ValueAccessBase& access, objbus::Observer* observer, objbus::Object* found);
 
 /// The type that `object` reports; `OBJECT_TYPE_NONE` for null, which a connect of an `IteratorAccess` leaves behind.
 objbus::ObjectTypeSpec typeOf(objbus::Object* object);

@@ -69,7 +69,7 @@ struct ValueOperations {
         }
         if (auto const type = typeOf(found); type != acceptedType) {
             DEBUG_LOG(LOG_ERROR, OBSERVER_MISMATCH_MESSAGE, access.name.c_str(), static_cast<int>(type), observerName);
-            giveBack(root, access, observer, found);
+            disconnectFrom(root, access.getName(), observer, found);
             return STATUS_ERR_VALUE_TYPE_MISMATCH;
         }
         access.object = found;

@@ -12,7 +12,8 @@
 namespace orvane::system::support {
 
 /// What every access object shares: one model object named by its key, typed reads and writes that connect on demand,
-/// and the way of new values to a `ValueHandler`.
+/// and the way of new values to a `ValueHandler`. The access objects themselves are final: what varies is in the
+/// handlers.
 ///
 /// The caller's thread connects, disconnects, reads and writes; calls on one access object come from one thread at a
 /// time. Notifications come on the model's delivery thread, perhaps before `connect` has returned; a handler leaves the

@@ -21,6 +21,24 @@ bool boolOf(ValueObject::Scalar const& scalar) {
     return byte != 0;
 }
 
+/// The size of the alternative that the tag names; 0 for a tag that names none.
+std::size_t scalarSize(ValueObjectType tag) {
+    switch (tag) {
+        case VALUE_BOOL:
+            return sizeof(ValueObject::Scalar::boolValue);
+        case VALUE_INT:
+        case VALUE_UINT:
+        case VALUE_FLOAT:
+            return sizeof(ValueObject::Scalar::intValue);
+        case VALUE_INT64:
+        case VALUE_UINT64:
+        case VALUE_DOUBLE:
+            return sizeof(ValueObject::Scalar::int64Value);
+        default:
+            return 0;
+    }
+}
+
 template <typename Integer>
 Integer truncate(double value) {
     using Limits = std::numeric_limits<Integer>;
@@ -167,8 +185,8 @@ ValueObject::ValueObject(ValueObject const& other) : IValueObject(other), typeTa
         stringValue = other.stringValue;
     } else if (typeTag == VALUE_VECTOR) {
         elements = other.elements;
-    } else if (typeTag >= VALUE_INT && typeTag <= VALUE_DOUBLE) {
-        scalar = other.scalar;
+    } else {
+        std::memcpy(&scalar, &other.scalar, scalarSize(typeTag));
     }
 }
 
@@ -178,8 +196,8 @@ ValueObject::ValueObject(ValueObject&& other) noexcept : typeTag(other.typeTag) 
         other.stringValue.clear();
     } else if (typeTag == VALUE_VECTOR) {
         elements.swap(other.elements);
-    } else if (typeTag >= VALUE_INT && typeTag <= VALUE_DOUBLE) {
-        scalar = other.scalar;
+    } else {
+        std::memcpy(&scalar, &other.scalar, scalarSize(typeTag));
     }
 }
 
@@ -257,7 +275,7 @@ ValueObject& ValueObject::operator=(double value) {
 }
 
 ValueObject& ValueObject::operator=(std::string const& value) {
-    stringValue = value;  // First: it may throw, and `value` may be our own string.
+    stringValue = value;  // First: it may throw.
     typeTag = VALUE_STRING;
     return *this;
 }
@@ -281,7 +299,7 @@ ValueObject::operator std::vector<int>() const { return convertToVectorT(0); }
 ValueObject::operator std::vector<std::string>() const { return convertToVectorT(std::string()); }
 
 template <typename T>
-std::vector<T> ValueObject::convertToVectorT(T const& /*elementType*/) const {
+std::vector<T> ValueObject::convertToVectorT(T /*elementType*/) const {
     bool const isList = typeTag == VALUE_VECTOR;
     std::vector<T> list(isList ? elements.size() : 1);
     for (std::size_t index = 0; index < list.size(); ++index) {
@@ -290,9 +308,9 @@ std::vector<T> ValueObject::convertToVectorT(T const& /*elementType*/) const {
     return list;
 }
 
-template NRX_EXPORT std::vector<unsigned int> ValueObject::convertToVectorT(unsigned int const&) const;
-template NRX_EXPORT std::vector<int> ValueObject::convertToVectorT(int const&) const;
-template NRX_EXPORT std::vector<std::string> ValueObject::convertToVectorT(std::string const&) const;
+template NRX_EXPORT std::vector<unsigned int> ValueObject::convertToVectorT(unsigned int) const;
+template NRX_EXPORT std::vector<int> ValueObject::convertToVectorT(int) const;
+template NRX_EXPORT std::vector<std::string> ValueObject::convertToVectorT(std::string) const;
 
 bool ValueObject::operator==(ValueObject const& other) const {
     auto const equalAs = [this, &other]<typename T>(T) { return scalarOf<T>(*this) == scalarOf<T>(other); };

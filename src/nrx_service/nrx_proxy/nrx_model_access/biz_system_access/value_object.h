@@ -126,7 +126,7 @@ public:
 
     /// The list conversion; the argument only selects the element type. For `unsigned int`, `int` and `std::string`.
     template <typename T>
-    std::vector<T> convertToVectorT(T const& elementType) const;
+    std::vector<T> convertToVectorT(T elementType) const;
 
     /// Compares in the type of the left operand, to which the right one is converted: not symmetric. Strings equal
     /// only strings, lists only lists.
