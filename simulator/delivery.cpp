@@ -16,14 +16,16 @@ void Delivery::post(std::shared_ptr<Registration const> to, std::function<void()
     posted_.notify_one();
 }
 
-void Delivery::end(Registrations const& registrations, objbus::Observer const* observer, void const* source) {
-    std::unique_lock lock(mutex_);
-    for (auto const& registration : registrations) {
-        registration->ended = true;
-    }
+void Delivery::end(Registration& registration) {
+    std::lock_guard const lock(mutex_);
+    registration.ended = true;
+}
+
+void Delivery::waitWhileRunning(objbus::Observer const* observer, void const* source) {
     if (std::this_thread::get_id() == threadId_) {
         return;
     }
+    std::unique_lock lock(mutex_);
     done_.wait(lock, [&] { return !running_ || running_->observer != observer || running_->source != source; });
 }
 

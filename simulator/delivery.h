@@ -8,7 +8,6 @@
 #include <mutex>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "objbus/observer.h"
 
@@ -24,8 +23,6 @@ struct Registration {
     bool ended = false;  ///< Guarded by the delivery's mutex.
 };
 
-using Registrations = std::vector<std::shared_ptr<Registration>>;
-
 /// The thread that runs notifications, one after the other in the order of `post`.
 class Delivery {
 public:
@@ -37,10 +34,12 @@ public:
     /// Runs `notify` later, unless `to` has ended by then.
     void post(std::shared_ptr<Registration const> to, std::function<void()> notify);
 
-    /// Ends the registrations, then waits for a notification from `source` to `observer` that is running, whichever
-    /// registration it belongs to: another call may have ended that one already. Does not wait on the delivery
-    /// thread, which would wait for itself.
-    void end(Registrations const& registrations, objbus::Observer const* observer, void const* source);
+    /// No notification to this registration starts from now on.
+    void end(Registration& registration);
+
+    /// Waits for a notification from `source` to `observer` that is running, whichever registration it belongs to:
+    /// another call may have ended that one already. Does not wait on the delivery thread, which would wait for itself.
+    void waitWhileRunning(objbus::Observer const* observer, void const* source);
 
     /// Returns when everything posted before is done, or after `stop`.
     void waitUntilDone();

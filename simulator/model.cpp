@@ -38,7 +38,7 @@ int Model::connect(std::string const& name, objbus::Observer* observer, objbus::
 }
 
 int Model::disconnect(std::string const& name, objbus::Observer* observer, objbus::Object const* object) {
-    Registrations ended;
+    bool wasConnected = false;
     Key const* source = nullptr;
     {
         std::lock_guard const lock(mutex);
@@ -50,12 +50,12 @@ int Model::disconnect(std::string const& name, objbus::Observer* observer, objbu
         }
         for (auto const& candidate : objects) {
             if (&candidate->key() == &key && (object == nullptr || &candidate->object() == object)) {
-                candidate->disconnect(observer, ended);
+                wasConnected |= candidate->disconnect(observer);
             }
         }
     }
-    delivery.end(ended, observer, source);
-    return ended.empty() && object != nullptr ? STATUS_NOT_CONNECTED : STATUS_OK;
+    delivery.waitWhileRunning(observer, source);  // With the mutex released: that notification may want it.
+    return !wasConnected && object != nullptr ? STATUS_NOT_CONNECTED : STATUS_OK;
 }
 
 }  // namespace simulator

@@ -40,7 +40,6 @@ struct Key {
     int invokeFault = STATUS_OK;
     bool refusesIterators = false;
     std::optional<IteratorRequest> iteratorRequest;
-    int iteratorsDestroyed = 0;
 };
 
 /// The data model. `mutex` guards the rest and the state of the objects; it is taken before the delivery's own.

@@ -40,6 +40,11 @@ void Iterator::post(Notify notify) const {
     }
 }
 
+bool Iterator::destroy() {
+    table_.model().delivery.end(*connection_.registration);
+    return !std::exchange(destroyed_, true);
+}
+
 bool Iterator::hasRow(int row) const { return row >= 0 && static_cast<std::size_t>(row) < table_.rows().size(); }
 
 std::vector<std::string> Iterator::selectedColumns(int row) const {
@@ -126,18 +131,16 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     Operation operation(*this);
+    ++key().counts.destroyIteratorCalls;
     auto const found = std::find_if(iterators_.begin(), iterators_.end(),
                                     [iterator](auto const& candidate) { return candidate.get() == iterator; });
     if (found == iterators_.end()) {
         return STATUS_UNKNOWN_ITERATOR;
     }
     bool const destroyedNow = (*found)->destroy();
-    if (destroyedNow) {
-        ++key().iteratorsDestroyed;
-    }
     auto const registration = (*found)->connection().registration;
     operation.lock.unlock();
-    operation.model->delivery.end({registration}, registration->observer, registration->source);
+    operation.model->delivery.waitWhileRunning(registration->observer, registration->source);
     return destroyedNow ? STATUS_OK : STATUS_UNKNOWN_ITERATOR;
 }
 

@@ -27,8 +27,8 @@ public:
     /// The client's side of it.
     virtual objbus::Object& object() = 0;
     virtual void connect(objbus::Observer* observer) = 0;
-    /// Forgets the observer's registrations and adds them to `ended`; ending them is left to the caller.
-    virtual void disconnect(objbus::Observer const* observer, Registrations& ended) = 0;
+    /// Ends the observer's registrations and returns whether it had any.
+    virtual bool disconnect(objbus::Observer const* observer) = 0;
 
     /// Changes the value and returns true when the object has one of this type.
     virtual bool change(Value const& /*value*/) { return false; }
@@ -69,14 +69,16 @@ public:
             {dynamic_cast<Obs*>(observer), std::make_shared<Registration>(Registration{observer, &key()})});
     }
 
-    void disconnect(objbus::Observer const* observer, Registrations& ended) final {
-        auto const forgotten = std::stable_partition(
+    bool disconnect(objbus::Observer const* observer) final {
+        auto const ended = std::stable_partition(
             connections_.begin(), connections_.end(),
-            [observer](Connection<Obs> const& connection) { return connection.registration->observer != observer; });
-        for (auto connection = forgotten; connection != connections_.end(); ++connection) {
-            ended.push_back(std::move(connection->registration));
+            [observer](auto const& connection) { return connection.registration->observer != observer; });
+        bool const wasConnected = ended != connections_.end();
+        for (auto connection = ended; connection != connections_.end(); ++connection) {
+            model().delivery.end(*connection->registration);
         }
-        connections_.erase(forgotten, connections_.end());
+        connections_.erase(ended, connections_.end());
+        return wasConnected;
     }
 
 protected:
@@ -216,7 +218,7 @@ public:
     void post(Notify notify) const;
     [[nodiscard]] Connection<objbus::ObserverTableIterator> const& connection() const { return connection_; }
     /// False when it is destroyed already.
-    bool destroy() { return !std::exchange(destroyed_, true); }
+    bool destroy();
 
 private:
     [[nodiscard]] bool hasRow(int row) const;

@@ -51,11 +51,9 @@ Television::Television() : model_(std::make_shared<Model>()) {
 }
 
 Television::~Television() {
-    {
-        std::lock_guard const lock(currentMutex);
-        currentModel.reset();
-    }
-    model_->delivery.stop();
+    model_->delivery.stop();  // First: until it has ended, a client's disconnect waits for what is running.
+    std::lock_guard const lock(currentMutex);
+    currentModel.reset();
 }
 
 void Television::publish(std::string const& key, Value value) {
@@ -158,11 +156,6 @@ KeyCounts Television::counts(std::string const& key) const {
 std::optional<IteratorRequest> Television::iteratorRequest(std::string const& key) const {
     std::lock_guard const lock(model_->mutex);
     return model_->keys[key].iteratorRequest;
-}
-
-int Television::iteratorsDestroyed(std::string const& key) const {
-    std::lock_guard const lock(model_->mutex);
-    return model_->keys[key].iteratorsDestroyed;
 }
 
 }  // namespace simulator

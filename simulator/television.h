@@ -49,7 +49,7 @@ struct ConnectFault {
     static constexpr int FOREVER = -1;
 
     int status = 1;
-    bool handsOutObject = false;  ///< Sets the object all the same, whatever the status says.
+    bool handsOutObject = false;  ///< Sets the object all the same; the observer is not registered even so.
     int attempts = FOREVER;       ///< The key is available again after so many failed attempts.
 };
 
@@ -66,6 +66,7 @@ struct KeyCounts {
     int connectAttempts = 0;
     int disconnects = 0;
     int disconnectsWithoutObject = 0;  ///< Of those, the ones given a null object.
+    int destroyIteratorCalls = 0;      ///< On the key's tables, whatever they were given.
 };
 
 /// An in-process television: the data model, the inter-process framework and one thread that delivers notifications.
@@ -122,8 +123,6 @@ public:
     [[nodiscard]] KeyCounts counts(std::string const& key) const;
     /// The newest request for an iterator on the table under `key`.
     [[nodiscard]] std::optional<IteratorRequest> iteratorRequest(std::string const& key) const;
-    /// How many iterators of the table under `key` were destroyed.
-    [[nodiscard]] int iteratorsDestroyed(std::string const& key) const;
 
 private:
     std::shared_ptr<Model> model_;

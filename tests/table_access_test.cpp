@@ -21,6 +21,8 @@ TEST_F(TelevisionTest, ATableIsHandedOutWhileConnected) {
     tv.setRows(KEY, {});
     tv.waitUntilDelivered();
     EXPECT_EQ(logged(), TABLE.traced("notifyUpdate"));
+    EXPECT_NE(access.getAccess()->destroyIterator(nullptr), 0);
+    EXPECT_EQ(tv.counts(KEY).destroyIteratorCalls, 1);
     access.disconnect();
     EXPECT_EQ(access.getAccess(), nullptr);
     EXPECT_EQ(access.setActionResultHandler(nullptr), 0);
@@ -113,7 +115,7 @@ TEST_F(IteratorTest, ATablesIteratorReportsThroughTheHandler) {
     EXPECT_EQ(access->destroy(), 0);
     EXPECT_EQ(access->getIterator(), nullptr);
     EXPECT_EQ(access->destroy(), 0);
-    EXPECT_EQ(tv.iteratorsDestroyed(KEY), 1);
+    EXPECT_EQ(tv.counts(KEY).destroyIteratorCalls, 1);
 }
 
 TEST_F(IteratorTest, ANotificationIsPassedOnAsItIsWhateverTheState) {
@@ -160,13 +162,13 @@ TEST_F(IteratorTest, AFailedCreateLeavesEverythingAsItWas) {
 TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {
     ASSERT_EQ(access->create(), 0);
     ASSERT_EQ(access->create(), 0);
-    EXPECT_EQ(tv.iteratorsDestroyed(KEY), 1);
+    EXPECT_EQ(tv.counts(KEY).destroyIteratorCalls, 1);
     EXPECT_EQ(tv.counts(KEY).disconnects, 1);
     tv.refuseIterators(KEY, true);
     EXPECT_EQ(access->create(), 0);
     EXPECT_EQ(access->getIterator(), nullptr);
     EXPECT_EQ(access->destroy(), 0);
-    EXPECT_EQ(tv.iteratorsDestroyed(KEY), 2);
+    EXPECT_EQ(tv.counts(KEY).destroyIteratorCalls, 2);
     EXPECT_EQ(tv.counts(KEY).disconnects, 2);
     delivered();
     access.reset();
