@@ -23,7 +23,7 @@ using Words = Console::Words;
 constexpr char COMMAND_KEY[] = "torvi.sl2.vstr.videoplayer.nrx.command";
 constexpr char EVENT_KEY[] = "torvi.sl2.vstr.videoplayer.nrx.event";
 constexpr char SOURCE_SWITCH_KEY[] = "torvi.sl2.action.source.switch";
-constexpr std::size_t ANY_NUMBER = 1000;
+constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
 
 /// The key that a word stands for.
 std::string keyOf(std::string const& word) {
@@ -41,11 +41,13 @@ bool isSwitchedOn(std::string const& word) {
 }
 
 int numberOf(std::string const& word) {
+    using Limits = std::numeric_limits<int>;
     int number = 0;
     char const* const end = word.data() + word.size();
     auto const [last, failure] = std::from_chars(word.data(), end, number);
     if (failure != std::errc() || last != end) {
-        throw CommandError("found \"" + word + "\", expected a number");
+        throw CommandError("found \"" + word + "\", expected a whole number from " + std::to_string(Limits::min()) +
+                           " to " + std::to_string(Limits::max()));
     }
     return number;
 }
@@ -63,8 +65,10 @@ Words wordsOf(std::string const& line) {
 }
 
 std::vector<objbus::Argument> resultsOf(Words const& texts) {
-    if (texts.size() > std::numeric_limits<std::int8_t>::max()) {
-        throw CommandError("found " + std::to_string(texts.size()) + " results, expected 127 at most");
+    constexpr std::size_t MOST = std::numeric_limits<std::int8_t>::max() + 1;
+    if (texts.size() > MOST) {
+        throw CommandError("found " + std::to_string(texts.size()) + " results, expected " + std::to_string(MOST) +
+                           " at most");
     }
     std::vector<objbus::Argument> results;
     for (std::string const& text : texts) {
@@ -115,6 +119,8 @@ struct Console::Command {
     std::size_t most;
     char const* help;
     void (Console::*run)(Words const& arguments);
+
+    [[nodiscard]] std::string usage() const { return name + (*arguments != '\0' ? std::string(" ") + arguments : ""); }
 };
 
 std::vector<Console::Command> const& Console::commands() {
@@ -144,14 +150,8 @@ std::vector<Console::Command> const& Console::commands() {
 }
 
 Console::Console(std::vector<ModelObject> const& model) {
-    for (auto const& [key, content] : model) {
-        if (auto const* const value = std::get_if<simulator::Value>(&content)) {
-            television_.publish(key, *value);
-        } else if (auto const* const rows = std::get_if<simulator::Rows>(&content)) {
-            television_.publishTable(key, *rows);
-        } else {
-            publishAction(key);
-        }
+    for (ModelObject const& object : model) {
+        publish(object);
     }
 }
 
@@ -161,7 +161,7 @@ Console::~Console() {
 
 bool Console::execute(std::string const& line) {
     Words const words = wordsOf(line);
-    if (words.empty() || words.front().front() == '#') {
+    if (words.empty() || words.front().starts_with('#')) {
         return true;
     }
     for (Command const& command : commands()) {
@@ -171,8 +171,8 @@ bool Console::execute(std::string const& line) {
         }
         Words const arguments(words.begin() + static_cast<std::ptrdiff_t>(name.size()), words.end());
         if (arguments.size() < command.fewest || arguments.size() > command.most) {
-            throw CommandError("found " + std::to_string(arguments.size()) + " arguments, expected: " + command.name +
-                               " " + command.arguments);
+            throw CommandError("found " + std::to_string(arguments.size()) +
+                               (arguments.size() == 1 ? " argument" : " arguments") + ", expected: " + command.usage());
         }
         (this->*command.run)(arguments);
         return !quit_;
@@ -215,10 +215,9 @@ void Console::requestService(Words const& /*arguments*/) { access_.requestStartN
 void Console::table(Words const& arguments) {
     constexpr int ROWS_AT_ONCE = 2;
     auto const reader = std::make_shared<RowReader>();
-    orvane::system::support::IteratorAccess access(arguments[0], reader, {}, {}, {}, {});
-    if (int const status = access.create(); status != 0) {
-        printLine(arguments[0] + ": no table, status " + std::to_string(status));
-        return;
+    orvane::system::support::IteratorAccess access(keyOf(arguments[0]), reader, {}, {}, {}, {});
+    if (access.create() != 0) {
+        throw CommandError("found \"" + arguments[0] + "\", expected the key of a table that can be reached");
     }
     objbus::TableIterator* const iterator = access.getIterator();
     iterator->requestTotalCount();
@@ -241,16 +240,12 @@ void Console::tvSet(Words const& arguments) {
     if (!value) {
         throw CommandError("found \"" + arguments[0] + "\", expected the key of a value");
     }
-    television_.set(key, valueFromWords(typeName(*value), {arguments.begin() + 1, arguments.end()}));
+    Content const changed = contentFromWords(typeName(*value), {arguments.begin() + 1, arguments.end()});
+    television_.set(key, std::get<simulator::Value>(changed));
 }
 
 void Console::tvPublish(Words const& arguments) {
-    std::string const key = keyOf(arguments[0]);
-    if (arguments[1] == "action" && arguments.size() == 2) {
-        publishAction(key);
-    } else {
-        television_.publish(key, valueFromWords(arguments[1], {arguments.begin() + 2, arguments.end()}));
-    }
+    publish({keyOf(arguments[0]), contentFromWords(arguments[1], {arguments.begin() + 2, arguments.end()})});
 }
 
 void Console::tvWithdraw(Words const& arguments) {
@@ -282,18 +277,28 @@ void Console::tvAnswerError(Words const& arguments) { outcome_ = numberOf(argume
 void Console::wait(Words const& /*arguments*/) { television_.waitUntilDelivered(); }
 
 void Console::help(Words const& /*arguments*/) {
-    constexpr int COLUMN = 36;
+    std::size_t widest = 0;
     for (Command const& command : commands()) {
-        std::ostringstream line;
-        line << std::left << std::setw(COLUMN) << std::string(command.name) + " " + command.arguments << command.help;
-        printLine(line.str());
+        widest = std::max(widest, command.usage().size());
+    }
+    for (Command const& command : commands()) {
+        std::string line = command.usage();
+        line.resize(widest + 2, ' ');
+        printLine(line + command.help);
     }
 }
 
 void Console::quit(Words const& /*arguments*/) { quit_ = true; }
 
-void Console::publishAction(std::string const& key) {
-    television_.publishAction(key, [this, key](auto const& arguments) { return answer(key, arguments); });
+void Console::publish(ModelObject const& object) {
+    auto const& [key, content] = object;
+    if (auto const* const value = std::get_if<simulator::Value>(&content)) {
+        television_.publish(key, *value);
+    } else if (auto const* const rows = std::get_if<simulator::Rows>(&content)) {
+        television_.publishTable(key, *rows);
+    } else {
+        television_.publishAction(key, [this, name = key](auto const& arguments) { return answer(name, arguments); });
+    }
 }
 
 simulator::ActionAnswer Console::answer(std::string const& key, std::vector<objbus::Argument> const& arguments) {
@@ -313,6 +318,12 @@ bool runCommands(Console& console, std::istream& input, std::string const& name,
         }
         std::string line;
         if (!std::getline(input, line)) {
+            if (onTerminal) {
+                printLine("");
+            }
+            if (input.bad()) {
+                throw std::runtime_error(name + ": cannot be read to its end");
+            }
             return true;
         }
         ++number;

@@ -60,7 +60,7 @@ private:
     void help(Words const& arguments);
     void quit(Words const& arguments);
 
-    void publishAction(std::string const& key);
+    void publish(ModelObject const& object);
     simulator::ActionAnswer answer(std::string const& key, std::vector<objbus::Argument> const& arguments);
 
     bool quit_ = false;
@@ -73,7 +73,7 @@ private:
 
 /// Carries out the commands of `input`, which error messages call `name`, to its end or to "quit". On a terminal it
 /// prompts, and goes on after an error; otherwise it shows each command and stops at the first error. Returns whether
-/// there was none.
+/// there was none. Throws `std::runtime_error` when `input` breaks off.
 bool runCommands(Console& console, std::istream& input, std::string const& name, bool onTerminal);
 
 }  // namespace nrx_console

@@ -18,18 +18,16 @@ int fail(std::string const& what) {
     return EXIT_NOT_STARTED;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) try {
+int run(int argc, char** argv) {
     std::string model;
     std::string sysroot;
     std::string script;
     CLI::App app("An embedding process in front of a simulated television. \"help\" lists its commands.",
                  "nrx_console");
-    app.add_option("--model", model, "JSON file of the television's objects");
+    auto const* const modelOption = app.add_option("--model", model, "JSON file of the television's objects");
     app.add_option("--sysroot", sysroot, "Directory that holds the television's own files")
         ->check(CLI::ExistingDirectory);
-    app.add_option("SCRIPT", script, "File of commands; standard input by default");
+    auto const* const scriptOption = app.add_option("SCRIPT", script, "File of commands; standard input by default");
     try {
         app.parse(argc, argv);
     } catch (CLI::Success const& help) {
@@ -38,16 +36,24 @@ int main(int argc, char** argv) try {
         return fail(error.what());
     }
 
+    bool const hasScript = scriptOption->count() > 0;
+    bool const onTerminal = !hasScript && isatty(STDIN_FILENO) != 0;
     std::ifstream scriptFile;
-    std::vector<nrx_console::ModelObject> objects;
-    if (!script.empty()) {
+    if (hasScript) {
         scriptFile.open(script);
-        if (!scriptFile) {
-            return fail(script + ": cannot be opened, expected a file of commands");
-        }
+    } else {
+        script = "standard input";
     }
+    std::istream& input = hasScript ? scriptFile : std::cin;
+    if (!onTerminal) {
+        input.peek();  // Fails for a directory, which can be opened all the same.
+    }
+    if (input.fail()) {
+        return fail(script + ": cannot be read, expected a file of commands");
+    }
+    std::vector<nrx_console::ModelObject> objects;
     try {
-        if (!model.empty()) {
+        if (modelOption->count() > 0) {
             objects = nrx_console::readModelFile(model);
         }
     } catch (nrx_console::ModelError const& error) {
@@ -56,9 +62,18 @@ int main(int argc, char** argv) try {
     nrx_console::setSysroot(sysroot);
 
     nrx_console::Console console(objects);
-    bool const succeeded = script.empty() ? runCommands(console, std::cin, "standard input", isatty(STDIN_FILENO) != 0)
-                                          : runCommands(console, scriptFile, script, false);
-    return succeeded ? 0 : EXIT_SCRIPT_FAILED;
+    return runCommands(console, input, script, onTerminal) ? 0 : EXIT_SCRIPT_FAILED;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    std::ios::sync_with_stdio(false);  // Otherwise std::cin takes a failed read for its end.
+    int const status = run(argc, argv);
+    if (status == 0 && !std::cout.flush()) {
+        throw std::runtime_error("standard output cannot be written");
+    }
+    return status;
 } catch (std::exception const& error) {
     fail(error.what());
     return EXIT_SCRIPT_FAILED;

@@ -1,13 +1,14 @@
 #include "tools/nrx_console/model_file.h"
 
+#include <algorithm>
 #include <charconv>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <set>
+#include <sstream>
 #include <type_traits>
-#include <utility>
 
 namespace nrx_console {
 
@@ -17,16 +18,6 @@ using Json = nlohmann::json;
 
 constexpr char ACTION[] = "action";
 constexpr char TABLE[] = "table";
-/// In the order of the alternatives of `simulator::Value`.
-constexpr char const* VALUE_TYPES[] = {"integer", "int64", "string", "integer-list", "string-list"};
-
-std::string expectedTypes(bool plainOnly) {
-    std::string names;
-    for (char const* const name : VALUE_TYPES) {
-        names += names.empty() ? name : std::string(", ") + name;
-    }
-    return plainOnly ? names : names + ", " + ACTION + ", " + TABLE;
-}
 
 /// A value inside the file, with its place for error messages.
 class Place {
@@ -34,12 +25,7 @@ public:
     Place(Json const& json, std::string path) : json_(json), path_(std::move(path)) {}
 
     [[noreturn]] void fail(std::string const& expected) const {
-        constexpr std::size_t LONGEST = 60;
-        std::string found = json_.dump(-1, ' ', true, Json::error_handler_t::replace);
-        if (found.size() > LONGEST) {
-            found = found.substr(0, LONGEST) + "...";
-        }
-        throw ModelError((path_.empty() ? "/" : path_) + ": found " + found + ", expected " + expected);
+        throw ModelError((path_.empty() ? "/" : path_) + ": found " + found() + ", expected " + expected);
     }
 
     [[nodiscard]] Place member(char const* name) const {
@@ -93,6 +79,15 @@ public:
     }
 
 private:
+    [[nodiscard]] std::string found() const {
+        constexpr std::size_t LONGEST = 60;
+        if (json_.is_structured()) {
+            return json_.is_array() ? "a list" : "an object";
+        }
+        std::string const text = json_.dump(-1, ' ', true, Json::error_handler_t::replace);
+        return text.size() > LONGEST ? text.substr(0, LONGEST) + "..." : text;
+    }
+
     Json const& json_;
     std::string path_;
 };
@@ -122,17 +117,39 @@ struct Reader<std::vector<T>> {
     }
 };
 
-/// The alternative of `simulator::Value` that is named `type`, read from `place`.
-template <std::size_t INDEX = 0>
-std::optional<simulator::Value> readValue(std::string const& type, Place const& place) {
-    if constexpr (INDEX < std::variant_size_v<simulator::Value>) {
-        if (type == VALUE_TYPES[INDEX]) {
-            return Reader<std::variant_alternative_t<INDEX, simulator::Value>>::read(place);
-        }
-        return readValue<INDEX + 1>(type, place);
-    } else {
-        return std::nullopt;
+template <typename T>
+simulator::Value readValue(Place const& place) {
+    return Reader<T>::read(place);
+}
+
+struct PlainType {
+    char const* name;
+    simulator::Value (*read)(Place const& place);
+};
+
+/// In the order of the alternatives of `simulator::Value`.
+constexpr PlainType PLAIN_TYPES[] = {
+    {"integer", readValue<int>},
+    {"int64", readValue<long long>},
+    {"string", readValue<std::string>},
+    {"integer-list", readValue<std::vector<int>>},
+    {"string-list", readValue<std::vector<std::string>>},
+};
+
+/// Null for a type that is not plain-valued.
+PlainType const* plainType(std::string const& name) {
+    auto const* const found = std::find_if(std::begin(PLAIN_TYPES), std::end(PLAIN_TYPES),
+                                           [&](auto const& type) { return name == type.name; });
+    return found != std::end(PLAIN_TYPES) ? found : nullptr;
+}
+
+/// The types but table.
+std::string typeNames() {
+    std::string names;
+    for (PlainType const& type : PLAIN_TYPES) {
+        names += std::string(type.name) + ", ";
     }
+    return names + ACTION;
 }
 
 ModelObject readObject(Place const& place) {
@@ -143,15 +160,16 @@ ModelObject readObject(Place const& place) {
         place.expectOnly({"key", "type"});
         return {key, Action{}};
     }
+    PlainType const* const plain = plainType(type);
+    if (plain == nullptr && type != TABLE) {
+        typePlace.fail("one of " + typeNames() + ", " + TABLE);
+    }
     place.expectOnly({"key", "type", "value"});
     Place const valuePlace = place.member("value");
-    if (type == TABLE) {
-        return {key, Reader<simulator::Rows>::read(valuePlace)};
+    if (plain != nullptr) {
+        return {key, plain->read(valuePlace)};
     }
-    if (auto value = readValue(type, valuePlace)) {
-        return {key, *std::move(value)};
-    }
-    typePlace.fail("one of " + expectedTypes(false));
+    return {key, Reader<simulator::Rows>::read(valuePlace)};
 }
 
 std::vector<ModelObject> readObjects(Json const& json) {
@@ -169,6 +187,25 @@ std::vector<ModelObject> readObjects(Json const& json) {
     return objects;
 }
 
+/// Refuses a member that its object has already: the parser itself keeps the last one.
+Json parse(std::string const& text) {
+    using Event = Json::parse_event_t;
+    std::istringstream stream(text);
+    std::vector<std::set<std::string>> members;  // Of the objects that have begun and not ended.
+    return Json::parse(stream, [&](int /*depth*/, Event event, Json const& parsed) {
+        if (event == Event::object_start) {
+            members.emplace_back();
+        } else if (event == Event::object_end) {
+            members.pop_back();
+        } else if (event == Event::key && !members.back().insert(parsed.get<std::string>()).second) {
+            auto const line = 1 + std::count(text.begin(), text.begin() + stream.tellg(), '\n');
+            throw ModelError("line " + std::to_string(line) + ": found " + parsed.dump() +
+                             " again, expected each member of an object once");
+        }
+        return true;
+    });
+}
+
 /// A word as JSON: the number that it spells out, else a string.
 Json jsonOf(std::string const& word) {
     std::int64_t number = 0;
@@ -180,20 +217,30 @@ Json jsonOf(std::string const& word) {
 }  // namespace
 
 std::vector<ModelObject> readModelFile(std::string const& path) {
-    std::ifstream file(path);
-    if (!file) {
-        throw ModelError(path + ": cannot be opened, expected a model file");
-    }
     try {
-        return readObjects(Json::parse(file));
-    } catch (Json::exception const& error) {  // Names line and column.
+        std::ifstream file(path);
+        file.exceptions(std::ios::failbit);
+        return readObjects(parse({std::istreambuf_iterator<char>(file), {}}));
+    } catch (std::ios::failure const&) {
+        throw ModelError(path + ": cannot be read, expected a model file");
+    } catch (Json::exception const& error) {  // Names line and column, except for a number that is too large.
         throw ModelError(path + ": " + error.what());
     } catch (ModelError const& error) {
         throw ModelError(path + ": " + error.what());
     }
 }
 
-simulator::Value valueFromWords(std::string const& type, std::vector<std::string> const& words) {
+Content contentFromWords(std::string const& type, std::vector<std::string> const& words) {
+    if (type == ACTION) {
+        if (!words.empty()) {
+            throw ModelError("found \"" + words.front() + "\": action takes no value");
+        }
+        return Action{};
+    }
+    PlainType const* const plain = plainType(type);
+    if (plain == nullptr) {
+        throw ModelError("found type \"" + type + "\", expected one of " + typeNames());
+    }
     bool const isText = type == "string" || type == "string-list";
     bool const isList = type == "integer-list" || type == "string-list";
     Json list = Json::array();
@@ -203,12 +250,9 @@ simulator::Value valueFromWords(std::string const& type, std::vector<std::string
     if (!isList && words.size() != 1) {
         throw ModelError("found " + std::to_string(words.size()) + " values, expected one");
     }
-    if (auto value = readValue(type, Place(isList ? list : list.at(0), "value"))) {
-        return *std::move(value);
-    }
-    throw ModelError("found type \"" + type + "\", expected one of " + expectedTypes(true));
+    return plain->read(Place(isList ? list : list.at(0), "value"));
 }
 
-std::string typeName(simulator::Value const& value) { return VALUE_TYPES[value.index()]; }
+std::string typeName(simulator::Value const& value) { return PLAIN_TYPES[value.index()].name; }
 
 }  // namespace nrx_console

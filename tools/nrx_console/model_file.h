@@ -32,8 +32,8 @@ struct ModelError : std::runtime_error {
 /// rows, each a list of strings). Throws `ModelError`.
 std::vector<ModelObject> readModelFile(std::string const& path);
 
-/// The value of the plain-valued `type` that the words of a command line give. Throws `ModelError`.
-simulator::Value valueFromWords(std::string const& type, std::vector<std::string> const& words);
+/// The object of a `type` other than table, with the value that the words of a command line give. Throws `ModelError`.
+Content contentFromWords(std::string const& type, std::vector<std::string> const& words);
 
 /// The type's name, as in a model file.
 std::string typeName(simulator::Value const& value);

@@ -1,9 +1,8 @@
 #include "tools/nrx_console/output.h"
 
-#include <iomanip>
 #include <iostream>
 #include <mutex>
-#include <sstream>
+#include <nlohmann/json.hpp>
 
 namespace nrx_console {
 
@@ -14,15 +13,12 @@ void printLine(std::string const& line) {
 }
 
 std::string quoted(std::vector<std::string> const& texts) {
-    std::ostringstream list;
-    list << '[';
-    char const* separator = "";
+    std::string list;
     for (std::string const& text : texts) {
-        list << separator << std::quoted(text);
-        separator = ", ";
+        list += list.empty() ? "" : ", ";
+        list += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
     }
-    list << ']';
-    return list.str();
+    return "[" + list + "]";
 }
 
 }  // namespace nrx_console
