@@ -198,7 +198,8 @@ Json parse(std::string const& text) {
         } else if (event == Event::object_end) {
             members.pop_back();
         } else if (event == Event::key && !members.back().insert(parsed.get<std::string>()).second) {
-            auto const line = 1 + std::count(text.begin(), text.begin() + stream.tellg(), '\n');
+            auto const line =
+                1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(stream.tellg()), '\n');
             throw ModelError("line " + std::to_string(line) + ": found " + parsed.dump() +
                              " again, expected each member of an object once");
         }
