@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::uint32_t SEVERITY_BITS = 0xFFFF;
 
-/// Of the check that this thread made last.
+/// Of the check that last let this thread through.
 thread_local int lastSeverity = 0;
 
 void writeToStandardError(std::string const& line) {
@@ -43,13 +43,16 @@ std::atomic<LogLevel>& admittedLevel() {
 
 std::mutex captureMutex;
 std::condition_variable captureReleased;
-LogCapture* currentCapture = nullptr;
+std::atomic<LogCapture*> currentCapture = nullptr;  ///< Changed under the mutex.
 int captureUses = 0;
 
 /// The capture of now, or null; it is not destroyed while used here.
 class CaptureUse {
 public:
     CaptureUse() {
+        if (currentCapture == nullptr) {  // Costs no lock while there is none.
+            return;
+        }
         std::lock_guard const lock(captureMutex);
         capture_ = currentCapture;
         if (capture_ != nullptr) {
@@ -70,7 +73,7 @@ public:
     [[nodiscard]] LogCapture* get() const { return capture_; }
 
 private:
-    LogCapture* capture_;
+    LogCapture* capture_ = nullptr;
 };
 
 bool levelAdmits(int severity) {
@@ -141,7 +144,9 @@ int debugCheckLevel(DebugLevelRecord* record) {
     simulator::CaptureUse const use;
     simulator::LogCapture const* const capture = use.get();
     bool const admitted = capture != nullptr ? capture->admits(*record) : simulator::levelAdmits(severity);
-    simulator::lastSeverity = severity;  // After the check, which may have logged for itself.
+    if (admitted) {
+        simulator::lastSeverity = severity;  // After the check, which may have logged for itself.
+    }
     return admitted ? 1 : 0;
 }
 

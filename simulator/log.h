@@ -25,7 +25,7 @@ __attribute__((visibility("default"))) void setLogLevel(LogLevel level);
 class __attribute__((visibility("default"))) LogCapture {
 public:
     struct Line {
-        int severity;      ///< Of the check that the writing thread made last.
+        int severity;      ///< Of the check that last let the writing thread through.
         std::string text;  ///< As written, line feed included.
     };
     /// Decides instead of the level; may write the record's last two words. Called with no lock held.
