@@ -1,0 +1,49 @@
+# What `cmake --install` lays down, in the components runtime, development, simulator and console. It can be moved: the
+# CMake package and the pkg-config files reckon from their own place, and the console looks for its libraries from its.
+include(CMakePackageConfigHelpers)
+
+set(cmake_directory ${CMAKE_INSTALL_LIBDIR}/cmake/nrx_model_access)
+set(pkgconfig_directory ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pkgconfig_to_prefix ${CMAKE_INSTALL_PREFIX}/${pkgconfig_directory} ${CMAKE_INSTALL_PREFIX})
+
+# The library, and the declarations of the platform apart from its own.
+set(platform_headers ${CMAKE_INSTALL_INCLUDEDIR}/nrx_platform)
+set_target_properties(nrx_platform PROPERTIES EXPORT_NAME platform)
+install(TARGETS nrx_model_access EXPORT nrx_model_access-targets
+        LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+        FILE_SET HEADERS COMPONENT development
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS nrx_platform EXPORT nrx_model_access-targets
+        FILE_SET HEADERS DESTINATION ${platform_headers} COMPONENT development
+        INCLUDES DESTINATION ${platform_headers})
+install(EXPORT nrx_model_access-targets
+        NAMESPACE nrx_model_access:: DESTINATION ${cmake_directory} COMPONENT development)
+configure_package_config_file(cmake/nrx_model_access-config.cmake.in nrx_model_access-config.cmake
+                              INSTALL_DESTINATION ${cmake_directory} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(nrx_model_access-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/nrx_model_access-config.cmake
+              ${PROJECT_BINARY_DIR}/nrx_model_access-config-version.cmake
+        DESTINATION ${cmake_directory} COMPONENT development)
+configure_file(cmake/nrx_model_access.pc.in nrx_model_access.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/nrx_model_access.pc DESTINATION ${pkgconfig_directory} COMPONENT development)
+
+if(TARGET nrx_simulator)
+    set(simulator_headers ${CMAKE_INSTALL_INCLUDEDIR}/nrx_simulator)
+    set_target_properties(nrx_simulator PROPERTIES EXPORT_NAME simulator)
+    install(TARGETS nrx_simulator EXPORT nrx_model_access-simulator-targets
+            LIBRARY COMPONENT simulator
+            FILE_SET HEADERS DESTINATION ${simulator_headers} COMPONENT simulator
+            INCLUDES DESTINATION ${simulator_headers})
+    install(EXPORT nrx_model_access-simulator-targets
+            NAMESPACE nrx_model_access:: DESTINATION ${cmake_directory} COMPONENT simulator)
+    configure_file(cmake/nrx_simulator.pc.in nrx_simulator.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/nrx_simulator.pc DESTINATION ${pkgconfig_directory} COMPONENT simulator)
+    install(FILES docs/simulator.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT simulator)
+endif()
+
+if(TARGET nrx_console)
+    file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(nrx_console PROPERTIES INSTALL_RPATH $ORIGIN/${bin_to_lib})
+    install(TARGETS nrx_console RUNTIME COMPONENT console)
+    install(DIRECTORY tools/nrx_console/example DESTINATION ${CMAKE_INSTALL_DATADIR}/nrx_console COMPONENT console)
+endif()
