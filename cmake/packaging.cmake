@@ -1,0 +1,30 @@
+# Debian packages, one for each component that cmake/install.cmake names.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_CONTACT "NRX model access maintainers <maintainers@nrx-model-access.invalid>")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+# Debian's libraries are found by dpkg-shlibdeps, which is shown ours because no installed package has them.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/simulator)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME libnrx-simulator${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SECTION libs)
+# Its headers include the platform's; but the library needs the simulator to run, so that this is no dependency.
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SUGGESTS libnrx-model-access-dev)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libnrx-model-access${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libnrx-model-access-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libboost-dev)
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_NAME nrx-console)
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_SECTION utils)
+
+include(CPack)
+cpack_add_component(simulator DESCRIPTION "A television in the process, and what a program needs to be built with it.")
+cpack_add_component(runtime DEPENDS simulator DESCRIPTION "The shared library, linked with the simulated television.")
+cpack_add_component(development DEPENDS runtime DESCRIPTION "The headers, the CMake package and the pkg-config file.")
+cpack_add_component(console DEPENDS runtime simulator DESCRIPTION "A console to drive the library by hand.")
