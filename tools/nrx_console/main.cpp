@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <exception>
 #include <fstream>
 #include <iostream>
@@ -48,7 +49,7 @@ int run(int argc, char** argv) {
     if (!onTerminal) {
         input.peek();  // Fails for a directory, which can be opened all the same.
     }
-    if (input.fail()) {
+    if (input.fail() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for its end.
         return fail(script + ": cannot be read, expected a file of commands");
     }
     std::vector<nrx_console::ModelObject> objects;
@@ -68,7 +69,6 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-    std::ios::sync_with_stdio(false);  // Otherwise std::cin takes a failed read for its end.
     int const status = run(argc, argv);
     if (status == 0 && !std::cout.flush()) {
         throw std::runtime_error("standard output cannot be written");
