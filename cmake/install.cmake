@@ -1,5 +1,5 @@
 # What `cmake --install` lays down, in the components runtime, development, simulator and console. It can be moved: the
-# CMake package and the pkg-config files reckon from their own place, and the console looks for its libraries from its.
+# CMake package and the pkg-config files reckon from their own place, and programs and libraries look from theirs.
 include(CMakePackageConfigHelpers)
 
 set(cmake_directory ${CMAKE_INSTALL_LIBDIR}/cmake/nrx_model_access)
@@ -28,6 +28,8 @@ configure_file(cmake/nrx_model_access.pc.in nrx_model_access.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/nrx_model_access.pc DESTINATION ${pkgconfig_directory} COMPONENT development)
 
 if(TARGET nrx_simulator)
+    # The library finds it for programs that do not call it themselves; a television's own is the system's to find.
+    set_target_properties(nrx_model_access PROPERTIES INSTALL_RPATH $ORIGIN)
     set(simulator_headers ${CMAKE_INSTALL_INCLUDEDIR}/nrx_simulator)
     set_target_properties(nrx_simulator PROPERTIES EXPORT_NAME simulator)
     install(TARGETS nrx_simulator EXPORT nrx_model_access-simulator-targets
