@@ -13,10 +13,7 @@ template <typename T>
 ValueObject listValue(std::vector<T> const& items) {
     ValueObject list;
     list.typeTag = VALUE_VECTOR;
-    list.elements = std::vector<ValueObject>(items.size());
-    for (std::size_t index = 0; index < items.size(); ++index) {
-        list.elements[index] = items[index];
-    }
+    list.elements = std::vector<ValueObject>(items.begin(), items.end());
     return list;
 }
 

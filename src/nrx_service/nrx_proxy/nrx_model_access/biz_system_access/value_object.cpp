@@ -159,7 +159,13 @@ void appendText(std::string& text, ValueObject const& value) {
 
 // What an entry of a converted list becomes, from its empty or zero state.
 
-void convertInto(std::string& text, ValueObject const& value) { appendText(text, value); }
+void convertInto(std::string& text, ValueObject const& value) {
+    if (value.typeTag == VALUE_STRING) {
+        text = value.stringValue;
+    } else {
+        appendText(text, value);
+    }
+}
 
 template <typename Integer>
 void convertInto(Integer& number, ValueObject const& value) {
