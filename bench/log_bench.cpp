@@ -1,0 +1,28 @@
+#define SPDLOG_ACTIVE_LEVEL SPDLOG_LEVEL_DEBUG  // The statement is compiled and refused when it is reached.
+#include <spdlog/sinks/null_sink.h>
+#include <spdlog/spdlog.h>
+
+#include "measure.h"
+#include "nrx_service/nrx_proxy/diagnostics/debug_log.h"
+
+namespace bench {
+
+void addLog() {
+    add("LogRefused", [] {
+        return [text = strings(1, 8).front()] { DEBUG_LOG(LOG_DEBUG, "parameter %d:   %s ", 1, text.c_str()); };
+    });
+    add("TraceRefused", [] { return [] { DEBUG_TRACE(); }; });
+    add("LimitCheckCall", [] {
+        return [] {
+            DebugLevelRecord record = orvane::diagnostics::levelRecord(orvane::diagnostics::LOG_DEBUG);
+            benchmark::DoNotOptimize(debugCheckLevel(&record));
+        };
+    });
+    add("PeerSpdlogRefused", [] {
+        auto logger = std::make_shared<spdlog::logger>("bench", std::make_shared<spdlog::sinks::null_sink_mt>());
+        logger->set_level(spdlog::level::off);
+        return [logger, text = strings(1, 8).front()] { SPDLOG_LOGGER_DEBUG(logger, "parameter {}:   {} ", 1, text); };
+    });
+}
+
+}  // namespace bench

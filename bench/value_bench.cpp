@@ -1,0 +1,111 @@
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "measure.h"
+
+namespace bench {
+
+namespace {
+
+template <typename... Elements>
+ValueObject listOf(Elements const&... elements) {
+    ValueObject list;
+    list.typeTag = VALUE_VECTOR;
+    (list.elements.emplace_back(elements), ...);
+    return list;
+}
+
+/// What rendering amounts to with a stream, as far as it is measured.
+void write(std::ostream& stream, ValueObject const& value) {
+    switch (value.typeTag) {
+        case VALUE_INT:
+            stream << value.scalar.intValue;
+            break;
+        case VALUE_INT64:
+            stream << value.scalar.int64Value;
+            break;
+        case VALUE_DOUBLE:
+            stream << value.scalar.doubleValue;
+            break;
+        case VALUE_BOOL:
+            stream << (value.scalar.boolValue ? "TRUE" : "FALSE");
+            break;
+        case VALUE_STRING:
+            stream << value.stringValue;
+            break;
+        case VALUE_VECTOR: {
+            stream << '[';
+            char const* separator = "";
+            for (ValueObject const& element : value.elements) {
+                stream << separator;
+                write(stream, element);
+                separator = ",";
+            }
+            stream << ']';
+            break;
+        }
+        default:
+            throw std::logic_error("bench: a value that is not rendered here");
+    }
+}
+
+std::string renderedByStream(ValueObject const& value) {
+    std::ostringstream stream;
+    write(stream, value);
+    return stream.str();
+}
+
+template <typename T>
+void addListConversion(std::string const& name, int count, ValueObject const& element) {
+    ValueObject list;
+    list.typeTag = VALUE_VECTOR;
+    list.elements.assign(static_cast<std::size_t>(count), element);
+    add(name, [list] {
+        return [list] {
+            std::vector<T> const converted = list;
+            benchmark::DoNotOptimize(converted.data());
+            benchmark::ClobberMemory();
+        };
+    });
+}
+
+}  // namespace
+
+void addValues() {
+    ValueObject const list = listOf(1, 22, 333, 4444, 55555, 666666, 7777777, 88888888, 999999999, -1);
+    std::pair<char const*, ValueObject> const kinds[] = {
+        {"int", ValueObject(1234567)},
+        {"int64", ValueObject(123456789012345LL)},
+        {"double", ValueObject(3.14159265)},
+        {"bool", ValueObject(true)},
+        {"list", list},
+        {"nested", listOf(1, std::string("text"), list, listOf(true, listOf(2.5, std::string("inner"))))},
+    };
+    for (auto const& [kind, value] : kinds) {
+        if (value.convertToStringType() != renderedByStream(value)) {
+            throw std::logic_error(std::string("bench: the two renderings differ for ") + kind);
+        }
+        add(std::string("Render/") + kind, [value = value] {
+            return [value] {
+                auto const text = value.convertToStringType();
+                benchmark::DoNotOptimize(text.data());
+                benchmark::ClobberMemory();
+            };
+        });
+        add(std::string("RenderStringStream/") + kind, [value = value] {
+            return [value] {
+                auto const text = renderedByStream(value);
+                benchmark::DoNotOptimize(text.data());
+                benchmark::ClobberMemory();
+            };
+        });
+    }
+    for (int const count : {3, 100, 10000}) {
+        std::string const name = "ListConversion/" + std::to_string(count);
+        addListConversion<int>(name + "/int", count, ValueObject(1234567));
+        addListConversion<std::string>(name + "/string", count, ValueObject(strings(1, 8).front()));
+    }
+}
+
+}  // namespace bench
