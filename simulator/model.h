@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -34,7 +35,8 @@ class ModelObject;
 /// Everything about one key. Never removed, since objects refer to it.
 struct Key {
     ModelObject* published = nullptr;
-    KeyCounts counts;
+    KeyCounts counts;  ///< But for the following one, which is counted without the mutex.
+    std::atomic<int> typeQueries = 0;
     ConnectFault connectFault{STATUS_OK, false, 0};
     int readFault = STATUS_OK;
     int invokeFault = STATUS_OK;

@@ -58,6 +58,7 @@ public:
     ObjectOf(Model& model, Key& key, objbus::ObjectTypeSpec type) : ModelObject(model, key), type_(type) {}
 
     int getType(objbus::ObjectTypeSpec& type) final {
+        ++key().typeQueries;
         type = type_;
         return STATUS_OK;
     }
@@ -119,6 +120,7 @@ public:
 protected:
     int write(T value) {
         Operation const operation(*this);
+        ++this->key().counts.writes;
         if (this->withdrawn()) {
             return STATUS_WITHDRAWN;
         }
@@ -128,11 +130,13 @@ protected:
 
     T read() const {
         Operation const operation(*this);
+        ++this->key().counts.reads;
         return value_;
     }
 
     int read(T& value) const {
         Operation const operation(*this);
+        ++this->key().counts.reads;
         if (this->withdrawn()) {
             return STATUS_WITHDRAWN;
         }

@@ -150,7 +150,10 @@ int Television::lookups() const {
 
 KeyCounts Television::counts(std::string const& key) const {
     std::lock_guard const lock(model_->mutex);
-    return model_->keys[key].counts;
+    Key const& counted = model_->keys[key];
+    KeyCounts counts = counted.counts;
+    counts.typeQueries = counted.typeQueries;
+    return counts;
 }
 
 std::optional<IteratorRequest> Television::iteratorRequest(std::string const& key) const {

@@ -66,7 +66,10 @@ struct KeyCounts {
     int connectAttempts = 0;
     int disconnects = 0;
     int disconnectsWithoutObject = 0;  ///< Of those, the ones given a null object.
-    int destroyIteratorCalls = 0;      ///< On the key's tables, whatever they were given.
+    int typeQueries = 0;
+    int reads = 0;
+    int writes = 0;
+    int destroyIteratorCalls = 0;  ///< On the key's tables, whatever they were given.
 };
 
 /// An in-process television: the data model, the inter-process framework and one thread that delivers notifications.
