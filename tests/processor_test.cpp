@@ -4,8 +4,9 @@
 
 #include <bit>
 #include <cfloat>
-#include <climits>
 #include <cmath>
+#include <limits>
+#include <optional>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_object.h"
 
@@ -13,44 +14,32 @@ namespace {
 
 using orvane::system::support::ValueObject;
 
+// What the processor makes of `value`; nothing where its own instruction would not be a defined cast.
 #ifdef __arm__
-// The instructions themselves: beyond an integer's limits a cast is undefined, and they are not.
-#define CONVERT(instruction, constraint, operand, value)                 \
-    float result;                                                        \
-    asm(instruction " %0, " operand : "=t"(result) : constraint(value)); \
-    return result
-
-template <typename Integer>
-constexpr bool isConvertible(double /*value*/) {
-    return true;
-}
-float bitsOf(int /*type*/, float value) { CONVERT("vcvt.s32.f32", "t", "%1", value); }
-float bitsOf(int /*type*/, double value) { CONVERT("vcvt.s32.f64", "w", "%P1", value); }
-float bitsOf(unsigned int /*type*/, float value) { CONVERT("vcvt.u32.f32", "t", "%1", value); }
-float bitsOf(unsigned int /*type*/, double value) { CONVERT("vcvt.u32.f64", "w", "%P1", value); }
-
-template <typename Integer, typename Floating>
-Integer converted(Floating value) {
-    return std::bit_cast<Integer>(bitsOf(Integer{}, value));
-}
+#define PROCESSORS_OWN(Integer, Floating, instruction, constraint, operand)  \
+    std::optional<Integer> processorsOwn(Integer /*type*/, Floating value) { \
+        float bits = 0;                                                      \
+        asm(instruction " %0, " operand : "=t"(bits) : constraint(value));   \
+        return std::bit_cast<Integer>(bits);                                 \
+    }
+PROCESSORS_OWN(int, float, "vcvt.s32.f32", "t", "%1")
+PROCESSORS_OWN(int, double, "vcvt.s32.f64", "w", "%P1")
+PROCESSORS_OWN(unsigned int, float, "vcvt.u32.f32", "t", "%1")
+PROCESSORS_OWN(unsigned int, double, "vcvt.u32.f64", "w", "%P1")
 #else
-template <typename Integer>
-bool isConvertible(double value) {
-    using Limits = std::numeric_limits<Integer>;
-    return std::trunc(value) >= static_cast<double>(Limits::min()) &&
-           std::trunc(value) <= static_cast<double>(Limits::max());
-}
-
 template <typename Integer, typename Floating>
-Integer converted(Floating value) {
-    return static_cast<Integer>(value);
+std::optional<Integer> processorsOwn(Integer /*type*/, Floating value) {
+    using Limits = std::numeric_limits<Integer>;
+    double const whole = std::trunc(static_cast<double>(value));
+    bool const fits = whole >= Limits::min() && whole <= Limits::max();
+    return fits ? std::optional(static_cast<Integer>(value)) : std::nullopt;
 }
 #endif
 
 template <typename Integer, typename Floating>
 void expectAsTheProcessor(Floating value) {
-    if (isConvertible<Integer>(static_cast<double>(value))) {
-        EXPECT_EQ(static_cast<Integer>(ValueObject(value)), converted<Integer>(value)) << value;
+    if (auto const expected = processorsOwn(Integer{}, value)) {
+        EXPECT_EQ(static_cast<Integer>(ValueObject(value)), *expected) << value;
     }
 }
 
@@ -64,16 +53,6 @@ TEST(ValueObject, ConvertsFloatingPointAsTheProcessorDoes) {
             expectAsTheProcessor<int>(static_cast<float>(number));
             expectAsTheProcessor<unsigned int>(static_cast<float>(number));
         }
-    }
-}
-
-TEST(ValueObject, ConvertsIntegersAsTheProcessorDoes) {
-    for (int const number : {0, 1, 16777217, 33554431, INT_MAX, INT_MIN, -16777219}) {
-        auto const natural = static_cast<unsigned int>(number);
-        EXPECT_EQ(static_cast<float>(ValueObject(number)), static_cast<float>(number));
-        EXPECT_EQ(static_cast<double>(ValueObject(number)), static_cast<double>(number));
-        EXPECT_EQ(static_cast<float>(ValueObject(natural)), static_cast<float>(natural));
-        EXPECT_EQ(static_cast<double>(ValueObject(natural)), static_cast<double>(natural));
     }
 }
 
