@@ -3,6 +3,7 @@
 #include <climits>
 #include <functional>
 #include <map>
+#include <span>
 #include <tuple>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
@@ -24,35 +25,47 @@ using HandlerPtr = std::shared_ptr<ValueHandler>;
 
 constexpr char KEY[] = "test.key";
 
-class ConnectTest : public TelevisionTest, public ::testing::WithParamInterface<ObjectTypeSpec> {
-public:
-    static AccessPtr make() {
-        switch (GetParam()) {
-            case OBJECT_TYPE_ACTION:
-                return std::make_unique<ActionAccess>(KEY);
-            case OBJECT_TYPE_TABLE:
-                return std::make_unique<TableAccess>(KEY);
-            default:
-                return std::make_unique<ValueAccessT<ObserverString>>(KEY);
-        }
-    }
-    [[nodiscard]] std::string failed(int status) const {
-        Source const& source = GetParam() == OBJECT_TYPE_ACTION  ? ACTION
-                               : GetParam() == OBJECT_TYPE_TABLE ? TABLE
-                                                                 : VALUE;
-        return source.error("connect", "Failed " + std::to_string(status));
-    }
+template <typename Access>
+AccessPtr make() {
+    return std::make_unique<Access>(KEY);
+}
 
-    AccessPtr access = make();
+/// One kind of object, its access and, for a plain-valued one, a value.
+struct Kind {
+    ObjectTypeSpec type;
+    Source source;
+    std::string observer;
+    AccessPtr (*make)();
+    Value value{};
 };
 
-INSTANTIATE_TEST_SUITE_P(Kinds, ConnectTest,
-                         ::testing::Values(OBJECT_TYPE_STRING, OBJECT_TYPE_ACTION, OBJECT_TYPE_TABLE));
+Kind const KINDS[] = {
+    {OBJECT_TYPE_NUMERIC_INTEGER, VALUE, "ObserverNumericInteger", make<ValueAccessT<ObserverNumericInteger>>, 5},
+    {OBJECT_TYPE_NUMERIC_INT64, VALUE, "ObserverNumericInt64", make<ValueAccessT<ObserverNumericInt64>>, 6LL},
+    {OBJECT_TYPE_STRING, VALUE, "ObserverString", make<ValueAccessT<ObserverString>>, "old"s},
+    {OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, VALUE, "ObserverVectorNumericInteger",
+     make<ValueAccessT<ObserverVectorNumericInteger>>, Integers{1, 2}},
+    {OBJECT_TYPE_VECTOR_STRING, VALUE, "ObserverVectorString", make<ValueAccessT<ObserverVectorString>>, Strings{"p"}},
+    {OBJECT_TYPE_ACTION, ACTION, "ObserverAction", make<ActionAccess>},
+    {OBJECT_TYPE_TABLE, TABLE, "", make<TableAccess>},
+};
+auto const PLAIN_KINDS = std::span(KINDS).first<5>();
+
+class ConnectTest : public TelevisionTest, public ::testing::WithParamInterface<Kind> {
+public:
+    static std::string failed(int status) {
+        return GetParam().source.error("connect", "Failed " + std::to_string(status));
+    }
+
+    AccessPtr access = GetParam().make();
+};
+
+INSTANTIATE_TEST_SUITE_P(Kinds, ConnectTest, ::testing::ValuesIn(KINDS));
 
 TEST_P(ConnectTest, TheBudgetDecidesAttemptsAndSleeps) {
     tv.failConnects(KEY, {.status = 33});
     for (auto const& [budgetMs, attempts, sleeps] : std::vector<std::tuple<int, int, std::size_t>>{
-             {-5, 1, 0}, {0, 1, 0}, {50, 1, 1}, {150, 2, 2}, {1000, 10, 10}}) {
+             {-5, 1, 0}, {0, 1, 0}, {1, 1, 1}, {101, 2, 2}, {1000, 10, 10}}) {
         int const before = tv.counts(KEY).connectAttempts;
         EXPECT_EQ(access->connect(budgetMs), 5);
         EXPECT_EQ(tv.counts(KEY).connectAttempts - before, attempts) << budgetMs;
@@ -63,7 +76,7 @@ TEST_P(ConnectTest, TheBudgetDecidesAttemptsAndSleeps) {
 }
 
 TEST_P(ConnectTest, OnlyStatusZeroWithAnObjectIsASuccess) {
-    tv.publishBare(KEY, GetParam());
+    tv.publishBare(KEY, GetParam().type);
     tv.failConnects(KEY, {.status = 0});
     EXPECT_EQ(access->connect(0), 5);
     tv.failConnects(KEY, {.status = 4, .handsOutObject = true});
@@ -74,14 +87,14 @@ TEST_P(ConnectTest, OnlyStatusZeroWithAnObjectIsASuccess) {
     tv.failConnects(KEY, {.status = 4, .attempts = 3});
     EXPECT_EQ(access->connect(400), 0);
     EXPECT_EQ(takeSleeps().size(), 3U);
-    EXPECT_EQ(access->getType(), GetParam());
+    EXPECT_EQ(access->getType(), GetParam().type);
     access->disconnect();
 }
 
 TEST_P(ConnectTest, AConnectedObjectIsNotAskedForAgainButKeepsTheNewBudget) {
     EXPECT_EQ(access->disconnect(), 0);  // Reaches the model without an object, too.
     EXPECT_EQ(tv.counts(KEY).disconnectsWithoutObject, 1);
-    tv.publishBare(KEY, GetParam());
+    tv.publishBare(KEY, GetParam().type);
     EXPECT_EQ(access->connect(0), 0);
     EXPECT_EQ(access->connect(250), 0);
     EXPECT_EQ(tv.counts(KEY).connectAttempts, 1);
@@ -94,7 +107,7 @@ TEST_P(ConnectTest, AConnectedObjectIsNotAskedForAgainButKeepsTheNewBudget) {
 }
 
 TEST_P(ConnectTest, WithoutARootInterfaceNothingIsWaitedForOrCrashes) {
-    tv.publishBare(KEY, GetParam());
+    tv.publishBare(KEY, GetParam().type);
     for (auto const answer : {RootLookup::refused, RootLookup::emptyReference, RootLookup::nullObject}) {
         access->connect(0);
         tv.setRootLookup(answer);
@@ -110,50 +123,21 @@ TEST_P(ConnectTest, WithoutARootInterfaceNothingIsWaitedForOrCrashes) {
     EXPECT_EQ(tv.counts(KEY).disconnects, 0);
 }
 
-/// One kind of object: its access, a first and a changed value, and how a handler sees the change.
-struct Kind {
-    ObjectTypeSpec type;
-    std::string observer;
-    AccessPtr (*make)(HandlerPtr handler);
-    Value value;
-    Value changed;
-    std::string notification;
-    std::string delivered;
-};
-
-template <typename Obs>
-AccessPtr make(HandlerPtr handler) {
-    return std::make_unique<ValueAccessT<Obs>>(KEY, std::move(handler));
-}
-
-Kind const KINDS[] = {
-    {OBJECT_TYPE_NUMERIC_INTEGER, "ObserverNumericInteger", make<ObserverNumericInteger>, 5, -2, "notifyNewValue",
-     "1 -2"},
-    {OBJECT_TYPE_NUMERIC_INT64, "ObserverNumericInt64", make<ObserverNumericInt64>, 6LL, 7LL, "notifyNewValue", "3 7"},
-    {OBJECT_TYPE_STRING, "ObserverString", make<ObserverString>, "old"s, "a\0b"s, "notifyNewValue", "8 a\0b"s},
-    {OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, "ObserverVectorNumericInteger", make<ObserverVectorNumericInteger>,
-     Integers{1, 2}, Integers{3, -4}, "notifyIntegerVector", "9 [3,-4]"},
-    {OBJECT_TYPE_VECTOR_STRING, "ObserverVectorString", make<ObserverVectorString>, Strings{"p", "q"}, Strings{},
-     "notifyStringVector", "9 []"},
-};
-
 TEST_F(TelevisionTest, AnObjectOfAnotherTypeIsGivenBack) {
+    auto const givenBack = [this] { return tv.counts(KEY).disconnects - tv.counts(KEY).disconnectsWithoutObject; };
     for (int type = 0; type <= 9; ++type) {
         tv.publishBare(KEY, static_cast<ObjectTypeSpec>(type));
-        auto const expectConnect = [&](AccessPtr const& access, Source const& source, std::string const& observer,
-                                       bool matches) {
-            int const before = tv.counts(KEY).disconnects;
-            EXPECT_EQ(access->connect(0), matches ? 0 : 6);
-            std::string const mismatch = "test.key,( " + std::to_string(type) + " ) vs " + observer + " ";
-            EXPECT_EQ(logged(),
-                      matches ? Lines{} : Lines{source.error("connect", "Observer Type not match for " + mismatch)});
-            EXPECT_EQ(tv.counts(KEY).disconnects - before, matches ? 0 : 1);
-            access->disconnect();
-        };
         for (Kind const& kind : KINDS) {
-            expectConnect(kind.make(nullptr), VALUE, kind.observer, kind.type == type);
+            bool const accepted = kind.type == type || kind.type == OBJECT_TYPE_TABLE;  // A table access takes all.
+            auto const access = kind.make();
+            int const before = givenBack();
+            EXPECT_EQ(access->connect(0), accepted ? 0 : 6);
+            std::string const mismatch = "test.key,( " + std::to_string(type) + " ) vs " + kind.observer + " ";
+            Lines const refusal{kind.source.error("connect", "Observer Type not match for " + mismatch)};
+            EXPECT_EQ(logged(), accepted ? Lines{} : refusal);
+            EXPECT_EQ(givenBack() - before, accepted ? 0 : 1);
+            access->disconnect();
         }
-        expectConnect(std::make_unique<ActionAccess>(KEY), ACTION, "ObserverAction", type == OBJECT_TYPE_ACTION);
     }
 }
 
@@ -170,7 +154,18 @@ struct Operation {
     std::string name;
     std::function<int(ValueAccessBase&)> call;
     std::map<ObjectTypeSpec, Value> accepted;
-    bool namesType = true;  ///< In its mismatch line.
+    std::string number{};  ///< That is written, if it is one.
+
+    [[nodiscard]] Lines refusal(ObjectTypeSpec type, Lines const& before = {}) const {
+        std::string const mismatch =
+            number.empty()                        ? "Object Type mismatch:  "s + ActionAccess(KEY).accessTypeName(type)
+            : type == OBJECT_TYPE_NUMERIC_INTEGER ? "Value is too large for int32 value:  [" + number + "] "
+                                                  : "STATUS_ERR_VALUE_TYPE_MISMATCH"s;
+        return written(before + Lines{BASE.error(name, mismatch)});
+    }
+    [[nodiscard]] Lines written(Lines const& lines = {}) const {
+        return name == "setValue" ? BASE.traced(name, lines) : lines;
+    }
 };
 
 /// Reads into a variable that must change exactly when the read succeeds.
@@ -186,8 +181,12 @@ Operation read(ObjectTypeSpec type, T const& before, T const& inModel) {
 }
 
 template <typename T>
-Operation write(T const& value, std::map<ObjectTypeSpec, Value> accepted, bool namesType = true) {
-    return {"setValue", [=](auto& access) { return access.setValue(value); }, std::move(accepted), namesType};
+Operation write(T const& value, std::map<ObjectTypeSpec, Value> accepted) {
+    Operation operation{"setValue", [=](auto& access) { return access.setValue(value); }, std::move(accepted)};
+    if constexpr (std::is_integral_v<T>) {
+        operation.number = std::to_string(value);
+    }
+    return operation;
 }
 
 Operation const OPERATIONS[] = {
@@ -195,9 +194,12 @@ Operation const OPERATIONS[] = {
     read(OBJECT_TYPE_NUMERIC_INT64, -1LL, 6LL),
     read(OBJECT_TYPE_STRING, "before"s, "old"s),
     read(OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, Integers{9}, Integers{1, 2}),
-    read(OBJECT_TYPE_VECTOR_STRING, Strings{"z"}, Strings{"p", "q"}),
-    write(-1, {{OBJECT_TYPE_NUMERIC_INTEGER, -1}, {OBJECT_TYPE_NUMERIC_INT64, -1LL}}, false),
-    write(-2147483648LL, {{OBJECT_TYPE_NUMERIC_INTEGER, INT_MIN}, {OBJECT_TYPE_NUMERIC_INT64, -2147483648LL}}, false),
+    read(OBJECT_TYPE_VECTOR_STRING, Strings{"z"}, Strings{"p"}),
+    write(-1, {{OBJECT_TYPE_NUMERIC_INTEGER, -1}, {OBJECT_TYPE_NUMERIC_INT64, -1LL}}),
+    write(-2147483648LL, {{OBJECT_TYPE_NUMERIC_INTEGER, INT_MIN}, {OBJECT_TYPE_NUMERIC_INT64, -2147483648LL}}),
+    write(2147483647LL, {{OBJECT_TYPE_NUMERIC_INTEGER, INT_MAX}, {OBJECT_TYPE_NUMERIC_INT64, 2147483647LL}}),
+    write(-2147483649LL, {{OBJECT_TYPE_NUMERIC_INT64, -2147483649LL}}),
+    write(2147483648LL, {{OBJECT_TYPE_NUMERIC_INT64, 2147483648LL}}),
     write("new"s, {{OBJECT_TYPE_STRING, "new"s}}),
     write(Integers{7, 8, 9}, {{OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, Integers{7, 8, 9}}}),
     write(Strings{}, {{OBJECT_TYPE_VECTOR_STRING, Strings{}}}),
@@ -206,81 +208,78 @@ Operation const OPERATIONS[] = {
 TEST_F(TelevisionTest, EveryReadAndWriteAcceptsItsTypesAndLeavesTheOthersAlone) {
     ownLinesOnly = true;
     IteratorAccess withoutObject(KEY, nullptr, {}, {}, {}, {});
-    for (auto const& [name, call, accepted, namesType] : OPERATIONS) {
-        EXPECT_EQ(call(withoutObject), 6);
-        for (Kind const& kind : KINDS) {
-            std::string const typeName = withoutObject.accessTypeName(kind.type);
+    for (Operation const& operation : OPERATIONS) {
+        EXPECT_EQ(operation.call(withoutObject), 6);
+        Lines lines{BASE.info("tryConnectIfNeeded", "BizValue connect successfully:'test.key'.")};
+        if (operation.number.empty()) {
+            lines.push_back(BASE.error("getType", "Unknown Type since value is not connected  : test.key."));
+        }
+        EXPECT_EQ(logged(), operation.refusal(OBJECT_TYPE_NONE, lines));
+        for (Kind const& kind : PLAIN_KINDS) {
+            SCOPED_TRACE(operation.name + operation.number + " of type " + std::to_string(kind.type));
             tv.publish(KEY, kind.value);
-            auto const access = kind.make(nullptr);
+            auto const access = kind.make();
             ASSERT_EQ(access->connect(0), 0);
-            logged();
-            bool const matches = accepted.contains(kind.type);
-            EXPECT_EQ(call(*access), matches ? 0 : 6) << name << " of " << typeName;
-            EXPECT_EQ(tv.get(KEY), matches ? accepted.at(kind.type) : kind.value) << name << " of " << typeName;
-            std::string const mismatch =
-                namesType ? "Object Type mismatch:  " + typeName : "STATUS_ERR_VALUE_TYPE_MISMATCH";
-            Lines const lines = matches ? Lines{} : Lines{BASE.error(name, mismatch)};
-            EXPECT_EQ(logged(), name == "setValue" ? BASE.traced(name, lines) : lines);
+            bool const accepted = operation.accepted.contains(kind.type);
+            EXPECT_EQ(operation.call(*access), accepted ? 0 : 6);
+            EXPECT_EQ(tv.get(KEY), accepted ? operation.accepted.at(kind.type) : kind.value);
+            EXPECT_EQ(logged(), accepted ? operation.written() : operation.refusal(kind.type));
         }
     }
-}
-
-TEST_F(TelevisionTest, AWriteBeyondTheIntegerRangeIsRefused) {
-    tv.publish(KEY, 1);
-    ValueAccessT<ObserverNumericInteger> access(KEY);
-    EXPECT_EQ(access.setValue(2147483647LL), 0);
-    ownLinesOnly = true;
-    logged();
-    for (std::string const value : {"2147483648", "-2147483649"}) {
-        EXPECT_EQ(access.setValue(std::stoll(value)), 6);
-        std::string const message = "Value is too large for int32 value:  [" + value + "] ";
-        EXPECT_EQ(logged(), BASE.traced("setValue", {BASE.error("setValue", message)}));
-    }
-    EXPECT_EQ(tv.get(KEY), Value(2147483647));
 }
 
 TEST_F(TelevisionTest, AReadConnectsOnDemandWithTheLastBudgetAndTriesAgain) {
     ValueAccessT<ObserverString> access(KEY);
     std::string text;
-    auto const expectFailure = [&](std::size_t sleeps) {
+    tv.publish(KEY, "text"s);
+    tv.failReads(KEY, 77);
+    tv.failConnects(KEY, {.status = 1, .attempts = 23});
+    for (std::size_t const sleeps : {10U, 10U, 0U}) {  // The default of 1000 milliseconds, twice, and the given one.
+        if (sleeps == 0) {
+            access.connect(0);
+            logged();
+        }
         EXPECT_EQ(access.getValue(text), 5);
         EXPECT_EQ(takeSleeps().size(), sleeps);
         EXPECT_EQ(logged(), (Lines{VALUE.error("connect", "Failed 1"),
                                    BASE.error("tryConnectIfNeeded", "BizValue connect failed:'test.key', ret: 5")}));
-    };
-    tv.publish(KEY, "text"s);
-    tv.failReads(KEY, 77);
-    tv.failConnects(KEY, {.status = 1, .attempts = 23});
-    expectFailure(10);  // The default of 1000 milliseconds.
-    expectFailure(10);
-    access.connect(0);
-    logged();
-    expectFailure(0);
+    }
     tv.failConnects(KEY, {.attempts = 0});
     EXPECT_EQ(access.getValue(text), 77);  // The model's own status.
     EXPECT_EQ(logged(), Lines{BASE.info("tryConnectIfNeeded", "BizValue connect successfully:'test.key'.")});
 }
 
-TEST_F(TelevisionTest, EveryChangeReachesTheHandlerAsAValueOfItsKind) {
-    for (Kind const& kind : KINDS) {
+TEST_F(TelevisionTest, EveryInstanceTracesAndDeliversEveryNotification) {
+    Lines const names{"notifyNewValue", "notifyNewValue", "notifyNewValue", "notifyIntegerVector",
+                      "notifyStringVector"};
+    Lines const values{"1 -2", "3 7", "8 a\0b"s, "9 [3,-4]", "9 [p,]"};
+    auto const expectAll = [&](auto&& access, std::size_t own, Value const& changed) {
         auto const handler = std::make_shared<RecordingHandler>();
-        auto access = kind.make(handler);
-        tv.publish(KEY, kind.value);
-        ASSERT_EQ(access->connect(0), 0);
-        auto const linesOf = [&](Value const& value) {
-            tv.set(KEY, value);
+        tv.publish(KEY, changed);
+        for (auto const& receiver : {HandlerPtr(handler), HandlerPtr()}) {
+            EXPECT_EQ(access.setNewValueHandler(receiver), 0);
+            EXPECT_EQ(access.connect(0), 0);
+            tv.set(KEY, changed);
             tv.waitUntilDelivered();
-            return logged();
-        };
-        EXPECT_EQ(linesOf(kind.changed), VALUE.traced(kind.notification, BASE.traced("onNewValue")));
-        EXPECT_EQ(handler->values, Lines{kind.delivered});
-        EXPECT_EQ(access->setNewValueHandler(nullptr), 0);
-        EXPECT_EQ(logged(), BASE.traced("setNewValueHandler"));
-        EXPECT_EQ(linesOf(kind.value), VALUE.traced(kind.notification));  // No value was built.
-        access.reset();
-        EXPECT_EQ(linesOf(kind.changed), Lines{});
-        EXPECT_EQ(handler.use_count(), 1);
-    }
+            access.notifyNewValue(-2);
+            access.notifyNewValue(7LL);
+            access.notifyNewValue("a\0b"s);
+            access.notifyIntegerVector({3, -4});
+            access.notifyStringVector({"p", ""});
+            Lines const inside = receiver ? BASE.traced("onNewValue") : Lines{};
+            Lines lines = BASE.traced("setNewValueHandler") + VALUE.traced(names[own], inside);
+            for (std::string const& name : names) {
+                lines = lines + VALUE.traced(name, inside);
+            }
+            EXPECT_EQ(logged(), lines);
+        }
+        EXPECT_EQ(handler->values, Lines{values[own]} + values);
+    };
+    expectAll(ValueAccessT<ObserverNumericInteger>(KEY), 0, -2);
+    expectAll(ValueAccessT<ObserverNumericInt64>(KEY), 1, 7LL);
+    expectAll(ValueAccessT<ObserverString>(KEY), 2, "a\0b"s);
+    expectAll(ValueAccessT<ObserverVectorNumericInteger>(KEY), 3, Integers{3, -4});
+    expectAll(ValueAccessT<ObserverVectorString>(KEY), 4, Strings{"p", ""});
     EXPECT_EQ(tv.counts(KEY).disconnects, 5);
 }
 
@@ -289,16 +288,13 @@ TEST_F(TelevisionTest, ACopyIsAFreshObjectThatSharesNothing) {
     auto const handler = std::make_shared<RecordingHandler>();
     ValueAccessT<ObserverNumericInteger> access(KEY, handler);
     access.connect(200);
-    {
-        ValueAccessT<ObserverNumericInteger> copy(access);
-        EXPECT_EQ(copy.getName(), "");
-        EXPECT_EQ(copy.setValue(3), 5);
-        EXPECT_EQ(takeSleeps().size(), 10U);
-        EXPECT_EQ(handler.use_count(), 2);
-    }
-    tv.set(KEY, 2);
-    tv.waitUntilDelivered();
-    EXPECT_EQ(handler->values, Lines{"1 2"});
+    auto copy = std::make_unique<ValueAccessT<ObserverNumericInteger>>(access);
+    EXPECT_EQ(copy->getName(), "");
+    EXPECT_EQ(copy->setValue(3), 5);
+    EXPECT_EQ(takeSleeps().size(), 10U);
+    EXPECT_EQ(handler.use_count(), 2);
+    copy.reset();
+    EXPECT_EQ(tv.counts(KEY).disconnects, 0);
 }
 
 TEST(ValueHandler, ANullObjectOrMemberIgnoresEveryValue) {
@@ -311,12 +307,13 @@ TEST(ValueHandler, ANullObjectOrMemberIgnoresEveryValue) {
 
 TEST(AccessTypeName, NamesTheTypesAndNothingElse) {
     std::string names;
-    for (int const type : {-1, 0, 5, 6, 7, 9}) {
+    for (int type = -1; type <= 9; ++type) {
         names += ActionAccess(KEY).accessTypeName(static_cast<ObjectTypeSpec>(type)) + " "s;
     }
     EXPECT_EQ(names,
-              "OBJECT_TYPE_NONE OBJECT_TYPE_NONE OBJECT_TYPE_ACTION OBJECT_TYPE_TABLE "
-              "OBJECT_TYPE_VECTOR_INTEGER OBJECT_TYPE_NONE ");
+              "OBJECT_TYPE_NONE OBJECT_TYPE_NONE OBJECT_TYPE_NUMERIC_INTEGER OBJECT_TYPE_STRING "
+              "OBJECT_TYPE_VECTOR_NUMERIC_INTEGER OBJECT_TYPE_VECTOR_STRING OBJECT_TYPE_ACTION OBJECT_TYPE_TABLE "
+              "OBJECT_TYPE_VECTOR_INTEGER OBJECT_TYPE_NUMERIC_INT64 OBJECT_TYPE_NONE ");
 }
 
 }  // namespace

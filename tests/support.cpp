@@ -27,12 +27,15 @@ std::vector<unsigned int> takeSleeps() {
     return std::exchange(sleeps, {});
 }
 
+Lines operator+(Lines first, Lines const& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
 Lines Source::traced(std::string const& function, Lines const& inside) const {
     std::string const place = file + ":#:" + function + "() \n";
-    Lines lines{"DEBUG [TRACE -> " + function + "(IN)] " + place};
-    lines.insert(lines.end(), inside.begin(), inside.end());
-    lines.push_back("DEBUG [TRACE <- " + function + "(OUT)] " + place);
-    return lines;
+    return Lines{"DEBUG [TRACE -> " + function + "(IN)] " + place} + inside +
+           Lines{"DEBUG [TRACE <- " + function + "(OUT)] " + place};
 }
 
 Lines TelevisionTest::logged() {

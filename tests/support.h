@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -21,6 +22,8 @@ std::vector<unsigned int> takeSleeps();
 
 /// Written lines, each as its severity and its text; the source line is shown as '#'.
 using Lines = std::vector<std::string>;
+
+Lines operator+(Lines first, Lines const& second);
 
 /// Spells out the lines of a source file.
 struct Source {
@@ -59,10 +62,16 @@ public:
     Lines logged();
 
     simulator::Television tv;
-    std::atomic<bool> ownLinesOnly = false;  ///< Leaves out the delivery thread's.
+    std::atomic<bool> ownLinesOnly = false;       ///< Leaves out the delivery thread's.
+    std::function<void()> beforeOwnLine = [] {};  ///< Called when a line of this thread is about to be written.
     std::thread::id const ownThread = std::this_thread::get_id();
-    simulator::LogCapture log{
-        [this](DebugLevelRecord&) { return !ownLinesOnly || std::this_thread::get_id() == ownThread; }};
+    simulator::LogCapture log{[this](DebugLevelRecord&) {
+        bool const own = std::this_thread::get_id() == ownThread;
+        if (own) {
+            beforeOwnLine();
+        }
+        return own || !ownLinesOnly;
+    }};
 };
 
 /// Keeps what it is given, each value as its type and its text.
