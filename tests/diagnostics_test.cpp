@@ -20,35 +20,28 @@ TEST(DebugLog, WritesTheWholeLineAndEvaluatesNothingOfARefusedOne) {
     DEBUG_LOG(LOG_INFO, "plain");
     DEBUG_LOG(LOG_DEBUG, "%d", ++evaluated);
     DEBUG_LOG(LOG_ERROR, "%d", ++evaluated);
+    { DEBUG_TRACE(); }
     EXPECT_EQ(evaluated, 1);
-    EXPECT_EQ(codes, (std::vector{0x5F0001U, 0x5F0FA0U, 0x5F1388U, 0x5F03E8U}));
+    EXPECT_EQ(codes, (std::vector{0x5F0001U, 0x5F0FA0U, 0x5F1388U, 0x5F03E8U, 0x5F1388U, 0x5F1388U}));
     auto const lines = log.take();
     ASSERT_EQ(lines.size(), 3U);
     EXPECT_EQ(lines[0].text, "[B-LOG] diagnostics_test.cpp:" + std::to_string(line) + ":TestBody(): text and -5\n");
 }
 
-constexpr int TRACED_LINE = __LINE__ + 3;
-
-void tracedFunction(bool throws) {
-    DEBUG_TRACE();
-    if (throws) {
-        throw std::runtime_error("thrown");
-    }
-}
-
 TEST(DebugTrace, EveryWayOutWritesTheLineOfTheEntry) {
     simulator::LogCapture log;
-    std::string const place = "] diagnostics_test.cpp:" + std::to_string(TRACED_LINE) + ":tracedFunction() \n";
+    std::string const place = "] diagnostics_test.cpp:" + std::to_string(__LINE__ + 3) + ":TestBody() \n";
     for (bool const throws : {false, true}) {
         try {
-            tracedFunction(throws);
+            DEBUG_TRACE();
+            throws ? throw std::runtime_error("thrown") : void();
         } catch (std::runtime_error const&) {
             EXPECT_TRUE(throws);
         }
         auto const lines = log.take();
         ASSERT_EQ(lines.size(), 2U);
-        EXPECT_EQ(lines[0].text, "[TRACE -> tracedFunction(IN)" + place);
-        EXPECT_EQ(lines[1].text, "[TRACE <- tracedFunction(OUT)" + place);
+        EXPECT_EQ(lines[0].text, "[TRACE -> TestBody(IN)" + place);
+        EXPECT_EQ(lines[1].text, "[TRACE <- TestBody(OUT)" + place);
     }
 }
 
