@@ -27,14 +27,9 @@ TEST_F(TelevisionTest, ATableIsHandedOutWhileConnected) {
     EXPECT_EQ(access.getAccess(), nullptr);
     EXPECT_EQ(access.setActionResultHandler(nullptr), 0);
     EXPECT_EQ(handler.use_count(), 1);
-    tv.publish(KEY, 5);  // Not a table: taken all the same.
-    EXPECT_EQ(access.connect(0), 0);
-    EXPECT_NE(access.getAccess(), nullptr);
-    access.disconnect();
 }
 
-class RecordingIteratorHandler : public IteratorHandler {
-public:
+struct RecordingIteratorHandler : IteratorHandler, std::enable_shared_from_this<RecordingIteratorHandler> {
     void handleCommit(int status) override { add("commit", status); }
     void handleTotalCount(int count) override { add("count", count); }
     void handleSeekToRow(int row) override { add("row", row); }
@@ -45,14 +40,11 @@ public:
         addRows("chunk", &rows, rows);
     }
     void handleIteratorReady(int status) override { add("ready", status); }
-    void handleUpdate(int update) override { add("update", update); }
+    void handleUpdate(int update) override {
+        add("update held by " + std::to_string(weak_from_this().use_count()), update);
+    }
 
-    Lines take() { return std::exchange(calls_, {}); }
-
-    void const* lastArgument = nullptr;
-
-private:
-    void add(std::string const& name, int value) { calls_.push_back(name + " " + std::to_string(value)); }
+    void add(std::string const& name, int value) { calls.push_back(name + " " + std::to_string(value)); }
     void addRows(std::string call, void const* argument, std::vector<std::vector<std::string> const*> const& rows) {
         lastArgument = argument;
         for (auto const* const row : rows) {
@@ -61,10 +53,12 @@ private:
                 call += "|" + column;
             }
         }
-        calls_.push_back(call);
+        calls.push_back(call);
     }
+    Lines take() { return std::exchange(calls, {}); }
 
-    Lines calls_;
+    Lines calls;
+    void const* lastArgument = nullptr;
 };
 
 class IteratorTest : public TelevisionTest {
@@ -106,8 +100,7 @@ TEST_F(IteratorTest, ATablesIteratorReportsThroughTheHandler) {
     Lines lines;
     for (char const* const name : {"IteratorReady", "TotalCount", "SeekToContent", "ReadRow", "SeekToRow",
                                    "CursorPosition", "SeekToRow", "CursorPosition", "ReadRowChunk", "Commit"}) {
-        Lines const pair = ITERATOR.traced("notify"s + name);
-        lines.insert(lines.end(), pair.begin(), pair.end());
+        lines = lines + ITERATOR.traced("notify"s + name);
     }
     EXPECT_EQ(logged(), lines);
     EXPECT_EQ(delivered(), (Lines{"ready 0", "count 3", "content 1", "read |two|2|", "row -1", "cursor -1", "row 1",
@@ -128,7 +121,7 @@ TEST_F(IteratorTest, ANotificationIsPassedOnAsItIsWhateverTheState) {
     logged();
     access->notifyUpdate(-4);
     EXPECT_EQ(logged(), ITERATOR.traced("notifyUpdate"));
-    EXPECT_EQ(handler->take(), (Lines{"read |a", "chunk |a", "update -4"}));
+    EXPECT_EQ(handler->take(), (Lines{"read |a", "chunk |a", "update held by 3 -4"}));
     access->setActionResultHandler(nullptr);
     EXPECT_EQ(handler.use_count(), 1);
     access->notifyUpdate(5);
@@ -170,10 +163,15 @@ TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {
     EXPECT_EQ(access->destroy(), 0);
     EXPECT_EQ(tv.counts(KEY).destroyIteratorCalls, 2);
     EXPECT_EQ(tv.counts(KEY).disconnects, 2);
+    tv.refuseIterators(KEY, false);
+    EXPECT_EQ(access->create(), 0);
     delivered();
+    std::vector<int> disconnects;
+    beforeOwnLine = [&] { disconnects.push_back(tv.counts(KEY).disconnects); };
     access.reset();
     EXPECT_EQ(logged(), ITERATOR.traced("~IteratorAccess"));
-    EXPECT_EQ(tv.counts(KEY).disconnects, 3);
+    EXPECT_EQ(disconnects, (std::vector{3, 4}));        // Between the lines.
+    EXPECT_EQ(tv.counts(KEY).destroyIteratorCalls, 2);  // The iterator is its owner's to destroy.
 }
 
 }  // namespace
