@@ -112,18 +112,33 @@ To scalarOf(ValueObject const& value) {
     return result;
 }
 
-template <typename Number>
-void appendNumber(std::string& text, Number value) {
-    std::array<char, 32> buffer;  // 20 digits and a sign, or six digits with point, sign and exponent.
-    auto* const end = buffer.data() + buffer.size();
-    std::to_chars_result written{};
-    if constexpr (std::is_floating_point_v<Number>) {
-        constexpr int DIGITS = 6;
-        written = std::to_chars(buffer.data(), end, value, std::chars_format::general, DIGITS);
-    } else {
-        written = std::to_chars(buffer.data(), end, value);
+void appendDigits(std::string& text, unsigned long long magnitude, bool negative) {
+    std::array<char, std::numeric_limits<unsigned long long>::digits10 + 2> buffer;
+    char* const end = buffer.data() + buffer.size();
+    char* begin = end;
+    do {
+        *--begin = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (negative) {
+        *--begin = '-';
     }
-    text.append(buffer.data(), static_cast<std::size_t>(written.ptr - buffer.data()));
+    text.append(begin, static_cast<std::size_t>(end - begin));
+}
+
+void appendNumber(std::string& text, long long value) {
+    auto const magnitude = static_cast<unsigned long long>(value);
+    appendDigits(text, value < 0 ? 0 - magnitude : magnitude, value < 0);
+}
+
+void appendNumber(std::string& text, unsigned long long value) { appendDigits(text, value, false); }
+
+void appendNumber(std::string& text, double value) {
+    constexpr int DIGITS = 6;
+    std::array<char, 16> buffer;  // Six digits with a sign, a point, and an exponent of three digits with its sign.
+    auto const [end, failure] =
+        std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::general, DIGITS);
+    text.append(buffer.data(), static_cast<std::size_t>(end - buffer.data()));
 }
 
 void appendText(std::string& text, ValueObject const& value) {
@@ -141,14 +156,15 @@ void appendText(std::string& text, ValueObject const& value) {
             text += value.stringValue;
             break;
         case VALUE_VECTOR: {
-            text += "[";
-            char const* separator = "";
+            constexpr std::size_t USUAL_LENGTH = 8;  // Of an element: saves growing again and again.
+            text.reserve(text.size() + USUAL_LENGTH * value.elements.size() + 2);
+            char separator = '[';
             for (ValueObject const& element : value.elements) {
                 text += separator;
                 appendText(text, element);
-                separator = ",";
+                separator = ',';
             }
-            text += "]";
+            text += value.elements.empty() ? "[]" : "]";
             break;
         }
         default:
