@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <bit>
+#include <cfloat>
 #include <climits>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <locale>
 #include <tuple>
 
@@ -13,6 +16,7 @@ namespace {
 
 using namespace orvane::system::support;
 using namespace std::string_literals;
+using V = ValueObject;  // For rows of one line.
 
 static_assert(!std::is_assignable_v<ValueObject&, char const*> && !std::is_constructible_v<ValueObject, char const*>);
 static_assert(!std::is_assignable_v<IValueObject&, char const*>);
@@ -27,52 +31,48 @@ ValueObject tagged(int tag, std::vector<ValueObject> elements = {}) {
 
 ValueObject list(std::vector<ValueObject> elements) { return tagged(VALUE_VECTOR, std::move(elements)); }
 
-/// What the value converts to: bool, int, unsigned, long long, unsigned long long, float and double.
-std::string scalarsOf(IValueObject const& value) {
+/// The type and what converts to bool, int, unsigned, long long, unsigned long long, float, double and text.
+std::string conversionsOf(IValueObject const& value) {
     std::array<char, 200> text{};
-    std::snprintf(text.data(), text.size(), "%d %d %u %lld %llu %.9g %.17g", static_cast<int>(static_cast<bool>(value)),
-                  static_cast<int>(value), static_cast<unsigned int>(value), static_cast<long long>(value),
-                  static_cast<unsigned long long>(value), static_cast<double>(static_cast<float>(value)),
-                  static_cast<double>(value));
-    return text.data();
+    std::snprintf(text.data(), text.size(), "%d: %d %d %u %lld %llu %.9g %.17g ", value.type(),
+                  static_cast<int>(static_cast<bool>(value)), static_cast<int>(value), static_cast<unsigned int>(value),
+                  static_cast<long long>(value), static_cast<unsigned long long>(value),
+                  static_cast<double>(static_cast<float>(value)), static_cast<double>(value));
+    return text.data() + static_cast<std::string>(value);
 }
 
 TEST(ValueObject, EveryTypeConvertsToEveryOther) {
-    std::string const none = "0 0 0 0 0 0 0";
-    std::vector<std::tuple<ValueObject, int, std::string, std::string>> const rows{
-        {ValueObject(-1), 1, "1 -1 4294967295 -1 18446744073709551615 -1 -1", "-1"},
-        {ValueObject(INT_MIN), 1,
-         "1 -2147483648 2147483648 -2147483648 18446744071562067968 -2.14748365e+09 -2147483648", "-2147483648"},
-        {ValueObject(UINT_MAX), 2, "1 -1 4294967295 4294967295 4294967295 4.2949673e+09 4294967295", "4294967295"},
-        {ValueObject(4294967297LL), 3, "1 1 1 4294967297 4294967297 4.2949673e+09 4294967297", "4294967297"},
-        {ValueObject(LLONG_MIN), 3,
-         "1 0 0 -9223372036854775808 9223372036854775808 -9.22337204e+18 -9.2233720368547758e+18",
+    std::vector<std::pair<V, std::string>> const rows{
+        {V(-1), "1: 1 -1 4294967295 -1 18446744073709551615 -1 -1 -1"},
+        {V(INT_MIN),
+         "1: 1 -2147483648 2147483648 -2147483648 18446744071562067968 -2.14748365e+09 -2147483648 -2147483648"},
+        {V(UINT_MAX), "2: 1 -1 4294967295 4294967295 4294967295 4.2949673e+09 4294967295 4294967295"},
+        {V(4294967297LL), "3: 1 1 1 4294967297 4294967297 4.2949673e+09 4294967297 4294967297"},
+        {V(LLONG_MIN),
+         "3: 1 0 0 -9223372036854775808 9223372036854775808 -9.22337204e+18 -9.2233720368547758e+18 "
          "-9223372036854775808"},
-        {ValueObject(ULLONG_MAX), 4, "1 -1 4294967295 -1 18446744073709551615 1.84467441e+19 1.8446744073709552e+19",
-         "18446744073709551615"},
-        {ValueObject(true), 5, "1 1 1 1 1 1 1", "TRUE"},
-        {tagged(5), 5, "1 1 1 1 1 1 1", "TRUE"},
-        {ValueObject(0.1F), 6, "1 0 0 0 0 0.100000001 0.10000000149011612", "0.1"},
-        {ValueObject(-HUGE_VALF), 6, "1 -2147483648 0 -9223372036854775808 0 -inf -inf", "-inf"},
-        {ValueObject(2147483648.0F), 6, "1 2147483647 2147483648 2147483648 2147483648 2.14748365e+09 2147483648",
-         "2.14748e+09"},
-        {ValueObject(-2.9), 7, "1 -2 0 -2 0 -2.9000001 -2.8999999999999999", "-2.9"},
-        {ValueObject(-0.0), 7, "0 0 0 0 0 -0 -0", "-0"},
-        {ValueObject(9223372036854775808.0), 7,
-         "1 2147483647 4294967295 9223372036854775807 9223372036854775808 9.22337204e+18 9.2233720368547758e+18",
+        {V(ULLONG_MAX),
+         "4: 1 -1 4294967295 -1 18446744073709551615 1.84467441e+19 1.8446744073709552e+19 18446744073709551615"},
+        {V(true), "5: 1 1 1 1 1 1 1 TRUE"},
+        {tagged(5), "5: 1 1 1 1 1 1 1 TRUE"},
+        {V(0.1F), "6: 1 0 0 0 0 0.100000001 0.10000000149011612 0.1"},
+        {V(-HUGE_VALF), "6: 1 -2147483648 0 -9223372036854775808 0 -inf -inf -inf"},
+        {V(0x1p31F), "6: 1 2147483647 2147483648 2147483648 2147483648 2.14748365e+09 2147483648 2.14748e+09"},
+        {V(-2.9), "7: 1 -2 0 -2 0 -2.9000001 -2.8999999999999999 -2.9"},
+        {V(-0.0), "7: 0 0 0 0 0 -0 -0 -0"},
+        {V(0x1p63),
+         "7: 1 2147483647 4294967295 9223372036854775807 9223372036854775808 9.22337204e+18 9.2233720368547758e+18 "
          "9.22337e+18"},
-        {ValueObject(1e300), 7,
-         "1 2147483647 4294967295 9223372036854775807 18446744073709551615 inf 1.0000000000000001e+300", "1e+300"},
-        {ValueObject(std::nan("")), 7, "1 0 0 0 0 nan nan", "nan"},
-        {ValueObject("a\"\0b"s), 8, none, "a\"\0b"s},
-        {ValueObject(), 255, none, "Undefined"},
-        {tagged(0), 0, none, "null"},
-        {tagged(10), 10, none, ""},
+        {V(1e300),
+         "7: 1 2147483647 4294967295 9223372036854775807 18446744073709551615 inf 1.0000000000000001e+300 1e+300"},
+        {V(std::nan("")), "7: 1 0 0 0 0 nan nan nan"},
+        {V("a\"\0b"s), "8: 0 0 0 0 0 0 0 a\"\0b"s},
+        {V(), "255: 0 0 0 0 0 0 0 Undefined"},
+        {tagged(0), "0: 0 0 0 0 0 0 0 null"},
+        {tagged(10), "10: 0 0 0 0 0 0 0 "},
     };
-    for (auto const& [value, type, scalars, text] : rows) {
-        EXPECT_EQ(value.type(), type);
-        EXPECT_EQ(scalarsOf(value), scalars);
-        EXPECT_EQ(static_cast<std::string>(value), text);
+    for (auto const& [value, conversions] : rows) {
+        EXPECT_EQ(conversionsOf(value), conversions);
         std::vector<int> const ints = value;  // One entry, converted as above.
         std::vector<unsigned int> const uints = value;
         std::vector<std::string> const texts = value;
@@ -82,11 +82,47 @@ TEST(ValueObject, EveryTypeConvertsToEveryOther) {
     }
 }
 
+// What the processor makes of `value`, or the object where its own instruction would not be a defined cast.
+#ifdef __arm__
+#define PROCESSORS_OWN(Integer, Floating, instruction, constraint, operand) \
+    Integer processorsOwn(Integer /*type*/, Floating value) {               \
+        float bits = 0;                                                     \
+        asm(instruction " %0, " operand : "=t"(bits) : constraint(value));  \
+        return std::bit_cast<Integer>(bits);                                \
+    }
+PROCESSORS_OWN(int, float, "vcvt.s32.f32", "t", "%1")
+PROCESSORS_OWN(int, double, "vcvt.s32.f64", "w", "%P1")
+PROCESSORS_OWN(unsigned int, float, "vcvt.u32.f32", "t", "%1")
+PROCESSORS_OWN(unsigned int, double, "vcvt.u32.f64", "w", "%P1")
+#else
+template <typename Integer, typename Floating>
+Integer processorsOwn(Integer /*type*/, Floating value) {
+    using Limits = std::numeric_limits<Integer>;
+    double const whole = std::trunc(static_cast<double>(value));
+    bool const fits = whole >= Limits::min() && whole <= Limits::max();
+    return fits ? static_cast<Integer>(value) : static_cast<Integer>(V(value));
+}
+#endif
+
+TEST(ValueObject, ConvertsFloatingPointAsTheProcessorDoes) {
+    auto const expect = []<typename Integer>(Integer type, auto value) {
+        EXPECT_EQ(static_cast<Integer>(V(value)), processorsOwn(type, value)) << value;
+    };
+    for (double const value :
+         {0.0, 0.5, 2.9, 16777217.0, 2147483647.0, 2147483647.5, 2147483648.0, 2147483648.5, 4294967295.0, 4294967295.5,
+          4294967296.0, 9.3e18, DBL_MIN, DBL_MAX, HUGE_VAL, std::nan("")}) {
+        for (double const number : {value, -value}) {
+            expect(0, number);
+            expect(0U, number);
+            expect(0, static_cast<float>(number));
+            expect(0U, static_cast<float>(number));
+        }
+    }
+}
+
 TEST(ValueObject, AListConvertsElementByElement) {
-    ValueObject const value =
-        list({ValueObject(1), ValueObject("a"s), list({ValueObject(true), list({})}), ValueObject(-2.5)});
-    EXPECT_EQ(value.convertToStringType(), "[1,a,[TRUE,[]],-2.5]");
-    EXPECT_EQ(scalarsOf(value), "0 0 0 0 0 0 0");
+    V const value = list({V(1), V("a"s), list({V(true), list({})}), V(-2.5)});
+    EXPECT_EQ(conversionsOf(value), "9: 0 0 0 0 0 0 0 [1,a,[TRUE,[]],-2.5]");
     EXPECT_EQ(value.convertToVectorT(0), (std::vector{1, 0, 0, -2}));
     EXPECT_EQ(value.convertToVectorT(0U), (std::vector{1U, 0U, 0U, 0U}));
     EXPECT_EQ(value.convertToVectorT(""s), (std::vector{"1"s, "a"s, "[TRUE,[]]"s, "-2.5"s}));
@@ -109,8 +145,8 @@ TEST(ValueObject, NumbersReadAsPrintfWritesThemInEveryLocale) {
     for (double const number : {1.0, 123456.0, 123456.789, 999999.5, 1e6, 0.0001, 0.00001, 0.000099999949, 5e-324,
                                 1.7976931348623157e308, 100.0, 1.0 / 3.0}) {
         auto const single = static_cast<float>(number);
-        EXPECT_EQ(ValueObject(number).convertToStringType(), printed(number));
-        EXPECT_EQ(ValueObject(single).convertToStringType(), printed(static_cast<double>(single)));
+        EXPECT_EQ(V(number).convertToStringType(), printed(number));
+        EXPECT_EQ(V(single).convertToStringType(), printed(static_cast<double>(single)));
     }
     EXPECT_EQ(ValueObject(-1234567).convertToStringType(), "-1234567");
     std::locale::global(previous);
@@ -119,57 +155,53 @@ TEST(ValueObject, NumbersReadAsPrintfWritesThemInEveryLocale) {
 TEST(ValueObject, EqualityComparesInTheTypeOfTheLeftOperand) {
     /// Left, right, whether left equals right, and whether right equals left.
     std::vector<std::tuple<ValueObject, ValueObject, bool, bool>> const pairs{
-        {ValueObject(-5), ValueObject(-5.9), true, false},
-        {ValueObject(3000000000U), ValueObject(3000000000.5), true, false},
-        {ValueObject(0), ValueObject("0"s), true, false},
-        {ValueObject(-1), ValueObject(UINT_MAX), true, true},
-        {ValueObject(1U), ValueObject(4294967297LL), true, false},
-        {ValueObject(4294967301LL), ValueObject(4294967301ULL), true, true},
-        {ValueObject(4294967301LL), ValueObject(5ULL), false, false},
-        {ValueObject(-1LL), ValueObject(-1.5), true, false},
-        {ValueObject(9223372036854775808ULL), ValueObject(9223372036854775808.0), true, true},
-        {ValueObject(true), ValueObject(7), true, false},
-        {ValueObject(0.1F), ValueObject(0.1), true, false},
-        {ValueObject(0.0), ValueObject(-0.0), true, true},
-        {ValueObject(std::nan("")), ValueObject(std::nan("")), false, false},
-        {ValueObject("a\0b"s), ValueObject("a\0c"s), false, false},
-        {ValueObject("a\0b"s), ValueObject("a\0b"s), true, true},
-        {ValueObject("null"s), tagged(0), false, false},
-        {ValueObject(""s), ValueObject(), false, false},
-        {ValueObject(), ValueObject(), true, true},
+        {V(-5), V(-5.9), true, false},
+        {V(3000000000U), V(3000000000.5), true, false},
+        {V(0), V("0"s), true, false},
+        {V(-1), V(UINT_MAX), true, true},
+        {V(1U), V(4294967297LL), true, false},
+        {V(4294967301LL), V(4294967301ULL), true, true},
+        {V(4294967301LL), V(5ULL), false, false},
+        {V(-1LL), V(-1.5), true, false},
+        {V(9223372036854775808ULL), V(9223372036854775808.0), true, true},
+        {V(true), V(7), true, false},
+        {V(0.1F), V(0.1), true, false},
+        {V(0.0), V(-0.0), true, true},
+        {V(std::nan("")), V(std::nan("")), false, false},
+        {V("a\0b"s), V("a\0c"s), false, false},
+        {V("a\0b"s), V("a\0b"s), true, true},
+        {V("null"s), tagged(0), false, false},
+        {V(""s), V(), false, false},
+        {V(), V(), true, true},
         {tagged(0), tagged(0), true, true},
-        {ValueObject(), tagged(0), false, false},
-        {ValueObject(0), ValueObject(), true, false},
-        {list({}), ValueObject(), false, false},
-        {list({ValueObject(1), ValueObject(2)}), list({ValueObject(1)}), false, false},
-        {list({ValueObject(5)}), list({ValueObject(5.9)}), true, false},
+        {V(), tagged(0), false, false},
+        {V(0), V(), true, false},
+        {list({}), V(), false, false},
+        {list({V(1), V(2)}), list({V(1)}), false, false},
+        {list({V(5)}), list({V(5.9)}), true, false},
         {list({tagged(10)}), list({tagged(10)}), false, false},
     };
     for (auto const& [left, right, equal, equalReversed] : pairs) {
-        SCOPED_TRACE(left.convertToStringType() + " and " + right.convertToStringType());
-        EXPECT_EQ(left == right, equal);
-        EXPECT_EQ(right == left, equalReversed);
+        EXPECT_EQ(std::pair(left == right, right == left), std::pair(equal, equalReversed))
+            << left.convertToStringType() << " and " << right.convertToStringType();
     }
 }
 
 constexpr unsigned long long FILLED = 0x0101010101010101;
 
-/// Fills every member, whatever the tag.
-void fill(ValueObject& value, int tag) {
+void fill(V& value, int tag) {
     value.typeTag = static_cast<ValueObjectType>(tag);
     value.scalar.uint64Value = FILLED;
     value.stringValue = "text";
-    value.elements = {ValueObject(7)};
+    value.elements = {V(7)};
+}
+
+void expectMembers(V const& value, int tag, unsigned long long scalar, bool string, bool elements) {
+    EXPECT_EQ(std::tuple(value.type(), value.scalar.uint64Value, value.stringValue, value.elements.size()),
+              std::tuple(tag, scalar, string ? "text" : "", elements ? 1U : 0U));
 }
 
 // NOLINTBEGIN(bugprone-use-after-move,clang-analyzer-cplusplus.Move): what is left of a source is settled.
-
-void expectMembers(ValueObject const& value, int tag, unsigned long long scalar, bool string, bool elements) {
-    EXPECT_EQ(value.type(), tag);
-    EXPECT_EQ(value.scalar.uint64Value, scalar);
-    EXPECT_EQ(value.stringValue, string ? "text" : "");
-    EXPECT_EQ(value.elements.size(), elements ? 1U : 0U);
-}
 
 TEST(ValueObject, AScalarAssignmentSetsTheTypeAndTouchesNoOtherMember) {
     ValueObject value;
@@ -193,11 +225,11 @@ TEST(ValueObject, ConstructionTakesWhatTheTagNamesAndAssignmentTakesAll) {
         bool const elements = tag == VALUE_VECTOR;
         ValueObject source;
         fill(source, tag);
-        ValueObject assigned = list({ValueObject(1), ValueObject(2)});
+        ValueObject assigned = list({V(1), V(2)});
         assigned = source;
         expectMembers(assigned, tag, FILLED, true, true);
-        expectMembers(ValueObject(source), tag, scalar, string, elements);
-        expectMembers(ValueObject(std::move(source)), tag, scalar, string, elements);
+        expectMembers(V(source), tag, scalar, string, elements);
+        expectMembers(V(std::move(source)), tag, scalar, string, elements);
         expectMembers(source, tag, FILLED, !string, !elements);
         fill(source, tag);
         assigned = std::move(source);
@@ -210,7 +242,7 @@ TEST(ValueObject, ConstructionTakesWhatTheTagNamesAndAssignmentTakesAll) {
 // NOLINTEND(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
 
 TEST(ValueObject, AnObjectMayBeAssignedFromItselfAndFromInside) {
-    ValueObject const nested = list({ValueObject("x"s), list({ValueObject("deep"s), ValueObject(3)})});
+    ValueObject const nested = list({V("x"s), list({V("deep"s), V(3)})});
     ValueObject value = nested;
     ValueObject& self = value;
     EXPECT_EQ((value = self).convertToStringType(), "[x,[deep,3]]");
