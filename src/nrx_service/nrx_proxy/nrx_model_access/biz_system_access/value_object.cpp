@@ -112,33 +112,18 @@ To scalarOf(ValueObject const& value) {
     return result;
 }
 
-void appendDigits(std::string& text, unsigned long long magnitude, bool negative) {
-    std::array<char, std::numeric_limits<unsigned long long>::digits10 + 2> buffer;
-    char* const end = buffer.data() + buffer.size();
-    char* begin = end;
-    do {
-        *--begin = static_cast<char>('0' + magnitude % 10);
-        magnitude /= 10;
-    } while (magnitude != 0);
-    if (negative) {
-        *--begin = '-';
+template <typename Number>
+void appendNumber(std::string& text, Number value) {
+    std::array<char, 32> buffer;  // 20 digits and a sign, or six digits with point, sign and exponent.
+    auto* const end = buffer.data() + buffer.size();
+    std::to_chars_result written{};
+    if constexpr (std::is_floating_point_v<Number>) {
+        constexpr int DIGITS = 6;
+        written = std::to_chars(buffer.data(), end, value, std::chars_format::general, DIGITS);
+    } else {
+        written = std::to_chars(buffer.data(), end, value);
     }
-    text.append(begin, static_cast<std::size_t>(end - begin));
-}
-
-void appendNumber(std::string& text, long long value) {
-    auto const magnitude = static_cast<unsigned long long>(value);
-    appendDigits(text, value < 0 ? 0 - magnitude : magnitude, value < 0);
-}
-
-void appendNumber(std::string& text, unsigned long long value) { appendDigits(text, value, false); }
-
-void appendNumber(std::string& text, double value) {
-    constexpr int DIGITS = 6;
-    std::array<char, 16> buffer;  // Six digits with a sign, a point, and an exponent of three digits with its sign.
-    auto const [end, failure] =
-        std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::general, DIGITS);
-    text.append(buffer.data(), static_cast<std::size_t>(end - buffer.data()));
+    text.append(buffer.data(), static_cast<std::size_t>(written.ptr - buffer.data()));
 }
 
 void appendText(std::string& text, ValueObject const& value) {
@@ -156,17 +141,21 @@ void appendText(std::string& text, ValueObject const& value) {
             text += value.stringValue;
             break;
         case VALUE_VECTOR: {
-            constexpr std::size_t USUAL_LENGTH = 8;  // Of an element: saves growing again and again.
-            text.reserve(text.size() + USUAL_LENGTH * value.elements.size() + 2);
-            char separator = '[';
+            text += '[';
+            bool first = true;
             for (ValueObject const& element : value.elements) {
-                text += separator;
+                if (!first) {
+                    text += ',';
+                }
                 appendText(text, element);
-                separator = ',';
+                first = false;
             }
-            text += value.elements.empty() ? "[]" : "]";
+            text += ']';
             break;
         }
+        case VALUE_INT:  // The most frequent number.
+            appendNumber(text, static_cast<long long>(value.scalar.intValue));
+            break;
         default:
             visitNumber(value, [&text](auto number) { appendNumber(text, number); });
             break;
@@ -304,6 +293,7 @@ ValueObject& ValueObject::operator=(std::string const& value) {
 
 std::string ValueObject::convertToStringType() const {
     std::string text;
+    text.reserve(elements.size() * 16);  // So that a list's text need not grow again and again.
     appendText(text, *this);
     return text;
 }
