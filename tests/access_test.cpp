@@ -3,13 +3,10 @@
 #include <climits>
 #include <functional>
 #include <map>
+#include <optional>
 #include <span>
 #include <tuple>
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/table_access.h"
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access.h"
 #include "support.h"
 
 namespace test {
@@ -17,13 +14,8 @@ namespace {
 
 using namespace objbus;
 using simulator::RootLookup;
-using simulator::Value;
-using Integers = std::vector<int>;
-using Strings = std::vector<std::string>;
 using AccessPtr = std::unique_ptr<ValueAccessBase>;
 using HandlerPtr = std::shared_ptr<ValueHandler>;
-
-constexpr char KEY[] = "test.key";
 
 template <typename Access>
 AccessPtr make() {
@@ -125,7 +117,9 @@ TEST_P(ConnectTest, WithoutARootInterfaceNothingIsWaitedForOrCrashes) {
 
 TEST_F(TelevisionTest, AnObjectOfAnotherTypeIsGivenBack) {
     auto const givenBack = [this] { return tv.counts(KEY).disconnects - tv.counts(KEY).disconnectsWithoutObject; };
-    for (int type = 0; type <= 9; ++type) {
+    std::string names;
+    for (int type = -1; type <= 9; ++type) {
+        names += ActionAccess(KEY).accessTypeName(static_cast<ObjectTypeSpec>(type)) + " "s;
         tv.publishBare(KEY, static_cast<ObjectTypeSpec>(type));
         for (Kind const& kind : KINDS) {
             bool const accepted = kind.type == type || kind.type == OBJECT_TYPE_TABLE;  // A table access takes all.
@@ -139,14 +133,10 @@ TEST_F(TelevisionTest, AnObjectOfAnotherTypeIsGivenBack) {
             access->disconnect();
         }
     }
-}
-
-TEST_F(TelevisionTest, AValueKeyedMissingIsNeverAskedFor) {
-    int number = 7;
-    EXPECT_EQ(ValueAccessT<ObserverNumericInteger>("missing").getValue(number), 8);
-    EXPECT_EQ(logged(), (Lines{VALUE.error("connect", "Value is 'missing'."),
-                               BASE.error("tryConnectIfNeeded", "BizValue connect failed:'missing', ret: 8")}));
-    EXPECT_EQ(tv.lookups(), 0);
+    EXPECT_EQ(names,
+              "OBJECT_TYPE_NONE OBJECT_TYPE_NONE OBJECT_TYPE_NUMERIC_INTEGER OBJECT_TYPE_STRING "
+              "OBJECT_TYPE_VECTOR_NUMERIC_INTEGER OBJECT_TYPE_VECTOR_STRING OBJECT_TYPE_ACTION OBJECT_TYPE_TABLE "
+              "OBJECT_TYPE_VECTOR_INTEGER OBJECT_TYPE_NUMERIC_INT64 OBJECT_TYPE_NONE ");
 }
 
 /// A read or write, and for each type that accepts it what the object holds afterwards.
@@ -156,15 +146,16 @@ struct Operation {
     std::map<ObjectTypeSpec, Value> accepted;
     std::string number{};  ///< That is written, if it is one.
 
-    [[nodiscard]] Lines refusal(ObjectTypeSpec type, Lines const& before = {}) const {
-        std::string const mismatch =
-            number.empty()                        ? "Object Type mismatch:  "s + ActionAccess(KEY).accessTypeName(type)
-            : type == OBJECT_TYPE_NUMERIC_INTEGER ? "Value is too large for int32 value:  [" + number + "] "
-                                                  : "STATUS_ERR_VALUE_TYPE_MISMATCH"s;
-        return written(before + Lines{BASE.error(name, mismatch)});
-    }
-    [[nodiscard]] Lines written(Lines const& lines = {}) const {
-        return name == "setValue" ? BASE.traced(name, lines) : lines;
+    /// The lines of a call, with those of a refusal by the type if there is one.
+    [[nodiscard]] Lines lines(std::optional<ObjectTypeSpec> refusing, Lines inside = {}) const {
+        if (refusing) {
+            bool const large = refusing == OBJECT_TYPE_NUMERIC_INTEGER;
+            std::string const mismatch = "Object Type mismatch:  "s + ActionAccess(KEY).accessTypeName(*refusing);
+            std::string const tooLarge = "Value is too large for int32 value:  [" + number + "] ";
+            std::string const text = number.empty() ? mismatch : large ? tooLarge : "STATUS_ERR_VALUE_TYPE_MISMATCH";
+            inside.push_back(BASE.error(name, text));
+        }
+        return name == "setValue" ? BASE.traced(name, inside) : inside;
     }
 };
 
@@ -181,12 +172,12 @@ Operation read(ObjectTypeSpec type, T const& before, T const& inModel) {
 }
 
 template <typename T>
-Operation write(T const& value, std::map<ObjectTypeSpec, Value> accepted) {
-    Operation operation{"setValue", [=](auto& access) { return access.setValue(value); }, std::move(accepted)};
+Operation write(T const& value, std::map<ObjectTypeSpec, Value> const& accepted) {
+    auto const call = [=](ValueAccessBase& access) { return access.setValue(value); };
     if constexpr (std::is_integral_v<T>) {
-        operation.number = std::to_string(value);
+        return {"setValue", call, accepted, std::to_string(value)};
     }
-    return operation;
+    return {"setValue", call, accepted};
 }
 
 Operation const OPERATIONS[] = {
@@ -214,7 +205,7 @@ TEST_F(TelevisionTest, EveryReadAndWriteAcceptsItsTypesAndLeavesTheOthersAlone) 
         if (operation.number.empty()) {
             lines.push_back(BASE.error("getType", "Unknown Type since value is not connected  : test.key."));
         }
-        EXPECT_EQ(logged(), operation.refusal(OBJECT_TYPE_NONE, lines));
+        EXPECT_EQ(logged(), operation.lines(OBJECT_TYPE_NONE, lines));
         for (Kind const& kind : PLAIN_KINDS) {
             SCOPED_TRACE(operation.name + operation.number + " of type " + std::to_string(kind.type));
             tv.publish(KEY, kind.value);
@@ -223,7 +214,7 @@ TEST_F(TelevisionTest, EveryReadAndWriteAcceptsItsTypesAndLeavesTheOthersAlone) 
             bool const accepted = operation.accepted.contains(kind.type);
             EXPECT_EQ(operation.call(*access), accepted ? 0 : 6);
             EXPECT_EQ(tv.get(KEY), accepted ? operation.accepted.at(kind.type) : kind.value);
-            EXPECT_EQ(logged(), accepted ? operation.written() : operation.refusal(kind.type));
+            EXPECT_EQ(logged(), operation.lines(accepted ? std::nullopt : std::optional(kind.type)));
         }
     }
 }
@@ -247,11 +238,16 @@ TEST_F(TelevisionTest, AReadConnectsOnDemandWithTheLastBudgetAndTriesAgain) {
     tv.failConnects(KEY, {.attempts = 0});
     EXPECT_EQ(access.getValue(text), 77);  // The model's own status.
     EXPECT_EQ(logged(), Lines{BASE.info("tryConnectIfNeeded", "BizValue connect successfully:'test.key'.")});
+    int const lookups = tv.lookups();
+    EXPECT_EQ(ValueAccessT<ObserverString>("missing").getValue(text), 8);  // A key that is never asked for.
+    EXPECT_EQ(logged(), (Lines{VALUE.error("connect", "Value is 'missing'."),
+                               BASE.error("tryConnectIfNeeded", "BizValue connect failed:'missing', ret: 8")}));
+    EXPECT_EQ(tv.lookups(), lookups);
 }
 
 TEST_F(TelevisionTest, EveryInstanceTracesAndDeliversEveryNotification) {
-    Lines const names{"notifyNewValue", "notifyNewValue", "notifyNewValue", "notifyIntegerVector",
-                      "notifyStringVector"};
+    std::string const name = "notifyNewValue";
+    Lines const names{name, name, name, "notifyIntegerVector", "notifyStringVector"};
     Lines const values{"1 -2", "3 7", "8 a\0b"s, "9 [3,-4]", "9 [p,]"};
     auto const expectAll = [&](auto&& access, std::size_t own, Value const& changed) {
         auto const handler = std::make_shared<RecordingHandler>();
@@ -268,8 +264,8 @@ TEST_F(TelevisionTest, EveryInstanceTracesAndDeliversEveryNotification) {
             access.notifyStringVector({"p", ""});
             Lines const inside = receiver ? BASE.traced("onNewValue") : Lines{};
             Lines lines = BASE.traced("setNewValueHandler") + VALUE.traced(names[own], inside);
-            for (std::string const& name : names) {
-                lines = lines + VALUE.traced(name, inside);
+            for (std::string const& each : names) {
+                lines = lines + VALUE.traced(each, inside);
             }
             EXPECT_EQ(logged(), lines);
         }
@@ -283,7 +279,7 @@ TEST_F(TelevisionTest, EveryInstanceTracesAndDeliversEveryNotification) {
     EXPECT_EQ(tv.counts(KEY).disconnects, 5);
 }
 
-TEST_F(TelevisionTest, ACopyIsAFreshObjectThatSharesNothing) {
+TEST_F(TelevisionTest, ACopySharesNothingAndANullHandlerHearsNothing) {
     tv.publish(KEY, 1);
     auto const handler = std::make_shared<RecordingHandler>();
     ValueAccessT<ObserverNumericInteger> access(KEY, handler);
@@ -295,25 +291,10 @@ TEST_F(TelevisionTest, ACopyIsAFreshObjectThatSharesNothing) {
     EXPECT_EQ(handler.use_count(), 2);
     copy.reset();
     EXPECT_EQ(tv.counts(KEY).disconnects, 0);
-}
-
-TEST(ValueHandler, ANullObjectOrMemberIgnoresEveryValue) {
-    RecordingHandler receiver;
     make_value_handler<RecordingHandler>(nullptr, &RecordingHandler::handleNewValue)->handleNewValue(ValueObject(6));
-    make_value_handler<RecordingHandler>(&receiver, nullptr)->handleNewValue(ValueObject(6));
-    make_value_handler<ValueHandler>(&receiver, &ValueHandler::handleNewValue)->handleNewValue(ValueObject(5));
-    EXPECT_EQ(receiver.values, Lines{"1 5"});
-}
-
-TEST(AccessTypeName, NamesTheTypesAndNothingElse) {
-    std::string names;
-    for (int type = -1; type <= 9; ++type) {
-        names += ActionAccess(KEY).accessTypeName(static_cast<ObjectTypeSpec>(type)) + " "s;
-    }
-    EXPECT_EQ(names,
-              "OBJECT_TYPE_NONE OBJECT_TYPE_NONE OBJECT_TYPE_NUMERIC_INTEGER OBJECT_TYPE_STRING "
-              "OBJECT_TYPE_VECTOR_NUMERIC_INTEGER OBJECT_TYPE_VECTOR_STRING OBJECT_TYPE_ACTION OBJECT_TYPE_TABLE "
-              "OBJECT_TYPE_VECTOR_INTEGER OBJECT_TYPE_NUMERIC_INT64 OBJECT_TYPE_NONE ");
+    make_value_handler<RecordingHandler>(handler.get(), nullptr)->handleNewValue(ValueObject(6));
+    make_value_handler<ValueHandler>(handler.get(), &ValueHandler::handleNewValue)->handleNewValue(ValueObject(5));
+    EXPECT_EQ(handler->values, Lines{"1 5"});
 }
 
 }  // namespace

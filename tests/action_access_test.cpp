@@ -1,13 +1,7 @@
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
-
 #include "support.h"
 
 namespace test {
 namespace {
-
-using simulator::ActionAnswer;
-
-constexpr char KEY[] = "test.action";
 
 objbus::Argument argument(int index, std::string value) {
     return {.tag = 0, .index = static_cast<std::int8_t>(index), .flags = 0, .value = std::move(value)};
@@ -23,8 +17,7 @@ struct RecordingActionHandler : ActionHandler {
             (*destroyed)->disconnect();
             destroyed->reset();
         }
-        heard.push_back(std::to_string(actionId) + " " + std::to_string(results.type()) + " " +
-                        results.convertToStringType());
+        heard.push_back(std::to_string(actionId) + " " + shown(results));
     }
     void handleExecutionError(unsigned int actionId, int error) override {
         heard.push_back(std::to_string(actionId) + " error " + std::to_string(error));
@@ -56,42 +49,34 @@ TEST_F(TelevisionTest, AnActionIsInvokedAndAnswersLater) {
     EXPECT_EQ(argumentCount, 2U);
     tv.waitUntilDelivered();
     EXPECT_EQ(logged(),
-              ACTION.traced("notifyResult", {ACTION.info("notifyResult", "Action Result: test.action,  -2,  1 ")}));
+              ACTION.traced("notifyResult", {ACTION.info("notifyResult", "Action Result: test.key,  -2,  1 ")}));
     answer = {12, 8U, ActionAnswer::Error{-7}};
     EXPECT_EQ(access->invoke(id, {}), 12);
     tv.waitUntilDelivered();
     EXPECT_EQ(logged(), ACTION.traced("notifyExecutionError", {ACTION.line("CRITICAL", "notifyExecutionError",
-                                                                           "Action Failed : test.action,  8,  -7 ")}));
-    EXPECT_EQ(heard, (Lines{"4294967294 9 [done]", "8 error -7"}));
-
+                                                                           "Action Failed : test.key,  8,  -7 ")}));
     EXPECT_EQ(access->setActionResultHandler(nullptr), 0);
     access->notifyResult(1, {argument(0, "unheard")});
     access->notifyExecutionError(1, 2);
-    EXPECT_EQ(heard.size(), 2U);
-
     handler->destroyed = &access;
     access->setActionResultHandler(std::move(handler));
     answer = {0, 9U, ActionAnswer::Results{}};
     EXPECT_EQ(access->invoke(id, {}), 0);
     tv.waitUntilDelivered();
     EXPECT_EQ(access, nullptr);
-    EXPECT_EQ(heard.at(2) + heard.at(3), "9 9 []gone");  // The notification held the handler until it was done.
+    EXPECT_EQ(heard, (Lines{"4294967294 9 [done]", "8 error -7", "9 9 []", "gone"}));  // Held until the call was done.
     EXPECT_EQ(tv.counts(KEY).disconnects, 1);
 }
 
 TEST_F(TelevisionTest, ResultsAreOrderedByTheirIndexAndOthersAreDropped) {
-    using Results = std::vector<objbus::Argument>;
     Lines heard;
     ActionAccess access(KEY, std::make_shared<RecordingActionHandler>(heard));
-    for (auto const& [results, text] : std::vector<std::pair<Results, std::string>>{
-             {{argument(1, "b"), argument(0, "a")}, "[a,b]"},
-             {{argument(0, "x"), argument(0, "y")}, "[y,]"},
-             {{argument(-1, "low"), argument(2, "in"), argument(4, "high"), argument(-128, "low")}, "[,,in,]"},
-             {Results(200, argument(127, "x")), "[" + std::string(127, ',') + "x" + std::string(72, ',') + "]"},
-         }) {
-        access.notifyResult(1, results);
-        EXPECT_EQ(heard.back(), "1 9 " + text);
-    }
+    access.notifyResult(1, {argument(1, "b"), argument(0, "a")});
+    access.notifyResult(2, {argument(0, "x"), argument(0, "y")});
+    access.notifyResult(3, {argument(-1, "low"), argument(2, "in"), argument(4, "high"), argument(-128, "low")});
+    access.notifyResult(4, std::vector(200, argument(127, "x")));
+    std::string const sparse = "4 9 [" + std::string(127, ',') + "x" + std::string(72, ',') + "]";
+    EXPECT_EQ(heard, (Lines{"1 9 [a,b]", "2 9 [y,]", "3 9 [,,in,]", sparse}));
 }
 
 }  // namespace

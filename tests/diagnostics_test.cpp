@@ -28,31 +28,23 @@ TEST(DebugLog, WritesTheWholeLineAndEvaluatesNothingOfARefusedOne) {
     EXPECT_EQ(lines[0].text, "[B-LOG] diagnostics_test.cpp:" + std::to_string(line) + ":TestBody(): text and -5\n");
 }
 
-TEST(DebugTrace, EveryWayOutWritesTheLineOfTheEntry) {
-    simulator::LogCapture log;
-    std::string const place = "] diagnostics_test.cpp:" + std::to_string(__LINE__ + 3) + ":TestBody() \n";
-    for (bool const throws : {false, true}) {
-        try {
-            DEBUG_TRACE();
-            throws ? throw std::runtime_error("thrown") : void();
-        } catch (std::runtime_error const&) {
-            EXPECT_TRUE(throws);
-        }
-        auto const lines = log.take();
-        ASSERT_EQ(lines.size(), 2U);
-        EXPECT_EQ(lines[0].text, "[TRACE -> TestBody(IN)" + place);
-        EXPECT_EQ(lines[1].text, "[TRACE <- TestBody(OUT)" + place);
-    }
-}
-
-TEST(DebugTrace, ALostExitLineEndsNothing) {
+TEST(DebugTrace, EveryWayOutWritesTheLineOfTheEntryOrIsLost) {
     bool lost = false;
     simulator::LogCapture log([&lost](DebugLevelRecord&) { return lost ? throw std::bad_alloc() : true; });
-    {
-        DEBUG_TRACE();
-        lost = true;
+    std::string const place = "] diagnostics_test.cpp:" + std::to_string(__LINE__ + 3) + ":TestBody() \n";
+    for (std::string const way : {"returns", "throws", "loses"}) {
+        try {
+            DEBUG_TRACE();
+            lost = way == "loses";
+            way == "throws" ? throw std::runtime_error(way) : void();
+        } catch (std::runtime_error const& error) {
+            EXPECT_EQ(error.what(), way);
+        }
+        auto const lines = log.take();
+        ASSERT_EQ(lines.size(), lost ? 1U : 2U);
+        EXPECT_EQ(lines.front().text, "[TRACE -> TestBody(IN)" + place);
+        EXPECT_EQ(lines.back().text, lost ? lines.front().text : "[TRACE <- TestBody(OUT)" + place);
     }
-    EXPECT_EQ(log.take().size(), 1U);
 }
 
 }  // namespace

@@ -17,8 +17,6 @@ namespace test {
 namespace {
 
 using orvane::NRXModelAccess;
-using simulator::ActionAnswer;
-using Strings = std::vector<std::string>;
 using StringAccess = NRXModelAccess::StringAccess;
 using StringListAccess = NRXModelAccess::StringListAccess;
 
@@ -32,16 +30,10 @@ std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
 /// Keeps what it hears, and then does what it is told to do at each command.
 struct Client final : orvane::NRXModelAccessClient {
     void onNRXCommandReceived(Strings const& parameters) override {
-        add("command", parameters);
+        calls.push_back(joined("command", parameters));
         onCommand();
     }
-    void onNRXEventReceived(Strings const& parameters) override { add("event", parameters); }
-    void add(std::string call, Strings const& parameters) {
-        for (std::string const& parameter : parameters) {
-            call += " " + parameter;
-        }
-        calls.push_back(call);
-    }
+    void onNRXEventReceived(Strings const& parameters) override { calls.push_back(joined("event", parameters)); }
     Strings take() { return std::exchange(calls, {}); }
 
     Strings calls;
@@ -71,9 +63,10 @@ public:
         });
     }
 
-    /// Changes the value and returns what the client heard of it.
-    Strings heardOf(std::string const& key, Strings const& list) {
-        tv.set(key, list);
+    /// Changes both lists and returns what the client heard.
+    Strings heard(Strings const& list) {
+        tv.set(COMMAND, list);
+        tv.set(EVENT, list);
         tv.waitUntilDelivered();
         return client.take();
     }
@@ -88,15 +81,12 @@ public:
 };
 
 TEST_F(FacadeTest, ConstructionConnectsNothingAndDestructionReleasesEverything) {
-    facade.emplace();
-    EXPECT_EQ(logged(), Lines{});
-    facade.reset();
-    EXPECT_EQ(logged(), FACADE.traced("~NRXModelAccess"));
-    facade.emplace(&client);
-    EXPECT_EQ(logged(), FACADE.traced("NRXModelAccess"));
+    Lines const destroyed = FACADE.traced("~NRXModelAccess");
     auto const version = std::make_shared<StringAccess>(SOFTWARE_VERSION);
+    facade.emplace();
+    facade.emplace(&client);
     facade.emplace(&client, nullptr, nullptr, version, nullptr, nullptr);  // Fresh objects stand in for the null ones.
-    EXPECT_EQ(logged(), FACADE.traced("~NRXModelAccess"));
+    EXPECT_EQ(logged(), destroyed + FACADE.traced("NRXModelAccess") + destroyed);
     EXPECT_EQ(tv.lookups(), 0);
     tv.publish(SOFTWARE_VERSION, "1.0"s);
     version->connect(0);
@@ -124,41 +114,23 @@ TEST_F(FacadeTest, StartConnectsBothListsWhateverBecomesOfTheFirst) {
 TEST_F(FacadeTest, ListsReachTheClientWhileTheirListenerIsOn) {
     facade.emplace(&client);
     facade->start();
-    EXPECT_EQ(heardOf(COMMAND, {"early"}), Lines{});
+    EXPECT_EQ(heard({"early"}), Lines{});
     facade->startCommandListener();
-    EXPECT_EQ(heardOf(COMMAND, {"a", "b"}), Lines{"command a b"});
-    EXPECT_EQ(heardOf(EVENT, {"c"}), Lines{});
+    EXPECT_EQ(heard({"a", "b"}), Lines{"command a b"});
     facade->startEventListener();
     facade->stopCommandListener();
-    EXPECT_EQ(heardOf(COMMAND, {"late"}), Lines{});
-    EXPECT_EQ(heardOf(EVENT, {}), Lines{"event"});
+    EXPECT_EQ(heard({}), Lines{"event"});
     facade->stopEventListener();
-    EXPECT_EQ(heardOf(EVENT, {"late"}), Lines{});
+    EXPECT_EQ(heard({"late"}), Lines{});
     facade->startCommandListener();
     facade->startEventListener();
     logged();
-    beforeOwnLine = [this] {
-        EXPECT_EQ(heardOf(COMMAND, {"late"}), Lines{});
-        EXPECT_EQ(heardOf(EVENT, {"late"}), Lines{});
-    };
+    beforeOwnLine = [this] { EXPECT_EQ(heard({"late"}), Lines{}); };
     facade.reset();  // Deaf from its first line on.
     Lines const lines = logged();
     for (std::string const name : {"onNRXCommandValueChanged", "onNRXEventValueChanged"}) {
         EXPECT_EQ(std::count(lines.begin(), lines.end(), FACADE.info(name, "Listener Not started, ignore.")), 2);
     }
-}
-
-struct DerivedFacade : NRXModelAccess, RecordingHandler {
-    void onNRXCommandValueChanged(IValueObject const& value) override { handleNewValue(value); }
-    void onNRXEventValueChanged(IValueObject const& value) override { handleNewValue(value); }
-};
-
-TEST_F(FacadeTest, ADerivedFacadeMayOverrideTheRelay) {
-    DerivedFacade derived;
-    derived.start();
-    EXPECT_EQ(heardOf(COMMAND, {"a", "b"}), Lines{});
-    EXPECT_EQ(heardOf(EVENT, {"c"}), Lines{});
-    EXPECT_EQ(derived.values, (Lines{"9 [a,b]", "9 [c]"}));
 }
 
 TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
@@ -178,14 +150,21 @@ TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
         EXPECT_EQ(relayed(list), Lines{FACADE.info(name, "Listener Not started, ignore.")});
         command ? facade->startCommandListener() : facade->startEventListener();
         EXPECT_EQ(relayed(ValueObject("text"s)), Lines{FACADE.error(name, "Not array type.")});
-        Lines const elements{FACADE.debug(name, "parameter 0:   x "), FACADE.debug(name, "parameter 1:   2 "),
-                             FACADE.debug(name, "parameter 2:   TRUE ")};
+        auto const line = [&](std::string const& parameter) { return FACADE.debug(name, "parameter " + parameter); };
+        Lines const elements{line("0:   x "), line("1:   2 "), line("2:   TRUE ")};
         EXPECT_EQ(relayed(list), elements);
         EXPECT_EQ(client.take(), Lines{command ? "command x 2 TRUE" : "event x 2 TRUE"});
         facade->setClient(nullptr);
         EXPECT_EQ(relayed(list), elements);
         EXPECT_EQ(client.take(), Lines{});
     }
+    struct : NRXModelAccess, RecordingHandler {
+        void onNRXCommandValueChanged(IValueObject const& value) override { handleNewValue(value); }
+        void onNRXEventValueChanged(IValueObject const& value) override { handleNewValue(value); }
+    } derived;
+    derived.start();
+    heard({"a", "b"});
+    EXPECT_EQ(derived.values, (Lines{"9 [a,b]", "9 [a,b]"}));
 }
 
 TEST_F(FacadeTest, InformationIsReadFromItsOwnKeyAndLogged) {
@@ -222,10 +201,10 @@ TEST_F(FacadeTest, InjectedObjectsAreUsedInTheirPlacesAndReleasedLast) {
               "version feature production ");
     facade->setAccessValue(COMMAND, {"to the first"});
     facade->setAccessValue(EVENT, {"to the second"});
-    EXPECT_EQ(tv.get(EVENT), simulator::Value(Strings{"to the first"}));
-    EXPECT_EQ(tv.get(COMMAND), simulator::Value(Strings{"to the second"}));
+    EXPECT_EQ(tv.get(EVENT), Value(Strings{"to the first"}));
+    EXPECT_EQ(tv.get(COMMAND), Value(Strings{"to the second"}));
     facade->startCommandListener();
-    EXPECT_EQ(heardOf(EVENT, {"no handler"}), Lines{});
+    EXPECT_EQ(heard({"no handler"}), Lines{});
     facade->requestStartNRXService();
     beforeOwnLine = [&] { released.push_back(std::to_string(tv.counts(SOURCE_SWITCH).disconnects)); };
     facade.reset();  // The action goes between the lines.
@@ -237,20 +216,19 @@ TEST_F(FacadeTest, TheDeviceIdentifierIsReadFromTheFirstFileThatOpens) {
     std::string const second = "/var/local/applications/UI/deviceId";
     auto const failed = [](std::string const& message) { return FACADE.error("getDeviceID", "Error " + message); };
     std::string const firstMissing = failed("opening " + first + ", try default location");
+    std::string const root = testing::TempDir() + "nrx_tests_" + std::to_string(getpid());
     using Content = std::optional<std::string>;
-    std::vector<std::tuple<Content, Content, std::string, Lines>> const rows{
-        {"abc\n", "other", "abc\n", {}},
-        {"ab\0c"s, "other", "ab", {}},
-        {std::string(1023, 'x'), {}, std::string(1023, 'x'), {}},
-        {std::string(2000, 'x'), {}, std::string(1023, 'x'), {}},
-        {"", "other", "", {failed("reading " + first)}},
-        {{}, "other", "other", {firstMissing}},
-        {{}, "", "", {firstMissing, failed("reading " + second)}},
-        {{}, {}, "", {firstMissing, failed("opening " + second)}},
-    };
     facade.emplace();
-    for (auto const& [inFirst, inSecond, id, lines] : rows) {
-        std::string const root = testing::TempDir() + "nrx_tests_" + std::to_string(getpid());
+    for (auto const& [inFirst, inSecond, id, lines] : std::vector<std::tuple<Content, Content, std::string, Lines>>{
+             {"abc\n", "other", "abc\n", {}},
+             {"ab\0c"s, "other", "ab", {}},
+             {std::string(1023, 'x'), {}, std::string(1023, 'x'), {}},
+             {std::string(2000, 'x'), {}, std::string(1023, 'x'), {}},
+             {"", "other", "", {failed("reading " + first)}},
+             {{}, "other", "other", {firstMissing}},
+             {{}, "", "", {firstMissing, failed("reading " + second)}},
+             {{}, {}, "", {firstMissing, failed("opening " + second)}},
+         }) {
         for (auto const& [path, content] : {std::pair(first, inFirst), std::pair(second, inSecond)}) {
             std::filesystem::create_directories(std::filesystem::path(root + path).parent_path());
             if (content) {
@@ -266,64 +244,62 @@ TEST_F(FacadeTest, TheDeviceIdentifierIsReadFromTheFirstFileThatOpens) {
 }
 
 TEST_F(FacadeTest, ListsAreReadAndWrittenByTheirKeyOnly) {
+    auto const got = [](std::string const& key) { return FACADE.debug("getAccessValue", "name:" + key); };
+    auto const connected = [](std::string const& key) {
+        return BASE.info("tryConnectIfNeeded", "BizValue connect successfully:'" + key + "'.");
+    };
     facade.emplace(&client);
     facade->startCommandListener();
     ownLinesOnly = true;
     logged();
+    Strings values;
     for (std::string const& key : {COMMAND, EVENT}) {
         facade->setAccessValue(key, {"to", key});
-        std::string const connected = "BizValue connect successfully:'" + key + "'.";
-        EXPECT_EQ(logged(), FACADE.traced("setAccessValue",
-                                          BASE.traced("setValue", {BASE.info("tryConnectIfNeeded", connected)})));
-        Strings values;
         facade->getAccessValue(key, values);
         EXPECT_EQ(values, (Strings{"to", key}));
-        EXPECT_EQ(logged(), Lines{FACADE.debug("getAccessValue", "name:" + key)});
+        EXPECT_EQ(logged(),
+                  FACADE.traced("setAccessValue", BASE.traced("setValue", {connected(key)})) + Lines{got(key)});
     }
     tv.waitUntilDelivered();
     EXPECT_EQ(client.take(), Lines{"command to " + COMMAND});  // The writer hears its own change.
     facade->setAccessValue(COMMAND, {});
-    EXPECT_EQ(tv.get(COMMAND), simulator::Value(Strings{}));
+    EXPECT_EQ(tv.get(COMMAND), Value(Strings{}));
     tv.failReads(EVENT, 42);
-    Strings values{"kept"};
     facade.emplace();
     logged();
     facade->getAccessValue(EVENT, values);
-    EXPECT_EQ(logged(), (Lines{FACADE.debug("getAccessValue", "name:" + EVENT),
-                               BASE.info("tryConnectIfNeeded", "BizValue connect successfully:'" + EVENT + "'."),
-                               FACADE.error("getAccessValue", "Error get String value: 42")}));
+    std::string const failed = "Error get String value: ";
+    EXPECT_EQ(logged(), (Lines{got(EVENT), connected(EVENT), FACADE.error("getAccessValue", failed + "42")}));
     for (std::string const& key : {"T" + COMMAND.substr(1), ""s, COMMAND + "x", SOFTWARE_VERSION}) {
         facade->getAccessValue(key, values);
-        EXPECT_EQ(logged(), (Lines{FACADE.debug("getAccessValue", "name:" + key),
-                                   FACADE.error("getAccessValue", "Error get String value: 7")}));
+        EXPECT_EQ(logged(), (Lines{got(key), FACADE.error("getAccessValue", failed + "7")}));
         facade->setAccessValue(key, {"lost"});
         EXPECT_EQ(logged(),
                   FACADE.traced("setAccessValue", {FACADE.error("setAccessValue", "Error set value :7, " + key)}));
     }
-    EXPECT_EQ(values, Strings{"kept"});
+    EXPECT_EQ(values, (Strings{"to", EVENT}));
 }
 
 TEST_F(FacadeTest, AStartRequestSendsItsThreeArguments) {
     std::string const name = "requestStartNRXService";
     std::string const description =
-        "{\"id\":\"nrxservice\",\"name\":\"nrxservice\",\"pid\": \"\",\"appType\": "
-        "\"bgAppType\",\"url\": \"\",\"type\": \"bgAppType\"}";
+        R"({"id":"nrxservice","name":"nrxservice","pid": "","appType": "bgAppType","url": "","type": "bgAppType"})";
     EXPECT_EQ(nlohmann::json::parse(description).size(), 6U);
     std::string const unfilled = FACADE.info(name, "actionid: -1");
     facade.emplace();
-    for (auto const& [given, lines] :
-         std::vector<std::pair<ActionAnswer, Lines>>{{{0, 41U, {}}, {FACADE.info(name, "actionid: 41")}},
-                                                     {{}, {unfilled}},
-                                                     {{3, {}, {}}, {unfilled, FACADE.error(name, "error: 3")}}}) {
+    std::vector<std::pair<ActionAnswer, Lines>> const rows{{{0, 41U, {}}, {FACADE.info(name, "actionid: 41")}},
+                                                           {{}, {unfilled}},
+                                                           {{3, {}, {}}, {unfilled, FACADE.error(name, "error: 3")}}};
+    for (auto const& [given, lines] : rows) {
         answer = given;
         facade->requestStartNRXService();
         EXPECT_EQ(logged(), FACADE.traced(name, lines));
         EXPECT_EQ(requestNumber(requested), requestCount);
-        std::string records;
+        Strings records;
         for (auto const& [tag, index, flags, value] : requested) {
-            records += std::to_string(tag) + std::to_string(index) + std::to_string(flags) + " " + value + "\n";
+            records.push_back(std::to_string(tag) + std::to_string(index) + std::to_string(flags) + value);
         }
-        EXPECT_EQ(records, "000 " + requested[0].value + "\n010 12\n020 " + description + "\n");
+        EXPECT_EQ(records, (Strings{"000" + requested[0].value, "01012", "020" + description}));
     }
     EXPECT_EQ(tv.counts(SOURCE_SWITCH).connectAttempts, 1);
     facade.emplace();
@@ -363,7 +339,7 @@ TEST_F(FacadeTest, AClientMayDestroyTheFacadeFromInsideItsCall) {
     facade->requestStartNRXService();
     tv.set(COMMAND, Strings{"first"});
     tv.set(EVENT, Strings{"second"});
-    EXPECT_EQ(heardOf(COMMAND, {"third"}), Lines{"command first"});
+    EXPECT_EQ(heard({"third"}), Lines{"command first"});
     EXPECT_FALSE(facade);
     for (std::string const& key : {COMMAND, EVENT, SOURCE_SWITCH}) {
         EXPECT_EQ(tv.counts(key).disconnects, 1);

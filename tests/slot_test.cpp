@@ -5,9 +5,6 @@
 #include <typeinfo>
 #include <utility>
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/table_access.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "support.h"
 
@@ -15,15 +12,9 @@ namespace test {
 namespace {
 
 using namespace objbus;
-using Facade = orvane::INrxModelAccess;
 using orvane::NRXModelAccessClient;
 using Slots = std::vector<std::size_t>;
-using Integers = std::vector<int>;
-using Strings = std::vector<std::string>;
 using Arguments = std::vector<Argument>;
-using HandlerPtr = std::shared_ptr<ValueHandler>;
-
-constexpr char KEY[] = "test.key";
 
 /// The slot of a virtual member, as the Itanium C++ ABI and its ARM variant encode it.
 template <typename Member>
@@ -56,16 +47,12 @@ Result callSlot(void* object, std::size_t slot, Parameters... parameters) {
 
 /// An object of another compiler's making, whose operations note their slots.
 template <typename Interface>
-class Foreign {
-public:
+struct Foreign {
     Interface* get() { return reinterpret_cast<Interface*>(this); }
-    std::shared_ptr<Interface> shared() { return {std::shared_ptr<void>(), get()}; }
-    Slots const& called() const { return called_; }
 
-private:
     template <std::size_t SLOT>
     static void note(Foreign* self) {
-        self->called_.push_back(SLOT);
+        self->called.push_back(SLOT);
     }
     template <std::size_t... SLOTS>
     static void const* const* tableOf(std::index_sequence<SLOTS...>) {
@@ -73,8 +60,8 @@ private:
         return table + 2;
     }
 
-    void const* const* table_ = tableOf(std::make_index_sequence<9>());
-    Slots called_;
+    void const* const* table = tableOf(std::make_index_sequence<9>());
+    Slots called;
 };
 
 TEST(Slots, TheTelevisionsObjects) {
@@ -90,27 +77,16 @@ TEST(Slots, TheTelevisionsObjects) {
 
 class SlotTest : public TelevisionTest {
 public:
-    /// The operations that `call` traces when it is made for each slot from the first on.
-    template <typename Call>
-    Strings traced(std::size_t first, std::size_t count, Call const& call) {
+    /// What is traced first in the slots, of operations that take a list at the most or do not look at their argument.
+    Strings traced(void* object, Slots const& slots) {
         Strings names;
-        for (std::size_t slot = first; slot < first + count; ++slot) {
+        for (std::size_t const slot : slots) {
             logged();
-            call(slot);
+            callSlot<void, Strings const&>(object, slot, {});
             std::string const line = logged().at(0);
-            names.push_back(line.substr(0, line.find('(')));
+            names.push_back(line.substr(0, line.find('(')).substr("DEBUG [TRACE -> "s.size()));
         }
         return names;
-    }
-    /// The same for an object whose operations take one argument at the most, and look at it only if it is a list.
-    Strings traced(void* object, std::size_t first, std::size_t count) {
-        return traced(first, count, [object](std::size_t slot) { callSlot<void, Strings const&>(object, slot, {}); });
-    }
-    static Strings names(Strings operations) {
-        for (std::string& operation : operations) {
-            operation.insert(0, "DEBUG [TRACE -> ");
-        }
-        return operations;
     }
 };
 
@@ -119,7 +95,7 @@ TEST_F(SlotTest, TheFacadeAndItsClient) {
     tv.publish(event, Strings{});
     tv.publish("torvi.sl2.str.orvfactory.production.type", "type");
     Foreign<NRXModelAccessClient> client;
-    void* const facade = static_cast<Facade*>(new orvane::NRXModelAccess);
+    void* const facade = static_cast<orvane::INrxModelAccess*>(new orvane::NRXModelAccess);
     callSlot<void, NRXModelAccessClient*>(facade, 2, client.get());
     EXPECT_EQ(callSlot<std::string>(facade, 5), "type");
     ValueObject list;
@@ -130,14 +106,12 @@ TEST_F(SlotTest, TheFacadeAndItsClient) {
         callSlot<void>(facade, 9 + 2 * relay);
         callSlot<void, IValueObject const&>(facade, 13 + relay, list);
     }
-    EXPECT_EQ(client.called(), (Slots{0, 1}));
+    EXPECT_EQ(client.called, (Slots{0, 1}));
     callSlot<void, std::string, Strings>(facade, 16, event, {"x"});
     Strings values;
     callSlot<void, std::string, Strings&>(facade, 15, event, values);
     EXPECT_EQ(values, Strings{"x"});
-    EXPECT_EQ(traced(3, 1, [&](auto slot) { callSlot<void>(facade, slot); }), names({"start"}));
-    EXPECT_EQ(traced(12, 1, [&](auto slot) { callSlot<void>(facade, slot); }), names({"requestStartNRXService"}));
-    EXPECT_EQ(traced(1, 1, [&](auto slot) { callSlot<void>(facade, slot); }), names({"~NRXModelAccess"}));
+    EXPECT_EQ(traced(facade, {3, 12, 1}), (Strings{"start", "requestStartNRXService", "~NRXModelAccess"}));
 }
 
 TEST_F(SlotTest, TheValueObject) {
@@ -159,7 +133,7 @@ Lines notified(std::size_t ownSlot, Parameter value) {
     auto const handler = std::make_shared<RecordingHandler>();
     ValueAccessT<Obs> access(KEY);
     void* const base = static_cast<ValueAccessBase*>(&access);
-    callSlot<int, HandlerPtr>(base, 2, handler);
+    callSlot<int, std::shared_ptr<ValueHandler>>(base, 2, handler);
     callSlot<void, Parameter>(static_cast<Obs*>(&access), 3, value);
     callSlot<void, Parameter>(base, ownSlot, value);
     return handler->values;
@@ -174,7 +148,7 @@ TEST_F(SlotTest, TheValueAccessesAndTheirObservers) {
     Strings values;
     EXPECT_EQ((callSlot<int, Strings&>(access, 10, values)), 0);
     EXPECT_EQ((callSlot<int, Strings const&>(access, 15, {"new"})), 0);
-    EXPECT_EQ(tv.get(KEY), simulator::Value(Strings{"new"}));
+    EXPECT_EQ(tv.get(KEY), Value(Strings{"new"}));
     EXPECT_EQ(callSlot<int>(access, 4), 0);
     callSlot<void>(access, 1);
     EXPECT_EQ(tv.counts(KEY).disconnects, 1);
@@ -187,7 +161,7 @@ TEST_F(SlotTest, TheValueAccessesAndTheirObservers) {
 
 TEST_F(SlotTest, TheOtherAccessesAndTheirObservers) {
     Foreign<ActionHandler> actionHandler;
-    ActionAccess action(KEY, actionHandler.shared());
+    ActionAccess action(KEY, {std::shared_ptr<void>(), actionHandler.get()});
     void* const actionBase = static_cast<ValueAccessBase*>(&action);
     unsigned int id = 5;
     EXPECT_EQ((callSlot<int, unsigned int&, Arguments const&>(actionBase, 19, id, {})), -1);
@@ -195,22 +169,22 @@ TEST_F(SlotTest, TheOtherAccessesAndTheirObservers) {
     callSlot<void, unsigned int, int>(static_cast<ObserverAction*>(&action), 4, 1U, 2);
     callSlot<void, unsigned int, int>(actionBase, 20, 1U, 2);
     callSlot<void, unsigned int, Arguments const&>(actionBase, 21, 1U, {});
-    EXPECT_EQ(actionHandler.called(), (Slots{0, 1, 1, 0}));
+    EXPECT_EQ(actionHandler.called, (Slots{0, 1, 1, 0}));
 
     TableAccess table(KEY);
-    EXPECT_EQ(traced(static_cast<ValueAccessBase*>(&table), 19, 1), names({"notifyUpdate"}));
-    EXPECT_EQ(traced(static_cast<ObserverTable*>(&table), 3, 1), names({"notifyUpdate"}));
+    EXPECT_EQ(traced(static_cast<ValueAccessBase*>(&table), {19}), Strings{"notifyUpdate"});
+    EXPECT_EQ(traced(static_cast<ObserverTable*>(&table), {3}), Strings{"notifyUpdate"});
 
     Foreign<IteratorHandler> handler;
     IteratorAccess iterator(KEY, nullptr, {}, {}, {}, {});
     void* const base = static_cast<ValueAccessBase*>(&iterator);
-    callSlot<int, std::shared_ptr<IteratorHandler>>(base, 20, handler.shared());
-    Strings const notifications =
-        names({"notifyCommit", "notifyTotalCount", "notifySeekToRow", "notifySeekToContent", "notifyCursorPosition",
-               "notifyReadRow", "notifyReadRowChunk", "notifyIteratorReady", "notifyUpdate"});
-    EXPECT_EQ(traced(base, 21, 9), notifications);
-    EXPECT_EQ(traced(static_cast<ObserverTableIterator*>(&iterator), 3, 9), notifications);
-    EXPECT_EQ(handler.called(), (Slots{0, 1, 2, 3, 4, 5, 6, 7, 8, 0, 1, 2, 3, 4, 5, 6, 7, 8}));
+    callSlot<int, std::shared_ptr<IteratorHandler>>(base, 20, {std::shared_ptr<void>(), handler.get()});
+    Strings const names{"notifyCommit",        "notifyTotalCount",     "notifySeekToRow",
+                        "notifySeekToContent", "notifyCursorPosition", "notifyReadRow",
+                        "notifyReadRowChunk",  "notifyIteratorReady",  "notifyUpdate"};
+    EXPECT_EQ(traced(base, {21, 22, 23, 24, 25, 26, 27, 28, 29}), names);
+    EXPECT_EQ(traced(static_cast<ObserverTableIterator*>(&iterator), {3, 4, 5, 6, 7, 8, 9, 10, 11}), names);
+    EXPECT_EQ(handler.called, (Slots{0, 1, 2, 3, 4, 5, 6, 7, 8, 0, 1, 2, 3, 4, 5, 6, 7, 8}));
 }
 
 }  // namespace

@@ -32,6 +32,17 @@ Lines operator+(Lines first, Lines const& second) {
     return first;
 }
 
+std::string joined(std::string text, Strings const& words) {
+    for (std::string const& word : words) {
+        text += " " + word;
+    }
+    return text;
+}
+
+std::string shown(IValueObject const& value) {
+    return std::to_string(value.type()) + " " + value.convertToStringType();
+}
+
 Lines Source::traced(std::string const& function, Lines const& inside) const {
     std::string const place = file + ":#:" + function + "() \n";
     return Lines{"DEBUG [TRACE -> " + function + "(IN)] " + place} + inside +

@@ -8,7 +8,10 @@
 #include <thread>
 #include <vector>
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_handler.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/table_access.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access.h"
 #include "simulator/log.h"
 #include "simulator/television.h"
 
@@ -17,29 +20,34 @@ namespace test {
 using namespace orvane::system::support;
 using namespace std::string_literals;
 
+using simulator::ActionAnswer;
+using simulator::Value;
+using Integers = std::vector<int>;
+using Strings = std::vector<std::string>;
+using Lines = Strings;  ///< Written ones, each as its severity and its text; the source line is shown as '#'.
+
+constexpr char KEY[] = "test.key";
+
 /// The sleeps asked for since the last call, in microseconds. Nothing sleeps in this program.
 std::vector<unsigned int> takeSleeps();
 
-/// Written lines, each as its severity and its text; the source line is shown as '#'.
-using Lines = std::vector<std::string>;
-
 Lines operator+(Lines first, Lines const& second);
+
+/// The text with each of the words after it, behind a blank.
+std::string joined(std::string text, Strings const& words);
+
+/// A value as its type and its text.
+std::string shown(IValueObject const& value);
 
 /// Spells out the lines of a source file.
 struct Source {
-    [[nodiscard]] std::string line(std::string const& severity, std::string const& function,
-                                   std::string const& message) const {
+    using Text = std::string const&;
+    [[nodiscard]] std::string line(Text severity, Text function, Text message) const {
         return severity + " [B-LOG] " + file + ":#:" + function + "(): " + message + "\n";
     }
-    [[nodiscard]] std::string error(std::string const& function, std::string const& message) const {
-        return line("ERROR", function, message);
-    }
-    [[nodiscard]] std::string info(std::string const& function, std::string const& message) const {
-        return line("INFO", function, message);
-    }
-    [[nodiscard]] std::string debug(std::string const& function, std::string const& message) const {
-        return line("DEBUG", function, message);
-    }
+    [[nodiscard]] std::string error(Text function, Text message) const { return line("ERROR", function, message); }
+    [[nodiscard]] std::string info(Text function, Text message) const { return line("INFO", function, message); }
+    [[nodiscard]] std::string debug(Text function, Text message) const { return line("DEBUG", function, message); }
     /// The trace lines of an operation around the lines written inside it.
     [[nodiscard]] Lines traced(std::string const& function, Lines const& inside = {}) const;
 
@@ -67,18 +75,13 @@ public:
     std::thread::id const ownThread = std::this_thread::get_id();
     simulator::LogCapture log{[this](DebugLevelRecord&) {
         bool const own = std::this_thread::get_id() == ownThread;
-        if (own) {
-            beforeOwnLine();
-        }
+        own ? beforeOwnLine() : void();
         return own || !ownLinesOnly;
     }};
 };
 
-/// Keeps what it is given, each value as its type and its text.
 struct RecordingHandler : ValueHandler {
-    void handleNewValue(IValueObject const& value) override {
-        values.push_back(std::to_string(value.type()) + " " + value.convertToStringType());
-    }
+    void handleNewValue(IValueObject const& value) override { values.push_back(shown(value)); }
 
     Lines values;
 };

@@ -1,23 +1,19 @@
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/table_access.h"
-
 #include <climits>
+#include <tuple>
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
 #include "simulator/table_iterator.h"
 #include "support.h"
 
 namespace test {
 namespace {
 
-constexpr char KEY[] = "test.table";
-
 TEST_F(TelevisionTest, ATableIsHandedOutWhileConnected) {
     tv.publishTable(KEY, {});
     auto const handler = std::make_shared<TableHandler>();
     TableAccess access(KEY, handler);
-    EXPECT_EQ(handler.use_count(), 2);
     EXPECT_EQ(access.getAccess(), nullptr);
     ASSERT_EQ(access.connect(0), 0);
+    EXPECT_EQ(handler.use_count(), 2);
     tv.setRows(KEY, {});
     tv.waitUntilDelivered();
     EXPECT_EQ(logged(), TABLE.traced("notifyUpdate"));
@@ -35,27 +31,21 @@ struct RecordingIteratorHandler : IteratorHandler, std::enable_shared_from_this<
     void handleSeekToRow(int row) override { add("row", row); }
     void handleSeekToContent(int row) override { add("content", row); }
     void handleCursorPosition(int row) override { add("cursor", row); }
-    void handleReadRow(std::vector<std::string> const& row) override { addRows("read", &row, {&row}); }
-    void handleReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) override {
-        addRows("chunk", &rows, rows);
+    void handleReadRow(Strings const& row) override {
+        calls.push_back(joined("read", row));
+        lastArgument = &row;
+    }
+    void handleReadRowChunk(std::vector<Strings const*> const& rows) override {
+        for (Strings const* const row : rows) {
+            calls.push_back(joined("chunk", *row));
+        }
+        lastArgument = &rows;
     }
     void handleIteratorReady(int status) override { add("ready", status); }
     void handleUpdate(int update) override {
         add("update held by " + std::to_string(weak_from_this().use_count()), update);
     }
-
     void add(std::string const& name, int value) { calls.push_back(name + " " + std::to_string(value)); }
-    void addRows(std::string call, void const* argument, std::vector<std::vector<std::string> const*> const& rows) {
-        lastArgument = argument;
-        for (auto const* const row : rows) {
-            call += " ";
-            for (std::string const& column : *row) {
-                call += "|" + column;
-            }
-        }
-        calls.push_back(call);
-    }
-    Lines take() { return std::exchange(calls, {}); }
 
     Lines calls;
     void const* lastArgument = nullptr;
@@ -69,7 +59,7 @@ public:
     Lines delivered() {
         tv.waitUntilDelivered();
         logged();
-        return handler->take();
+        return std::exchange(handler->calls, {});
     }
 
     std::shared_ptr<RecordingIteratorHandler> handler = std::make_shared<RecordingIteratorHandler>();
@@ -82,13 +72,10 @@ TEST_F(IteratorTest, ATablesIteratorReportsThroughTheHandler) {
     EXPECT_EQ(access->destroy(), 0);
     ASSERT_EQ(access->create(), 0);
     auto const request = tv.iteratorRequest(KEY).value();
-    EXPECT_EQ(request.type, objbus::IteratorType{7});
-    EXPECT_EQ(request.columns, (std::vector{1, 0, 9}));
-    EXPECT_EQ(request.selections.at(0).second, -2);
-    EXPECT_EQ(request.selections.at(0).value, "sel");
-    EXPECT_EQ(request.orders.at(0).second, 4);
+    auto const& [first, second, value] = request.selections.at(0);
+    EXPECT_EQ(std::tuple(request.type, request.columns, first, second, value, request.orders.at(0).second),
+              std::tuple(objbus::IteratorType{7}, std::vector{1, 0, 9}, INT_MIN, -2, "sel", 4));
     objbus::TableIterator* const iterator = access->getIterator();
-    ASSERT_NE(iterator, nullptr);
     iterator->requestTotalCount();
     iterator->seekToContent("two");
     iterator->readRow();
@@ -103,8 +90,8 @@ TEST_F(IteratorTest, ATablesIteratorReportsThroughTheHandler) {
         lines = lines + ITERATOR.traced("notify"s + name);
     }
     EXPECT_EQ(logged(), lines);
-    EXPECT_EQ(delivered(), (Lines{"ready 0", "count 3", "content 1", "read |two|2|", "row -1", "cursor -1", "row 1",
-                                  "cursor 1", "chunk |two|2| |three|3|", "commit 0"}));
+    EXPECT_EQ(delivered(), (Lines{"ready 0", "count 3", "content 1", "read two 2 ", "row -1", "cursor -1", "row 1",
+                                  "cursor 1", "chunk two 2 ", "chunk three 3 ", "commit 0"}));
     EXPECT_EQ(access->destroy(), 0);
     EXPECT_EQ(access->getIterator(), nullptr);
     EXPECT_EQ(access->destroy(), 0);
@@ -112,20 +99,19 @@ TEST_F(IteratorTest, ATablesIteratorReportsThroughTheHandler) {
 }
 
 TEST_F(IteratorTest, ANotificationIsPassedOnAsItIsWhateverTheState) {
-    std::vector<std::string> const row{"a"};
-    std::vector<std::vector<std::string> const*> const chunk{&row};
+    Strings const row{"a"};
+    std::vector<Strings const*> const chunk{&row, &row};
     access->notifyReadRow(row);
     EXPECT_EQ(handler->lastArgument, &row);
     access->notifyReadRowChunk(chunk);
     EXPECT_EQ(handler->lastArgument, &chunk);
     logged();
     access->notifyUpdate(-4);
-    EXPECT_EQ(logged(), ITERATOR.traced("notifyUpdate"));
-    EXPECT_EQ(handler->take(), (Lines{"read |a", "chunk |a", "update held by 3 -4"}));
     access->setActionResultHandler(nullptr);
     EXPECT_EQ(handler.use_count(), 1);
     access->notifyUpdate(5);
-    EXPECT_EQ(logged(), ITERATOR.traced("notifyUpdate"));
+    EXPECT_EQ(logged(), ITERATOR.traced("notifyUpdate") + ITERATOR.traced("notifyUpdate"));
+    EXPECT_EQ(delivered(), (Lines{"read a", "chunk a", "chunk a", "update held by 3 -4"}));
     EXPECT_EQ(access->connect(5000) + access->disconnect() + access->destroy(), 0);  // Only create() connects.
     EXPECT_EQ(tv.lookups(), 0);
 }
@@ -138,7 +124,7 @@ TEST_F(IteratorTest, AFailedCreateLeavesEverythingAsItWas) {
     EXPECT_EQ(access->create(), 4);
     EXPECT_EQ(takeSleeps().size(), 10U);
     EXPECT_EQ(logged(), (Lines{TABLE.error("connect", "Failed 9"),
-                               ITERATOR.error("create", "Error connect name : test.table,  status: 5")}));
+                               ITERATOR.error("create", "Error connect name : test.key,  status: 5")}));
     tv.publish("other", "not a table"s);
     IteratorAccess other("other", nullptr, {}, {}, {}, {});
     EXPECT_EQ(other.create(), 4);
@@ -153,25 +139,22 @@ TEST_F(IteratorTest, AFailedCreateLeavesEverythingAsItWas) {
 }
 
 TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {
-    ASSERT_EQ(access->create(), 0);
-    ASSERT_EQ(access->create(), 0);
-    EXPECT_EQ(tv.counts(KEY).destroyIteratorCalls, 1);
-    EXPECT_EQ(tv.counts(KEY).disconnects, 1);
+    auto const released = [this] { return std::pair(tv.counts(KEY).destroyIteratorCalls, tv.counts(KEY).disconnects); };
+    EXPECT_EQ(access->create() + access->create(), 0);
+    EXPECT_EQ(released(), std::pair(1, 1));
     tv.refuseIterators(KEY, true);
     EXPECT_EQ(access->create(), 0);
     EXPECT_EQ(access->getIterator(), nullptr);
     EXPECT_EQ(access->destroy(), 0);
-    EXPECT_EQ(tv.counts(KEY).destroyIteratorCalls, 2);
-    EXPECT_EQ(tv.counts(KEY).disconnects, 2);
+    EXPECT_EQ(released(), std::pair(2, 2));
     tv.refuseIterators(KEY, false);
     EXPECT_EQ(access->create(), 0);
     delivered();
-    std::vector<int> disconnects;
-    beforeOwnLine = [&] { disconnects.push_back(tv.counts(KEY).disconnects); };
+    std::vector<std::pair<int, int>> between;
+    beforeOwnLine = [&] { between.push_back(released()); };
     access.reset();
     EXPECT_EQ(logged(), ITERATOR.traced("~IteratorAccess"));
-    EXPECT_EQ(disconnects, (std::vector{3, 4}));        // Between the lines.
-    EXPECT_EQ(tv.counts(KEY).destroyIteratorCalls, 2);  // The iterator is its owner's to destroy.
+    EXPECT_EQ(between, (std::vector{std::pair(2, 3), std::pair(2, 4)}));  // The iterator is its owner's to destroy.
 }
 
 }  // namespace
