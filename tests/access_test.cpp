@@ -90,6 +90,7 @@ TEST_P(ConnectTest, AConnectedObjectIsNotAskedForAgainButKeepsTheNewBudget) {
     EXPECT_EQ(access->connect(0), 0);
     EXPECT_EQ(access->connect(250), 0);
     EXPECT_EQ(tv.counts(KEY).connectAttempts, 1);
+    EXPECT_EQ(tv.counts(KEY).typeQueries, GetParam().type == OBJECT_TYPE_TABLE ? 0 : 1);
     EXPECT_EQ(access->disconnect(), 0);
     EXPECT_EQ(tv.counts(KEY).disconnects, 2);
     EXPECT_EQ(tv.lookups(), 3);  // Each looked up anew.
@@ -212,7 +213,11 @@ TEST_F(TelevisionTest, EveryReadAndWriteAcceptsItsTypesAndLeavesTheOthersAlone) 
             auto const access = kind.make();
             ASSERT_EQ(access->connect(0), 0);
             bool const accepted = operation.accepted.contains(kind.type);
+            auto const before = tv.counts(KEY);
             EXPECT_EQ(operation.call(*access), accepted ? 0 : 6);
+            auto const after = tv.counts(KEY);
+            EXPECT_EQ(after.reads + after.writes - before.reads - before.writes, accepted ? 1 : 0);
+            EXPECT_EQ(after.typeQueries - before.typeQueries, accepted || !operation.number.empty() ? 1 : 2);
             EXPECT_EQ(tv.get(KEY), accepted ? operation.accepted.at(kind.type) : kind.value);
             EXPECT_EQ(logged(), operation.lines(accepted ? std::nullopt : std::optional(kind.type)));
         }
