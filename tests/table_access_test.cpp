@@ -107,7 +107,7 @@ TEST_F(IteratorTest, ANotificationIsPassedOnAsItIsWhateverTheState) {
     EXPECT_EQ(handler->lastArgument, &chunk);
     logged();
     access->notifyUpdate(-4);
-    access->setActionResultHandler(nullptr);
+    EXPECT_EQ(access->setActionResultHandler(nullptr), 0);
     EXPECT_EQ(handler.use_count(), 1);
     access->notifyUpdate(5);
     EXPECT_EQ(logged(), ITERATOR.traced("notifyUpdate") + ITERATOR.traced("notifyUpdate"));

@@ -232,8 +232,9 @@ TEST(ValueObject, ConstructionTakesWhatTheTagNamesAndAssignmentTakesAll) {
         expectMembers(V(std::move(source)), tag, scalar, string, elements);
         expectMembers(source, tag, FILLED, !string, !elements);
         fill(source, tag);
-        assigned = std::move(source);
-        expectMembers(assigned, tag, FILLED, true, true);
+        ValueObject moved(2);
+        moved = std::move(source);
+        expectMembers(moved, tag, FILLED, true, true);
         expectMembers(source, tag, FILLED, false, false);
         ++tag;
     }
