@@ -1,5 +1,5 @@
 // The virtual slots are a binary contract, with the television on one side and with the embedding process on the other.
-// Every operation has its slot, and is reached there by number, as a caller compiled elsewhere does.
+// Each interface is called here by the numbers of its slots, as a caller compiled elsewhere does.
 
 #include <cstring>
 #include <typeinfo>
