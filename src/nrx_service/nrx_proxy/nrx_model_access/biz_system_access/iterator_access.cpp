@@ -17,7 +17,7 @@ constexpr int STATUS_NO_TABLE = 4;
 template <typename Argument>
 void passOn(std::shared_ptr<IteratorHandler> const& handler, void (IteratorHandler::*operation)(Argument),
             std::type_identity_t<Argument> argument) {
-    if (auto const receiver = handler) {
+    if (auto const receiver = handler) {  // NOLINT(performance-unnecessary-copy-initialization): keeps it alive.
         (receiver.get()->*operation)(argument);
     }
 }
