@@ -196,12 +196,12 @@ void fill(V& value, int tag) {
     value.elements = {V(7)};
 }
 
+// NOLINTBEGIN(bugprone-use-after-move,clang-analyzer-cplusplus.Move): what is left of a source is settled.
+
 void expectMembers(V const& value, int tag, unsigned long long scalar, bool string, bool elements) {
     EXPECT_EQ(std::tuple(value.type(), value.scalar.uint64Value, value.stringValue, value.elements.size()),
               std::tuple(tag, scalar, string ? "text" : "", elements ? 1U : 0U));
 }
-
-// NOLINTBEGIN(bugprone-use-after-move,clang-analyzer-cplusplus.Move): what is left of a source is settled.
 
 TEST(ValueObject, AScalarAssignmentSetsTheTypeAndTouchesNoOtherMember) {
     ValueObject value;
