@@ -6,11 +6,18 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <variant>
 
 namespace orvane::system::support {
+
+// A string literal must not become a bool, and lists of values are moved, not copied, when they grow.
+static_assert(!std::is_constructible_v<ValueObject, char const*> && !std::is_assignable_v<ValueObject&, char const*>);
+static_assert(!std::is_assignable_v<IValueObject&, char const*>);
+static_assert(std::is_nothrow_move_constructible_v<ValueObject> && std::is_nothrow_move_assignable_v<ValueObject>);
 
 namespace {
 
@@ -92,89 +99,115 @@ Number numberOf(ValueObject const& value) {
     }
 }
 
-/// Calls `visit` with the number that `value` holds, if it holds one.
-template <typename Visitor>
-void visitNumber(ValueObject const& value, Visitor const& visit) {
-    Number const number = numberOf(value);
-    if (auto const* const integer = std::get_if<long long>(&number)) {
-        visit(*integer);
-    } else if (auto const* const natural = std::get_if<unsigned long long>(&number)) {
-        visit(*natural);
-    } else if (auto const* const floating = std::get_if<double>(&number)) {
-        visit(*floating);
-    }
-}
-
 template <typename To>
 To scalarOf(ValueObject const& value) {
-    To result{};
-    visitNumber(value, [&result](auto number) { result = convertNumber<To>(number); });
-    return result;
-}
-
-template <typename Number>
-void appendNumber(std::string& text, Number value) {
-    std::array<char, 32> buffer;  // 20 digits and a sign, or six digits with point, sign and exponent.
-    auto* const end = buffer.data() + buffer.size();
-    std::to_chars_result written{};
-    if constexpr (std::is_floating_point_v<Number>) {
-        constexpr int DIGITS = 6;
-        written = std::to_chars(buffer.data(), end, value, std::chars_format::general, DIGITS);
-    } else {
-        written = std::to_chars(buffer.data(), end, value);
+    Number const number = numberOf(value);
+    if (auto const* const integer = std::get_if<long long>(&number)) {
+        return convertNumber<To>(*integer);
     }
-    text.append(buffer.data(), static_cast<std::size_t>(written.ptr - buffer.data()));
+    if (auto const* const natural = std::get_if<unsigned long long>(&number)) {
+        return convertNumber<To>(*natural);
+    }
+    if (auto const* const floating = std::get_if<double>(&number)) {
+        return convertNumber<To>(*floating);
+    }
+    return {};
 }
 
-void appendText(std::string& text, ValueObject const& value) {
+/// Of the text of anything but a string or a list: 20 digits and a sign, or six digits with point, sign and exponent.
+constexpr std::size_t LONGEST_SCALAR = 21;
+
+/// At least the length of the text of `value`.
+std::size_t textBound(ValueObject const& value) {
+    if (value.typeTag == VALUE_STRING) {
+        return value.stringValue.size();
+    }
+    if (value.typeTag != VALUE_VECTOR) {
+        return LONGEST_SCALAR;
+    }
+    std::size_t bound = 2;
+    for (ValueObject const& element : value.elements) {
+        bound += textBound(element) + 1;
+    }
+    return bound;
+}
+
+char* writeText(char* at, std::string_view text) { return at + text.copy(at, text.size()); }
+
+/// In parts of 32 bits: a 32-bit processor has no instruction to divide larger numbers.
+char* writeNatural(char* at, unsigned long long number) {
+    using Limits = std::numeric_limits<unsigned int>;
+    constexpr int PART_DIGITS = 9;
+    constexpr unsigned int PART = 1'000'000'000;
+    if (number <= Limits::max()) {
+        return std::to_chars(at, at + Limits::digits10 + 1, static_cast<unsigned int>(number)).ptr;
+    }
+    char* const middle = writeNatural(at, number / PART);
+    char* const end = middle + PART_DIGITS;
+    auto part = static_cast<unsigned int>(number % PART);
+    for (char* digit = end; digit != middle; part /= 10) {
+        *--digit = static_cast<char>('0' + part % 10);
+    }
+    return end;
+}
+
+char* writeInteger(char* at, long long number) {
+    if (number < 0) {
+        *at++ = '-';
+        return writeNatural(at, 0 - static_cast<unsigned long long>(number));
+    }
+    return writeNatural(at, static_cast<unsigned long long>(number));
+}
+
+char* writeFloating(char* at, double number) {
+    constexpr int DIGITS = 6;
+    return std::to_chars(at, at + LONGEST_SCALAR, number, std::chars_format::general, DIGITS).ptr;
+}
+
+/// Writes the text of `value` at `at`, where there is room for it, and returns its end.
+char* writeValue(char* at, ValueObject const& value) {
     switch (value.typeTag) {
         case VALUE_NULL:
-            text += "null";
-            break;
+            return writeText(at, "null");
         case VALUE_UNDEFINED:
-            text += "Undefined";
-            break;
+            return writeText(at, "Undefined");
         case VALUE_BOOL:
-            text += boolOf(value.scalar) ? "TRUE" : "FALSE";
-            break;
+            return boolOf(value.scalar) ? writeText(at, "TRUE") : writeText(at, "FALSE");
         case VALUE_STRING:
-            text += value.stringValue;
-            break;
-        case VALUE_VECTOR: {
-            text += '[';
-            bool first = true;
+            return writeText(at, value.stringValue);
+        case VALUE_VECTOR:
+            *at++ = '[';
             for (ValueObject const& element : value.elements) {
-                if (!first) {
-                    text += ',';
-                }
-                appendText(text, element);
-                first = false;
+                at = writeValue(at, element);
+                *at++ = ',';
             }
-            text += ']';
-            break;
-        }
-        case VALUE_INT:  // The most frequent number.
-            appendNumber(text, static_cast<long long>(value.scalar.intValue));
-            break;
+            at -= value.elements.empty() ? 0 : 1;  // The end takes the place of the last comma.
+            *at++ = ']';
+            return at;
+        case VALUE_INT:
+            return writeInteger(at, value.scalar.intValue);
+        case VALUE_UINT:
+            return writeNatural(at, value.scalar.uintValue);
+        case VALUE_INT64:
+            return writeInteger(at, value.scalar.int64Value);
+        case VALUE_UINT64:
+            return writeNatural(at, value.scalar.uint64Value);
+        case VALUE_FLOAT:
+            return writeFloating(at, value.scalar.floatValue);
+        case VALUE_DOUBLE:
+            return writeFloating(at, value.scalar.doubleValue);
         default:
-            visitNumber(value, [&text](auto number) { appendNumber(text, number); });
-            break;
+            return at;
     }
 }
 
-// What an entry of a converted list becomes, from its empty or zero state.
-
-void convertInto(std::string& text, ValueObject const& value) {
-    if (value.typeTag == VALUE_STRING) {
-        text = value.stringValue;
-    } else {
-        appendText(text, value);
-    }
-}
-
-template <typename Integer>
-void convertInto(Integer& number, ValueObject const& value) {
-    number = scalarOf<Integer>(value);
+/// The text in one allocation of its own size: a short one is put together on the stack.
+std::string written(ValueObject const& value) {
+    std::size_t const bound = textBound(value);
+    std::array<char, 256> shortText;
+    std::unique_ptr<char[]> const longText(bound > shortText.size() ? new char[bound] : nullptr);
+    char* const begin = longText ? longText.get() : shortText.data();
+    return {begin, writeValue(begin, value)};
 }
 
 }  // namespace
@@ -291,12 +324,7 @@ ValueObject& ValueObject::operator=(std::string const& value) {
     return *this;
 }
 
-std::string ValueObject::convertToStringType() const {
-    std::string text;
-    text.reserve(elements.size() * 16);  // So that a list's text need not grow again and again.
-    appendText(text, *this);
-    return text;
-}
+std::string ValueObject::convertToStringType() const { return typeTag == VALUE_STRING ? stringValue : written(*this); }
 
 ValueObject::operator bool() const { return scalarOf<bool>(*this); }
 ValueObject::operator int() const { return scalarOf<int>(*this); }
@@ -313,11 +341,8 @@ ValueObject::operator std::vector<std::string>() const { return convertToVectorT
 template <typename T>
 std::vector<T> ValueObject::convertToVectorT(T /*elementType*/) const {
     bool const isList = typeTag == VALUE_VECTOR;
-    std::vector<T> list(isList ? elements.size() : 1);
-    for (std::size_t index = 0; index < list.size(); ++index) {
-        convertInto(list[index], isList ? elements[index] : *this);
-    }
-    return list;
+    ValueObject const* const first = isList ? elements.data() : this;
+    return std::vector<T>(first, first + (isList ? elements.size() : 1));
 }
 
 template NRX_EXPORT std::vector<unsigned int> ValueObject::convertToVectorT(unsigned int) const;
