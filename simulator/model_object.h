@@ -151,6 +151,7 @@ private:
     T value_;
 };
 
+/// A number, which is read without a status.
 template <typename Interface, typename Obs, typename T>
 class NumberObject final : public PlainObject<Interface, Obs, &Obs::notifyNewValue, T> {
 public:
@@ -167,6 +168,7 @@ public:
     int getValue(std::string& value) override { return read(value); }
 };
 
+/// A list. What is written becomes the whole of it, in the order of the positions.
 template <typename Interface, typename Obs, auto NOTIFY, typename Element>
 class ListObject final : public PlainObject<Interface, Obs, NOTIFY, std::vector<Element>> {
 public:
@@ -193,6 +195,7 @@ using IntegerListObject = ListObject<objbus::ObjectVectorNumericInteger, objbus:
 using StringListObject = ListObject<objbus::ObjectVectorString, objbus::ObserverVectorString,
                                     &objbus::ObserverVectorString::notifyStringVector, std::string>;
 
+/// An action. Its script runs on the caller's thread, and what the script says is sent on the delivery thread.
 class ActionObject final : public ObjectOf<objbus::ObjectAction, objbus::ObserverAction> {
 public:
     ActionObject(Model& model, Key& key, ActionScript script);
@@ -206,6 +209,7 @@ private:
 
 class TableObject;
 
+/// An iterator over a table, whose notifications are posted in the order of the operations that ask for them.
 class Iterator final : public objbus::TableIterator {
 public:
     Iterator(TableObject& table, objbus::ObserverTableIterator* observer, std::vector<int> columns);
@@ -235,6 +239,7 @@ private:
     bool destroyed_ = false;
 };
 
+/// A table with its rows, and the iterators that were made on it.
 class TableObject final : public ObjectOf<objbus::ObjectTable, objbus::ObserverTable> {
 public:
     TableObject(Model& model, Key& key, Rows rows);

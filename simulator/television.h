@@ -90,7 +90,9 @@ public:
 
     /// Publishes a plain-valued object. A key that is taken is withdrawn first.
     void publish(std::string const& key, Value value);
+    /// Publishes an action that `script` answers.
     void publishAction(std::string const& key, ActionScript script);
+    /// Publishes a table. An iterator reads from its rows the columns that it asked for.
     void publishTable(std::string const& key, Rows rows);
     /// Publishes an object of any type, also of one that no client operation serves: such an object has a type and
     /// nothing else. One of the other types holds an empty value.
@@ -112,7 +114,11 @@ public:
     /// Blocks until every notification of the changes made so far has returned. Not to be called from inside one.
     void waitUntilDelivered();
 
+    // Faults.
+
+    /// Decides what clients get from now on when they look the root interface up.
     void setRootLookup(RootLookup answer);
+    /// Makes connects to `key` fail from now on, until the fault is used up or replaced.
     void failConnects(std::string const& key, ConnectFault fault);
     /// Makes the reads of strings and lists under `key` return `status`, and leave the caller's variable alone; 0 ends
     /// the fault.
@@ -122,7 +128,11 @@ public:
     /// Makes `createIterator` on the table under `key` return null.
     void refuseIterators(std::string const& key, bool refuse);
 
+    // What clients did since the television is on.
+
+    /// Lookups of the root interface, the refused ones too.
     [[nodiscard]] int lookups() const;
+    /// What was asked about one key, whichever objects were published under it.
     [[nodiscard]] KeyCounts counts(std::string const& key) const;
     /// The newest request for an iterator on the table under `key`.
     [[nodiscard]] std::optional<IteratorRequest> iteratorRequest(std::string const& key) const;

@@ -33,4 +33,7 @@ private:
     void* platformReserved_[4];  ///< Room for the television's own state: handles are made in the caller's frame.
 };
 
+static_assert(sizeof(Interface) == sizeof(void*));  // The virtual table only.
+static_assert(sizeof(Process) == 4 * sizeof(void*));
+
 }  // namespace frame

@@ -21,36 +21,42 @@ public:
     virtual void platformReserved() {}
 };
 
+/// Hears the new values of an `OBJECT_TYPE_NUMERIC_INTEGER`.
 class __attribute__((visibility("default"))) ObserverNumericInteger : public Observer {
 public:
     ~ObserverNumericInteger() override;
     virtual void notifyNewValue(int value) = 0;
 };
 
+/// Hears the new values of an `OBJECT_TYPE_NUMERIC_INT64`.
 class __attribute__((visibility("default"))) ObserverNumericInt64 : public Observer {
 public:
     ~ObserverNumericInt64() override;
     virtual void notifyNewValue(long long value) = 0;
 };
 
+/// Hears the new values of an `OBJECT_TYPE_STRING`.
 class __attribute__((visibility("default"))) ObserverString : public Observer {
 public:
     ~ObserverString() override;
     virtual void notifyNewValue(std::string const& value) = 0;
 };
 
+/// Hears the new lists of an `OBJECT_TYPE_VECTOR_NUMERIC_INTEGER`, each whole.
 class __attribute__((visibility("default"))) ObserverVectorNumericInteger : public Observer {
 public:
     ~ObserverVectorNumericInteger() override;
     virtual void notifyIntegerVector(std::vector<int> const& values) = 0;
 };
 
+/// Hears the new lists of an `OBJECT_TYPE_VECTOR_STRING`, each whole.
 class __attribute__((visibility("default"))) ObserverVectorString : public Observer {
 public:
     ~ObserverVectorString() override;
     virtual void notifyStringVector(std::vector<std::string> const& values) = 0;
 };
 
+/// Hears the answers of an `OBJECT_TYPE_ACTION`, each under the identifier that `ObjectAction::invoke` wrote.
 class __attribute__((visibility("default"))) ObserverAction : public Observer {
 public:
     ~ObserverAction() override;
@@ -58,12 +64,15 @@ public:
     virtual void notifyExecutionError(unsigned int actionId, int error) = 0;
 };
 
+/// Hears that the content of an `OBJECT_TYPE_TABLE` changed.
 class __attribute__((visibility("default"))) ObserverTable : public Observer {
 public:
     ~ObserverTable() override;
     virtual void notifyUpdate(int update) = 0;
 };
 
+/// Hears of one iterator, from `ObjectTable::createIterator` until its `destroyIterator` has returned: what the
+/// iterator was asked for has been done, or has failed. The rows end with the call.
 class __attribute__((visibility("default"))) ObserverTableIterator : public Observer {
 public:
     ~ObserverTableIterator() override;

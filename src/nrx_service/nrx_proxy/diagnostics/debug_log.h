@@ -16,6 +16,7 @@ enum LogLevel : std::uint32_t {
     LOG_DEBUG = 5000,
 };
 
+/// The library's number among the modules of the television's log.
 inline constexpr std::uint32_t LOG_MODULE_CODE = 0x5F;
 
 /// A fresh record for one check.
@@ -25,6 +26,7 @@ constexpr DebugLevelRecord levelRecord(LogLevel level) { return {LOG_MODULE_CODE
 /// refers to static data only, so the traced object may be gone when the scope ends.
 class TraceScope {
 public:
+    /// All of static storage, as the compiler's predefined names are.
     TraceScope(char const* function, char const* path, int line);
     TraceScope(TraceScope const&) = delete;
     TraceScope& operator=(TraceScope const&) = delete;

@@ -28,18 +28,24 @@ public:
     /// again by reads and writes only.
     virtual void start() = 0;
 
-    /// Facts about the television, read anew at each call; empty when they cannot be had. The first three come from the
-    /// data model and wait up to 1000 milliseconds for it while it is not there.
+    // Facts about the television, read anew at each call; empty when they cannot be had.
+
+    /// The version of the television's software, as the data model's factory data has it. Waits up to 1000 milliseconds
+    /// for the data model while it is not there, as do the next two.
     virtual std::string getSoftwareVersion() = 0;
-    virtual std::string getModelname() = 0;  ///< The production type.
+    /// The production type, from the factory data too.
+    virtual std::string getModelname() = 0;
+    /// The television's feature code, from the data model's basic settings.
     virtual std::string getFeatureCode() = 0;
     /// The first 1023 bytes of the device identifier's file, up to a zero byte and otherwise as they stand: a line end
-    /// belongs to them.
+    /// belongs to them. The first of the two places where a television keeps the file decides once it can be opened.
     virtual std::string getDeviceID() = 0;
 
-    /// Let lists through to the client, or hold them back. What arrives meanwhile is dropped.
+    /// Lets command lists through to the client from now on; at first they are held back.
     virtual void startCommandListener() = 0;
+    /// Holds them back again. What arrives meanwhile is dropped, not kept for later.
     virtual void stopCommandListener() = 0;
+    /// The same for event lists.
     virtual void startEventListener() = 0;
     virtual void stopEventListener() = 0;
 

@@ -33,7 +33,9 @@ public:
     using StringAccess = system::support::ValueAccessT<objbus::ObserverString>;
     using StringListAccess = system::support::ValueAccessT<objbus::ObserverVectorString>;
 
+    /// Makes its access objects, those of the two lists with the relay as their handler. Connects nothing.
     NRXModelAccess();
+    /// The same, with a client from the start.
     explicit NRXModelAccess(NRXModelAccessClient* newClient);
     /// Takes the access objects instead of making them. Lists reach the relay only through handlers that the caller
     /// bound to it; they must not be called any more when the facade is destroyed. An empty pointer stands for a fresh

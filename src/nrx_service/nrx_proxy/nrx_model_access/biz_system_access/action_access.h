@@ -15,6 +15,7 @@ public:
     /// Called on the model's delivery thread. `results` is a list value of texts, ordered by the results' position; it
     /// ends with the call.
     virtual void handleResult(unsigned int actionId, ValueObject const& results) = 0;
+    /// Called there too, when the action failed after it had been started. `error` is the television's.
     virtual void handleExecutionError(unsigned int actionId, int error) = 0;
     virtual ~ActionHandler() = default;
 };
@@ -46,6 +47,7 @@ public:
     /// returned; -1 when not connected, with `actionId` left alone. May run on several threads at once.
     virtual int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments);
 
+    /// The model's, on its delivery thread; each is logged, then passed on to the handler.
     void notifyExecutionError(unsigned int actionId, int error) override;
     /// A result whose index lies outside the list of results is dropped.
     void notifyResult(unsigned int actionId, std::vector<objbus::Argument> const& results) override;

@@ -16,14 +16,23 @@ class TableAccess;
 /// between its creator and the access objects that call it. The rows end with the call.
 class NRX_EXPORT IteratorHandler {
 public:
+    /// A commit ended, with a status of the television's.
     virtual void handleCommit(int status) = 0;
+    /// The number of rows that was asked for.
     virtual void handleTotalCount(int count) = 0;
+    /// A seek by position ended; where, is the television's to say.
     virtual void handleSeekToRow(int row) = 0;
+    /// A seek by content ended, likewise.
     virtual void handleSeekToContent(int row) = 0;
+    /// The cursor stands on another row.
     virtual void handleCursorPosition(int row) = 0;
+    /// The texts of one row.
     virtual void handleReadRow(std::vector<std::string> const& row) = 0;
+    /// The texts of several rows.
     virtual void handleReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) = 0;
+    /// The iterator can be used, or cannot, as the television's status says.
     virtual void handleIteratorReady(int status) = 0;
+    /// The rows changed; what `update` tells of it is the television's to say.
     virtual void handleUpdate(int update) = 0;
     virtual ~IteratorHandler() = default;
 };
@@ -64,6 +73,8 @@ public:
     /// Installs, replaces or (empty) removes the receiver; not while notifications can arrive. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<IteratorHandler> newHandler);
 
+    /// The model's, on its delivery thread: each hands its argument, the very same, to the handler's operation of the
+    /// same name.
     void notifyCommit(int status) override;
     void notifyTotalCount(int count) override;
     void notifySeekToRow(int row) override;

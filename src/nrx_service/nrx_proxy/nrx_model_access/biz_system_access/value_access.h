@@ -18,6 +18,7 @@ namespace orvane::system::support {
 template <typename Obs>
 class NRX_EXPORT ValueAccessT final : public ValueAccessBase, public Obs {
 public:
+    /// Without a key, and so without a model object that it could connect to.
     ValueAccessT();
     explicit ValueAccessT(std::string key);
     /// The usual way to install a handler: no notification can arrive before it.

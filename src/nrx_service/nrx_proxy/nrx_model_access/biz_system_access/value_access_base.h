@@ -42,6 +42,7 @@ public:
 
     /// The connected object's type; `OBJECT_TYPE_NONE` when not connected. Never connects.
     virtual objbus::ObjectTypeSpec getType();
+    /// The key of the model object, as given at construction.
     virtual std::string getName();
 
     /// The enumerator's name; "OBJECT_TYPE_NONE" for any number outside 1 to 8.

@@ -78,6 +78,7 @@ protected:
 class NRX_EXPORT ValueObject final : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
+    /// Each holds the argument and its type.
     explicit ValueObject(bool value);
     explicit ValueObject(int value);
     explicit ValueObject(unsigned int value);
