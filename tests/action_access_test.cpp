@@ -30,11 +30,7 @@ struct RecordingActionHandler : ActionHandler {
 TEST_F(TelevisionTest, AnActionIsInvokedAndAnswersLater) {
     Lines heard;
     ActionAnswer answer;
-    std::size_t argumentCount = 0;
-    tv.publishAction(KEY, [&](auto const& arguments) {
-        argumentCount = arguments.size();
-        return answer;
-    });
+    tv.publishAction(KEY, [&answer](auto const& /*arguments*/) { return answer; });
     auto handler = std::make_shared<RecordingActionHandler>(heard);
     auto access = std::make_unique<ActionAccess>(KEY, handler);
     unsigned int id = 4;
@@ -44,9 +40,8 @@ TEST_F(TelevisionTest, AnActionIsInvokedAndAnswersLater) {
 
     ASSERT_EQ(access->connect(0), 0);
     answer = {0, 0xFFFFFFFE, ActionAnswer::Results{argument(0, "done")}};
-    EXPECT_EQ(access->invoke(id, {argument(0, "a"), argument(1, "b")}), 0);
+    EXPECT_EQ(access->invoke(id, {}), 0);
     EXPECT_EQ(id, 0xFFFFFFFE);
-    EXPECT_EQ(argumentCount, 2U);
     tv.waitUntilDelivered();
     EXPECT_EQ(logged(),
               ACTION.traced("notifyResult", {ACTION.info("notifyResult", "Action Result: test.key,  -2,  1 ")}));

@@ -1,7 +1,8 @@
 // The virtual slots are a binary contract, with the television on one side and with the embedding process on the other.
 // Each interface is called here by the numbers of its slots, as a caller compiled elsewhere does.
 
-#include <cstring>
+#include <array>
+#include <bit>
 #include <typeinfo>
 #include <utility>
 
@@ -16,24 +17,12 @@ using orvane::NRXModelAccessClient;
 using Slots = std::vector<std::size_t>;
 using Arguments = std::vector<Argument>;
 
-/// The slot of a virtual member, as the Itanium C++ ABI and its ARM variant encode it.
-template <typename Member>
-std::size_t slotOf(Member member) {
-    std::size_t words[2];
-    static_assert(sizeof member == sizeof words);
-    std::memcpy(words, &member, sizeof words);
-#ifdef __arm__
-    return words[0] / sizeof(void*);
-#else
-    return (words[0] - 1) / sizeof(void*);
-#endif
-}
-
-/// Expects the members, one after the other, from the slot on.
+/// Expects the virtual members, one after the other, from the slot on. The first word of a pointer to one is the offset
+/// of its slot, on some processors plus one.
 template <typename... Members>
 void expectSlots(std::size_t first, Members... members) {
-    for (std::size_t const slot : {slotOf(members)...}) {
-        EXPECT_EQ(slot, first++);
+    for (auto const& words : {std::bit_cast<std::array<std::size_t, 2>>(members)...}) {
+        EXPECT_EQ(words[0] / sizeof(void*), first++);
     }
 }
 
