@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <string_view>
 
 #include "measure.h"
@@ -28,7 +30,12 @@ void takeIterations(int& count, char** arguments) {
     auto* const found =
         std::find_if(arguments, end, [](std::string_view argument) { return argument.starts_with(OPTION); });
     if (found != end) {
-        bench::iterations = std::atoll(*found + OPTION.size());
+        std::string_view const number = std::string_view(*found).substr(OPTION.size());
+        auto const [rest, error] = std::from_chars(number.begin(), number.end(), bench::iterations);
+        if (error != std::errc() || rest != number.end() || bench::iterations < 1) {
+            std::cerr << "nrx_bench: " << *found << ": expected a whole number above 0\n";
+            std::exit(EXIT_FAILURE);
+        }
         std::rotate(found, found + 1, end);
         --count;
     }
