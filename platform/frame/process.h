@@ -34,6 +34,5 @@ private:
 };
 
 static_assert(sizeof(Interface) == sizeof(void*));  // The virtual table only.
-static_assert(sizeof(Process) == 4 * sizeof(void*));
 
 }  // namespace frame

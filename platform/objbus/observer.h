@@ -71,8 +71,8 @@ public:
     virtual void notifyUpdate(int update) = 0;
 };
 
-/// Hears of one iterator, from `ObjectTable::createIterator` until its `destroyIterator` has returned: what the
-/// iterator was asked for has been done, or has failed. The rows end with the call.
+/// Hears of the iterator that it was given to `ObjectTable::createIterator` for: what the iterator was asked for has
+/// been done, or has failed. The rows end with the call.
 class __attribute__((visibility("default"))) ObserverTableIterator : public Observer {
 public:
     ~ObserverTableIterator() override;

@@ -25,13 +25,13 @@ public:
     virtual void setClient(NRXModelAccessClient* newClient) = 0;
 
     /// Connects to the command and the event list, waiting up to 1000 milliseconds for each. What fails here is tried
-    /// again by reads and writes only.
+    /// again by reads, writes and another `start()` only.
     virtual void start() = 0;
 
     // Facts about the television, read anew at each call; empty when they cannot be had.
 
-    /// The version of the television's software, as the data model's factory data has it. Waits up to 1000 milliseconds
-    /// for the data model while it is not there, as do the next two.
+    /// The version of the television's software, as the data model's factory data has it. Waits up to the
+    /// access's connect budget (1000 milliseconds) while it is not there, as do the next two.
     virtual std::string getSoftwareVersion() = 0;
     /// The production type, from the factory data too.
     virtual std::string getModelname() = 0;

@@ -18,7 +18,7 @@ class NRX_EXPORT IteratorHandler {
 public:
     /// A commit ended, with a status of the television's.
     virtual void handleCommit(int status) = 0;
-    /// The number of rows that was asked for.
+    /// The total number of rows, which had been asked for.
     virtual void handleTotalCount(int count) = 0;
     /// A seek by position ended; where, is the television's to say.
     virtual void handleSeekToRow(int row) = 0;

@@ -2,7 +2,8 @@
 
 namespace orvane::system::support {
 
-/// Statuses of the access layer. Any other value comes unchanged from the television's model.
+/// Statuses of the access layer, besides the -1 of `ActionAccess::invoke` and the 4 of `IteratorAccess::create`. Any
+/// other value comes unchanged from the television's model.
 enum Status : int {
     STATUS_OK = 0,
     STATUS_ERR_CONNECT_FAILED = 5,       ///< A connect did not obtain the model object within its budget.

@@ -201,7 +201,7 @@ char* writeValue(char* at, ValueObject const& value) {
     }
 }
 
-/// The text in one allocation of its own size: a short one is put together on the stack.
+/// The text, put together on the stack when its bound is small: then only the result itself is allocated.
 std::string written(ValueObject const& value) {
     std::size_t const bound = textBound(value);
     std::array<char, 256> shortText;

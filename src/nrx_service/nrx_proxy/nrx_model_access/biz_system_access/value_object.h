@@ -8,7 +8,8 @@
 
 namespace orvane::system::support {
 
-/// What a value holds. `typeTag` may hold any other number too: such a value is empty in every respect.
+/// What a value holds. `typeTag` may hold any other number too: such a value has an empty text, converts like an empty
+/// string, and equals nothing, not even itself.
 enum ValueObjectType : std::int32_t {
     VALUE_NULL = 0,
     VALUE_INT = 1,
@@ -25,9 +26,10 @@ enum ValueObjectType : std::int32_t {
 
 /// A model value as handlers see it.
 ///
-/// Conversions never fail. A number converts to every scalar type: among integers modulo the target's width, from
-/// floating point to integers by truncation, limited to the target's range (NaN gives 0). What is no number (strings
-/// are not parsed) converts to zero, false, or its text. Const operations may run on several threads at once.
+/// Conversions never fail. A number converts to every scalar type: to bool by being unequal to zero, among integers
+/// modulo the target's width, from floating point to integers by truncation, limited to the target's range (NaN gives
+/// 0). What is no number (strings are not parsed) converts to zero, false, or its text. Const operations may run on
+/// several threads at once.
 ///
 /// The order of the virtual operations is a binary contract. Convert to a list by copy-initialisation
 /// (`std::vector<std::string> list = value;`): direct initialisation would also consider the list's size constructor.
