@@ -38,7 +38,8 @@ public:
     void expectOnly(std::set<std::string> const& names) const {
         for (auto const& [name, value] : json_.items()) {
             if (!names.contains(name)) {
-                Place(value, path_ + "/" + name).fail("no such member");
+                std::string const escaped = Json(name).dump();
+                Place(value, path_ + "/" + escaped.substr(1, escaped.size() - 2)).fail("no such member");
             }
         }
     }
@@ -187,24 +188,31 @@ std::vector<ModelObject> readObjects(Json const& json) {
     return objects;
 }
 
-/// Refuses a member that its object has already: the parser itself keeps the last one.
+/// Refuses a member that its object has already, of which the parser itself keeps the last one, and says where a number
+/// is too large, which the parser does not.
 Json parse(std::string const& text) {
     using Event = Json::parse_event_t;
     std::istringstream stream(text);
+    auto const line = [&text, &stream] {
+        std::ptrdiff_t const read = stream.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in);
+        return "line " + std::to_string(1 + std::count(text.begin(), text.begin() + read, '\n')) + ": ";
+    };
     std::vector<std::set<std::string>> members;  // Of the objects that have begun and not ended.
-    return Json::parse(stream, [&](int /*depth*/, Event event, Json const& parsed) {
+    auto const check = [&members, &line](int /*depth*/, Event event, Json const& parsed) {
         if (event == Event::object_start) {
             members.emplace_back();
         } else if (event == Event::object_end) {
             members.pop_back();
         } else if (event == Event::key && !members.back().insert(parsed.get<std::string>()).second) {
-            auto const line =
-                1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(stream.tellg()), '\n');
-            throw ModelError("line " + std::to_string(line) + ": found " + parsed.dump() +
-                             " again, expected each member of an object once");
+            throw ModelError(line() + "found " + parsed.dump() + " again, expected each member of an object once");
         }
         return true;
-    });
+    };
+    try {
+        return Json::parse(stream, check);
+    } catch (Json::out_of_range const& error) {
+        throw ModelError(line() + error.what());
+    }
 }
 
 /// A word as JSON: the number that it spells out, else a string.
@@ -224,7 +232,7 @@ std::vector<ModelObject> readModelFile(std::string const& path) {
         return readObjects(parse({std::istreambuf_iterator<char>(file), {}}));
     } catch (std::ios::failure const&) {
         throw ModelError(path + ": cannot be read, expected a model file");
-    } catch (Json::exception const& error) {  // Names line and column, except for a number that is too large.
+    } catch (Json::exception const& error) {  // Names line and column.
         throw ModelError(path + ": " + error.what());
     } catch (ModelError const& error) {
         throw ModelError(path + ": " + error.what());
