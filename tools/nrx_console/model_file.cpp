@@ -194,7 +194,7 @@ Json parse(std::string const& text) {
     using Event = Json::parse_event_t;
     std::istringstream stream(text);
     auto const line = [&text, &stream] {
-        std::ptrdiff_t const read = stream.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in);
+        auto const read = static_cast<std::ptrdiff_t>(stream.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in));
         return "line " + std::to_string(1 + std::count(text.begin(), text.begin() + read, '\n')) + ": ";
     };
     std::vector<std::set<std::string>> members;  // Of the objects that have begun and not ended.
