@@ -26,7 +26,6 @@ constexpr DebugLevelRecord levelRecord(LogLevel level) { return {LOG_MODULE_CODE
 /// refers to static data only, so the traced object may be gone when the scope ends.
 class TraceScope {
 public:
-    /// All of static storage, as the compiler's predefined names are.
     TraceScope(char const* function, char const* path, int line);
     TraceScope(TraceScope const&) = delete;
     TraceScope& operator=(TraceScope const&) = delete;

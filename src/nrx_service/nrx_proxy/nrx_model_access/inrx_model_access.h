@@ -30,8 +30,8 @@ public:
 
     // Facts about the television, read anew at each call; empty when they cannot be had.
 
-    /// The version of the television's software, as the data model's factory data has it. Waits up to the
-    /// access's connect budget (1000 milliseconds) while it is not there, as do the next two.
+    /// The version of the television's software, from the data model's factory data. While its object is not there, a
+    /// call waits for it within the connect budget of 1000 milliseconds, as do the next two.
     virtual std::string getSoftwareVersion() = 0;
     /// The production type, from the factory data too.
     virtual std::string getModelname() = 0;
