@@ -9,7 +9,7 @@ target_compile_options(nrx_build_options INTERFACE
     -Wnon-virtual-dtor -Wformat=2 -Wimplicit-fallthrough -Wextra-semi
     -Wno-restrict  # GCC 12 reports overlaps inside std::string that cannot be.
     # A log line names its source file; the directory it was built in is nobody's business.
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+    -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(NRX_WARNINGS_AS_ERRORS)
     target_compile_options(nrx_build_options INTERFACE -Werror)
 endif()

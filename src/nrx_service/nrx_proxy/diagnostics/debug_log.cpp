@@ -2,22 +2,28 @@
 
 namespace orvane::diagnostics {
 
-TraceScope::TraceScope(char const* function, char const* path, int line)
-    : function_(function), file_(sourceBaseName(path)), line_(line) {
-    DebugLevelRecord record = levelRecord(LOG_DEBUG);
-    if (debugCheckLevel(&record) != 0) {
-        debugOutput("[TRACE -> %s(IN)] %s:%d:%s() \n", function_, sourceBaseName(file_), line_, function_);
-    }
-}
+namespace {
 
-TraceScope::~TraceScope() {
+/// Writes one trace line when the platform admits it. A failure of the platform's own ends here: a lost line must
+/// change nothing, least of all in a destructor or while an exception unwinds.
+void writeTrace(bool entered, char const* function, char const* file, int line) noexcept {
     try {
         DebugLevelRecord record = levelRecord(LOG_DEBUG);
         if (debugCheckLevel(&record) != 0) {
-            debugOutput("[TRACE <- %s(OUT)] %s:%d:%s() \n", function_, sourceBaseName(file_), line_, function_);
+            debugOutput(entered ? "[TRACE -> %s(IN)] %s:%d:%s() \n" : "[TRACE <- %s(OUT)] %s:%d:%s() \n", function,
+                        sourceBaseName(file), line, function);
         }
-    } catch (...) {  // A lost trace line must not end the host, least of all while another exception unwinds.
+    } catch (...) {
     }
 }
+
+}  // namespace
+
+TraceScope::TraceScope(char const* function, char const* path, int line)
+    : function_(function), file_(sourceBaseName(path)), line_(line) {
+    writeTrace(true, function_, file_, line_);
+}
+
+TraceScope::~TraceScope() { writeTrace(false, function_, file_, line_); }
 
 }  // namespace orvane::diagnostics

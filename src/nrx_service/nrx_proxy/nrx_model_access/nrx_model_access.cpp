@@ -6,15 +6,30 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <mutex>
 #include <utility>
 
 #include "nrx_service/nrx_proxy/diagnostics/debug_log.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/model_connection.h"
 
-// Both relays write the same lines, each under its own name.
-#define NOT_A_LIST_MESSAGE "Not array type."
-#define LISTENER_STOPPED_MESSAGE "Listener Not started, ignore."
-#define PARAMETER_MESSAGE "parameter %d:   %s "
+// The body of both relays. A macro, so that each line names the relay that writes it. The client comes last: it may
+// destroy the facade.
+#define RELAY_LIST(value, listenerStarted, receive)                                \
+    if ((value).type() != VALUE_VECTOR) {                                          \
+        DEBUG_LOG(LOG_ERROR, "Not array type.");                                   \
+    } else if (!(listenerStarted)) {                                               \
+        DEBUG_LOG(LOG_INFO, "Listener Not started, ignore.");                      \
+    } else {                                                                       \
+        std::vector<std::string> const list = value;                               \
+        for (int index = 0; std::string const& parameter : list) {                 \
+            DEBUG_LOG(LOG_DEBUG, "parameter %d:   %s ", index, parameter.c_str()); \
+            ++index;                                                               \
+        }                                                                          \
+        if (NRXModelAccessClient* const receiver = client) {                       \
+            receiver->receive(list);                                               \
+        }                                                                          \
+    }
 
 namespace orvane {
 
@@ -43,6 +58,9 @@ constexpr char SERVICE_DESCRIPTION[] =
 
 /// Numbers the requests of the whole process.
 std::atomic<int> serviceRequestCounter = 0;
+
+/// Held while a facade makes its action.
+constinit std::mutex sourceSwitchMutex;
 
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -118,7 +136,7 @@ NRXModelAccess::~NRXModelAccess() {
     eventListenerStarted = false;
     DEBUG_TRACE();
     if (sourceSwitchAction != nullptr) {
-        sourceSwitchAction->disconnect();
+        disconnectForDestruction(*sourceSwitchAction);
         delete sourceSwitchAction;
         sourceSwitchAction = nullptr;
     }
@@ -214,41 +232,11 @@ void NRXModelAccess::requestStartNRXService() {
 }
 
 void NRXModelAccess::onNRXCommandValueChanged(IValueObject const& value) {
-    if (value.type() != VALUE_VECTOR) {
-        DEBUG_LOG(LOG_ERROR, NOT_A_LIST_MESSAGE);
-        return;
-    }
-    if (!commandListenerStarted) {
-        DEBUG_LOG(LOG_INFO, LISTENER_STOPPED_MESSAGE);
-        return;
-    }
-    std::vector<std::string> const list = value;
-    for (int index = 0; std::string const& parameter : list) {
-        DEBUG_LOG(LOG_DEBUG, PARAMETER_MESSAGE, index, parameter.c_str());
-        ++index;
-    }
-    if (NRXModelAccessClient* const receiver = client) {
-        receiver->onNRXCommandReceived(list);  // Last: the client may destroy the facade.
-    }
+    RELAY_LIST(value, commandListenerStarted, onNRXCommandReceived)
 }
 
 void NRXModelAccess::onNRXEventValueChanged(IValueObject const& value) {
-    if (value.type() != VALUE_VECTOR) {
-        DEBUG_LOG(LOG_ERROR, NOT_A_LIST_MESSAGE);
-        return;
-    }
-    if (!eventListenerStarted) {
-        DEBUG_LOG(LOG_INFO, LISTENER_STOPPED_MESSAGE);
-        return;
-    }
-    std::vector<std::string> const list = value;
-    for (int index = 0; std::string const& parameter : list) {
-        DEBUG_LOG(LOG_DEBUG, PARAMETER_MESSAGE, index, parameter.c_str());
-        ++index;
-    }
-    if (NRXModelAccessClient* const receiver = client) {
-        receiver->onNRXEventReceived(list);  // Last: the client may destroy the facade.
-    }
+    RELAY_LIST(value, eventListenerStarted, onNRXEventReceived)
 }
 
 void NRXModelAccess::getAccessValue(std::string name, std::vector<std::string>& values) {

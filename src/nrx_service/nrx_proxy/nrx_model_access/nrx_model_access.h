@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -26,8 +25,8 @@ class ActionAccess;
 ///
 /// Owns its access objects, shared with whoever injected them, and never the client.
 ///
-/// A derived class may override the relay. Its members are gone before the access objects are: destroy it only while
-/// no list can arrive.
+/// A derived class may override any operation, the relay above all, and use the fields. Its members are gone before the
+/// access objects are: destroy it only while no list can arrive.
 class NRX_EXPORT NRXModelAccess : public INrxModelAccess {
 public:
     using StringAccess = system::support::ValueAccessT<objbus::ObserverString>;
@@ -43,10 +42,10 @@ public:
     NRXModelAccess(NRXModelAccessClient* newClient, std::shared_ptr<StringListAccess> command,
                    std::shared_ptr<StringListAccess> event, std::shared_ptr<StringAccess> softwareVersion,
                    std::shared_ptr<StringAccess> featureCode, std::shared_ptr<StringAccess> productionType);
-    NRXModelAccess(NRXModelAccess const&) = delete;
+    NRXModelAccess(NRXModelAccess const&) = delete;  ///< The handlers of its lists know it by its address.
     NRXModelAccess& operator=(NRXModelAccess const&) = delete;
     /// For the access objects made here, no client call runs or starts once it has returned, but for the one that it
-    /// may be called from.
+    /// may be called from. A failure of the platform's own ends here; registrations may then remain.
     ~NRXModelAccess() override;
 
     void setClient(NRXModelAccessClient* newClient) override;
@@ -65,7 +64,7 @@ public:
     void getAccessValue(std::string name, std::vector<std::string>& values) override;
     void setAccessValue(std::string name, std::vector<std::string> values) override;
 
-private:
+protected:
     // Written by the caller, read on the delivery thread.
     std::atomic<NRXModelAccessClient*> client = nullptr;
     std::atomic<bool> commandListenerStarted = false;
@@ -78,7 +77,6 @@ private:
     std::shared_ptr<StringAccess> productionTypeValue;
 
     system::support::ActionAccess* sourceSwitchAction = nullptr;  ///< Owned; connected whenever it is there.
-    std::mutex sourceSwitchMutex;                                 ///< Held while the action is made.
 };
 
 }  // namespace orvane

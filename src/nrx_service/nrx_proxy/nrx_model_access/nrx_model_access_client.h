@@ -20,6 +20,7 @@ public:
     virtual void onNRXEventReceived(std::vector<std::string> const& parameters) = 0;
 
 protected:
+    /// Not deleted through this interface: who made a client knows its class, and the facade never deletes one.
     ~NRXModelAccessClient() = default;
 };
 

@@ -37,18 +37,17 @@ int ActionAccess::connect(int timeoutMs) {
     if (object != nullptr) {
         return STATUS_OK;
     }
-    objbus::RootInterface* const root = getRootInterface();
-    auto const [found, status] = connectWithin(timeoutMs, root, name, this);
-    if (found == nullptr) {
-        DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, status);
+    ModelConnection found(timeoutMs, getRootInterface(), name, this);
+    if (found.object() == nullptr) {
+        DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, found.status());
         return STATUS_ERR_CONNECT_FAILED;
     }
-    if (auto const type = typeOf(found); type != objbus::OBJECT_TYPE_ACTION) {
+    if (auto const type = typeOf(found.object()); type != objbus::OBJECT_TYPE_ACTION) {
         DEBUG_LOG(LOG_ERROR, OBSERVER_MISMATCH_MESSAGE, name.c_str(), static_cast<int>(type), "ObserverAction");
-        disconnectFrom(root, getName(), this, found);
+        found.end(getName());
         return STATUS_ERR_VALUE_TYPE_MISMATCH;
     }
-    object = found;
+    object = found.keep();
     return STATUS_OK;
 }
 

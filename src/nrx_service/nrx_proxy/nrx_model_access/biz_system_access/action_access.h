@@ -27,12 +27,12 @@ public:
 /// from inside it.
 ///
 /// The owner calls `disconnect()` before destroying a connected access.
-class NRX_EXPORT ActionAccess final : public ValueAccessBase, public objbus::ObserverAction {
+class NRX_EXPORT ActionAccess : public ValueAccessBase, public objbus::ObserverAction {
 public:
     explicit ActionAccess(std::string key);
     /// The usual way to install a handler: no notification can arrive before it.
     ActionAccess(std::string key, std::shared_ptr<ActionHandler> newHandler);
-    ActionAccess(ActionAccess const&) = delete;
+    ActionAccess(ActionAccess const&) = delete;  ///< The model knows the object by its address.
     ActionAccess& operator=(ActionAccess const&) = delete;
     ~ActionAccess() override;
 
@@ -52,7 +52,7 @@ public:
     /// A result whose index lies outside the list of results is dropped.
     void notifyResult(unsigned int actionId, std::vector<objbus::Argument> const& results) override;
 
-private:
+protected:
     std::shared_ptr<ActionHandler> actionHandler;
 };
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "nrx_service/nrx_proxy/diagnostics/debug_log.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/model_connection.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/table_access.h"
 
 namespace orvane::system::support {
@@ -22,11 +23,11 @@ void passOn(std::shared_ptr<IteratorHandler> const& handler, void (IteratorHandl
     }
 }
 
-void release(std::unique_ptr<TableAccess>& table) {
-    if (table) {
-        table->disconnect();
-        table.reset();
-    }
+/// Whether an object of this type says that it is something else than a table. One of no type, or of a number that
+/// names none, does not tell.
+bool isOfAnotherKind(objbus::ObjectTypeSpec type) {
+    return type != objbus::OBJECT_TYPE_TABLE && type >= objbus::OBJECT_TYPE_NUMERIC_INTEGER &&
+           type <= objbus::OBJECT_TYPE_NUMERIC_INT64;
 }
 
 }  // namespace
@@ -44,7 +45,14 @@ IteratorAccess::IteratorAccess(std::string key, std::shared_ptr<IteratorHandler>
 
 IteratorAccess::~IteratorAccess() {
     DEBUG_TRACE();
-    release(tableAccess);
+    tableAccess.reset();  // Between the trace lines.
+}
+
+void IteratorAccess::TableRelease::operator()(TableAccess* table) const {
+    if (table->getAccess() != nullptr) {
+        disconnectForDestruction(*table);
+    }
+    delete table;
 }
 
 int IteratorAccess::connect(int /*timeoutMs*/) { return STATUS_OK; }
@@ -52,20 +60,16 @@ int IteratorAccess::connect(int /*timeoutMs*/) { return STATUS_OK; }
 int IteratorAccess::disconnect() { return STATUS_OK; }
 
 int IteratorAccess::create() {
-    auto newTable = std::make_unique<TableAccess>(getName());
+    std::unique_ptr<TableAccess, TableRelease> newTable(new TableAccess(getName()));
     int status = newTable->connect(TABLE_CONNECT_BUDGET_MS);
-    if (status == STATUS_OK && newTable->getType() != objbus::OBJECT_TYPE_TABLE) {
+    if (status == STATUS_OK && isOfAnotherKind(newTable->getType())) {
         status = STATUS_ERR_VALUE_TYPE_MISMATCH;
     }
     if (status != STATUS_OK) {
         DEBUG_LOG(LOG_ERROR, "Error connect name : %s,  status: %d", name.c_str(), status);
-        if (newTable->getAccess() != nullptr) {
-            newTable->disconnect();
-        }
         return STATUS_NO_TABLE;
     }
     IteratorAccess::destroy();
-    release(tableAccess);
     tableAccess = std::move(newTable);
     iterator = tableAccess->getAccess()->createIterator(iteratorType, this, selections, columns, orders);
     return STATUS_OK;

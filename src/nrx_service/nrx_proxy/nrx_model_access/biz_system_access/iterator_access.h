@@ -45,15 +45,16 @@ public:
 ///
 /// The owner calls `destroy()` before destroying this object, lest the model keep an iterator that reports to it. A
 /// handler may use `getIterator()` once `create()` has returned.
-class NRX_EXPORT IteratorAccess final : public ValueAccessBase, public objbus::ObserverTableIterator {
+class NRX_EXPORT IteratorAccess : public ValueAccessBase, public objbus::ObserverTableIterator {
 public:
     /// `key` names the table. The rest is handed to the table as it is.
     IteratorAccess(std::string key, std::shared_ptr<IteratorHandler> newHandler, objbus::IteratorType const& type,
                    std::vector<objbus::TableSelection> const& tableSelections, std::vector<int> const& tableColumns,
                    std::vector<objbus::TableOrder> const& tableOrders);
-    IteratorAccess(IteratorAccess const&) = delete;
+    IteratorAccess(IteratorAccess const&) = delete;  ///< The model knows the object by its address.
     IteratorAccess& operator=(IteratorAccess const&) = delete;
-    /// Disconnects from the table; does not destroy the iterator.
+    /// Disconnects from the table; does not destroy the iterator. A failure of the platform's own ends here; the table
+    /// may then keep its registration.
     ~IteratorAccess() override;
 
     /// Nothing connects but `create()`: both do nothing and return 0.
@@ -61,8 +62,10 @@ public:
     int disconnect() override;
 
     /// Connects to the table within 1000 milliseconds and has the iterator made. 0 for success, though the television
-    /// may have refused the iterator (`getIterator()` is null then); 4 when there is no such table, with everything
-    /// left as it was. An earlier iterator and its table are released first when the new table is connected.
+    /// may have refused the iterator (`getIterator()` is null then); 4 when there is no such table, or an object that
+    /// says it is of another kind, with everything left as it was. An object that does not tell its type
+    /// (`OBJECT_TYPE_NONE`, or a number that names none) is taken for the table that was asked for. An earlier iterator
+    /// and its table are released first when the new table is connected.
     virtual int create();
     /// Has the iterator destroyed, if there is one; the table stays connected. Returns 0.
     virtual int destroy();
@@ -85,14 +88,19 @@ public:
     void notifyIteratorReady(int status) override;
     void notifyUpdate(int update) override;
 
-private:
+protected:
+    /// Disconnects a table that is connected, and deletes it.
+    struct TableRelease {
+        void operator()(TableAccess* table) const;
+    };
+
     std::shared_ptr<IteratorHandler> iteratorHandler;
     objbus::IteratorType const iteratorType;
     std::vector<objbus::TableSelection> const selections;
     std::vector<int> const columns;
     std::vector<objbus::TableOrder> const orders;
     objbus::TableIterator* iterator = nullptr;
-    std::unique_ptr<TableAccess> tableAccess;  ///< Connected whenever it is there.
+    std::unique_ptr<TableAccess, TableRelease> tableAccess;  ///< Connected whenever it is there.
 };
 
 }  // namespace orvane::system::support

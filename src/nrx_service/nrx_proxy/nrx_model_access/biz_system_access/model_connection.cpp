@@ -2,37 +2,59 @@
 
 #include <unistd.h>
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/status.h"
+#include <utility>
 
 namespace orvane::system::support {
 
-ConnectOutcome connectWithin(int timeoutMs, objbus::RootInterface* root, std::string const& key,
-                             objbus::Observer* observer) {
+ModelConnection::ModelConnection(int timeoutMs, objbus::RootInterface* root, std::string const& key,
+                                 objbus::Observer* observer)
+    : root_(root), key_(key), observer_(observer), status_(STATUS_ERR_CONNECT_FAILED) {
     constexpr int STEP_MS = 100;
     if (root == nullptr) {
-        return {nullptr, STATUS_ERR_CONNECT_FAILED};
+        return;
     }
     int remainingMs = timeoutMs;
     while (true) {
         objbus::Object* found = nullptr;  // Anew: what a failed attempt handed out is not taken.
-        int const status = root->connectObject(key, observer, found);
-        if (status == STATUS_OK && found != nullptr) {
-            return {found, status};
+        status_ = root->connectObject(key, observer, found);
+        if (status_ == STATUS_OK && found != nullptr) {
+            object_ = found;
+            return;
         }
         if (remainingMs > 0) {
             usleep(STEP_MS * 1000);
             remainingMs -= STEP_MS;
         }
         if (remainingMs < 1) {
-            return {nullptr, status};
+            return;
         }
     }
 }
+
+ModelConnection::~ModelConnection() {
+    try {
+        if (object_ != nullptr) {
+            end(key_);
+        }
+    } catch (...) {  // The model's own failure, while another one unwinds: that one goes on.
+    }
+}
+
+objbus::Object* ModelConnection::keep() { return std::exchange(object_, nullptr); }
+
+void ModelConnection::end(std::string const& key) { root_->disconnectObject(key, observer_, keep()); }
 
 void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus::Observer* observer,
                     objbus::Object* object) {
     if (root != nullptr) {
         root->disconnectObject(key, observer, object);
+    }
+}
+
+void disconnectForDestruction(ValueAccessBase& access) noexcept {
+    try {
+        access.disconnect();
+    } catch (...) {
     }
 }
 

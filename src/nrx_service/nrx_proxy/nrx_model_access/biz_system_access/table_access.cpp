@@ -19,15 +19,15 @@ int TableAccess::connect(int timeoutMs) {
     if (object != nullptr) {
         return STATUS_OK;
     }
-    auto const [found, status] = connectWithin(timeoutMs, getRootInterface(), name, this);
-    if (found == nullptr) {
-        DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, status);
+    ModelConnection found(timeoutMs, getRootInterface(), name, this);
+    if (found.object() == nullptr) {
+        DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, found.status());
         return STATUS_ERR_CONNECT_FAILED;
     }
     // Whatever it is: a static_cast would be undefined for an object that is no table. A table has the same address as
     // its only base.
-    table = reinterpret_cast<objbus::ObjectTable*>(found);
-    object = found;
+    object = found.keep();
+    table = reinterpret_cast<objbus::ObjectTable*>(object);
     return STATUS_OK;
 }
 

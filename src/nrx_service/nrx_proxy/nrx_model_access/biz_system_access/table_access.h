@@ -17,11 +17,11 @@ public:
 /// One table of the television's data model, connected so that iterators can be made on it.
 ///
 /// The owner calls `disconnect()` before destroying a connected access.
-class NRX_EXPORT TableAccess final : public ValueAccessBase, public objbus::ObserverTable {
+class NRX_EXPORT TableAccess : public ValueAccessBase, public objbus::ObserverTable {
 public:
     explicit TableAccess(std::string key);
     TableAccess(std::string key, std::shared_ptr<TableHandler> newHandler);
-    TableAccess(TableAccess const&) = delete;
+    TableAccess(TableAccess const&) = delete;  ///< The model knows the object by its address.
     TableAccess& operator=(TableAccess const&) = delete;
     ~TableAccess() override;
 
@@ -39,7 +39,7 @@ public:
     /// The table changed, on the model's delivery thread; only traced.
     void notifyUpdate(int update) override;
 
-private:
+protected:
     std::shared_ptr<TableHandler> tableHandler;
     objbus::ObjectTable* table = nullptr;  ///< `object`, as the table it is taken for.
 };

@@ -5,6 +5,7 @@
 #include "nrx_service/nrx_proxy/diagnostics/debug_log.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/list_value.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/model_connection.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_kinds.h"
 
 namespace orvane::system::support {
 
@@ -13,38 +14,15 @@ namespace {
 /// The key that stands for "no such value on this television".
 constexpr char MISSING_KEY[] = "missing";
 
-template <typename Obs>
-struct ObserverTraits;
+template <typename T>
+ValueObject valueOf(T const& value) {
+    return value;
+}
 
-template <>
-struct ObserverTraits<objbus::ObserverNumericInteger> {
-    static constexpr auto TYPE = objbus::OBJECT_TYPE_NUMERIC_INTEGER;
-    static constexpr char NAME[] = "ObserverNumericInteger";
-};
-
-template <>
-struct ObserverTraits<objbus::ObserverNumericInt64> {
-    static constexpr auto TYPE = objbus::OBJECT_TYPE_NUMERIC_INT64;
-    static constexpr char NAME[] = "ObserverNumericInt64";
-};
-
-template <>
-struct ObserverTraits<objbus::ObserverString> {
-    static constexpr auto TYPE = objbus::OBJECT_TYPE_STRING;
-    static constexpr char NAME[] = "ObserverString";
-};
-
-template <>
-struct ObserverTraits<objbus::ObserverVectorNumericInteger> {
-    static constexpr auto TYPE = objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER;
-    static constexpr char NAME[] = "ObserverVectorNumericInteger";
-};
-
-template <>
-struct ObserverTraits<objbus::ObserverVectorString> {
-    static constexpr auto TYPE = objbus::OBJECT_TYPE_VECTOR_STRING;
-    static constexpr char NAME[] = "ObserverVectorString";
-};
+template <typename T>
+ValueObject valueOf(std::vector<T> const& items) {
+    return listValue(items);
+}
 
 }  // namespace
 
@@ -61,42 +39,35 @@ struct ValueOperations {
         if (access.object != nullptr) {
             return STATUS_OK;
         }
-        objbus::RootInterface* const root = access.getRootInterface();
-        auto const [found, status] = connectWithin(timeoutMs, root, access.name, observer);
-        if (found == nullptr) {
-            DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, status);
+        ModelConnection found(timeoutMs, access.getRootInterface(), access.name, observer);
+        if (found.object() == nullptr) {
+            DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, found.status());
             return STATUS_ERR_CONNECT_FAILED;
         }
-        if (auto const type = typeOf(found); type != acceptedType) {
+        if (auto const type = typeOf(found.object()); type != acceptedType) {
             DEBUG_LOG(LOG_ERROR, OBSERVER_MISMATCH_MESSAGE, access.name.c_str(), static_cast<int>(type), observerName);
-            disconnectFrom(root, access.getName(), observer, found);
+            found.end(access.getName());
             return STATUS_ERR_VALUE_TYPE_MISMATCH;
         }
-        access.object = found;
+        access.object = found.keep();
         return STATUS_OK;
     }
 
-    template <typename T>
-    static void notifyNewValue(ValueAccessBase& access, T const& value) {
-        DEBUG_TRACE();
-        if (access.handler) {
-            access.onNewValue(ValueObject(value));
-        }
+    static int disconnect(ValueAccessBase& access, objbus::Observer* observer) {
+        disconnectFrom(access.getRootInterface(), access.name, observer, access.object);
+        access.object = nullptr;
+        return STATUS_OK;
     }
 
-    static void notifyIntegerVector(ValueAccessBase& access, std::vector<int> const& values) {
-        DEBUG_TRACE();
-        if (access.handler) {
-            access.onNewValue(listValue(values));
-        }
+#define NRX_NOTIFY(T, OBJECT, OBJECT_TYPE, OBSERVER, NOTIFICATION)       \
+    static void NOTIFICATION(ValueAccessBase& access, Passed<T> value) { \
+        DEBUG_TRACE();                                                   \
+        if (access.handler) {                                            \
+            access.onNewValue(valueOf(value));                           \
+        }                                                                \
     }
-
-    static void notifyStringVector(ValueAccessBase& access, std::vector<std::string> const& values) {
-        DEBUG_TRACE();
-        if (access.handler) {
-            access.onNewValue(listValue(values));
-        }
-    }
+    NRX_VALUE_KINDS(NRX_NOTIFY)
+#undef NRX_NOTIFY
 };
 
 template <typename Obs>
@@ -116,52 +87,31 @@ ValueAccessT<Obs>::ValueAccessT(ValueAccessT const& /*other*/) : ValueAccessT() 
 template <typename Obs>
 ValueAccessT<Obs>::~ValueAccessT() {
     if (object != nullptr) {
-        ValueAccessT::disconnect();
+        disconnectForDestruction(*this);
     }
 }
 
 template <typename Obs>
 int ValueAccessT<Obs>::connect(int timeoutMs) {
-    using Traits = ObserverTraits<Obs>;
-    return ValueOperations::connect(*this, timeoutMs, this, Traits::TYPE, Traits::NAME);
+    using Kind = ObserverKind<Obs>;
+    return ValueOperations::connect(*this, timeoutMs, this, Kind::TYPE, Kind::NAME);
 }
 
 template <typename Obs>
 int ValueAccessT<Obs>::disconnect() {
-    disconnectFrom(getRootInterface(), name, this, object);
-    object = nullptr;
-    return STATUS_OK;
+    return ValueOperations::disconnect(*this, this);
 }
 
-template <typename Obs>
-void ValueAccessT<Obs>::notifyNewValue(int value) {
-    ValueOperations::notifyNewValue(*this, value);
-}
+#define NRX_PASS_ON(T, OBJECT, OBJECT_TYPE, OBSERVER, NOTIFICATION) \
+    template <typename Obs>                                         \
+    void ValueAccessT<Obs>::NOTIFICATION(Passed<T> value) {         \
+        ValueOperations::NOTIFICATION(*this, value);                \
+    }
+NRX_VALUE_KINDS(NRX_PASS_ON)
+#undef NRX_PASS_ON
 
-template <typename Obs>
-void ValueAccessT<Obs>::notifyNewValue(long long value) {
-    ValueOperations::notifyNewValue(*this, value);
-}
-
-template <typename Obs>
-void ValueAccessT<Obs>::notifyNewValue(std::string const& value) {
-    ValueOperations::notifyNewValue(*this, value);
-}
-
-template <typename Obs>
-void ValueAccessT<Obs>::notifyIntegerVector(std::vector<int> const& values) {
-    ValueOperations::notifyIntegerVector(*this, values);
-}
-
-template <typename Obs>
-void ValueAccessT<Obs>::notifyStringVector(std::vector<std::string> const& values) {
-    ValueOperations::notifyStringVector(*this, values);
-}
-
-template class ValueAccessT<objbus::ObserverNumericInteger>;
-template class ValueAccessT<objbus::ObserverNumericInt64>;
-template class ValueAccessT<objbus::ObserverString>;
-template class ValueAccessT<objbus::ObserverVectorNumericInteger>;
-template class ValueAccessT<objbus::ObserverVectorString>;
+#define NRX_INSTANTIATE(T, OBJECT, OBJECT_TYPE, OBSERVER, ...) template class ValueAccessT<objbus::OBSERVER>;
+NRX_VALUE_KINDS(NRX_INSTANTIATE)
+#undef NRX_INSTANTIATE
 
 }  // namespace orvane::system::support

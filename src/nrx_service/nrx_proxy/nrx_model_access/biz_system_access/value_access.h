@@ -13,10 +13,12 @@ namespace orvane::system::support {
 /// `ObserverNumericInteger`, `ObserverNumericInt64`, `ObserverString`, `ObserverVectorNumericInteger` or
 /// `ObserverVectorString` of `objbus`; the library holds the instances for these five.
 ///
-/// Destroying it disconnects it. It may be disconnected or destroyed from inside its own notification: nothing of it is
+/// Destroying it disconnects it; a failure of the platform's own ends there, and the registration may then remain. A
+/// derived class with state of its own, or with a notification of its own, disconnects in its own destructor: here that
+/// state is gone already. It may be disconnected or destroyed from inside its own notification: nothing of it is
 /// touched after its handler has returned.
 template <typename Obs>
-class NRX_EXPORT ValueAccessT final : public ValueAccessBase, public Obs {
+class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:
     /// Without a key, and so without a model object that it could connect to.
     ValueAccessT();
@@ -25,7 +27,7 @@ public:
     ValueAccessT(std::string key, std::shared_ptr<ValueHandler> newHandler);
     /// A fresh object, as from the default constructor: nothing is taken from `other`.
     ValueAccessT(ValueAccessT const& other);
-    ValueAccessT& operator=(ValueAccessT const&) = delete;
+    ValueAccessT& operator=(ValueAccessT const&) = delete;  ///< The model knows the object by its address and key.
     ~ValueAccessT() override;
 
     /// 0 connected or connected already, 5 not obtained within the budget (or no root interface), 6 an object of

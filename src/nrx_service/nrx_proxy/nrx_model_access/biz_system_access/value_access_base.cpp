@@ -2,27 +2,35 @@
 
 #include <boost/shared_ptr.hpp>
 #include <cstdio>
-#include <limits>
 #include <map>
 #include <utility>
 
 #include "frame/process.h"
 #include "nrx_service/nrx_proxy/diagnostics/debug_log.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/model_connection.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_kinds.h"
 
-// Each operation writes its own line, so that the line names it.
+// Reads and writes write their own lines, so that the line names the operation.
 #define TYPE_MISMATCH_MESSAGE "Object Type mismatch:  %s"
-#define NUMBER_MISMATCH_MESSAGE "STATUS_ERR_VALUE_TYPE_MISMATCH"
 
 namespace orvane::system::support {
 
 namespace {
 
-constexpr char ROOT_INTERFACE_NAME[] = "torvi.ob.interfaces.tvapi.RootInterface";
+/// Made once and never freed, so that a destructor can look the root interface up even without memory.
+std::string const& rootInterfaceName() {
+    static auto const* const name = new std::string("torvi.ob.interfaces.tvapi.RootInterface");
+    return *name;
+}
 
-/// The form in which the model takes a whole list.
+/// The form in which the model takes a value: a list by position, anything else as it is.
 template <typename T>
-std::map<int, T> byPosition(std::vector<T> const& list) {
+T const& modelForm(T const& value) {
+    return value;
+}
+
+template <typename T>
+std::map<int, T> modelForm(std::vector<T> const& list) {
     std::map<int, T> elements;
     int position = 0;
     for (T const& element : list) {
@@ -30,6 +38,65 @@ std::map<int, T> byPosition(std::vector<T> const& list) {
     }
     return elements;
 }
+
+/// The typed reads and writes, for all kinds. They are called as the operations that they are, whose lines they write.
+namespace typed {
+
+/// The beginning of every read: 0 when an object of the type is connected.
+int getValue(ValueAccessBase& access, objbus::Object* const& connected, objbus::ObjectTypeSpec type) {
+    if (int const status = access.tryConnectIfNeeded(); status != STATUS_OK) {
+        return status;
+    }
+    if (typeOf(connected) != type) {
+        DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, access.accessTypeName(access.getType()));
+        return STATUS_ERR_VALUE_TYPE_MISMATCH;
+    }
+    return STATUS_OK;
+}
+
+template <typename T>
+int getValue(ValueAccessBase& access, objbus::Object* const& connected, T& out) {
+    if (int const status = getValue(access, connected, ValueKind<T>::TYPE); status != STATUS_OK) {
+        return status;
+    }
+    auto* const object = static_cast<typename ValueKind<T>::Object*>(connected);
+    if constexpr (requires { object->getValue(out); }) {
+        return object->getValue(out);
+    } else {
+        out = object->getValue();
+        return STATUS_OK;
+    }
+}
+
+template <typename T>
+int setValue(ValueAccessBase& access, objbus::Object* const& connected, T const& value) {
+    DEBUG_TRACE();
+    if (int const status = access.tryConnectIfNeeded(); status != STATUS_OK) {
+        return status;
+    }
+    objbus::ObjectTypeSpec const type = typeOf(connected);
+    if (type == ValueKind<T>::TYPE) {
+        static_cast<typename ValueKind<T>::Object*>(connected)->setValue(modelForm(value));
+        return STATUS_OK;
+    }
+    if constexpr (std::is_same_v<T, int> || std::is_same_v<T, long long>) {  // Whole numbers cross over.
+        using Other = std::conditional_t<std::is_same_v<T, int>, long long, int>;
+        if (type == ValueKind<Other>::TYPE) {
+            if (!std::in_range<Other>(value)) {
+                DEBUG_LOG(LOG_ERROR, "Value is too large for int32 value:  [%lld] ", static_cast<long long>(value));
+                return STATUS_ERR_VALUE_TYPE_MISMATCH;
+            }
+            static_cast<typename ValueKind<Other>::Object*>(connected)->setValue(static_cast<Other>(value));
+            return STATUS_OK;
+        }
+        DEBUG_LOG(LOG_ERROR, "STATUS_ERR_VALUE_TYPE_MISMATCH");
+    } else {
+        DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, access.accessTypeName(access.getType()));
+    }
+    return STATUS_ERR_VALUE_TYPE_MISMATCH;
+}
+
+}  // namespace typed
 
 }  // namespace
 
@@ -55,141 +122,11 @@ objbus::ObjectTypeSpec ValueAccessBase::getType() {
 
 std::string ValueAccessBase::getName() { return name; }
 
-int ValueAccessBase::getValue(std::string& out) {
-    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
-        return status;
-    }
-    if (typeOf(object) == objbus::OBJECT_TYPE_STRING) {
-        return static_cast<objbus::ObjectString*>(object)->getValue(out);
-    }
-    DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
-    return STATUS_ERR_VALUE_TYPE_MISMATCH;
-}
-
-int ValueAccessBase::getValue(int& out) {
-    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
-        return status;
-    }
-    if (typeOf(object) == objbus::OBJECT_TYPE_NUMERIC_INTEGER) {
-        out = static_cast<objbus::ObjectNumericInteger*>(object)->getValue();
-        return STATUS_OK;
-    }
-    DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
-    return STATUS_ERR_VALUE_TYPE_MISMATCH;
-}
-
-int ValueAccessBase::getValue(long long& out) {
-    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
-        return status;
-    }
-    if (typeOf(object) == objbus::OBJECT_TYPE_NUMERIC_INT64) {
-        out = static_cast<objbus::ObjectNumericInt64*>(object)->getValue();
-        return STATUS_OK;
-    }
-    DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
-    return STATUS_ERR_VALUE_TYPE_MISMATCH;
-}
-
-int ValueAccessBase::getValue(std::vector<std::string>& out) {
-    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
-        return status;
-    }
-    if (typeOf(object) == objbus::OBJECT_TYPE_VECTOR_STRING) {
-        return static_cast<objbus::ObjectVectorString*>(object)->getValue(out);
-    }
-    DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
-    return STATUS_ERR_VALUE_TYPE_MISMATCH;
-}
-
-int ValueAccessBase::getValue(std::vector<int>& out) {
-    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
-        return status;
-    }
-    if (typeOf(object) == objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER) {
-        return static_cast<objbus::ObjectVectorNumericInteger*>(object)->getValue(out);
-    }
-    DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
-    return STATUS_ERR_VALUE_TYPE_MISMATCH;
-}
-
-int ValueAccessBase::setValue(std::string const& value) {
-    DEBUG_TRACE();
-    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
-        return status;
-    }
-    if (typeOf(object) == objbus::OBJECT_TYPE_STRING) {
-        static_cast<objbus::ObjectString*>(object)->setValue(value);
-        return STATUS_OK;
-    }
-    DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
-    return STATUS_ERR_VALUE_TYPE_MISMATCH;
-}
-
-int ValueAccessBase::setValue(int value) {
-    DEBUG_TRACE();
-    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
-        return status;
-    }
-    objbus::ObjectTypeSpec const type = typeOf(object);
-    if (type == objbus::OBJECT_TYPE_NUMERIC_INTEGER) {
-        static_cast<objbus::ObjectNumericInteger*>(object)->setValue(value);
-        return STATUS_OK;
-    }
-    if (type == objbus::OBJECT_TYPE_NUMERIC_INT64) {
-        static_cast<objbus::ObjectNumericInt64*>(object)->setValue(value);
-        return STATUS_OK;
-    }
-    DEBUG_LOG(LOG_ERROR, NUMBER_MISMATCH_MESSAGE);
-    return STATUS_ERR_VALUE_TYPE_MISMATCH;
-}
-
-int ValueAccessBase::setValue(long long value) {
-    DEBUG_TRACE();
-    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
-        return status;
-    }
-    objbus::ObjectTypeSpec const type = typeOf(object);
-    if (type == objbus::OBJECT_TYPE_NUMERIC_INTEGER) {
-        if (value < std::numeric_limits<int>::min() || value > std::numeric_limits<int>::max()) {
-            DEBUG_LOG(LOG_ERROR, "Value is too large for int32 value:  [%lld] ", value);
-            return STATUS_ERR_VALUE_TYPE_MISMATCH;
-        }
-        static_cast<objbus::ObjectNumericInteger*>(object)->setValue(static_cast<int>(value));
-        return STATUS_OK;
-    }
-    if (type == objbus::OBJECT_TYPE_NUMERIC_INT64) {
-        static_cast<objbus::ObjectNumericInt64*>(object)->setValue(value);
-        return STATUS_OK;
-    }
-    DEBUG_LOG(LOG_ERROR, NUMBER_MISMATCH_MESSAGE);
-    return STATUS_ERR_VALUE_TYPE_MISMATCH;
-}
-
-int ValueAccessBase::setValue(std::vector<std::string> const& value) {
-    DEBUG_TRACE();
-    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
-        return status;
-    }
-    if (typeOf(object) == objbus::OBJECT_TYPE_VECTOR_STRING) {
-        static_cast<objbus::ObjectVectorString*>(object)->setValue(byPosition(value));
-        return STATUS_OK;
-    }
-    DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
-    return STATUS_ERR_VALUE_TYPE_MISMATCH;
-}
-
-int ValueAccessBase::setValue(std::vector<int> const& value) {
-    DEBUG_TRACE();
-    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
-        return status;
-    }
-    if (typeOf(object) == objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER) {
-        static_cast<objbus::ObjectVectorNumericInteger*>(object)->setValue(byPosition(value));
-        return STATUS_OK;
-    }
-    DEBUG_LOG(LOG_ERROR, TYPE_MISMATCH_MESSAGE, accessTypeName(getType()));
-    return STATUS_ERR_VALUE_TYPE_MISMATCH;
-}
+#define NRX_READ_AND_WRITE(T, ...)                                                        \
+    int ValueAccessBase::getValue(T& out) { return typed::getValue(*this, object, out); } \
+    int ValueAccessBase::setValue(Passed<T> value) { return typed::setValue<T>(*this, object, value); }
+NRX_VALUE_KINDS(NRX_READ_AND_WRITE)
+#undef NRX_READ_AND_WRITE
 
 void ValueAccessBase::onNewValue(ValueObject const& value) {
     DEBUG_TRACE();
@@ -199,26 +136,20 @@ void ValueAccessBase::onNewValue(ValueObject const& value) {
 }
 
 char const* ValueAccessBase::accessTypeName(objbus::ObjectTypeSpec type) {
+#define NRX_NAME(OBJECT_TYPE) \
+    case objbus::OBJECT_TYPE: \
+        return #OBJECT_TYPE;
+#define NRX_NAME_OF_KIND(T, OBJECT, OBJECT_TYPE, ...) NRX_NAME(OBJECT_TYPE)
     switch (type) {
-        case objbus::OBJECT_TYPE_NUMERIC_INTEGER:
-            return "OBJECT_TYPE_NUMERIC_INTEGER";
-        case objbus::OBJECT_TYPE_STRING:
-            return "OBJECT_TYPE_STRING";
-        case objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:
-            return "OBJECT_TYPE_VECTOR_NUMERIC_INTEGER";
-        case objbus::OBJECT_TYPE_VECTOR_STRING:
-            return "OBJECT_TYPE_VECTOR_STRING";
-        case objbus::OBJECT_TYPE_ACTION:
-            return "OBJECT_TYPE_ACTION";
-        case objbus::OBJECT_TYPE_TABLE:
-            return "OBJECT_TYPE_TABLE";
-        case objbus::OBJECT_TYPE_VECTOR_INTEGER:
-            return "OBJECT_TYPE_VECTOR_INTEGER";
-        case objbus::OBJECT_TYPE_NUMERIC_INT64:
-            return "OBJECT_TYPE_NUMERIC_INT64";
+        NRX_VALUE_KINDS(NRX_NAME_OF_KIND)
+        NRX_NAME(OBJECT_TYPE_ACTION)
+        NRX_NAME(OBJECT_TYPE_TABLE)
+        NRX_NAME(OBJECT_TYPE_VECTOR_INTEGER)
         case objbus::OBJECT_TYPE_NONE:
             break;
     }
+#undef NRX_NAME_OF_KIND
+#undef NRX_NAME
     return "OBJECT_TYPE_NONE";
 }
 
@@ -237,7 +168,7 @@ int ValueAccessBase::tryConnectIfNeeded() {
 
 objbus::RootInterface* ValueAccessBase::getRootInterface() {
     boost::shared_ptr<frame::Interface> reference;
-    int const status = frame::Process::getInstance().getInterfaceReference(reference, ROOT_INTERFACE_NAME);
+    int const status = frame::Process::getInstance().getInterfaceReference(reference, rootInterfaceName());
     if (status != 0 || !reference) {
         std::puts("get interface Reference failed.");
         return nullptr;

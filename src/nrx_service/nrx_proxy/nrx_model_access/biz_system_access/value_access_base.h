@@ -12,8 +12,8 @@
 namespace orvane::system::support {
 
 /// What every access object shares: one model object named by its key, typed reads and writes that connect on demand,
-/// and the way of new values to a `ValueHandler`. The access objects themselves are final: what varies is in the
-/// handlers.
+/// and the way of new values to a `ValueHandler`. What varies is best put into a handler; a class that derives from an
+/// access object, for a reaction of its own or as a fake, may override any operation and use the fields.
 ///
 /// The caller's thread connects, disconnects, reads and writes; calls on one access object come from one thread at a
 /// time. Notifications come on the model's delivery thread, perhaps before `connect` has returned; a handler leaves the
@@ -25,7 +25,7 @@ namespace orvane::system::support {
 /// contract.
 class NRX_EXPORT ValueAccessBase {
 public:
-    ValueAccessBase(ValueAccessBase const&) = delete;
+    ValueAccessBase(ValueAccessBase const&) = delete;  ///< The model knows the object by its address.
     ValueAccessBase& operator=(ValueAccessBase const&) = delete;
     /// Does not disconnect; that is the concrete class's or its owner's part.
     virtual ~ValueAccessBase();
@@ -65,16 +65,21 @@ public:
     virtual int setValue(std::vector<std::string> const& value);
     virtual int setValue(std::vector<int> const& value);
 
-protected:
-    /// Hands a new value to the handler, if there is one. The handler may destroy this object: a caller touches
-    /// nothing of it afterwards.
+    /// Hands a new value to the handler, if there is one, on the thread that calls. The handler may destroy this
+    /// object: a caller touches nothing of it afterwards.
     virtual void onNewValue(ValueObject const& value);
 
+    /// Connects, when not connected, with the budget of the last `connect(int)`, and logs the outcome. 0 connected or
+    /// connected already, else the status of `connect`. Reads and writes begin with it.
+    int tryConnectIfNeeded();
+
+    /// Looks the root interface up, anew at every call. Null when the framework refuses. It stays valid for as long as
+    /// the process runs.
+    objbus::RootInterface* getRootInterface();
+
+protected:
     ValueAccessBase();
     explicit ValueAccessBase(std::string const& key);
-
-    /// Looks the root interface up, anew at every call. Null when the framework refuses.
-    objbus::RootInterface* getRootInterface();
 
     objbus::Object* object = nullptr;  ///< Connected exactly when not null. The model owns it.
     std::shared_ptr<ValueHandler> handler;
@@ -83,8 +88,6 @@ protected:
 
 private:
     friend struct ValueOperations;  ///< What the instances of `ValueAccessT` have in common.
-
-    NRX_INTERNAL int tryConnectIfNeeded();
 };
 
 }  // namespace orvane::system::support

@@ -30,7 +30,7 @@ public:
         }
     }
 
-private:
+protected:
     T* object;
     Member member;
 };

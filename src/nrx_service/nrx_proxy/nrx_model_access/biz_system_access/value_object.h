@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_export.h"
@@ -23,6 +24,18 @@ enum ValueObjectType : std::int32_t {
     VALUE_VECTOR = 9,
     VALUE_UNDEFINED = 255,
 };
+
+namespace detail {
+
+/// `char const*` and what converts to it is text; any other pointer would silently become a bool.
+template <typename T>
+inline constexpr bool IS_TEXT = std::is_pointer_v<T>&& std::is_convertible_v<T, char const*>;
+template <typename T>
+inline constexpr bool IS_POINTER = std::is_pointer_v<T> || std::is_member_pointer_v<T> || std::is_null_pointer_v<T>;
+
+inline std::string textOf(char const* text) { return text != nullptr ? std::string(text) : std::string(); }
+
+}  // namespace detail
 
 /// A model value as handlers see it.
 ///
@@ -47,8 +60,9 @@ public:
     virtual IValueObject& operator=(float value) = 0;
     virtual IValueObject& operator=(double value) = 0;
     virtual IValueObject& operator=(std::string const& value) = 0;
-    /// An object pointer, a string literal above all, would silently become a bool.
-    IValueObject& operator=(void const* value) = delete;
+    /// No pointer, not even a string literal: wrap it in a `std::string`.
+    template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
+    IValueObject& operator=(Pointer value) = delete;
 
     /// The value as text: "null", "Undefined", decimal numbers, "TRUE" or "FALSE", floating point with six significant
     /// digits, a string as it is, a list as its elements' texts between brackets with commas. The same in every locale.
@@ -76,20 +90,29 @@ protected:
 /// The variant value: a scalar, a string or a list of further values, held by value.
 ///
 /// Lists may be nested as deep as the caller's stack allows a recursion. The fields are public; a list is built by
-/// setting `typeTag` to `VALUE_VECTOR` and appending to `elements`.
-class NRX_EXPORT ValueObject final : public IValueObject {
+/// setting `typeTag` to `VALUE_VECTOR` and appending to `elements`, which hold plain `ValueObject`s: an element of a
+/// derived class would be cut to its base.
+///
+/// A value is made from what it is to hold: `ValueObject value = 5;`, `list.elements.push_back("text")`. Because it
+/// converts to many types and from them, some shorthands are ambiguous and do not compile: `value == 5` (write
+/// `value == ValueObject(5)`), `text = value` for a string that exists (`text = value.convertToStringType()`),
+/// `value = {}` (`value = ValueObject()`), and arguments of type `long`, such as `size_t` and `int64_t` on x86-64
+/// (cast).
+class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
-    /// Each holds the argument and its type.
-    explicit ValueObject(bool value);
-    explicit ValueObject(int value);
-    explicit ValueObject(unsigned int value);
-    explicit ValueObject(long long value);
-    explicit ValueObject(unsigned long long value);
-    explicit ValueObject(float value);
-    explicit ValueObject(double value);
-    explicit ValueObject(std::string const& value);
-    explicit ValueObject(void const* value) = delete;
+    /// Each holds the argument and its type; text is held as a string, an empty one for null.
+    ValueObject(bool value);
+    ValueObject(int value);
+    ValueObject(unsigned int value);
+    ValueObject(long long value);
+    ValueObject(unsigned long long value);
+    ValueObject(float value);
+    ValueObject(double value);
+    ValueObject(std::string const& value);
+    ValueObject(char const* value) : ValueObject(detail::textOf(value)) {}
+    template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
+    ValueObject(Pointer value) = delete;
 
     /// Takes the tag and the member that it names; the other members start empty.
     ValueObject(ValueObject const& other);
@@ -112,7 +135,9 @@ public:
     ValueObject& operator=(float value) override;
     ValueObject& operator=(double value) override;
     ValueObject& operator=(std::string const& value) override;
-    ValueObject& operator=(void const* value) = delete;
+    ValueObject& operator=(char const* value) { return *this = detail::textOf(value); }
+    template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
+    ValueObject& operator=(Pointer value) = delete;
 
     std::string convertToStringType() const override;
     operator bool() const override;

@@ -1,0 +1,124 @@
+#include <cmath>
+#include <limits>
+#include <type_traits>
+#include <variant>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_object.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_scalar.h"
+
+// What a value converts to, and what it equals.
+
+namespace orvane::system::support {
+
+namespace {
+
+template <typename Integer>
+Integer truncate(double value) {
+    using Limits = std::numeric_limits<Integer>;
+    if (std::isnan(value)) {
+        return 0;
+    }
+    // The power of two above the maximum is exact; the maximum itself need not be.
+    if (value >= std::ldexp(1.0, Limits::digits)) {
+        return Limits::max();
+    }
+    if (value <= static_cast<double>(Limits::min())) {
+        return Limits::min();
+    }
+    return static_cast<Integer>(value);
+}
+
+template <typename To, typename From>
+To convertNumber(From value) {
+    if constexpr (std::is_same_v<To, bool>) {
+        return value != From{};
+    } else if constexpr (std::is_floating_point_v<From> && std::is_integral_v<To>) {
+        return truncate<To>(value);
+    } else {
+        return static_cast<To>(value);
+    }
+}
+
+/// The number that a value holds, as the widest type of its kind: every conversion gives from it what it gives from the
+/// number's own type. Nothing for a value that holds none.
+using Number = std::variant<std::monostate, long long, unsigned long long, double>;
+
+Number numberOf(ValueObject const& value) {
+    auto const& scalar = value.scalar;
+    switch (value.typeTag) {
+        case VALUE_INT:
+            return static_cast<long long>(scalar.intValue);
+        case VALUE_UINT:
+            return static_cast<long long>(scalar.uintValue);
+        case VALUE_INT64:
+            return scalar.int64Value;
+        case VALUE_UINT64:
+            return scalar.uint64Value;
+        case VALUE_BOOL:
+            return static_cast<long long>(boolOf(scalar));
+        case VALUE_FLOAT:
+            return static_cast<double>(scalar.floatValue);
+        case VALUE_DOUBLE:
+            return scalar.doubleValue;
+        default:
+            return {};
+    }
+}
+
+template <typename To>
+To scalarOf(ValueObject const& value) {
+    Number const number = numberOf(value);
+    if (auto const* const integer = std::get_if<long long>(&number)) {
+        return convertNumber<To>(*integer);
+    }
+    if (auto const* const natural = std::get_if<unsigned long long>(&number)) {
+        return convertNumber<To>(*natural);
+    }
+    if (auto const* const floating = std::get_if<double>(&number)) {
+        return convertNumber<To>(*floating);
+    }
+    return {};
+}
+
+}  // namespace
+
+#define NRX_CONVERT(T, TAG, ALTERNATIVE) \
+    ValueObject::operator T() const { return scalarOf<T>(*this); }
+NRX_SCALARS(NRX_CONVERT)
+#undef NRX_CONVERT
+
+ValueObject::operator std::vector<unsigned int>() const { return convertToVectorT(0U); }
+ValueObject::operator std::vector<int>() const { return convertToVectorT(0); }
+ValueObject::operator std::vector<std::string>() const { return convertToVectorT(std::string()); }
+
+template <typename T>
+std::vector<T> ValueObject::convertToVectorT(T /*elementType*/) const {
+    bool const isList = typeTag == VALUE_VECTOR;
+    ValueObject const* const first = isList ? elements.data() : this;
+    return std::vector<T>(first, first + (isList ? elements.size() : 1));
+}
+
+template NRX_EXPORT std::vector<unsigned int> ValueObject::convertToVectorT(unsigned int) const;
+template NRX_EXPORT std::vector<int> ValueObject::convertToVectorT(int) const;
+template NRX_EXPORT std::vector<std::string> ValueObject::convertToVectorT(std::string) const;
+
+bool ValueObject::operator==(ValueObject const& other) const {
+    switch (typeTag) {
+        case VALUE_NULL:
+        case VALUE_UNDEFINED:
+            return other.typeTag == typeTag;
+        case VALUE_STRING:
+            return other.typeTag == VALUE_STRING && stringValue == other.stringValue;
+        case VALUE_VECTOR:
+            return other.typeTag == VALUE_VECTOR && elements == other.elements;
+#define NRX_EQUAL(T, TAG, ALTERNATIVE) \
+    case TAG:                          \
+        return scalarOf<T>(*this) == scalarOf<T>(other);
+            NRX_SCALARS(NRX_EQUAL)
+#undef NRX_EQUAL
+        default:
+            return false;
+    }
+}
+
+}  // namespace orvane::system::support

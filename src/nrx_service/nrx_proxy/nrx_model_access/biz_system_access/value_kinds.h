@@ -1,0 +1,50 @@
+#pragma once
+
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "objbus/object.h"
+#include "objbus/observer.h"
+
+// Private to the access layer.
+
+/// What the model calls each kind of plain value: KIND(C++ type, object interface, object type, observer interface,
+/// notification). Everything that differs between the kinds follows from a row here and from the public declarations.
+#define NRX_VALUE_KINDS(KIND)                                                                            \
+    KIND(int, ObjectNumericInteger, OBJECT_TYPE_NUMERIC_INTEGER, ObserverNumericInteger, notifyNewValue) \
+    KIND(long long, ObjectNumericInt64, OBJECT_TYPE_NUMERIC_INT64, ObserverNumericInt64, notifyNewValue) \
+    KIND(std::string, ObjectString, OBJECT_TYPE_STRING, ObserverString, notifyNewValue)                  \
+    KIND(std::vector<int>, ObjectVectorNumericInteger, OBJECT_TYPE_VECTOR_NUMERIC_INTEGER,               \
+         ObserverVectorNumericInteger, notifyIntegerVector)                                              \
+    KIND(std::vector<std::string>, ObjectVectorString, OBJECT_TYPE_VECTOR_STRING, ObserverVectorString,  \
+         notifyStringVector)
+
+namespace orvane::system::support {
+
+/// A kind by its C++ type.
+template <typename T>
+struct ValueKind;
+
+/// A kind by its observer interface.
+template <typename Obs>
+struct ObserverKind;
+
+#define NRX_DESCRIBE_KIND(T, OBJECT, OBJECT_TYPE, OBSERVER, NOTIFICATION) \
+    template <>                                                           \
+    struct ValueKind<T> {                                                 \
+        using Object = objbus::OBJECT;                                    \
+        static constexpr auto TYPE = objbus::OBJECT_TYPE;                 \
+    };                                                                    \
+    template <>                                                           \
+    struct ObserverKind<objbus::OBSERVER> : ValueKind<T> {                \
+        static constexpr char NAME[] = #OBSERVER;                         \
+    };
+NRX_VALUE_KINDS(NRX_DESCRIBE_KIND)
+#undef NRX_DESCRIBE_KIND
+
+/// How a value of the kind is handed over in the public declarations.
+template <typename T>
+using Passed = std::conditional_t<std::is_arithmetic_v<T>, T, T const&>;
+
+}  // namespace orvane::system::support
