@@ -58,16 +58,19 @@ void addReadsAndWrites(simulator::Television& television) {
     for (int const count : {3, 100, 10000}) {
         std::string const suffix = "/" + std::to_string(count);
         Strings const values = strings(count, 8);
-        std::map<int, std::string> elements;
-        for (std::string const& value : values) {
-            elements.emplace(static_cast<int>(elements.size()), value);
-        }
         Connected<StringListAccess, objbus::ObjectVectorString> const list(television, "list" + suffix, values);
         add("ReadList" + suffix, reading<Strings>(list.access));
         add("LimitReadList" + suffix, reading<Strings>(list.object));
         add("WriteList" + suffix, [list, values] { return [list, values] { list.access->setValue(values); }; });
-        add("LimitWriteList" + suffix,
-            [list, elements] { return [list, elements] { list.object->setValue(elements); }; });
+        add("LimitWriteList" + suffix, [list, values] {
+            return [list, values] {
+                std::map<int, std::string> elements;
+                for (std::string const& value : values) {
+                    elements.emplace_hint(elements.end(), static_cast<int>(elements.size()), value);
+                }
+                list.object->setValue(elements);
+            };
+        });
     }
 }
 

@@ -3,6 +3,7 @@
 #include <boost/signals2/signal.hpp>
 #include <nlohmann/json.hpp>
 
+#include "limit_relay.h"
 #include "measure.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 
@@ -81,6 +82,7 @@ void addRelay() {
     for (int const length : {8, 48}) {
         for (int const count : {1, 3, 100, 10000}) {
             addWay<Relay>("Relay", count, length);
+            addWay<LimitRelay>("LimitRelay", count, length);
             addWay<LimitTwoCopies>("LimitTwoCopies", count, length);
             addWay<PeerJsonSignal>("PeerJsonSignal", count, length);
             addWay<PeerGVariant>("PeerGVariant", count, length);

@@ -36,7 +36,7 @@ class ModelObject;
 struct Key {
     ModelObject* published = nullptr;
     KeyCounts counts;  ///< But for the following one, which is counted without the mutex.
-    std::atomic<int> typeQueries = 0;
+    std::atomic<int> typeQueries = 0;  ///< Not added to atomically, which would take as long as what it counts.
     ConnectFault connectFault{STATUS_OK, false, 0};
     int readFault = STATUS_OK;
     int invokeFault = STATUS_OK;

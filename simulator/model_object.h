@@ -58,7 +58,8 @@ public:
     ObjectOf(Model& model, Key& key, objbus::ObjectTypeSpec type) : ModelObject(model, key), type_(type) {}
 
     int getType(objbus::ObjectTypeSpec& type) final {
-        ++key().typeQueries;
+        auto& queries = key().typeQueries;
+        queries.store(queries.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
         type = type_;
         return STATUS_OK;
     }

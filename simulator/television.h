@@ -66,7 +66,7 @@ struct KeyCounts {
     int connectAttempts = 0;
     int disconnects = 0;
     int disconnectsWithoutObject = 0;  ///< Of those, the ones given a null object.
-    int typeQueries = 0;
+    int typeQueries = 0;  ///< Exact while one thread asks at a time.
     int reads = 0;
     int writes = 0;
     int destroyIteratorCalls = 0;  ///< On the key's tables, whatever they were given.

@@ -13,7 +13,7 @@ template <typename T>
 ValueObject listValue(std::vector<T> const& items) {
     ValueObject list;
     list.typeTag = VALUE_VECTOR;
-    list.elements = std::vector<ValueObject>(items.begin(), items.end());
+    std::vector<ValueObject>(items.begin(), items.end()).swap(list.elements);
     return list;
 }
 

@@ -80,6 +80,13 @@ To scalarOf(ValueObject const& value) {
     return {};
 }
 
+template <typename T>
+std::vector<T> listOf(ValueObject const& value) {
+    bool const isList = value.typeTag == VALUE_VECTOR;
+    ValueObject const* const first = isList ? value.elements.data() : &value;
+    return std::vector<T>(first, first + (isList ? value.elements.size() : 1));
+}
+
 }  // namespace
 
 #define NRX_CONVERT(T, TAG, ALTERNATIVE) \
@@ -87,15 +94,13 @@ To scalarOf(ValueObject const& value) {
 NRX_SCALARS(NRX_CONVERT)
 #undef NRX_CONVERT
 
-ValueObject::operator std::vector<unsigned int>() const { return convertToVectorT(0U); }
-ValueObject::operator std::vector<int>() const { return convertToVectorT(0); }
-ValueObject::operator std::vector<std::string>() const { return convertToVectorT(std::string()); }
+ValueObject::operator std::vector<unsigned int>() const { return listOf<unsigned int>(*this); }
+ValueObject::operator std::vector<int>() const { return listOf<int>(*this); }
+ValueObject::operator std::vector<std::string>() const { return listOf<std::string>(*this); }
 
 template <typename T>
 std::vector<T> ValueObject::convertToVectorT(T /*elementType*/) const {
-    bool const isList = typeTag == VALUE_VECTOR;
-    ValueObject const* const first = isList ? elements.data() : this;
-    return std::vector<T>(first, first + (isList ? elements.size() : 1));
+    return listOf<T>(*this);
 }
 
 template NRX_EXPORT std::vector<unsigned int> ValueObject::convertToVectorT(unsigned int) const;

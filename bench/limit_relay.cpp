@@ -1,0 +1,152 @@
+#include "limit_relay.h"
+
+#include <atomic>
+
+#include "nrx_service/nrx_proxy/diagnostics/debug_log.h"
+
+namespace bench {
+
+namespace {
+
+namespace diagnostics = orvane::diagnostics;
+
+bool admitted(diagnostics::LogLevel level) {
+    DebugLevelRecord record = diagnostics::levelRecord(level);
+    return debugCheckLevel(&record) != 0;
+}
+
+/// What a traced operation asks of the platform.
+class Trace {
+public:
+    Trace() : file_(sourceBaseName(__FILE__)) { write(); }
+    Trace(Trace const&) = delete;
+    Trace& operator=(Trace const&) = delete;
+    ~Trace() { write(); }
+
+private:
+    void write() const {
+        if (admitted(diagnostics::LOG_DEBUG)) {
+            debugOutput("%s\n", sourceBaseName(file_));
+        }
+    }
+
+    char const* file_;
+};
+
+/// The fields of a value.
+struct Fields {
+    Fields() = default;
+    explicit Fields(std::string const& text) : typeTag(VALUE_STRING), stringValue(text) {}
+
+    ValueObjectType typeTag = VALUE_UNDEFINED;
+    ValueObject::Scalar scalar;
+    std::string stringValue;
+    std::vector<Fields> elements;
+};
+
+/// Hides the class of an object from the compiler, which would else make its virtual calls direct.
+template <typename Interface>
+Interface* hidden(Interface* object) {
+    benchmark::DoNotOptimize(object);
+    return object;
+}
+
+struct Value {
+    Value() = default;
+    Value(Value const&) = delete;
+    Value& operator=(Value const&) = delete;
+    virtual ~Value() = default;
+    virtual ValueObjectType type() const = 0;
+    virtual Strings list() const = 0;
+};
+
+struct ListValue final : Value {
+    explicit ListValue(Strings const& list) {
+        fields.typeTag = VALUE_VECTOR;
+        fields.elements = std::vector<Fields>(list.begin(), list.end());
+    }
+    ValueObjectType type() const override { return fields.typeTag; }
+    Strings list() const override {
+        Strings texts;
+        texts.reserve(fields.elements.size());
+        for (Fields const& element : fields.elements) {
+            texts.push_back(element.stringValue);
+        }
+        return texts;
+    }
+
+    Fields fields;
+};
+
+struct Facade {
+    Facade() = default;
+    Facade(Facade const&) = delete;
+    Facade& operator=(Facade const&) = delete;
+    virtual ~Facade() = default;
+    virtual void onCommand(Value const& value) = 0;
+};
+
+struct ListeningFacade final : Facade {
+    void onCommand(Value const& value) override {
+        if (value.type() != VALUE_VECTOR || !listening) {
+            return;
+        }
+        Strings const list = value.list();
+        for (std::string const& text : list) {
+            if (admitted(diagnostics::LOG_DEBUG)) {
+                debugOutput("%s %s\n", sourceBaseName(__FILE__), text.c_str());
+            }
+        }
+        if (orvane::NRXModelAccessClient* const receiver = client) {
+            receiver->onNRXCommandReceived(list);
+        }
+    }
+
+    std::atomic<orvane::NRXModelAccessClient*> client = &bench::client();
+    std::atomic<bool> listening = true;
+};
+
+struct Handler {
+    Handler() = default;
+    Handler(Handler const&) = delete;
+    Handler& operator=(Handler const&) = delete;
+    virtual ~Handler() = default;
+    virtual void handle(Value const& value) = 0;
+};
+
+struct BoundHandler final : Handler {
+    void handle(Value const& value) override { (facade->*member)(value); }
+
+    ListeningFacade target;
+    Facade* facade = hidden<Facade>(&target);
+    void (Facade::*member)(Value const&) = &Facade::onCommand;
+};
+
+}  // namespace
+
+struct LimitRelay::Observer {
+    Observer() = default;
+    Observer(Observer const&) = delete;
+    Observer& operator=(Observer const&) = delete;
+    virtual ~Observer() = default;
+
+    virtual void notify(Strings const& list) {
+        Trace const trace;
+        ListValue const value(list);
+        hidden(this)->onNewValue(*hidden<Value const>(&value));
+    }
+    virtual void onNewValue(Value const& value) {
+        Trace const trace;
+        handler->handle(value);
+    }
+
+    std::unique_ptr<Handler> handler = std::make_unique<BoundHandler>();
+};
+
+LimitRelay::LimitRelay() : observer_(std::make_unique<Observer>()) {}
+
+LimitRelay::~LimitRelay() = default;
+
+void LimitRelay::operator()(Strings const& list) { hidden(observer_.get())->notify(list); }
+
+}  // namespace bench
