@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <boost/shared_ptr.hpp>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -9,11 +10,20 @@
 #include <utility>
 #include <vector>
 
+#include "frame/process.h"
 #include "objbus/object.h"
+#include "objbus/root_interface.h"
 #include "simulator/delivery.h"
 #include "simulator/television.h"
 
 // Private to the simulator.
+
+namespace frame {
+
+/// A reference to the simulated root interface, or to what takes its place.
+boost::shared_ptr<Interface> simulatedRoot(objbus::RootInterface* replacement);
+
+}  // namespace frame
 
 namespace simulator {
 
@@ -35,7 +45,7 @@ class ModelObject;
 /// Everything about one key. Never removed, since objects refer to it.
 struct Key {
     ModelObject* published = nullptr;
-    KeyCounts counts;  ///< But for the following one, which is counted without the mutex.
+    KeyCounts counts;                  ///< But for the following one, which is counted without the mutex.
     std::atomic<int> typeQueries = 0;  ///< Not added to atomically, which would take as long as what it counts.
     ConnectFault connectFault{STATUS_OK, false, 0};
     int readFault = STATUS_OK;
@@ -67,6 +77,8 @@ public:
     /// Withdrawn ones too: clients keep plain pointers to them.
     std::vector<std::unique_ptr<ModelObject>> objects;
     RootLookup rootLookup = RootLookup::published;
+    /// Made beforehand: a client may look it up when memory has run out.
+    boost::shared_ptr<frame::Interface> root = frame::simulatedRoot(nullptr);
     int lookups = 0;
     Delivery delivery;
 };

@@ -111,8 +111,8 @@ void Iterator::commit() {
     post([](auto& observer) { observer.notifyCommit(STATUS_OK); });
 }
 
-TableObject::TableObject(Model& model, Key& key, Rows rows)
-    : ObjectOf(model, key, objbus::OBJECT_TYPE_TABLE), rows_(std::move(rows)) {}
+TableObject::TableObject(Model& model, Key& key, objbus::ObjectTypeSpec type, Rows rows)
+    : ObjectOf(model, key, type), rows_(std::move(rows)) {}
 
 objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& type,
                                                    objbus::ObserverTableIterator* observer,

@@ -243,7 +243,7 @@ private:
 /// A table with its rows, and the iterators that were made on it.
 class TableObject final : public ObjectOf<objbus::ObjectTable, objbus::ObserverTable> {
 public:
-    TableObject(Model& model, Key& key, Rows rows);
+    TableObject(Model& model, Key& key, objbus::ObjectTypeSpec type, Rows rows);
     objbus::TableIterator* createIterator(objbus::IteratorType const& type, objbus::ObserverTableIterator* observer,
                                           std::vector<objbus::TableSelection> const& selections,
                                           std::vector<int> const& columns,

@@ -40,14 +40,11 @@ private:
     objbus::RootInterface* target_;
 };
 
-/// The television's answer to one lookup of the root interface.
-simulator::RootLookup lookUpRoot(simulator::Model& model) {
-    std::lock_guard const lock(model.mutex);
-    ++model.lookups;
-    return model.rootLookup;
-}
-
 }  // namespace
+
+boost::shared_ptr<Interface> simulatedRoot(objbus::RootInterface* replacement) {
+    return boost::make_shared<RootReference>(replacement != nullptr ? replacement : &root);
+}
 
 Interface::~Interface() = default;
 
@@ -65,7 +62,9 @@ int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std:
     if (name != ROOT_INTERFACE_NAME) {
         return simulator::STATUS_UNKNOWN_INTERFACE;
     }
-    switch (lookUpRoot(*model)) {
+    std::lock_guard const lock(model->mutex);
+    ++model->lookups;
+    switch (model->rootLookup) {
         case simulator::RootLookup::refused:
             return simulator::STATUS_LOOKUP_REFUSED;
         case simulator::RootLookup::emptyReference:
@@ -75,7 +74,7 @@ int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std:
             reference = boost::make_shared<RootReference>(nullptr);
             break;
         case simulator::RootLookup::published:
-            reference = boost::make_shared<RootReference>(&root);
+            reference = model->root;
             break;
     }
     return simulator::STATUS_OK;

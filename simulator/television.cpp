@@ -64,10 +64,12 @@ void Television::publishAction(std::string const& key, ActionScript script) {
     model_->publish<ActionObject>(key, std::move(script));
 }
 
-void Television::publishTable(std::string const& key, Rows rows) { model_->publish<TableObject>(key, std::move(rows)); }
+void Television::publishTable(std::string const& key, Rows rows) {
+    model_->publish<TableObject>(key, objbus::OBJECT_TYPE_TABLE, std::move(rows));
+}
 
 void Television::publishBare(std::string const& key, objbus::ObjectTypeSpec type) {
-    switch (type) {  // A client casts an object of these types to its kind, so that it must be one.
+    switch (type) {  // A client casts an object to the kind that its type names, so that it must be one.
         case objbus::OBJECT_TYPE_NUMERIC_INTEGER:
             return publish(key, 0);
         case objbus::OBJECT_TYPE_NUMERIC_INT64:
@@ -80,13 +82,14 @@ void Television::publishBare(std::string const& key, objbus::ObjectTypeSpec type
             return publish(key, std::vector<std::string>());
         case objbus::OBJECT_TYPE_ACTION:
             return publishAction(key, {});
-        case objbus::OBJECT_TYPE_TABLE:
-            return publishTable(key, {});
-        case objbus::OBJECT_TYPE_NONE:
         case objbus::OBJECT_TYPE_VECTOR_INTEGER:
+            return model_->publish<BareObject>(key, type);
+        case objbus::OBJECT_TYPE_TABLE:
+        case objbus::OBJECT_TYPE_NONE:
             break;
     }
-    model_->publish<BareObject>(key, type);
+    model_->publish<TableObject>(key, type,
+                                 Rows());  // Also of no type that is known: taken for a table by who wants one.
 }
 
 bool Television::withdraw(std::string const& key) {
@@ -141,6 +144,12 @@ void Television::failInvokes(std::string const& key, int status) {
 void Television::refuseIterators(std::string const& key, bool refuse) {
     std::lock_guard const lock(model_->mutex);
     model_->keys[key].refusesIterators = refuse;
+}
+
+void Television::setRoot(objbus::RootInterface* root) {
+    auto reference = frame::simulatedRoot(root);
+    std::lock_guard const lock(model_->mutex);
+    model_->root.swap(reference);
 }
 
 int Television::lookups() const {

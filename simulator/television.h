@@ -11,6 +11,7 @@
 
 #include "objbus/argument.h"
 #include "objbus/object_type.h"
+#include "objbus/root_interface.h"
 #include "objbus/table.h"
 
 namespace simulator {
@@ -66,7 +67,7 @@ struct KeyCounts {
     int connectAttempts = 0;
     int disconnects = 0;
     int disconnectsWithoutObject = 0;  ///< Of those, the ones given a null object.
-    int typeQueries = 0;  ///< Exact while one thread asks at a time.
+    int typeQueries = 0;               ///< Exact while one thread asks at a time.
     int reads = 0;
     int writes = 0;
     int destroyIteratorCalls = 0;  ///< On the key's tables, whatever they were given.
@@ -94,8 +95,8 @@ public:
     void publishAction(std::string const& key, ActionScript script);
     /// Publishes a table. An iterator reads from its rows the columns that it asked for.
     void publishTable(std::string const& key, Rows rows);
-    /// Publishes an object of any type, also of one that no client operation serves: such an object has a type and
-    /// nothing else. One of the other types holds an empty value.
+    /// Publishes an object of any type, with an empty value. One of `OBJECT_TYPE_VECTOR_INTEGER`, which no client
+    /// operation serves, has a type and nothing else; one of no type that is known is a table that does not say so.
     void publishBare(std::string const& key, objbus::ObjectTypeSpec type);
 
     /// Takes the object away from its key and returns whether there was one. Clients connected to it keep their
@@ -118,6 +119,9 @@ public:
 
     /// Decides what clients get from now on when they look the root interface up.
     void setRootLookup(RootLookup answer);
+    /// Gives clients a root interface of the test's own from now on, and so a data model that does what no television
+    /// should; null gives them the television's again. Its clients end before it does.
+    void setRoot(objbus::RootInterface* root);
     /// Makes connects to `key` fail from now on, until the fault is used up or replaced.
     void failConnects(std::string const& key, ConnectFault fault);
     /// Makes the reads of strings and lists under `key` return `status`, and leave the caller's variable alone; 0 ends

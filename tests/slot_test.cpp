@@ -177,5 +177,69 @@ TEST_F(SlotTest, TheOtherAccessesAndTheirObservers) {
     EXPECT_EQ(handler.called, (Slots{0, 1, 2, 3, 4, 5, 6, 7, 8, 0, 1, 2, 3, 4, 5, 6, 7, 8}));
 }
 
+/// Expects the fields one after the other behind the first `size` bytes of the class, and nothing after them.
+template <typename Class, typename... Classes, typename... Types>
+void expectFields(std::size_t size, Types Classes::*... fields) {
+    auto const aligned = [&size](std::size_t alignment) {
+        return size = (size + alignment - 1) / alignment * alignment;
+    };
+    auto const expectNext = [&]<typename Owner, typename Type>(Type Owner::*field) {
+        std::size_t const offset = std::bit_cast<std::size_t>(field);
+        EXPECT_EQ(offset, aligned(alignof(Type)));
+        size += sizeof(Type);
+    };
+    (expectNext(fields), ...);
+    EXPECT_EQ(sizeof(Class), aligned(alignof(Class)));
+}
+
+struct OpenBase : ValueAccessBase {
+    static void expect() {
+        expectFields<ValueAccessBase>(sizeof(void*), &OpenBase::object, &OpenBase::handler, &OpenBase::name,
+                                      &OpenBase::connectTimeoutMs);
+    }
+};
+
+constexpr std::size_t BASES = sizeof(ValueAccessBase) + sizeof(void*);  ///< Of an access: also its observer.
+
+struct OpenAction : ActionAccess {
+    static void expect() { expectFields<ActionAccess>(BASES, &OpenAction::actionHandler); }
+};
+
+struct OpenTable : TableAccess {
+    static void expect() { expectFields<TableAccess>(BASES, &OpenTable::tableHandler, &OpenTable::table); }
+};
+
+struct OpenIterator : IteratorAccess {
+    static void expect() {
+        expectFields<IteratorAccess>(BASES, &OpenIterator::iteratorHandler, &OpenIterator::iteratorType,
+                                     &OpenIterator::selections, &OpenIterator::columns, &OpenIterator::orders,
+                                     &OpenIterator::iterator, &OpenIterator::tableAccess);
+    }
+};
+
+struct OpenFacade : orvane::NRXModelAccess {
+    static void expect() {
+        expectFields<NRXModelAccess>(
+            sizeof(void*), &OpenFacade::client, &OpenFacade::commandListenerStarted, &OpenFacade::eventListenerStarted,
+            &OpenFacade::commandValue, &OpenFacade::eventValue, &OpenFacade::softwareVersionValue,
+            &OpenFacade::featureCodeValue, &OpenFacade::productionTypeValue, &OpenFacade::sourceSwitchAction);
+    }
+};
+
+TEST(Fields, StandInTheirOrderAndAreAllThereIs) {
+    OpenBase::expect();
+    OpenAction::expect();
+    OpenTable::expect();
+    OpenIterator::expect();
+    OpenFacade::expect();
+    EXPECT_EQ(sizeof(orvane::NRXModelAccess), sizeof(void*) == 4 ? 56U : 112U);
+    EXPECT_EQ(sizeof(ValueAccessT<ObserverNumericInteger>), BASES);
+    EXPECT_EQ(sizeof(ValueAccessT<ObserverVectorString>), BASES);
+    expectFields<ValueObject>(sizeof(void*), &ValueObject::typeTag, &ValueObject::scalar, &ValueObject::stringValue,
+                              &ValueObject::elements);
+    EXPECT_EQ(sizeof(IValueObject), sizeof(void*));
+    EXPECT_EQ(sizeof(orvane::INrxModelAccess), sizeof(void*));
+}
+
 }  // namespace
 }  // namespace test

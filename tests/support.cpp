@@ -2,12 +2,15 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
 #include <map>
+#include <new>
 #include <utility>
 
 namespace {
 
 std::vector<unsigned int> sleeps;  // Only the test's own thread waits.
+thread_local bool withoutMemory = false;
 
 }  // namespace
 
@@ -17,7 +20,21 @@ extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microsec
     return 0;
 }
 
+// Stand before the C++ library's for the whole program, its shared libraries included. The forms for arrays and for no
+// exceptions end here too.
+
+void* operator new(std::size_t size) {
+    void* const memory = withoutMemory ? nullptr : std::malloc(size != 0 ? size : 1);
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+
 namespace test {
+
+WithoutMemory::WithoutMemory() { withoutMemory = true; }
+WithoutMemory::~WithoutMemory() { withoutMemory = false; }
 
 std::vector<unsigned int> takeSleeps() { return std::exchange(sleeps, {}); }
 

@@ -31,6 +31,15 @@ constexpr char KEY[] = "test.key";
 /// The sleeps asked for since the last call, in microseconds. Nothing sleeps in this program.
 std::vector<unsigned int> takeSleeps();
 
+/// While it lives, each allocation of this thread fails.
+class WithoutMemory {
+public:
+    WithoutMemory();
+    WithoutMemory(WithoutMemory const&) = delete;
+    WithoutMemory& operator=(WithoutMemory const&) = delete;
+    ~WithoutMemory();
+};
+
 Lines operator+(Lines first, Lines const& second);
 
 /// The text with each of the words after it, behind a blank.

@@ -124,17 +124,29 @@ TEST_F(IteratorTest, AFailedCreateLeavesEverythingAsItWas) {
     EXPECT_EQ(takeSleeps().size(), 10U);
     EXPECT_EQ(logged(), (Lines{TABLE.error("connect", "Failed 9"),
                                ITERATOR.error("create", "Error connect name : test.key,  status: 5")}));
-    tv.publish("other", "not a table"s);
-    IteratorAccess other("other", nullptr, {}, {}, {}, {});
-    EXPECT_EQ(other.create(), 4);
-    EXPECT_EQ(logged(), Lines{ITERATOR.error("create", "Error connect name : other,  status: 6")});
-    EXPECT_EQ(tv.counts("other").disconnects, 1);
-    EXPECT_EQ(other.getIterator(), nullptr);
     EXPECT_EQ(access->getIterator(), iterator);
     iterator->commit();
     EXPECT_EQ(delivered(), Lines{"commit 0"});
     EXPECT_EQ(tv.counts(KEY).disconnects, 0);
     access->destroy();
+}
+
+TEST_F(IteratorTest, OnlyAnObjectThatSaysItIsOfAnotherKindIsRefused) {
+    ownLinesOnly = true;
+    for (int type = -1; type <= 9; ++type) {
+        SCOPED_TRACE(type);
+        bool const refused = type >= 1 && type <= 8 && type != objbus::OBJECT_TYPE_TABLE;
+        std::string const key = "other" + std::to_string(type);
+        tv.publishBare(key, static_cast<objbus::ObjectTypeSpec>(type));
+        IteratorAccess other(key, nullptr, {}, {}, {}, {});
+        logged();
+        EXPECT_EQ(other.create(), refused ? 4 : 0);
+        Lines const refusal{ITERATOR.error("create", "Error connect name : " + key + ",  status: 6")};
+        EXPECT_EQ(logged(), refused ? refusal : Lines{});
+        EXPECT_EQ(tv.counts(key).disconnects, refused ? 1 : 0);
+        EXPECT_EQ(other.getIterator() == nullptr, refused);
+        other.destroy();
+    }
 }
 
 TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {

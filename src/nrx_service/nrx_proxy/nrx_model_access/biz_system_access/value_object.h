@@ -95,13 +95,14 @@ protected:
 ///
 /// A value is made from what it is to hold: `ValueObject value = 5;`, `list.elements.push_back("text")`. Because it
 /// converts to many types and from them, some shorthands are ambiguous and do not compile: `value == 5` (write
-/// `value == ValueObject(5)`), `text = value` for a string that exists (`text = value.convertToStringType()`),
-/// `value = {}` (`value = ValueObject()`), and arguments of type `long`, such as `size_t` and `int64_t` on x86-64
-/// (cast).
+/// `value == ValueObject(5)`), `value != other` before C++20 (`!(value == other)`), `text = value` and
+/// `std::string{value}` (`std::string text = value`, or `convertToStringType`), `value = {}` (`value = ValueObject()`),
+/// and arguments of type `long`, such as `size_t` and `int64_t` on x86-64 (cast them). `nullptr` and pointers to anything
+/// but text are refused.
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
-    /// Each holds the argument and its type; text is held as a string, an empty one for null.
+    /// Each holds the argument and its type; text is held as a string, a null pointer to it as an empty one.
     ValueObject(bool value);
     ValueObject(int value);
     ValueObject(unsigned int value);
