@@ -22,6 +22,7 @@ bool takeFault(ConnectFault& fault) {
 int Model::connect(std::string const& name, objbus::Observer* observer, objbus::Object*& object) {
     std::lock_guard const lock(mutex);
     Key& key = keys[name];
+    key.failAt(Call::connect);
     ++key.counts.connectAttempts;
     bool const fails = takeFault(key.connectFault);
     if (key.published != nullptr && (!fails || key.connectFault.handsOutObject)) {
@@ -43,6 +44,7 @@ int Model::disconnect(std::string const& name, objbus::Observer* observer, objbu
     {
         std::lock_guard const lock(mutex);
         Key& key = keys[name];
+        key.failAt(Call::disconnect);
         source = &key;
         ++key.counts.disconnects;
         if (object == nullptr) {

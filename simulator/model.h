@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -12,7 +13,6 @@
 
 #include "frame/process.h"
 #include "objbus/object.h"
-#include "objbus/root_interface.h"
 #include "simulator/delivery.h"
 #include "simulator/television.h"
 
@@ -20,8 +20,8 @@
 
 namespace frame {
 
-/// A reference to the simulated root interface, or to what takes its place.
-boost::shared_ptr<Interface> simulatedRoot(objbus::RootInterface* replacement);
+/// A reference to the simulated root interface.
+boost::shared_ptr<Interface> simulatedRoot();
 
 }  // namespace frame
 
@@ -50,8 +50,15 @@ struct Key {
     ConnectFault connectFault{STATUS_OK, false, 0};
     int readFault = STATUS_OK;
     int invokeFault = STATUS_OK;
+    std::atomic<Call> throwing = Call::none;
     bool refusesIterators = false;
     std::optional<IteratorRequest> iteratorRequest;
+
+    void failAt(Call call) const {
+        if (throwing == call) {
+            throw std::bad_alloc();
+        }
+    }
 };
 
 /// The data model. `mutex` guards the rest and the state of the objects; it is taken before the delivery's own.
@@ -78,7 +85,7 @@ public:
     std::vector<std::unique_ptr<ModelObject>> objects;
     RootLookup rootLookup = RootLookup::published;
     /// Made beforehand: a client may look it up when memory has run out.
-    boost::shared_ptr<frame::Interface> root = frame::simulatedRoot(nullptr);
+    boost::shared_ptr<frame::Interface> const root = frame::simulatedRoot();
     int lookups = 0;
     Delivery delivery;
 };

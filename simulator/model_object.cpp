@@ -6,7 +6,7 @@ ActionObject::ActionObject(Model& model, Key& key, ActionScript script)
     : ObjectOf(model, key, objbus::OBJECT_TYPE_ACTION), script_(std::move(script)) {}
 
 int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) {
-    Operation operation(*this);
+    Operation operation(*this, Call::invoke);
     if (withdrawn()) {
         return STATUS_WITHDRAWN;
     }
@@ -119,7 +119,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
                                                    std::vector<objbus::TableSelection> const& selections,
                                                    std::vector<int> const& columns,
                                                    std::vector<objbus::TableOrder> const& orders) {
-    Operation const operation(*this);
+    Operation const operation(*this, Call::createIterator);
     key().iteratorRequest = {.type = type, .selections = selections, .columns = columns, .orders = orders};
     if (withdrawn() || key().refusesIterators) {
         return nullptr;
@@ -130,7 +130,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
-    Operation operation(*this);
+    Operation operation(*this, Call::destroyIterator);
     ++key().counts.destroyIteratorCalls;
     auto const found = std::find_if(iterators_.begin(), iterators_.end(),
                                     [iterator](auto const& candidate) { return candidate.get() == iterator; });

@@ -29,6 +29,7 @@ public:
     virtual void connect(objbus::Observer* observer) = 0;
     /// Ends the observer's registrations and returns whether it had any.
     virtual bool disconnect(objbus::Observer const* observer) = 0;
+    [[nodiscard]] virtual int registrations() const = 0;
 
     /// Changes the value and returns true when the object has one of this type.
     virtual bool change(Value const& /*value*/) { return false; }
@@ -45,7 +46,12 @@ private:
 
 /// Keeps the model alive and locked while an operation that a client started on an object runs.
 struct Operation {
-    explicit Operation(ModelObject const& object) : model(object.model().shared_from_this()), lock(model->mutex) {}
+    explicit Operation(ModelObject const& object, Call call = Call::none)
+        : model(object.model().shared_from_this()), lock(model->mutex) {
+        if (call != Call::none) {
+            object.key().failAt(call);
+        }
+    }
 
     std::shared_ptr<Model> const model;
     std::unique_lock<std::mutex> lock;
@@ -58,6 +64,7 @@ public:
     ObjectOf(Model& model, Key& key, objbus::ObjectTypeSpec type) : ModelObject(model, key), type_(type) {}
 
     int getType(objbus::ObjectTypeSpec& type) final {
+        key().failAt(Call::type);
         auto& queries = key().typeQueries;
         queries.store(queries.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
         type = type_;
@@ -82,6 +89,8 @@ public:
         connections_.erase(ended, connections_.end());
         return wasConnected;
     }
+
+    [[nodiscard]] int registrations() const final { return static_cast<int>(connections_.size()); }
 
 protected:
     template <typename Notify>
@@ -120,7 +129,7 @@ public:
 
 protected:
     int write(T value) {
-        Operation const operation(*this);
+        Operation const operation(*this, Call::write);
         ++this->key().counts.writes;
         if (this->withdrawn()) {
             return STATUS_WITHDRAWN;
@@ -130,13 +139,13 @@ protected:
     }
 
     T read() const {
-        Operation const operation(*this);
+        Operation const operation(*this, Call::read);
         ++this->key().counts.reads;
         return value_;
     }
 
     int read(T& value) const {
-        Operation const operation(*this);
+        Operation const operation(*this, Call::read);
         ++this->key().counts.reads;
         if (this->withdrawn()) {
             return STATUS_WITHDRAWN;

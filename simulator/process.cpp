@@ -42,9 +42,7 @@ private:
 
 }  // namespace
 
-boost::shared_ptr<Interface> simulatedRoot(objbus::RootInterface* replacement) {
-    return boost::make_shared<RootReference>(replacement != nullptr ? replacement : &root);
-}
+boost::shared_ptr<Interface> simulatedRoot() { return boost::make_shared<RootReference>(&root); }
 
 Interface::~Interface() = default;
 

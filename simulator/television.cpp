@@ -141,15 +141,14 @@ void Television::failInvokes(std::string const& key, int status) {
     model_->keys[key].invokeFault = status;
 }
 
+void Television::throwFrom(std::string const& key, Call call) {
+    std::lock_guard const lock(model_->mutex);
+    model_->keys[key].throwing = call;
+}
+
 void Television::refuseIterators(std::string const& key, bool refuse) {
     std::lock_guard const lock(model_->mutex);
     model_->keys[key].refusesIterators = refuse;
-}
-
-void Television::setRoot(objbus::RootInterface* root) {
-    auto reference = frame::simulatedRoot(root);
-    std::lock_guard const lock(model_->mutex);
-    model_->root.swap(reference);
 }
 
 int Television::lookups() const {
@@ -163,6 +162,15 @@ KeyCounts Television::counts(std::string const& key) const {
     KeyCounts counts = counted.counts;
     counts.typeQueries = counted.typeQueries;
     return counts;
+}
+
+int Television::registrations(std::string const& key) const {
+    std::lock_guard const lock(model_->mutex);
+    int count = 0;
+    for (auto const& object : model_->objects) {
+        count += &object->key() == &model_->keys[key] ? object->registrations() : 0;
+    }
+    return count;
 }
 
 std::optional<IteratorRequest> Television::iteratorRequest(std::string const& key) const {

@@ -11,7 +11,6 @@
 
 #include "objbus/argument.h"
 #include "objbus/object_type.h"
-#include "objbus/root_interface.h"
 #include "objbus/table.h"
 
 namespace simulator {
@@ -61,6 +60,9 @@ enum class RootLookup {
     emptyReference,  ///< Status 0, yet no reference.
     nullObject,      ///< A reference with nothing behind it.
 };
+
+/// An operation of the model's, as a client calls it.
+enum class Call { none, connect, disconnect, type, read, write, invoke, createIterator, destroyIterator };
 
 /// What clients asked about one key.
 struct KeyCounts {
@@ -119,9 +121,6 @@ public:
 
     /// Decides what clients get from now on when they look the root interface up.
     void setRootLookup(RootLookup answer);
-    /// Gives clients a root interface of the test's own from now on, and so a data model that does what no television
-    /// should; null gives them the television's again. Its clients end before it does.
-    void setRoot(objbus::RootInterface* root);
     /// Makes connects to `key` fail from now on, until the fault is used up or replaced.
     void failConnects(std::string const& key, ConnectFault fault);
     /// Makes the reads of strings and lists under `key` return `status`, and leave the caller's variable alone; 0 ends
@@ -129,6 +128,9 @@ public:
     void failReads(std::string const& key, int status);
     /// Makes `invoke` of the action under `key` return `status` without reaching its script; 0 ends the fault.
     void failInvokes(std::string const& key, int status);
+    /// Makes one operation on `key`, and on its objects, throw `std::bad_alloc` before it does anything; `none` ends
+    /// it.
+    void throwFrom(std::string const& key, Call call);
     /// Makes `createIterator` on the table under `key` return null.
     void refuseIterators(std::string const& key, bool refuse);
 
@@ -138,6 +140,8 @@ public:
     [[nodiscard]] int lookups() const;
     /// What was asked about one key, whichever objects were published under it.
     [[nodiscard]] KeyCounts counts(std::string const& key) const;
+    /// The registrations of observers with the objects published under `key`, withdrawn ones included.
+    [[nodiscard]] int registrations(std::string const& key) const;
     /// The newest request for an iterator on the table under `key`.
     [[nodiscard]] std::optional<IteratorRequest> iteratorRequest(std::string const& key) const;
 

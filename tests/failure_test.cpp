@@ -1,77 +1,78 @@
 // What is left behind when the model, or the memory, fails.
 
-#include "hostile_model.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "support.h"
 
 namespace test {
 namespace {
 
-using namespace objbus;
-using Failing = HostileModel::Failing;
-using orvane::NRXModelAccess;
+using simulator::Call;
 
-class FailureTest : public TelevisionTest {
-public:
-    FailureTest() { tv.setRoot(&model); }
+std::shared_ptr<IteratorAccess> makeIterator(std::string const& key) {
+    return std::shared_ptr<IteratorAccess>(new IteratorAccess(key, nullptr, {}, {}, {}, {}));
+}
 
-    HostileModel model;
-};
-
-TEST_F(FailureTest, AConnectThatBreaksOffLeavesNoRegistration) {
-    ValueAccessT<ObserverString> value(KEY);
+TEST_F(TelevisionTest, AConnectThatBreaksOffLeavesNoRegistration) {
+    ValueAccessT<objbus::ObserverString> value(KEY);
     ActionAccess action(KEY);
-    auto iterator = std::make_unique<IteratorAccess>(KEY, nullptr, IteratorType{}, std::vector<TableSelection>(),
-                                                     std::vector<int>(), std::vector<TableOrder>());
-    model.failing = Failing::type;
+    auto iterator = makeIterator(KEY);
+    tv.publishTable(KEY, {});
+    tv.throwFrom(KEY, Call::type);
     EXPECT_THROW(value.connect(0), std::bad_alloc);
     EXPECT_THROW(action.connect(0), std::bad_alloc);
     EXPECT_THROW(iterator->create(), std::bad_alloc);
-    EXPECT_TRUE(model.registered.empty());
+    EXPECT_EQ(tv.registrations(KEY), 0);
 
     beforeOwnLine = [] { throw std::bad_alloc(); };  // At the line of a mismatch, and then at the model, too.
-    for (Failing const failing : {Failing::nowhere, Failing::disconnect}) {
-        model.failing = failing;
+    for (Call const call : {Call::none, Call::disconnect}) {
+        tv.throwFrom(KEY, call);
         EXPECT_THROW(value.connect(0), std::bad_alloc);
         EXPECT_THROW(action.connect(0), std::bad_alloc);
-        EXPECT_EQ(model.registered.size(), failing == Failing::nowhere ? 0U : 2U);
+        EXPECT_EQ(tv.registrations(KEY), call == Call::none ? 0 : 2);
     }
-    model.registered.clear();
-
-    model.failing = Failing::create;
+    tv.publishTable(KEY, {});
+    tv.throwFrom(KEY, Call::createIterator);
     EXPECT_THROW(iterator->create(), std::bad_alloc);
     EXPECT_EQ(iterator->getIterator(), nullptr);
-    EXPECT_EQ(model.registered.size(), 1U);
+    EXPECT_EQ(tv.registrations(KEY), 3);  // Its table is connected, and released with it.
     iterator.reset();
-    EXPECT_TRUE(model.registered.empty());
+    EXPECT_EQ(tv.registrations(KEY), 2);
 }
 
-TEST_F(FailureTest, DestructionNeedsNoMemoryAndOutlivesThePlatformsFailure) {
-    auto const connected = [this] {
-        model.type = OBJECT_TYPE_TABLE;
-        auto const iterator = std::make_shared<IteratorAccess>(
-            KEY, nullptr, IteratorType{}, std::vector<TableSelection>(), std::vector<int>(), std::vector<TableOrder>());
-        EXPECT_EQ(iterator->create(), 0);
-        model.type = OBJECT_TYPE_VECTOR_STRING;
-        auto const list = std::make_shared<ValueAccessT<ObserverVectorString>>(KEY);
-        EXPECT_EQ(list->connect(0), 0);
-        auto const facade = std::make_shared<NRXModelAccess>();
+TEST_F(TelevisionTest, DestructionNeedsNoMemoryAndOutlivesThePlatformsFailure) {
+    Strings const keys{"value", "table", "torvi.sl2.vstr.videoplayer.nrx.command", "torvi.sl2.action.source.switch"};
+    auto const registrations = [&] {
+        Integers counts;
+        for (std::string const& key : keys) {
+            counts.push_back(tv.registrations(key));
+        }
+        return counts;
+    };
+    auto const connected = [&] {
+        tv.publish(keys[0], "text"s);
+        tv.publishTable(keys[1], {});
+        tv.publish(keys[2], Strings{});
+        tv.publishAction(keys[3], {});
+        auto const value = std::make_shared<ValueAccessT<objbus::ObserverString>>(keys[0]);
+        auto const table = makeIterator(keys[1]);
+        auto const facade = std::make_shared<orvane::NRXModelAccess>();
+        EXPECT_EQ(value->connect(0) + table->create() + table->destroy(), 0);
         facade->start();
-        model.type = OBJECT_TYPE_ACTION;
         facade->requestStartNRXService();
-        EXPECT_EQ(model.registered.size(), 5U);
-        return std::vector<std::shared_ptr<void>>{iterator, list, facade};
+        EXPECT_EQ(registrations(), Integers(4, 1));
+        return std::vector<std::shared_ptr<void>>{value, table, facade};
     };
     auto objects = connected();
-    {
-        WithoutMemory const none;
-        objects.clear();
-    }
-    EXPECT_TRUE(model.registered.empty());
-    objects = connected();
-    model.failing = Failing::disconnect;
+    withoutMemory = true;
     objects.clear();
-    EXPECT_EQ(model.registered.size(), 5U);  // The platform's own failure may leave them.
+    withoutMemory = false;
+    EXPECT_EQ(registrations(), Integers(4, 0));
+    objects = connected();
+    for (std::string const& key : keys) {
+        tv.throwFrom(key, Call::disconnect);
+    }
+    objects.clear();
+    EXPECT_EQ(registrations(), Integers(4, 1));  // What the platform itself fails at may remain.
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 namespace {
 
 std::vector<unsigned int> sleeps;  // Only the test's own thread waits.
-thread_local bool withoutMemory = false;
 
 }  // namespace
 
@@ -24,7 +23,7 @@ extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microsec
 // exceptions end here too.
 
 void* operator new(std::size_t size) {
-    void* const memory = withoutMemory ? nullptr : std::malloc(size != 0 ? size : 1);
+    void* const memory = test::withoutMemory ? nullptr : std::malloc(size != 0 ? size : 1);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
@@ -33,8 +32,7 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(me
 
 namespace test {
 
-WithoutMemory::WithoutMemory() { withoutMemory = true; }
-WithoutMemory::~WithoutMemory() { withoutMemory = false; }
+thread_local bool withoutMemory = false;
 
 std::vector<unsigned int> takeSleeps() { return std::exchange(sleeps, {}); }
 

@@ -31,14 +31,8 @@ constexpr char KEY[] = "test.key";
 /// The sleeps asked for since the last call, in microseconds. Nothing sleeps in this program.
 std::vector<unsigned int> takeSleeps();
 
-/// While it lives, each allocation of this thread fails.
-class WithoutMemory {
-public:
-    WithoutMemory();
-    WithoutMemory(WithoutMemory const&) = delete;
-    WithoutMemory& operator=(WithoutMemory const&) = delete;
-    ~WithoutMemory();
-};
+/// While it is set, each allocation of this thread fails.
+extern thread_local bool withoutMemory;
 
 Lines operator+(Lines first, Lines const& second);
 

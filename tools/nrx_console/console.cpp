@@ -1,12 +1,8 @@
 #include "tools/nrx_console/console.h"
 
 #include <algorithm>
-#include <charconv>
-#include <iomanip>
-#include <iostream>
 #include <limits>
 #include <memory>
-#include <sstream>
 #include <utility>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
@@ -18,67 +14,8 @@ namespace nrx_console {
 
 namespace {
 
-using Words = Console::Words;
-
-constexpr char COMMAND_KEY[] = "torvi.sl2.vstr.videoplayer.nrx.command";
-constexpr char EVENT_KEY[] = "torvi.sl2.vstr.videoplayer.nrx.event";
 constexpr char SOURCE_SWITCH_KEY[] = "torvi.sl2.action.source.switch";
 constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
-
-/// The key that a word stands for.
-std::string keyOf(std::string const& word) {
-    if (word == "command") {
-        return COMMAND_KEY;
-    }
-    return word == "event" ? EVENT_KEY : word;
-}
-
-bool isSwitchedOn(std::string const& word) {
-    if (word != "on" && word != "off") {
-        throw CommandError("found \"" + word + "\", expected on or off");
-    }
-    return word == "on";
-}
-
-int numberOf(std::string const& word) {
-    using Limits = std::numeric_limits<int>;
-    int number = 0;
-    char const* const end = word.data() + word.size();
-    auto const [last, failure] = std::from_chars(word.data(), end, number);
-    if (failure != std::errc() || last != end) {
-        throw CommandError("found \"" + word + "\", expected a whole number from " + std::to_string(Limits::min()) +
-                           " to " + std::to_string(Limits::max()));
-    }
-    return number;
-}
-
-/// The words of a line, which blanks part unless they stand in quotes.
-Words wordsOf(std::string const& line) {
-    std::istringstream text(line);
-    Words words;
-    for (std::string word; text >> std::ws && !text.eof(); words.push_back(word)) {
-        if (!(text >> std::quoted(word))) {
-            throw CommandError("found a quote that does not end, expected \"");
-        }
-    }
-    return words;
-}
-
-std::vector<objbus::Argument> resultsOf(Words const& texts) {
-    constexpr std::size_t MOST = std::numeric_limits<std::int8_t>::max() + 1;
-    if (texts.size() > MOST) {
-        throw CommandError("found " + std::to_string(texts.size()) + " results, expected " + std::to_string(MOST) +
-                           " at most");
-    }
-    std::vector<objbus::Argument> results;
-    for (std::string const& text : texts) {
-        objbus::Argument result;
-        result.index = static_cast<std::int8_t>(results.size());
-        result.value = text;
-        results.push_back(std::move(result));
-    }
-    return results;
-}
 
 /// Keeps the rows that were read last. Looked at only when everything was delivered.
 class RowReader final : public orvane::system::support::IteratorHandler {
@@ -307,41 +244,6 @@ simulator::ActionAnswer Console::answer(std::string const& key, std::vector<objb
         printLine("  " + std::to_string(argument.index) + ": " + argument.value);
     }
     return {0, ++lastActionId_, outcome_};
-}
-
-bool runCommands(Console& console, std::istream& input, std::string const& name, bool onTerminal) {
-    constexpr char PROMPT[] = "> ";
-    int number = 0;
-    while (true) {
-        if (onTerminal) {
-            std::cout << PROMPT << std::flush;
-        }
-        std::string line;
-        if (!std::getline(input, line)) {
-            if (onTerminal) {
-                printLine("");
-            }
-            if (input.bad()) {
-                throw std::runtime_error(name + ": cannot be read to its end");
-            }
-            return true;
-        }
-        ++number;
-        if (!onTerminal) {
-            bool const isCommand = !line.empty() && line.front() != '#';
-            printLine(isCommand ? PROMPT + line : line);
-        }
-        try {
-            if (!console.execute(line)) {
-                return true;
-            }
-        } catch (std::runtime_error const& error) {
-            std::cerr << name + ":" + std::to_string(number) + ": " + error.what() + "\n";
-            if (!onTerminal) {
-                return false;
-            }
-        }
-    }
 }
 
 }  // namespace nrx_console

@@ -1,20 +1,14 @@
 #pragma once
 
-#include <iosfwd>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "simulator/television.h"
 #include "tools/nrx_console/model_file.h"
+#include "tools/nrx_console/words.h"
 
 namespace nrx_console {
-
-/// A command that cannot be carried out; the text says what was found and what was expected.
-struct CommandError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 /// Prints the lists that it receives.
 class PrintingClient final : public orvane::NRXModelAccessClient {
@@ -26,8 +20,6 @@ public:
 /// A simulated television and an embedding process in front of it, driven by lines of commands.
 class Console {
 public:
-    using Words = std::vector<std::string>;
-
     explicit Console(std::vector<ModelObject> const& model);
     Console(Console const&) = delete;
     Console& operator=(Console const&) = delete;
@@ -70,10 +62,5 @@ private:
     PrintingClient client_;
     orvane::NRXModelAccess access_{&client_};
 };
-
-/// Carries out the commands of `input`, which error messages call `name`, to its end or to "quit". On a terminal it
-/// prompts, and goes on after an error; otherwise it shows each command and stops at the first error. Returns whether
-/// there was none. Throws `std::runtime_error` when `input` breaks off.
-bool runCommands(Console& console, std::istream& input, std::string const& name, bool onTerminal);
 
 }  // namespace nrx_console

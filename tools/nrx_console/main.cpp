@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "tools/nrx_console/console.h"
+#include "tools/nrx_console/session.h"
 #include "tools/nrx_console/sysroot.h"
 
 namespace {

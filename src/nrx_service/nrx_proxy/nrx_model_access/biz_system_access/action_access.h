@@ -27,6 +27,14 @@ public:
 /// from inside it.
 ///
 /// The owner calls `disconnect()` before destroying a connected access.
+///
+///     ActionAccess action("power.switch", std::make_shared<MyActionHandler>());
+///     unsigned int actionId = 0;
+///     if (action.connect(1000) == STATUS_OK) {
+///         action.invoke(actionId, {{0, 0, 0, "standby"}});  // Tag, position, flags and text of each argument.
+///         ...                                               // The answer under `actionId` goes to the handler.
+///         action.disconnect();
+///     }
 class NRX_EXPORT ActionAccess : public ValueAccessBase, public objbus::ObserverAction {
 public:
     explicit ActionAccess(std::string key);

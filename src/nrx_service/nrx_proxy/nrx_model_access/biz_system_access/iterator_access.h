@@ -45,6 +45,12 @@ public:
 ///
 /// The owner calls `destroy()` before destroying this object, lest the model keep an iterator that reports to it. A
 /// handler may use `getIterator()` once `create()` has returned.
+///
+///     IteratorAccess channels("channels", handler, type, selections, {0, 2}, orders);  // Columns 0 and 2.
+///     if (channels.create() == STATUS_OK && channels.getIterator() != nullptr) {
+///         ...                                                                          // The television's operations.
+///     }
+///     channels.destroy();
 class NRX_EXPORT IteratorAccess : public ValueAccessBase, public objbus::ObserverTableIterator {
 public:
     /// `key` names the table. The rest is handed to the table as it is.

@@ -13,6 +13,21 @@ namespace orvane::system::support {
 /// `ObserverNumericInteger`, `ObserverNumericInt64`, `ObserverString`, `ObserverVectorNumericInteger` or
 /// `ObserverVectorString` of `objbus`; the library holds the instances for these five.
 ///
+/// Watching a value, with a handler that is bound to a member of the watcher:
+///
+///     ValueAccessT<objbus::ObserverNumericInteger> volume{"volume", make_value_handler(this, &Panel::onVolumeChanged)};
+///     if (volume.connect(1000) != STATUS_OK) { ... }
+///
+/// A fake that takes its place in a test, of the facade for one, overrides what its user calls:
+///
+///     struct FakeList : ValueAccessT<objbus::ObserverVectorString> {
+///         using ValueAccessT::getValue, ValueAccessT::setValue;  // The other overloads.
+///         int connect(int) override { return STATUS_OK; }
+///         int getValue(std::vector<std::string>& out) override { return out = list, STATUS_OK; }
+///         int setValue(std::vector<std::string> const& value) override { return list = value, STATUS_OK; }
+///         std::vector<std::string> list;
+///     };
+///
 /// Destroying it disconnects it; a failure of the platform's own ends there, and the registration may then remain. A
 /// derived class with state of its own, or with a notification of its own, disconnects in its own destructor: here that
 /// state is gone already. It may be disconnected or destroyed from inside its own notification: nothing of it is
