@@ -13,6 +13,7 @@ namespace test {
 namespace {
 
 using namespace objbus;
+using simulator::Call;
 using simulator::RootLookup;
 using AccessPtr = std::unique_ptr<ValueAccessBase>;
 using HandlerPtr = std::shared_ptr<ValueHandler>;
@@ -117,11 +118,13 @@ TEST_P(ConnectTest, WithoutARootInterfaceNothingIsWaitedForOrCrashes) {
 }
 
 TEST_F(TelevisionTest, AnObjectOfAnotherTypeIsGivenBack) {
+    ownLinesOnly = true;
     auto const givenBack = [this] { return tv.counts(KEY).disconnects - tv.counts(KEY).disconnectsWithoutObject; };
     std::string names;
     for (int type = -1; type <= 9; ++type) {
         names += ActionAccess(KEY).accessTypeName(static_cast<ObjectTypeSpec>(type)) + " "s;
         tv.publishBare(KEY, static_cast<ObjectTypeSpec>(type));
+        logged();
         for (Kind const& kind : KINDS) {
             bool const accepted = kind.type == type || kind.type == OBJECT_TYPE_TABLE;  // A table access takes all.
             auto const access = kind.make();
@@ -133,6 +136,15 @@ TEST_F(TelevisionTest, AnObjectOfAnotherTypeIsGivenBack) {
             EXPECT_EQ(givenBack() - before, accepted ? 0 : 1);
             access->disconnect();
         }
+        // A table's iterator is refused by what says that it is something else.
+        bool const refused = type >= 1 && type <= 8 && type != OBJECT_TYPE_TABLE;
+        IteratorAccess iterator(KEY, nullptr, {}, {}, {}, {});
+        EXPECT_EQ(iterator.create(), refused ? 4 : 0);
+        EXPECT_EQ(iterator.getIterator() == nullptr, refused);
+        iterator.destroy();
+        EXPECT_EQ(tv.registrations(KEY), refused ? 0 : 1);
+        Lines const refusal{ITERATOR.error("create", "Error connect name : test.key,  status: 6")};
+        EXPECT_EQ(logged(), refused ? refusal : Lines{});
     }
     EXPECT_EQ(names,
               "OBJECT_TYPE_NONE OBJECT_TYPE_NONE OBJECT_TYPE_NUMERIC_INTEGER OBJECT_TYPE_STRING "
@@ -282,6 +294,35 @@ TEST_F(TelevisionTest, EveryInstanceTracesAndDeliversEveryNotification) {
     expectAll(ValueAccessT<ObserverVectorNumericInteger>(KEY), 3, Integers{3, -4});
     expectAll(ValueAccessT<ObserverVectorString>(KEY), 4, Strings{"p", ""});
     EXPECT_EQ(tv.counts(KEY).disconnects, 5);
+}
+
+TEST_F(TelevisionTest, AConnectThatBreaksOffLeavesNoRegistration) {
+    ValueAccessT<ObserverString> value(KEY);
+    ActionAccess action(KEY);
+    std::optional<IteratorAccess> iterator;
+    iterator.emplace(KEY, nullptr, IteratorType{}, std::vector<TableSelection>(), Integers(),
+                     std::vector<TableOrder>());
+    tv.publishTable(KEY, {});
+    tv.throwFrom(KEY, Call::type);
+    EXPECT_THROW(value.connect(0), std::bad_alloc);
+    EXPECT_THROW(action.connect(0), std::bad_alloc);
+    EXPECT_THROW(iterator->create(), std::bad_alloc);
+    EXPECT_EQ(tv.registrations(KEY), 0);
+
+    beforeOwnLine = [] { throw std::bad_alloc(); };  // At the line of a mismatch, and then at the model, too.
+    for (Call const call : {Call::none, Call::disconnect}) {
+        tv.throwFrom(KEY, call);
+        EXPECT_THROW(value.connect(0), std::bad_alloc);
+        EXPECT_THROW(action.connect(0), std::bad_alloc);
+        EXPECT_EQ(tv.registrations(KEY), call == Call::none ? 0 : 2);
+    }
+    tv.publishTable(KEY, {});
+    tv.throwFrom(KEY, Call::createIterator);
+    EXPECT_THROW(iterator->create(), std::bad_alloc);
+    EXPECT_EQ(iterator->getIterator(), nullptr);
+    EXPECT_EQ(tv.registrations(KEY), 3);  // Its table is connected, and released with it.
+    iterator.reset();
+    EXPECT_EQ(tv.registrations(KEY), 2);
 }
 
 TEST_F(TelevisionTest, ACopySharesNothingAndANullHandlerHearsNothing) {

@@ -300,6 +300,35 @@ TEST_F(FacadeTest, ConcurrentStartRequestsShareOneActionAndRepeatNoNumber) {
     EXPECT_EQ(tv.counts(SOURCE_SWITCH).connectAttempts, 1);
 }
 
+TEST_F(FacadeTest, DestructionNeedsNoMemoryAndOutlivesThePlatformsFailure) {
+    Strings const keys{COMMAND, EVENT, SOURCE_SWITCH, "value", "table"};
+    auto const registrations = [&] {
+        Integers counts;
+        std::transform(keys.begin(), keys.end(), std::back_inserter(counts),
+                       [this](std::string const& key) { return tv.registrations(key); });
+        return counts;
+    };
+    tv.publish("value", "text"s);
+    tv.publishTable("table", {});
+    for (bool const fails : {false, true}) {
+        auto objects =
+            std::tuple(std::make_unique<NRXModelAccess>(), std::make_unique<StringAccess>("value"),
+                       std::unique_ptr<IteratorAccess>(new IteratorAccess("table", nullptr, {}, {}, {}, {})));
+        auto& [access, text, table] = objects;
+        access->start();
+        access->requestStartNRXService();
+        EXPECT_EQ(text->connect(0) + table->create() + table->destroy(), 0);
+        EXPECT_EQ(registrations(), Integers(5, 1));
+        for (std::string const& key : keys) {
+            tv.throwFrom(key, fails ? simulator::Call::disconnect : simulator::Call::none);
+        }
+        withoutMemory = !fails;
+        objects = {};
+        withoutMemory = false;
+        EXPECT_EQ(registrations(), Integers(5, fails ? 1 : 0));  // What the platform itself fails at may remain.
+    }
+}
+
 TEST_F(FacadeTest, AClientMayDestroyTheFacadeFromInsideItsCall) {
     facade.emplace(&client);
     client.onCommand = [this] { facade.reset(); };

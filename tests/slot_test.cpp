@@ -46,7 +46,18 @@ TEST(Slots, TheTelevisionsObjectsAndObservers) {
                 &O::notifyUpdate);
 }
 
-TEST(Slots, TheFacadeItsClientAndTheHandlers) {
+// The overloads, by their parameters.
+template <typename T>
+constexpr auto ASSIGN = static_cast<IValueObject& (IValueObject::*)(T)>(&IValueObject::operator=);
+template <typename T>
+constexpr auto READ = static_cast<int (ValueAccessBase::*)(T&)>(&ValueAccessBase::getValue);
+template <typename T>
+constexpr auto WRITE = static_cast<int (ValueAccessBase::*)(T)>(&ValueAccessBase::setValue);
+template <typename T>
+constexpr auto NOTIFY =
+    static_cast<void (ValueAccessT<ObserverString>::*)(T)>(&ValueAccessT<ObserverString>::notifyNewValue);
+
+TEST(Slots, OursAndTheEmbeddingProcesses) {
     using I = INrxModelAccess;
     expectSlots(2, &I::setClient, &I::start, &I::getSoftwareVersion, &I::getModelname, &I::getFeatureCode,
                 &I::getDeviceID, &I::startCommandListener, &I::stopCommandListener, &I::startEventListener,
@@ -59,20 +70,6 @@ TEST(Slots, TheFacadeItsClientAndTheHandlers) {
     expectSlots(0, &H::handleCommit, &H::handleTotalCount, &H::handleSeekToRow, &H::handleSeekToContent,
                 &H::handleCursorPosition, &H::handleReadRow, &H::handleReadRowChunk, &H::handleIteratorReady,
                 &H::handleUpdate);
-}
-
-// The overloads, by their parameters.
-template <typename T>
-constexpr auto ASSIGN = static_cast<IValueObject& (IValueObject::*)(T)>(&IValueObject::operator=);
-template <typename T>
-constexpr auto READ = static_cast<int (ValueAccessBase::*)(T&)>(&ValueAccessBase::getValue);
-template <typename T>
-constexpr auto WRITE = static_cast<int (ValueAccessBase::*)(T)>(&ValueAccessBase::setValue);
-template <typename T>
-constexpr auto NOTIFY =
-    static_cast<void (ValueAccessT<ObserverString>::*)(T)>(&ValueAccessT<ObserverString>::notifyNewValue);
-
-TEST(Slots, TheValueAndTheAccesses) {
     using V = IValueObject;
     expectSlots(2, &V::type, ASSIGN<bool>, ASSIGN<int>, ASSIGN<unsigned int>, ASSIGN<long long>,
                 ASSIGN<unsigned long long>, ASSIGN<float>, ASSIGN<double>, ASSIGN<std::string const&>,
@@ -95,18 +92,35 @@ TEST(Slots, TheValueAndTheAccesses) {
                 &T::notifyReadRowChunk, &T::notifyIteratorReady, &T::notifyUpdate);
 }
 
-/// Which fields make up the sizes, and in which order, is in the recorded interface.
-TEST(Sizes, AreThoseOfTheFields) {
+/// Expects the fields to be in this order in a class of the size: which fields those are, their sizes tell.
+template <typename Class, typename... Fields>
+void expectFields(std::size_t size, Fields... fields) {
+    EXPECT_EQ(sizeof(Class), size);
+    std::size_t least = 0;
+    for (std::size_t const offset : {std::bit_cast<std::size_t>(fields)...}) {
+        EXPECT_GE(offset, least);
+        least = offset + 1;
+    }
+}
+
+TEST(Fields, StandInTheirOrderAndAreAllThereIs) {  // Compiled without the control of access.
     constexpr std::size_t WORD = sizeof(void*);
     constexpr std::size_t TEXT = sizeof(std::string);
-    constexpr std::size_t ACCESS = sizeof(ValueAccessT<ObserverString>);
-    EXPECT_EQ(sizeof(orvane::NRXModelAccess), WORD == 4 ? 56U : 112U);
-    EXPECT_EQ(sizeof(ValueAccessBase), 5 * WORD + TEXT);
-    EXPECT_EQ(ACCESS, 6 * WORD + TEXT);
-    EXPECT_EQ(sizeof(ActionAccess), ACCESS + 2 * WORD);
-    EXPECT_EQ(sizeof(TableAccess), ACCESS + 3 * WORD);
-    EXPECT_EQ(sizeof(IteratorAccess), ACCESS + 14 * WORD);
-    EXPECT_EQ(sizeof(ValueObject), 16 + TEXT + (WORD == 4 ? 16U : 32U));
+    constexpr std::size_t ACCESS = 6 * WORD + TEXT;
+    using F = orvane::NRXModelAccess;
+    expectFields<F>(WORD == 4 ? 56 : 112, &F::client, &F::commandListenerStarted, &F::eventListenerStarted,
+                    &F::commandValue, &F::eventValue, &F::softwareVersionValue, &F::featureCodeValue,
+                    &F::productionTypeValue, &F::sourceSwitchAction);
+    using B = ValueAccessBase;
+    expectFields<B>(ACCESS - WORD, &B::object, &B::handler, &B::name, &B::connectTimeoutMs);
+    expectFields<ValueAccessT<ObserverVectorString>>(ACCESS, &B::object);
+    expectFields<ActionAccess>(ACCESS + 2 * WORD, &ActionAccess::actionHandler);
+    expectFields<TableAccess>(ACCESS + 3 * WORD, &TableAccess::tableHandler, &TableAccess::table);
+    using I = IteratorAccess;
+    expectFields<I>(ACCESS + 14 * WORD, &I::iteratorHandler, &I::iteratorType, &I::selections, &I::columns, &I::orders,
+                    &I::iterator, &I::tableAccess);
+    using V = ValueObject;
+    expectFields<V>(16 + TEXT + (WORD == 4 ? 16 : 32), &V::typeTag, &V::scalar, &V::stringValue, &V::elements);
 }
 
 }  // namespace

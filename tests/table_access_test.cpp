@@ -131,24 +131,6 @@ TEST_F(IteratorTest, AFailedCreateLeavesEverythingAsItWas) {
     access->destroy();
 }
 
-TEST_F(IteratorTest, OnlyAnObjectThatSaysItIsOfAnotherKindIsRefused) {
-    ownLinesOnly = true;
-    for (int type = -1; type <= 9; ++type) {
-        SCOPED_TRACE(type);
-        bool const refused = type >= 1 && type <= 8 && type != objbus::OBJECT_TYPE_TABLE;
-        std::string const key = "other" + std::to_string(type);
-        tv.publishBare(key, static_cast<objbus::ObjectTypeSpec>(type));
-        IteratorAccess other(key, nullptr, {}, {}, {}, {});
-        logged();
-        EXPECT_EQ(other.create(), refused ? 4 : 0);
-        Lines const refusal{ITERATOR.error("create", "Error connect name : " + key + ",  status: 6")};
-        EXPECT_EQ(logged(), refused ? refusal : Lines{});
-        EXPECT_EQ(tv.counts(key).disconnects, refused ? 1 : 0);
-        EXPECT_EQ(other.getIterator() == nullptr, refused);
-        other.destroy();
-    }
-}
-
 TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {
     auto const released = [this] { return std::pair(tv.counts(KEY).destroyIteratorCalls, tv.counts(KEY).disconnects); };
     EXPECT_EQ(access->create() + access->create(), 0);

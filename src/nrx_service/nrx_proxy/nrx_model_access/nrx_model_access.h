@@ -25,6 +25,14 @@ class ActionAccess;
 ///
 /// Owns its access objects, shared with whoever injected them, and never the client.
 ///
+/// A test of the embedding process puts fakes into the places of the access objects, so that no television is asked:
+///
+///     auto const command = std::make_shared<FakeList>();  // As in value_access.h.
+///     orvane::NRXModelAccess access(&client, command, nullptr, nullptr, nullptr, nullptr);
+///     command->setNewValueHandler(make_value_handler(&access, &orvane::NRXModelAccess::onNRXCommandValueChanged));
+///     access.startCommandListener();
+///     command->notifyStringVector({"play"});  // As the television does; the client hears it.
+///
 /// A derived class may override any operation, the relay above all, and use the fields. Its members are gone before the
 /// access objects are: destroy it only while no list can arrive.
 class NRX_EXPORT NRXModelAccess : public INrxModelAccess {
