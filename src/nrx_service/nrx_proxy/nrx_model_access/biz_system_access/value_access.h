@@ -15,7 +15,8 @@ namespace orvane::system::support {
 ///
 /// Watching a value, with a handler that is bound to a member of the watcher:
 ///
-///     ValueAccessT<objbus::ObserverNumericInteger> volume{"volume", make_value_handler(this, &Panel::onVolumeChanged)};
+///     auto const handler = make_value_handler(this, &Panel::onVolumeChanged);
+///     ValueAccessT<objbus::ObserverNumericInteger> volume("volume", handler);
 ///     if (volume.connect(1000) != STATUS_OK) { ... }
 ///
 /// A fake that takes its place in a test, of the facade for one, overrides what its user calls:

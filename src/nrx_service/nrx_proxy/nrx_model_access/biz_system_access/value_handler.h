@@ -35,8 +35,8 @@ protected:
     Member member;
 };
 
-/// A handler that calls `member` on `object`, by its dynamic type when the member is virtual. The object must outlive the
-/// handler's last call: the access objects that hold the handler are disconnected or destroyed before it.
+/// A handler that calls `member` on `object`, by its dynamic type when the member is virtual. The object must outlive
+/// the handler's last call: the access objects that hold the handler are disconnected or destroyed before it.
 template <typename T>
 std::shared_ptr<ValueHandler> make_value_handler(T* object, void (T::*member)(IValueObject const&)) {
     return std::shared_ptr<ValueHandler>(new ValueHandlerT<T>(object, member));

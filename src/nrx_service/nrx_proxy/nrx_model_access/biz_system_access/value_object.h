@@ -97,8 +97,8 @@ protected:
 /// converts to many types and from them, some shorthands are ambiguous and do not compile: `value == 5` (write
 /// `value == ValueObject(5)`), `value != other` before C++20 (`!(value == other)`), `text = value` and
 /// `std::string{value}` (`std::string text = value`, or `convertToStringType`), `value = {}` (`value = ValueObject()`),
-/// and arguments of type `long`, such as `size_t` and `int64_t` on x86-64 (cast them). `nullptr` and pointers to anything
-/// but text are refused.
+/// and arguments of type `long`, such as `size_t` and `int64_t` on x86-64 (cast them). `nullptr` and pointers to
+/// anything but text are refused.
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
