@@ -311,9 +311,10 @@ TEST_F(FacadeTest, DestructionNeedsNoMemoryAndOutlivesThePlatformsFailure) {
     tv.publish("value", "text"s);
     tv.publishTable("table", {});
     for (bool const fails : {false, true}) {
-        auto objects =
-            std::tuple(std::make_unique<NRXModelAccess>(), std::make_unique<StringAccess>("value"),
-                       std::unique_ptr<IteratorAccess>(new IteratorAccess("table", nullptr, {}, {}, {}, {})));
+        auto objects = std::tuple(std::make_unique<NRXModelAccess>(), std::make_unique<StringAccess>("value"),
+                                  std::make_unique<IteratorAccess>("table", nullptr, objbus::IteratorType{},
+                                                                   std::vector<objbus::TableSelection>(), Integers(),
+                                                                   std::vector<objbus::TableOrder>()));
         auto& [access, text, table] = objects;
         access->start();
         access->requestStartNRXService();

@@ -58,7 +58,7 @@ struct FakeString : NRXModelAccess::StringAccess {
     int getValue(std::string& out) override { return out = "fake " + getName(), 0; }
 };
 
-struct Client : NRXModelAccessClient {
+struct Client final : NRXModelAccessClient {
     void onNRXCommandReceived(Strings const& parameters) override { heard.push_back("command " + parameters.at(0)); }
     void onNRXEventReceived(Strings const& parameters) override { heard.push_back("event " + parameters.at(0)); }
 };
@@ -198,8 +198,8 @@ void valuesAreWrittenAsOneWritesThem() {
     }
     EXPECT(all == "1 5;2 5;3 5;4 5;5 TRUE;6 2.5;7 -2.5;8 literal;8 text;8 x;8 buffer;8 ;255 Undefined;9 [];");
     list.elements.clear();
-    list.elements.push_back(1);
-    list.elements.push_back("two");
+    list.elements.push_back(1);      // NOLINT(modernize-use-emplace): a conversion is tried.
+    list.elements.push_back("two");  // NOLINT(modernize-use-emplace)
     list.elements.emplace_back(text);
     list.elements.insert(list.elements.begin(), {ValueObject{0}, ValueObject{"0"}});
     Strings const strings = list;

@@ -8,7 +8,7 @@ namespace orvane::system::support {
 
 ModelConnection::ModelConnection(int timeoutMs, objbus::RootInterface* root, std::string const& key,
                                  objbus::Observer* observer)
-    : root_(root), key_(key), observer_(observer), status_(STATUS_ERR_CONNECT_FAILED) {
+    : root_(root), key_(key), observer_(observer) {
     constexpr int STEP_MS = 100;
     if (root == nullptr) {
         return;

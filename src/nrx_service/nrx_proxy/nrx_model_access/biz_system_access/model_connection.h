@@ -39,7 +39,7 @@ private:
     std::string const& key_;
     objbus::Observer* const observer_;
     objbus::Object* object_ = nullptr;
-    int status_;
+    int status_ = STATUS_ERR_CONNECT_FAILED;
 };
 
 /// Ends the registration of `observer`; does nothing without a root interface.
