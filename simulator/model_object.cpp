@@ -1,5 +1,7 @@
 #include "simulator/model_object.h"
 
+#include <algorithm>
+
 namespace simulator {
 
 ActionObject::ActionObject(Model& model, Key& key, ActionScript script)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -79,15 +78,14 @@ public:
     }
 
     bool disconnect(objbus::Observer const* observer) final {
-        auto const ended = std::stable_partition(
-            connections_.begin(), connections_.end(),
-            [observer](auto const& connection) { return connection.registration->observer != observer; });
-        bool const wasConnected = ended != connections_.end();
-        for (auto connection = ended; connection != connections_.end(); ++connection) {
-            model().delivery.end(*connection->registration);
-        }
-        connections_.erase(ended, connections_.end());
-        return wasConnected;
+        auto const ended = [this, observer](auto const& connection) {
+            if (connection.registration->observer != observer) {
+                return false;
+            }
+            model().delivery.end(*connection.registration);
+            return true;
+        };
+        return std::erase_if(connections_, ended) != 0;  // Without an allocation: memory may have run out.
     }
 
     [[nodiscard]] int registrations() const final { return static_cast<int>(connections_.size()); }

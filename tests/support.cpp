@@ -20,15 +20,15 @@ extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microsec
 }
 
 // Stand before the C++ library's for the whole program, its shared libraries included. The forms for arrays and for no
-// exceptions end here too.
+// exceptions end here too. Inlined, they would look mismatched to the compiler.
 
-void* operator new(std::size_t size) {
+[[gnu::noinline]] void* operator new(std::size_t size) {
     void* const memory = test::withoutMemory ? nullptr : std::malloc(size != 0 ? size : 1);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 
 namespace test {
 
