@@ -1,5 +1,6 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
 
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -23,11 +24,11 @@ void passOn(std::shared_ptr<IteratorHandler> const& handler, void (IteratorHandl
     }
 }
 
-/// Whether an object of this type says that it is something else than a table. One of no type, or of a number that
-/// names none, does not tell.
-bool isOfAnotherKind(objbus::ObjectTypeSpec type) {
-    return type != objbus::OBJECT_TYPE_TABLE && type >= objbus::OBJECT_TYPE_NUMERIC_INTEGER &&
-           type <= objbus::OBJECT_TYPE_NUMERIC_INT64;
+/// Whether the object says that it is something else than a table. One whose type has no name does not tell.
+bool isOfAnotherKind(TableAccess& object) {
+    auto const type = object.getType();
+    std::string_view const none = object.accessTypeName(objbus::OBJECT_TYPE_NONE);
+    return type != objbus::OBJECT_TYPE_TABLE && object.accessTypeName(type) != none;
 }
 
 }  // namespace
@@ -62,7 +63,7 @@ int IteratorAccess::disconnect() { return STATUS_OK; }
 int IteratorAccess::create() {
     std::unique_ptr<TableAccess, TableRelease> newTable(new TableAccess(getName()));
     int status = newTable->connect(TABLE_CONNECT_BUDGET_MS);
-    if (status == STATUS_OK && isOfAnotherKind(newTable->getType())) {
+    if (status == STATUS_OK && isOfAnotherKind(*newTable)) {
         status = STATUS_ERR_VALUE_TYPE_MISMATCH;
     }
     if (status != STATUS_OK) {
