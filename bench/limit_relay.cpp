@@ -38,6 +38,8 @@ struct Fields {
     Fields() = default;
     explicit Fields(std::string const& text) : typeTag(VALUE_STRING), stringValue(text) {}
 
+    operator std::string const&() const { return stringValue; }
+
     ValueObjectType typeTag = VALUE_UNDEFINED;
     ValueObject::Scalar scalar;
     std::string stringValue;
@@ -66,14 +68,7 @@ struct ListValue final : Value {
         fields.elements = std::vector<Fields>(list.begin(), list.end());
     }
     ValueObjectType type() const override { return fields.typeTag; }
-    Strings list() const override {
-        Strings texts;
-        texts.reserve(fields.elements.size());
-        for (Fields const& element : fields.elements) {
-            texts.push_back(element.stringValue);
-        }
-        return texts;
-    }
+    Strings list() const override { return {fields.elements.begin(), fields.elements.end()}; }
 
     Fields fields;
 };

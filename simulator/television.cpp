@@ -88,8 +88,8 @@ void Television::publishBare(std::string const& key, objbus::ObjectTypeSpec type
         case objbus::OBJECT_TYPE_NONE:
             break;
     }
-    model_->publish<TableObject>(key, type,
-                                 Rows());  // Also of no type that is known: taken for a table by who wants one.
+    // Also for a type that names no kind: who wants a table takes such an object for one.
+    model_->publish<TableObject>(key, type, Rows());
 }
 
 bool Television::withdraw(std::string const& key) {

@@ -128,8 +128,8 @@ public:
     void failReads(std::string const& key, int status);
     /// Makes `invoke` of the action under `key` return `status` without reaching its script; 0 ends the fault.
     void failInvokes(std::string const& key, int status);
-    /// Makes one operation on `key`, and on its objects, throw `std::bad_alloc` before it does anything; `none` ends
-    /// it.
+    /// Makes every call of one operation on `key`, or on its objects, throw `std::bad_alloc` before it does anything;
+    /// `none` ends it.
     void throwFrom(std::string const& key, Call call);
     /// Makes `createIterator` on the table under `key` return null.
     void refuseIterators(std::string const& key, bool refuse);

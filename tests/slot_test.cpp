@@ -119,6 +119,8 @@ TEST(Fields, StandInTheirOrderAndAreAllThereIs) {  // Compiled without the contr
     using I = IteratorAccess;
     expectFields<I>(ACCESS + 14 * WORD, &I::iteratorHandler, &I::iteratorType, &I::selections, &I::columns, &I::orders,
                     &I::iterator, &I::tableAccess);
+    using H = ValueHandlerT<F>;
+    expectFields<H>(4 * WORD, &H::object, &H::member);
     using V = ValueObject;
     expectFields<V>(16 + TEXT + (WORD == 4 ? 16 : 32), &V::typeTag, &V::scalar, &V::stringValue, &V::elements);
 }

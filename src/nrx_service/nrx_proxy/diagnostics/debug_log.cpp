@@ -17,10 +17,18 @@ void writeTrace(bool entered, char const* function, char const* file, int line) 
     }
 }
 
+char const* baseName(char const* path) noexcept {
+    try {
+        return sourceBaseName(path);
+    } catch (...) {  // Likewise.
+        return path;
+    }
+}
+
 }  // namespace
 
-TraceScope::TraceScope(char const* function, char const* path, int line)
-    : function_(function), file_(sourceBaseName(path)), line_(line) {
+TraceScope::TraceScope(char const* function, char const* path, int line) noexcept
+    : function_(function), file_(baseName(path)), line_(line) {
     writeTrace(true, function_, file_, line_);
 }
 

@@ -26,7 +26,7 @@ constexpr DebugLevelRecord levelRecord(LogLevel level) { return {LOG_MODULE_CODE
 /// refers to static data only, so the traced object may be gone when the scope ends.
 class TraceScope {
 public:
-    TraceScope(char const* function, char const* path, int line);
+    TraceScope(char const* function, char const* path, int line) noexcept;
     TraceScope(TraceScope const&) = delete;
     TraceScope& operator=(TraceScope const&) = delete;
     ~TraceScope();

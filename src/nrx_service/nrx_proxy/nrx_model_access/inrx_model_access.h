@@ -50,7 +50,8 @@ public:
     virtual void stopEventListener() = 0;
 
     /// Asks the television to start the NRX service as a background application; waits up to 100 milliseconds for the
-    /// action to be there, and not for the answer, which is only logged. May be called from several threads at once.
+    /// action to be there, and not for the answer, which is only logged. May be called from several threads at once, of
+    /// which those whose action is not there yet wait one after the other.
     virtual void requestStartNRXService() = 0;
 
     /// The relay of new command and event values to the client, on the model's delivery thread: a list is passed on as

@@ -59,7 +59,7 @@ constexpr char SERVICE_DESCRIPTION[] =
 /// Numbers the requests of the whole process.
 std::atomic<int> serviceRequestCounter = 0;
 
-/// Held while a facade makes its action.
+/// Held while a facade makes its action; shared by all facades of the process.
 constinit std::mutex sourceSwitchMutex;
 
 struct FileCloser {

@@ -61,18 +61,20 @@ int IteratorAccess::connect(int /*timeoutMs*/) { return STATUS_OK; }
 int IteratorAccess::disconnect() { return STATUS_OK; }
 
 int IteratorAccess::create() {
-    std::unique_ptr<TableAccess, TableRelease> newTable(new TableAccess(getName()));
+    std::string const key = getName();
+    std::unique_ptr<TableAccess, TableRelease> newTable(new TableAccess(key));
     int status = newTable->connect(TABLE_CONNECT_BUDGET_MS);
     if (status == STATUS_OK && isOfAnotherKind(*newTable)) {
         status = STATUS_ERR_VALUE_TYPE_MISMATCH;
     }
     if (status != STATUS_OK) {
-        DEBUG_LOG(LOG_ERROR, "Error connect name : %s,  status: %d", name.c_str(), status);
+        DEBUG_LOG(LOG_ERROR, "Error connect name : %s,  status: %d", key.c_str(), status);
         return STATUS_NO_TABLE;
     }
-    IteratorAccess::destroy();
+    destroy();
+    tableAccess.reset();
+    iterator = newTable->getAccess()->createIterator(iteratorType, this, selections, columns, orders);
     tableAccess = std::move(newTable);
-    iterator = tableAccess->getAccess()->createIterator(iteratorType, this, selections, columns, orders);
     return STATUS_OK;
 }
 

@@ -40,11 +40,12 @@ std::map<int, T> modelForm(std::vector<T> const& list) {
 }
 
 /// The typed reads and writes, for all kinds. They are called as the operations that they are, whose lines they write.
+/// `connected` is the access's own field, which connecting changes.
 namespace typed {
 
 /// The beginning of every read: 0 when an object of the type is connected.
 int getValue(ValueAccessBase& access, objbus::Object* const& connected, objbus::ObjectTypeSpec type) {
-    if (int const status = access.tryConnectIfNeeded(); status != STATUS_OK) {
+    if (int const status = connected == nullptr ? access.tryConnectIfNeeded() : STATUS_OK; status != STATUS_OK) {
         return status;
     }
     if (typeOf(connected) != type) {
@@ -71,7 +72,7 @@ int getValue(ValueAccessBase& access, objbus::Object* const& connected, T& out) 
 template <typename T>
 int setValue(ValueAccessBase& access, objbus::Object* const& connected, T const& value) {
     DEBUG_TRACE();
-    if (int const status = access.tryConnectIfNeeded(); status != STATUS_OK) {
+    if (int const status = connected == nullptr ? access.tryConnectIfNeeded() : STATUS_OK; status != STATUS_OK) {
         return status;
     }
     objbus::ObjectTypeSpec const type = typeOf(connected);
@@ -142,9 +143,7 @@ char const* ValueAccessBase::accessTypeName(objbus::ObjectTypeSpec type) {
 #define NRX_NAME_OF_KIND(T, OBJECT, OBJECT_TYPE, ...) NRX_NAME(OBJECT_TYPE)
     switch (type) {
         NRX_VALUE_KINDS(NRX_NAME_OF_KIND)
-        NRX_NAME(OBJECT_TYPE_ACTION)
-        NRX_NAME(OBJECT_TYPE_TABLE)
-        NRX_NAME(OBJECT_TYPE_VECTOR_INTEGER)
+        NRX_OTHER_TYPES(NRX_NAME)
         case objbus::OBJECT_TYPE_NONE:
             break;
     }

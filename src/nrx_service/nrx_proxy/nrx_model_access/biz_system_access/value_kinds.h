@@ -10,7 +10,8 @@
 // Private to the access layer.
 
 /// What the model calls each kind of plain value: KIND(C++ type, object interface, object type, observer interface,
-/// notification). Everything that differs between the kinds follows from a row here and from the public declarations.
+/// notification). What differs between the kinds follows from a row here and from the public declarations; only that
+/// whole numbers cross over when they are written is the write's own.
 #define NRX_VALUE_KINDS(KIND)                                                                            \
     KIND(int, ObjectNumericInteger, OBJECT_TYPE_NUMERIC_INTEGER, ObserverNumericInteger, notifyNewValue) \
     KIND(long long, ObjectNumericInt64, OBJECT_TYPE_NUMERIC_INT64, ObserverNumericInt64, notifyNewValue) \
@@ -19,6 +20,12 @@
          ObserverVectorNumericInteger, notifyIntegerVector)                                              \
     KIND(std::vector<std::string>, ObjectVectorString, OBJECT_TYPE_VECTOR_STRING, ObserverVectorString,  \
          notifyStringVector)
+
+/// The types of objects that hold no plain value.
+#define NRX_OTHER_TYPES(TYPE) \
+    TYPE(OBJECT_TYPE_ACTION)  \
+    TYPE(OBJECT_TYPE_TABLE)   \
+    TYPE(OBJECT_TYPE_VECTOR_INTEGER)
 
 namespace orvane::system::support {
 

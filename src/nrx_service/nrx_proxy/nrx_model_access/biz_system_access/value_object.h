@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -63,6 +64,8 @@ public:
     /// No pointer, not even a string literal: wrap it in a `std::string`.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
     IValueObject& operator=(Pointer value) = delete;
+    template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
+    IValueObject& operator=(std::initializer_list<Pointer> values) = delete;
 
     /// The value as text: "null", "Undefined", decimal numbers, "TRUE" or "FALSE", floating point with six significant
     /// digits, a string as it is, a list as its elements' texts between brackets with commas. The same in every locale.
@@ -97,8 +100,9 @@ protected:
 /// converts to many types and from them, some shorthands are ambiguous and do not compile: `value == 5` (write
 /// `value == ValueObject(5)`), `value != other` before C++20 (`!(value == other)`), `text = value` and
 /// `std::string{value}` (`std::string text = value`, or `convertToStringType`), `value = {}` (`value = ValueObject()`),
-/// and arguments of type `long`, such as `size_t` and `int64_t` on x86-64 (cast them). `nullptr` and pointers to
-/// anything but text are refused.
+/// and what is of type `long`, such as `size_t` and `int64_t` on x86-64, or is to become one (cast to or from
+/// `long long`). `nullptr` and pointers to anything but text are refused. Two traps are left, which compile: a lambda
+/// without captures becomes a bool, and `ValueObject({"a", "b"})` the text between two pointers.
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
@@ -139,6 +143,8 @@ public:
     ValueObject& operator=(char const* value) { return *this = detail::textOf(value); }
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject& operator=(Pointer value) = delete;
+    template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
+    ValueObject& operator=(std::initializer_list<Pointer> values) = delete;
 
     std::string convertToStringType() const override;
     operator bool() const override;

@@ -113,6 +113,6 @@ std::string written(ValueObject const& value) {
 
 std::string ValueObject::convertToStringType() const { return typeTag == VALUE_STRING ? stringValue : written(*this); }
 
-ValueObject::operator std::string() const { return ValueObject::convertToStringType(); }
+ValueObject::operator std::string() const { return convertToStringType(); }
 
 }  // namespace orvane::system::support
