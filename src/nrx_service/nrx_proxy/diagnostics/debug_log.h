@@ -40,7 +40,8 @@ private:
 }  // namespace orvane::diagnostics
 
 /// Writes one line at `severity`: the printf-style literal `message`, tagged with file, line and enclosing function.
-/// The arguments are evaluated only when the platform admits the line.
+/// The arguments are evaluated only when the platform admits the line. What they, or the platform, throw passes
+/// through.
 #define DEBUG_LOG(severity, message, ...)                                                                      \
     do {                                                                                                       \
         DebugLevelRecord debugLogRecord = ::orvane::diagnostics::levelRecord(::orvane::diagnostics::severity); \

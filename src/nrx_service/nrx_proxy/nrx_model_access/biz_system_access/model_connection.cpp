@@ -42,7 +42,10 @@ ModelConnection::~ModelConnection() {
 
 objbus::Object* ModelConnection::keep() { return std::exchange(object_, nullptr); }
 
-void ModelConnection::end(std::string const& key) { root_->disconnectObject(key, observer_, keep()); }
+void ModelConnection::end(std::string const& key) {
+    root_->disconnectObject(key, observer_, object_);
+    object_ = nullptr;  // Only now: when the model throws, the destructor tries once more.
+}
 
 void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus::Observer* observer,
                     objbus::Object* object) {

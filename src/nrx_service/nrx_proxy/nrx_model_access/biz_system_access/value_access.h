@@ -36,7 +36,7 @@ namespace orvane::system::support {
 template <typename Obs>
 class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:
-    /// Without a key, and so without a model object that it could connect to.
+    /// With an empty key.
     ValueAccessT();
     explicit ValueAccessT(std::string key);
     /// The usual way to install a handler: no notification can arrive before it.

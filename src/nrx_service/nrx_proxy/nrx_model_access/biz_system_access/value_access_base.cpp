@@ -45,7 +45,7 @@ namespace typed {
 
 /// The beginning of every read: 0 when an object of the type is connected.
 int getValue(ValueAccessBase& access, objbus::Object* const& connected, objbus::ObjectTypeSpec type) {
-    if (int const status = connected == nullptr ? access.tryConnectIfNeeded() : STATUS_OK; status != STATUS_OK) {
+    if (int const status = access.tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
     if (typeOf(connected) != type) {
@@ -72,7 +72,7 @@ int getValue(ValueAccessBase& access, objbus::Object* const& connected, T& out) 
 template <typename T>
 int setValue(ValueAccessBase& access, objbus::Object* const& connected, T const& value) {
     DEBUG_TRACE();
-    if (int const status = connected == nullptr ? access.tryConnectIfNeeded() : STATUS_OK; status != STATUS_OK) {
+    if (int const status = access.tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
     }
     objbus::ObjectTypeSpec const type = typeOf(connected);

@@ -16,9 +16,9 @@ namespace orvane::system::support {
 /// access object, for a reaction of its own or as a fake, may override any operation and use the fields.
 ///
 /// The caller's thread connects, disconnects, reads and writes; calls on one access object come from one thread at a
-/// time. Notifications come on the model's delivery thread, perhaps before `connect` has returned; a handler leaves the
-/// access object alone until it has. No lock is taken: the handler is installed before the first connect and not
-/// replaced while notifications can arrive.
+/// time, unless an operation says otherwise. Notifications come on the model's delivery thread, perhaps before
+/// `connect` has returned; a handler leaves the access object alone until it has. No lock is taken: the handler is
+/// installed before the first connect and not replaced while notifications can arrive.
 ///
 /// Operations that return an `int` return a `Status`, or the model's own status where they say so. Every failure found
 /// here is logged; the model's statuses are passed on without a line. The order of the virtual operations is a binary
@@ -73,7 +73,8 @@ public:
     /// connected already, else the status of `connect`. Reads and writes begin with it.
     int tryConnectIfNeeded();
 
-    /// Looks the root interface up, anew at every call. Null when the framework refuses. It stays valid for as long as
+    /// Looks the root interface up, anew at every call. Null when the framework refuses, or has nothing
+    /// behind the name. It stays valid for as long as
     /// the process runs.
     objbus::RootInterface* getRootInterface();
 

@@ -101,8 +101,9 @@ protected:
 /// `value == ValueObject(5)`), `value != other` before C++20 (`!(value == other)`), `text = value` and
 /// `std::string{value}` (`std::string text = value`, or `convertToStringType`), `value = {}` (`value = ValueObject()`),
 /// and what is of type `long`, such as `size_t` and `int64_t` on x86-64, or is to become one (cast to or from
-/// `long long`). `nullptr` and pointers to anything but text are refused. Two traps are left, which compile: a lambda
-/// without captures becomes a bool, and `ValueObject({"a", "b"})` the text between two pointers.
+/// `long long`). `nullptr` and pointers to anything but text are refused. Some traps are left, which compile: a lambda
+/// without captures, or an object of a class that converts to a pointer, becomes a bool; `ValueObject({"a", "b"})` the
+/// text between two pointers; and C++20 reads `text == value` as `value == ValueObject(text)`.
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
