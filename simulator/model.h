@@ -54,8 +54,9 @@ struct Key {
     bool refusesIterators = false;
     std::optional<IteratorRequest> iteratorRequest;
 
+    /// Throws when the call is the one that is to throw; `none` never is.
     void failAt(Call call) const {
-        if (throwing == call) {
+        if (call != Call::none && call == throwing) {
             throw std::bad_alloc();
         }
     }

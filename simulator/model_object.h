@@ -47,9 +47,7 @@ private:
 struct Operation {
     explicit Operation(ModelObject const& object, Call call = Call::none)
         : model(object.model().shared_from_this()), lock(model->mutex) {
-        if (call != Call::none) {
-            object.key().failAt(call);
-        }
+        object.key().failAt(call);
     }
 
     std::shared_ptr<Model> const model;

@@ -40,6 +40,13 @@ private:
     objbus::RootInterface* target_;
 };
 
+/// The television's answer to one lookup of the root interface.
+simulator::RootLookup lookUpRoot(simulator::Model& model) {
+    std::lock_guard const lock(model.mutex);
+    ++model.lookups;
+    return model.rootLookup;
+}
+
 }  // namespace
 
 boost::shared_ptr<Interface> simulatedRoot() { return boost::make_shared<RootReference>(&root); }
@@ -60,9 +67,7 @@ int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std:
     if (name != ROOT_INTERFACE_NAME) {
         return simulator::STATUS_UNKNOWN_INTERFACE;
     }
-    std::lock_guard const lock(model->mutex);
-    ++model->lookups;
-    switch (model->rootLookup) {
+    switch (lookUpRoot(*model)) {
         case simulator::RootLookup::refused:
             return simulator::STATUS_LOOKUP_REFUSED;
         case simulator::RootLookup::emptyReference:

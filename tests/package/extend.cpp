@@ -185,6 +185,15 @@ static_assert(REFUSED<int Action::*> && REFUSED<void (Action::*)()> && REFUSED<c
               REFUSED<std::nullptr_t>);
 static_assert(!std::is_assignable_v<IValueObject&, char const (&)[3]> && !std::is_assignable_v<IValueObject&, char*>);
 
+// Not within braces, either.
+template <typename Value, typename T, typename = void>
+constexpr bool TAKES_BRACED = false;
+template <typename Value, typename T>
+constexpr bool TAKES_BRACED<Value, T, std::void_t<decltype(std::declval<Value&>() = {std::declval<T>()})>> = true;
+static_assert(TAKES_BRACED<ValueObject, int> && TAKES_BRACED<IValueObject, std::string>);
+static_assert(!TAKES_BRACED<ValueObject, int*> && !TAKES_BRACED<IValueObject, int*>);
+static_assert(!TAKES_BRACED<ValueObject, std::nullptr_t> && !TAKES_BRACED<IValueObject, std::nullptr_t>);
+
 void valuesAreWrittenAsOneWritesThem() {
     char buffer[] = "buffer";
     std::string const text = "text";
@@ -219,7 +228,7 @@ void valuesAreWrittenAsOneWritesThem() {
 
     auto named = std::make_unique<Noted<NamedValue>>("x");
     static_cast<IValueObject&>(*named) = 7;
-    EXPECT(named->convertToStringType() == "named 7" && static_cast<int>(*named) == 7);
+    EXPECT(static_cast<std::string>(*named) == "named 7" && static_cast<int>(*named) == 7);
     std::unique_ptr<IValueObject>(std::move(named)).reset();
     EXPECT(hears({"gone"}));
 }

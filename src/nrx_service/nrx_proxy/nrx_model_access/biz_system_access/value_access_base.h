@@ -73,9 +73,8 @@ public:
     /// connected already, else the status of `connect`. Reads and writes begin with it.
     int tryConnectIfNeeded();
 
-    /// Looks the root interface up, anew at every call. Null when the framework refuses, or has nothing
-    /// behind the name. It stays valid for as long as
-    /// the process runs.
+    /// Looks the root interface up, anew at every call. Null when the framework refuses, or has nothing behind
+    /// the name. It stays valid for as long as the process runs.
     objbus::RootInterface* getRootInterface();
 
 protected:

@@ -30,7 +30,7 @@ namespace detail {
 
 /// `char const*` and what converts to it is text; any other pointer would silently become a bool.
 template <typename T>
-inline constexpr bool IS_TEXT = std::is_pointer_v<T>&& std::is_convertible_v<T, char const*>;
+inline constexpr bool IS_TEXT = std::conjunction_v<std::is_pointer<T>, std::is_convertible<T, char const*>>;
 template <typename T>
 inline constexpr bool IS_POINTER = std::is_pointer_v<T> || std::is_member_pointer_v<T> || std::is_null_pointer_v<T>;
 
