@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
@@ -21,7 +22,7 @@ constexpr std::uint32_t SEVERITY_BITS = 0xFFFF;
 /// Of the check that last let this thread through.
 thread_local int lastSeverity = 0;
 
-void writeToStandardError(std::string const& line) {
+void writeToStandardError(std::string_view line) {
     while (::write(STDERR_FILENO, line.data(), line.size()) < 0 && errno == EINTR) {
     }
 }
@@ -81,10 +82,10 @@ bool levelAdmits(int severity) {
     return level != LogLevel::off && severity <= static_cast<int>(level);
 }
 
-void writeLine(std::string line) {
+void writeLine(std::string_view line) {
     CaptureUse const use;
     if (LogCapture* const capture = use.get()) {
-        capture->add({lastSeverity, std::move(line)});
+        capture->add({lastSeverity, std::string(line)});
     } else {
         writeToStandardError(line);
     }
@@ -154,18 +155,24 @@ void debugOutput(char const* format, ...) {
     if (format == nullptr) {
         return;
     }
+    std::array<char, 512> shortLine;  // Standard error hears the usual line even when memory has run out.
     va_list arguments;
     va_start(arguments, format);
-    int const length = std::vsnprintf(nullptr, 0, format, arguments);
+    int const length = std::vsnprintf(shortLine.data(), shortLine.size(), format, arguments);
     va_end(arguments);
     if (length < 0) {
         return;
     }
-    std::string line(static_cast<std::size_t>(length), '\0');
+    auto const size = static_cast<std::size_t>(length);
+    if (size < shortLine.size()) {
+        simulator::writeLine({shortLine.data(), size});
+        return;
+    }
+    std::string longLine(size, '\0');
     va_start(arguments, format);
-    std::vsnprintf(line.data(), line.size() + 1, format, arguments);
+    std::vsnprintf(longLine.data(), size + 1, format, arguments);
     va_end(arguments);
-    simulator::writeLine(std::move(line));
+    simulator::writeLine(longLine);
 }
 
 char const* sourceBaseName(char const* path) {

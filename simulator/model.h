@@ -48,7 +48,7 @@ struct Key {
     KeyCounts counts;                  ///< But for the following one, which is counted without the mutex.
     std::atomic<int> typeQueries = 0;  ///< Not added to atomically, which would take as long as what it counts.
     ConnectFault connectFault{STATUS_OK, false, 0};
-    int readFault = STATUS_OK;
+    ReadFault readFault;
     int invokeFault = STATUS_OK;
     std::atomic<Call> throwing = Call::none;
     bool refusesIterators = false;

@@ -126,21 +126,23 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     if (withdrawn() || key().refusesIterators) {
         return nullptr;
     }
-    iterators_.push_back(std::make_unique<Iterator>(*this, observer, columns));
-    iterators_.back()->post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
-    return iterators_.back().get();
+    std::list<Iterator> created;  // Ours only when it has told that it is ready: until then this may run out of memory.
+    created.emplace_back(*this, observer, columns);
+    created.back().post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
+    iterators_.splice(iterators_.end(), created);
+    return &iterators_.back();
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     Operation operation(*this, Call::destroyIterator);
     ++key().counts.destroyIteratorCalls;
     auto const found = std::find_if(iterators_.begin(), iterators_.end(),
-                                    [iterator](auto const& candidate) { return candidate.get() == iterator; });
+                                    [iterator](Iterator const& candidate) { return &candidate == iterator; });
     if (found == iterators_.end()) {
         return STATUS_UNKNOWN_ITERATOR;
     }
-    bool const destroyedNow = (*found)->destroy();
-    auto const registration = (*found)->connection().registration;
+    bool const destroyedNow = found->destroy();
+    auto const registration = found->connection().registration;
     operation.lock.unlock();
     operation.model->delivery.waitWhileRunning(registration->observer, registration->source);
     return destroyedNow ? STATUS_OK : STATUS_UNKNOWN_ITERATOR;
@@ -149,8 +151,8 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
 void TableObject::setRows(Rows rows) {
     rows_ = std::move(rows);
     post([](auto& observer) { observer.notifyUpdate(0); });
-    for (auto const& iterator : iterators_) {
-        iterator->post([](auto& observer) { observer.notifyUpdate(0); });
+    for (Iterator const& iterator : iterators_) {
+        iterator.post([](auto& observer) { observer.notifyUpdate(0); });
     }
 }
 

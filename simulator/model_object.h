@@ -1,5 +1,6 @@
 #pragma once
 
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -146,11 +147,13 @@ protected:
         if (this->withdrawn()) {
             return STATUS_WITHDRAWN;
         }
-        if (int const fault = this->key().readFault; fault != STATUS_OK) {
-            return fault;
+        ReadFault const& fault = this->key().readFault;
+        if (fault.halfWay) {
+            value.assign(value_.begin(), value_.begin() + static_cast<std::ptrdiff_t>(value_.size() / 2));
+        } else if (fault.status == STATUS_OK) {
+            value = value_;
         }
-        value = value_;
-        return STATUS_OK;
+        return fault.status;
     }
 
 private:
@@ -262,7 +265,7 @@ public:
 private:
     Rows rows_;
     /// Destroyed ones too, so that a pointer handed back twice is not the address of a newer iterator.
-    std::vector<std::unique_ptr<Iterator>> iterators_;
+    std::list<Iterator> iterators_;
 };
 
 }  // namespace simulator

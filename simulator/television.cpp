@@ -131,9 +131,9 @@ void Television::failConnects(std::string const& key, ConnectFault fault) {
     model_->keys[key].connectFault = fault;
 }
 
-void Television::failReads(std::string const& key, int status) {
+void Television::failReads(std::string const& key, ReadFault fault) {
     std::lock_guard const lock(model_->mutex);
-    model_->keys[key].readFault = status;
+    model_->keys[key].readFault = fault;
 }
 
 void Television::failInvokes(std::string const& key, int status) {

@@ -53,6 +53,12 @@ struct ConnectFault {
     int attempts = FOREVER;       ///< The key is available again after so many failed attempts.
 };
 
+/// A key whose strings and lists are not read as they should; numbers are read without a status.
+struct ReadFault {
+    int status = 0;
+    bool halfWay = false;  ///< Hands out the first half of the value all the same, instead of nothing.
+};
+
 /// What the inter-process framework answers to a lookup of the root interface.
 enum class RootLookup {
     published,
@@ -123,9 +129,8 @@ public:
     void setRootLookup(RootLookup answer);
     /// Makes connects to `key` fail from now on, until the fault is used up or replaced.
     void failConnects(std::string const& key, ConnectFault fault);
-    /// Makes the reads of strings and lists under `key` return `status`, and leave the caller's variable alone; 0 ends
-    /// the fault.
-    void failReads(std::string const& key, int status);
+    /// Makes the reads of strings and lists under `key` return another status from now on; 0 ends the fault.
+    void failReads(std::string const& key, ReadFault fault);
     /// Makes `invoke` of the action under `key` return `status` without reaching its script; 0 ends the fault.
     void failInvokes(std::string const& key, int status);
     /// Makes every call of one operation on `key`, or on its objects, throw `std::bad_alloc` before it does anything;

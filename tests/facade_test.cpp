@@ -234,7 +234,7 @@ TEST_F(FacadeTest, ListsAreReadAndWrittenByTheirKeyOnly) {
     EXPECT_EQ(client.take(), Lines{"command to " + COMMAND});  // The writer hears its own change.
     facade->setAccessValue(COMMAND, {});
     EXPECT_EQ(tv.get(COMMAND), Value(Strings{}));
-    tv.failReads(EVENT, 42);
+    tv.failReads(EVENT, {42});
     logged();
     values = {"kept"};
     facade->getAccessValue(EVENT, values);
@@ -323,9 +323,10 @@ TEST_F(FacadeTest, DestructionNeedsNoMemoryAndOutlivesThePlatformsFailure) {
         for (std::string const& key : keys) {
             tv.throwFrom(key, fails ? simulator::Call::disconnect : simulator::Call::none);
         }
-        withoutMemory = !fails;
-        objects = {};
-        withoutMemory = false;
+        {
+            Shortage const none(fails ? -1 : 0);
+            objects = {};
+        }
         EXPECT_EQ(registrations(), Integers(5, fails ? 1 : 0));  // What the platform itself fails at may remain.
     }
 }

@@ -10,12 +10,14 @@
 namespace {
 
 std::vector<unsigned int> sleeps;  // Only the test's own thread waits.
+thread_local test::Shortage* shortage = nullptr;
 
 }  // namespace
 
 /// Stands before the C library's for the whole program, so that waiting costs the tests no time.
 extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microseconds) {
     sleeps.push_back(microseconds);
+    test::duringSleep();
     return 0;
 }
 
@@ -23,7 +25,8 @@ extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microsec
 // exceptions end here too. Inlined, they would look mismatched to the compiler.
 
 [[gnu::noinline]] void* operator new(std::size_t size) {
-    void* const memory = test::withoutMemory ? nullptr : std::malloc(size != 0 ? size : 1);
+    bool const none = shortage != nullptr && shortage->strikes();
+    void* const memory = none ? nullptr : std::malloc(size != 0 ? size : 1);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
@@ -32,9 +35,22 @@ extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microsec
 
 namespace test {
 
-thread_local bool withoutMemory = false;
+std::function<void()> duringSleep = [] {};
 
 std::vector<unsigned int> takeSleeps() { return std::exchange(sleeps, {}); }
+
+Shortage::Shortage(int allocations, bool lasts) : left_(allocations), lasts_(lasts) { shortage = this; }
+
+Shortage::~Shortage() { shortage = nullptr; }
+
+bool Shortage::strikes() {
+    if (left_ == 0) {
+        left_ -= lasts_ ? 0 : 1;
+        return true;
+    }
+    left_ -= left_ > 0 ? 1 : 0;
+    return false;
+}
 
 Lines operator+(Lines first, Lines const& second) {
     first.insert(first.end(), second.begin(), second.end());

@@ -31,8 +31,24 @@ constexpr char KEY[] = "test.key";
 /// The sleeps asked for since the last call, in microseconds. Nothing sleeps in this program.
 std::vector<unsigned int> takeSleeps();
 
-/// While it is set, each allocation of this thread fails.
-extern thread_local bool withoutMemory;
+/// Called by this thread's sleeps.
+extern std::function<void()> duringSleep;
+
+/// While it lives, memory runs out for the thread that made it: after so many allocations one fails, or all from there.
+class Shortage {
+public:
+    explicit Shortage(int allocations, bool lasts = true);
+    Shortage(Shortage const&) = delete;
+    Shortage& operator=(Shortage const&) = delete;
+    ~Shortage();
+
+    /// For the allocations: whether this one fails.
+    bool strikes();
+
+private:
+    int left_;
+    bool const lasts_;
+};
 
 Lines operator+(Lines first, Lines const& second);
 
@@ -57,12 +73,12 @@ struct Source {
     std::string file;
 };
 
-Source const FACADE{"nrx_model_access.cpp"};
-Source const BASE{"value_access_base.cpp"};
-Source const VALUE{"value_access.cpp"};
-Source const ACTION{"action_access.cpp"};
-Source const TABLE{"table_access.cpp"};
-Source const ITERATOR{"iterator_access.cpp"};
+inline Source const FACADE{"nrx_model_access.cpp"};
+inline Source const BASE{"value_access_base.cpp"};
+inline Source const VALUE{"value_access.cpp"};
+inline Source const ACTION{"action_access.cpp"};
+inline Source const TABLE{"table_access.cpp"};
+inline Source const ITERATOR{"iterator_access.cpp"};
 
 /// A television that is on and a log that admits everything.
 class TelevisionTest : public ::testing::Test {
@@ -73,13 +89,14 @@ public:
     Lines logged();
 
     simulator::Television tv;
+    std::atomic<bool> silent = false;             ///< Refuses every line.
     std::atomic<bool> ownLinesOnly = false;       ///< Leaves out the delivery thread's.
     std::function<void()> beforeOwnLine = [] {};  ///< Called when a line of this thread is about to be written.
     std::thread::id const ownThread = std::this_thread::get_id();
     simulator::LogCapture log{[this](DebugLevelRecord&) {
         bool const own = std::this_thread::get_id() == ownThread;
         own ? beforeOwnLine() : void();
-        return own || !ownLinesOnly;
+        return !silent && (own || !ownLinesOnly);
     }};
 };
 

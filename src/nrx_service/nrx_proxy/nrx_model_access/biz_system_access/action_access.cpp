@@ -16,8 +16,9 @@ constexpr int STATUS_NOT_CONNECTED = -1;
 ValueObject textsByIndex(std::vector<objbus::Argument> const& results) {
     ValueObject texts = listValue(std::vector<std::string>(results.size()));
     for (objbus::Argument const& result : results) {
-        if (result.index >= 0 && static_cast<std::size_t>(result.index) < texts.elements.size()) {
-            texts.elements[static_cast<std::size_t>(result.index)] = result.value;
+        auto const position = static_cast<std::size_t>(result.index);  // A negative index lies far behind the end.
+        if (position < texts.elements.size()) {
+            texts.elements[position] = result.value;
         }
     }
     return texts;
