@@ -12,15 +12,16 @@ struct RecordingActionHandler : ActionHandler {
     explicit RecordingActionHandler(Lines& lines) : heard(lines) {}
     ~RecordingActionHandler() override { heard.emplace_back("gone"); }
 
-    void handleResult(unsigned int actionId, ValueObject const& results) override {
+    void handleResult(unsigned int actionId, ValueObject const& results) override { hear(actionId, shown(results)); }
+    void handleExecutionError(unsigned int actionId, int error) override {
+        hear(actionId, "error " + std::to_string(error));
+    }
+    void hear(unsigned int actionId, std::string const& answer) {
         if (destroyed != nullptr) {
             (*destroyed)->disconnect();
             destroyed->reset();
         }
-        heard.push_back(std::to_string(actionId) + " " + shown(results));
-    }
-    void handleExecutionError(unsigned int actionId, int error) override {
-        heard.push_back(std::to_string(actionId) + " error " + std::to_string(error));
+        heard.push_back(std::to_string(actionId) + " " + answer);
     }
 
     Lines& heard;
@@ -53,14 +54,20 @@ TEST_F(TelevisionTest, AnActionIsInvokedAndAnswersLater) {
     EXPECT_EQ(access->setActionResultHandler(nullptr), 0);
     access->notifyResult(1, {argument(0, "unheard")});
     access->notifyExecutionError(1, 2);
-    handler->destroyed = &access;
-    access->setActionResultHandler(std::move(handler));
-    answer = {0, 9U, ActionAnswer::Results{}};
-    EXPECT_EQ(access->invoke(id, {}), 0);
-    tv.waitUntilDelivered();
-    EXPECT_EQ(access, nullptr);
-    EXPECT_EQ(heard, (Lines{"4294967294 9 [done]", "8 error -7", "9 9 []", "gone"}));  // Held until the call was done.
-    EXPECT_EQ(tv.counts(KEY).disconnects, 1);
+    access->disconnect();
+    for (auto const& last :
+         {ActionAnswer{0, 9U, ActionAnswer::Results{}}, ActionAnswer{0, 9U, ActionAnswer::Error{3}}}) {
+        access = std::make_unique<ActionAccess>(KEY, handler);
+        handler->destroyed = &access;
+        handler.reset();
+        answer = last;
+        EXPECT_EQ(access->connect(0) + access->invoke(id, {}), 0);
+        tv.waitUntilDelivered();
+        EXPECT_EQ(access, nullptr);
+        handler = std::make_shared<RecordingActionHandler>(heard);
+    }
+    handler.reset();  // Each was held until its call was done.
+    EXPECT_EQ(heard, (Lines{"4294967294 9 [done]", "8 error -7", "9 9 []", "gone", "9 error 3", "gone", "gone"}));
 }
 
 TEST_F(TelevisionTest, ResultsAreOrderedByTheirIndexAndOthersAreDropped) {
@@ -69,9 +76,19 @@ TEST_F(TelevisionTest, ResultsAreOrderedByTheirIndexAndOthersAreDropped) {
     access.notifyResult(1, {argument(1, "b"), argument(0, "a")});
     access.notifyResult(2, {argument(0, "x"), argument(0, "y")});
     access.notifyResult(3, {argument(-1, "low"), argument(2, "in"), argument(4, "high"), argument(-128, "low")});
-    access.notifyResult(4, std::vector(200, argument(127, "x")));
-    std::string const sparse = "4 9 [" + std::string(127, ',') + "x" + std::string(72, ',') + "]";
-    EXPECT_EQ(heard, (Lines{"1 9 [a,b]", "2 9 [y,]", "3 9 [,,in,]", sparse}));
+    std::vector<objbus::Argument> all;
+    EXPECT_EQ(std::exchange(heard, {}), (Lines{"1 9 [a,b]", "2 9 [y,]", "3 9 [,,in,]"}));
+    for (int index = -128; index < 128; ++index) {
+        access.notifyResult(4, {argument(index, "x")});
+        EXPECT_EQ(std::exchange(heard, {}), Lines{index == 0 ? "4 9 [x]" : "4 9 []"});
+        all.push_back(argument(index, "x"));
+    }
+    access.notifyResult(5, all);
+    std::string texts = "x";
+    for (std::size_t position = 1; position < all.size(); ++position) {
+        texts += position < 128 ? ",x" : ",";
+    }
+    EXPECT_EQ(heard, Lines{"5 9 [" + texts + "]"});
 }
 
 }  // namespace

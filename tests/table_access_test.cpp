@@ -115,22 +115,6 @@ TEST_F(IteratorTest, ANotificationIsPassedOnAsItIsWhateverTheState) {
     EXPECT_EQ(tv.lookups(), 0);
 }
 
-TEST_F(IteratorTest, AFailedCreateLeavesEverythingAsItWas) {
-    ASSERT_EQ(access->create(), 0);
-    auto* const iterator = access->getIterator();
-    delivered();
-    tv.failConnects(KEY, {.status = 9, .attempts = 10});
-    EXPECT_EQ(access->create(), 4);
-    EXPECT_EQ(takeSleeps().size(), 10U);
-    EXPECT_EQ(logged(), (Lines{TABLE.error("connect", "Failed 9"),
-                               ITERATOR.error("create", "Error connect name : test.key,  status: 5")}));
-    EXPECT_EQ(access->getIterator(), iterator);
-    iterator->commit();
-    EXPECT_EQ(delivered(), Lines{"commit 0"});
-    EXPECT_EQ(tv.counts(KEY).disconnects, 0);
-    access->destroy();
-}
-
 TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {
     auto const released = [this] { return std::pair(tv.counts(KEY).destroyIteratorCalls, tv.counts(KEY).disconnects); };
     EXPECT_EQ(access->create() + access->create(), 0);
