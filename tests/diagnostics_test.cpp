@@ -29,29 +29,24 @@ TEST(DebugLog, WritesTheWholeLineAndEvaluatesNothingOfARefusedOne) {
 }
 
 TEST(DebugTrace, EveryWayOutWritesTheLineOfTheEntryWhateverBecameOfThat) {
-    enum class Answer { yes, no, fails };
-    Answer answer = Answer::yes;
-    simulator::LogCapture log([&answer](DebugLevelRecord&) {
-        return answer == Answer::fails ? throw std::bad_alloc() : answer == Answer::yes;
-    });
-    std::string const place = "] diagnostics_test.cpp:" + std::to_string(__LINE__ + 6) + ":TestBody() \n";
-    for (Answer const in : {Answer::yes, Answer::no, Answer::fails}) {
-        for (Answer const out : {Answer::yes, Answer::no, Answer::fails}) {
-            for (bool const thrown : {false, true}) {
-                answer = in;
-                try {
-                    DEBUG_TRACE();
-                    answer = out;
-                    thrown ? throw std::runtime_error("thrown") : void();
-                } catch (std::runtime_error const&) {
-                }
-                std::string written;
-                for (auto const& line : log.take()) {
-                    written += line.text;
-                }
-                EXPECT_EQ(written, (in == Answer::yes ? "[TRACE -> TestBody(IN)" + place : "") +
-                                       (out == Answer::yes ? "[TRACE <- TestBody(OUT)" + place : ""));
+    enum Answer { NO, YES, FAILS } answer = NO;
+    simulator::LogCapture log([&](DebugLevelRecord&) { return answer == FAILS ? throw std::bad_alloc() : answer; });
+    std::string const place = "] diagnostics_test.cpp:" + std::to_string(__LINE__ + 5) + ":TestBody() \n";
+    for (Answer const in : {NO, YES, FAILS}) {
+        for (Answer const out : {NO, YES, FAILS}) {
+            answer = in;
+            try {
+                DEBUG_TRACE();
+                answer = out;
+                in == out ? throw std::runtime_error("leaves") : void();
+            } catch (std::runtime_error const&) {
             }
+            std::string written;
+            for (auto const& line : log.take()) {
+                written += line.text;
+            }
+            EXPECT_EQ(written, (in == YES ? "[TRACE -> TestBody(IN)" + place : "") +
+                                   (out == YES ? "[TRACE <- TestBody(OUT)" + place : ""));
         }
     }
 }

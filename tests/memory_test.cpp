@@ -10,9 +10,6 @@
 namespace test {
 namespace {
 
-using namespace objbus;
-using orvane::NRXModelAccess;
-
 std::string const COMMAND = "torvi.sl2.vstr.videoplayer.nrx.command";
 std::string const EVENT = "torvi.sl2.vstr.videoplayer.nrx.event";
 std::string const VERSION = "torvi.sl2.str.orvfactory.software.version";
@@ -21,12 +18,17 @@ std::string const NUMBERS = "a list of numbers, whose key is long";
 std::string const ROWS = "a table, whose key is long, too";
 Strings const LIST{"a text that is too long for the string itself to hold", "b"};
 
+ValueObject list() {
+    ValueObject value;
+    value.typeTag = VALUE_VECTOR;
+    value.elements = {LIST[0], LIST[1]};
+    return value;
+}
+
 /// All that may be tried, and whether it was heard of.
 struct Things : orvane::NRXModelAccessClient, ValueHandler, ActionHandler {
     Things() {
         facade.startCommandListener();
-        list.typeTag = VALUE_VECTOR;
-        list.elements = {LIST[0], LIST[1]};
         second.create();
     }
     ~Things() override {
@@ -35,73 +37,83 @@ struct Things : orvane::NRXModelAccessClient, ValueHandler, ActionHandler {
     }
     void onNRXCommandReceived(Strings const& parameters) override { heard = parameters == LIST; }
     void onNRXEventReceived(Strings const& /*parameters*/) override {}
-    void handleNewValue(IValueObject const& value) override { heard = value.type() == VALUE_VECTOR; }
-    void handleResult(unsigned int /*actionId*/, ValueObject const& results) override { heard = results == list; }
+    void handleNewValue(IValueObject const& /*value*/) override { heard = true; }
+    void handleResult(unsigned int /*actionId*/, ValueObject const& results) override { heard = results == value; }
     void handleExecutionError(unsigned int /*actionId*/, int /*error*/) override {}
-
-    bool assignsAllOrNothing() {
-        ValueObject target(1);
-        try {
-            target = list;
-        } catch (std::bad_alloc const&) {
-            EXPECT_TRUE(target.type() == VALUE_INT && target.elements.empty());
-            throw;
-        }
-        return target == list;
-    }
 
     bool heard = false;
     std::shared_ptr<Things> self{this, [](Things* /*shared*/) {}};
-    NRXModelAccess facade{this};
-    ValueAccessT<ObserverVectorNumericInteger> numbers{NUMBERS, self};
+    orvane::NRXModelAccess facade{this};
+    ValueAccessT<objbus::ObserverVectorNumericInteger> numbers{NUMBERS, self};
     ActionAccess action{SOURCE_SWITCH, self};
-    IteratorAccess first{ROWS, nullptr, IteratorType{}, {{1, 2, LIST[0]}}, {1}, {{3, 4}}};
-    IteratorAccess second{ROWS, nullptr, IteratorType{}, {}, {}, {}};
-    ValueObject list;
+    IteratorAccess first{ROWS, nullptr, {}, {{1, 2, LIST[0]}}, {1}, {{3, 4}}};
+    IteratorAccess second{ROWS, nullptr, {}, {}, {}, {}};
+    ValueObject value = list();
+    ValueObject target{1};
     Strings texts;
     Integers integers;
     std::unique_ptr<Things> others;
 };
 
-struct Operation {
-    std::string name;
-    bool (*succeeds)(Things& of);
-};
-
+/// An operation, and whether it succeeds.
+using Operation = std::pair<std::string, bool (*)(Things& of)>;
 Operation const OPERATIONS[] = {
     {"construction", [](Things& of) { return (of.others = std::make_unique<Things>()) != nullptr; }},
     {"start", [](Things& of) { return of.facade.start(), true; }},
-    {"relay", [](Things& of) { return of.facade.onNRXCommandValueChanged(of.list), of.heard; }},
+    {"relay", [](Things& of) { return of.facade.onNRXCommandValueChanged(of.value), of.heard; }},
     {"start request", [](Things& of) { return of.facade.requestStartNRXService(), true; }},
     {"write by key", [](Things& of) { return of.facade.setAccessValue(COMMAND, LIST), true; }},
     {"read by key", [](Things& of) { return of.facade.getAccessValue(COMMAND, of.texts), of.texts == LIST; }},
     {"query", [](Things& of) { return of.facade.getSoftwareVersion() == LIST[0]; }},
-    {"write and read",
-     [](Things& of) {
-         return of.numbers.setValue(Integers{1, 2}) + of.numbers.getValue(of.integers) == 0;
-     }},
-    {"notification",
-     [](Things& of) {
-         return of.numbers.notifyIntegerVector({1, 2}), of.heard;
-     }},
+    {"write", [](Things& of) { return of.numbers.setValue(Integers(2)) == 0; }},
+    {"read", [](Things& of) { return of.numbers.getValue(of.integers) == 0; }},
+    {"notification", [](Things& of) { return of.numbers.notifyIntegerVector(Integers(2)), of.heard; }},
     {"create", [](Things& of) { return of.first.create() == 0 && of.first.getIterator() != nullptr; }},
     {"create again", [](Things& of) { return of.second.create() == 0 && of.second.getIterator() != nullptr; }},
-    {"action result",
+    {"result",
      [](Things& of) {
-         return of.action.notifyResult(1, {{0, 0, 0, LIST[0]}, {0, 1, 0, LIST[1]}}), of.heard;
+         return of.action.notifyResult(1, {{0, 1, 0, "b"}, {0, 0, 0, LIST[0]}}), of.heard;
      }},
-    {"value copy", [](Things& of) { return ValueObject(of.list) == of.list; }},
-    {"value assignment", [](Things& of) { return of.assignsAllOrNothing(); }},
-    {"value text", [](Things& of) { return ValueObject(std::string(of.list)).stringValue.size() > LIST[0].size(); }},
-    {"value conversion", [](Things& of) { return of.list.convertToVectorT(""s) == LIST; }},
+    {"value copy", [](Things& of) { return ValueObject(of.value) == of.value; }},
+    {"value assignment", [](Things& of) { return (of.target = of.value) == of.value; }},
+    {"text assignment", [](Things& of) { return (of.target = LIST[0]).stringValue == LIST[0]; }},
+    {"value text", [](Things& of) { return of.value.convertToStringType().size() > LIST[0].size(); }},
+    {"value conversion", [](Things& of) { return of.value.convertToVectorT(""s) == LIST; }},
 };
 
-TEST(Memory, MayRunOutAtAnyMoment) {
+class MemoryTest : public ::testing::Test {
+public:
+    /// Whether the operation gets through so many allocations.
+    bool getsThrough(Operation const& operation, int allocations, bool lasts) {
+        testing::internal::CaptureStderr();
+        auto things = std::make_unique<Things>();
+        bool through = true;
+        try {
+            Shortage const shortage(allocations, lasts);
+            EXPECT_TRUE(operation.second(*things));
+        } catch (std::bad_alloc const&) {
+            through = false;
+            EXPECT_TRUE(things->target == ValueObject(1) && things->target.elements.empty());  // All or nothing.
+        }
+        EXPECT_TRUE(operation.second(*things));  // Nothing is broken.
+        {
+            Shortage const none(0);  // Destruction needs no memory.
+            things.reset();
+        }
+        tv.waitUntilDelivered();
+        std::string const log = testing::internal::GetCapturedStderr();  // Each operation was entered and left.
+        EXPECT_EQ(std::count(log.begin(), log.end(), '>'), std::count(log.begin(), log.end(), '<'));
+        for (std::string const& key : {COMMAND, EVENT, VERSION, SOURCE_SWITCH, NUMBERS, ROWS}) {
+            EXPECT_EQ(tv.registrations(key), 0);
+        }
+        tv.setRows(ROWS, {});  // Nobody hears of it: the iterators' observers are gone.
+        return through;
+    }
+
     simulator::Television tv;
-    auto const registrations = [&tv] {
-        return tv.registrations(COMMAND) + tv.registrations(EVENT) + tv.registrations(VERSION) +
-               tv.registrations(SOURCE_SWITCH) + tv.registrations(NUMBERS) + tv.registrations(ROWS);
-    };
+};
+
+TEST_F(MemoryTest, MayRunOutAtAnyMoment) {
     tv.publish(COMMAND, LIST);
     tv.publish(EVENT, LIST);
     tv.publish(VERSION, LIST[0]);
@@ -109,42 +121,14 @@ TEST(Memory, MayRunOutAtAnyMoment) {
     tv.publishAction(SOURCE_SWITCH, {});
     tv.publishTable(ROWS, {});
     simulator::setLogLevel(simulator::LogLevel::debug);
-    // Whether the operation succeeds with so many allocations.
-    auto const succeeds = [&](Operation const& operation, int allocations, bool lasts) {
-        testing::internal::CaptureStderr();
-        auto things = std::make_unique<Things>();
-        bool succeeded = true;
-        try {
-            Shortage const shortage(allocations, lasts);
-            EXPECT_TRUE(operation.succeeds(*things));
-        } catch (std::bad_alloc const&) {
-            succeeded = false;
-        }
-        EXPECT_TRUE(operation.succeeds(*things));  // Nothing is broken.
-        {
-            Shortage const none(0);  // Destruction needs no memory.
-            things.reset();
-        }
-        tv.waitUntilDelivered();
-        std::string const written = testing::internal::GetCapturedStderr();
-        EXPECT_EQ(std::count(written.begin(), written.end(), '>'), std::count(written.begin(), written.end(), '<'));
-        EXPECT_EQ(registrations(), 0);
-        tv.setRows(ROWS, {});  // Nobody hears of it: the iterators' observers are gone.
-        return succeeded;
-    };
     for (Operation const& operation : OPERATIONS) {
         int failed = 0;
-        while (true) {
-            SCOPED_TRACE(operation.name + ", allocation " + std::to_string(failed));
-            bool const once = succeeds(operation, failed, false);
-            EXPECT_EQ(succeeds(operation, failed, true), once);
-            if (once) {
-                break;
-            }
-            ++failed;
+        for (; !getsThrough(operation, failed, true); ++failed) {
+            SCOPED_TRACE(operation.first + ", allocation " + std::to_string(failed));
+            EXPECT_FALSE(getsThrough(operation, failed, false));
         }
+        std::cout << operation.first << ": " << failed << " allocations failed, each in its turn\n";
         EXPECT_GT(failed, 0);
-        std::cout << operation.name << ": each of " << failed << " allocations failed in its turn\n";
     }
     simulator::setLogLevel(simulator::LogLevel::error);
 }
