@@ -17,13 +17,6 @@ using orvane::NRXModelAccess;
 using StringAccess = NRXModelAccess::StringAccess;
 using StringListAccess = NRXModelAccess::StringListAccess;
 
-std::string const COMMAND = "torvi.sl2.vstr.videoplayer.nrx.command";
-std::string const EVENT = "torvi.sl2.vstr.videoplayer.nrx.event";
-std::string const SOFTWARE_VERSION = "torvi.sl2.str.orvfactory.software.version";
-std::string const PRODUCTION_TYPE = "torvi.sl2.str.orvfactory.production.type";
-std::string const FEATURE_CODE = "torvi.sl2.str.basic.settings.tv.featurecode";
-std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
-
 /// Keeps what it hears, and then does what it is told to do at each command.
 struct Client final : orvane::NRXModelAccessClient {
     void onNRXCommandReceived(Strings const& parameters) override {

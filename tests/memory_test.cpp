@@ -10,10 +10,6 @@
 namespace test {
 namespace {
 
-std::string const COMMAND = "torvi.sl2.vstr.videoplayer.nrx.command";
-std::string const EVENT = "torvi.sl2.vstr.videoplayer.nrx.event";
-std::string const VERSION = "torvi.sl2.str.orvfactory.software.version";
-std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
 std::string const NUMBERS = "a list of numbers, whose key is long";
 std::string const ROWS = "a table, whose key is long, too";
 Strings const LIST{"a text that is too long for the string itself to hold", "b"};
@@ -103,7 +99,7 @@ public:
         tv.waitUntilDelivered();
         std::string const log = testing::internal::GetCapturedStderr();  // Each operation was entered and left.
         EXPECT_EQ(std::count(log.begin(), log.end(), '>'), std::count(log.begin(), log.end(), '<'));
-        for (std::string const& key : {COMMAND, EVENT, VERSION, SOURCE_SWITCH, NUMBERS, ROWS}) {
+        for (std::string const& key : {COMMAND, EVENT, SOFTWARE_VERSION, SOURCE_SWITCH, NUMBERS, ROWS}) {
             EXPECT_EQ(tv.registrations(key), 0);
         }
         tv.setRows(ROWS, {});  // Nobody hears of it: the iterators' observers are gone.
@@ -116,7 +112,7 @@ public:
 TEST_F(MemoryTest, MayRunOutAtAnyMoment) {
     tv.publish(COMMAND, LIST);
     tv.publish(EVENT, LIST);
-    tv.publish(VERSION, LIST[0]);
+    tv.publish(SOFTWARE_VERSION, LIST[0]);
     tv.publish(NUMBERS, Integers{});
     tv.publishAction(SOURCE_SWITCH, {});
     tv.publishTable(ROWS, {});

@@ -28,6 +28,14 @@ using Lines = Strings;  ///< Written ones, each as its severity and its text; th
 
 constexpr char KEY[] = "test.key";
 
+// The keys that the facade holds.
+inline std::string const COMMAND = "torvi.sl2.vstr.videoplayer.nrx.command";
+inline std::string const EVENT = "torvi.sl2.vstr.videoplayer.nrx.event";
+inline std::string const SOFTWARE_VERSION = "torvi.sl2.str.orvfactory.software.version";
+inline std::string const PRODUCTION_TYPE = "torvi.sl2.str.orvfactory.production.type";
+inline std::string const FEATURE_CODE = "torvi.sl2.str.basic.settings.tv.featurecode";
+inline std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
+
 /// The sleeps asked for since the last call, in microseconds. Nothing sleeps in this program.
 std::vector<unsigned int> takeSleeps();
 

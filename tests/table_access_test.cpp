@@ -14,7 +14,8 @@ TEST_F(TelevisionTest, ATableIsHandedOutWhileConnected) {
     EXPECT_EQ(access.getAccess(), nullptr);
     ASSERT_EQ(access.connect(0), 0);
     EXPECT_EQ(handler.use_count(), 2);
-    tv.setRows(KEY, {});
+    EXPECT_TRUE(tv.setRows(KEY, {}));
+    EXPECT_FALSE(tv.setRows("no.table", {}) || tv.set(KEY, 5) || tv.set("no.value", 5));
     tv.waitUntilDelivered();
     EXPECT_EQ(logged(), TABLE.traced("notifyUpdate"));
     EXPECT_NE(access.getAccess(), nullptr);
@@ -95,6 +96,9 @@ TEST_F(IteratorTest, ATablesIteratorReportsThroughTheHandler) {
     EXPECT_EQ(access->getIterator(), nullptr);
     EXPECT_EQ(access->destroy(), 0);
     EXPECT_EQ(tv.counts(KEY).destroyIteratorCalls, 1);
+    iterator->commit();  // Kept by a client that should not: nobody hears of it.
+    EXPECT_TRUE(tv.setRows(KEY, {}));
+    EXPECT_EQ(delivered(), Lines{});
 }
 
 TEST_F(IteratorTest, ANotificationIsPassedOnAsItIsWhateverTheState) {
@@ -127,11 +131,9 @@ TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {
     tv.refuseIterators(KEY, false);
     EXPECT_EQ(access->create(), 0);
     delivered();
-    std::vector<std::pair<int, int>> between;
-    beforeOwnLine = [&] { between.push_back(released()); };
-    access.reset();
+    beforeOwnLine = [&, count = 3]() mutable { EXPECT_EQ(released(), std::pair(2, count++)); };
+    access.reset();  // Between its lines; the iterator is its owner's to destroy.
     EXPECT_EQ(logged(), ITERATOR.traced("~IteratorAccess"));
-    EXPECT_EQ(between, (std::vector{std::pair(2, 3), std::pair(2, 4)}));  // The iterator is its owner's to destroy.
 }
 
 }  // namespace

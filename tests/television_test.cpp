@@ -1,0 +1,54 @@
+// The simulated television, where no test of its clients sees it fail.
+
+#include "support.h"
+
+namespace test {
+namespace {
+
+using namespace objbus;
+
+TEST_F(TelevisionTest, EveryOperationMayBeCalledFromAnyThread) {  // What a missing lock does, a sanitizer sees.
+    auto const use = [this] {
+        for (int round = 0; round < 50; ++round) {
+            tv.publish(KEY, round);
+            tv.set(KEY, round);
+            tv.publishBare("table", OBJECT_TYPE_TABLE);
+            tv.setRows("table", {{"1"}});
+            tv.withdraw("table");
+            tv.setRootLookup(simulator::RootLookup::published);
+            tv.failConnects(KEY, {.status = round});
+            tv.failReads(KEY, {round});
+            tv.failInvokes(KEY, round);
+            tv.refuseIterators(KEY, round % 2 == 0);
+            tv.throwFrom(KEY, simulator::Call::connect);
+            EXPECT_EQ(tv.lookups() + tv.counts(KEY).reads + tv.registrations(KEY), 0);
+            EXPECT_TRUE(tv.get(KEY) && !tv.iteratorRequest("table"));
+        }
+    };
+    std::jthread const other(use);
+    use();
+}
+
+TEST_F(TelevisionTest, AClientIsToldWhatBecomesOfItsCalls) {
+    struct Nobody : ObserverTable {
+        void notifyUpdate(int /*update*/) override {}
+    } observer;
+    RootInterface& root = *ActionAccess(KEY).getRootInterface();
+    Object* object = nullptr;
+    EXPECT_NE(root.connectObject(KEY, &observer, object), 0);
+    tv.publishTable(KEY, {});
+    EXPECT_EQ(root.connectObject(KEY, &observer, object), 0);
+    auto& table = *static_cast<ObjectTable*>(object);
+    TableIterator* const iterator = table.createIterator({}, nullptr, {}, {}, {});
+    EXPECT_EQ(table.destroyIterator(iterator), 0);
+    EXPECT_NE(table.destroyIterator(iterator), 0);  // Not twice.
+    EXPECT_NE(table.destroyIterator(nullptr), 0);
+    EXPECT_EQ(root.disconnectObject(KEY, &observer, object), 0);
+    EXPECT_NE(root.disconnectObject(KEY, &observer, object), 0);
+    EXPECT_EQ(root.disconnectObject(KEY, &observer, nullptr), 0);  // Is always accepted.
+    EXPECT_THROW(simulator::Television(), std::logic_error);       // One at a time.
+    EXPECT_THROW(simulator::LogCapture(), std::logic_error);
+}
+
+}  // namespace
+}  // namespace test
