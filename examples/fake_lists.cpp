@@ -1,0 +1,90 @@
+// Testing a client of your own, or a facade derived from the library's, without any television: fakes stand in the
+// places of the facade's access objects, and what the television would publish is said by the test itself.
+
+#undef NDEBUG
+#include <cassert>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
+
+namespace {
+
+using namespace orvane;
+using namespace orvane::system::support;
+using Strings = std::vector<std::string>;
+
+/// A list that is always there, and remembers what is written to it.
+struct FakeList : NRXModelAccess::StringListAccess {
+    using ValueAccessT::getValue, ValueAccessT::setValue;  // The overloads that are not replaced here.
+    int connect(int /*timeoutMs*/) override { return STATUS_OK; }
+    int getValue(Strings& out) override { return out = list, STATUS_OK; }
+    int setValue(Strings const& value) override { return list = value, STATUS_OK; }
+
+    Strings list;
+};
+
+/// A text that is always there.
+struct FakeString : NRXModelAccess::StringAccess {
+    using ValueAccessT::getValue;
+    explicit FakeString(std::string value) : text(std::move(value)) {}
+    int getValue(std::string& out) override { return out = text, STATUS_OK; }
+
+    std::string text;
+};
+
+/// The client under test: plays what it is told to, and reports.
+struct Player final : NRXModelAccessClient {
+    explicit Player(INrxModelAccess*& facade) : service(facade) {}
+    void onNRXCommandReceived(Strings const& command) override {
+        played.push_back(command.at(1));
+        service->setAccessValue("torvi.sl2.vstr.videoplayer.nrx.event", {"playing", command.at(1)});
+    }
+    void onNRXEventReceived(Strings const& /*event*/) override {}
+
+    INrxModelAccess*& service;
+    Strings played;
+};
+
+/// A facade of one's own, which counts the commands on their way.
+struct CountingAccess : NRXModelAccess {
+    using NRXModelAccess::NRXModelAccess;
+    void onNRXCommandValueChanged(IValueObject const& value) override {
+        ++commands;
+        NRXModelAccess::onNRXCommandValueChanged(value);
+    }
+
+    int commands = 0;
+};
+
+}  // namespace
+
+int main() {
+    auto const command = std::make_shared<FakeList>();
+    auto const event = std::make_shared<FakeList>();
+    INrxModelAccess* service = nullptr;
+    Player player(service);
+    CountingAccess facade(&player, command, event, std::make_shared<FakeString>("7.2"),
+                          std::make_shared<FakeString>("F3A9"), std::make_shared<FakeString>("OL-55-D"));
+    service = &facade;
+
+    // The facade leaves the handlers of injected lists to their maker. Bound to the virtual operation of the interface,
+    // they reach the facade's own.
+    command->setNewValueHandler(make_value_handler(service, &INrxModelAccess::onNRXCommandValueChanged));
+    service->start();
+    service->startCommandListener();
+
+    // The queries ask the fakes, each in its place.
+    assert(service->getSoftwareVersion() == "7.2" && service->getFeatureCode() == "F3A9");
+    assert(service->getModelname() == "OL-55-D");
+
+    // A command arrives as the television would send it, through the interface that the television knows.
+    static_cast<objbus::ObserverVectorString&>(*command).notifyStringVector({"play", "channel 5"});
+    assert(facade.commands == 1 && player.played == Strings{"channel 5"});
+    assert((event->list == Strings{"playing", "channel 5"}));  // What the client reported.
+
+    Strings reported;
+    service->getAccessValue("torvi.sl2.vstr.videoplayer.nrx.event", reported);
+    assert(reported == event->list && command->list.empty());
+}
