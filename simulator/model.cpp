@@ -20,7 +20,7 @@ bool takeFault(ConnectFault& fault) {
 }  // namespace
 
 int Model::connect(std::string const& name, objbus::Observer* observer, objbus::Object*& object) {
-    std::lock_guard const lock(mutex);
+    std::unique_lock lock(mutex);
     Key& key = keys[name];
     key.failAt(Call::connect);
     ++key.counts.connectAttempts;
@@ -35,6 +35,11 @@ int Model::connect(std::string const& name, objbus::Observer* observer, objbus::
         return STATUS_NOT_PUBLISHED;
     }
     key.published->connect(observer);
+    if (auto const value = key.published->value(); value && key.notifiesEarly) {
+        key.published->change(*value);
+        lock.unlock();
+        delivery.waitUntilDone();
+    }
     return STATUS_OK;
 }
 

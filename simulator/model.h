@@ -51,6 +51,7 @@ struct Key {
     ReadFault readFault;
     int invokeFault = STATUS_OK;
     std::atomic<Call> throwing = Call::none;
+    bool notifiesEarly = false;
     bool refusesIterators = false;
     std::optional<IteratorRequest> iteratorRequest;
 

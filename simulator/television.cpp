@@ -146,6 +146,11 @@ void Television::throwFrom(std::string const& key, Call call) {
     model_->keys[key].throwing = call;
 }
 
+void Television::notifyEarly(std::string const& key, bool early) {
+    std::lock_guard const lock(model_->mutex);
+    model_->keys[key].notifiesEarly = early;
+}
+
 void Television::refuseIterators(std::string const& key, bool refuse) {
     std::lock_guard const lock(model_->mutex);
     model_->keys[key].refusesIterators = refuse;

@@ -136,6 +136,9 @@ public:
     /// Makes every call of one operation on `key`, or on its objects, throw `std::bad_alloc` before it does anything;
     /// `none` ends it.
     void throwFrom(std::string const& key, Call call);
+    /// Makes every connect to the value under `key` notify its observers before it returns, as a television does that
+    /// tells the value at once. Such a connect is not made from inside a notification.
+    void notifyEarly(std::string const& key, bool early);
     /// Makes `createIterator` on the table under `key` return null.
     void refuseIterators(std::string const& key, bool refuse);
 

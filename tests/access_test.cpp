@@ -346,18 +346,15 @@ TEST_F(AccessTest, ALogThatThrowsLeavesNoRegistration) {
     }
 }
 
-TEST_F(AccessTest, WhatComesWhileAConnectWaitsIsTaken) {
+TEST_F(AccessTest, AnObjectMayComeLateAndNotifyEarly) {
     auto const handler = std::make_shared<RecordingHandler>();
     ValueAccessT<ObserverVectorString> access(KEY, handler);
-    tv.publish(KEY, Strings{});
-    tv.failConnects(KEY, {.status = 3});
-    duringSleep = [&] {
-        access.notifyStringVector({"early"});
-        handler->values.size() == 2 ? heal() : void();
-    };
+    tv.publish(KEY, Strings{"early"});
+    tv.failConnects(KEY, {.status = 3, .attempts = 2});
+    tv.notifyEarly(KEY, true);
     EXPECT_EQ(access.connect(1000), 0);
-    EXPECT_EQ(handler->values, Lines(2, "9 [early]"));
-    duringSleep = [] {};
+    EXPECT_EQ(takeSleeps().size(), 2U);
+    EXPECT_EQ(handler->values, Lines{"9 [early]"});
 }
 
 TEST_F(AccessTest, WhatAFailedReadLeavesIsPassedOnWithItsStatus) {

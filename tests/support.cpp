@@ -17,7 +17,6 @@ thread_local test::Shortage* shortage = nullptr;
 /// Stands before the C library's for the whole program, so that waiting costs the tests no time.
 extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microseconds) {
     sleeps.push_back(microseconds);
-    test::duringSleep();
     return 0;
 }
 
@@ -34,8 +33,6 @@ extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microsec
 [[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 
 namespace test {
-
-std::function<void()> duringSleep = [] {};
 
 std::vector<unsigned int> takeSleeps() { return std::exchange(sleeps, {}); }
 

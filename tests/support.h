@@ -39,9 +39,6 @@ inline std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
 /// The sleeps asked for since the last call, in microseconds. Nothing sleeps in this program.
 std::vector<unsigned int> takeSleeps();
 
-/// Called by this thread's sleeps.
-extern std::function<void()> duringSleep;
-
 /// While it lives, memory runs out for the thread that made it: after so many allocations one fails, or all from there.
 class Shortage {
 public:
