@@ -37,7 +37,7 @@ Iterator::Iterator(TableObject& table, objbus::ObserverTableIterator* observer, 
 
 template <typename Notify>
 void Iterator::post(Notify notify) const {
-    if (!destroyed_ && !table_.withdrawn()) {
+    if (!table_.withdrawn()) {
         connection_.post(table_.model().delivery, std::move(notify));
     }
 }

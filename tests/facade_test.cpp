@@ -294,7 +294,12 @@ TEST_F(FacadeTest, AFacadeMayBeDestroyedWhileListsPourInAndIsSilentAfterwards) {
     });
     for (int round = 0; round < 50; ++round) {
         std::counting_semaphore<> called(0);
-        client.onCommand = [&called] { called.release(); };
+        client.onCommand = [&, last = -2]() mutable {
+            int const change = std::stoi(client.calls.back().substr(8));
+            EXPECT_TRUE(last < 0 || change == last + 2);  // In order, and none is left out.
+            last = change;
+            called.release();
+        };
         facade.emplace(&client);
         facade->startCommandListener();
         facade->startEventListener();
