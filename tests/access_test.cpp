@@ -141,19 +141,17 @@ struct Fault {
     }
 };
 
-constexpr simulator::ConnectFault status(int number, bool handsOutObject) { return {number, handsOutObject}; }
-
 std::vector<Fault> faults() {
     std::vector<Fault> faults{
         {},
         {.root = RootLookup::refused, .connect = 5, .failed = 5, .left = 1},
         {.root = RootLookup::emptyReference, .connect = 5, .failed = 5, .left = 1},
         {.root = RootLookup::nullObject, .connect = 5, .failed = 5, .left = 1},
-        {.unavailable = status(0, false), .connect = 5, .failed = 0},
-        {.unavailable = status(1, true), .connect = 5, .failed = 1},
-        {.unavailable = status(-1, false), .connect = 5, .failed = -1},
-        {.unavailable = status(INT_MIN, true), .connect = 5, .failed = INT_MIN},
-        {.unavailable = status(INT_MAX, false), .connect = 5, .failed = INT_MAX},
+        {.unavailable = {0, false}, .connect = 5, .failed = 0},
+        {.unavailable = {1, true}, .connect = 5, .failed = 1},
+        {.unavailable = {-1, false}, .connect = 5, .failed = -1},
+        {.unavailable = {INT_MIN, true}, .connect = 5, .failed = INT_MIN},
+        {.unavailable = {INT_MAX, false}, .connect = 5, .failed = INT_MAX},
         {.throws = Call::connect, .connect = THROWS},
         {.throws = Call::type, .connect = THROWS},
         {.throws = Call::disconnect, .left = 1},
@@ -317,6 +315,7 @@ TEST_F(AccessTest, AnIteratorIsMadeAgainWhateverBecameOfTheFirst) {
         EXPECT_EQ(tv.registrations(KEY) - before, fault.left * (again == 0 ? 2 : 1));
         heal();
     }
+    EXPECT_EQ(tv.counts(KEY).disconnectsWithoutObject, 0);  // What never connected is not disconnected.
 }
 
 TEST_F(AccessTest, TheBudgetDecidesAttemptsAndSleeps) {

@@ -24,6 +24,12 @@ TEST(DebugLog, WritesTheWholeLineAndEvaluatesNothingOfARefusedOne) {
     EXPECT_EQ(evaluated, 1);
     EXPECT_EQ(codes, (std::vector{0x5F0001U, 0x5F0FA0U, 0x5F1388U, 0x5F03E8U, 0x5F1388U, 0x5F1388U}));
     auto const lines = log.take();
+    for (std::size_t length = 400; length < 600; ++length) {  // None is cut, on the stack or off it.
+        std::string const message(length, 'x');
+        codes.clear();
+        DEBUG_LOG(LOG_INFO, "%s", message.c_str());
+        EXPECT_TRUE(log.take().at(0).text.ends_with(" " + message + "\n"));
+    }
     ASSERT_EQ(lines.size(), 3U);
     EXPECT_EQ(lines[0].text, "[B-LOG] diagnostics_test.cpp:" + std::to_string(line) + ":TestBody(): text and -5\n");
 }

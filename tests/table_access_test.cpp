@@ -1,4 +1,6 @@
+#include <chrono>
 #include <climits>
+#include <semaphore>
 #include <tuple>
 
 #include "simulator/table_iterator.h"
@@ -99,6 +101,24 @@ TEST_F(IteratorTest, ATablesIteratorReportsThroughTheHandler) {
     iterator->commit();  // Kept by a client that should not: nobody hears of it.
     EXPECT_TRUE(tv.setRows(KEY, {}));
     EXPECT_EQ(delivered(), Lines{});
+}
+
+TEST_F(IteratorTest, DestroyWaitsForANotificationThatIsRunning) {
+    struct Slow : RecordingIteratorHandler {
+        void handleIteratorReady(int /*status*/) override {
+            started.release();
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            done = true;
+        }
+        std::binary_semaphore started{0};
+        std::atomic<bool> done = false;
+    };
+    auto const slow = std::make_shared<Slow>();
+    access->setActionResultHandler(slow);
+    access->create();
+    slow->started.acquire();
+    access->destroy();
+    EXPECT_TRUE(slow->done);
 }
 
 TEST_F(IteratorTest, ANotificationIsPassedOnAsItIsWhateverTheState) {

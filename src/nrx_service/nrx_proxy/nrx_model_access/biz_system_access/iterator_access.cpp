@@ -72,7 +72,6 @@ int IteratorAccess::create() {
         return STATUS_NO_TABLE;
     }
     destroy();
-    tableAccess.reset();
     iterator = newTable->getAccess()->createIterator(iteratorType, this, selections, columns, orders);
     tableAccess = std::move(newTable);
     return STATUS_OK;

@@ -71,8 +71,8 @@ public:
     /// may have refused the iterator (`getIterator()` is null then); 4 when there is no such table, or an object that
     /// says it is of another kind, with everything left as it was. An object that does not tell its type
     /// (`OBJECT_TYPE_NONE`, or a number that names none) is taken for the table that was asked for. An earlier iterator
-    /// and its table are released first when the new table is connected; should the television then throw, none is
-    /// left.
+    /// is destroyed first when the new table is connected, and its table is let go afterwards; should the television
+    /// throw instead of making the new one, there is none.
     virtual int create();
     /// Has the iterator destroyed, if there is one; the table stays connected. Returns 0.
     virtual int destroy();
