@@ -47,7 +47,8 @@ bool Iterator::destroy() {
     return !std::exchange(destroyed_, true);
 }
 
-bool Iterator::hasRow(int row) const { return row >= 0 && static_cast<std::size_t>(row) < table_.rows().size(); }
+// A negative number lies far behind the end.
+bool Iterator::hasRow(int row) const { return static_cast<std::size_t>(row) < table_.rows().size(); }
 
 std::vector<std::string> Iterator::selectedColumns(int row) const {
     auto const& whole = table_.rows()[static_cast<std::size_t>(row)];
@@ -56,7 +57,7 @@ std::vector<std::string> Iterator::selectedColumns(int row) const {
     }
     std::vector<std::string> selected;
     for (int const column : columns_) {
-        bool const exists = column >= 0 && static_cast<std::size_t>(column) < whole.size();
+        bool const exists = static_cast<std::size_t>(column) < whole.size();
         selected.push_back(exists ? whole[static_cast<std::size_t>(column)] : std::string());
     }
     return selected;
