@@ -8,25 +8,42 @@ namespace {
 using namespace objbus;
 
 TEST_F(TelevisionTest, EveryOperationMayBeCalledFromAnyThread) {  // What a missing lock does, a sanitizer sees.
-    auto const use = [this] {
-        for (int round = 0; round < 50; ++round) {
-            tv.publish(KEY, round);
-            tv.set(KEY, round);
-            tv.publishBare("table", OBJECT_TYPE_TABLE);
-            tv.setRows("table", {{"1"}});
-            tv.withdraw("table");
-            tv.setRootLookup(simulator::RootLookup::published);
-            tv.failConnects(KEY, {.status = round});
-            tv.failReads(KEY, {round});
-            tv.failInvokes(KEY, round);
-            tv.refuseIterators(KEY, round % 2 == 0);
-            tv.throwFrom(KEY, simulator::Call::connect);
-            EXPECT_EQ(tv.lookups() + tv.counts(KEY).reads + tv.registrations(KEY), 0);
-            EXPECT_TRUE(tv.get(KEY) && !tv.iteratorRequest("table"));
-        }
+    std::atomic<int> names = 0;
+    std::function<void()> const operations[] = {
+        [&] { tv.publish("new " + std::to_string(++names), 5); },
+        [&] { tv.set(KEY, 6); },
+        [&] { tv.setRows("table", {{"1"}}); },
+        [&] { tv.withdraw("nothing"); },
+        [&] { tv.setRootLookup(simulator::RootLookup::published); },
+        [&] { tv.failConnects(KEY, {.attempts = 0}); },
+        [&] { tv.failReads(KEY, {}); },
+        [&] { tv.failInvokes(KEY, 0); },
+        [&] { tv.throwFrom("table", simulator::Call::none); },
+        [&] { tv.notifyEarly(KEY, false); },
+        [&] { tv.refuseIterators(KEY, false); },
+        [&] { EXPECT_TRUE(tv.get(KEY)); },
+        [&] { EXPECT_GE(tv.lookups(), 0); },
+        [&] { EXPECT_EQ(tv.counts(KEY).reads, 0); },
+        [&] { EXPECT_GE(tv.registrations(KEY), 0); },
+        [&] { EXPECT_TRUE(tv.iteratorRequest("table").value_or(simulator::IteratorRequest{}).columns.empty()); },
+        [&] {
+            IteratorAccess rows("table", nullptr, {}, {}, {}, {});
+            rows.create();
+            rows.destroy();
+        },
+        [&] { ValueAccessT<ObserverNumericInteger>(KEY).connect(0); },
+        [&] { tv.waitUntilDelivered(); },
     };
-    std::jthread const other(use);
-    use();
+    tv.publish(KEY, 5);
+    tv.publishTable("table", {});
+    for (auto const& operation : operations) {
+        std::jthread const other([&] {
+            for (auto const& each : operations) {
+                each();
+            }
+        });
+        operation();
+    }
 }
 
 TEST_F(TelevisionTest, AClientIsToldWhatBecomesOfItsCalls) {
