@@ -44,7 +44,9 @@ Answer setSleepTimer(std::string const& minutes) {
         answer = waiting->wait();
         assert(answer.id == id);
     }
-    action.disconnect();  // Always, before it is destroyed: the television would go on to call an object that is gone.
+    // Always, before it is destroyed: the television would go on to call an object that is gone. A program that goes on
+    // after an exception sees to it on that way, too.
+    action.disconnect();
     return answer;
 }
 

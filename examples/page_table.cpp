@@ -86,7 +86,8 @@ int main() {
     }
     assert((rows->all() == std::vector<Row>{{"1", "News"}, {"2", "Sports"}, {"3", "Films"}}));
 
-    channels.destroy();  // Always, before the access is destroyed: the iterator reports to it.
+    // Always, also when something throws, before the access is destroyed: the iterator reports to it.
+    channels.destroy();
 
     IteratorAccess missing("no.such.table", rows, {}, {}, {}, {});
     assert(missing.create() == 4 && missing.getIterator() == nullptr);  // Given up after a second.

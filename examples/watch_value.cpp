@@ -17,8 +17,6 @@ using namespace orvane::system::support;
 class VolumeBar {
 public:
     VolumeBar() : volume("audio.volume", make_value_handler(this, &VolumeBar::onVolumeChanged)) {}
-    /// No change is heard after this has returned: until then the television may call the handler, which is our member.
-    ~VolumeBar() { volume.disconnect(); }
     VolumeBar(VolumeBar const&) = delete;
     VolumeBar& operator=(VolumeBar const&) = delete;
 
@@ -39,7 +37,8 @@ private:
 
     std::mutex mutex;
     std::vector<std::string> levels;
-    ValueAccessT<objbus::ObserverNumericInteger> volume;  // Last: it is gone before what its handler uses.
+    /// Last, so that it is gone before what its handler uses: nothing is heard after its destructor has returned.
+    ValueAccessT<objbus::ObserverNumericInteger> volume;
 };
 
 }  // namespace

@@ -34,9 +34,15 @@ int Model::connect(std::string const& name, objbus::Observer* observer, objbus::
     if (key.published == nullptr) {
         return STATUS_NOT_PUBLISHED;
     }
+    auto const early = key.notifiesEarly ? key.published->value() : std::nullopt;
     key.published->connect(observer);
-    if (auto const value = key.published->value(); value && key.notifiesEarly) {
-        key.published->change(*value);
+    if (early) {
+        try {
+            key.published->change(*early);
+        } catch (...) {  // Out of memory: a connect that fails leaves no registration.
+            key.published->disconnect(observer);
+            throw;
+        }
         lock.unlock();
         delivery.waitUntilDone();
     }

@@ -129,7 +129,7 @@ public:
     void setRootLookup(RootLookup answer);
     /// Makes connects to `key` fail from now on, until the fault is used up or replaced.
     void failConnects(std::string const& key, ConnectFault fault);
-    /// Makes the reads of strings and lists under `key` return another status from now on; 0 ends the fault.
+    /// Makes the reads of strings and lists under `key` return another status from now on; `{}` ends the fault.
     void failReads(std::string const& key, ReadFault fault);
     /// Makes `invoke` of the action under `key` return `status` without reaching its script; 0 ends the fault.
     void failInvokes(std::string const& key, int status);

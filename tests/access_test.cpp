@@ -259,6 +259,7 @@ void AccessTest::expectFault(Fault const& fault, Kind const& kind) {
 TEST_F(AccessTest, EveryOperationEndsAndNothingIsLeftBehind) {
     for (bool const refused : {false, true}) {
         silent = refused;
+        tv.notifyEarly(KEY, refused);
         for (int row = 0; Fault const& fault : faults()) {
             for (Kind const& kind : KINDS) {
                 SCOPED_TRACE("fault " + std::to_string(row) + ", type " + std::to_string(kind.type));

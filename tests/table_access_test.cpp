@@ -1,4 +1,3 @@
-#include <chrono>
 #include <climits>
 #include <semaphore>
 #include <tuple>
@@ -23,8 +22,7 @@ TEST_F(TelevisionTest, ATableIsHandedOutWhileConnected) {
     EXPECT_NE(access.getAccess(), nullptr);
     access.disconnect();
     EXPECT_EQ(access.getAccess(), nullptr);
-    EXPECT_EQ(access.setActionResultHandler(nullptr), 0);
-    EXPECT_EQ(handler.use_count(), 1);
+    EXPECT_EQ(access.setActionResultHandler(nullptr) + handler.use_count(), 1);
 }
 
 struct RecordingIteratorHandler : IteratorHandler, std::enable_shared_from_this<RecordingIteratorHandler> {
@@ -103,22 +101,34 @@ TEST_F(IteratorTest, ATablesIteratorReportsThroughTheHandler) {
     EXPECT_EQ(delivered(), Lines{});
 }
 
-TEST_F(IteratorTest, DestroyWaitsForANotificationThatIsRunning) {
-    struct Slow : RecordingIteratorHandler {
+TEST_F(IteratorTest, DestroyWaitsForANotificationThatIsRunningButForItsOwn) {
+    struct Handler : RecordingIteratorHandler {
+        explicit Handler(IteratorTest& owner) : test(owner) {}
         void handleIteratorReady(int /*status*/) override {
             started.release();
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            while (test.tv.counts(KEY).destroyIteratorCalls == 0) {
+                std::this_thread::yield();
+            }
             done = true;
         }
+        void handleCommit(int /*status*/) override {
+            test.access->destroy();
+            test.access.reset();
+        }
+        IteratorTest& test;
         std::binary_semaphore started{0};
         std::atomic<bool> done = false;
     };
-    auto const slow = std::make_shared<Slow>();
-    access->setActionResultHandler(slow);
+    auto const ending = std::make_shared<Handler>(*this);
+    access->setActionResultHandler(ending);
     access->create();
-    slow->started.acquire();
+    ending->started.acquire();
     access->destroy();
-    EXPECT_TRUE(slow->done);
+    EXPECT_TRUE(ending->done);
+    access->create();
+    access->getIterator()->commit();
+    tv.waitUntilDelivered();
+    EXPECT_EQ(access, nullptr);
 }
 
 TEST_F(IteratorTest, ANotificationIsPassedOnAsItIsWhateverTheState) {

@@ -192,8 +192,6 @@ TEST(ValueObject, ConstructionTakesWhatTheTagNamesAndAssignmentTakesAll) {
     }
 }
 
-// NOLINTEND(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
-
 TEST(ValueObject, AnObjectMayBeAssignedFromItselfAndFromInside) {
     ValueObject const nested = list({V("x"s), list({V("deep"s), V(3)})});
     ValueObject value = nested;
@@ -211,5 +209,7 @@ TEST(ValueObject, AnObjectMayBeAssignedFromItselfAndFromInside) {
     value.elements[1].elements[0] = 4;
     EXPECT_EQ(nested.convertToStringType(), "[x,[deep,3]]");  // A copy is deep.
 }
+
+// NOLINTEND(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
 
 }  // namespace

@@ -28,7 +28,8 @@ public:
     /// again by reads, writes and another `start()` only.
     virtual void start() = 0;
 
-    // Facts about the television, read anew at each call; empty when they cannot be had.
+    // Facts about the television, read anew at each call; empty when they cannot be had (or what a read of the model's
+    // that failed half way left).
 
     /// The version of the television's software, from the data model's factory data. While its object is not there, a
     /// call waits for it within the connect budget of 1000 milliseconds, as do the next two.
@@ -38,7 +39,8 @@ public:
     /// The television's feature code, from the data model's basic settings.
     virtual std::string getFeatureCode() = 0;
     /// The first 1023 bytes of the device identifier's file, up to a zero byte and otherwise as they stand: a line end
-    /// belongs to them. The first of the two places where a television keeps the file decides once it can be opened.
+    /// belongs to them. The first of the two places where a television keeps the file decides once it can be opened;
+    /// a file that blocks, such as a FIFO without a writer, blocks the caller.
     virtual std::string getDeviceID() = 0;
 
     /// Lets command lists through to the client from now on; at first they are held back.
@@ -50,8 +52,8 @@ public:
     virtual void stopEventListener() = 0;
 
     /// Asks the television to start the NRX service as a background application; waits up to 100 milliseconds for the
-    /// action to be there, and not for the answer, which is only logged. May be called from several threads at once, of
-    /// which those whose action is not there yet wait one after the other.
+    /// action to be there, and not for the answer, which is only logged. May be called from several threads at once;
+    /// those whose action is not there yet wait one after the other, whichever facade they ask.
     virtual void requestStartNRXService() = 0;
 
     /// The relay of new command and event values to the client, on the model's delivery thread: a list is passed on as
@@ -60,7 +62,8 @@ public:
     virtual void onNRXEventValueChanged(system::support::IValueObject const& value) = 0;
 
     /// Read and write the command or the event list, whichever `name` is the key of. Reading leaves `values` as it was
-    /// when it fails. Both wait up to the list's connect budget (1000 milliseconds) while it is not connected.
+    /// when it fails, unless the model's own read put something there. Both wait up to the list's connect budget (1000
+    /// milliseconds) while it is not connected.
     virtual void getAccessValue(std::string name, std::vector<std::string>& values) = 0;
     virtual void setAccessValue(std::string name, std::vector<std::string> values) = 0;
 };

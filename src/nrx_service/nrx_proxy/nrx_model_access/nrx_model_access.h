@@ -21,7 +21,8 @@ class ActionAccess;
 /// Construct it, `setClient` if no client was given, `start()`, then start the listeners. Everything else may be used
 /// at any time and connects on demand. The operations are the caller's to call from one thread at a time, except the
 /// client and listener switches and `requestStartNRXService`, which any thread may call; the relay runs on the model's
-/// delivery thread.
+/// delivery thread. Lack of memory passes through as `std::bad_alloc` and breaks nothing; a list that cannot be copied
+/// is lost.
 ///
 /// Owns its access objects, shared with whoever injected them, and never the client.
 ///

@@ -10,8 +10,8 @@ namespace orvane {
 /// What the embedding process implements to hear from the NRX service. The process owns it and keeps it alive until
 /// the facade is destroyed or was given another client and no call is running.
 ///
-/// Called on the model's delivery thread, which waits for the return. A client may call the facade, and may destroy
-/// it, from inside a call.
+/// Called on the model's delivery thread, which waits for the return. Once `start()` has returned, a client may call
+/// the facade, and may destroy it, from inside a call, while no other thread does.
 class NRX_EXPORT NRXModelAccessClient {
 public:
     /// A new command list, which may be empty. It ends with the call.

@@ -74,7 +74,8 @@ public:
     /// is destroyed first when the new table is connected, and its table is let go afterwards; should the television
     /// throw instead of making the new one, there is none.
     virtual int create();
-    /// Has the iterator destroyed, if there is one; the table stays connected. Returns 0.
+    /// Has the iterator destroyed, if there is one; the table stays connected. Returns 0; when the television throws,
+    /// the iterator is still there.
     virtual int destroy();
 
     /// The iterator, or null. The model owns it; it is valid until `destroy()`.

@@ -30,9 +30,9 @@ namespace orvane::system::support {
 ///     };
 ///
 /// Destroying it disconnects it; a failure of the platform's own ends there, and the registration may then remain. A
-/// derived class with state of its own, or with a notification of its own, disconnects in its own destructor: here that
-/// state is gone already. It may be disconnected or destroyed from inside its own notification: nothing of it is
-/// touched after its handler has returned.
+/// derived class with state of its own, or with a notification of its own, disconnects in its own destructor, and
+/// catches what the platform throws: here that state is gone already. It may be disconnected or destroyed from inside
+/// its own notification: nothing of it is touched after its handler has returned.
 template <typename Obs>
 class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:

@@ -21,7 +21,8 @@ namespace orvane::system::support {
 /// installed before the first connect and not replaced while notifications can arrive.
 ///
 /// Operations that return an `int` return a `Status`, or the model's own status where they say so. Every failure found
-/// here is logged; the model's statuses are passed on without a line. The order of the virtual operations is a binary
+/// here is logged; the model's statuses are passed on without a line. What the platform throws, and lack of memory,
+/// passes through, and the object can still be used. The order of the virtual operations is a binary
 /// contract.
 class NRX_EXPORT ValueAccessBase {
 public:
@@ -37,7 +38,8 @@ public:
     /// the budget of later implicit connects. Asks once, without waiting, for a budget of 0 or less.
     virtual int connect(int timeoutMs) = 0;
     /// Detaches from the model object. No notification runs or starts after it returned, but for the one it may be
-    /// called from. Without a root interface the model cannot be told: it may go on notifying. Returns 0.
+    /// called from. Without a root interface the model cannot be told: it may go on notifying. Returns 0; when the
+    /// model throws, nothing has happened, and it may be tried again.
     virtual int disconnect() = 0;
 
     /// The connected object's type; `OBJECT_TYPE_NONE` when not connected. Never connects.

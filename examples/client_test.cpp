@@ -1,5 +1,6 @@
-// Testing a client of your own, or a facade derived from the library's, without any television: fakes stand in the
-// places of the facade's access objects, and what the television would publish is said by the test itself.
+// Testing a client of your own, in two ways. Without any television: fakes stand in the places of the facade's access
+// objects, and what the television would publish is said by the test itself. And against the simulated television,
+// which fails where it is told to.
 
 #undef NDEBUG
 #include <cassert>
@@ -8,12 +9,16 @@
 #include <vector>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
+#include "simulator/television.h"
 
 namespace {
 
 using namespace orvane;
 using namespace orvane::system::support;
 using Strings = std::vector<std::string>;
+
+constexpr char COMMAND[] = "torvi.sl2.vstr.videoplayer.nrx.command";
+constexpr char EVENT[] = "torvi.sl2.vstr.videoplayer.nrx.event";
 
 /// A list that is always there, and remembers what is written to it.
 struct FakeList : NRXModelAccess::StringListAccess {
@@ -39,7 +44,7 @@ struct Player final : NRXModelAccessClient {
     explicit Player(INrxModelAccess*& facade) : service(facade) {}
     void onNRXCommandReceived(Strings const& command) override {
         played.push_back(command.at(1));
-        service->setAccessValue("torvi.sl2.vstr.videoplayer.nrx.event", {"playing", command.at(1)});
+        service->setAccessValue(EVENT, {"playing", command.at(1)});
     }
     void onNRXEventReceived(Strings const& /*event*/) override {}
 
@@ -58,9 +63,7 @@ struct CountingAccess : NRXModelAccess {
     int commands = 0;
 };
 
-}  // namespace
-
-int main() {
+void withFakes() {
     auto const command = std::make_shared<FakeList>();
     auto const event = std::make_shared<FakeList>();
     INrxModelAccess* service = nullptr;
@@ -85,6 +88,38 @@ int main() {
     assert((event->list == Strings{"playing", "channel 5"}));  // What the client reported.
 
     Strings reported;
-    service->getAccessValue("torvi.sl2.vstr.videoplayer.nrx.event", reported);
+    service->getAccessValue(EVENT, reported);
     assert(reported == event->list && command->list.empty());
+}
+
+void withATelevisionThatFails() {
+    simulator::Television television;
+    INrxModelAccess* service = nullptr;
+    Player player(service);
+    NRXModelAccess facade(&player);
+    service = &facade;
+    television.publish(COMMAND, Strings{});
+    television.publish(EVENT, Strings{});
+    television.failConnects(EVENT, {7, false, 12});  // For twelve attempts the event list is not to be had.
+    facade.start();                                  // Gives up after ten of them, and says so in the log.
+    facade.startCommandListener();
+
+    // The client is not told of that: its first report connects on demand, and gets through.
+    television.set(COMMAND, Strings{"play", "channel 5"});
+    television.waitUntilDelivered();
+    assert(player.played == Strings{"channel 5"});
+    assert(television.get(EVENT) == simulator::Value(Strings{"playing", "channel 5"}));
+
+    // Nor is it told that a read fails: its variable is left as it was.
+    television.failReads(EVENT, {9});
+    Strings reported{"unchanged"};
+    facade.getAccessValue(EVENT, reported);
+    assert(reported == Strings{"unchanged"});
+}
+
+}  // namespace
+
+int main() {
+    withFakes();
+    withATelevisionThatFails();
 }
