@@ -41,14 +41,13 @@ struct FakeString : NRXModelAccess::StringAccess {
 
 /// The client under test: plays what it is told to, and reports.
 struct Player final : NRXModelAccessClient {
-    explicit Player(INrxModelAccess*& facade) : service(facade) {}
     void onNRXCommandReceived(Strings const& command) override {
         played.push_back(command.at(1));
         service->setAccessValue(EVENT, {"playing", command.at(1)});
     }
     void onNRXEventReceived(Strings const& /*event*/) override {}
 
-    INrxModelAccess*& service;
+    INrxModelAccess* service = nullptr;
     Strings played;
 };
 
@@ -66,21 +65,21 @@ struct CountingAccess : NRXModelAccess {
 void withFakes() {
     auto const command = std::make_shared<FakeList>();
     auto const event = std::make_shared<FakeList>();
-    INrxModelAccess* service = nullptr;
-    Player player(service);
+    Player player;
     CountingAccess facade(&player, command, event, std::make_shared<FakeString>("7.2"),
                           std::make_shared<FakeString>("F3A9"), std::make_shared<FakeString>("OL-55-D"));
-    service = &facade;
+    player.service = &facade;
 
     // The facade leaves the handlers of injected lists to their maker. Bound to the virtual operation of the interface,
     // they reach the facade's own.
-    command->setNewValueHandler(make_value_handler(service, &INrxModelAccess::onNRXCommandValueChanged));
-    service->start();
-    service->startCommandListener();
+    command->setNewValueHandler(
+        make_value_handler<INrxModelAccess>(&facade, &INrxModelAccess::onNRXCommandValueChanged));
+    facade.start();
+    facade.startCommandListener();
 
     // The queries ask the fakes, each in its place.
-    assert(service->getSoftwareVersion() == "7.2" && service->getFeatureCode() == "F3A9");
-    assert(service->getModelname() == "OL-55-D");
+    assert(facade.getSoftwareVersion() == "7.2" && facade.getFeatureCode() == "F3A9");
+    assert(facade.getModelname() == "OL-55-D");
 
     // A command arrives as the television would send it, through the interface that the television knows.
     static_cast<objbus::ObserverVectorString&>(*command).notifyStringVector({"play", "channel 5"});
@@ -88,16 +87,15 @@ void withFakes() {
     assert((event->list == Strings{"playing", "channel 5"}));  // What the client reported.
 
     Strings reported;
-    service->getAccessValue(EVENT, reported);
+    facade.getAccessValue(EVENT, reported);
     assert(reported == event->list && command->list.empty());
 }
 
 void withATelevisionThatFails() {
     simulator::Television television;
-    INrxModelAccess* service = nullptr;
-    Player player(service);
+    Player player;
     NRXModelAccess facade(&player);
-    service = &facade;
+    player.service = &facade;
     television.publish(COMMAND, Strings{});
     television.publish(EVENT, Strings{});
     television.failConnects(EVENT, {7, false, 12});  // For twelve attempts the event list is not to be had.
@@ -119,7 +117,7 @@ void withATelevisionThatFails() {
 
 }  // namespace
 
-int main() {
+int main() {  // NOLINT(bugprone-exception-escape): an exception is a failure of the test.
     withFakes();
     withATelevisionThatFails();
 }
