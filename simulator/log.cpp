@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -12,6 +13,8 @@
 #include <cstring>
 #include <stdexcept>
 #include <utility>
+
+#include "simulator/printable.h"
 
 namespace simulator {
 
@@ -31,8 +34,8 @@ LogLevel levelFromEnvironment() {
     LogLevel level = LogLevel::error;
     char const* const word = std::getenv("NRX_LOG");
     if (word != nullptr && !parseLogLevel(word, level)) {
-        writeToStandardError("NRX_LOG is \"" + std::string(word) +
-                             "\": expected off, critical, error, info or debug; using error\n");
+        writeToStandardError("NRX_LOG is " + quoted(word) +
+                             ": expected off, critical, error, info or debug; using error\n");
     }
     return level;
 }
@@ -86,8 +89,14 @@ void writeLine(std::string_view line) {
     CaptureUse const use;
     if (LogCapture* const capture = use.get()) {
         capture->add({lastSeverity, std::string(line)});
-    } else {
+        return;
+    }
+    std::string_view const text = line.substr(0, line.size() - (line.ends_with('\n') ? 1 : 0));
+    bool const plain = std::all_of(text.begin(), text.end(), [](char byte) { return byte >= ' ' && byte <= '~'; });
+    if (plain) {  // The usual line, which needs no memory.
         writeToStandardError(line);
+    } else {  // What comes from outside must not steer the terminal, or forge a line.
+        writeToStandardError(printable(text) + "\n");
     }
 }
 
