@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "simulator/television.h"
 
@@ -17,8 +18,7 @@ using namespace orvane;
 using namespace orvane::system::support;
 using Strings = std::vector<std::string>;
 
-constexpr char COMMAND[] = "torvi.sl2.vstr.videoplayer.nrx.command";
-constexpr char EVENT[] = "torvi.sl2.vstr.videoplayer.nrx.event";
+using model_keys::COMMAND, model_keys::EVENT;
 
 /// A list that is always there, and remembers what is written to it.
 struct FakeList : NRXModelAccess::StringListAccess {

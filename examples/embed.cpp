@@ -6,10 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "simulator/television.h"
 
 namespace {
+
+namespace model_keys = orvane::model_keys;
 
 /// Hears the service's lists, on the television's thread: an engine would post them to a thread of its own.
 class Engine final : public orvane::NRXModelAccessClient {
@@ -34,10 +37,10 @@ private:
 int main() {
     // In place of a real television: the objects that the facade reaches for. The model outlives its clients.
     simulator::Television television;
-    television.publish("torvi.sl2.vstr.videoplayer.nrx.command", std::vector<std::string>{});
-    television.publish("torvi.sl2.vstr.videoplayer.nrx.event", std::vector<std::string>{});
-    television.publish("torvi.sl2.str.orvfactory.software.version", "7.2.114");
-    television.publishAction("torvi.sl2.action.source.switch", {});
+    television.publish(model_keys::COMMAND, std::vector<std::string>{});
+    television.publish(model_keys::EVENT, std::vector<std::string>{});
+    television.publish(model_keys::SOFTWARE_VERSION, "7.2.114");
+    television.publishAction(model_keys::SOURCE_SWITCH, {});
 
     Engine engine;  // Not owned by the facade, which is gone first.
     orvane::NRXModelAccess facade(&engine);
@@ -47,15 +50,15 @@ int main() {
     assert(facade.getSoftwareVersion() == "7.2.114");
     assert(facade.getModelname().empty());  // Not published here: asked for within a second, then given up.
 
-    television.set("torvi.sl2.vstr.videoplayer.nrx.command", std::vector<std::string>{"play", "channel 5"});
-    television.set("torvi.sl2.vstr.videoplayer.nrx.event", std::vector<std::string>{"dropped: nobody listens"});
+    television.set(model_keys::COMMAND, std::vector<std::string>{"play", "channel 5"});
+    television.set(model_keys::EVENT, std::vector<std::string>{"dropped: nobody listens"});
     television.waitUntilDelivered();
 
     // Lists are written and read by their key. The writer hears its own change.
     facade.startEventListener();
-    facade.setAccessValue("torvi.sl2.vstr.videoplayer.nrx.event", {"volume", "20"});
+    facade.setAccessValue(model_keys::EVENT, {"volume", "20"});
     std::vector<std::string> event;
-    facade.getAccessValue("torvi.sl2.vstr.videoplayer.nrx.event", event);
+    facade.getAccessValue(model_keys::EVENT, event);
     television.waitUntilDelivered();
     assert((engine.heard == std::vector<std::string>{"command play channel 5", "event volume 20"}));
     assert((event == std::vector<std::string>{"volume", "20"}));

@@ -12,6 +12,7 @@
 #include "nrx_service/nrx_proxy/diagnostics/debug_log.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/model_connection.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 
 // The body of both relays. A macro, so that each line names the relay that writes it. The client comes last: it may
 // destroy the facade.
@@ -36,13 +37,6 @@ namespace orvane {
 using namespace system::support;
 
 namespace {
-
-constexpr char COMMAND_KEY[] = "torvi.sl2.vstr.videoplayer.nrx.command";
-constexpr char EVENT_KEY[] = "torvi.sl2.vstr.videoplayer.nrx.event";
-constexpr char SOFTWARE_VERSION_KEY[] = "torvi.sl2.str.orvfactory.software.version";
-constexpr char FEATURE_CODE_KEY[] = "torvi.sl2.str.basic.settings.tv.featurecode";
-constexpr char PRODUCTION_TYPE_KEY[] = "torvi.sl2.str.orvfactory.production.type";
-constexpr char SOURCE_SWITCH_KEY[] = "torvi.sl2.action.source.switch";
 
 constexpr int LIST_CONNECT_BUDGET_MS = 1000;
 constexpr int ACTION_CONNECT_BUDGET_MS = 100;
@@ -82,10 +76,10 @@ std::shared_ptr<Access> orFresh(std::shared_ptr<Access> access, char const* key)
 /// The list that `key` names, or null.
 NRXModelAccess::StringListAccess* listByKey(std::string const& key, NRXModelAccess::StringListAccess& command,
                                             NRXModelAccess::StringListAccess& event) {
-    if (key == COMMAND_KEY) {
+    if (key == model_keys::COMMAND) {
         return &command;
     }
-    return key == EVENT_KEY ? &event : nullptr;
+    return key == model_keys::EVENT ? &event : nullptr;
 }
 
 /// What a start request sends: its identifier, the switch's target and the service, in this order.
@@ -109,8 +103,8 @@ INrxModelAccess::~INrxModelAccess() = default;
 // Braces, so that the objects are made in the order in which they stand.
 NRXModelAccess::NRXModelAccess()
     : NRXModelAccess{nullptr,
-                     relayedList(COMMAND_KEY, this, &NRXModelAccess::onNRXCommandValueChanged),
-                     relayedList(EVENT_KEY, this, &NRXModelAccess::onNRXEventValueChanged),
+                     relayedList(model_keys::COMMAND, this, &NRXModelAccess::onNRXCommandValueChanged),
+                     relayedList(model_keys::EVENT, this, &NRXModelAccess::onNRXEventValueChanged),
                      nullptr,
                      nullptr,
                      nullptr} {}
@@ -124,11 +118,11 @@ NRXModelAccess::NRXModelAccess(NRXModelAccessClient* newClient, std::shared_ptr<
                                std::shared_ptr<StringListAccess> event, std::shared_ptr<StringAccess> softwareVersion,
                                std::shared_ptr<StringAccess> featureCode, std::shared_ptr<StringAccess> productionType)
     : client(newClient),
-      commandValue(orFresh(std::move(command), COMMAND_KEY)),
-      eventValue(orFresh(std::move(event), EVENT_KEY)),
-      softwareVersionValue(orFresh(std::move(softwareVersion), SOFTWARE_VERSION_KEY)),
-      featureCodeValue(orFresh(std::move(featureCode), FEATURE_CODE_KEY)),
-      productionTypeValue(orFresh(std::move(productionType), PRODUCTION_TYPE_KEY)) {}
+      commandValue(orFresh(std::move(command), model_keys::COMMAND)),
+      eventValue(orFresh(std::move(event), model_keys::EVENT)),
+      softwareVersionValue(orFresh(std::move(softwareVersion), model_keys::SOFTWARE_VERSION)),
+      featureCodeValue(orFresh(std::move(featureCode), model_keys::FEATURE_CODE)),
+      productionTypeValue(orFresh(std::move(productionType), model_keys::PRODUCTION_TYPE)) {}
 
 NRXModelAccess::~NRXModelAccess() {
     // Deaf first: a list on its way is dropped instead of reaching a client that may be going too.
@@ -213,7 +207,7 @@ void NRXModelAccess::requestStartNRXService() {
     {
         std::lock_guard<std::mutex> const lock(sourceSwitchMutex);
         if (sourceSwitchAction == nullptr) {
-            auto newAction = std::make_unique<ActionAccess>(SOURCE_SWITCH_KEY);
+            auto newAction = std::make_unique<ActionAccess>(model_keys::SOURCE_SWITCH);
             if (int const status = newAction->connect(ACTION_CONNECT_BUDGET_MS); status != STATUS_OK) {
                 DEBUG_LOG(LOG_ERROR, "Error connect SL2_TVAPI_ACTION_SOURCE_SWITCH,  status: %d", status);
                 return;
