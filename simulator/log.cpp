@@ -85,6 +85,19 @@ bool levelAdmits(int severity) {
     return level != LogLevel::off && severity <= static_cast<int>(level);
 }
 
+std::mutex sinkMutex;
+LogSink sink;
+
+/// Whether there is a sink, which has taken the line.
+bool sinkTakes(std::string_view text) {
+    std::lock_guard const lock(sinkMutex);
+    if (!sink) {
+        return false;
+    }
+    sink(lastSeverity, printable(text));
+    return true;
+}
+
 void writeLine(std::string_view line) {
     CaptureUse const use;
     if (LogCapture* const capture = use.get()) {
@@ -92,6 +105,9 @@ void writeLine(std::string_view line) {
         return;
     }
     std::string_view const text = line.substr(0, line.size() - (line.ends_with('\n') ? 1 : 0));
+    if (sinkTakes(text)) {
+        return;
+    }
     bool const plain = std::all_of(text.begin(), text.end(), [](char byte) { return byte >= ' ' && byte <= '~'; });
     if (plain) {  // The usual line, which needs no memory.
         writeToStandardError(line);
@@ -117,6 +133,11 @@ bool parseLogLevel(std::string_view word, LogLevel& level) {
 }
 
 void setLogLevel(LogLevel level) { admittedLevel() = level; }
+
+void setLogSink(LogSink newSink) {
+    std::lock_guard const lock(sinkMutex);
+    sink = std::move(newSink);
+}
 
 LogCapture::LogCapture(Check check) : check_(std::move(check)) {
     std::lock_guard const lock(captureMutex);

@@ -20,6 +20,12 @@ __attribute__((visibility("default"))) bool parseLogLevel(std::string_view word,
 
 __attribute__((visibility("default"))) void setLogLevel(LogLevel level);
 
+/// Takes the lines that the level admits, instead of standard error: each with its severity, without its line feed, and
+/// escaped. Called on the thread that writes, one line at a time; it must not write lines itself. Empty: standard error
+/// again, once no call is running.
+using LogSink = std::function<void(int severity, std::string const& line)>;
+__attribute__((visibility("default"))) void setLogSink(LogSink sink);
+
 /// Keeps the lines written while it lives, instead of sending them to standard error. One at a time in a process
 /// (a second constructor throws `std::logic_error`).
 class __attribute__((visibility("default"))) LogCapture {

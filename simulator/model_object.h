@@ -31,6 +31,7 @@ public:
     virtual bool disconnect(objbus::Observer const* observer) = 0;
     [[nodiscard]] virtual int registrations() const = 0;
 
+    [[nodiscard]] virtual objbus::ObjectTypeSpec type() const = 0;
     /// Changes the value and returns true when the object has one of this type.
     virtual bool change(Value const& /*value*/) { return false; }
     [[nodiscard]] virtual std::optional<Value> value() const { return {}; }
@@ -70,6 +71,7 @@ public:
     }
 
     objbus::Object& object() final { return *this; }
+    [[nodiscard]] objbus::ObjectTypeSpec type() const final { return type_; }
 
     void connect(objbus::Observer* observer) final {
         connections_.push_back(

@@ -109,6 +109,17 @@ std::optional<Value> Television::get(std::string const& key) const {
     return published != nullptr ? published->value() : std::nullopt;
 }
 
+std::map<std::string, objbus::ObjectTypeSpec> Television::objects() const {
+    std::lock_guard const lock(model_->mutex);
+    std::map<std::string, objbus::ObjectTypeSpec> objects;
+    for (auto const& [key, state] : model_->keys) {
+        if (state.published != nullptr) {
+            objects.emplace(key, state.published->type());
+        }
+    }
+    return objects;
+}
+
 bool Television::setRows(std::string const& key, Rows rows) {
     std::lock_guard const lock(model_->mutex);
     auto* const table = dynamic_cast<TableObject*>(model_->keys[key].published);

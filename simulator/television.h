@@ -116,6 +116,8 @@ public:
     bool set(std::string const& key, Value const& value);
     /// The value now; empty when `key` names no plain-valued object.
     [[nodiscard]] std::optional<Value> get(std::string const& key) const;
+    /// What is published now: the keys, and the types of their objects.
+    [[nodiscard]] std::map<std::string, objbus::ObjectTypeSpec> objects() const;
     /// Replaces the rows of a table; its observers and its iterators' observers hear `notifyUpdate`. Returns whether
     /// `key` names a table.
     bool setRows(std::string const& key, Rows rows);
