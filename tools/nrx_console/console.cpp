@@ -1,249 +1,116 @@
 #include "tools/nrx_console/console.h"
 
 #include <algorithm>
-#include <limits>
-#include <memory>
+#include <set>
 #include <utility>
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
-#include "simulator/log.h"
-#include "simulator/table_iterator.h"
 #include "tools/nrx_console/output.h"
 
 namespace nrx_console {
 
 namespace {
 
-constexpr char SOURCE_SWITCH_KEY[] = "torvi.sl2.action.source.switch";
-constexpr std::size_t ANY_NUMBER = std::numeric_limits<std::size_t>::max();
-
-/// Keeps the rows that were read last. Looked at only when everything was delivered.
-class RowReader final : public orvane::system::support::IteratorHandler {
-public:
-    void handleCommit(int /*status*/) override {}
-    void handleTotalCount(int count) override { total = count; }
-    void handleSeekToRow(int /*row*/) override {}
-    void handleSeekToContent(int /*row*/) override {}
-    void handleCursorPosition(int /*row*/) override {}
-    void handleReadRow(std::vector<std::string> const& /*row*/) override {}
-    void handleReadRowChunk(std::vector<std::vector<std::string> const*> const& chunk) override {
-        rows.clear();
-        for (auto const* const row : chunk) {
-            rows.push_back(*row);
-        }
-    }
-    void handleIteratorReady(int /*status*/) override {}
-    void handleUpdate(int /*update*/) override {}
-
-    int total = 0;
-    simulator::Rows rows;
-};
+bool beginsWith(Words const& words, Words const& first) {
+    return words.size() >= first.size() && std::equal(first.begin(), first.end(), words.begin());
+}
 
 }  // namespace
 
-void PrintingClient::onNRXCommandReceived(std::vector<std::string> const& parameters) {
-    printLine("client: command " + quoted(parameters));
-}
-
-void PrintingClient::onNRXEventReceived(std::vector<std::string> const& parameters) {
-    printLine("client: event " + quoted(parameters));
-}
-
-struct Console::Command {
-    char const* name;
-    char const* arguments;
-    std::size_t fewest;
-    std::size_t most;
-    char const* help;
-    void (Console::*run)(Words const& arguments);
-
-    [[nodiscard]] std::string usage() const { return name + (*arguments != '\0' ? std::string(" ") + arguments : ""); }
-};
-
-std::vector<Console::Command> const& Console::commands() {
-    static std::vector<Command> const all{
-        {"start", "", 0, 0, "connect to the command and the event list", &Console::start},
-        {"info", "", 0, 0, "ask for the facts about the device", &Console::info},
-        {"listen", "command|event on|off", 2, 2, "let lists through to the client, or not", &Console::listen},
-        {"get", "KEY|command|event", 1, 1, "read a list by its key", &Console::get},
-        {"set", "KEY|command|event VALUE...", 1, ANY_NUMBER, "write a list by its key", &Console::set},
-        {"request-service", "", 0, 0, "ask the television to start the NRX service", &Console::requestService},
-        {"table", "KEY", 1, 1, "print the rows of a table", &Console::table},
-        {"tv set", "KEY VALUE...", 1, ANY_NUMBER, "change a value as the television does", &Console::tvSet},
-        {"tv publish", "KEY TYPE VALUE...", 2, ANY_NUMBER, "publish an object, in place of the key's earlier one",
-         &Console::tvPublish},
-        {"tv withdraw", "KEY", 1, 1, "take an object away", &Console::tvWithdraw},
-        {"tv on", "", 0, 0, "make the television reachable again", &Console::tvOn},
-        {"tv off", "", 0, 0, "make the television unreachable", &Console::tvOff},
-        {"tv log", "off|critical|error|info|debug", 1, 1, "choose what the log shows", &Console::tvLog},
-        {"tv fail invoke", "STATUS", 1, 1, "refuse start requests with a status; 0 ends it", &Console::tvFailInvoke},
-        {"tv answer result", "TEXT...", 0, ANY_NUMBER, "answer actions with results", &Console::tvAnswerResult},
-        {"tv answer error", "NUMBER", 1, 1, "answer actions with an execution error", &Console::tvAnswerError},
-        {"wait", "", 0, 0, "wait until all notifications were delivered", &Console::wait},
-        {"help", "", 0, 0, "list the commands", &Console::help},
-        {"quit", "", 0, 0, "end the program", &Console::quit},
-    };
-    return all;
-}
-
-Console::Console(std::vector<ModelObject> const& model) {
-    for (ModelObject const& object : model) {
-        publish(object);
+Console::Console(std::vector<ModelObject> const& model) : television_(model) {
+    auto const quit = [this](auto const&) { quit_ = true; };
+    auto const showHelp = [this](auto const& arguments) { help(arguments); };
+    for (Commands const& commands : {facade_.commands(), model_.commands(), television_.commands()}) {
+        commands_.insert(commands_.end(), commands.begin(), commands.end());
     }
+    commands_.push_back({"help", "[COMMAND]...", "list the commands, or those that begin so; also ?", showHelp});
+    commands_.push_back({"quit", "", "end the program; also exit", quit});
 }
 
-Console::~Console() {
-    tvOn({});  // The facade cannot detach itself from a television that it does not find.
+Console::~Console() { television_.restore(); }
+
+Command const* Console::find(Words const& words) const {
+    auto const found = std::find_if(commands_.begin(), commands_.end(), [&words](Command const& command) {
+        return beginsWith(words, wordsOf(command.name));
+    });
+    return found != commands_.end() ? &*found : nullptr;
 }
 
 bool Console::execute(std::string const& line) {
-    Words const words = wordsOf(line);
+    Words words = wordsOf(line);
     if (words.empty() || words.front().starts_with('#')) {
         return true;
     }
-    for (Command const& command : commands()) {
+    if (words.front() == "?" || words.front() == "exit") {
+        words.front() = words.front() == "?" ? "help" : "quit";
+    }
+    Command const* const command = find(words);
+    if (command == nullptr) {
+        throw unexpected(line, "a command that \"help\" lists");
+    }
+    Words const arguments(words.begin() + static_cast<std::ptrdiff_t>(wordsOf(command->name).size()), words.end());
+    command->expectNumberOf(arguments);
+    command->run(arguments);
+    return !quit_;
+}
+
+Words Console::completions(std::string const& line) const {
+    Words before;
+    try {
+        before = wordsOf(line);
+    } catch (CommandError const&) {  // A quote that has not ended yet.
+        return {};
+    }
+    std::string word;
+    if (!before.empty() && !line.empty() && line.back() != ' ') {
+        word = std::exchange(before.back(), {});
+        before.pop_back();
+    }
+    std::set<std::string> candidates;
+    for (Command const& command : commands_) {
         Words const name = wordsOf(command.name);
-        if (words.size() < name.size() || !std::equal(name.begin(), name.end(), words.begin())) {
-            continue;
-        }
-        Words const arguments(words.begin() + static_cast<std::ptrdiff_t>(name.size()), words.end());
-        if (arguments.size() < command.fewest || arguments.size() > command.most) {
-            throw CommandError("found " + std::to_string(arguments.size()) +
-                               (arguments.size() == 1 ? " argument" : " arguments") + ", expected: " + command.usage());
-        }
-        (this->*command.run)(arguments);
-        return !quit_;
-    }
-    throw CommandError("found \"" + line + "\", expected a command that \"help\" lists");
-}
-
-void Console::start(Words const& /*arguments*/) { access_.start(); }
-
-void Console::info(Words const& /*arguments*/) {
-    printLine("software version: " + access_.getSoftwareVersion());
-    printLine("model name: " + access_.getModelname());
-    printLine("feature code: " + access_.getFeatureCode());
-    printLine("device identifier: " + access_.getDeviceID());
-}
-
-void Console::listen(Words const& arguments) {
-    bool const on = isSwitchedOn(arguments[1]);
-    if (arguments[0] == "command") {
-        on ? access_.startCommandListener() : access_.stopCommandListener();
-    } else if (arguments[0] == "event") {
-        on ? access_.startEventListener() : access_.stopEventListener();
-    } else {
-        throw CommandError("found \"" + arguments[0] + "\", expected command or event");
-    }
-}
-
-void Console::get(Words const& arguments) {
-    std::vector<std::string> values;
-    access_.getAccessValue(keyOf(arguments[0]), values);
-    printLine(arguments[0] + ": " + quoted(values));
-}
-
-void Console::set(Words const& arguments) {
-    access_.setAccessValue(keyOf(arguments[0]), {arguments.begin() + 1, arguments.end()});
-}
-
-void Console::requestService(Words const& /*arguments*/) { access_.requestStartNRXService(); }
-
-void Console::table(Words const& arguments) {
-    constexpr int ROWS_AT_ONCE = 2;
-    auto const reader = std::make_shared<RowReader>();
-    orvane::system::support::IteratorAccess access(keyOf(arguments[0]), reader, {}, {}, {}, {});
-    if (access.create() != 0) {
-        throw CommandError("found \"" + arguments[0] + "\", expected the key of a table that can be reached");
-    }
-    objbus::TableIterator* const iterator = access.getIterator();
-    iterator->requestTotalCount();
-    television_.waitUntilDelivered();
-    printLine(arguments[0] + ": " + std::to_string(reader->total) + " rows");
-    for (int row = 0; row < reader->total; row += ROWS_AT_ONCE) {
-        iterator->seekToRow(row);
-        iterator->readRowChunk(ROWS_AT_ONCE);
-        television_.waitUntilDelivered();
-        for (auto const& columns : reader->rows) {
-            printLine("  " + quoted(columns));
+        if (name.size() > before.size() && beginsWith(name, before)) {
+            candidates.insert(name[before.size()]);
         }
     }
-    access.destroy();
-}
-
-void Console::tvSet(Words const& arguments) {
-    std::string const key = keyOf(arguments[0]);
-    auto const value = television_.get(key);
-    if (!value) {
-        throw CommandError("found \"" + arguments[0] + "\", expected the key of a value");
+    if (Command const* const command = find(before)) {
+        std::string argument = command->argumentAt(before.size() - wordsOf(command->name).size());
+        std::replace_if(
+            argument.begin(), argument.end(), [](char sign) { return sign == '|' || sign == '['; }, ' ');
+        for (std::string const& choice : wordsOf(argument)) {
+            if (choice == "KEY" || choice == "PREFIX]") {
+                for (std::string const& key : television_.keys()) {
+                    candidates.insert(typed(key));
+                }
+            } else if (choice == "TYPE") {
+                auto const names = typeNames();
+                candidates.insert(names.begin(), names.end());
+            } else if (choice.find_first_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string::npos) {
+                candidates.insert(choice.substr(0, choice.find(']')));
+            }
+        }
     }
-    Content const changed = contentFromWords(typeName(*value), {arguments.begin() + 1, arguments.end()});
-    television_.set(key, std::get<simulator::Value>(changed));
+    Words fitting;
+    std::copy_if(candidates.begin(), candidates.end(), std::back_inserter(fitting),
+                 [&word](std::string const& candidate) { return candidate.starts_with(word); });
+    return fitting;
 }
 
-void Console::tvPublish(Words const& arguments) {
-    publish({keyOf(arguments[0]), contentFromWords(arguments[1], {arguments.begin() + 2, arguments.end()})});
-}
-
-void Console::tvWithdraw(Words const& arguments) {
-    if (!television_.withdraw(keyOf(arguments[0]))) {
-        throw CommandError("found \"" + arguments[0] + "\", expected the key of an object");
+void Console::help(Words const& arguments) const {
+    Commands listed;
+    std::copy_if(commands_.begin(), commands_.end(), std::back_inserter(listed),
+                 [&arguments](Command const& command) { return beginsWith(wordsOf(command.name), arguments); });
+    if (listed.empty()) {
+        throw unexpected(typed(arguments), "a command that \"help\" lists");
     }
-}
-
-void Console::tvOn(Words const& /*arguments*/) { television_.setRootLookup(simulator::RootLookup::published); }
-
-void Console::tvOff(Words const& /*arguments*/) { television_.setRootLookup(simulator::RootLookup::refused); }
-
-void Console::tvLog(Words const& arguments) {
-    simulator::LogLevel level{};
-    if (!simulator::parseLogLevel(arguments[0], level)) {
-        throw CommandError("found \"" + arguments[0] + "\", expected off, critical, error, info or debug");
-    }
-    simulator::setLogLevel(level);
-}
-
-void Console::tvFailInvoke(Words const& arguments) {
-    television_.failInvokes(SOURCE_SWITCH_KEY, numberOf(arguments[0]));
-}
-
-void Console::tvAnswerResult(Words const& arguments) { outcome_ = resultsOf(arguments); }
-
-void Console::tvAnswerError(Words const& arguments) { outcome_ = numberOf(arguments[0]); }
-
-void Console::wait(Words const& /*arguments*/) { television_.waitUntilDelivered(); }
-
-void Console::help(Words const& /*arguments*/) {
     std::size_t widest = 0;
-    for (Command const& command : commands()) {
-        widest = std::max(widest, command.usage().size());
+    for (Command const& command : listed) {
+        widest = std::max(widest, std::min<std::size_t>(command.usage().size(), 40));
     }
-    for (Command const& command : commands()) {
+    for (Command const& command : listed) {
         std::string line = command.usage();
-        line.resize(widest + 2, ' ');
+        line.resize(std::max(widest, line.size()) + 2, ' ');
         printLine(line + command.help);
     }
-}
-
-void Console::quit(Words const& /*arguments*/) { quit_ = true; }
-
-void Console::publish(ModelObject const& object) {
-    auto const& [key, content] = object;
-    if (auto const* const value = std::get_if<simulator::Value>(&content)) {
-        television_.publish(key, *value);
-    } else if (auto const* const rows = std::get_if<simulator::Rows>(&content)) {
-        television_.publishTable(key, *rows);
-    } else {
-        television_.publishAction(key, [this, name = key](auto const& arguments) { return answer(name, arguments); });
-    }
-}
-
-simulator::ActionAnswer Console::answer(std::string const& key, std::vector<objbus::Argument> const& arguments) {
-    printLine("television: " + key + " invoked with");
-    for (objbus::Argument const& argument : arguments) {
-        printLine("  " + std::to_string(argument.index) + ": " + argument.value);
-    }
-    return {0, ++lastActionId_, outcome_};
 }
 
 }  // namespace nrx_console

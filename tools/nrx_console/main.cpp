@@ -3,10 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 
+#include "simulator/log.h"
+#include "simulator/printable.h"
 #include "tools/nrx_console/console.h"
+#include "tools/nrx_console/output.h"
 #include "tools/nrx_console/session.h"
 #include "tools/nrx_console/sysroot.h"
 
@@ -20,22 +24,47 @@ int fail(std::string const& what) {
     return EXIT_NOT_STARTED;
 }
 
+/// The directory of the shipped example; empty when it is not there.
+std::string exampleDirectory() {
+    std::error_code failure;
+    auto const program = std::filesystem::read_symlink("/proc/self/exe", failure);
+    for (char const* const place : {"example", "../share/nrx_console/example"}) {
+        auto const directory = program.parent_path() / place;
+        if (!failure && std::filesystem::exists(directory / "model.json", failure)) {
+            return directory.lexically_normal();
+        }
+    }
+    return "";
+}
+
+int runInput(nrx_console::Console& console, std::istream& input, std::string const& name, bool onTerminal) {
+    if (!onTerminal) {
+        return runScript(console, input, name) ? 0 : EXIT_SCRIPT_FAILED;
+    }
+    simulator::setLogSink([](int /*severity*/, std::string const& line) { printLine(line, nrx_console::Kind::log); });
+    runOnTerminal(console);
+    simulator::setLogSink({});
+    return 0;
+}
+
 int run(int argc, char** argv) {
     std::string model;
     std::string sysroot;
     std::string script;
     CLI::App app("An embedding process in front of a simulated television. \"help\" lists its commands.",
                  "nrx_console");
-    auto const* const modelOption = app.add_option("--model", model, "JSON file of the television's objects");
+    auto const* const modelOption =
+        app.add_option("--model", model, "JSON file of the television's objects; the shipped example by default");
     app.add_option("--sysroot", sysroot, "Directory that holds the television's own files")
         ->check(CLI::ExistingDirectory);
     auto const* const scriptOption = app.add_option("SCRIPT", script, "File of commands; standard input by default");
+    app.set_version_flag("--version", "nrx_console " NRX_VERSION);
     try {
         app.parse(argc, argv);
     } catch (CLI::Success const& help) {
         return app.exit(help);
     } catch (CLI::ParseError const& error) {
-        return fail(error.what());
+        return fail(simulator::printable(error.what()));
     }
 
     bool const hasScript = scriptOption->count() > 0;
@@ -51,12 +80,18 @@ int run(int argc, char** argv) {
         input.peek();  // Fails for a directory, which can be opened all the same.
     }
     if (input.fail() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for its end.
-        return fail(script + ": cannot be read, expected a file of commands");
+        return fail(simulator::printable(script) + ": cannot be read, expected a file of commands");
     }
+    std::string const example = modelOption->count() > 0 ? "" : exampleDirectory();
     std::vector<nrx_console::ModelObject> objects;
     try {
         if (modelOption->count() > 0) {
             objects = nrx_console::readModelFile(model);
+        } else if (!example.empty()) {
+            objects = nrx_console::readModelFile(example + "/model.json");
+            sysroot = sysroot.empty() ? example + "/sysroot" : sysroot;
+            nrx_console::printLine("No model given: this is the example's television, of " +
+                                   nrx_console::typed(example + "/model.json"));
         }
     } catch (nrx_console::ModelError const& error) {
         return fail(error.what());
@@ -64,7 +99,7 @@ int run(int argc, char** argv) {
     nrx_console::setSysroot(sysroot);
 
     nrx_console::Console console(objects);
-    return runCommands(console, input, script, onTerminal) ? 0 : EXIT_SCRIPT_FAILED;
+    return runInput(console, input, simulator::printable(script), onTerminal);
 }
 
 }  // namespace
@@ -76,6 +111,6 @@ int main(int argc, char** argv) try {
     }
     return status;
 } catch (std::exception const& error) {
-    fail(error.what());
+    fail(simulator::printable(error.what()));
     return EXIT_SCRIPT_FAILED;
 }

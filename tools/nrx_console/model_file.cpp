@@ -10,6 +10,8 @@
 #include <sstream>
 #include <type_traits>
 
+#include "simulator/printable.h"
+
 namespace nrx_console {
 
 namespace {
@@ -18,6 +20,8 @@ using Json = nlohmann::json;
 
 constexpr char ACTION[] = "action";
 constexpr char TABLE[] = "table";
+constexpr char BARE[] = "bare";
+constexpr std::size_t LARGEST_FILE = 64U << 20U;
 
 /// A value inside the file, with its place for error messages.
 class Place {
@@ -125,16 +129,16 @@ simulator::Value readValue(Place const& place) {
 
 struct PlainType {
     char const* name;
+    objbus::ObjectTypeSpec type;
     simulator::Value (*read)(Place const& place);
 };
 
-/// In the order of the alternatives of `simulator::Value`.
 constexpr PlainType PLAIN_TYPES[] = {
-    {"integer", readValue<int>},
-    {"int64", readValue<long long>},
-    {"string", readValue<std::string>},
-    {"integer-list", readValue<std::vector<int>>},
-    {"string-list", readValue<std::vector<std::string>>},
+    {"integer", objbus::OBJECT_TYPE_NUMERIC_INTEGER, readValue<int>},
+    {"int64", objbus::OBJECT_TYPE_NUMERIC_INT64, readValue<long long>},
+    {"string", objbus::OBJECT_TYPE_STRING, readValue<std::string>},
+    {"integer-list", objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, readValue<std::vector<int>>},
+    {"string-list", objbus::OBJECT_TYPE_VECTOR_STRING, readValue<std::vector<std::string>>},
 };
 
 /// Null for a type that is not plain-valued.
@@ -144,13 +148,13 @@ PlainType const* plainType(std::string const& name) {
     return found != std::end(PLAIN_TYPES) ? found : nullptr;
 }
 
-/// The types but table.
-std::string typeNames() {
+/// The types but bare.
+std::string fileTypeNames() {
     std::string names;
     for (PlainType const& type : PLAIN_TYPES) {
         names += std::string(type.name) + ", ";
     }
-    return names + ACTION;
+    return names + ACTION + ", " + TABLE;
 }
 
 ModelObject readObject(Place const& place) {
@@ -163,7 +167,7 @@ ModelObject readObject(Place const& place) {
     }
     PlainType const* const plain = plainType(type);
     if (plain == nullptr && type != TABLE) {
-        typePlace.fail("one of " + typeNames() + ", " + TABLE);
+        typePlace.fail("one of " + fileTypeNames());
     }
     place.expectOnly({"key", "type", "value"});
     Place const valuePlace = place.member("value");
@@ -227,28 +231,44 @@ Json jsonOf(std::string const& word) {
 
 std::vector<ModelObject> readModelFile(std::string const& path) {
     try {
-        std::ifstream file(path);
-        file.exceptions(std::ios::failbit);
-        return readObjects(parse({std::istreambuf_iterator<char>(file), {}}));
+        std::ifstream file(path, std::ios::binary);
+        std::string text(LARGEST_FILE + 1, '\0');
+        file.exceptions(std::ios::badbit);
+        if (!file.read(text.data(), static_cast<std::streamsize>(text.size())) && !file.eof()) {
+            throw std::ios::failure("not read");
+        }
+        text.resize(static_cast<std::size_t>(file.gcount()));
+        if (text.size() > LARGEST_FILE) {
+            throw ModelError("found more than 64 MiB, expected a model file");
+        }
+        return readObjects(parse(text));
     } catch (std::ios::failure const&) {
-        throw ModelError(path + ": cannot be read, expected a model file");
+        throw ModelError(typed(path) + ": cannot be read, expected a model file");
     } catch (Json::exception const& error) {  // Names line and column.
-        throw ModelError(path + ": " + error.what());
+        throw ModelError(typed(path) + ": " + simulator::printable(error.what()));
     } catch (ModelError const& error) {
-        throw ModelError(path + ": " + error.what());
+        throw ModelError(typed(path) + ": " + simulator::printable(error.what()));
     }
 }
 
-Content contentFromWords(std::string const& type, std::vector<std::string> const& words) {
+Content contentFromWords(std::string const& type, Words const& words) {
     if (type == ACTION) {
         if (!words.empty()) {
-            throw ModelError("found \"" + words.front() + "\": action takes no value");
+            throw unexpected(words.front(), "nothing: an action has no value");
         }
         return Action{};
     }
+    if (type == TABLE) {
+        simulator::Rows rows;
+        std::transform(words.begin(), words.end(), std::back_inserter(rows), wordsOf);
+        return rows;
+    }
+    if (type == BARE && words.size() == 1) {
+        return Bare{static_cast<objbus::ObjectTypeSpec>(numberOf(words.front()))};
+    }
     PlainType const* const plain = plainType(type);
     if (plain == nullptr) {
-        throw ModelError("found type \"" + type + "\", expected one of " + typeNames());
+        throw unexpected(type, "one of " + fileTypeNames() + ", or " + BARE + " with a number");
     }
     bool const isText = type == "string" || type == "string-list";
     bool const isList = type == "integer-list" || type == "string-list";
@@ -262,6 +282,42 @@ Content contentFromWords(std::string const& type, std::vector<std::string> const
     return plain->read(Place(isList ? list : list.at(0), "value"));
 }
 
-std::string typeName(simulator::Value const& value) { return PLAIN_TYPES[value.index()].name; }
+Words wordsOfValue(simulator::Value const& value) {
+    if (auto const* const texts = std::get_if<std::vector<std::string>>(&value)) {
+        return *texts;
+    }
+    if (auto const* const numbers = std::get_if<std::vector<int>>(&value)) {
+        Words words;
+        for (int const number : *numbers) {
+            words.push_back(std::to_string(number));
+        }
+        return words;
+    }
+    if (auto const* const text = std::get_if<std::string>(&value)) {
+        return {*text};
+    }
+    auto const* const number = std::get_if<int>(&value);
+    return {std::to_string(number != nullptr ? *number : std::get<long long>(value))};
+}
+
+std::string typeName(objbus::ObjectTypeSpec type) {
+    for (PlainType const& plain : PLAIN_TYPES) {
+        if (plain.type == type) {
+            return plain.name;
+        }
+    }
+    if (type == objbus::OBJECT_TYPE_ACTION || type == objbus::OBJECT_TYPE_TABLE) {
+        return type == objbus::OBJECT_TYPE_ACTION ? ACTION : TABLE;
+    }
+    return BARE + (" " + std::to_string(static_cast<int>(type)));
+}
+
+Words typeNames() {
+    Words names{ACTION, TABLE, BARE};
+    for (PlainType const& plain : PLAIN_TYPES) {
+        names.emplace_back(plain.name);
+    }
+    return names;
+}
 
 }  // namespace nrx_console

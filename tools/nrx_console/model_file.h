@@ -6,13 +6,19 @@
 #include <vector>
 
 #include "simulator/television.h"
+#include "tools/nrx_console/words.h"
 
 namespace nrx_console {
 
 struct Action {};
 
-/// An object of the data model: a plain value, an action or a table.
-using Content = std::variant<simulator::Value, Action, simulator::Rows>;
+/// An object of which only the type is given, as a number.
+struct Bare {
+    objbus::ObjectTypeSpec type;
+};
+
+/// An object of the data model: a plain value, an action, a table, or a bare one, which no model file has.
+using Content = std::variant<simulator::Value, Action, simulator::Rows, Bare>;
 
 struct ModelObject {
     std::string key;
@@ -29,13 +35,20 @@ struct ModelError : std::runtime_error {
 ///     {"objects": [{"key": "…", "type": "string", "value": "…"}, …]}
 ///
 /// The types are integer, int64, string, integer-list, string-list, action (which has no value) and table (a list of
-/// rows, each a list of strings). Throws `ModelError`.
+/// rows, each a list of strings). Throws `ModelError`, also for a file of more than 64 MiB.
 std::vector<ModelObject> readModelFile(std::string const& path);
 
-/// The object of a `type` other than table, with the value that the words of a command line give. Throws `ModelError`.
-Content contentFromWords(std::string const& type, std::vector<std::string> const& words);
+/// The object of a `type`, with the value that the words of a command line give: a table's rows are words that hold
+/// words, a bare one's value is its type. Throws `ModelError` or `CommandError`.
+Content contentFromWords(std::string const& type, Words const& words);
 
-/// The type's name, as in a model file.
-std::string typeName(simulator::Value const& value);
+/// The value as such words.
+Words wordsOfValue(simulator::Value const& value);
+
+/// The type's name, as in a model file; a number for a type that no model file has.
+std::string typeName(objbus::ObjectTypeSpec type);
+
+/// All that `contentFromWords` takes.
+Words typeNames();
 
 }  // namespace nrx_console

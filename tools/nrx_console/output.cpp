@@ -2,23 +2,29 @@
 
 #include <iostream>
 #include <mutex>
-#include <nlohmann/json.hpp>
+#include <utility>
 
 namespace nrx_console {
 
-void printLine(std::string const& line) {
-    static std::mutex mutex;
+namespace {
+
+std::mutex mutex;
+std::function<void(std::string const&, Kind)> lineTaker;
+
+}  // namespace
+
+void printLine(std::string const& line, Kind kind) {
     std::lock_guard const lock(mutex);
-    std::cout << line + "\n" << std::flush;
+    if (lineTaker) {
+        lineTaker(line, kind);
+    } else {
+        (kind == Kind::ordinary ? std::cout : std::cerr) << line + "\n" << std::flush;
+    }
 }
 
-std::string quoted(std::vector<std::string> const& texts) {
-    std::string list;
-    for (std::string const& text : texts) {
-        list += list.empty() ? "" : ", ";
-        list += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    }
-    return "[" + list + "]";
+void setLineTaker(std::function<void(std::string const&, Kind)> taker) {
+    std::lock_guard const lock(mutex);
+    lineTaker = std::move(taker);
 }
 
 }  // namespace nrx_console

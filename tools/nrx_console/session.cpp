@@ -1,44 +1,48 @@
 #include "tools/nrx_console/session.h"
 
+#include <cstdlib>
 #include <iostream>
 #include <stdexcept>
 
+#include "simulator/printable.h"
 #include "tools/nrx_console/console.h"
 #include "tools/nrx_console/output.h"
+#include "tools/nrx_console/terminal.h"
 
 namespace nrx_console {
 
-bool runCommands(Console& console, std::istream& input, std::string const& name, bool onTerminal) {
-    constexpr char PROMPT[] = "> ";
+bool runScript(Console& console, std::istream& input, std::string const& name) {
     int number = 0;
-    while (true) {
-        if (onTerminal) {
-            std::cout << PROMPT << std::flush;
-        }
-        std::string line;
-        if (!std::getline(input, line)) {
-            if (onTerminal) {
-                printLine("");
-            }
-            if (input.bad()) {
-                throw std::runtime_error(name + ": cannot be read to its end");
-            }
-            return true;
-        }
+    for (std::string line; std::getline(input, line);) {
         ++number;
-        if (!onTerminal) {
-            bool const isCommand = !line.empty() && line.front() != '#';
-            printLine(isCommand ? PROMPT + line : line);
-        }
+        bool const isCommand = !line.empty() && line.front() != '#';
+        printLine((isCommand ? "> " : "") + simulator::printable(line));
         try {
             if (!console.execute(line)) {
                 return true;
             }
         } catch (std::runtime_error const& error) {
-            std::cerr << name + ":" + std::to_string(number) + ": " + error.what() + "\n";
-            if (!onTerminal) {
-                return false;
+            printLine(name + ":" + std::to_string(number) + ": " + error.what(), Kind::error);
+            return false;
+        }
+    }
+    if (input.bad()) {
+        throw std::runtime_error(name + ": cannot be read to its end");
+    }
+    return true;
+}
+
+void runOnTerminal(Console& console) {
+    char const* const home = std::getenv("HOME");
+    Terminal terminal(home != nullptr ? std::string(home) + "/.nrx_console_history" : "",
+                      [&console](std::string const& line) { return console.completions(line); });
+    while (auto const line = terminal.readLine()) {
+        try {
+            if (!console.execute(*line)) {
+                return;
             }
+        } catch (std::runtime_error const& error) {
+            printLine(error.what(), Kind::error);
         }
     }
 }

@@ -1,31 +1,99 @@
 #include "tools/nrx_console/words.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <iomanip>
 #include <limits>
-#include <sstream>
 #include <utility>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
+#include "simulator/printable.h"
 
 namespace nrx_console {
 
 namespace {
 
-constexpr char COMMAND_KEY[] = "torvi.sl2.vstr.videoplayer.nrx.command";
-constexpr char EVENT_KEY[] = "torvi.sl2.vstr.videoplayer.nrx.event";
+constexpr std::string_view BLANKS = " \t\r";
+
+/// Takes the rest of an escape, whose backslash is taken already.
+char escapedByte(std::string_view& rest) {
+    constexpr std::string_view NAMES = "nrt\"\\";
+    constexpr std::string_view NAMED = "\n\r\t\"\\";
+    if (auto const index = NAMES.find(rest.front()); index != std::string_view::npos) {
+        rest.remove_prefix(1);
+        return NAMED[index];
+    }
+    unsigned char byte = 0;
+    char const* const digits = rest.data() + 1;
+    if (rest.front() == 'x' && rest.size() > 2 && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
+        rest.remove_prefix(3);
+        return static_cast<char>(byte);
+    }
+    throw unexpected("\\" + std::string(1, rest.front()), R"(\n, \r, \t, \", \\ or \xHH)");
+}
+
+/// Takes a word in quotes, whose first quote is taken already.
+std::string quotedWord(std::string_view& rest) {
+    std::string word;
+    while (!rest.empty()) {
+        char const next = rest.front();
+        rest.remove_prefix(1);
+        if (next == '"') {
+            return word;
+        }
+        word += next == '\\' && !rest.empty() ? escapedByte(rest) : next;
+    }
+    throw CommandError("found a quote that does not end, expected \"");
+}
 
 }  // namespace
 
+CommandError unexpected(std::string const& found, std::string const& expected) {
+    return CommandError("found " + simulator::quoted(found) + ", expected " + expected);
+}
+
+Words wordsOf(std::string_view line) {
+    Words words;
+    while (true) {
+        line.remove_prefix(std::min(line.find_first_not_of(BLANKS), line.size()));
+        if (line.empty()) {
+            return words;
+        }
+        if (line.front() == '"') {
+            line.remove_prefix(1);
+            words.push_back(quotedWord(line));
+        } else {
+            words.emplace_back(line.substr(0, line.find_first_of(BLANKS)));
+            line.remove_prefix(words.back().size());
+        }
+    }
+}
+
+std::string typed(std::string const& word) {
+    std::string const shown = simulator::quoted(word);
+    bool const plain = !word.empty() && shown.size() == word.size() + 2 && word.find_first_of(BLANKS) == word.npos &&
+                       word.front() != '#';
+    return plain ? word : shown;
+}
+
+std::string typed(Words const& words) {
+    std::string line;
+    for (std::string const& word : words) {
+        line += (line.empty() ? "" : " ") + typed(word);
+    }
+    return line;
+}
+
 std::string keyOf(std::string const& word) {
     if (word == "command") {
-        return COMMAND_KEY;
+        return orvane::model_keys::COMMAND;
     }
-    return word == "event" ? EVENT_KEY : word;
+    return word == "event" ? orvane::model_keys::EVENT : word;
 }
 
 bool isSwitchedOn(std::string const& word) {
     if (word != "on" && word != "off") {
-        throw CommandError("found \"" + word + "\", expected on or off");
+        throw unexpected(word, "on or off");
     }
     return word == "on";
 }
@@ -36,37 +104,26 @@ int numberOf(std::string const& word) {
     char const* const end = word.data() + word.size();
     auto const [last, failure] = std::from_chars(word.data(), end, number);
     if (failure != std::errc() || last != end) {
-        throw CommandError("found \"" + word + "\", expected a whole number from " + std::to_string(Limits::min()) +
-                           " to " + std::to_string(Limits::max()));
+        throw unexpected(
+            word, "a whole number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max()));
     }
     return number;
 }
 
-Words wordsOf(std::string const& line) {
-    std::istringstream text(line);
-    Words words;
-    for (std::string word; text >> std::ws && !text.eof(); words.push_back(word)) {
-        if (!(text >> std::quoted(word))) {
-            throw CommandError("found a quote that does not end, expected \"");
-        }
-    }
-    return words;
-}
-
-std::vector<objbus::Argument> resultsOf(Words const& texts) {
+std::vector<objbus::Argument> argumentsOf(Words const& texts) {
     constexpr std::size_t MOST = std::numeric_limits<std::int8_t>::max() + 1;
     if (texts.size() > MOST) {
-        throw CommandError("found " + std::to_string(texts.size()) + " results, expected " + std::to_string(MOST) +
+        throw CommandError("found " + std::to_string(texts.size()) + " texts, expected " + std::to_string(MOST) +
                            " at most");
     }
-    std::vector<objbus::Argument> results;
+    std::vector<objbus::Argument> arguments;
     for (std::string const& text : texts) {
-        objbus::Argument result;
-        result.index = static_cast<std::int8_t>(results.size());
-        result.value = text;
-        results.push_back(std::move(result));
+        objbus::Argument argument;
+        argument.index = static_cast<std::int8_t>(arguments.size());
+        argument.value = text;
+        arguments.push_back(std::move(argument));
     }
-    return results;
+    return arguments;
 }
 
 }  // namespace nrx_console

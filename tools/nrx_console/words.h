@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "objbus/argument.h"
@@ -16,10 +17,19 @@ struct CommandError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// What was found, in the form in which it could be typed, and what was expected.
+CommandError unexpected(std::string const& found, std::string const& expected);
+
 // What words say; each throws `CommandError` for one that does not.
 
-/// The words of a line, which blanks part unless they stand in quotes.
-Words wordsOf(std::string const& line);
+/// The words of a line, which blanks part unless they stand in quotes. Within quotes a backslash makes of `n`, `r` and
+/// `t` a line feed, a return and a tab, of `xHH` the byte, and of a quote or a backslash itself.
+Words wordsOf(std::string_view line);
+
+/// The word as it can be typed, and as it may be shown: in quotes when it must be.
+std::string typed(std::string const& word);
+/// The words behind one another, each as it can be typed.
+std::string typed(Words const& words);
 
 /// The key that a word stands for.
 std::string keyOf(std::string const& word);
@@ -28,7 +38,7 @@ bool isSwitchedOn(std::string const& word);
 
 int numberOf(std::string const& word);
 
-/// The results of an action, one for each text.
-std::vector<objbus::Argument> resultsOf(Words const& texts);
+/// Arguments or results of an action, one for each text.
+std::vector<objbus::Argument> argumentsOf(Words const& texts);
 
 }  // namespace nrx_console

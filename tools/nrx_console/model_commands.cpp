@@ -1,0 +1,179 @@
+#include "tools/nrx_console/model_commands.h"
+
+#include <utility>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/table_access.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access.h"
+#include "tools/nrx_console/model_file.h"
+#include "tools/nrx_console/output.h"
+
+namespace nrx_console {
+
+namespace {
+
+using namespace orvane::system::support;
+
+constexpr int BUDGET_MS = 1000;
+
+CommandError notReached(std::string const& word, std::string const& what) {
+    return unexpected(word, "the key of " + what + " that can be reached");
+}
+
+CommandError refused(std::string const& word, int status) {
+    return CommandError("found " + typed(word) + " refusing with status " + std::to_string(status) + ", expected 0");
+}
+
+/// An object of whatever type, connected while this lives: a table's access takes every one.
+class AnyObject {
+public:
+    explicit AnyObject(std::string const& word) : access_(keyOf(word)) {
+        if (access_.connect(BUDGET_MS) != STATUS_OK) {
+            throw notReached(word, "an object");
+        }
+    }
+    AnyObject(AnyObject const&) = delete;
+    AnyObject& operator=(AnyObject const&) = delete;
+    ~AnyObject() { access_.disconnect(); }
+
+    ValueAccessBase& access() { return access_; }
+
+private:
+    TableAccess access_;
+};
+
+std::string shown(IValueObject const& value) {
+    std::vector<std::string> const texts = value;
+    return typed(texts);
+}
+
+template <typename T>
+std::string readAs(std::string const& word, ValueAccessBase& access) {
+    T value{};
+    if (int const status = access.getValue(value); status != STATUS_OK) {
+        throw refused(word, status);
+    }
+    return typed(wordsOfValue(value));
+}
+
+/// Prints what it hears of one object.
+class Reporter final : public ValueHandler, public ActionHandler {
+public:
+    explicit Reporter(std::string key) : key_(std::move(key)) {}
+    void handleNewValue(IValueObject const& value) override {
+        printLine("watched: " + typed(key_) + " " + shown(value));
+    }
+    void handleResult(unsigned int actionId, ValueObject const& results) override {
+        printLine("answered: " + typed(key_) + " " + std::to_string(actionId) + " result " + shown(results));
+    }
+    void handleExecutionError(unsigned int actionId, int error) override {
+        printLine("answered: " + typed(key_) + " " + std::to_string(actionId) + " error " + std::to_string(error));
+    }
+
+private:
+    std::string const key_;
+};
+
+template <typename Obs>
+std::unique_ptr<ValueAccessBase> watcher(std::string const& key) {
+    return std::make_unique<ValueAccessT<Obs>>(key, std::make_shared<Reporter>(key));
+}
+
+/// What is done with a plain value, by its type.
+struct ValueType {
+    objbus::ObjectTypeSpec type;
+    char const* name;  ///< As in a model file.
+    std::string (*read)(std::string const& word, ValueAccessBase& access);
+    std::unique_ptr<ValueAccessBase> (*watch)(std::string const& key);
+};
+
+ValueType const VALUE_TYPES[] = {
+    {objbus::OBJECT_TYPE_NUMERIC_INTEGER, "integer", readAs<int>, watcher<objbus::ObserverNumericInteger>},
+    {objbus::OBJECT_TYPE_NUMERIC_INT64, "int64", readAs<long long>, watcher<objbus::ObserverNumericInt64>},
+    {objbus::OBJECT_TYPE_STRING, "string", readAs<std::string>, watcher<objbus::ObserverString>},
+    {objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, "integer-list", readAs<std::vector<int>>,
+     watcher<objbus::ObserverVectorNumericInteger>},
+    {objbus::OBJECT_TYPE_VECTOR_STRING, "string-list", readAs<std::vector<std::string>>,
+     watcher<objbus::ObserverVectorString>},
+};
+
+ValueType const& valueTypeOf(std::string const& word, ValueAccessBase& access) {
+    objbus::ObjectTypeSpec const type = access.getType();
+    for (ValueType const& candidate : VALUE_TYPES) {
+        if (candidate.type == type) {
+            return candidate;
+        }
+    }
+    throw CommandError("found " + typed(word) + " of " + access.accessTypeName(type) + ", expected the key of a value");
+}
+
+}  // namespace
+
+ModelCommands::~ModelCommands() {
+    for (auto const& [key, action] : actions_) {
+        action->disconnect();
+    }
+}
+
+Commands ModelCommands::commands() {
+    return {
+        {"read", "KEY", "read a value", [this](auto const& arguments) { read(arguments); }},
+        {"write", "KEY VALUE...", "write a value", [this](auto const& arguments) { write(arguments); }},
+        {"watch", "KEY", "print each new value", [this](auto const& arguments) { watch(arguments); }},
+        {"unwatch", "KEY", "no longer", [this](auto const& arguments) { unwatch(arguments); }},
+        {"invoke", "KEY VALUE...", "invoke an action; its answer is printed when it comes",
+         [this](auto const& arguments) { invoke(arguments); }},
+    };
+}
+
+void ModelCommands::read(Words const& arguments) {
+    AnyObject object(arguments[0]);
+    ValueType const& type = valueTypeOf(arguments[0], object.access());
+    printLine(typed(arguments[0]) + ": " + type.read(arguments[0], object.access()));
+}
+
+void ModelCommands::write(Words const& arguments) {
+    AnyObject object(arguments[0]);
+    ValueType const& type = valueTypeOf(arguments[0], object.access());
+    Content const content = contentFromWords(type.name, {arguments.begin() + 1, arguments.end()});
+    auto const set = [&object](auto const& value) { return object.access().setValue(value); };
+    if (int const status = std::visit(set, std::get<simulator::Value>(content)); status != STATUS_OK) {
+        throw refused(arguments[0], status);
+    }
+}
+
+void ModelCommands::watch(Words const& arguments) {
+    std::string const key = keyOf(arguments[0]);
+    AnyObject object(arguments[0]);
+    auto access = valueTypeOf(arguments[0], object.access()).watch(key);
+    if (access->connect(BUDGET_MS) != STATUS_OK) {
+        throw notReached(arguments[0], "a value");
+    }
+    watched_[key] = std::move(access);
+}
+
+void ModelCommands::unwatch(Words const& arguments) {
+    if (watched_.erase(keyOf(arguments[0])) == 0) {
+        throw unexpected(arguments[0], "the key of a value that is watched");
+    }
+}
+
+void ModelCommands::invoke(Words const& arguments) {
+    std::string const key = keyOf(arguments[0]);
+    auto& action = actions_[key];
+    if (!action) {
+        auto connecting = std::make_unique<ActionAccess>(key, std::make_shared<Reporter>(key));
+        if (connecting->connect(BUDGET_MS) != STATUS_OK) {
+            actions_.erase(key);
+            throw notReached(arguments[0], "an action");
+        }
+        action = std::move(connecting);
+    }
+    unsigned int actionId = 0;
+    int const status = action->invoke(actionId, argumentsOf({arguments.begin() + 1, arguments.end()}));
+    if (status != STATUS_OK) {
+        throw refused(arguments[0], status);
+    }
+    printLine("invoked: " + typed(arguments[0]) + " " + std::to_string(actionId));
+}
+
+}  // namespace nrx_console
