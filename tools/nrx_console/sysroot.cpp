@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <cstdio>
+#include <string_view>
 
 namespace {
 
@@ -12,12 +13,15 @@ std::string& sysroot() {
     return *directory;
 }
 
+/// Whether the path leads to a file of the television's, and not of the machine that the program runs on.
+bool isTelevisions(std::string_view path) { return path.starts_with("/APPS/") || path.starts_with("/var/local/"); }
+
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) std::FILE* fopen(char const* path, char const* mode) {
     using Open = std::FILE* (*)(char const*, char const*);
     static auto const next = reinterpret_cast<Open>(dlsym(RTLD_NEXT, "fopen"));
-    if (path == nullptr || path[0] != '/' || sysroot().empty()) {
+    if (path == nullptr || sysroot().empty() || !isTelevisions(path)) {
         return next(path, mode);
     }
     return next((sysroot() + path).c_str(), mode);

@@ -150,6 +150,7 @@ Terminal::Terminal(std::string historyFile, Complete complete)
     : state_(std::make_unique<State>(std::move(historyFile), std::move(complete))) {
     State& state = *state_;
     HistEvent event{};
+    std::setlocale(LC_CTYPE, "");  // For the characters that are typed.
     state.history = history_init();
     history(state.history, &event, H_SETSIZE, HISTORY_SIZE);
     history(state.history, &event, H_SETUNIQUE, 1);
