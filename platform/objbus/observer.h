@@ -91,6 +91,7 @@ public:
     virtual void notifyTotalCount(int count) = 0;
     /// @name Seeks and the cursor
     /// @{
+
     /// Where a seek ended, or the cursor stands now; how rows are counted is the television's to say.
     virtual void notifySeekToRow(int row) = 0;
     virtual void notifySeekToContent(int row) = 0;

@@ -19,6 +19,7 @@ public:
     virtual ~RootInterface();
     /// @name The television's own
     /// @{
+
     /// Holds its slot; the library does not call it.
     virtual int platformReserved1() = 0;
     virtual int platformReserved2() = 0;
