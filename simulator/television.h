@@ -75,7 +75,7 @@ enum class Call { none, connect, disconnect, type, read, write, invoke, createIt
 /// What clients asked about one key.
 struct KeyCounts {
     int connectAttempts = 0;           ///< The failed ones too.
-    int disconnects = 0;               ///< Likewise.
+    int disconnects = 0;               ///< Of observers that were not connected too.
     int disconnectsWithoutObject = 0;  ///< Of those, the ones given a null object.
     int typeQueries = 0;               ///< Exact while one thread asks at a time.
     int reads = 0;                     ///< The failed ones too.
@@ -146,6 +146,7 @@ public:
     void refuseIterators(std::string const& key, bool refuse);
 
     /// @}
+
     /// @name What clients did since the television is on
     /// @{
 

@@ -89,6 +89,7 @@ public:
     virtual void notifyCommit(int status) = 0;
     /// The number of rows.
     virtual void notifyTotalCount(int count) = 0;
+
     /// @name Seeks and the cursor
     /// @{
 
@@ -97,6 +98,7 @@ public:
     virtual void notifySeekToContent(int row) = 0;
     virtual void notifyCursorPosition(int row) = 0;
     /// @}
+
     /// The texts of one row, by column.
     virtual void notifyReadRow(std::vector<std::string> const& row) = 0;
     /// The same of several rows.

@@ -17,6 +17,7 @@ public:
     RootInterface(RootInterface const&) = delete;
     RootInterface& operator=(RootInterface const&) = delete;
     virtual ~RootInterface();
+
     /// @name The television's own
     /// @{
 

@@ -49,6 +49,7 @@ public:
     virtual void startCommandListener() = 0;
     /// Holds them back again. What arrives meanwhile is dropped, not kept for later.
     virtual void stopCommandListener() = 0;
+
     /// @name The same for event lists
     /// @{
 

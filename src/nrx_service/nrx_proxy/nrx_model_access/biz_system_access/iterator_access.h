@@ -111,6 +111,7 @@ protected:
     };
 
     std::shared_ptr<IteratorHandler> iteratorHandler;  ///< May be empty.
+
     /// @name What create() asks the table for
     /// @{
 
@@ -120,6 +121,7 @@ protected:
     std::vector<int> const columns;
     std::vector<objbus::TableOrder> const orders;
     /// @}
+
     objbus::TableIterator* iterator = nullptr;  ///< The model owns it.
     /// Connected when there, as it is while `iterator` is not null.
     std::unique_ptr<TableAccess, TableRelease> tableAccess;

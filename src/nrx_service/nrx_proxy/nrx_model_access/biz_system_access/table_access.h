@@ -26,6 +26,7 @@ public:
     explicit TableAccess(std::string key);
     TableAccess(std::string key, std::shared_ptr<TableHandler> newHandler);
     /// @}
+
     TableAccess(TableAccess const&) = delete;  ///< The model knows the object by its address.
     TableAccess& operator=(TableAccess const&) = delete;
     ~TableAccess() override;

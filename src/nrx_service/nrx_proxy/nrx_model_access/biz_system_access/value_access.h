@@ -58,6 +58,7 @@ public:
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Winconsistent-missing-override"
 #endif
+
     /// @name Notifications
     /// @{
 
@@ -69,6 +70,7 @@ public:
     virtual void notifyIntegerVector(std::vector<int> const& values);
     virtual void notifyStringVector(std::vector<std::string> const& values);
     /// @}
+
 #ifdef __clang__
 #pragma clang diagnostic pop
 #endif

@@ -66,6 +66,7 @@ public:
     virtual IValueObject& operator=(double value) = 0;
     virtual IValueObject& operator=(std::string const& value) = 0;
     /// @}
+
     /// @name Refused
     /// @{
 
@@ -79,6 +80,7 @@ public:
     /// The value as text: "null", "Undefined", decimal numbers, "TRUE" or "FALSE", floating point with six significant
     /// digits, a string as it is, a list as its elements' texts between brackets with commas. The same in every locale.
     virtual std::string convertToStringType() const = 0;
+
     /// @name Scalar conversions
     /// @{
 
@@ -91,6 +93,7 @@ public:
     virtual operator float() const = 0;
     virtual operator double() const = 0;
     /// @}
+
     virtual operator std::string() const = 0;  ///< As `convertToStringType`.
 
     /// @name List conversions
@@ -125,6 +128,7 @@ protected:
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
+
     /// @name From what it is to hold
     /// @{
 
@@ -138,9 +142,11 @@ public:
     ValueObject(double value);
     ValueObject(std::string const& value);
     ValueObject(char const* value) : ValueObject(detail::textOf(value)) {}
+    /// @}
+
+    /// No other pointer.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject(Pointer value) = delete;
-    /// @}
 
     /// Takes the tag and the member that it names; the other members start empty.
     ValueObject(ValueObject const& other);
@@ -155,6 +161,7 @@ public:
     ValueObject& operator=(ValueObject&& other) noexcept;
 
     ValueObjectType type() const override;
+
     /// @name Assignments
     /// @{
 
@@ -168,6 +175,12 @@ public:
     ValueObject& operator=(double value) override;
     ValueObject& operator=(std::string const& value) override;
     ValueObject& operator=(char const* value) { return *this = detail::textOf(value); }
+    /// @}
+
+    /// @name Refused
+    /// @{
+
+    /// No other pointer.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject& operator=(Pointer value) = delete;
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
