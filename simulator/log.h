@@ -15,9 +15,11 @@ namespace simulator {
 /// Admits lines of this severity and the more severe ones.
 enum class LogLevel : int { off = 0, critical = 1, error = 1000, info = 4000, debug = 5000 };
 
-/// Sets `level` to the level named by `word` and returns true, or returns false for an unknown word.
+/// Sets `level` to the level named by `word` (as NRX_LOG takes it) and returns true, or returns false for an unknown
+/// word.
 __attribute__((visibility("default"))) bool parseLogLevel(std::string_view word, LogLevel& level);
 
+/// Decides for all threads, from now on. Any thread may call it.
 __attribute__((visibility("default"))) void setLogLevel(LogLevel level);
 
 /// Takes the lines that the level admits, instead of standard error: each with its severity, without its line feed, and
@@ -30,6 +32,7 @@ __attribute__((visibility("default"))) void setLogSink(LogSink sink);
 /// (a second constructor throws `std::logic_error`).
 class __attribute__((visibility("default"))) LogCapture {
 public:
+    /// One line that was kept.
     struct Line {
         int severity;      ///< Of the check that last let the writing thread through.
         std::string text;  ///< As written, line feed included.
@@ -47,8 +50,9 @@ public:
     /// The lines so far, in the order written; they are forgotten here.
     [[nodiscard]] std::vector<Line> take();
 
-    /// For the log operations: see `Check`, and one line written.
+    /// For the log operations: what `check` says, or true without one.
     bool admits(DebugLevelRecord& record) const;
+    /// For the log operations too: keeps one line.
     void add(Line line);
 
 private:

@@ -22,7 +22,9 @@ using Value = std::variant<int, long long, std::string, std::vector<int>, std::v
 
 /// How a simulated action answers one `invoke`.
 struct ActionAnswer {
+    /// The action is done.
     using Results = std::vector<objbus::Argument>;
+    /// It failed; the number is the observer's `error`.
     using Error = int;
 
     int status = 0;                                          ///< What `invoke` returns.
@@ -38,30 +40,30 @@ using Rows = std::vector<std::vector<std::string>>;
 
 /// What a client asked for when it made a table iterator.
 struct IteratorRequest {
-    objbus::IteratorType type{};
-    std::vector<objbus::TableSelection> selections;
-    std::vector<int> columns;
-    std::vector<objbus::TableOrder> orders;
+    objbus::IteratorType type{};                     ///< Recorded, not applied.
+    std::vector<objbus::TableSelection> selections;  ///< Likewise.
+    std::vector<int> columns;                        ///< Their numbers, from 0; all of them when empty.
+    std::vector<objbus::TableOrder> orders;          ///< Recorded, not applied.
 };
 
 /// A key that does not connect. `status` 0 without an object is a fault too.
 struct ConnectFault {
-    static constexpr int FOREVER = -1;
+    static constexpr int FOREVER = -1;  ///< Until the fault is replaced.
 
-    int status = 1;
+    int status = 1;               ///< What `connectObject` returns.
     bool handsOutObject = false;  ///< Sets the object all the same; the observer is not registered even so.
     int attempts = FOREVER;       ///< The key is available again after so many failed attempts.
 };
 
 /// A key whose strings and lists are not read as they should; numbers are read without a status.
 struct ReadFault {
-    int status = 0;
+    int status = 0;        ///< What the read returns.
     bool halfWay = false;  ///< Hands out the first half of the value all the same, instead of nothing.
 };
 
 /// What the inter-process framework answers to a lookup of the root interface.
 enum class RootLookup {
-    published,
+    published,       ///< The root interface.
     refused,         ///< Non-zero status.
     emptyReference,  ///< Status 0, yet no reference.
     nullObject,      ///< A reference with nothing behind it.
@@ -72,13 +74,13 @@ enum class Call { none, connect, disconnect, type, read, write, invoke, createIt
 
 /// What clients asked about one key.
 struct KeyCounts {
-    int connectAttempts = 0;
-    int disconnects = 0;
+    int connectAttempts = 0;           ///< The failed ones too.
+    int disconnects = 0;               ///< Of observers that were not connected too.
     int disconnectsWithoutObject = 0;  ///< Of those, the ones given a null object.
     int typeQueries = 0;               ///< Exact while one thread asks at a time.
-    int reads = 0;
-    int writes = 0;
-    int destroyIteratorCalls = 0;  ///< On the key's tables, whatever they were given.
+    int reads = 0;                     ///< The failed ones too.
+    int writes = 0;                    ///< Likewise.
+    int destroyIteratorCalls = 0;      ///< On the key's tables, whatever they were given.
 };
 
 /// An in-process television: the data model, the inter-process framework and one thread that delivers notifications.
@@ -125,7 +127,8 @@ public:
     /// Blocks until every notification of the changes made so far has returned. Not to be called from inside one.
     void waitUntilDelivered();
 
-    // Faults.
+    /// @name Faults
+    /// @{
 
     /// Decides what clients get from now on when they look the root interface up.
     void setRootLookup(RootLookup answer);
@@ -144,7 +147,10 @@ public:
     /// Makes `createIterator` on the table under `key` return null.
     void refuseIterators(std::string const& key, bool refuse);
 
-    // What clients did since the television is on.
+    /// @}
+
+    /// @name What clients did since the television is on
+    /// @{
 
     /// Lookups of the root interface, the refused ones too.
     [[nodiscard]] int lookups() const;
@@ -154,6 +160,7 @@ public:
     [[nodiscard]] int registrations(std::string const& key) const;
     /// The newest request for an iterator on the table under `key`.
     [[nodiscard]] std::optional<IteratorRequest> iteratorRequest(std::string const& key) const;
+    /// @}
 
 private:
     std::shared_ptr<Model> model_;

@@ -12,19 +12,21 @@ public:
     Interface(Interface const&) = delete;
     Interface& operator=(Interface const&) = delete;
     virtual ~Interface();
-    /// The published object; its type is known from the name it was looked up by.
+    /// The published object, which the platform owns; its type is known from the name it was looked up by. May be null.
     virtual void* getObject() = 0;
 };
 
-/// A handle on the inter-process framework, held for the length of a lookup.
+/// A handle on the inter-process framework, held for the length of a lookup by the thread that asks.
 class __attribute__((visibility("default"))) Process {
 public:
+    /// A handle of the caller's own.
     static Process getInstance();
     Process(Process const&) = delete;
     Process& operator=(Process const&) = delete;
     ~Process();
 
-    /// Looks up a published interface. 0: found, `reference` is set and not empty.
+    /// Looks up a published interface. 0: found, `reference` is set and not empty. Any other status: not published
+    /// (yet), or refused to this process.
     int getInterfaceReference(boost::shared_ptr<Interface>& reference, std::string const& name);
 
 private:

@@ -11,15 +11,15 @@ enum class IteratorType : std::int32_t {};
 
 /// One selection of a table iterator; the meaning of its fields is the television's.
 struct __attribute__((visibility("default"))) TableSelection {
-    std::int32_t first = 0;
-    std::int32_t second = 0;
-    std::string value;
+    std::int32_t first = 0;   ///< The television's.
+    std::int32_t second = 0;  ///< The television's.
+    std::string value;        ///< The television's.
 };
 
 /// One order of a table iterator: 64 bits whose meaning is the television's.
 struct __attribute__((visibility("default"))) TableOrder {
-    std::int32_t first = 0;
-    std::int32_t second = 0;
+    std::int32_t first = 0;   ///< The television's.
+    std::int32_t second = 0;  ///< The television's.
 };
 
 /// An iterator over a table. Its operations are the television's.

@@ -28,8 +28,9 @@ public:
     /// again by reads, writes and another `start()` only.
     virtual void start() = 0;
 
-    // Facts about the television, read anew at each call; empty when they cannot be had (or what a read of the model's
-    // that failed half way left).
+    /// @name Facts about the television
+    /// Read anew at each call; empty when they cannot be had (or what a read of the model's that failed half way left).
+    /// @{
 
     /// The version of the television's software, from the data model's factory data. While its object is not there, a
     /// call waits for it within the connect budget of 1000 milliseconds, as do the next two.
@@ -42,30 +43,44 @@ public:
     /// belongs to them. The first of the two places where a television keeps the file decides once it can be opened;
     /// a file that blocks, such as a FIFO without a writer, blocks the caller.
     virtual std::string getDeviceID() = 0;
+    /// @}
 
     /// Lets command lists through to the client from now on; at first they are held back.
     virtual void startCommandListener() = 0;
     /// Holds them back again. What arrives meanwhile is dropped, not kept for later.
     virtual void stopCommandListener() = 0;
-    /// The same for event lists.
+
+    /// @name The same for event lists
+    /// @{
+
+    /// As for command lists.
     virtual void startEventListener() = 0;
     virtual void stopEventListener() = 0;
+    /// @}
 
     /// Asks the television to start the NRX service as a background application; waits up to 100 milliseconds for the
     /// action to be there, and not for the answer, which is only logged. May be called from several threads at once;
     /// those whose action is not there yet wait one after the other, whichever facade they ask.
     virtual void requestStartNRXService() = 0;
 
-    /// The relay of new command and event values to the client, on the model's delivery thread: a list is passed on as
-    /// its elements' texts, anything else is dropped.
+    /// @name The relay
+    /// @{
+
+    /// Passes new command or event values on to the client, on the model's delivery thread: a list as its elements'
+    /// texts, which end with the call; anything else is dropped, and so is what comes while the listener is off.
     virtual void onNRXCommandValueChanged(system::support::IValueObject const& value) = 0;
     virtual void onNRXEventValueChanged(system::support::IValueObject const& value) = 0;
+    /// @}
 
-    /// Read and write the command or the event list, whichever `name` is the key of. Reading leaves `values` as it was
-    /// when it fails, unless the model's own read put something there. Both wait up to the list's connect budget (1000
+    /// @name The lists by their keys
+    /// @{
+
+    /// Reads or writes the command or the event list, whichever `name` is the key of. Reading leaves `values` as it was
+    /// when it fails, unless the model's own read put something there. Waits up to the list's connect budget (1000
     /// milliseconds) while it is not connected.
     virtual void getAccessValue(std::string name, std::vector<std::string>& values) = 0;
     virtual void setAccessValue(std::string name, std::vector<std::string> values) = 0;
+    /// @}
 };
 
 }  // namespace orvane

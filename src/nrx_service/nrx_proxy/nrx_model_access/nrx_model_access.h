@@ -38,7 +38,9 @@ class ActionAccess;
 /// access objects are: destroy it only while no list can arrive.
 class NRX_EXPORT NRXModelAccess : public INrxModelAccess {
 public:
+    /// Of the television's facts.
     using StringAccess = system::support::ValueAccessT<objbus::ObserverString>;
+    /// Of the command and the event list.
     using StringListAccess = system::support::ValueAccessT<objbus::ObserverVectorString>;
 
     /// Makes its access objects, those of the two lists with the relay as their handler. Connects nothing.
@@ -74,16 +76,25 @@ public:
     void setAccessValue(std::string name, std::vector<std::string> values) override;
 
 protected:
-    // Written by the caller, read on the delivery thread.
+    /// @name Switches
+    /// @{
+
+    /// Written by the caller, read on the delivery thread.
     std::atomic<NRXModelAccessClient*> client = nullptr;
     std::atomic<bool> commandListenerStarted = false;
     std::atomic<bool> eventListenerStarted = false;
+    /// @}
 
+    /// @name Access objects
+    /// @{
+
+    /// Never null.
     std::shared_ptr<StringListAccess> commandValue;
     std::shared_ptr<StringListAccess> eventValue;
     std::shared_ptr<StringAccess> softwareVersionValue;
     std::shared_ptr<StringAccess> featureCodeValue;
     std::shared_ptr<StringAccess> productionTypeValue;
+    /// @}
 
     system::support::ActionAccess* sourceSwitchAction = nullptr;  ///< Owned; connected whenever it is there.
 };

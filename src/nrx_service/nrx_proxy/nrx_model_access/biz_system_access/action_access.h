@@ -37,6 +37,7 @@ public:
 ///     }
 class NRX_EXPORT ActionAccess : public ValueAccessBase, public objbus::ObserverAction {
 public:
+    /// Without a handler: answers are only logged. Connects nothing.
     explicit ActionAccess(std::string key);
     /// The usual way to install a handler: no notification can arrive before it.
     ActionAccess(std::string key, std::shared_ptr<ActionHandler> newHandler);
@@ -55,13 +56,13 @@ public:
     /// returned; -1 when not connected, with `actionId` left alone. May run on several threads at once.
     virtual int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments);
 
-    /// The model's, on its delivery thread; each is logged, then passed on to the handler.
+    /// The model's, on its delivery thread: logged, then passed on to the handler.
     void notifyExecutionError(unsigned int actionId, int error) override;
-    /// A result whose index lies outside the list of results is dropped.
+    /// Likewise. A result whose index lies outside the list of results is dropped.
     void notifyResult(unsigned int actionId, std::vector<objbus::Argument> const& results) override;
 
 protected:
-    std::shared_ptr<ActionHandler> actionHandler;
+    std::shared_ptr<ActionHandler> actionHandler;  ///< May be empty.
 };
 
 }  // namespace orvane::system::support

@@ -63,9 +63,13 @@ public:
     /// may then keep its registration.
     ~IteratorAccess() override;
 
-    /// Nothing connects but `create()`: both do nothing and return 0.
+    /// @name Nothing connects but create()
+    /// @{
+
+    /// Does nothing and returns 0.
     int connect(int timeoutMs) override;
     int disconnect() override;
+    /// @}
 
     /// Connects to the table within 1000 milliseconds and has the iterator made. 0 for success, though the television
     /// may have refused the iterator (`getIterator()` is null then); 4 when there is no such table, or an object that
@@ -84,6 +88,9 @@ public:
     /// Installs, replaces or (empty) removes the receiver; not while notifications can arrive. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<IteratorHandler> newHandler);
 
+    /// @name Notifications
+    /// @{
+
     /// The model's, on its delivery thread: each hands its argument, the very same, to the handler's operation of the
     /// same name.
     void notifyCommit(int status) override;
@@ -95,19 +102,27 @@ public:
     void notifyReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) override;
     void notifyIteratorReady(int status) override;
     void notifyUpdate(int update) override;
+    /// @}
 
 protected:
     /// Disconnects a table that is connected, and deletes it.
     struct TableRelease {
-        void operator()(TableAccess* table) const;
+        void operator()(TableAccess* table) const;  ///< Throws nothing.
     };
 
-    std::shared_ptr<IteratorHandler> iteratorHandler;
+    std::shared_ptr<IteratorHandler> iteratorHandler;  ///< May be empty.
+
+    /// @name What create() asks the table for
+    /// @{
+
+    /// As given at construction.
     objbus::IteratorType const iteratorType;
     std::vector<objbus::TableSelection> const selections;
     std::vector<int> const columns;
     std::vector<objbus::TableOrder> const orders;
-    objbus::TableIterator* iterator = nullptr;
+    /// @}
+
+    objbus::TableIterator* iterator = nullptr;  ///< The model owns it.
     /// Connected when there, as it is while `iterator` is not null.
     std::unique_ptr<TableAccess, TableRelease> tableAccess;
 };

@@ -19,8 +19,14 @@ public:
 /// The owner calls `disconnect()` before destroying a connected access.
 class NRX_EXPORT TableAccess : public ValueAccessBase, public objbus::ObserverTable {
 public:
+    /// @name Constructors
+    /// @{
+
+    /// Connects nothing; `key` names the table.
     explicit TableAccess(std::string key);
     TableAccess(std::string key, std::shared_ptr<TableHandler> newHandler);
+    /// @}
+
     TableAccess(TableAccess const&) = delete;  ///< The model knows the object by its address.
     TableAccess& operator=(TableAccess const&) = delete;
     ~TableAccess() override;
@@ -40,8 +46,8 @@ public:
     void notifyUpdate(int update) override;
 
 protected:
-    std::shared_ptr<TableHandler> tableHandler;
-    objbus::ObjectTable* table = nullptr;  ///< `object`, as the table it is taken for.
+    std::shared_ptr<TableHandler> tableHandler;  ///< May be empty.
+    objbus::ObjectTable* table = nullptr;        ///< `object`, as the table it is taken for.
 };
 
 }  // namespace orvane::system::support

@@ -36,8 +36,9 @@ namespace orvane::system::support {
 template <typename Obs>
 class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:
-    /// With an empty key.
+    /// With an empty key and no handler.
     ValueAccessT();
+    /// Without a handler: for reads and writes. Connects nothing.
     explicit ValueAccessT(std::string key);
     /// The usual way to install a handler: no notification can arrive before it.
     ValueAccessT(std::string key, std::shared_ptr<ValueHandler> newHandler);
@@ -57,13 +58,19 @@ public:
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Winconsistent-missing-override"
 #endif
-    /// Each builds one value of its kind and hands it to the handler, before it returns. The model calls the one that
-    /// belongs to `Obs`.
+
+    /// @name Notifications
+    /// @{
+
+    /// Builds one value of its kind and hands it to the handler, before it returns. The model calls the one that
+    /// belongs to `Obs`, on its delivery thread.
     virtual void notifyNewValue(int value);
     virtual void notifyNewValue(long long value);
     virtual void notifyNewValue(std::string const& value);
     virtual void notifyIntegerVector(std::vector<int> const& values);
     virtual void notifyStringVector(std::vector<std::string> const& values);
+    /// @}
+
 #ifdef __clang__
 #pragma clang diagnostic pop
 #endif

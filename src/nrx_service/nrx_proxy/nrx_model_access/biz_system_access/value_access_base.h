@@ -50,7 +50,10 @@ public:
     /// The enumerator's name; "OBJECT_TYPE_NONE" for any number outside 1 to 8.
     char const* accessTypeName(objbus::ObjectTypeSpec type);
 
-    /// Read the model object into `out`. An unconnected access connects first, with the budget of the last
+    /// @name Reads
+    /// @{
+
+    /// Reads the model object into `out`. An unconnected access connects first, with the budget of the last
     /// `connect(int)` (1000 milliseconds before any) and its statuses; 6 when the object is not of exactly the type
     /// read. The string and list reads pass on the model's status. `out` is left alone on our own failures.
     virtual int getValue(std::string& out);
@@ -58,14 +61,19 @@ public:
     virtual int getValue(long long& out);
     virtual int getValue(std::vector<std::string>& out);
     virtual int getValue(std::vector<int>& out);
+    /// @}
 
-    /// Write the model object; connecting and statuses as for reads. Whole numbers cross over between the two integer
-    /// types when they fit (6 when not); a list is handed over whole.
+    /// @name Writes
+    /// @{
+
+    /// Writes the model object; connecting and statuses as for reads, but 0 whatever the model makes of the write.
+    /// Whole numbers cross over between the two integer types when they fit (6 when not); a list is handed over whole.
     virtual int setValue(std::string const& value);
     virtual int setValue(int value);
     virtual int setValue(long long value);
     virtual int setValue(std::vector<std::string> const& value);
     virtual int setValue(std::vector<int> const& value);
+    /// @}
 
     /// Hands a new value to the handler, if there is one, on the thread that calls. The handler may destroy this
     /// object: a caller touches nothing of it afterwards.
@@ -80,13 +88,18 @@ public:
     objbus::RootInterface* getRootInterface();
 
 protected:
+    /// @name Constructors
+    /// @{
+
+    /// Not connected; with an empty key unless one is given.
     ValueAccessBase();
     explicit ValueAccessBase(std::string const& key);
+    /// @}
 
-    objbus::Object* object = nullptr;  ///< Connected exactly when not null. The model owns it.
-    std::shared_ptr<ValueHandler> handler;
-    std::string name;
-    int connectTimeoutMs = 1000;
+    objbus::Object* object = nullptr;       ///< Connected exactly when not null. The model owns it.
+    std::shared_ptr<ValueHandler> handler;  ///< May be empty.
+    std::string name;                       ///< The key.
+    int connectTimeoutMs = 1000;            ///< The budget of implicit connects, in milliseconds.
 
 private:
     friend struct ValueOperations;  ///< What the instances of `ValueAccessT` have in common.

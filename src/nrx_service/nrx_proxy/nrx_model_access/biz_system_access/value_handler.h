@@ -20,8 +20,10 @@ public:
 template <typename T>
 class ValueHandlerT : public ValueHandler {
 public:
+    /// Takes a value as `handleNewValue` does.
     using Member = void (T::*)(IValueObject const&);
 
+    /// See `make_value_handler`, the usual way to make one.
     ValueHandlerT(T* boundObject, Member boundMember) : object(boundObject), member(boundMember) {}
 
     void handleNewValue(IValueObject const& value) override {
@@ -31,8 +33,8 @@ public:
     }
 
 protected:
-    T* object;
-    Member member;
+    T* object;      ///< Not owned; may be null.
+    Member member;  ///< May be null.
 };
 
 /// A handler that calls `member` on `object`, by its dynamic type when the member is virtual. The object must outlive

@@ -50,9 +50,13 @@ inline std::string textOf(char const* text) { return text != nullptr ? std::stri
 class NRX_EXPORT IValueObject {
 public:
     virtual ~IValueObject();
+    /// What it holds.
     virtual ValueObjectType type() const = 0;
 
-    /// Each makes the object hold the argument and its type.
+    /// @name Assignments
+    /// @{
+
+    /// Makes the object hold a copy of the argument, and its type. When memory runs out nothing has changed.
     virtual IValueObject& operator=(bool value) = 0;
     virtual IValueObject& operator=(int value) = 0;
     virtual IValueObject& operator=(unsigned int value) = 0;
@@ -61,15 +65,26 @@ public:
     virtual IValueObject& operator=(float value) = 0;
     virtual IValueObject& operator=(double value) = 0;
     virtual IValueObject& operator=(std::string const& value) = 0;
+    /// @}
+
+    /// @name Refused
+    /// @{
+
     /// No pointer, not even a string literal: wrap it in a `std::string`.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
     IValueObject& operator=(Pointer value) = delete;
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
     IValueObject& operator=(std::initializer_list<Pointer> values) = delete;
+    /// @}
 
     /// The value as text: "null", "Undefined", decimal numbers, "TRUE" or "FALSE", floating point with six significant
     /// digits, a string as it is, a list as its elements' texts between brackets with commas. The same in every locale.
     virtual std::string convertToStringType() const = 0;
+
+    /// @name Scalar conversions
+    /// @{
+
+    /// The value as a scalar, by the rules of the class; never fails.
     virtual operator bool() const = 0;
     virtual operator int() const = 0;
     virtual operator unsigned int() const = 0;
@@ -77,17 +92,23 @@ public:
     virtual operator unsigned long long() const = 0;
     virtual operator float() const = 0;
     virtual operator double() const = 0;
+    /// @}
+
     virtual operator std::string() const = 0;  ///< As `convertToStringType`.
+
+    /// @name List conversions
+    /// @{
 
     /// A list converts element by element; any other value gives one entry.
     virtual operator std::vector<unsigned int>() const = 0;
     virtual operator std::vector<int>() const = 0;
     virtual operator std::vector<std::string>() const = 0;
+    /// @}
 
 protected:
     IValueObject() = default;
-    IValueObject(IValueObject const&) = default;
-    IValueObject& operator=(IValueObject const&) = default;
+    IValueObject(IValueObject const&) = default;             ///< For derived classes: nothing is held here.
+    IValueObject& operator=(IValueObject const&) = default;  ///< Likewise.
 };
 
 /// The variant value: a scalar, a string or a list of further values, held by value.
@@ -107,7 +128,11 @@ protected:
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
-    /// Each holds the argument and its type; text is held as a string, a null pointer to it as an empty one.
+
+    /// @name From what it is to hold
+    /// @{
+
+    /// Holds a copy of the argument, and its type; text is held as a string, a null pointer to it as an empty one.
     ValueObject(bool value);
     ValueObject(int value);
     ValueObject(unsigned int value);
@@ -117,6 +142,9 @@ public:
     ValueObject(double value);
     ValueObject(std::string const& value);
     ValueObject(char const* value) : ValueObject(detail::textOf(value)) {}
+    /// @}
+
+    /// No other pointer.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject(Pointer value) = delete;
 
@@ -133,6 +161,11 @@ public:
     ValueObject& operator=(ValueObject&& other) noexcept;
 
     ValueObjectType type() const override;
+
+    /// @name Assignments
+    /// @{
+
+    /// As in `IValueObject`, text as in the constructors. The other fields stay as they are.
     ValueObject& operator=(bool value) override;
     ValueObject& operator=(int value) override;
     ValueObject& operator=(unsigned int value) override;
@@ -142,10 +175,17 @@ public:
     ValueObject& operator=(double value) override;
     ValueObject& operator=(std::string const& value) override;
     ValueObject& operator=(char const* value) { return *this = detail::textOf(value); }
+    /// @}
+
+    /// @name Refused
+    /// @{
+
+    /// No other pointer.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject& operator=(Pointer value) = delete;
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
     ValueObject& operator=(std::initializer_list<Pointer> values) = delete;
+    /// @}
 
     std::string convertToStringType() const override;
     operator bool() const override;
@@ -168,18 +208,19 @@ public:
     /// only strings, lists only lists.
     bool operator==(ValueObject const& other) const;
 
-    ValueObjectType typeTag = VALUE_UNDEFINED;
+    ValueObjectType typeTag = VALUE_UNDEFINED;  ///< What is held.
+    /// Room for any scalar, without a tag of its own.
     union Scalar {
-        bool boolValue;
-        int intValue;
-        unsigned int uintValue;
-        long long int64Value;
-        unsigned long long uint64Value = 0;
-        float floatValue;
-        double doubleValue;
-    } scalar;                           ///< For the tags 1 to 7, the alternative that the tag names.
-    std::string stringValue;            ///< For `VALUE_STRING`.
-    std::vector<ValueObject> elements;  ///< For `VALUE_VECTOR`.
+        bool boolValue;                      ///< `VALUE_BOOL`
+        int intValue;                        ///< `VALUE_INT`
+        unsigned int uintValue;              ///< `VALUE_UINT`
+        long long int64Value;                ///< `VALUE_INT64`
+        unsigned long long uint64Value = 0;  ///< `VALUE_UINT64`
+        float floatValue;                    ///< `VALUE_FLOAT`
+        double doubleValue;                  ///< `VALUE_DOUBLE`
+    } scalar;                                ///< For the tags 1 to 7, the alternative that the tag names.
+    std::string stringValue;                 ///< For `VALUE_STRING`.
+    std::vector<ValueObject> elements;       ///< For `VALUE_VECTOR`.
 };
 
 }  // namespace orvane::system::support
