@@ -1,7 +1,6 @@
 # Debian packages, one for each component that cmake/install.cmake names. They are for the machines that build them, with
 # the simulator for a television.
 find_program(NRX_HELP2MAN help2man REQUIRED)
-find_program(NRX_GZIP gzip REQUIRED)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "NRX model access maintainers <maintainers@nrx-model-access.invalid>")
@@ -21,26 +20,27 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
 set(packaging_directory ${PROJECT_BINARY_DIR}/packaging)
 file(MAKE_DIRECTORY ${packaging_directory})
-set(changelog ${packaging_directory}/changelog.Debian)
+set(changelog ${packaging_directory}/changelog.Debian.gz)
 add_custom_command(
-    OUTPUT ${changelog}.gz
+    OUTPUT ${changelog}
     COMMAND ${PROJECT_SOURCE_DIR}/cmake/debian_changelog ${CPACK_DEBIAN_PACKAGE_SOURCE} ${PROJECT_VERSION}
-            ${CPACK_PACKAGE_CONTACT} <${PROJECT_SOURCE_DIR}/CHANGELOG.md >${changelog}
-    COMMAND ${NRX_GZIP} -9nf ${changelog}
-    DEPENDS cmake/debian_changelog CHANGELOG.md
+            ${CPACK_PACKAGE_CONTACT} ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${changelog}
+    DEPENDS ${PROJECT_SOURCE_DIR}/cmake/debian_changelog ${PROJECT_SOURCE_DIR}/CHANGELOG.md
     VERBATIM)
-set(packaging_files ${changelog}.gz)
+set(packaging_files ${changelog})
 
-# The manual page of a program, from what its --help says and from PROGRAM.h2m beside its sources.
+# The manual page of a program, from what its --help says, and from PROGRAM.h2m beside its sources if that is there.
 function(add_manual_page program summary)
     set(page ${packaging_directory}/${program}.1)
     get_target_property(directory ${program} SOURCE_DIR)
+    file(GLOB included CONFIGURE_DEPENDS ${directory}/${program}.h2m)
     add_custom_command(
         OUTPUT ${page}.gz
         COMMAND ${NRX_HELP2MAN} --no-info --version-string=${PROJECT_VERSION} --name=${summary}
-                --opt-include=${directory}/${program}.h2m --output=${page} $<TARGET_FILE:${program}>
-        COMMAND ${NRX_GZIP} -9nf ${page}
-        DEPENDS ${program} ${directory}/${program}.h2m
+                "$<$<BOOL:${included}>:--include=${included}>" --output=${page} $<TARGET_FILE:${program}>
+        COMMAND gzip -9nf ${page}
+        DEPENDS ${program} ${included}
+        COMMAND_EXPAND_LISTS
         VERBATIM)
     install(FILES ${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
     set(packaging_files ${packaging_files} ${page}.gz PARENT_SCOPE)
@@ -62,52 +62,48 @@ macro(add_package component name section depends description)
     set(CPACK_COMPONENT_${key}_DEPENDS ${depends})
     set(CPACK_COMPONENT_${key}_DESCRIPTION "${description}")
     install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} RENAME copyright COMPONENT ${component})
-    install(FILES ${changelog}.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
+    install(FILES ${changelog} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
 endmacro()
+set(library "A television's web engine talks to the NRX service, the television's
+background service, through this library, and reads facts about the device.
+")
+set(simulator "A television in the process: clients of its data model run and are tested
+without a device.
+")
 
 add_package(runtime libnrx-model-access${PROJECT_VERSION_MAJOR} libs simulator
 "client-side access to a television's NRX service
- A television's web engine talks to the NRX service, the television's background
- service, through this library, and reads facts about the device.
- .
- This is the shared library, linked with the simulated television.")
-add_package(simulator libnrx-simulator${PROJECT_VERSION_MAJOR} libs ""
-"simulated television for clients of the NRX service
- A television in the process: clients of its data model run and are tested
- without a device.
- .
- This is the shared library.")
+${library}
+This is the shared library, linked with the simulated television.")
 add_package(development libnrx-model-access-dev libdevel runtime
 "client-side access to a television's NRX service - development files
- A television's web engine talks to the NRX service, the television's background
- service, through this library, and reads facts about the device.
- .
- These are the headers, what CMake and pkg-config need, and example programs.")
+${library}
+These are the headers, what CMake and pkg-config need, and example programs.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libboost-dev)
 # Programs link a platform library, and this is the one that the library was built with.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS libnrx-simulator-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libnrx-model-access-doc)
+add_package(simulator libnrx-simulator${PROJECT_VERSION_MAJOR} libs ""
+"simulated television for clients of the NRX service
+${simulator}
+This is the shared library.")
 add_package(simulator_development libnrx-simulator-dev libdevel "simulator;development"
 "simulated television for clients of the NRX service - development files
- A television in the process: clients of its data model run and are tested
- without a device.
- .
- These are the headers, and what CMake and pkg-config need.")
+${simulator}
+These are the headers, and what CMake and pkg-config need.")
 add_package(documentation libnrx-model-access-doc doc ""
 "client-side access to a television's NRX service - documentation
- A television's web engine talks to the NRX service, the television's background
- service, through this library, and reads facts about the device.
- .
- These are the overview, what the library promises, how it is brought up on a
- television, what it costs, and how the simulated television is used.")
+${library}
+These are the overview, what the library promises, how it is brought up on a
+television, what it costs, and how the simulated television is used.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
 add_package(tools nrx-tools devel "runtime;simulator"
 "programs around the NRX model access library
- The console nrx_console drives the library by hand, or by a script, against a
- simulated television. An example of a script and of a television comes with it.")
+The console nrx_console drives the library by hand, or by a script, against
+a simulated television. Examples of both come with it.")
 
-# ldconfig is triggered. CPack would write maintainer scripts that call it, were there none of these names to take; a
-# name without a file takes nothing.
+# ldconfig is triggered. CPack would write maintainer scripts that call it, were their names not taken; it warns that the
+# files are missing, and takes none.
 file(WRITE ${packaging_directory}/triggers "activate-noawait ldconfig\n")
 foreach(key RUNTIME SIMULATOR)
     set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA
