@@ -53,5 +53,5 @@ endif()
 
 # The README's links lead to docs/ there, too.
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
-install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
-        FILES_MATCHING PATTERN *.md PATTERN *.svg PATTERN *.png)
+file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.svg docs/*.png)
+install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)
