@@ -1,5 +1,5 @@
-# Debian packages, one for each component that cmake/install.cmake names. They are for the machines that build them, with
-# the simulator for a television.
+# Debian packages, one for each component that cmake/install.cmake names. They are for the machines that build them,
+# with the simulator for a television.
 find_program(NRX_HELP2MAN help2man REQUIRED)
 
 set(CPACK_GENERATOR DEB)
@@ -102,8 +102,8 @@ add_package(tools nrx-tools devel "runtime;simulator"
 The console nrx_console drives the library by hand, or by a script, against
 a simulated television. Examples of both come with it.")
 
-# ldconfig is triggered. CPack would write maintainer scripts that call it, were their names not taken; it warns that the
-# files are missing, and takes none.
+# ldconfig is triggered. CPack would write maintainer scripts that call it, were their names not taken; it warns that
+# the files are missing, and takes none.
 file(WRITE ${packaging_directory}/triggers "activate-noawait ldconfig\n")
 foreach(key RUNTIME SIMULATOR)
     set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA
