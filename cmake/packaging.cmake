@@ -1,5 +1,8 @@
 # Debian packages, one for each component that cmake/install.cmake names. They are for the machines that build them,
 # with the simulator for a television.
+if(CMAKE_CROSSCOMPILING OR NOT TARGET nrx_console)
+    message(FATAL_ERROR "NRX_PACKAGES is on: expected a build for this machine with the simulator")
+endif()
 find_program(NRX_HELP2MAN help2man REQUIRED)
 
 set(CPACK_GENERATOR DEB)
