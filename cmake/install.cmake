@@ -1,5 +1,6 @@
-# What `cmake --install` lays down, in the components runtime, development, simulator and console. It can be moved: the
-# CMake package and the pkg-config files reckon from their own place, and programs and libraries look from theirs.
+# What `cmake --install` lays down, in the components runtime, development, simulator, simulator_development, tools and
+# documentation. It can be moved: the CMake package and the pkg-config files reckon from their own place, and programs
+# and libraries look from theirs.
 include(CMakePackageConfigHelpers)
 
 set(cmake_directory ${CMAKE_INSTALL_LIBDIR}/cmake/nrx_model_access)
@@ -33,19 +34,24 @@ if(TARGET nrx_simulator)
     set(simulator_headers ${CMAKE_INSTALL_INCLUDEDIR}/nrx_simulator)
     set_target_properties(nrx_simulator PROPERTIES EXPORT_NAME simulator)
     install(TARGETS nrx_simulator EXPORT nrx_model_access-simulator-targets
-            LIBRARY COMPONENT simulator
-            FILE_SET HEADERS DESTINATION ${simulator_headers} COMPONENT simulator
+            LIBRARY COMPONENT simulator NAMELINK_COMPONENT simulator_development
+            FILE_SET HEADERS DESTINATION ${simulator_headers} COMPONENT simulator_development
             INCLUDES DESTINATION ${simulator_headers})
     install(EXPORT nrx_model_access-simulator-targets
-            NAMESPACE nrx_model_access:: DESTINATION ${cmake_directory} COMPONENT simulator)
+            NAMESPACE nrx_model_access:: DESTINATION ${cmake_directory} COMPONENT simulator_development)
     configure_file(cmake/nrx_simulator.pc.in nrx_simulator.pc @ONLY)
-    install(FILES ${PROJECT_BINARY_DIR}/nrx_simulator.pc DESTINATION ${pkgconfig_directory} COMPONENT simulator)
-    install(FILES docs/simulator.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT simulator)
+    install(FILES ${PROJECT_BINARY_DIR}/nrx_simulator.pc
+            DESTINATION ${pkgconfig_directory} COMPONENT simulator_development)
 endif()
 
 if(TARGET nrx_console)
     file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
     set_target_properties(nrx_console PROPERTIES INSTALL_RPATH $ORIGIN/${bin_to_lib})
-    install(TARGETS nrx_console RUNTIME COMPONENT console)
-    install(DIRECTORY tools/nrx_console/example DESTINATION ${CMAKE_INSTALL_DATADIR}/nrx_console COMPONENT console)
+    install(TARGETS nrx_console RUNTIME COMPONENT tools)
+    install(DIRECTORY tools/nrx_console/example DESTINATION ${CMAKE_INSTALL_DATADIR}/nrx_console COMPONENT tools)
 endif()
+
+# The README's links lead to docs/ there, too.
+install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.svg docs/*.png)
+install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)

@@ -1,8 +1,18 @@
-# Debian packages, one for each component that cmake/install.cmake names.
+# Debian packages, one for each component that cmake/install.cmake names. They are for the machines that build them,
+# with the simulator for a television.
+if(CMAKE_CROSSCOMPILING OR NOT TARGET nrx_console)
+    message(FATAL_ERROR "NRX_PACKAGES is on: expected a build for this machine with the simulator")
+endif()
+find_program(NRX_HELP2MAN help2man REQUIRED)
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "NRX model access maintainers <maintainers@nrx-model-access.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # Each package has its own.
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_PACKAGE_SOURCE nrx-model-access)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 # Debian's libraries are found by dpkg-shlibdeps, which is shown ours because no installed package has them.
@@ -11,20 +21,96 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src ${PROJ
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
-set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME libnrx-simulator${PROJECT_VERSION_MAJOR})
-set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SECTION libs)
-# Its headers include the platform's; but the library needs the simulator to run, so that this is no dependency.
-set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SUGGESTS libnrx-model-access-dev)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libnrx-model-access${PROJECT_VERSION_MAJOR})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libnrx-model-access-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(packaging_directory ${PROJECT_BINARY_DIR}/packaging)
+file(MAKE_DIRECTORY ${packaging_directory})
+set(changelog ${packaging_directory}/changelog.Debian.gz)
+add_custom_command(
+    OUTPUT ${changelog}
+    COMMAND ${PROJECT_SOURCE_DIR}/cmake/debian_changelog ${CPACK_DEBIAN_PACKAGE_SOURCE} ${PROJECT_VERSION}
+            ${CPACK_PACKAGE_CONTACT} ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${changelog}
+    DEPENDS ${PROJECT_SOURCE_DIR}/cmake/debian_changelog ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+    VERBATIM)
+set(packaging_files ${changelog})
+
+# The manual page of a program, from what its --help says, and from PROGRAM.h2m beside its sources if that is there.
+function(add_manual_page program summary)
+    set(page ${packaging_directory}/${program}.1)
+    get_target_property(directory ${program} SOURCE_DIR)
+    file(GLOB included CONFIGURE_DEPENDS ${directory}/${program}.h2m)
+    add_custom_command(
+        OUTPUT ${page}.gz
+        COMMAND ${NRX_HELP2MAN} --no-info --version-string=${PROJECT_VERSION} --name=${summary}
+                "$<$<BOOL:${included}>:--include=${included}>" --output=${page} $<TARGET_FILE:${program}>
+        COMMAND gzip -9nf ${page}
+        DEPENDS ${program} ${included}
+        COMMAND_EXPAND_LISTS
+        VERBATIM)
+    install(FILES ${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+    set(packaging_files ${packaging_files} ${page}.gz PARENT_SCOPE)
+endfunction()
+add_manual_page(nrx_console "drive the NRX model access library by hand")
+add_custom_target(packaging_files ALL DEPENDS ${packaging_files})
+
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libnrx-model-access-dev COMPONENT development
+        FILES_MATCHING PATTERN *.cpp)
+# The reference, where it has been made.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/html DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
+        OPTIONAL)
+
+# The component's package: its section, the other components that it needs, and what it is, the first line for lists.
+macro(add_package component name section depends description)
+    string(TOUPPER ${component} key)
+    set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${name})
+    set(CPACK_DEBIAN_${key}_PACKAGE_SECTION ${section})
+    set(CPACK_COMPONENT_${key}_DEPENDS ${depends})
+    set(CPACK_COMPONENT_${key}_DESCRIPTION "${description}")
+    install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} RENAME copyright COMPONENT ${component})
+    install(FILES ${changelog} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
+endmacro()
+set(library "A television's web engine talks to the NRX service, the television's
+background service, through this library, and reads facts about the device.
+")
+set(simulator "A television in the process: clients of its data model run and are tested
+without a device.
+")
+
+add_package(runtime libnrx-model-access${PROJECT_VERSION_MAJOR} libs simulator
+"client-side access to a television's NRX service
+${library}
+This is the shared library, linked with the simulated television.")
+add_package(development libnrx-model-access-dev libdevel runtime
+"client-side access to a television's NRX service - development files
+${library}
+These are the headers, what CMake and pkg-config need, and example programs.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libboost-dev)
-set(CPACK_DEBIAN_CONSOLE_PACKAGE_NAME nrx-console)
-set(CPACK_DEBIAN_CONSOLE_PACKAGE_SECTION utils)
+# Programs link a platform library, and this is the one that the library was built with.
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS libnrx-simulator-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libnrx-model-access-doc)
+add_package(simulator libnrx-simulator${PROJECT_VERSION_MAJOR} libs ""
+"simulated television for clients of the NRX service
+${simulator}
+This is the shared library.")
+add_package(simulator_development libnrx-simulator-dev libdevel "simulator;development"
+"simulated television for clients of the NRX service - development files
+${simulator}
+These are the headers, and what CMake and pkg-config need.")
+add_package(documentation libnrx-model-access-doc doc ""
+"client-side access to a television's NRX service - documentation
+${library}
+These are the overview, what the library promises, how it is brought up on a
+television, what it costs, and how the simulated television is used.")
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+add_package(tools nrx-tools devel "runtime;simulator"
+"programs around the NRX model access library
+The console nrx_console drives the library by hand, or by a script, against
+a simulated television. Examples of both come with it.")
+
+# ldconfig is triggered. CPack would write maintainer scripts that call it, were their names not taken; it warns that
+# the files are missing, and takes none.
+file(WRITE ${packaging_directory}/triggers "activate-noawait ldconfig\n")
+foreach(key RUNTIME SIMULATOR)
+    set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA
+        ${packaging_directory}/triggers ${packaging_directory}/none/postinst ${packaging_directory}/none/postrm)
+endforeach()
 
 include(CPack)
-cpack_add_component(simulator DESCRIPTION "A television in the process, and what a program needs to be built with it.")
-cpack_add_component(runtime DEPENDS simulator DESCRIPTION "The shared library, linked with the simulated television.")
-cpack_add_component(development DEPENDS runtime DESCRIPTION "The headers, the CMake package and the pkg-config file.")
-cpack_add_component(console DEPENDS runtime simulator DESCRIPTION "A console to drive the library by hand.")
