@@ -22,10 +22,12 @@ __attribute__((visibility("default"))) bool parseLogLevel(std::string_view word,
 /// Decides for all threads, from now on. Any thread may call it.
 __attribute__((visibility("default"))) void setLogLevel(LogLevel level);
 
-/// Takes the lines that the level admits, instead of standard error: each with its severity, without its line feed, and
-/// escaped. Called on the thread that writes, one line at a time; it must not write lines itself. Empty: standard error
-/// again, once no call is running.
+/// Takes a line, which is escaped and without its line feed. Called on the thread that writes, one line at a time; it
+/// must not write lines itself.
 using LogSink = std::function<void(int severity, std::string const& line)>;
+
+/// Hands the lines that the level admits to `sink` instead of standard error. Empty: standard error again, once no call
+/// is running.
 __attribute__((visibility("default"))) void setLogSink(LogSink sink);
 
 /// Keeps the lines written while it lives, instead of sending them to standard error. One at a time in a process
