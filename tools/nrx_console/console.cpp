@@ -16,17 +16,22 @@ bool beginsWith(Words const& words, Words const& first) {
 
 }  // namespace
 
-Console::Console(std::vector<ModelObject> const& model) : television_(model) {
+Console::Console(std::unique_ptr<TelevisionCommands> television) : television_(std::move(television)) {
     auto const quit = [this](auto const&) { quit_ = true; };
     auto const showHelp = [this](auto const& arguments) { help(arguments); };
-    for (Commands const& commands : {facade_.commands(), model_.commands(), television_.commands()}) {
+    Commands const inside = television_ ? television_->commands() : Commands();
+    for (Commands const& commands : {facade_.commands(), model_.commands(), inside}) {
         commands_.insert(commands_.end(), commands.begin(), commands.end());
     }
     commands_.push_back({"help", "[COMMAND]...", "list the commands, or those that begin so; also ?", showHelp});
     commands_.push_back({"quit", "", "end the program; also exit", quit});
 }
 
-Console::~Console() { television_.restore(); }
+Console::~Console() {
+    if (television_) {
+        television_->restore();
+    }
+}
 
 Command const* Console::find(Words const& words) const {
     auto const found = std::find_if(commands_.begin(), commands_.end(), [&words](Command const& command) {
@@ -45,7 +50,9 @@ bool Console::execute(std::string const& line) {
     }
     Command const* const command = find(words);
     if (command == nullptr) {
-        throw unexpected(line, "a command that \"help\" lists");
+        throw unexpected(line, television_ || words.front() != "tv"
+                                   ? "a command that \"help\" lists"
+                                   : "another command: nobody changes a real television from inside");
     }
     Words const arguments(words.begin() + static_cast<std::ptrdiff_t>(wordsOf(command->name).size()), words.end());
     command->expectNumberOf(arguments);
@@ -78,7 +85,7 @@ Words Console::completions(std::string const& line) const {
             argument.begin(), argument.end(), [](char sign) { return sign == '|' || sign == '['; }, ' ');
         for (std::string const& choice : wordsOf(argument)) {
             if (choice == "KEY" || choice == "PREFIX]") {
-                for (std::string const& key : television_.keys()) {
+                for (std::string const& key : television_ ? television_->keys() : Words()) {
                     candidates.insert(typed(key));
                 }
             } else if (choice == "TYPE") {
@@ -110,6 +117,9 @@ void Console::help(Words const& arguments) const {
         std::string line = command.usage();
         line.resize(std::max(widest, line.size()) + 2, ' ');
         printLine(line + command.help);
+    }
+    if (!television_) {
+        printLine("There is no tv command: nobody changes a real television from inside.");
     }
 }
 

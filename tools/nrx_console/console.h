@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,10 +11,11 @@
 
 namespace nrx_console {
 
-/// A simulated television and an embedding process in front of it, driven by lines of commands.
+/// An embedding process in front of a television, which may be simulated, driven by lines of commands.
 class Console {
 public:
-    explicit Console(std::vector<ModelObject> const& model);
+    /// Null for a television of whose inside nothing is known.
+    explicit Console(std::unique_ptr<TelevisionCommands> television);
     Console(Console const&) = delete;
     Console& operator=(Console const&) = delete;
     ~Console();
@@ -29,7 +31,7 @@ private:
     void help(Words const& arguments) const;
 
     bool quit_ = false;
-    TelevisionCommands television_;
+    std::unique_ptr<TelevisionCommands> const television_;
     ModelCommands model_;
     FacadeCommands facade_;
     Commands commands_;

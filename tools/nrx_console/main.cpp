@@ -7,7 +7,6 @@
 #include <fstream>
 #include <iostream>
 
-#include "simulator/log.h"
 #include "simulator/printable.h"
 #include "tools/nrx_console/console.h"
 #include "tools/nrx_console/output.h"
@@ -41,9 +40,9 @@ int runInput(nrx_console::Console& console, std::istream& input, std::string con
     if (!onTerminal) {
         return runScript(console, input, name) ? 0 : EXIT_SCRIPT_FAILED;
     }
-    simulator::setLogSink([](int /*severity*/, std::string const& line) { printLine(line, nrx_console::Kind::log); });
+    nrx_console::printLog(true);
     runOnTerminal(console);
-    simulator::setLogSink({});
+    nrx_console::printLog(false);
     return 0;
 }
 
@@ -98,7 +97,11 @@ int run(int argc, char** argv) {
     }
     nrx_console::setSysroot(sysroot);
 
-    nrx_console::Console console(objects);
+    auto television = nrx_console::makeTelevision(objects);
+    if (!television && !objects.empty()) {
+        return fail("--model: the television is a real one, expected none of its objects");
+    }
+    nrx_console::Console console(std::move(television));
     return runInput(console, input, simulator::printable(script), onTerminal);
 }
 

@@ -7,6 +7,7 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
 #include "simulator/log.h"
 #include "simulator/table_iterator.h"
+#include "simulator/television.h"
 #include "tools/nrx_console/output.h"
 
 namespace nrx_console {
@@ -74,15 +75,44 @@ auto choiceOf(Choices const& choices, std::string const& word) {
     throw unexpected(word, "one of " + namesOf(choices));
 }
 
+/// The simulated one.
+class SimulatedTelevision final : public TelevisionCommands {
+public:
+    explicit SimulatedTelevision(std::vector<ModelObject> const& model);
+
+    Commands commands() override;
+    void restore() override;
+    [[nodiscard]] Words keys() const override;
+
+private:
+    Commands faultCommands();
+    void list(Words const& arguments);
+    void show(Words const& arguments);
+    void table(Words const& arguments);
+    void set(Words const& arguments);
+    void failConnects(Words const& arguments);
+    void failReads(Words const& arguments);
+    void throwFrom(Words const& arguments);
+    void setRoot(Words const& arguments);
+    void heal(Words const& arguments);
+
+    void publish(ModelObject const& object);
+    simulator::ActionAnswer answer(std::string const& key, std::vector<objbus::Argument> const& arguments);
+
+    decltype(simulator::ActionAnswer::outcome) outcome_;  ///< Of the actions invoked from now on.
+    unsigned int lastActionId_ = 0;
+    simulator::Television television_;
+};
+
 }  // namespace
 
-TelevisionCommands::TelevisionCommands(std::vector<ModelObject> const& model) {
+SimulatedTelevision::SimulatedTelevision(std::vector<ModelObject> const& model) {
     for (ModelObject const& object : model) {
         publish(object);
     }
 }
 
-Commands TelevisionCommands::commands() {
+Commands SimulatedTelevision::commands() {
     Commands all{
         {"list", "[PREFIX]", "list the television's objects", [this](auto const& arguments) { list(arguments); }},
         {"show", "KEY", "what an object is, and who is connected", [this](auto const& arguments) { show(arguments); }},
@@ -120,7 +150,7 @@ Commands TelevisionCommands::commands() {
     return all;
 }
 
-Commands TelevisionCommands::faultCommands() {
+Commands SimulatedTelevision::faultCommands() {
     return {
         {"tv on", "", "make the television reachable again", [this](auto const&) { restore(); }},
         {"tv off", "", "make the television unreachable", [this](auto const&) { setRoot({"refused"}); }},
@@ -143,9 +173,9 @@ Commands TelevisionCommands::faultCommands() {
     };
 }
 
-void TelevisionCommands::restore() { television_.setRootLookup(simulator::RootLookup::published); }
+void SimulatedTelevision::restore() { television_.setRootLookup(simulator::RootLookup::published); }
 
-Words TelevisionCommands::keys() const {
+Words SimulatedTelevision::keys() const {
     Words keys;
     for (auto const& [key, type] : television_.objects()) {
         keys.push_back(key);
@@ -153,7 +183,7 @@ Words TelevisionCommands::keys() const {
     return keys;
 }
 
-void TelevisionCommands::list(Words const& arguments) {
+void SimulatedTelevision::list(Words const& arguments) {
     for (auto const& [key, type] : television_.objects()) {
         if (arguments.empty() || key.starts_with(arguments[0])) {
             printLine(typed(key) + " " + typeName(type));
@@ -161,7 +191,7 @@ void TelevisionCommands::list(Words const& arguments) {
     }
 }
 
-void TelevisionCommands::show(Words const& arguments) {
+void SimulatedTelevision::show(Words const& arguments) {
     std::string const key = keyOf(arguments[0]);
     auto const objects = television_.objects();
     auto const found = objects.find(key);
@@ -179,7 +209,7 @@ void TelevisionCommands::show(Words const& arguments) {
     printLine("reads: " + std::to_string(counts.reads) + ", writes: " + std::to_string(counts.writes));
 }
 
-void TelevisionCommands::table(Words const& arguments) {
+void SimulatedTelevision::table(Words const& arguments) {
     constexpr int ROWS_AT_ONCE = 2;
     auto const reader = std::make_shared<RowReader>();
     orvane::system::support::IteratorAccess access(keyOf(arguments[0]), reader, {}, {}, {}, {});
@@ -201,7 +231,7 @@ void TelevisionCommands::table(Words const& arguments) {
     access.destroy();
 }
 
-void TelevisionCommands::set(Words const& arguments) {
+void SimulatedTelevision::set(Words const& arguments) {
     std::string const key = keyOf(arguments[0]);
     auto const objects = television_.objects();
     auto const found = objects.find(key);
@@ -218,7 +248,7 @@ void TelevisionCommands::set(Words const& arguments) {
     }
 }
 
-void TelevisionCommands::failConnects(Words const& arguments) {
+void SimulatedTelevision::failConnects(Words const& arguments) {
     simulator::ConnectFault fault;
     fault.status = numberOf(arguments[1]);
     fault.handsOutObject = arguments.back() == "object";
@@ -231,7 +261,7 @@ void TelevisionCommands::failConnects(Words const& arguments) {
     television_.failConnects(keyOf(arguments[0]), fault);
 }
 
-void TelevisionCommands::failReads(Words const& arguments) {
+void SimulatedTelevision::failReads(Words const& arguments) {
     bool const half = arguments.size() == 3;
     if (half && arguments[2] != "half") {
         throw unexpected(arguments[2], "half");
@@ -239,13 +269,13 @@ void TelevisionCommands::failReads(Words const& arguments) {
     television_.failReads(keyOf(arguments[0]), {numberOf(arguments[1]), half});
 }
 
-void TelevisionCommands::throwFrom(Words const& arguments) {
+void SimulatedTelevision::throwFrom(Words const& arguments) {
     television_.throwFrom(keyOf(arguments[0]), choiceOf(CALLS, arguments[1]));
 }
 
-void TelevisionCommands::setRoot(Words const& arguments) { television_.setRootLookup(choiceOf(ROOTS, arguments[0])); }
+void SimulatedTelevision::setRoot(Words const& arguments) { television_.setRootLookup(choiceOf(ROOTS, arguments[0])); }
 
-void TelevisionCommands::heal(Words const& arguments) {
+void SimulatedTelevision::heal(Words const& arguments) {
     std::string const key = keyOf(arguments[0]);
     television_.failConnects(key, {0, false, 0});
     television_.failReads(key, {});
@@ -255,7 +285,7 @@ void TelevisionCommands::heal(Words const& arguments) {
     television_.notifyEarly(key, false);
 }
 
-void TelevisionCommands::publish(ModelObject const& object) {
+void SimulatedTelevision::publish(ModelObject const& object) {
     auto const& [key, content] = object;
     if (auto const* const value = std::get_if<simulator::Value>(&content)) {
         television_.publish(key, *value);
@@ -268,13 +298,22 @@ void TelevisionCommands::publish(ModelObject const& object) {
     }
 }
 
-simulator::ActionAnswer TelevisionCommands::answer(std::string const& key,
-                                                   std::vector<objbus::Argument> const& arguments) {
+simulator::ActionAnswer SimulatedTelevision::answer(std::string const& key,
+                                                    std::vector<objbus::Argument> const& arguments) {
     printLine("television: " + typed(key) + " invoked with");
     for (objbus::Argument const& argument : arguments) {
         printLine("  " + std::to_string(argument.index) + ": " + typed(argument.value));
     }
     return {0, ++lastActionId_, outcome_};
+}
+
+std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model) {
+    return std::make_unique<SimulatedTelevision>(model);
+}
+
+void printLog(bool here) {
+    simulator::setLogSink(here ? [](int /*severity*/, std::string const& line) { printLine(line, Kind::log); }
+                               : simulator::LogSink());
 }
 
 }  // namespace nrx_console

@@ -1,43 +1,33 @@
 #pragma once
 
-#include <string>
+#include <memory>
 #include <vector>
 
-#include "simulator/television.h"
 #include "tools/nrx_console/command.h"
 #include "tools/nrx_console/model_file.h"
 
 namespace nrx_console {
 
-/// A simulated television, and what can be done with it from inside.
+/// What can be done with the television from inside it.
 class TelevisionCommands {
 public:
-    explicit TelevisionCommands(std::vector<ModelObject> const& model);
+    TelevisionCommands() = default;
+    TelevisionCommands(TelevisionCommands const&) = delete;
+    TelevisionCommands& operator=(TelevisionCommands const&) = delete;
+    virtual ~TelevisionCommands() = default;
 
     /// They refer to this object.
-    Commands commands();
+    virtual Commands commands() = 0;
     /// Makes the television reachable: a client cannot detach itself from one that it does not find.
-    void restore();
-    [[nodiscard]] Words keys() const;
-
-private:
-    Commands faultCommands();
-    void list(Words const& arguments);
-    void show(Words const& arguments);
-    void table(Words const& arguments);
-    void set(Words const& arguments);
-    void failConnects(Words const& arguments);
-    void failReads(Words const& arguments);
-    void throwFrom(Words const& arguments);
-    void setRoot(Words const& arguments);
-    void heal(Words const& arguments);
-
-    void publish(ModelObject const& object);
-    simulator::ActionAnswer answer(std::string const& key, std::vector<objbus::Argument> const& arguments);
-
-    decltype(simulator::ActionAnswer::outcome) outcome_;  ///< Of the actions invoked from now on.
-    unsigned int lastActionId_ = 0;
-    simulator::Television television_;
+    virtual void restore() = 0;
+    [[nodiscard]] virtual Words keys() const = 0;
 };
+
+/// A simulated television with these objects, which is on until it is destroyed; null where the program is linked with
+/// a television's own platform library, which has its own.
+std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
+
+/// Prints the log's lines as lines of the console's, or no longer, where the television lets it.
+void printLog(bool here);
 
 }  // namespace nrx_console
