@@ -11,91 +11,16 @@
 #include <type_traits>
 
 #include "simulator/printable.h"
+#include "tools/nrx_console/json_place.h"
 
 namespace nrx_console {
 
 namespace {
 
-using Json = nlohmann::json;
-
 constexpr char ACTION[] = "action";
 constexpr char TABLE[] = "table";
 constexpr char BARE[] = "bare";
 constexpr std::size_t LARGEST_FILE = 64U << 20U;
-
-/// A value inside the file, with its place for error messages.
-class Place {
-public:
-    Place(Json const& json, std::string path) : json_(json), path_(std::move(path)) {}
-
-    [[noreturn]] void fail(std::string const& expected) const {
-        throw ModelError((path_.empty() ? "/" : path_) + ": found " + found() + ", expected " + expected);
-    }
-
-    [[nodiscard]] Place member(char const* name) const {
-        if (!json_.is_object() || !json_.contains(name)) {
-            fail(std::string("an object with \"") + name + "\"");
-        }
-        return {json_.at(name), path_ + "/" + name};
-    }
-
-    void expectOnly(std::set<std::string> const& names) const {
-        for (auto const& [name, value] : json_.items()) {
-            if (!names.contains(name)) {
-                std::string const escaped = Json(name).dump();
-                Place(value, path_ + "/" + escaped.substr(1, escaped.size() - 2)).fail("no such member");
-            }
-        }
-    }
-
-    [[nodiscard]] std::vector<Place> elements(char const* expected) const {
-        if (!json_.is_array()) {
-            fail(expected);
-        }
-        std::vector<Place> places;
-        for (std::size_t index = 0; index < json_.size(); ++index) {
-            places.emplace_back(json_.at(index), path_ + "/" + std::to_string(index));
-        }
-        return places;
-    }
-
-    [[nodiscard]] std::string text() const {
-        if (!json_.is_string()) {
-            fail("a string");
-        }
-        return json_.get<std::string>();
-    }
-
-    template <typename Number>
-    [[nodiscard]] Number number() const {
-        using Limits = std::numeric_limits<Number>;
-        std::string const expected =
-            "a whole number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max());
-        if (!json_.is_number_integer() ||
-            (json_.is_number_unsigned() &&
-             json_.get<std::uint64_t>() > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))) {
-            fail(expected);
-        }
-        auto const value = json_.get<std::int64_t>();
-        if (value < Limits::min() || value > Limits::max()) {
-            fail(expected);
-        }
-        return static_cast<Number>(value);
-    }
-
-private:
-    [[nodiscard]] std::string found() const {
-        constexpr std::size_t LONGEST = 60;
-        if (json_.is_structured()) {
-            return json_.is_array() ? "a list" : "an object";
-        }
-        std::string const text = json_.dump(-1, ' ', true, Json::error_handler_t::replace);
-        return text.size() > LONGEST ? text.substr(0, LONGEST) + "..." : text;
-    }
-
-    Json const& json_;
-    std::string path_;
-};
 
 template <typename T>
 struct Reader;

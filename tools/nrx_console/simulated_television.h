@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "simulator/television.h"
+#include "tools/nrx_console/television_commands.h"
+
+namespace nrx_console {
+
+/// What can be done with the simulated television.
+class SimulatedTelevision final : public TelevisionCommands {
+public:
+    explicit SimulatedTelevision(std::vector<ModelObject> const& model);
+
+    Commands commands() override;
+    void restore() override;
+    [[nodiscard]] Words keys() const override;
+
+private:
+    Commands faultCommands();
+    void list(Words const& arguments);
+    void show(Words const& arguments);
+    void table(Words const& arguments);
+    void set(Words const& arguments);
+    void failConnects(Words const& arguments);
+    void failReads(Words const& arguments);
+    void throwFrom(Words const& arguments);
+    void setRoot(Words const& arguments);
+    void heal(Words const& arguments);
+
+    void publish(ModelObject const& object);
+    simulator::ActionAnswer answer(std::string const& key, std::vector<objbus::Argument> const& arguments);
+
+    decltype(simulator::ActionAnswer::outcome) outcome_;  ///< Of the actions invoked from now on.
+    unsigned int lastActionId_ = 0;
+    simulator::Television television_;
+};
+
+}  // namespace nrx_console

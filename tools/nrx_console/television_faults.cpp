@@ -1,0 +1,116 @@
+#include <array>
+#include <string>
+#include <utility>
+
+#include "tools/nrx_console/simulated_television.h"
+
+// The faults of the simulated television.
+
+namespace nrx_console {
+
+namespace {
+
+/// The operations of the model that can be made to throw, by what the console calls them.
+constexpr std::array<std::pair<char const*, simulator::Call>, 8> CALLS{{
+    {"connect", simulator::Call::connect},
+    {"disconnect", simulator::Call::disconnect},
+    {"type", simulator::Call::type},
+    {"read", simulator::Call::read},
+    {"write", simulator::Call::write},
+    {"invoke", simulator::Call::invoke},
+    {"create-iterator", simulator::Call::createIterator},
+    {"destroy-iterator", simulator::Call::destroyIterator},
+}};
+
+constexpr std::array<std::pair<char const*, simulator::RootLookup>, 4> ROOTS{{
+    {"published", simulator::RootLookup::published},
+    {"refused", simulator::RootLookup::refused},
+    {"empty", simulator::RootLookup::emptyReference},
+    {"null", simulator::RootLookup::nullObject},
+}};
+
+/// The words that name the choices, parted by bars.
+template <typename Choices>
+std::string namesOf(Choices const& choices) {
+    std::string names;
+    for (auto const& choice : choices) {
+        names += (names.empty() ? "" : "|") + std::string(choice.first);
+    }
+    return names;
+}
+
+template <typename Choices>
+auto choiceOf(Choices const& choices, std::string const& word) {
+    for (auto const& [name, choice] : choices) {
+        if (word == name) {
+            return choice;
+        }
+    }
+    throw unexpected(word, "one of " + namesOf(choices));
+}
+
+}  // namespace
+
+Commands SimulatedTelevision::faultCommands() {
+    return {
+        {"tv on", "", "make the television reachable again", [this](auto const&) { restore(); }},
+        {"tv off", "", "make the television unreachable", [this](auto const&) { setRoot({"refused"}); }},
+        {"tv root", namesOf(ROOTS), "what a lookup of the root interface gives",
+         [this](auto const& arguments) { setRoot(arguments); }},
+        {"tv fail connect", "KEY NUMBER [ATTEMPTS] [object]",
+         "let connects fail with a status, for ever or so often, or hand out the object even so",
+         [this](auto const& arguments) { failConnects(arguments); }},
+        {"tv fail read", "KEY NUMBER [half]", "let reads return a status, and perhaps half of the value",
+         [this](auto const& arguments) { failReads(arguments); }},
+        {"tv fail invoke", "KEY NUMBER", "refuse invocations with a status",
+         [this](auto const& arguments) { television_.failInvokes(keyOf(arguments[0]), numberOf(arguments[1])); }},
+        {"tv fail iterator", "KEY", "make no iterators on a table",
+         [this](auto const& arguments) { television_.refuseIterators(keyOf(arguments[0]), true); }},
+        {"tv throw", "KEY " + namesOf(CALLS), "let one operation throw as without memory",
+         [this](auto const& arguments) { throwFrom(arguments); }},
+        {"tv early", "KEY", "notify a value before its connects return",
+         [this](auto const& arguments) { television_.notifyEarly(keyOf(arguments[0]), true); }},
+        {"tv heal", "KEY", "end the faults of an object", [this](auto const& arguments) { heal(arguments); }},
+    };
+}
+
+void SimulatedTelevision::restore() { television_.setRootLookup(simulator::RootLookup::published); }
+
+void SimulatedTelevision::failConnects(Words const& arguments) {
+    simulator::ConnectFault fault;
+    fault.status = numberOf(arguments[1]);
+    fault.handsOutObject = arguments.back() == "object";
+    if (arguments.size() > (fault.handsOutObject ? 3U : 2U)) {
+        fault.attempts = numberOf(arguments[2]);
+    }
+    if (arguments.size() == 4 && !fault.handsOutObject) {
+        throw unexpected(arguments[3], "object");
+    }
+    television_.failConnects(keyOf(arguments[0]), fault);
+}
+
+void SimulatedTelevision::failReads(Words const& arguments) {
+    bool const half = arguments.size() == 3;
+    if (half && arguments[2] != "half") {
+        throw unexpected(arguments[2], "half");
+    }
+    television_.failReads(keyOf(arguments[0]), {numberOf(arguments[1]), half});
+}
+
+void SimulatedTelevision::throwFrom(Words const& arguments) {
+    television_.throwFrom(keyOf(arguments[0]), choiceOf(CALLS, arguments[1]));
+}
+
+void SimulatedTelevision::setRoot(Words const& arguments) { television_.setRootLookup(choiceOf(ROOTS, arguments[0])); }
+
+void SimulatedTelevision::heal(Words const& arguments) {
+    std::string const key = keyOf(arguments[0]);
+    television_.failConnects(key, {0, false, 0});
+    television_.failReads(key, {});
+    television_.failInvokes(key, 0);
+    television_.refuseIterators(key, false);
+    television_.throwFrom(key, simulator::Call::none);
+    television_.notifyEarly(key, false);
+}
+
+}  // namespace nrx_console
