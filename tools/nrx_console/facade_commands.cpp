@@ -10,7 +10,7 @@ namespace {
 
 /// The key of one of the two lists; the facade does not say when it refuses another one.
 std::string listKeyOf(std::string const& word, std::string const& instead) {
-    std::string const key = keyOf(word);
+    std::string key = keyOf(word);
     if (key != orvane::model_keys::COMMAND && key != orvane::model_keys::EVENT) {
         throw unexpected(word, "command or event; any other object: " + instead);
     }

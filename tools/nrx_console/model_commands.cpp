@@ -20,6 +20,7 @@ CommandError notReached(std::string const& word, std::string const& what) {
 }
 
 CommandError refused(std::string const& word, int status) {
+    // NOLINTNEXTLINE(modernize-return-braced-init-list): the constructor is explicit.
     return CommandError("found " + typed(word) + " refusing with status " + std::to_string(status) + ", expected 0");
 }
 

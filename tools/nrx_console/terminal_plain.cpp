@@ -10,6 +10,7 @@ namespace nrx_console {
 
 struct Terminal::State {};
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): as the other one takes them.
 Terminal::Terminal(std::string /*history*/, Complete /*complete*/) {}
 
 Terminal::~Terminal() = default;

@@ -49,6 +49,7 @@ std::string quotedWord(std::string_view& rest) {
 }  // namespace
 
 CommandError unexpected(std::string const& found, std::string const& expected) {
+    // NOLINTNEXTLINE(modernize-return-braced-init-list): the constructor is explicit.
     return CommandError("found " + simulator::quoted(found) + ", expected " + expected);
 }
 
