@@ -33,7 +33,7 @@ using Writer = void (*)(Timeline const& timeline, std::ostream& output);
 void write(Writer writer, Timeline const& timeline, std::ostream& output, std::string const& name) {
     writer(timeline, output);
     if (!output.flush()) {
-        throw std::runtime_error(name + ": cannot be written");
+        throw std::runtime_error(name + " cannot be written");
     }
 }
 
