@@ -46,8 +46,12 @@ endif()
 
 if(TARGET nrx_console)
     file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-    set_target_properties(nrx_console PROPERTIES INSTALL_RPATH $ORIGIN/${bin_to_lib})
     install(TARGETS nrx_console RUNTIME COMPONENT tools)
+    set_target_properties(nrx_console PROPERTIES INSTALL_RPATH $ORIGIN/${bin_to_lib})
+    if(TARGET nrx_timeline)
+        set_target_properties(nrx_timeline PROPERTIES INSTALL_RPATH $ORIGIN/${bin_to_lib})
+        install(TARGETS nrx_timeline RUNTIME COMPONENT tools)
+    endif()
     install(DIRECTORY tools/nrx_console/example DESTINATION ${CMAKE_INSTALL_DATADIR}/nrx_console COMPONENT tools)
 endif()
 

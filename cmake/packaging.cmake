@@ -49,6 +49,7 @@ function(add_manual_page program summary)
     set(packaging_files ${packaging_files} ${page}.gz PARENT_SCOPE)
 endfunction()
 add_manual_page(nrx_console "drive the NRX model access library by hand")
+add_manual_page(nrx_timeline "show the log of the NRX model access library over time")
 add_custom_target(packaging_files ALL DEPENDS ${packaging_files})
 
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libnrx-model-access-dev COMPONENT development
@@ -103,7 +104,8 @@ set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
 add_package(tools nrx-tools devel "runtime;simulator"
 "programs around the NRX model access library
 The console nrx_console drives the library by hand, or by a script, against
-a simulated television. Examples of both come with it.")
+a simulated television; nrx_timeline shows its log over time. An example
+session comes with them.")
 
 # ldconfig is triggered. CPack would write maintainer scripts that call it, were their names not taken; it warns that
 # the files are missing, and takes none.

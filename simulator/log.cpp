@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <stdexcept>
 #include <utility>
 
@@ -21,6 +22,8 @@ namespace simulator {
 namespace {
 
 constexpr std::uint32_t SEVERITY_BITS = 0xFFFF;
+constexpr std::size_t SHORT_LINE_SIZE = 512;  ///< Standard error hears so much even when memory has run out.
+constexpr std::size_t STAMP_SIZE = 48;
 
 /// Of the check that last let this thread through.
 thread_local int lastSeverity = 0;
@@ -38,6 +41,27 @@ LogLevel levelFromEnvironment() {
                              ": expected off, critical, error, info or debug; using error\n");
     }
     return level;
+}
+
+bool stampsFromEnvironment() {
+    char const* const word = std::getenv("NRX_LOG_STAMP");
+    std::string_view const wanted = word != nullptr ? word : "";
+    if (!wanted.empty() && wanted != "0" && wanted != "1") {
+        writeToStandardError("NRX_LOG_STAMP is " + quoted(wanted) + ": expected 0 or 1; using 0\n");
+    }
+    return wanted == "1";
+}
+
+/// Puts the stamp of this moment and thread at `begin`, when stamps are wanted, and returns its length.
+std::size_t putStamp(char* begin) {
+    static bool const wanted = stampsFromEnvironment();
+    timespec now{};
+    if (!wanted || ::clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
+        return 0;
+    }
+    int const length = std::snprintf(begin, STAMP_SIZE, "[%lld.%06ld %ld] ", static_cast<long long>(now.tv_sec),
+                                     static_cast<long>(now.tv_nsec / 1000), static_cast<long>(::gettid()));
+    return static_cast<std::size_t>(length);
 }
 
 std::atomic<LogLevel>& admittedLevel() {
@@ -104,15 +128,18 @@ void writeLine(std::string_view line) {
         capture->add({lastSeverity, std::string(line)});
         return;
     }
+    std::array<char, STAMP_SIZE + SHORT_LINE_SIZE> stamped;
+    std::size_t const stampSize = putStamp(stamped.data());
     std::string_view const text = line.substr(0, line.size() - (line.ends_with('\n') ? 1 : 0));
     if (sinkTakes(text)) {
         return;
     }
     bool const plain = std::all_of(text.begin(), text.end(), [](char byte) { return byte >= ' ' && byte <= '~'; });
-    if (plain) {  // The usual line, which needs no memory.
-        writeToStandardError(line);
+    if (plain && line.size() <= SHORT_LINE_SIZE) {  // The usual line, which needs no memory.
+        std::copy(line.begin(), line.end(), stamped.data() + stampSize);
+        writeToStandardError({stamped.data(), stampSize + line.size()});
     } else {  // What comes from outside must not steer the terminal, or forge a line.
-        writeToStandardError(printable(text) + "\n");
+        writeToStandardError(std::string(stamped.data(), stampSize) + printable(text) + "\n");
     }
 }
 
@@ -185,7 +212,7 @@ void debugOutput(char const* format, ...) {
     if (format == nullptr) {
         return;
     }
-    std::array<char, 512> shortLine;  // Standard error hears the usual line even when memory has run out.
+    std::array<char, simulator::SHORT_LINE_SIZE> shortLine;
     va_list arguments;
     va_start(arguments, format);
     int const length = std::vsnprintf(shortLine.data(), shortLine.size(), format, arguments);

@@ -10,6 +10,9 @@
 
 /// The simulated television's diagnostic log: one write to standard error per line, from the environment variable
 /// NRX_LOG (off, critical, error, info or debug; error by default) until `setLogLevel`.
+///
+/// With NRX_LOG_STAMP=1 each of these lines begins with the moment and the thread that wrote it, `[12345.678901 2231]
+/// `: seconds and microseconds of CLOCK_MONOTONIC, and the kernel's number of the thread.
 namespace simulator {
 
 /// Admits lines of this severity and the more severe ones.

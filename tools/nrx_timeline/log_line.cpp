@@ -1,0 +1,123 @@
+#include "tools/nrx_timeline/log_line.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <utility>
+
+namespace nrx_timeline {
+
+namespace {
+
+constexpr std::string_view ENTER_TAG = "[TRACE -> ";
+constexpr std::string_view LEAVE_TAG = "[TRACE <- ";
+constexpr std::string_view MESSAGE_TAG = "[B-LOG] ";
+
+bool isNumber(std::string_view text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+bool takeStart(std::string_view& text, std::string_view start) {
+    bool const there = text.starts_with(start);
+    text.remove_prefix(there ? start.size() : 0);
+    return there;
+}
+
+/// Takes the text before the first `end`, and `end` itself.
+bool takeUntil(std::string_view& text, std::string_view end, std::string_view& taken) {
+    std::size_t const at = text.find(end);
+    if (at == std::string_view::npos) {
+        return false;
+    }
+    taken = text.substr(0, at);
+    text.remove_prefix(at + end.size());
+    return true;
+}
+
+template <typename Number>
+bool toNumber(std::string_view text, Number& number) {
+    return isNumber(text) && std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc();
+}
+
+/// Takes a stamp; false when there is half of one, or what cannot be one.
+bool takeStamp(std::string_view& line, std::optional<Stamp>& stamp) {
+    constexpr std::int64_t MOST_SECONDS = 1'000'000'000'000;  // Microseconds of so many are counted without overflow.
+    if (line.size() < 2 || line[0] != '[' || !isNumber(line.substr(1, 1))) {
+        return true;
+    }
+    line.remove_prefix(1);
+    std::string_view seconds;
+    std::string_view fraction;
+    std::string_view thread;
+    std::int64_t whole = 0;
+    std::int64_t rest = 0;
+    Stamp found{};
+    if (!takeUntil(line, ".", seconds) || !takeUntil(line, " ", fraction) || !takeUntil(line, "] ", thread) ||
+        !toNumber(seconds, whole) || whole > MOST_SECONDS || fraction.size() != 6 || !toNumber(fraction, rest) ||
+        !toNumber(thread, found.thread)) {
+        return false;
+    }
+    found.microseconds = whole * 1'000'000 + rest;
+    stamp = found;
+    return true;
+}
+
+/// Takes "file:line:".
+bool takePlace(std::string_view& line, std::string& place) {
+    std::string_view file;
+    std::string_view number;
+    if (!takeUntil(line, ":", file) || !takeUntil(line, ":", number) || file.empty() || !isNumber(number)) {
+        return false;
+    }
+    place = std::string(file) + ":" + std::string(number);
+    return true;
+}
+
+bool parseTrace(std::string_view line, std::string_view direction, LogLine& parsed) {
+    std::string_view operation;
+    if (!takeUntil(line, direction, operation) || operation.empty() || !takePlace(line, parsed.place)) {
+        return false;
+    }
+    parsed.operation = operation;
+    return takeStart(line, operation) && (line == "() " || line == "()");  // The blank is easily lost on the way.
+}
+
+bool parseMessage(std::string_view line, LogLine& parsed) {
+    std::string_view operation;
+    if (!takePlace(line, parsed.place) || !takeUntil(line, "(): ", operation) || operation.empty()) {
+        return false;
+    }
+    parsed.operation = operation;
+    parsed.text = line;
+    return true;
+}
+
+}  // namespace
+
+std::optional<LogLine> parseLine(std::string_view line) {
+    LogLine parsed{};
+    if (line.ends_with('\r')) {  // Of a serial line.
+        line.remove_suffix(1);
+    }
+    if (!takeStamp(line, parsed.stamp)) {
+        return std::nullopt;
+    }
+    bool whole = false;
+    if (takeStart(line, ENTER_TAG)) {
+        parsed.kind = LogLine::Kind::enter;
+        whole = parseTrace(line, "(IN)] ", parsed);
+    } else if (takeStart(line, LEAVE_TAG)) {
+        parsed.kind = LogLine::Kind::leave;
+        whole = parseTrace(line, "(OUT)] ", parsed);
+    } else if (takeStart(line, MESSAGE_TAG)) {
+        parsed.kind = LogLine::Kind::message;
+        whole = parseMessage(line, parsed);
+    }
+    std::string_view const tags[] = {ENTER_TAG, LEAVE_TAG, MESSAGE_TAG};
+    bool const interleaved = std::any_of(std::begin(tags), std::end(tags), [line](std::string_view tag) {
+        return line.find(tag) != std::string_view::npos;
+    });
+    return whole && !interleaved ? std::optional(std::move(parsed)) : std::nullopt;
+}
+
+}  // namespace nrx_timeline

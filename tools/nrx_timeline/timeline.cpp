@@ -1,0 +1,122 @@
+#include "tools/nrx_timeline/timeline.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <utility>
+
+#include "tools/nrx_timeline/log_line.h"
+
+namespace nrx_timeline {
+
+namespace {
+
+/// Lays out one lane, line by line.
+class LaneBuilder {
+public:
+    LaneBuilder(int thread, std::string name) : lane_{thread, std::move(name), {}, {}} {}
+
+    /// The moment's time is put off when the lane has been later already.
+    void add(LogLine line, Moment& moment) {
+        moment.time = std::max(moment.time, latest_);
+        latest_ = moment.time;
+        switch (line.kind) {
+            case LogLine::Kind::enter:
+                ++openByName_[line.operation];
+                lane_.slices.push_back(
+                    {std::move(line.operation), std::move(line.place), open_.size(), moment, {}, false});
+                open_.push_back(lane_.slices.size() - 1);
+                break;
+            case LogLine::Kind::leave:
+                leave(std::move(line), moment);
+                break;
+            case LogLine::Kind::message:
+                mark(line.operation + "(): " + line.text, std::move(line.place), moment);
+                break;
+        }
+    }
+
+    /// What is still open ends with the log.
+    Lane finish(Moment const& end) {
+        while (!open_.empty()) {
+            close(end);
+        }
+        return std::move(lane_);
+    }
+
+private:
+    void mark(std::string text, std::string place, Moment const& moment) {
+        lane_.marks.push_back({std::move(text), std::move(place), open_.size(), moment});
+    }
+
+    /// Closes the innermost open slice.
+    Slice& close(Moment const& moment) {
+        Slice& slice = lane_.slices[open_.back()];
+        open_.pop_back();
+        --openByName_[slice.operation];
+        slice.end = moment;
+        return slice;
+    }
+
+    /// Ends the innermost open slice of this operation, and those inside it, whose ends were lost. The count by name
+    /// spares a search for what is not open.
+    void leave(LogLine line, Moment const& moment) {
+        auto const open = openByName_.find(line.operation);
+        if (open == openByName_.end() || open->second == 0) {
+            mark(line.operation + "() left, entered before the log", std::move(line.place), moment);
+            return;
+        }
+        for (bool found = false; !found;) {
+            Slice& slice = close(moment);
+            found = slice.operation == line.operation;
+            slice.left = found;
+        }
+    }
+
+    Lane lane_;
+    std::vector<std::size_t> open_;
+    std::unordered_map<std::string, std::size_t> openByName_;
+    std::int64_t latest_ = 0;
+};
+
+}  // namespace
+
+Timeline readTimeline(std::istream& log) {
+    Timeline timeline;
+    std::vector<std::pair<LogLine, std::int64_t>> lines;  // With their numbers.
+    for (std::string text; std::getline(log, text);) {
+        ++timeline.lines;
+        if (std::optional<LogLine> line = parseLine(text)) {
+            timeline.stamped = timeline.stamped || line->stamp;
+            lines.emplace_back(std::move(*line), timeline.lines);
+        }
+    }
+
+    std::vector<LaneBuilder> lanes;
+    std::unordered_map<int, std::size_t> laneOfThread;
+    for (auto& [line, number] : lines) {
+        if (timeline.stamped && !line.stamp) {
+            continue;
+        }
+        Stamp const stamp = line.stamp.value_or(Stamp{number, 0});
+        auto const [lane, isNew] = laneOfThread.emplace(stamp.thread, lanes.size());
+        if (isNew) {
+            lanes.emplace_back(stamp.thread,
+                               timeline.stamped ? "thread " + std::to_string(stamp.thread) : "all threads");
+        }
+        Moment moment{timeline.times.size(), stamp.microseconds};
+        lanes[lane->second].add(std::move(line), moment);
+        timeline.times.push_back(moment.time);
+    }
+    timeline.skipped = timeline.lines - timeline.times.size();
+    if (!timeline.times.empty()) {
+        auto const [first, last] = std::minmax_element(timeline.times.begin(), timeline.times.end());
+        timeline.begin = *first;
+        timeline.end = {timeline.times.size(), *last};
+    }
+    for (LaneBuilder& lane : lanes) {
+        timeline.lanes.push_back(lane.finish(timeline.end));
+    }
+    return timeline;
+}
+
+}  // namespace nrx_timeline

@@ -1,0 +1,42 @@
+#include <nlohmann/json.hpp>
+
+#include "tools/nrx_timeline/output.h"
+
+namespace nrx_timeline {
+
+namespace {
+
+using nlohmann::json;
+
+/// What all events have.
+json event(char const* phase, std::string const& name, Lane const& lane, std::int64_t time, json const& arguments) {
+    return {{"ph", phase}, {"name", name}, {"pid", 1}, {"tid", lane.thread}, {"ts", time}, {"args", arguments}};
+}
+
+}  // namespace
+
+void writeTraceEvents(Timeline const& timeline, std::ostream& output) {
+    char const* separator = "\n";
+    auto const add = [&](json const& event) {  // One by one, so that the list never is in memory as a whole.
+        output << separator << event.dump(-1, ' ', true, json::error_handler_t::replace);
+        separator = ",\n";
+    };
+    output << "{\"displayTimeUnit\": \"ms\", \"traceEvents\": [";
+    for (Lane const& lane : timeline.lanes) {
+        add(event("M", "thread_name", lane, 0, {{"name", lane.name}}));
+        for (Slice const& slice : lane.slices) {
+            json whole =
+                event("X", slice.operation, lane, slice.begin.time, {{"place", slice.place}, {"left", slice.left}});
+            whole["dur"] = slice.end.time - slice.begin.time;
+            add(whole);
+        }
+        for (Mark const& mark : lane.marks) {
+            json instant = event("i", mark.text, lane, mark.moment.time, {{"place", mark.place}});
+            instant["s"] = "t";  // Of its thread alone.
+            add(instant);
+        }
+    }
+    output << "\n]}\n";
+}
+
+}  // namespace nrx_timeline
