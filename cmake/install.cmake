@@ -56,6 +56,8 @@ if(TARGET nrx_console)
 endif()
 
 # The README's links lead to docs/ there, too.
-install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(FILES README.md CONTRIBUTING.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation FILES_MATCHING PATTERN *.cpp)
+install(DIRECTORY docs/reference DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.svg docs/*.png)
 install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)

@@ -98,8 +98,8 @@ void withATelevisionThatFails() {
     player.service = &facade;
     television.publish(COMMAND, Strings{});
     television.publish(EVENT, Strings{});
-    television.failConnects(EVENT, {7, false, 12});  // For twelve attempts the event list is not to be had.
-    facade.start();                                  // Gives up after ten of them, and says so in the log.
+    television.failConnects(EVENT, {42, false, 12});  // For twelve attempts the event list is not to be had.
+    facade.start();                                   // Gives up after ten of them, and says so in the log.
     facade.startCommandListener();
 
     // The client is not told of that: its first report connects on demand, and gets through.
@@ -109,7 +109,7 @@ void withATelevisionThatFails() {
     assert(television.get(EVENT) == simulator::Value(Strings{"playing", "channel 5"}));
 
     // Nor is it told that a read fails: its variable is left as it was.
-    television.failReads(EVENT, {9});
+    television.failReads(EVENT, {43});
     Strings reported{"unchanged"};
     facade.getAccessValue(EVENT, reported);
     assert(reported == Strings{"unchanged"});

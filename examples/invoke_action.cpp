@@ -71,6 +71,6 @@ int main() {
     assert(result.id == 7 && (result.texts == std::vector<std::string>{"30", "minutes"}));  // In order of their index.
     assert(setSleepTimer("soon").error == 22);
 
-    television.failInvokes("timer.sleep", 5);  // Refused at once: nothing is answered later.
+    television.failInvokes("timer.sleep", 42);  // Refused at once: nothing is answered later.
     assert(setSleepTimer("30").id == 0);
 }

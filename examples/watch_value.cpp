@@ -54,8 +54,8 @@ int main() {
         assert(!bar.watch());  // Another kind of value: given up at once.
 
         television.publish("audio.volume", 20);
-        television.failConnects("audio.volume", {7, false, 1});  // The model's status 7, once.
-        assert(bar.watch());                                     // It asks again, and gets it.
+        television.failConnects("audio.volume", {42, false, 1});  // The model's status 42, once.
+        assert(bar.watch());                                      // It asks again, and gets it.
 
         television.set("audio.volume", 21);
         television.set("audio.volume", 22);

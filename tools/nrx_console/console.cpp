@@ -23,7 +23,7 @@ Console::Console(std::unique_ptr<TelevisionCommands> television) : television_(s
     for (Commands const& commands : {facade_.commands(), model_.commands(), inside}) {
         commands_.insert(commands_.end(), commands.begin(), commands.end());
     }
-    commands_.push_back({"help", "[COMMAND]...", "list the commands, or those that begin so; also ?", showHelp});
+    commands_.push_back({"help", "COMMAND...", "list the commands, or those that begin so; also ?", showHelp});
     commands_.push_back({"quit", "", "end the program; also exit", quit});
 }
 
@@ -85,12 +85,10 @@ Words Console::completions(std::string const& line) const {
             argument.begin(), argument.end(), [](char sign) { return sign == '|' || sign == '['; }, ' ');
         for (std::string const& choice : wordsOf(argument)) {
             if (choice == "KEY" || choice == "PREFIX]") {
+                candidates.insert({"command", "event"});
                 for (std::string const& key : television_ ? television_->keys() : Words()) {
                     candidates.insert(typed(key));
                 }
-            } else if (choice == "TYPE") {
-                auto const names = typeNames();
-                candidates.insert(names.begin(), names.end());
             } else if (choice.find_first_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string::npos) {
                 candidates.insert(choice.substr(0, choice.find(']')));
             }
@@ -105,18 +103,22 @@ Words Console::completions(std::string const& line) const {
 void Console::help(Words const& arguments) const {
     Commands listed;
     std::copy_if(commands_.begin(), commands_.end(), std::back_inserter(listed),
-                 [&arguments](Command const& command) { return beginsWith(wordsOf(command.name), arguments); });
+                 [begin = typed(arguments)](Command const& command) { return command.name.starts_with(begin); });
     if (listed.empty()) {
         throw unexpected(typed(arguments), "a command that \"help\" lists");
     }
-    std::size_t widest = 0;
-    for (Command const& command : listed) {
-        widest = std::max(widest, std::min<std::size_t>(command.usage().size(), 40));
-    }
+    constexpr std::size_t COLUMN = 34;
     for (Command const& command : listed) {
         std::string line = command.usage();
-        line.resize(std::max(widest, line.size()) + 2, ' ');
+        if (line.size() + 2 > COLUMN) {
+            printLine(line);
+            line.clear();
+        }
+        line.resize(COLUMN, ' ');
         printLine(line + command.help);
+    }
+    if (arguments.empty()) {
+        printLine(R"(A KEY may be command or event for short. In quotes: "channel 5", and \n \r \t \" \\ \xHH.)");
     }
     if (!television_) {
         printLine("There is no tv command: nobody changes a real television from inside.");

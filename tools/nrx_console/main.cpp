@@ -50,8 +50,10 @@ int run(int argc, char** argv) {
     std::string model;
     std::string sysroot;
     std::string script;
-    CLI::App app("An embedding process in front of a simulated television. \"help\" lists its commands.",
-                 "nrx_console");
+    CLI::App app(
+        "An embedding process in front of a simulated television. \"help\" lists its commands. A script ends at "
+        "the first command that fails.",
+        "nrx_console");
     auto const* const modelOption =
         app.add_option("--model", model, "JSON file of the television's objects; the shipped example by default");
     app.add_option("--sysroot", sysroot, "Directory that holds the television's own files")

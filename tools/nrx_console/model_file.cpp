@@ -237,12 +237,12 @@ std::string typeName(objbus::ObjectTypeSpec type) {
     return BARE + (" " + std::to_string(static_cast<int>(type)));
 }
 
-Words typeNames() {
-    Words names{ACTION, TABLE, BARE};
+std::string typeNames() {
+    std::string names;
     for (PlainType const& plain : PLAIN_TYPES) {
-        names.emplace_back(plain.name);
+        names += std::string(plain.name) + "|";
     }
-    return names;
+    return names + ACTION + "|" + TABLE + "|" + BARE;
 }
 
 }  // namespace nrx_console

@@ -48,7 +48,7 @@ Words wordsOfValue(simulator::Value const& value);
 /// The type's name, as in a model file; a number for a type that no model file has.
 std::string typeName(objbus::ObjectTypeSpec type);
 
-/// All that `contentFromWords` takes.
-Words typeNames();
+/// All types that `contentFromWords` takes, parted by bars.
+std::string typeNames();
 
 }  // namespace nrx_console

@@ -49,7 +49,7 @@ Commands SimulatedTelevision::commands() {
         {"table", "KEY", "print the rows of a table", [this](auto const& arguments) { table(arguments); }},
         {"wait", "", "wait until all notifications were delivered",
          [this](auto const&) { television_.waitUntilDelivered(); }},
-        {"tv publish", "KEY TYPE VALUE...", "publish an object, in place of the key's earlier one",
+        {"tv publish", "KEY " + typeNames() + " VALUE...", "publish an object, in place of the key's earlier one",
          [this](auto const& arguments) {
              publish({keyOf(arguments[0]), contentFromWords(arguments[1], {arguments.begin() + 2, arguments.end()})});
          }},

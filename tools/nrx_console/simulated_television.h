@@ -23,6 +23,8 @@ private:
     void show(Words const& arguments);
     void table(Words const& arguments);
     void set(Words const& arguments);
+    /// Says when nothing is published there, which a mistyped key would be.
+    [[nodiscard]] std::string faultyKey(std::string const& word) const;
     void failConnects(Words const& arguments);
     void failReads(Words const& arguments);
     void throwFrom(Words const& arguments);

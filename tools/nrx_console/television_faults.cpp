@@ -2,6 +2,7 @@
 #include <string>
 #include <utility>
 
+#include "tools/nrx_console/output.h"
 #include "tools/nrx_console/simulated_television.h"
 
 // The faults of the simulated television.
@@ -63,18 +64,26 @@ Commands SimulatedTelevision::faultCommands() {
         {"tv fail read", "KEY NUMBER [half]", "let reads return a status, and perhaps half of the value",
          [this](auto const& arguments) { failReads(arguments); }},
         {"tv fail invoke", "KEY NUMBER", "refuse invocations with a status",
-         [this](auto const& arguments) { television_.failInvokes(keyOf(arguments[0]), numberOf(arguments[1])); }},
+         [this](auto const& arguments) { television_.failInvokes(faultyKey(arguments[0]), numberOf(arguments[1])); }},
         {"tv fail iterator", "KEY", "make no iterators on a table",
-         [this](auto const& arguments) { television_.refuseIterators(keyOf(arguments[0]), true); }},
+         [this](auto const& arguments) { television_.refuseIterators(faultyKey(arguments[0]), true); }},
         {"tv throw", "KEY " + namesOf(CALLS), "let one operation throw as without memory",
          [this](auto const& arguments) { throwFrom(arguments); }},
         {"tv early", "KEY", "notify a value before its connects return",
-         [this](auto const& arguments) { television_.notifyEarly(keyOf(arguments[0]), true); }},
+         [this](auto const& arguments) { television_.notifyEarly(faultyKey(arguments[0]), true); }},
         {"tv heal", "KEY", "end the faults of an object", [this](auto const& arguments) { heal(arguments); }},
     };
 }
 
 void SimulatedTelevision::restore() { television_.setRootLookup(simulator::RootLookup::published); }
+
+std::string SimulatedTelevision::faultyKey(std::string const& word) const {
+    std::string key = keyOf(word);
+    if (!television_.objects().contains(key)) {
+        printLine("nothing is published under " + typed(key) + " yet");
+    }
+    return key;
+}
 
 void SimulatedTelevision::failConnects(Words const& arguments) {
     simulator::ConnectFault fault;
@@ -86,7 +95,7 @@ void SimulatedTelevision::failConnects(Words const& arguments) {
     if (arguments.size() == 4 && !fault.handsOutObject) {
         throw unexpected(arguments[3], "object");
     }
-    television_.failConnects(keyOf(arguments[0]), fault);
+    television_.failConnects(faultyKey(arguments[0]), fault);
 }
 
 void SimulatedTelevision::failReads(Words const& arguments) {
@@ -94,11 +103,11 @@ void SimulatedTelevision::failReads(Words const& arguments) {
     if (half && arguments[2] != "half") {
         throw unexpected(arguments[2], "half");
     }
-    television_.failReads(keyOf(arguments[0]), {numberOf(arguments[1]), half});
+    television_.failReads(faultyKey(arguments[0]), {numberOf(arguments[1]), half});
 }
 
 void SimulatedTelevision::throwFrom(Words const& arguments) {
-    television_.throwFrom(keyOf(arguments[0]), choiceOf(CALLS, arguments[1]));
+    television_.throwFrom(faultyKey(arguments[0]), choiceOf(CALLS, arguments[1]));
 }
 
 void SimulatedTelevision::setRoot(Words const& arguments) { television_.setRootLookup(choiceOf(ROOTS, arguments[0])); }
