@@ -180,8 +180,10 @@ std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> cons
 }
 
 void printLog(bool here) {
-    simulator::setLogSink(here ? [](int /*severity*/, std::string const& line) { printLine(line, Kind::log); }
-                               : simulator::LogSink());
+    auto const print = [](int severity, std::string const& line) {
+        printLine(line, severity <= static_cast<int>(simulator::LogLevel::error) ? Kind::error : Kind::log);
+    };
+    simulator::setLogSink(here ? print : simulator::LogSink());
 }
 
 }  // namespace nrx_console
