@@ -56,7 +56,10 @@ if(TARGET nrx_console)
 endif()
 
 # The README's links lead to docs/ there, too.
-install(FILES README.md CONTRIBUTING.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(FILES README.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+if(NOT NRX_PACKAGES)  # A package has it as Debian's changelog.
+    install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+endif()
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation FILES_MATCHING PATTERN *.cpp)
 install(DIRECTORY docs/reference DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.svg docs/*.png)

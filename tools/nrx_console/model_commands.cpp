@@ -1,5 +1,6 @@
 #include "tools/nrx_console/model_commands.h"
 
+#include <exception>
 #include <utility>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/table_access.h"
@@ -24,6 +25,15 @@ CommandError refused(std::string const& word, int status) {
     return CommandError("found " + typed(word) + " refusing with status " + std::to_string(status) + ", expected 0");
 }
 
+/// Disconnects an access that is about to go, whatever the model throws.
+void release(ValueAccessBase& access) {
+    try {
+        access.disconnect();
+    } catch (std::exception const& error) {
+        printLine("not disconnected: " + typed(access.getName()) + ": " + error.what(), Kind::error);
+    }
+}
+
 /// An object of whatever type, connected while this lives: a table's access takes every one.
 class AnyObject {
 public:
@@ -34,7 +44,7 @@ public:
     }
     AnyObject(AnyObject const&) = delete;
     AnyObject& operator=(AnyObject const&) = delete;
-    ~AnyObject() { access_.disconnect(); }
+    ~AnyObject() { release(access_); }
 
     ValueAccessBase& access() { return access_; }
 
@@ -111,7 +121,7 @@ ValueType const& valueTypeOf(std::string const& word, ValueAccessBase& access) {
 
 ModelCommands::~ModelCommands() {
     for (auto const& [key, action] : actions_) {
-        action->disconnect();
+        release(*action);
     }
 }
 

@@ -21,7 +21,7 @@ bool runScript(Console& console, std::istream& input, std::string const& name) {
             if (!console.execute(line)) {
                 return true;
             }
-        } catch (std::runtime_error const& error) {
+        } catch (std::exception const& error) {
             printLine(name + ":" + std::to_string(number) + ": " + error.what(), Kind::error);
             return false;
         }
@@ -41,7 +41,7 @@ void runOnTerminal(Console& console) {
             if (!console.execute(*line)) {
                 return;
             }
-        } catch (std::runtime_error const& error) {
+        } catch (std::exception const& error) {
             printLine(error.what(), Kind::error);
         }
     }

@@ -3,7 +3,6 @@
 #include <memory>
 #include <utility>
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
 #include "simulator/log.h"
 #include "simulator/table_iterator.h"
 #include "tools/nrx_console/output.h"
@@ -117,8 +116,11 @@ void SimulatedTelevision::show(Words const& arguments) {
 void SimulatedTelevision::table(Words const& arguments) {
     constexpr int ROWS_AT_ONCE = 2;
     auto const reader = std::make_shared<RowReader>();
-    orvane::system::support::IteratorAccess access(keyOf(arguments[0]), reader, {}, {}, {}, {});
+    auto& access = *iterators_.emplace_back(std::make_unique<orvane::system::support::IteratorAccess>(
+        keyOf(arguments[0]), reader, objbus::IteratorType{}, std::vector<objbus::TableSelection>(), std::vector<int>(),
+        std::vector<objbus::TableOrder>()));
     if (access.create() != 0 || access.getIterator() == nullptr) {
+        iterators_.pop_back();
         throw unexpected(arguments[0], "the key of a table that can be reached");
     }
     objbus::TableIterator* const iterator = access.getIterator();
@@ -134,6 +136,7 @@ void SimulatedTelevision::table(Words const& arguments) {
         }
     }
     access.destroy();
+    iterators_.pop_back();
 }
 
 void SimulatedTelevision::set(Words const& arguments) {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
 #include "simulator/television.h"
 #include "tools/nrx_console/television_commands.h"
 
@@ -37,6 +39,8 @@ private:
     decltype(simulator::ActionAnswer::outcome) outcome_;  ///< Of the actions invoked from now on.
     unsigned int lastActionId_ = 0;
     simulator::Television television_;
+    /// Those that the television would not destroy: they report here until it ends.
+    std::vector<std::unique_ptr<orvane::system::support::IteratorAccess>> iterators_;
 };
 
 }  // namespace nrx_console
