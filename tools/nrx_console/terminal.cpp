@@ -64,10 +64,20 @@ struct Terminal::State {
 
     void take(std::string const& line, Kind kind) {
         std::lock_guard const lock(mutex);
+        if (!editing) {  // A command runs, and there is no prompt.
+            std::puts(coloured(line, kind).c_str());
+            std::fflush(stdout);
+            return;
+        }
         waiting.emplace_back(line, kind);
         std::uint64_t const one = 1;
         while (write(wake, &one, sizeof one) < 0 && errno == EINTR) {
         }
+    }
+
+    void setEditing(bool now) {
+        std::lock_guard const lock(mutex);
+        editing = now;
     }
 
     static int readCharacter(EditLine* editor, wchar_t* character) {
@@ -143,6 +153,7 @@ struct Terminal::State {
     EditLine* editor = nullptr;
     History* history = nullptr;
     std::mutex mutex;
+    bool editing = false;
     std::deque<std::pair<std::string, Kind>> waiting;
 };
 
@@ -174,14 +185,15 @@ Terminal::~Terminal() {
     history(state_->history, &event, H_SAVE, state_->historyFile.c_str());
     el_end(state_->editor);
     history_end(state_->history);
-    state_->printWaiting();
     close(state_->wake);
 }
 
 std::optional<std::string> Terminal::readLine() {
-    state_->printWaiting();
+    state_->setEditing(true);
     int length = 0;
     char const* const text = el_gets(state_->editor, &length);
+    state_->setEditing(false);
+    state_->printWaiting();
     if (text == nullptr || length <= 0) {
         std::puts("");
         return {};
