@@ -52,7 +52,9 @@ if(TARGET nrx_console)
         set_target_properties(nrx_timeline PROPERTIES INSTALL_RPATH $ORIGIN/${bin_to_lib})
         install(TARGETS nrx_timeline RUNTIME COMPONENT tools)
     endif()
-    install(DIRECTORY tools/nrx_console/example DESTINATION ${CMAKE_INSTALL_DATADIR}/nrx_console COMPONENT tools)
+    if(TARGET nrx_simulator)  # Its television.
+        install(DIRECTORY tools/nrx_console/example DESTINATION ${CMAKE_INSTALL_DATADIR}/nrx_console COMPONENT tools)
+    endif()
 endif()
 
 # The README's links lead to docs/ there, too.

@@ -128,12 +128,12 @@ void writeLine(std::string_view line) {
         capture->add({lastSeverity, std::string(line)});
         return;
     }
-    std::array<char, STAMP_SIZE + SHORT_LINE_SIZE> stamped;
-    std::size_t const stampSize = putStamp(stamped.data());
     std::string_view const text = line.substr(0, line.size() - (line.ends_with('\n') ? 1 : 0));
     if (sinkTakes(text)) {
         return;
     }
+    std::array<char, STAMP_SIZE + SHORT_LINE_SIZE> stamped;
+    std::size_t const stampSize = putStamp(stamped.data());
     bool const plain = std::all_of(text.begin(), text.end(), [](char byte) { return byte >= ' ' && byte <= '~'; });
     if (plain && line.size() <= SHORT_LINE_SIZE) {  // The usual line, which needs no memory.
         std::copy(line.begin(), line.end(), stamped.data() + stampSize);

@@ -1,6 +1,7 @@
 #include "tools/nrx_console/console.h"
 
 #include <algorithm>
+#include <array>
 #include <set>
 #include <utility>
 
@@ -14,6 +15,12 @@ bool beginsWith(Words const& words, Words const& first) {
     return words.size() >= first.size() && std::equal(first.begin(), first.end(), words.begin());
 }
 
+/// The command that another word stands for.
+std::string fullName(std::string const& word) { return word == "?" ? "help" : word == "exit" ? "quit" : word; }
+
+/// The commands for which the console must be inside the television, by their first words.
+constexpr std::array<char const*, 5> INSIDE{"list", "show", "table", "wait", "tv"};
+
 }  // namespace
 
 Console::Console(std::unique_ptr<TelevisionCommands> television) : television_(std::move(television)) {
@@ -23,7 +30,7 @@ Console::Console(std::unique_ptr<TelevisionCommands> television) : television_(s
     for (Commands const& commands : {facade_.commands(), model_.commands(), inside}) {
         commands_.insert(commands_.end(), commands.begin(), commands.end());
     }
-    commands_.push_back({"help", "COMMAND...", "list the commands, or those that begin so; also ?", showHelp});
+    commands_.push_back({"help", "[COMMAND...]", "list the commands, or those that begin so; also ?", showHelp});
     commands_.push_back({"quit", "", "end the program; also exit", quit});
 }
 
@@ -45,14 +52,12 @@ bool Console::execute(std::string const& line) {
     if (words.empty() || words.front().starts_with('#')) {
         return true;
     }
-    if (words.front() == "?" || words.front() == "exit") {
-        words.front() = words.front() == "?" ? "help" : "quit";
-    }
+    words.front() = fullName(words.front());
     Command const* const command = find(words);
     if (command == nullptr) {
-        throw unexpected(line, television_ || words.front() != "tv"
-                                   ? "a command that \"help\" lists"
-                                   : "another command: nobody changes a real television from inside");
+        bool const needsInside = std::count(INSIDE.begin(), INSIDE.end(), words.front()) != 0;
+        throw unexpected(line, !television_ && needsInside ? "another command: nobody is inside a real television"
+                                                           : "a command that \"help\" lists");
     }
     Words const arguments(words.begin() + static_cast<std::ptrdiff_t>(wordsOf(command->name).size()), words.end());
     command->expectNumberOf(arguments);
@@ -61,17 +66,8 @@ bool Console::execute(std::string const& line) {
 }
 
 Words Console::completions(std::string const& line) const {
-    Words before;
-    try {
-        before = wordsOf(line);
-    } catch (CommandError const&) {  // A quote that has not ended yet.
-        return {};
-    }
-    std::string word;
-    if (!before.empty() && !line.empty() && line.back() != ' ') {
-        word = std::exchange(before.back(), {});
-        before.pop_back();
-    }
+    std::string const word = line.substr(lastWordOf(line));
+    Words const before = wordsOf(line.substr(0, line.size() - word.size()));
     std::set<std::string> candidates;
     for (Command const& command : commands_) {
         Words const name = wordsOf(command.name);
@@ -85,7 +81,7 @@ Words Console::completions(std::string const& line) const {
             argument.begin(), argument.end(), [](char sign) { return sign == '|' || sign == '['; }, ' ');
         for (std::string const& choice : wordsOf(argument)) {
             if (choice == "KEY" || choice == "PREFIX]") {
-                candidates.insert({"command", "event"});
+                candidates.insert({"command", "event"});  // Short for two of them.
                 for (std::string const& key : television_ ? television_->keys() : Words()) {
                     candidates.insert(typed(key));
                 }
@@ -101,9 +97,10 @@ Words Console::completions(std::string const& line) const {
 }
 
 void Console::help(Words const& arguments) const {
+    std::string const begin = fullName(typed(arguments));
     Commands listed;
     std::copy_if(commands_.begin(), commands_.end(), std::back_inserter(listed),
-                 [begin = typed(arguments)](Command const& command) { return command.name.starts_with(begin); });
+                 [begin](Command const& command) { return command.name.starts_with(begin); });
     if (listed.empty()) {
         throw unexpected(typed(arguments), "a command that \"help\" lists");
     }
@@ -121,7 +118,7 @@ void Console::help(Words const& arguments) const {
         printLine(R"(A KEY may be command or event for short. In quotes: "channel 5", and \n \r \t \" \\ \xHH.)");
     }
     if (!television_) {
-        printLine("There is no tv command: nobody changes a real television from inside.");
+        printLine("There are no list, show, table, wait and tv: nobody is inside a real television.");
     }
 }
 

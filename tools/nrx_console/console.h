@@ -22,7 +22,7 @@ public:
 
     /// Carries out one line. Returns false for "quit"; throws `CommandError` or `ModelError`.
     bool execute(std::string const& line);
-    /// The words by which the last word of the line, perhaps an empty one, may be continued.
+    /// What the last word of the line, perhaps an empty one, may become, as it can be typed.
     [[nodiscard]] Words completions(std::string const& line) const;
 
 private:

@@ -1,7 +1,6 @@
 #include "tools/nrx_console/facade_commands.h"
 
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
-#include "simulator/printable.h"
 #include "tools/nrx_console/output.h"
 
 namespace nrx_console {
@@ -16,6 +15,9 @@ std::string listKeyOf(std::string const& word, std::string const& instead) {
     }
     return key;
 }
+
+/// A text as it can be typed, or nothing for what could not be had.
+std::string shown(std::string const& text) { return text.empty() ? text : typed(text); }
 
 }  // namespace
 
@@ -42,10 +44,10 @@ Commands FacadeCommands::commands() {
 }
 
 void FacadeCommands::info(Words const& /*arguments*/) {
-    printLine("software version: " + simulator::printable(access_.getSoftwareVersion()));
-    printLine("model name: " + simulator::printable(access_.getModelname()));
-    printLine("feature code: " + simulator::printable(access_.getFeatureCode()));
-    printLine("device identifier: " + simulator::printable(access_.getDeviceID()));
+    printLine("software version: " + shown(access_.getSoftwareVersion()));
+    printLine("model name: " + shown(access_.getModelname()));
+    printLine("feature code: " + shown(access_.getFeatureCode()));
+    printLine("device identifier: " + shown(access_.getDeviceID()));
 }
 
 void FacadeCommands::listen(Words const& arguments) {

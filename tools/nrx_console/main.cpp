@@ -40,7 +40,7 @@ int runInput(nrx_console::Console& console, std::istream& input, std::string con
     if (!onTerminal) {
         return runScript(console, input, name) ? 0 : EXIT_SCRIPT_FAILED;
     }
-    nrx_console::printLog(true);
+    nrx_console::printLog(isatty(STDERR_FILENO) != 0);
     runOnTerminal(console);
     nrx_console::printLog(false);
     return 0;
@@ -69,7 +69,7 @@ int run(int argc, char** argv) {
     }
 
     bool const hasScript = scriptOption->count() > 0;
-    bool const onTerminal = !hasScript && isatty(STDIN_FILENO) != 0;
+    bool const onTerminal = !hasScript && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
     std::ifstream scriptFile;
     if (hasScript) {
         scriptFile.open(script);
@@ -83,7 +83,8 @@ int run(int argc, char** argv) {
     if (input.fail() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for its end.
         return fail(simulator::printable(script) + ": cannot be read, expected a file of commands");
     }
-    std::string const example = modelOption->count() > 0 ? "" : exampleDirectory();
+    bool const wantsExample = modelOption->count() == 0 && nrx_console::televisionIsSimulated();
+    std::string const example = wantsExample ? exampleDirectory() : "";
     std::vector<nrx_console::ModelObject> objects;
     try {
         if (modelOption->count() > 0) {

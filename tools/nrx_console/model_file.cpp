@@ -20,6 +20,7 @@ namespace {
 constexpr char ACTION[] = "action";
 constexpr char TABLE[] = "table";
 constexpr char BARE[] = "bare";
+constexpr int DEEPEST = 6;  ///< More than a model file needs; each level takes memory.
 constexpr std::size_t LARGEST_FILE = 64U << 20U;
 
 template <typename T>
@@ -84,6 +85,9 @@ std::string fileTypeNames() {
 
 ModelObject readObject(Place const& place) {
     std::string const key = place.member("key").text();
+    if (key != keyOf(key)) {
+        place.member("key").fail("a key that does not stand for another one");
+    }
     Place const typePlace = place.member("type");
     std::string const type = typePlace.text();
     if (type == ACTION) {
@@ -127,7 +131,10 @@ Json parse(std::string const& text) {
         return "line " + std::to_string(1 + std::count(text.begin(), text.begin() + read, '\n')) + ": ";
     };
     std::vector<std::set<std::string>> members;  // Of the objects that have begun and not ended.
-    auto const check = [&members, &line](int /*depth*/, Event event, Json const& parsed) {
+    auto const check = [&members, &line](int depth, Event event, Json const& parsed) {
+        if (depth > DEEPEST) {
+            throw ModelError(line() + "found lists or objects within one another, expected no more than a table's");
+        }
         if (event == Event::object_start) {
             members.emplace_back();
         } else if (event == Event::object_end) {
@@ -169,6 +176,8 @@ std::vector<ModelObject> readModelFile(std::string const& path) {
         return readObjects(parse(text));
     } catch (std::ios::failure const&) {
         throw ModelError(typed(path) + ": cannot be read, expected a model file");
+    } catch (std::bad_alloc const&) {
+        throw ModelError(typed(path) + ": found more than there is memory for, expected a model file");
     } catch (Json::exception const& error) {  // Names line and column.
         throw ModelError(typed(path) + ": " + simulator::printable(error.what()));
     } catch (ModelError const& error) {

@@ -8,4 +8,6 @@ std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> cons
 
 void printLog(bool /*here*/) {}
 
+bool televisionIsSimulated() { return false; }
+
 }  // namespace nrx_console

@@ -5,9 +5,10 @@
 
 namespace nrx_console {
 
-enum class Kind { ordinary, error, log };
+/// An answer, an error (the console's, or the log's), or another line of the log's.
+enum class Kind { ordinary, critical, error, information, detail };
 
-/// Writes one line in one piece, from any thread: errors and the log's lines to standard error, the rest to standard
+/// Writes one line in one piece, from any thread: the log's lines and errors to standard error, the rest to standard
 /// output. What comes from outside is in it escaped.
 void printLine(std::string const& line, Kind kind = Kind::ordinary);
 

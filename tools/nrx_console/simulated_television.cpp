@@ -64,6 +64,7 @@ Commands SimulatedTelevision::commands() {
          [this](auto const& arguments) { outcome_ = argumentsOf(arguments); }},
         {"tv answer error", "NUMBER", "answer actions with an execution error",
          [this](auto const& arguments) { outcome_ = numberOf(arguments[0]); }},
+        {"tv answer none", "", "do not answer actions", [this](auto const&) { outcome_ = std::monostate(); }},
         {"tv log", "off|critical|error|info|debug", "choose what the log shows",
          [](auto const& arguments) {
              simulator::LogLevel level{};
@@ -89,7 +90,7 @@ Words SimulatedTelevision::keys() const {
 
 void SimulatedTelevision::list(Words const& arguments) {
     for (auto const& [key, type] : television_.objects()) {
-        if (arguments.empty() || key.starts_with(arguments[0])) {
+        if (arguments.empty() || key.starts_with(keyOf(arguments[0]))) {
             printLine(typed(key) + " " + typeName(type));
         }
     }
@@ -184,9 +185,15 @@ std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> cons
 
 void printLog(bool here) {
     auto const print = [](int severity, std::string const& line) {
-        printLine(line, severity <= static_cast<int>(simulator::LogLevel::error) ? Kind::error : Kind::log);
+        using simulator::LogLevel;
+        printLine(line, severity <= static_cast<int>(LogLevel::critical) ? Kind::critical
+                        : severity <= static_cast<int>(LogLevel::error)  ? Kind::error
+                        : severity <= static_cast<int>(LogLevel::info)   ? Kind::information
+                                                                         : Kind::detail);
     };
     simulator::setLogSink(here ? print : simulator::LogSink());
 }
+
+bool televisionIsSimulated() { return true; }
 
 }  // namespace nrx_console

@@ -27,6 +27,9 @@ public:
 /// a television's own platform library, which has its own.
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
 
+/// Whether `makeTelevision` makes one.
+bool televisionIsSimulated();
+
 /// Prints the log's lines as lines of the console's, or no longer, where the television lets it.
 void printLog(bool here);
 

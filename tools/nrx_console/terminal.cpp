@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
@@ -23,14 +24,28 @@ namespace nrx_console {
 namespace {
 
 constexpr int HISTORY_SIZE = 1000;
+constexpr wchar_t CTRL_U = 0x15;
 
-/// Colours on a terminal, unless the user does not want them: https://no-color.org.
+/// In the colour of its kind, unless the user wants none: https://no-color.org.
 std::string coloured(std::string const& line, Kind kind) {
-    static bool const wanted = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
-    if (!wanted || kind == Kind::ordinary) {
+    constexpr char const* COLOURS[] = {"", "\x1b[1;31m", "\x1b[31m", "\x1b[36m", "\x1b[2m"};  // By kind.
+    char const* const unwanted = std::getenv("NO_COLOR");
+    if (kind == Kind::ordinary || (unwanted != nullptr && *unwanted != '\0')) {
         return line;
     }
-    return (kind == Kind::error ? "\x1b[31m" : "\x1b[2m") + line + "\x1b[0m";
+    return COLOURS[static_cast<std::size_t>(kind)] + line + "\x1b[0m";
+}
+
+volatile std::sig_atomic_t lineIsEdited = 0;
+volatile std::sig_atomic_t interrupted = 0;
+
+/// Gives up the line that is edited; ends the program when it is none.
+void onInterrupt(int signal) {
+    interrupted = 1;
+    if (lineIsEdited == 0) {
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+    }
 }
 
 char* prompt(EditLine* /*editor*/) {
@@ -64,6 +79,10 @@ struct Terminal::State {
 
     void take(std::string const& line, Kind kind) {
         std::lock_guard const lock(mutex);
+        if (kind != Kind::ordinary && isatty(STDERR_FILENO) == 0) {
+            std::fputs((line + "\n").c_str(), stderr);
+            return;
+        }
         if (!editing) {  // A command runs, and there is no prompt.
             std::puts(coloured(line, kind).c_str());
             std::fflush(stdout);
@@ -78,6 +97,7 @@ struct Terminal::State {
     void setEditing(bool now) {
         std::lock_guard const lock(mutex);
         editing = now;
+        lineIsEdited = now ? 1 : 0;
     }
 
     static int readCharacter(EditLine* editor, wchar_t* character) {
@@ -86,6 +106,10 @@ struct Terminal::State {
             pollfd sources[] = {{STDIN_FILENO, POLLIN, 0}, {state.wake, POLLIN, 0}};
             if (poll(sources, 2, -1) < 0 && errno != EINTR) {
                 return -1;
+            }
+            if (std::exchange(interrupted, 0) != 0) {
+                *character = CTRL_U;  // Empties the line.
+                return 1;
             }
             std::uint64_t count = 0;
             if (read(state.wake, &count, sizeof count) > 0 && state.printWaiting()) {
@@ -119,7 +143,11 @@ struct Terminal::State {
         State& state = of(editor);
         LineInfo const* const info = el_line(editor);
         std::string const line(info->buffer, info->cursor);
-        Words const choices = state.complete(line);
+        Words choices;
+        try {
+            choices = state.complete(line);
+        } catch (CommandError const&) {  // No words yet.
+        }
         if (choices.empty()) {
             return CC_REFRESH_BEEP;
         }
@@ -128,8 +156,7 @@ struct Terminal::State {
             common.resize(static_cast<std::size_t>(
                 std::mismatch(common.begin(), common.end(), choice.begin(), choice.end()).first - common.begin()));
         }
-        std::string const word = line.substr(line.find_last_of(' ') + 1);
-        std::string const rest = common.substr(word.size()) + (choices.size() == 1 ? " " : "");
+        std::string const rest = common.substr(line.size() - lastWordOf(line)) + (choices.size() == 1 ? " " : "");
         if (!rest.empty()) {
             return el_insertstr(editor, rest.c_str()) == 0 ? CC_REFRESH : CC_REFRESH_BEEP;
         }
@@ -170,19 +197,19 @@ Terminal::Terminal(std::string historyFile, Complete complete)
     el_set(state.editor, EL_CLIENTDATA, &state);
     el_set(state.editor, EL_PROMPT, prompt);
     el_set(state.editor, EL_EDITOR, "emacs");
-    el_set(state.editor, EL_SIGNAL, 1);
     el_set(state.editor, EL_HIST, history, state.history);
     el_set(state.editor, EL_ADDFN, "nrx-complete", "complete the word", State::completeWord);
     el_set(state.editor, EL_BIND, "^I", "nrx-complete", nullptr);
     el_set(state.editor, EL_GETCFN, State::readCharacter);
     el_source(state.editor, nullptr);
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;  // Without SA_RESTART: it wakes who waits for a character.
+    sigaction(SIGINT, &action, nullptr);
     setLineTaker([&state](std::string const& line, Kind kind) { state.take(line, kind); });
 }
 
 Terminal::~Terminal() {
     setLineTaker({});
-    HistEvent event{};
-    history(state_->history, &event, H_SAVE, state_->historyFile.c_str());
     el_end(state_->editor);
     history_end(state_->history);
     close(state_->wake);
@@ -205,6 +232,7 @@ std::optional<std::string> Terminal::readLine() {
     if (line.find_first_not_of(' ') != std::string::npos) {
         HistEvent event{};
         history(state_->history, &event, H_ENTER, line.c_str());
+        history(state_->history, &event, H_SAVE, state_->historyFile.c_str());  // However the program ends.
     }
     return line;
 }

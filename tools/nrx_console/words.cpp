@@ -70,6 +70,26 @@ Words wordsOf(std::string_view line) {
     }
 }
 
+std::size_t lastWordOf(std::string_view line) {
+    std::size_t begin = 0;
+    bool inWord = false;
+    bool inQuotes = false;
+    for (std::size_t at = 0; at < line.size(); ++at) {
+        bool const isBlank = BLANKS.find(line[at]) != std::string_view::npos;
+        if (inQuotes) {
+            at += line[at] == '\\' ? 1U : 0U;
+            inQuotes = at >= line.size() || line[at] != '"';
+        } else if (isBlank) {
+            inWord = false;
+            begin = at + 1;
+        } else if (!inWord) {
+            inWord = true;
+            inQuotes = line[at] == '"';
+        }
+    }
+    return begin;
+}
+
 std::string typed(std::string const& word) {
     std::string const shown = simulator::quoted(word);
     bool const plain = !word.empty() && shown.size() == word.size() + 2 && word.find_first_of(BLANKS) == word.npos &&

@@ -26,6 +26,9 @@ CommandError unexpected(std::string const& found, std::string const& expected);
 /// `t` a line feed, a return and a tab, of `xHH` the byte, and of a quote or a backslash itself.
 Words wordsOf(std::string_view line);
 
+/// Where the last word of a line begins, which may have no end yet, or not have begun.
+std::size_t lastWordOf(std::string_view line);
+
 /// The word as it can be typed, and as it may be shown: in quotes when it must be.
 std::string typed(std::string const& word);
 /// The words behind one another, each as it can be typed.
