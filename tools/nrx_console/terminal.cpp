@@ -104,8 +104,11 @@ struct Terminal::State {
         State& state = of(editor);
         while (true) {
             pollfd sources[] = {{STDIN_FILENO, POLLIN, 0}, {state.wake, POLLIN, 0}};
-            if (poll(sources, 2, -1) < 0 && errno != EINTR) {
-                return -1;
+            if (poll(sources, 2, -1) < 0) {
+                if (errno != EINTR) {
+                    return -1;
+                }
+                el_resize(editor);  // Whichever signal it was.
             }
             if (std::exchange(interrupted, 0) != 0) {
                 *character = CTRL_U;  // Empties the line.
@@ -205,6 +208,8 @@ Terminal::Terminal(std::string historyFile, Complete complete)
     struct sigaction action {};
     action.sa_handler = onInterrupt;  // Without SA_RESTART: it wakes who waits for a character.
     sigaction(SIGINT, &action, nullptr);
+    action.sa_handler = [](int /*signal*/) {};
+    sigaction(SIGWINCH, &action, nullptr);
     setLineTaker([&state](std::string const& line, Kind kind) { state.take(line, kind); });
 }
 
