@@ -13,8 +13,9 @@
 
 #include "frame/process.h"
 #include "objbus/object.h"
-#include "simulator/delivery.h"
 #include "simulator/television.h"
+#include "television/delivery.h"
+#include "television/status.h"
 
 // Private to the simulator.
 
@@ -27,18 +28,7 @@ boost::shared_ptr<Interface> simulatedRoot();
 
 namespace simulator {
 
-/// What the simulated platform's operations return.
-enum Status : int {
-    STATUS_OK = 0,
-    STATUS_NO_TELEVISION = 101,
-    STATUS_UNKNOWN_INTERFACE = 102,
-    STATUS_LOOKUP_REFUSED = 103,
-    STATUS_NOT_PUBLISHED = 104,
-    STATUS_NOT_CONNECTED = 105,
-    STATUS_WITHDRAWN = 106,
-    STATUS_UNKNOWN_ITERATOR = 107,
-    STATUS_NOT_SUPPORTED = 108,
-};
+using namespace television;
 
 class ModelObject;
 

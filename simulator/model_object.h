@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "simulator/model.h"
-#include "simulator/table_iterator.h"
+#include "television/table_iterator.h"
 
 // Private to the simulator.
 

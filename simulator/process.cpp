@@ -2,14 +2,12 @@
 
 #include <boost/make_shared.hpp>
 
-#include "objbus/root_interface.h"
 #include "simulator/model.h"
+#include "television/root_reference.h"
 
 namespace frame {
 
 namespace {
-
-constexpr char ROOT_INTERFACE_NAME[] = "torvi.ob.interfaces.tvapi.RootInterface";
 
 /// Belongs to the process and not to a television: a client may keep its pointer while none is on.
 class Root final : public objbus::RootInterface {
@@ -31,15 +29,6 @@ public:
 
 Root root;
 
-class RootReference final : public Interface {
-public:
-    explicit RootReference(objbus::RootInterface* target) : target_(target) {}
-    void* getObject() override { return target_; }
-
-private:
-    objbus::RootInterface* target_;
-};
-
 /// The television's answer to one lookup of the root interface.
 simulator::RootLookup lookUpRoot(simulator::Model& model) {
     std::lock_guard const lock(model.mutex);
@@ -49,22 +38,14 @@ simulator::RootLookup lookUpRoot(simulator::Model& model) {
 
 }  // namespace
 
-boost::shared_ptr<Interface> simulatedRoot() { return boost::make_shared<RootReference>(&root); }
-
-Interface::~Interface() = default;
-
-Process::Process() = default;
-
-Process::~Process() = default;
-
-Process Process::getInstance() { return {}; }
+boost::shared_ptr<Interface> simulatedRoot() { return boost::make_shared<television::RootReference>(&root); }
 
 int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std::string const& name) {
     auto const model = simulator::Model::current();
     if (!model) {
         return simulator::STATUS_NO_TELEVISION;
     }
-    if (name != ROOT_INTERFACE_NAME) {
+    if (name != television::ROOT_INTERFACE_NAME) {
         return simulator::STATUS_UNKNOWN_INTERFACE;
     }
     switch (lookUpRoot(*model)) {
@@ -74,7 +55,7 @@ int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std:
             reference.reset();
             break;
         case simulator::RootLookup::nullObject:
-            reference = boost::make_shared<RootReference>(nullptr);
+            reference = boost::make_shared<television::RootReference>(nullptr);
             break;
         case simulator::RootLookup::published:
             reference = model->root;
@@ -84,20 +65,3 @@ int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std:
 }
 
 }  // namespace frame
-
-// Out of line, so that each class has its one virtual table here.
-namespace objbus {
-
-RootInterface::~RootInterface() = default;
-Object::~Object() = default;
-Observer::~Observer() = default;
-ObserverNumericInteger::~ObserverNumericInteger() = default;
-ObserverNumericInt64::~ObserverNumericInt64() = default;
-ObserverString::~ObserverString() = default;
-ObserverVectorNumericInteger::~ObserverVectorNumericInteger() = default;
-ObserverVectorString::~ObserverVectorString() = default;
-ObserverAction::~ObserverAction() = default;
-ObserverTable::~ObserverTable() = default;
-ObserverTableIterator::~ObserverTableIterator() = default;
-
-}  // namespace objbus

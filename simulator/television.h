@@ -12,13 +12,14 @@
 #include "objbus/argument.h"
 #include "objbus/object_type.h"
 #include "objbus/table.h"
+#include "television/value.h"
 
 namespace simulator {
 
 class __attribute__((visibility("default"))) Model;  // Private to the simulator.
 
-/// The value of a plain-valued model object; its alternative decides the object's type.
-using Value = std::variant<int, long long, std::string, std::vector<int>, std::vector<std::string>>;
+using television::Rows;
+using television::Value;
 
 /// How a simulated action answers one `invoke`.
 struct ActionAnswer {
@@ -34,9 +35,6 @@ struct ActionAnswer {
 
 /// Called on the thread of `invoke`, with no lock held.
 using ActionScript = std::function<ActionAnswer(std::vector<objbus::Argument> const& arguments)>;
-
-/// The rows of a simulated table.
-using Rows = std::vector<std::vector<std::string>>;
 
 /// What a client asked for when it made a table iterator.
 struct IteratorRequest {

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <iostream>
 
-#include "simulator/printable.h"
+#include "television/printable.h"
 #include "tools/nrx_console/console.h"
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/session.h"
@@ -65,7 +65,7 @@ int run(int argc, char** argv) {
     } catch (CLI::Success const& help) {
         return app.exit(help);
     } catch (CLI::ParseError const& error) {
-        return fail(simulator::printable(error.what()));
+        return fail(television::printable(error.what()));
     }
 
     bool const hasScript = scriptOption->count() > 0;
@@ -81,7 +81,7 @@ int run(int argc, char** argv) {
         input.peek();  // Fails for a directory, which can be opened all the same.
     }
     if (input.fail() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for its end.
-        return fail(simulator::printable(script) + ": cannot be read, expected a file of commands");
+        return fail(television::printable(script) + ": cannot be read, expected a file of commands");
     }
     bool const wantsExample = modelOption->count() == 0 && nrx_console::televisionIsSimulated();
     std::string const example = wantsExample ? exampleDirectory() : "";
@@ -105,7 +105,7 @@ int run(int argc, char** argv) {
         return fail("--model: the television is a real one, expected none of its objects");
     }
     nrx_console::Console console(std::move(television));
-    return runInput(console, input, simulator::printable(script), onTerminal);
+    return runInput(console, input, television::printable(script), onTerminal);
 }
 
 }  // namespace
@@ -117,6 +117,6 @@ int main(int argc, char** argv) try {
     }
     return status;
 } catch (std::exception const& error) {
-    fail(simulator::printable(error.what()));
+    fail(television::printable(error.what()));
     return EXIT_SCRIPT_FAILED;
 }

@@ -147,7 +147,7 @@ void ModelCommands::write(Words const& arguments) {
     ValueType const& type = valueTypeOf(arguments[0], object.access());
     Content const content = contentFromWords(type.name, {arguments.begin() + 1, arguments.end()});
     auto const set = [&object](auto const& value) { return object.access().setValue(value); };
-    if (int const status = std::visit(set, std::get<simulator::Value>(content)); status != STATUS_OK) {
+    if (int const status = std::visit(set, std::get<television::Value>(content)); status != STATUS_OK) {
         throw refused(arguments[0], status);
     }
 }

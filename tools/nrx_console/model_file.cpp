@@ -10,7 +10,7 @@
 #include <sstream>
 #include <type_traits>
 
-#include "simulator/printable.h"
+#include "television/printable.h"
 #include "tools/nrx_console/json_place.h"
 
 namespace nrx_console {
@@ -49,14 +49,14 @@ struct Reader<std::vector<T>> {
 };
 
 template <typename T>
-simulator::Value readValue(Place const& place) {
+television::Value readValue(Place const& place) {
     return Reader<T>::read(place);
 }
 
 struct PlainType {
     char const* name;
     objbus::ObjectTypeSpec type;
-    simulator::Value (*read)(Place const& place);
+    television::Value (*read)(Place const& place);
 };
 
 constexpr PlainType PLAIN_TYPES[] = {
@@ -103,7 +103,7 @@ ModelObject readObject(Place const& place) {
     if (plain != nullptr) {
         return {key, plain->read(valuePlace)};
     }
-    return {key, Reader<simulator::Rows>::read(valuePlace)};
+    return {key, Reader<television::Rows>::read(valuePlace)};
 }
 
 std::vector<ModelObject> readObjects(Json const& json) {
@@ -179,9 +179,9 @@ std::vector<ModelObject> readModelFile(std::string const& path) {
     } catch (std::bad_alloc const&) {
         throw ModelError(typed(path) + ": found more than there is memory for, expected a model file");
     } catch (Json::exception const& error) {  // Names line and column.
-        throw ModelError(typed(path) + ": " + simulator::printable(error.what()));
+        throw ModelError(typed(path) + ": " + television::printable(error.what()));
     } catch (ModelError const& error) {
-        throw ModelError(typed(path) + ": " + simulator::printable(error.what()));
+        throw ModelError(typed(path) + ": " + television::printable(error.what()));
     }
 }
 
@@ -193,7 +193,7 @@ Content contentFromWords(std::string const& type, Words const& words) {
         return Action{};
     }
     if (type == TABLE) {
-        simulator::Rows rows;
+        television::Rows rows;
         std::transform(words.begin(), words.end(), std::back_inserter(rows), wordsOf);
         return rows;
     }
@@ -216,7 +216,7 @@ Content contentFromWords(std::string const& type, Words const& words) {
     return plain->read(Place(isList ? list : list.at(0), "value"));
 }
 
-Words wordsOfValue(simulator::Value const& value) {
+Words wordsOfValue(television::Value const& value) {
     if (auto const* const texts = std::get_if<std::vector<std::string>>(&value)) {
         return *texts;
     }

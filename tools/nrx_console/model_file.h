@@ -5,7 +5,8 @@
 #include <variant>
 #include <vector>
 
-#include "simulator/television.h"
+#include "objbus/object_type.h"
+#include "television/value.h"
 #include "tools/nrx_console/words.h"
 
 namespace nrx_console {
@@ -18,7 +19,7 @@ struct Bare {
 };
 
 /// An object of the data model: a plain value, an action, a table, or a bare one, which no model file has.
-using Content = std::variant<simulator::Value, Action, simulator::Rows, Bare>;
+using Content = std::variant<television::Value, Action, television::Rows, Bare>;
 
 struct ModelObject {
     std::string key;
@@ -43,7 +44,7 @@ std::vector<ModelObject> readModelFile(std::string const& path);
 Content contentFromWords(std::string const& type, Words const& words);
 
 /// The value as such words.
-Words wordsOfValue(simulator::Value const& value);
+Words wordsOfValue(television::Value const& value);
 
 /// The type's name, as in a model file; a number for a type that no model file has.
 std::string typeName(objbus::ObjectTypeSpec type);

@@ -4,7 +4,7 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "simulator/printable.h"
+#include "television/printable.h"
 #include "tools/nrx_console/console.h"
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/terminal.h"
@@ -16,7 +16,7 @@ bool runScript(Console& console, std::istream& input, std::string const& name) {
     for (std::string line; std::getline(input, line);) {
         ++number;
         bool const isCommand = !line.empty() && line.front() != '#';
-        printLine((isCommand ? "> " : "") + simulator::printable(line));
+        printLine((isCommand ? "> " : "") + television::printable(line));
         try {
             if (!console.execute(line)) {
                 return true;

@@ -3,8 +3,8 @@
 #include <memory>
 #include <utility>
 
-#include "simulator/log.h"
-#include "simulator/table_iterator.h"
+#include "television/log.h"
+#include "television/table_iterator.h"
 #include "tools/nrx_console/output.h"
 
 namespace nrx_console {
@@ -30,7 +30,7 @@ public:
     void handleUpdate(int /*update*/) override {}
 
     int total = 0;
-    simulator::Rows rows;
+    television::Rows rows;
 };
 
 }  // namespace
@@ -67,11 +67,11 @@ Commands SimulatedTelevision::commands() {
         {"tv answer none", "", "do not answer actions", [this](auto const&) { outcome_ = std::monostate(); }},
         {"tv log", "off|critical|error|info|debug", "choose what the log shows",
          [](auto const& arguments) {
-             simulator::LogLevel level{};
-             if (!simulator::parseLogLevel(arguments[0], level)) {
+             television::LogLevel level{};
+             if (!television::parseLogLevel(arguments[0], level)) {
                  throw unexpected(arguments[0], "off, critical, error, info or debug");
              }
-             simulator::setLogLevel(level);
+             television::setLogLevel(level);
          }},
     };
     for (Command& command : faultCommands()) {
@@ -150,18 +150,18 @@ void SimulatedTelevision::set(Words const& arguments) {
         throw unexpected(arguments[0], "the key of a value or a table");
     }
     Content const changed = contentFromWords(typeName(found->second), {arguments.begin() + 1, arguments.end()});
-    if (auto const* const rows = std::get_if<simulator::Rows>(&changed)) {
+    if (auto const* const rows = std::get_if<television::Rows>(&changed)) {
         television_.setRows(key, *rows);
     } else {
-        television_.set(key, std::get<simulator::Value>(changed));
+        television_.set(key, std::get<television::Value>(changed));
     }
 }
 
 void SimulatedTelevision::publish(ModelObject const& object) {
     auto const& [key, content] = object;
-    if (auto const* const value = std::get_if<simulator::Value>(&content)) {
+    if (auto const* const value = std::get_if<television::Value>(&content)) {
         television_.publish(key, *value);
-    } else if (auto const* const rows = std::get_if<simulator::Rows>(&content)) {
+    } else if (auto const* const rows = std::get_if<television::Rows>(&content)) {
         television_.publishTable(key, *rows);
     } else if (auto const* const bare = std::get_if<Bare>(&content)) {
         television_.publishBare(key, bare->type);
@@ -185,13 +185,13 @@ std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> cons
 
 void printLog(bool here) {
     auto const print = [](int severity, std::string const& line) {
-        using simulator::LogLevel;
+        using television::LogLevel;
         printLine(line, severity <= static_cast<int>(LogLevel::critical) ? Kind::critical
                         : severity <= static_cast<int>(LogLevel::error)  ? Kind::error
                         : severity <= static_cast<int>(LogLevel::info)   ? Kind::information
                                                                          : Kind::detail);
     };
-    simulator::setLogSink(here ? print : simulator::LogSink());
+    television::setLogSink(here ? print : television::LogSink());
 }
 
 bool televisionIsSimulated() { return true; }

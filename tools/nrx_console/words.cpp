@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
-#include "simulator/printable.h"
+#include "television/printable.h"
 
 namespace nrx_console {
 
@@ -50,7 +50,7 @@ std::string quotedWord(std::string_view& rest) {
 
 CommandError unexpected(std::string const& found, std::string const& expected) {
     // NOLINTNEXTLINE(modernize-return-braced-init-list): the constructor is explicit.
-    return CommandError("found " + simulator::quoted(found) + ", expected " + expected);
+    return CommandError("found " + television::quoted(found) + ", expected " + expected);
 }
 
 Words wordsOf(std::string_view line) {
@@ -91,7 +91,7 @@ std::size_t lastWordOf(std::string_view line) {
 }
 
 std::string typed(std::string const& word) {
-    std::string const shown = simulator::quoted(word);
+    std::string const shown = television::quoted(word);
     bool const plain = !word.empty() && shown.size() == word.size() + 2 && word.find_first_of(BLANKS) == word.npos &&
                        word.front() != '#';
     return plain ? word : shown;

@@ -7,7 +7,7 @@
 
 namespace nrx_timeline {
 
-/// Of whom and when a line is; see simulator/log.h.
+/// Of whom and when a line is; see television/log.h.
 struct Stamp {
     std::int64_t microseconds;
     int thread;

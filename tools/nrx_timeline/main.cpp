@@ -5,7 +5,7 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "simulator/printable.h"
+#include "television/printable.h"
 #include "tools/nrx_timeline/output.h"
 
 namespace {
@@ -15,7 +15,7 @@ using nrx_timeline::Timeline;
 constexpr int EXIT_FAILED = 2;
 
 int fail(std::string const& what) {
-    std::cerr << "nrx_timeline: " + simulator::printable(what) + "\n";
+    std::cerr << "nrx_timeline: " + television::printable(what) + "\n";
     return EXIT_FAILED;
 }
 

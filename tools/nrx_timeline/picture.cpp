@@ -3,7 +3,7 @@
 #include <string_view>
 #include <utility>
 
-#include "simulator/printable.h"
+#include "television/printable.h"
 #include "tools/nrx_timeline/output.h"
 
 namespace nrx_timeline {
@@ -32,7 +32,7 @@ std::string escaped(std::string_view untrusted) {
         {"\xEF\xBF\xBE", "\\uFFFE"},
         {"\xEF\xBF\xBF", "\\uFFFF"},
     };
-    std::string const text = simulator::printable(untrusted);
+    std::string const text = television::printable(untrusted);
     std::string result;
     for (std::string_view rest = text; !rest.empty();) {
         auto const* const found = std::find_if(std::begin(ESCAPES), std::end(ESCAPES),
@@ -144,7 +144,7 @@ private:
     /// And ends the group of what it belongs to.
     void writeText(std::string const& text, std::size_t x, std::size_t row) {
         output_ << "<text x=\"" << x << "\" y=\"" << top(row) + TEXT_OFFSET << "\">"
-                << escaped(shortened(simulator::printable(text), (LANE_WIDTH - MARGIN - x) / CHARACTER_WIDTH))
+                << escaped(shortened(television::printable(text), (LANE_WIDTH - MARGIN - x) / CHARACTER_WIDTH))
                 << "</text></g>\n";
     }
 

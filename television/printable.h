@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace simulator {
+namespace television {
 
 /// The text as it may be shown on a terminal, whoever wrote it: printable characters in well-formed UTF-8 as they are;
 /// every byte of anything else (control characters, bidirectional controls, line and paragraph separators, and what is
@@ -13,4 +13,4 @@ __attribute__((visibility("default"))) std::string printable(std::string_view te
 /// The same between quotes, with a backslash before quotes and backslashes: no text is shown like another one.
 __attribute__((visibility("default"))) std::string quoted(std::string_view text);
 
-}  // namespace simulator
+}  // namespace television

@@ -11,9 +11,9 @@
 
 #include "objbus/observer.h"
 
-// Private to the simulator.
+// Private to the televisions.
 
-namespace simulator {
+namespace television {
 
 /// One registration of an observer with a source of notifications. Every connect makes a new one, so that what was
 /// queued for an earlier registration of the same observer is not delivered to it.
@@ -82,4 +82,4 @@ struct Connection {
     }
 };
 
-}  // namespace simulator
+}  // namespace television

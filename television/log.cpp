@@ -1,4 +1,4 @@
-#include "simulator/log.h"
+#include "television/log.h"
 
 #include <unistd.h>
 
@@ -15,9 +15,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "simulator/printable.h"
+#include "television/printable.h"
 
-namespace simulator {
+namespace television {
 
 namespace {
 
@@ -169,7 +169,7 @@ void setLogSink(LogSink newSink) {
 LogCapture::LogCapture(Check check) : check_(std::move(check)) {
     std::lock_guard const lock(captureMutex);
     if (currentCapture != nullptr) {
-        throw std::logic_error("simulator: the log is captured already");
+        throw std::logic_error("television: the log is captured already");
     }
     currentCapture = this;
 }
@@ -192,18 +192,18 @@ void LogCapture::add(Line line) {
     lines_.push_back(std::move(line));
 }
 
-}  // namespace simulator
+}  // namespace television
 
 int debugCheckLevel(DebugLevelRecord* record) {
     if (record == nullptr) {
         return 0;
     }
-    int const severity = static_cast<int>(record->levelCode & simulator::SEVERITY_BITS);
-    simulator::CaptureUse const use;
-    simulator::LogCapture const* const capture = use.get();
-    bool const admitted = capture != nullptr ? capture->admits(*record) : simulator::levelAdmits(severity);
+    int const severity = static_cast<int>(record->levelCode & television::SEVERITY_BITS);
+    television::CaptureUse const use;
+    television::LogCapture const* const capture = use.get();
+    bool const admitted = capture != nullptr ? capture->admits(*record) : television::levelAdmits(severity);
     if (admitted) {
-        simulator::lastSeverity = severity;  // After the check, which may have logged for itself.
+        television::lastSeverity = severity;  // After the check, which may have logged for itself.
     }
     return admitted ? 1 : 0;
 }
@@ -212,7 +212,7 @@ void debugOutput(char const* format, ...) {
     if (format == nullptr) {
         return;
     }
-    std::array<char, simulator::SHORT_LINE_SIZE> shortLine;
+    std::array<char, television::SHORT_LINE_SIZE> shortLine;
     va_list arguments;
     va_start(arguments, format);
     int const length = std::vsnprintf(shortLine.data(), shortLine.size(), format, arguments);
@@ -222,14 +222,14 @@ void debugOutput(char const* format, ...) {
     }
     auto const size = static_cast<std::size_t>(length);
     if (size < shortLine.size()) {
-        simulator::writeLine({shortLine.data(), size});
+        television::writeLine({shortLine.data(), size});
         return;
     }
     std::string longLine(size, '\0');
     va_start(arguments, format);
     std::vsnprintf(longLine.data(), size + 1, format, arguments);
     va_end(arguments);
-    simulator::writeLine(longLine);
+    television::writeLine(longLine);
 }
 
 char const* sourceBaseName(char const* path) {

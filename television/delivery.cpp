@@ -1,6 +1,6 @@
-#include "simulator/delivery.h"
+#include "television/delivery.h"
 
-namespace simulator {
+namespace television {
 
 Delivery::Delivery() : thread_([this] { run(); }), threadId_(thread_.get_id()) {}
 
@@ -68,4 +68,4 @@ void Delivery::run() {
     }
 }
 
-}  // namespace simulator
+}  // namespace television

@@ -1,4 +1,4 @@
-#include "simulator/printable.h"
+#include "television/printable.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <utility>
 
-namespace simulator {
+namespace television {
 
 namespace {
 
@@ -61,4 +61,4 @@ std::string printable(std::string_view text) { return shown(text, ""); }
 
 std::string quoted(std::string_view text) { return '"' + shown(text, "\"\\") + '"'; }
 
-}  // namespace simulator
+}  // namespace television

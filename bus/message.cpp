@@ -1,0 +1,217 @@
+#include "bus/message.h"
+
+#include <algorithm>
+#include <boost/locale/utf.hpp>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+
+namespace bus {
+
+namespace {
+
+namespace utf = boost::locale::utf;
+
+/// Appends a container with what `appendElement` appends for each element.
+template <typename Elements, typename AppendElement>
+int appendArray(sd_bus_message* message, char const* contents, Elements const& elements,
+                AppendElement const& appendElement) {
+    int result = sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, contents);
+    for (auto const& element : elements) {
+        if (result < 0) {
+            return result;
+        }
+        result = appendElement(element);
+    }
+    return result < 0 ? result : sd_bus_message_close_container(message);
+}
+
+/// Reads a container, each of its elements with `readElement`, which returns 0 at the end.
+template <typename Element, typename ReadElement>
+int readArray(sd_bus_message* message, char const* contents, std::vector<Element>& elements,
+              ReadElement const& readElement) {
+    int result = sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, contents);
+    if (result <= 0) {
+        return result < 0 ? result : -ENXIO;
+    }
+    elements.clear();
+    while (sd_bus_message_at_end(message, 0) == 0) {
+        result = readElement(elements.emplace_back());
+        if (result <= 0) {
+            return result < 0 ? result : -ENXIO;
+        }
+    }
+    return sd_bus_message_exit_container(message);
+}
+
+int failsOr(int result) { return result == 0 ? -ENXIO : result; }  // Nothing is there to be read.
+
+int readByte(std::int16_t number, std::int8_t& byte) {
+    using Limits = std::numeric_limits<std::int8_t>;
+    if (number < Limits::min() || number > Limits::max()) {
+        return -ERANGE;
+    }
+    byte = static_cast<std::int8_t>(number);
+    return 1;
+}
+
+}  // namespace
+
+bool carries(std::string_view text) {
+    char const* at = text.data();
+    char const* const end = at + text.size();
+    while (at != end) {
+        utf::code_point const character = utf::utf_traits<char>::decode(at, end);
+        if (character == 0 || !utf::is_valid_codepoint(character)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+int append(sd_bus_message* message, int value) {
+    std::int32_t const number = value;
+    return sd_bus_message_append_basic(message, SD_BUS_TYPE_INT32, &number);
+}
+
+int append(sd_bus_message* message, unsigned int value) {
+    std::uint32_t const number = value;
+    return sd_bus_message_append_basic(message, SD_BUS_TYPE_UINT32, &number);
+}
+
+int append(sd_bus_message* message, long long value) {
+    std::int64_t const number = value;
+    return sd_bus_message_append_basic(message, SD_BUS_TYPE_INT64, &number);
+}
+
+int append(sd_bus_message* message, std::string const& value) {
+    return carries(value) ? sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, value.c_str()) : -EILSEQ;
+}
+
+int append(sd_bus_message* message, std::vector<int> const& values) {
+    return sd_bus_message_append_array(message, SD_BUS_TYPE_INT32, values.data(), values.size() * sizeof(int));
+}
+
+int append(sd_bus_message* message, std::vector<std::string> const& values) {
+    return appendArray(message, "s", values, [message](auto const& value) { return append(message, value); });
+}
+
+int append(sd_bus_message* message, std::vector<std::vector<std::string>> const& rows) {
+    return appendArray(message, "as", rows, [message](auto const& row) { return append(message, row); });
+}
+
+int append(sd_bus_message* message, std::vector<objbus::Argument> const& arguments) {
+    return appendArray(message, "(nnns)", arguments, [message](objbus::Argument const& argument) {
+        return !carries(argument.value) ? -EILSEQ
+                                        : sd_bus_message_append(message, "(nnns)", argument.tag, argument.index,
+                                                                argument.flags, argument.value.c_str());
+    });
+}
+
+int append(sd_bus_message* message, std::vector<objbus::TableSelection> const& selections) {
+    return appendArray(message, "(iis)", selections, [message](objbus::TableSelection const& selection) {
+        return !carries(selection.value) ? -EILSEQ
+                                         : sd_bus_message_append(message, "(iis)", selection.first, selection.second,
+                                                                 selection.value.c_str());
+    });
+}
+
+int append(sd_bus_message* message, std::vector<objbus::TableOrder> const& orders) {
+    return appendArray(message, "(ii)", orders, [message](objbus::TableOrder const& order) {
+        return sd_bus_message_append(message, "(ii)", order.first, order.second);
+    });
+}
+
+int read(sd_bus_message* message, int& value) {
+    return failsOr(sd_bus_message_read_basic(message, SD_BUS_TYPE_INT32, &value));
+}
+
+int read(sd_bus_message* message, unsigned int& value) {
+    return failsOr(sd_bus_message_read_basic(message, SD_BUS_TYPE_UINT32, &value));
+}
+
+int read(sd_bus_message* message, long long& value) {
+    std::int64_t number = 0;
+    int const result = sd_bus_message_read_basic(message, SD_BUS_TYPE_INT64, &number);
+    value = result > 0 ? number : value;
+    return failsOr(result);
+}
+
+int read(sd_bus_message* message, std::string& value) {
+    char const* text = nullptr;
+    int const result = sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &text);
+    if (result > 0) {
+        value = text;
+    }
+    return failsOr(result);
+}
+
+int read(sd_bus_message* message, std::vector<int>& values) {
+    void const* numbers = nullptr;
+    std::size_t size = 0;
+    int const result = sd_bus_message_read_array(message, SD_BUS_TYPE_INT32, &numbers, &size);
+    if (result > 0) {
+        auto const* const first = static_cast<int const*>(numbers);
+        values.assign(first, first + size / sizeof(int));
+    }
+    return failsOr(result);
+}
+
+int read(sd_bus_message* message, std::vector<std::string>& values) {
+    return readArray(message, "s", values, [message](std::string& value) { return read(message, value); });
+}
+
+int read(sd_bus_message* message, std::vector<std::vector<std::string>>& rows) {
+    return readArray(message, "as", rows, [message](auto& row) { return read(message, row); });
+}
+
+int read(sd_bus_message* message, std::vector<objbus::Argument>& arguments) {
+    return readArray(message, "(nnns)", arguments, [message](objbus::Argument& argument) {
+        std::int16_t index = 0;
+        std::int16_t flags = 0;
+        char const* text = nullptr;
+        int result = sd_bus_message_read(message, "(nnns)", &argument.tag, &index, &flags, &text);
+        if (result <= 0) {
+            return result;
+        }
+        argument.value = text;
+        result = readByte(index, argument.index);
+        return result < 0 ? result : readByte(flags, argument.flags);
+    });
+}
+
+int read(sd_bus_message* message, std::vector<objbus::TableSelection>& selections) {
+    return readArray(message, "(iis)", selections, [message](objbus::TableSelection& selection) {
+        char const* text = nullptr;
+        int const result = sd_bus_message_read(message, "(iis)", &selection.first, &selection.second, &text);
+        if (result > 0) {
+            selection.value = text;
+        }
+        return result;
+    });
+}
+
+int read(sd_bus_message* message, std::vector<objbus::TableOrder>& orders) {
+    return readArray(message, "(ii)", orders, [message](objbus::TableOrder& order) {
+        return sd_bus_message_read(message, "(ii)", &order.first, &order.second);
+    });
+}
+
+int open(Bus& bus, std::string const& address) {
+    char const* const named = std::getenv("NRX_BUS_ADDRESS");
+    std::string const wanted = address.empty() && named != nullptr ? named : address;
+    sd_bus* opened = nullptr;
+    int result = wanted.empty() ? sd_bus_open_user(&opened) : sd_bus_new(&opened);
+    bus.reset(opened);
+    if (result < 0 || wanted.empty()) {
+        return result;
+    }
+    result = sd_bus_set_address(opened, wanted.c_str());
+    if (result >= 0) {
+        result = sd_bus_set_bus_client(opened, 1);
+    }
+    return result < 0 ? result : sd_bus_start(opened);
+}
+
+}  // namespace bus

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+#include <systemd/sd-event.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "objbus/argument.h"
+#include "objbus/table.h"
+
+// The contents of messages. Every operation returns a negative error number when it fails, as sd-bus does; what was
+// appended, or read, before is then of no use. Private to both sides of the bus.
+
+namespace bus {
+
+/// Calls the function that gives an object of libsystemd back.
+template <auto RELEASE>
+struct Release {
+    template <typename T>
+    void operator()(T* object) const {
+        RELEASE(object);
+    }
+};
+
+using Bus = std::unique_ptr<sd_bus, Release<sd_bus_close_unref>>;
+using Message = std::unique_ptr<sd_bus_message, Release<sd_bus_message_unref>>;
+using Slot = std::unique_ptr<sd_bus_slot, Release<sd_bus_slot_unref>>;
+using Loop = std::unique_ptr<sd_event, Release<sd_event_unref>>;
+using Source = std::unique_ptr<sd_event_source, Release<sd_event_source_disable_unref>>;
+
+/// An error that is freed with it.
+class Error {
+public:
+    Error() = default;
+    Error(Error const&) = delete;
+    Error& operator=(Error const&) = delete;
+    ~Error() { sd_bus_error_free(&error_); }
+
+    sd_bus_error* get() { return &error_; }
+
+private:
+    sd_bus_error error_{};
+};
+
+/// Whether the bus carries the text: it has no zero byte and is UTF-8.
+bool carries(std::string_view text);
+
+// Appends one value, whole. A text that the bus does not carry fails with `-EILSEQ`.
+int append(sd_bus_message* message, int value);
+int append(sd_bus_message* message, unsigned int value);
+int append(sd_bus_message* message, long long value);
+int append(sd_bus_message* message, std::string const& value);
+int append(sd_bus_message* message, std::vector<int> const& values);
+int append(sd_bus_message* message, std::vector<std::string> const& values);
+int append(sd_bus_message* message, std::vector<std::vector<std::string>> const& rows);
+int append(sd_bus_message* message, std::vector<objbus::Argument> const& arguments);
+int append(sd_bus_message* message, std::vector<objbus::TableSelection> const& selections);
+int append(sd_bus_message* message, std::vector<objbus::TableOrder> const& orders);
+
+// Reads one value. Anything else than the type fails.
+int read(sd_bus_message* message, int& value);
+int read(sd_bus_message* message, unsigned int& value);
+int read(sd_bus_message* message, long long& value);
+int read(sd_bus_message* message, std::string& value);
+int read(sd_bus_message* message, std::vector<int>& values);
+int read(sd_bus_message* message, std::vector<std::string>& values);
+int read(sd_bus_message* message, std::vector<std::vector<std::string>>& rows);
+int read(sd_bus_message* message, std::vector<objbus::Argument>& arguments);
+int read(sd_bus_message* message, std::vector<objbus::TableSelection>& selections);
+int read(sd_bus_message* message, std::vector<objbus::TableOrder>& orders);
+
+/// Makes a bus that is on its way to be connected: to the address; to NRX_BUS_ADDRESS, when that is empty; to the
+/// session's, when that is empty too.
+int open(Bus& bus, std::string const& address);
+
+}  // namespace bus

@@ -1,0 +1,34 @@
+// What the platform's classes have out of line, so that each has its one virtual table here.
+
+#include "frame/process.h"
+#include "objbus/object.h"
+#include "objbus/observer.h"
+#include "objbus/root_interface.h"
+
+namespace frame {
+
+Interface::~Interface() = default;
+
+Process::Process() = default;
+
+Process::~Process() = default;
+
+Process Process::getInstance() { return {}; }
+
+}  // namespace frame
+
+namespace objbus {
+
+RootInterface::~RootInterface() = default;
+Object::~Object() = default;
+Observer::~Observer() = default;
+ObserverNumericInteger::~ObserverNumericInteger() = default;
+ObserverNumericInt64::~ObserverNumericInt64() = default;
+ObserverString::~ObserverString() = default;
+ObserverVectorNumericInteger::~ObserverVectorNumericInteger() = default;
+ObserverVectorString::~ObserverVectorString() = default;
+ObserverAction::~ObserverAction() = default;
+ObserverTable::~ObserverTable() = default;
+ObserverTableIterator::~ObserverTableIterator() = default;
+
+}  // namespace objbus
