@@ -17,11 +17,13 @@ constexpr char SERVICE[] = "nrx.Television1";
 constexpr char MODEL_PATH[] = "/nrx/Television1/model";
 constexpr char ITERATOR_PATH[] = "/nrx/Television1/iterator";
 
+constexpr char MODEL_INTERFACE[] = "nrx.Television1.Model";
 constexpr char OBJECT_INTERFACE[] = "nrx.Television1.Object";
 constexpr char ACTION_INTERFACE[] = "nrx.Television1.Action";
 constexpr char TABLE_INTERFACE[] = "nrx.Television1.Table";
 constexpr char ITERATOR_INTERFACE[] = "nrx.Television1.TableIterator";
 constexpr char PROPERTIES_INTERFACE[] = "org.freedesktop.DBus.Properties";
+constexpr char MANAGER_INTERFACE[] = "org.freedesktop.DBus.ObjectManager";
 
 constexpr char STATUS_ERROR[] = "nrx.Television1.Error.Status";
 

@@ -72,6 +72,20 @@ int read(sd_bus_message* message, std::vector<objbus::Argument>& arguments);
 int read(sd_bus_message* message, std::vector<objbus::TableSelection>& selections);
 int read(sd_bus_message* message, std::vector<objbus::TableOrder>& orders);
 
+/// Appends, or reads, the value in the variant that a property is sent in.
+template <typename T>
+int appendVariant(sd_bus_message* message, char const* signature, T const& value) {
+    int result = sd_bus_message_open_container(message, SD_BUS_TYPE_VARIANT, signature);
+    result = result < 0 ? result : append(message, value);
+    return result < 0 ? result : sd_bus_message_close_container(message);
+}
+template <typename T>
+int readVariant(sd_bus_message* message, char const* signature, T& value) {
+    int result = sd_bus_message_enter_container(message, SD_BUS_TYPE_VARIANT, signature);
+    result = result < 0 ? result : read(message, value);
+    return result < 0 ? result : sd_bus_message_exit_container(message);
+}
+
 /// Makes a bus that is on its way to be connected: to the address; to NRX_BUS_ADDRESS, when that is empty; to the
 /// session's, when that is empty too.
 int open(Bus& bus, std::string const& address);

@@ -100,13 +100,7 @@ void Iterator::readRowChunk(int count) {
     for (int row = cursor_; count > 0 && hasRow(row); ++row, --count) {
         chunk.push_back(selectedColumns(row));
     }
-    post([rows = std::move(chunk)](auto& observer) {
-        std::vector<std::vector<std::string> const*> pointers;
-        for (auto const& row : rows) {
-            pointers.push_back(&row);
-        }
-        observer.notifyReadRowChunk(pointers);
-    });
+    post([rows = std::move(chunk)](auto& observer) { notifyChunk(observer, rows); });
 }
 
 void Iterator::commit() {

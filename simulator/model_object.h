@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "simulator/model.h"
+#include "television/observers.h"
 #include "television/table_iterator.h"
 
 // Private to the simulator.
@@ -73,35 +74,21 @@ public:
     objbus::Object& object() final { return *this; }
     [[nodiscard]] objbus::ObjectTypeSpec type() const final { return type_; }
 
-    void connect(objbus::Observer* observer) final {
-        connections_.push_back(
-            {dynamic_cast<Obs*>(observer), std::make_shared<Registration>(Registration{observer, &key()})});
-    }
-
+    void connect(objbus::Observer* observer) final { observers_.add(observer, &key()); }
     bool disconnect(objbus::Observer const* observer) final {
-        auto const ended = [this, observer](auto const& connection) {
-            if (connection.registration->observer != observer) {
-                return false;
-            }
-            model().delivery.end(*connection.registration);
-            return true;
-        };
-        return std::erase_if(connections_, ended) != 0;  // Without an allocation: memory may have run out.
+        return observers_.remove(observer, model().delivery) != 0;
     }
-
-    [[nodiscard]] int registrations() const final { return static_cast<int>(connections_.size()); }
+    [[nodiscard]] int registrations() const final { return static_cast<int>(observers_.size()); }
 
 protected:
     template <typename Notify>
     void post(Notify const& notify) {
-        for (Connection<Obs> const& connection : connections_) {
-            connection.post(model().delivery, notify);
-        }
+        observers_.post(model().delivery, notify);
     }
 
 private:
     objbus::ObjectTypeSpec const type_;
-    std::vector<Connection<Obs>> connections_;
+    Observers<Obs> observers_;
 };
 
 /// For kinds that no client operation serves.

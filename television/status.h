@@ -17,6 +17,7 @@ enum Status : int {
     STATUS_NO_ANSWER = 122,          ///< The television did not answer in time.
     STATUS_NOT_CARRIED = 123,        ///< A text has a zero byte or is no UTF-8, which the bus does not carry.
     STATUS_NOT_UNDERSTOOD = 124,     ///< What came over the bus is not what was agreed on.
+    STATUS_NO_MEMORY = 125,          ///< Memory ran out here.
 };
 
 }  // namespace television

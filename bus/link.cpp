@@ -1,0 +1,317 @@
+#include "bus/link.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "base_utils/debug_log.h"
+#include "bus/contract.h"
+#include "television/status.h"
+
+namespace bus {
+
+namespace {
+
+constexpr std::uint64_t FIRST_PAUSE_USEC = 100'000;
+constexpr std::uint64_t LAST_PAUSE_USEC = 400'000;  ///< While there is no bus, it wakes the process up.
+constexpr std::uint32_t SEVERITY_ERROR = 1000;
+
+constexpr char OWNER_RULE[] =
+    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
+    "member='NameOwnerChanged',arg0='nrx.Television1'";
+constexpr char LOST_RULE[] =
+    "type='signal',sender='org.freedesktop.DBus.Local',path='/org/freedesktop/DBus/Local',"
+    "interface='org.freedesktop.DBus.Local',member='Disconnected'";
+
+Loop makeLoop() {
+    sd_event* loop = nullptr;
+    if (sd_event_new(&loop) < 0) {
+        throw std::bad_alloc();
+    }
+    return Loop(loop);
+}
+
+/// Calls from libsystemd end here, whatever is thrown: it is C, and without memory there is nothing better to do.
+template <typename Body>
+int guarded(Body const& body) noexcept {
+    try {
+        body();
+    } catch (...) {
+        report("something was lost: no memory");
+    }
+    return 0;
+}
+
+/// What became of a message that could not be made or sent.
+int statusOf(int result) {
+    switch (result) {
+        case -EILSEQ:
+            return television::STATUS_NOT_CARRIED;
+        case -ENOMEM:
+            return television::STATUS_NO_MEMORY;
+        default:
+            return television::STATUS_NO_BUS;
+    }
+}
+
+}  // namespace
+
+/// One call of a method, which its caller waits for. The caller's functions are called with the mutex held, so that it
+/// does not leave meanwhile.
+struct Link::Call {
+    Link& link;
+    Method const method;
+    Content const arguments;
+    Content const answer;
+    Content const late;
+    std::mutex mutex{};
+    std::condition_variable ended{};
+    bool isEnded = false;
+    bool isAbandoned = false;
+    int status = television::STATUS_NO_ANSWER;
+    Slot slot{};  ///< The link's thread's.
+
+    void end(int result) {
+        status = result;
+        isEnded = true;
+        ended.notify_all();
+    }
+};
+
+struct Link::Heard {
+    Link& link;
+    std::shared_ptr<Listener> const listener;
+    Slot slot{};
+    bool isRefused = false;
+};
+
+Link::Link() : loop_(makeLoop()), tasks_(loop_.get()), pause_(FIRST_PAUSE_USEC) {
+    tasks_.post([this] { open(); });
+    thread_ = std::thread([this] { run(); });
+}
+
+Link::~Link() = default;
+
+void Link::run() {
+    while (true) {
+        if (sd_event_run(loop_.get(), UINT64_MAX) < 0) {  // The kernel, or the memory, has no room: it may have later.
+            std::this_thread::sleep_for(std::chrono::microseconds(FIRST_PAUSE_USEC));
+        }
+    }
+}
+
+void Link::open() {
+    close();
+    int result = bus::open(bus_, "");
+    if (result >= 0) {
+        result = prepare();
+    }
+    if (result < 0) {
+        close();
+        retryLater();
+    }
+}
+
+int Link::prepare() {
+    sd_bus* const bus = bus_.get();
+    int result = sd_bus_attach_event(bus, loop_.get(), SD_EVENT_PRIORITY_NORMAL);
+    auto const keep = [this, &result](auto const& makeSlot) {
+        sd_bus_slot* slot = nullptr;
+        result = result < 0 ? result : makeSlot(&slot);
+        slots_.emplace_back(slot);
+    };
+    keep([&](auto slot) { return sd_bus_add_match(bus, slot, LOST_RULE, onLost, this); });
+    keep([&](auto slot) { return sd_bus_add_match_async(bus, slot, OWNER_RULE, onOwnerChanged, nullptr, this); });
+    keep([&](auto slot) {
+        return sd_bus_call_method_async(bus, slot, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                        "org.freedesktop.DBus", "GetNameOwner", onOwner, this, "s", SERVICE);
+    });
+    for (auto const& [path, heard] : heard_) {
+        listenNow(path, *heard);
+    }
+    return result;
+}
+
+void Link::close() {
+    slots_.clear();
+    for (auto const& [path, heard] : heard_) {
+        heard->slot.reset();
+    }
+    for (auto const& [key, call] : std::exchange(calls_, {})) {
+        std::lock_guard const lock(call->mutex);
+        call->slot.reset();
+        call->end(television::STATUS_NO_BUS);
+    }
+    owner_.clear();
+    bus_.reset();
+}
+
+void Link::retryLater() {
+    sd_event_source* source = nullptr;
+    sd_event_add_time_relative(loop_.get(), &source, CLOCK_MONOTONIC, pause_, 0, onTime, this);
+    retry_.reset(source);
+    pause_ = std::min(2 * pause_, LAST_PAUSE_USEC);
+}
+
+int Link::onTime(sd_event_source* /*source*/, std::uint64_t /*time*/, void* link) noexcept {
+    return guarded([&] { static_cast<Link*>(link)->open(); });
+}
+
+int Link::onLost(sd_bus_message* /*message*/, void* link, sd_bus_error* /*error*/) noexcept {
+    return guarded([&] { static_cast<Link*>(link)->retryLater(); });  // Not here: the bus is at work.
+}
+
+int Link::onOwner(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
+    return guarded([&] {
+        auto& self = *static_cast<Link*>(link);
+        sd_bus_error const* const error = sd_bus_message_get_error(message);
+        if (error == nullptr) {
+            read(message, self.owner_);
+        } else if (sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) == 0) {
+            return;  // The bus goes.
+        }
+        self.pause_ = FIRST_PAUSE_USEC;
+        std::lock_guard const lock(self.mutex_);
+        self.reached_ = true;
+        self.reachedNow_.notify_all();
+    });
+}
+
+int Link::onOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
+    return guarded([&] {
+        std::string name;
+        std::string before;
+        std::string owner;
+        if (read(message, name) >= 0 && read(message, before) >= 0 && read(message, owner) >= 0) {
+            static_cast<Link*>(link)->owner_ = owner;
+        }
+    });
+}
+
+bool Link::reached(std::chrono::milliseconds patience) {
+    std::unique_lock lock(mutex_);
+    return reachedNow_.wait_until(lock, std::chrono::steady_clock::now() + patience, [this] { return reached_; });
+}
+
+int Link::ask(Method method, Deadline deadline, Content arguments, Content answer, Content late) {
+    std::shared_ptr<Call> const call(
+        new Call{*this, std::move(method), std::move(arguments), std::move(answer), std::move(late)});
+    tasks_.post([this, call] { start(call); });
+    std::unique_lock lock(call->mutex);
+    call->isAbandoned = !call->ended.wait_until(lock, deadline, [&call] { return call->isEnded; });
+    return call->status;
+}
+
+void Link::start(std::shared_ptr<Call> const& call) {
+    std::lock_guard const lock(call->mutex);
+    if (call->isAbandoned) {
+        return;
+    }
+    Message message;
+    int result = make(call->method, call->arguments, message);
+    if (result >= 0) {
+        auto const place = calls_.emplace(call.get(), call).first;
+        sd_bus_slot* slot = nullptr;
+        result = sd_bus_call_async(bus_.get(), &slot, message.get(), onAnswer, call.get(), 0);
+        call->slot.reset(slot);
+        if (result >= 0) {
+            return;
+        }
+        calls_.erase(place);
+    }
+    call->end(statusOf(result));
+}
+
+int Link::onAnswer(sd_bus_message* message, void* asked, sd_bus_error* /*error*/) noexcept {
+    return guarded([&] {
+        auto& calls = static_cast<Call*>(asked)->link.calls_;
+        std::shared_ptr<Call> const call = calls.extract(static_cast<Call*>(asked)).mapped();
+        std::lock_guard const lock(call->mutex);
+        Slot const slot = std::move(call->slot);
+        if (sd_bus_error const* const error = sd_bus_message_get_error(message)) {
+            call->end(bus::statusOf(*error));
+        } else if (!call->isAbandoned) {
+            bool const understood = !call->answer || call->answer(message) >= 0;
+            call->end(understood ? television::STATUS_OK : television::STATUS_NOT_UNDERSTOOD);
+        } else if (call->late) {
+            call->late(message);
+        }
+    });
+}
+
+void Link::tell(Method method, Content arguments) {
+    tasks_.post([this, told = std::move(method), content = std::move(arguments)] {
+        Message message;
+        int result = make(told, content, message);
+        if (result >= 0) {
+            result = sd_bus_message_set_expect_reply(message.get(), 0);
+        }
+        if (result >= 0) {
+            result = sd_bus_send(bus_.get(), message.get(), nullptr);
+        }
+        if (result < 0) {
+            report(told.path + ": " + told.name + " dropped, status " + std::to_string(statusOf(result)));
+        }
+    });
+}
+
+int Link::make(Method const& method, Content const& arguments, Message& message) const {
+    if (!bus_) {
+        return -ENOTCONN;
+    }
+    sd_bus_message* made = nullptr;
+    int const result =
+        sd_bus_message_new_method_call(bus_.get(), &made, SERVICE, method.path.c_str(), method.interface, method.name);
+    message.reset(made);
+    return result < 0 || !arguments ? result : arguments(made);
+}
+
+void Link::listen(std::string const& path, std::shared_ptr<Listener> listener) {
+    tasks_.post([this, path, listener = std::move(listener)] {
+        auto& heard = heard_[path];
+        heard.reset(new Heard{*this, listener});
+        if (bus_) {
+            listenNow(path, *heard);
+        }
+    });
+}
+
+void Link::listenNow(std::string const& path, Heard& heard) {
+    std::string const rule = "type='signal',sender='" + std::string(SERVICE) + "',path='" + path + "'";
+    sd_bus_slot* slot = nullptr;
+    heard.isRefused = sd_bus_add_match_async(bus_.get(), &slot, rule.c_str(), onSignal, onListening, &heard) < 0;
+    heard.slot.reset(slot);
+}
+
+void Link::forget(std::string const& path) {
+    tasks_.post([this, path] { heard_.erase(path); });
+}
+
+bool Link::refused(std::string const& path) const {
+    auto const found = heard_.find(path);
+    return found == heard_.end() || found->second->isRefused;
+}
+
+int Link::onListening(sd_bus_message* message, void* listened, sd_bus_error* /*error*/) noexcept {
+    static_cast<Heard*>(listened)->isRefused = sd_bus_message_is_method_error(message, nullptr) != 0;
+    return 0;
+}
+
+int Link::onSignal(sd_bus_message* message, void* listened, sd_bus_error* /*error*/) noexcept {
+    return guarded([&] {
+        auto const& heard = *static_cast<Heard*>(listened);
+        char const* const sender = sd_bus_message_get_sender(message);
+        if (sender != nullptr && heard.link.owner_ == sender) {  // Anybody may send signals; the owner is one.
+            heard.listener->hear(message);
+        }
+    });
+}
+
+void report(std::string const& line) {
+    DebugLevelRecord record{SEVERITY_ERROR, 0, 0};
+    if (debugCheckLevel(&record) != 0) {
+        debugOutput("ERROR [BUS] %s\n", line.c_str());
+    }
+}
+
+}  // namespace bus

@@ -1,0 +1,114 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bus/message.h"
+#include "bus/tasks.h"
+
+// Private to the platform library.
+
+namespace bus {
+
+using Deadline = std::chrono::steady_clock::time_point;
+
+/// A method of one of the television's objects.
+struct Method {
+    std::string path;
+    char const* interface;
+    char const* name;
+};
+
+/// Appends what is asked, or reads what is answered; negative when that fails.
+using Content = std::function<int(sd_bus_message* message)>;
+
+/// Hears the signals of one object of the television's. Called on the link's thread.
+class Listener {
+public:
+    Listener() = default;
+    Listener(Listener const&) = delete;
+    Listener& operator=(Listener const&) = delete;
+    virtual ~Listener() = default;
+    virtual void hear(sd_bus_message* signal) = 0;
+};
+
+/// The way to the television, over a bus that is looked for again whenever it is lost, and the thread on which all is
+/// sent and received. That thread calls nobody outside this library. Lives as long as the process.
+class Link {
+public:
+    Link();
+    Link(Link const&) = delete;
+    Link& operator=(Link const&) = delete;
+    ~Link();
+
+    /// Waits until a bus has been reached for the first time, and returns whether it was.
+    bool reached(std::chrono::milliseconds patience);
+
+    /// Calls the method and waits for its answer, until the deadline: what has not been sent by then is dropped.
+    /// Returns a status. `arguments` and `answer` are called on the link's thread, and never after this has returned;
+    /// an answer that comes later goes to `late`.
+    int ask(Method method, Deadline deadline, Content arguments, Content answer, Content late = {});
+
+    /// Calls the method and does not wait. `arguments` is called later, on the link's thread.
+    void tell(Method method, Content arguments);
+
+    /// Lets the listener hear the signals of a path; what is asked for after this has returned is answered after that.
+    /// One path has one listener.
+    void listen(std::string const& path, std::shared_ptr<Listener> listener);
+    /// Lets nobody hear them, soon.
+    void forget(std::string const& path);
+    /// For an answer: whether the bus has refused to pass the path's signals on.
+    [[nodiscard]] bool refused(std::string const& path) const;
+
+private:
+    struct Call;
+    struct Heard;
+
+    void run();
+    void open();
+    void close();
+    int prepare();
+    void retryLater();
+    void listenNow(std::string const& path, Heard& heard);
+    void start(std::shared_ptr<Call> const& call);
+    int make(Method const& method, Content const& arguments, Message& message) const;
+
+    static int onAnswer(sd_bus_message* message, void* asked, sd_bus_error* error) noexcept;
+    static int onListening(sd_bus_message* message, void* listened, sd_bus_error* error) noexcept;
+    static int onSignal(sd_bus_message* message, void* listened, sd_bus_error* error) noexcept;
+    static int onOwner(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
+    static int onOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
+    static int onLost(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
+    static int onTime(sd_event_source* source, std::uint64_t time, void* link) noexcept;
+
+    Loop const loop_;
+    Tasks tasks_;
+
+    std::mutex mutex_;
+    std::condition_variable reachedNow_;
+    bool reached_ = false;  ///< Guarded by the mutex.
+
+    // Used on the link's thread alone.
+    std::uint64_t pause_;  ///< Before the next look for a bus, in microseconds.
+    Source retry_;
+    std::map<std::string, std::unique_ptr<Heard>> heard_;
+    std::map<Call const*, std::shared_ptr<Call>> calls_;  ///< Those that were sent.
+    std::string owner_;                                   ///< The television's connection; empty while there is none.
+    Bus bus_;                                             ///< Null while there is none.
+    std::vector<Slot> slots_;                             ///< The link's own. All slots go before the bus.
+
+    std::thread thread_;
+};
+
+/// Writes one line to the log.
+void report(std::string const& line);
+
+}  // namespace bus
