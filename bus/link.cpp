@@ -46,6 +46,8 @@ int guarded(Body const& body) noexcept {
 int statusOf(int result) {
     switch (result) {
         case -EILSEQ:
+        case -EINVAL:    // The path is too long,
+        case -EMSGSIZE:  // or the rest.
             return television::STATUS_NOT_CARRIED;
         case -ENOMEM:
             return television::STATUS_NO_MEMORY;

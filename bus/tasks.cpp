@@ -12,8 +12,11 @@ namespace bus {
 
 Tasks::Tasks(sd_event* loop) : descriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     sd_event_source* source = nullptr;
-    int const result = descriptor_ < 0 ? -errno : sd_event_add_io(loop, &source, descriptor_, EPOLLIN, run, this);
+    int result = descriptor_ < 0 ? -errno : sd_event_add_io(loop, &source, descriptor_, EPOLLIN, run, this);
     source_.reset(source);
+    if (result >= 0) {
+        result = sd_event_source_set_priority(source, SD_EVENT_PRIORITY_IMPORTANT);
+    }
     if (result < 0) {
         ::close(descriptor_);
         throw std::system_error(-result, std::generic_category(), "the thread of the bus");

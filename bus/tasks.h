@@ -10,7 +10,8 @@
 
 namespace bus {
 
-/// Work that any thread hands over to the thread of an event loop, which does it in the order of `post`.
+/// Work that any thread hands over to the thread of an event loop, which does it in the order of `post`, and
+/// before the next message of a bus.
 class Tasks {
 public:
     /// Belongs to the loop from now on. Throws `std::system_error` when the kernel has no room for it.

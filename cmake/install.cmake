@@ -1,5 +1,5 @@
-# What `cmake --install` lays down, in the components runtime, development, simulator, simulator_development, tools and
-# documentation. It can be moved: the CMake package and the pkg-config files reckon from their own place, and programs
+# What `cmake --install` lays down, in the components runtime, development, simulator, simulator_development, bus,
+# bus_development, tools, bus_tools and documentation. It can be moved: the CMake package and the pkg-config files reckon from their own place, and programs
 # and libraries look from theirs.
 include(CMakePackageConfigHelpers)
 
@@ -44,6 +44,22 @@ if(TARGET nrx_simulator)
             DESTINATION ${pkgconfig_directory} COMPONENT simulator_development)
 endif()
 
+if(TARGET nrx_bus_platform)
+    set(bus_headers ${CMAKE_INSTALL_INCLUDEDIR}/nrx_bus)
+    set_target_properties(nrx_bus_platform PROPERTIES EXPORT_NAME bus_platform)
+    install(TARGETS nrx_bus_platform EXPORT nrx_model_access-bus-targets
+            LIBRARY COMPONENT bus NAMELINK_COMPONENT bus_development
+            FILE_SET HEADERS DESTINATION ${bus_headers} COMPONENT bus_development
+            INCLUDES DESTINATION ${bus_headers})
+    install(EXPORT nrx_model_access-bus-targets
+            NAMESPACE nrx_model_access:: DESTINATION ${cmake_directory} COMPONENT bus_development)
+    configure_file(cmake/nrx_bus_platform.pc.in nrx_bus_platform.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/nrx_bus_platform.pc
+            DESTINATION ${pkgconfig_directory} COMPONENT bus_development)
+    install(FILES bus/nrx.Television1.xml
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/interfaces COMPONENT bus_development)
+endif()
+
 if(TARGET nrx_console)
     file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
     install(TARGETS nrx_console RUNTIME COMPONENT tools)
@@ -51,6 +67,13 @@ if(TARGET nrx_console)
     if(TARGET nrx_timeline)
         set_target_properties(nrx_timeline PROPERTIES INSTALL_RPATH $ORIGIN/${bin_to_lib})
         install(TARGETS nrx_timeline RUNTIME COMPONENT tools)
+    endif()
+    if(TARGET nrx_bus_platform)
+        set_target_properties(nrx_bus_console nrx_television PROPERTIES INSTALL_RPATH $ORIGIN/${bin_to_lib})
+        install(TARGETS nrx_bus_console nrx_television RUNTIME COMPONENT bus_tools)
+        configure_file(tools/nrx_television/nrx.Television1.service.in nrx.Television1.service @ONLY)
+        install(FILES ${PROJECT_BINARY_DIR}/nrx.Television1.service
+                DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/services COMPONENT bus_tools)
     endif()
     if(TARGET nrx_simulator)  # Its television.
         install(DIRECTORY tools/nrx_console/example DESTINATION ${CMAKE_INSTALL_DATADIR}/nrx_console COMPONENT tools)

@@ -1,7 +1,7 @@
 # Debian packages, one for each component that cmake/install.cmake names. They are for the machines that build them,
 # with the simulator for a television.
-if(CMAKE_CROSSCOMPILING OR NOT TARGET nrx_console)
-    message(FATAL_ERROR "NRX_PACKAGES is on: expected a build for this machine with the simulator")
+if(CMAKE_CROSSCOMPILING OR NOT TARGET nrx_console OR NOT TARGET nrx_bus_platform)
+    message(FATAL_ERROR "NRX_PACKAGES is on: expected a build for this machine with the simulator and the bus")
 endif()
 find_program(NRX_HELP2MAN help2man REQUIRED)
 
@@ -17,7 +17,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 # Debian's libraries are found by dpkg-shlibdeps, which is shown ours because no installed package has them.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/simulator)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
+    ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/simulator ${PROJECT_BINARY_DIR}/bus)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
@@ -33,7 +34,7 @@ add_custom_command(
 set(packaging_files ${changelog})
 
 # The manual page of a program, from what its --help says, and from PROGRAM.h2m beside its sources if that is there.
-function(add_manual_page program summary)
+function(add_manual_page program component summary)
     set(page ${packaging_directory}/${program}.1)
     get_target_property(directory ${program} SOURCE_DIR)
     file(GLOB included CONFIGURE_DEPENDS ${directory}/${program}.h2m)
@@ -45,11 +46,13 @@ function(add_manual_page program summary)
         DEPENDS ${program} ${included}
         COMMAND_EXPAND_LISTS
         VERBATIM)
-    install(FILES ${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+    install(FILES ${page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT ${component})
     set(packaging_files ${packaging_files} ${page}.gz PARENT_SCOPE)
 endfunction()
-add_manual_page(nrx_console "drive the NRX model access library by hand")
-add_manual_page(nrx_timeline "show the log of the NRX model access library over time")
+add_manual_page(nrx_console tools "drive the NRX model access library by hand")
+add_manual_page(nrx_timeline tools "show the log of the NRX model access library over time")
+add_manual_page(nrx_bus_console bus_tools "drive the NRX model access library by hand, over a message bus")
+add_manual_page(nrx_television bus_tools "serve a simulated television on a message bus")
 add_custom_target(packaging_files ALL DEPENDS ${packaging_files})
 
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libnrx-model-access-dev COMPONENT development
@@ -86,7 +89,7 @@ These are the headers, what CMake and pkg-config need, and example programs.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libboost-dev)
 # Programs link a platform library, and this is the one that the library was built with.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS libnrx-simulator-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libnrx-model-access-doc)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libnrx-bus-platform-dev, libnrx-model-access-doc")
 add_package(simulator libnrx-simulator${PROJECT_VERSION_MAJOR} libs ""
 "simulated television for clients of the NRX service
 ${simulator}
@@ -107,10 +110,28 @@ The console nrx_console drives the library by hand, or by a script, against
 a simulated television; nrx_timeline shows its log over time. An example
 session comes with them.")
 
+set(bus "A television on a message bus: the web engine, the NRX service and the person at
+the console are processes of their own and have one television.
+")
+add_package(bus libnrx-bus-platform${PROJECT_VERSION_MAJOR} libs ""
+"television on a message bus for clients of the NRX service
+${bus}
+This is the shared library that its clients are linked with.")
+add_package(bus_development libnrx-bus-platform-dev libdevel "bus;development"
+"television on a message bus for clients of the NRX service - development files
+${bus}
+These are the headers, what CMake and pkg-config need, and the interfaces on
+the bus.")
+add_package(bus_tools nrx-bus-tools devel "runtime;simulator;bus;tools"
+"television on a message bus, and a console for it
+${bus}
+The program nrx_television serves a simulated television, when it is asked for
+by a client or by hand; nrx_bus_console drives the library in front of any.")
+
 # ldconfig is triggered. CPack would write maintainer scripts that call it, were their names not taken; it warns that
 # the files are missing, and takes none.
 file(WRITE ${packaging_directory}/triggers "activate-noawait ldconfig\n")
-foreach(key RUNTIME SIMULATOR)
+foreach(key RUNTIME SIMULATOR BUS)
     set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA
         ${packaging_directory}/triggers ${packaging_directory}/none/postinst ${packaging_directory}/none/postrm)
 endforeach()
