@@ -81,6 +81,8 @@ struct Link::Call {
 };
 
 struct Link::Heard {
+    Heard(Link& owner, std::shared_ptr<Listener> hearing) : link(owner), listener(std::move(hearing)) {}
+
     Link& link;
     std::shared_ptr<Listener> const listener;
     Slot slot{};
@@ -271,7 +273,7 @@ int Link::make(Method const& method, Content const& arguments, Message& message)
 void Link::listen(std::string const& path, std::shared_ptr<Listener> listener) {
     tasks_.post([this, path, listener = std::move(listener)] {
         auto& heard = heard_[path];
-        heard.reset(new Heard{*this, listener});
+        heard = std::make_unique<Heard>(*this, listener);
         if (bus_) {
             listenNow(path, *heard);
         }

@@ -1,7 +1,5 @@
 // The plain values, and the actions.
 
-#include <ranges>
-
 #include "bus/contract.h"
 #include "bus/remote_object.h"
 #include "bus/remote_table.h"
@@ -131,10 +129,7 @@ public:
     int platformReserved() override { return television::STATUS_NOT_SUPPORTED; }
 
     int setValue(std::map<int, Element> const& elements) override {
-        return safely([&] {
-            auto const values = std::views::values(elements);
-            return this->write({values.begin(), values.end()});
-        });
+        return safely([&] { return this->write(television::writtenList(elements)); });
     }
 
     int getValue(std::vector<Element>& values) override { return this->read(values); }

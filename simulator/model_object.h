@@ -174,14 +174,7 @@ public:
 
     int platformReserved() override { return STATUS_NOT_SUPPORTED; }
 
-    int setValue(std::map<int, Element> const& elements) override {
-        std::vector<Element> list;
-        list.reserve(elements.size());
-        for (auto const& [position, element] : elements) {
-            list.push_back(element);
-        }
-        return this->write(std::move(list));
-    }
+    int setValue(std::map<int, Element> const& elements) override { return this->write(writtenList(elements)); }
 
     int getValue(std::vector<Element>& values) override { return this->read(values); }
 };

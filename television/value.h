@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <variant>
 #include <vector>
@@ -11,5 +12,16 @@ using Value = std::variant<int, long long, std::string, std::vector<int>, std::v
 
 /// The rows of a table.
 using Rows = std::vector<std::vector<std::string>>;
+
+/// The list that is written by positions: the elements in their order, without gaps.
+template <typename Element>
+std::vector<Element> writtenList(std::map<int, Element> const& elements) {
+    std::vector<Element> list;
+    list.reserve(elements.size());
+    for (auto const& [position, element] : elements) {
+        list.push_back(element);
+    }
+    return list;
+}
 
 }  // namespace television
