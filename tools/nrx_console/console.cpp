@@ -18,7 +18,7 @@ bool beginsWith(Words const& words, Words const& first) {
 /// The command that another word stands for.
 std::string fullName(std::string const& word) { return word == "?" ? "help" : word == "exit" ? "quit" : word; }
 
-/// The commands for which the console must be inside the television, by their first words.
+/// The commands that need more of the television than its clients have, by their first words.
 constexpr std::array<char const*, 5> INSIDE{"list", "show", "table", "wait", "tv"};
 
 }  // namespace
@@ -55,9 +55,7 @@ bool Console::execute(std::string const& line) {
     words.front() = fullName(words.front());
     Command const* const command = find(words);
     if (command == nullptr) {
-        bool const needsInside = std::count(INSIDE.begin(), INSIDE.end(), words.front()) != 0;
-        throw unexpected(line, !television_ && needsInside ? "another command: nobody is inside a real television"
-                                                           : "a command that \"help\" lists");
+        throw unknown(line, words.front());
     }
     Words const arguments(words.begin() + static_cast<std::ptrdiff_t>(wordsOf(command->name).size()), words.end());
     command->expectNumberOf(arguments);
@@ -96,13 +94,33 @@ Words Console::completions(std::string const& line) const {
     return fitting;
 }
 
+Words Console::missing() const {
+    Words missing(INSIDE.begin(), INSIDE.end());
+    for (Command const& command : commands_) {
+        std::erase(missing, wordsOf(command.name).front());
+    }
+    return missing;
+}
+
+char const* Console::whyMissing() const {
+    return television_ ? "the television is another process, \"nrx_television --commands\" has them"
+                       : "nobody is inside a real television";
+}
+
+CommandError Console::unknown(std::string const& found, std::string const& firstWord) const {
+    Words const others = missing();
+    bool const isMissing = std::count(others.begin(), others.end(), firstWord) != 0;
+    return unexpected(found,
+                      isMissing ? std::string("another command: ") + whyMissing() : "a command that \"help\" lists");
+}
+
 void Console::help(Words const& arguments) const {
     std::string const begin = fullName(typed(arguments));
     Commands listed;
     std::copy_if(commands_.begin(), commands_.end(), std::back_inserter(listed),
                  [begin](Command const& command) { return command.name.starts_with(begin); });
     if (listed.empty()) {
-        throw unexpected(typed(arguments), "a command that \"help\" lists");
+        throw unknown(typed(arguments), arguments.front());
     }
     constexpr std::size_t COLUMN = 34;
     for (Command const& command : listed) {
@@ -117,8 +135,8 @@ void Console::help(Words const& arguments) const {
     if (arguments.empty()) {
         printLine(R"(A KEY may be command or event for short. In quotes: "channel 5", and \n \r \t \" \\ \xHH.)");
     }
-    if (!television_) {
-        printLine("There are no list, show, table, wait and tv: nobody is inside a real television.");
+    if (Words const others = missing(); !others.empty()) {
+        printLine("Not here: " + typed(others) + "; " + whyMissing() + ".");
     }
 }
 

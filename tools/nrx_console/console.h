@@ -28,6 +28,11 @@ public:
 private:
     /// The command that the words begin with, or null.
     [[nodiscard]] Command const* find(Words const& words) const;
+    /// What commands begin with in another console, and not in this one, because of `whyMissing`.
+    [[nodiscard]] Words missing() const;
+    [[nodiscard]] char const* whyMissing() const;
+    /// For words that no command begins with.
+    [[nodiscard]] CommandError unknown(std::string const& found, std::string const& firstWord) const;
     void help(Words const& arguments) const;
 
     bool quit_ = false;

@@ -19,7 +19,7 @@ constexpr int EXIT_SCRIPT_FAILED = 1;
 constexpr int EXIT_NOT_STARTED = 2;
 
 int fail(std::string const& what) {
-    std::cerr << "nrx_console: " + what + "\n";
+    std::cerr << NRX_PROGRAM ": " + what + "\n";
     return EXIT_NOT_STARTED;
 }
 
@@ -50,16 +50,18 @@ int run(int argc, char** argv) {
     std::string model;
     std::string sysroot;
     std::string script;
-    CLI::App app(
-        "An embedding process in front of a simulated television. \"help\" lists its commands. A script ends at "
-        "the first command that fails.",
-        "nrx_console");
-    auto const* const modelOption =
+    CLI::App app("An embedding process in front of " + nrx_console::televisionName() +
+                     ". \"help\" lists its commands. A script ends at the first command that fails.",
+                 NRX_PROGRAM);
+    auto* const modelOption =
         app.add_option("--model", model, "JSON file of the television's objects; the shipped example by default");
     app.add_option("--sysroot", sysroot, "Directory that holds the television's own files")
         ->check(CLI::ExistingDirectory);
+    if (!nrx_console::televisionIsSimulated()) {
+        modelOption->group("");  // Refused below; not in the help.
+    }
     auto const* const scriptOption = app.add_option("SCRIPT", script, "File of commands; standard input by default");
-    app.set_version_flag("--version", "nrx_console " NRX_VERSION);
+    app.set_version_flag("--version", NRX_PROGRAM " " NRX_VERSION);
     try {
         app.parse(argc, argv);
     } catch (CLI::Success const& help) {
@@ -68,6 +70,9 @@ int run(int argc, char** argv) {
         return fail(television::printable(error.what()));
     }
 
+    if (modelOption->count() > 0 && !nrx_console::televisionIsSimulated()) {
+        return fail("--model: found " + nrx_console::televisionName() + ", expected a simulated one to take objects");
+    }
     bool const hasScript = scriptOption->count() > 0;
     bool const onTerminal = !hasScript && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
     std::ifstream scriptFile;
@@ -100,11 +105,7 @@ int run(int argc, char** argv) {
     }
     nrx_console::setSysroot(sysroot);
 
-    auto television = nrx_console::makeTelevision(objects);
-    if (!television && !objects.empty()) {
-        return fail("--model: the television is a real one, expected none of its objects");
-    }
-    nrx_console::Console console(std::move(television));
+    nrx_console::Console console(nrx_console::makeTelevision(objects));
     return runInput(console, input, television::printable(script), onTerminal);
 }
 

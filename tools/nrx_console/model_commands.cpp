@@ -1,6 +1,8 @@
 #include "tools/nrx_console/model_commands.h"
 
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <utility>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/table_access.h"
@@ -107,17 +109,29 @@ ValueType const VALUE_TYPES[] = {
      watcher<objbus::ObserverVectorString>},
 };
 
+/// Null for a type whose objects have no value.
+ValueType const* findValueType(objbus::ObjectTypeSpec type) {
+    auto const* const found = std::find_if(std::begin(VALUE_TYPES), std::end(VALUE_TYPES),
+                                           [type](ValueType const& candidate) { return candidate.type == type; });
+    return found != std::end(VALUE_TYPES) ? found : nullptr;
+}
+
 ValueType const& valueTypeOf(std::string const& word, ValueAccessBase& access) {
     objbus::ObjectTypeSpec const type = access.getType();
-    for (ValueType const& candidate : VALUE_TYPES) {
-        if (candidate.type == type) {
-            return candidate;
-        }
+    if (ValueType const* const known = findValueType(type)) {
+        return *known;
     }
     throw CommandError("found " + typed(word) + " of " + access.accessTypeName(type) + ", expected the key of a value");
 }
 
 }  // namespace
+
+bool hasValue(objbus::ObjectTypeSpec type) { return findValueType(type) != nullptr; }
+
+std::string readValue(std::string const& word) {
+    AnyObject object(word);
+    return valueTypeOf(word, object.access()).read(word, object.access());
+}
 
 ModelCommands::~ModelCommands() {
     for (auto const& [key, action] : actions_) {
@@ -136,11 +150,7 @@ Commands ModelCommands::commands() {
     };
 }
 
-void ModelCommands::read(Words const& arguments) {
-    AnyObject object(arguments[0]);
-    ValueType const& type = valueTypeOf(arguments[0], object.access());
-    printLine(typed(arguments[0]) + ": " + type.read(arguments[0], object.access()));
-}
+void ModelCommands::read(Words const& arguments) { printLine(typed(arguments[0]) + ": " + readValue(arguments[0])); }
 
 void ModelCommands::write(Words const& arguments) {
     AnyObject object(arguments[0]);

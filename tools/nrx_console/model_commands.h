@@ -6,9 +6,16 @@
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access_base.h"
+#include "objbus/object_type.h"
 #include "tools/nrx_console/command.h"
 
 namespace nrx_console {
+
+/// Whether objects of the type have a value that can be read.
+bool hasValue(objbus::ObjectTypeSpec type);
+
+/// The value of such an object, as it can be typed. Throws `CommandError` for the word of any other.
+std::string readValue(std::string const& word);
 
 /// What can be done with any object of the model, through the access layer.
 class ModelCommands {

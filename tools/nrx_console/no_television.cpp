@@ -10,4 +10,6 @@ void printLog(bool /*here*/) {}
 
 bool televisionIsSimulated() { return false; }
 
+std::string televisionName() { return "a real television"; }
+
 }  // namespace nrx_console

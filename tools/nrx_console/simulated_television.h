@@ -1,29 +1,30 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
 #include "simulator/television.h"
-#include "tools/nrx_console/television_commands.h"
+#include "tools/nrx_console/television_view.h"
 
 namespace nrx_console {
 
 /// What can be done with the simulated television.
-class SimulatedTelevision final : public TelevisionCommands {
+class SimulatedTelevision final : public TelevisionView {
 public:
     explicit SimulatedTelevision(std::vector<ModelObject> const& model);
+    SimulatedTelevision(SimulatedTelevision const&) = delete;
+    SimulatedTelevision& operator=(SimulatedTelevision const&) = delete;
+    ~SimulatedTelevision() override { dropIterators(); }
 
     Commands commands() override;
     void restore() override;
-    [[nodiscard]] Words keys() const override;
 
 private:
+    [[nodiscard]] Objects objects() const override { return television_.objects(); }
+    void waitUntilDelivered() override { television_.waitUntilDelivered(); }
+    void showMore(std::string const& key, objbus::ObjectTypeSpec type) override;
+
     Commands faultCommands();
-    void list(Words const& arguments);
-    void show(Words const& arguments);
-    void table(Words const& arguments);
     void set(Words const& arguments);
     /// Says when nothing is published there, which a mistyped key would be.
     [[nodiscard]] std::string faultyKey(std::string const& word) const;
@@ -39,8 +40,6 @@ private:
     decltype(simulator::ActionAnswer::outcome) outcome_;  ///< Of the actions invoked from now on.
     unsigned int lastActionId_ = 0;
     simulator::Television television_;
-    /// Those that the television would not destroy: they report here until it ends.
-    std::vector<std::unique_ptr<orvane::system::support::IteratorAccess>> iterators_;
 };
 
 }  // namespace nrx_console

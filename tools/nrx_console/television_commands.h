@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "tools/nrx_console/command.h"
@@ -8,7 +9,7 @@
 
 namespace nrx_console {
 
-/// What can be done with the television from inside it.
+/// What can be done with the television from inside it, or over its bus.
 class TelevisionCommands {
 public:
     TelevisionCommands() = default;
@@ -23,12 +24,17 @@ public:
     [[nodiscard]] virtual Words keys() const = 0;
 };
 
-/// A simulated television with these objects, which is on until it is destroyed; null where the program is linked with
-/// a television's own platform library, which has its own.
+// What the platform library decides that a program is linked with. Each program has one set of definitions.
+
+/// A simulated television with these objects, which is on until it is destroyed; or one on a message bus, which has its
+/// own objects; null for a television of whose inside nothing is known.
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
 
-/// Whether `makeTelevision` makes one.
+/// Whether `makeTelevision` makes a simulated one, which takes the objects.
 bool televisionIsSimulated();
+
+/// What the program says that it is in front of.
+std::string televisionName();
 
 /// Prints the log's lines as lines of the console's, or no longer, where the television lets it.
 void printLog(bool here);

@@ -1,0 +1,58 @@
+#include "bus/bus_platform.h"
+#include "tools/nrx_console/model_commands.h"
+#include "tools/nrx_console/output.h"
+#include "tools/nrx_console/television_view.h"
+
+// Where the television is another process, on a message bus.
+
+namespace nrx_console {
+
+namespace {
+
+void expectAnswered(int status) {
+    if (status != 0) {
+        throw CommandError("found status " + std::to_string(status) + ", expected a television that answers");
+    }
+}
+
+class BusTelevision final : public TelevisionView {
+public:
+    /// Its own process sees to that.
+    void restore() override {}
+
+    /// None while it does not answer: the user may still type one.
+    [[nodiscard]] Words keys() const override {
+        try {
+            return TelevisionView::keys();
+        } catch (CommandError const&) {
+            return {};
+        }
+    }
+
+private:
+    [[nodiscard]] Objects objects() const override {
+        Objects published;
+        expectAnswered(bus::listObjects(published));
+        return published;
+    }
+
+    void waitUntilDelivered() override { expectAnswered(bus::waitUntilDelivered()); }
+
+    void showMore(std::string const& key, objbus::ObjectTypeSpec type) override {
+        if (hasValue(type)) {
+            printLine("value: " + readValue(key));
+        }
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& /*model*/) {
+    return std::make_unique<BusTelevision>();
+}
+
+bool televisionIsSimulated() { return false; }
+
+std::string televisionName() { return "a television on a message bus"; }
+
+}  // namespace nrx_console

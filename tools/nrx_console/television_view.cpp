@@ -1,0 +1,99 @@
+#include "tools/nrx_console/television_view.h"
+
+#include "television/table_iterator.h"
+#include "television/value.h"
+#include "tools/nrx_console/output.h"
+
+namespace nrx_console {
+
+namespace {
+
+/// Keeps the rows that were read last. Looked at only when everything was delivered.
+class RowReader final : public orvane::system::support::IteratorHandler {
+public:
+    void handleCommit(int /*status*/) override {}
+    void handleTotalCount(int count) override { total = count; }
+    void handleSeekToRow(int /*row*/) override {}
+    void handleSeekToContent(int /*row*/) override {}
+    void handleCursorPosition(int /*row*/) override {}
+    void handleReadRow(std::vector<std::string> const& /*row*/) override {}
+    void handleReadRowChunk(std::vector<std::vector<std::string> const*> const& chunk) override {
+        rows.clear();
+        for (auto const* const row : chunk) {
+            rows.push_back(*row);
+        }
+    }
+    void handleIteratorReady(int /*status*/) override {}
+    void handleUpdate(int /*update*/) override {}
+
+    int total = 0;
+    television::Rows rows;
+};
+
+}  // namespace
+
+Commands TelevisionView::commands() {
+    return {
+        {"list", "[PREFIX]", "list the television's objects", [this](auto const& arguments) { list(arguments); }},
+        {"show", "KEY", "what is known of an object", [this](auto const& arguments) { show(arguments); }},
+        {"table", "KEY", "print the rows of a table", [this](auto const& arguments) { table(arguments); }},
+        {"wait", "", "wait until all notifications were delivered", [this](auto const&) { waitUntilDelivered(); }},
+    };
+}
+
+Words TelevisionView::keys() const {
+    Words keys;
+    for (auto const& [key, type] : objects()) {
+        keys.push_back(key);
+    }
+    return keys;
+}
+
+void TelevisionView::list(Words const& arguments) {
+    for (auto const& [key, type] : objects()) {
+        if (arguments.empty() || key.starts_with(keyOf(arguments[0]))) {
+            printLine(typed(key) + " " + typeName(type));
+        }
+    }
+}
+
+void TelevisionView::show(Words const& arguments) {
+    std::string const key = keyOf(arguments[0]);
+    Objects const published = objects();
+    auto const found = published.find(key);
+    if (found == published.end()) {
+        throw unexpected(arguments[0], "the key of an object");
+    }
+    printLine("key: " + typed(key));
+    printLine("type: " + typeName(found->second));
+    showMore(key, found->second);
+}
+
+void TelevisionView::table(Words const& arguments) {
+    constexpr int ROWS_AT_ONCE = 2;
+    auto const reader = std::make_shared<RowReader>();
+    auto& access = *iterators_.emplace_back(std::make_unique<orvane::system::support::IteratorAccess>(
+        keyOf(arguments[0]), reader, objbus::IteratorType{}, std::vector<objbus::TableSelection>(), std::vector<int>(),
+        std::vector<objbus::TableOrder>()));
+    if (access.create() != 0 || access.getIterator() == nullptr) {
+        iterators_.pop_back();
+        throw unexpected(arguments[0], "the key of a table that can be reached");
+    }
+    objbus::TableIterator* const iterator = access.getIterator();
+    iterator->requestTotalCount();
+    waitUntilDelivered();
+    printLine(typed(arguments[0]) + ": " + std::to_string(reader->total) + " rows");
+    for (int row = 0; row < reader->total; row += ROWS_AT_ONCE) {
+        reader->rows.clear();
+        iterator->seekToRow(row);
+        iterator->readRowChunk(ROWS_AT_ONCE);
+        waitUntilDelivered();
+        for (auto const& columns : reader->rows) {
+            printLine("  " + typed(columns));
+        }
+    }
+    access.destroy();
+    iterators_.pop_back();
+}
+
+}  // namespace nrx_console
