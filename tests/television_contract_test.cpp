@@ -1,0 +1,579 @@
+// What every television here keeps to, through the platform's interfaces alone.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <numeric>
+#include <sstream>
+#include <thread>
+#include <utility>
+
+#include "driven_television.h"
+#include "frame/process.h"
+#include "objbus/root_interface.h"
+#include "television/log.h"
+#include "television/table_iterator.h"
+
+namespace test {
+namespace {
+
+using namespace objbus;
+using namespace std::string_literals;
+using Integers = std::vector<int>;
+using Strings = std::vector<std::string>;
+
+constexpr int MANY = 500;
+constexpr int REFUSAL = 42;
+
+RootInterface& root() {
+    static boost::shared_ptr<frame::Interface> reference;
+    [[maybe_unused]] static int const status =
+        frame::Process::getInstance().getInterfaceReference(reference, "torvi.ob.interfaces.tvapi.RootInterface");
+    return *static_cast<RootInterface*>(reference->getObject());
+}
+
+/// Ends the program when the event does not come in a time that nothing here needs: what hangs cannot be given up.
+template <typename Event>
+auto await(Event event) {
+    if (event.wait_for(std::chrono::seconds(90)) != std::future_status::ready) {
+        std::fputs("a deadlock\n", stderr);
+        std::abort();
+    }
+    return event.get();
+}
+
+/// Keeps what an observer hears, and may act on it. Looked at when that has been delivered.
+template <typename T>
+struct Record {
+    std::vector<T> take() { return std::exchange(heard, {}); }
+    void keep(T const& value) {
+        heard.push_back(value);
+        then();
+    }
+    template <typename... Parts>
+    void say(Parts const&... parts) {
+        std::ostringstream text;
+        ((text << parts << ' '), ...);
+        keep(text.str());
+    }
+
+    std::vector<T> heard;
+    std::function<void()> then = [] {};
+};
+
+template <typename T>
+struct Ear;
+template <>
+struct Ear<int> : ObserverNumericInteger, Record<int> {
+    using Interface = ObjectNumericInteger;
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_NUMERIC_INTEGER;
+    void notifyNewValue(int value) override { keep(value); }
+};
+template <>
+struct Ear<long long> : ObserverNumericInt64, Record<long long> {
+    using Interface = ObjectNumericInt64;
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_NUMERIC_INT64;
+    void notifyNewValue(long long value) override { keep(value); }
+};
+template <>
+struct Ear<std::string> : ObserverString, Record<std::string> {
+    using Interface = ObjectString;
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_STRING;
+    void notifyNewValue(std::string const& value) override { keep(value); }
+};
+template <>
+struct Ear<Integers> : ObserverVectorNumericInteger, Record<Integers> {
+    using Interface = ObjectVectorNumericInteger;
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_VECTOR_NUMERIC_INTEGER;
+    void notifyIntegerVector(Integers const& values) override { keep(values); }
+};
+template <>
+struct Ear<Strings> : ObserverVectorString, Record<Strings> {
+    using Interface = ObjectVectorString;
+    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_VECTOR_STRING;
+    void notifyStringVector(Strings const& values) override { keep(values); }
+};
+template <>
+struct Ear<ObjectAction> : ObserverAction, Record<std::string> {
+    using Interface = ObjectAction;
+    void notifyResult(unsigned int id, std::vector<Argument> const& results) override {
+        auto const add = [](std::string const& text, Argument const& result) {
+            return text + std::to_string(result.index) + ":" + result.value + ";";
+        };
+        say(id, std::accumulate(results.begin(), results.end(), std::string(), add));
+    }
+    void notifyExecutionError(unsigned int id, int error) override { say(id, "error", error); }
+};
+template <>
+struct Ear<ObjectTable> : ObserverTable, Record<std::string> {
+    using Interface = ObjectTable;
+    void notifyUpdate(int update) override { say("update", update); }
+};
+template <>
+struct Ear<TableIterator> : ObserverTableIterator, Record<std::string> {
+    void notifyCommit(int status) override { say("commit", status); }
+    void notifyTotalCount(int count) override { say("count", count); }
+    void notifySeekToRow(int row) override { say("row", row); }
+    void notifySeekToContent(int row) override { say("content", row); }
+    void notifyCursorPosition(int row) override { say("cursor", row); }
+    void notifyReadRow(Strings const& row) override { say("read", ::testing::PrintToString(row)); }
+    void notifyReadRowChunk(std::vector<Strings const*> const& rows) override {
+        std::vector<Strings> copies;
+        std::transform(rows.begin(), rows.end(), std::back_inserter(copies), [](auto* row) { return *row; });
+        say("chunk", ::testing::PrintToString(copies));
+    }
+    void notifyIteratorReady(int status) override { say("ready", status); }
+    void notifyUpdate(int update) override { say("update", update); }
+};
+
+/// The values at the edges of a type.
+template <typename T>
+std::vector<T> const EDGES{std::numeric_limits<T>::min(), -1, std::numeric_limits<T>::max()};
+template <>
+Strings const EDGES<std::string>{"", " \n\"\\#", "\u00e5\u20ac\U0001F4FA", std::string(100'000, 'x')};
+template <>
+std::vector<Integers> const EDGES<Integers>{{}, {INT_MIN, 0, INT_MAX}, Integers(10'000, -1)};
+template <>
+std::vector<Strings> const EDGES<Strings>{{}, {""}, {"a b", "", "\U0001F4FA"}, Strings(10'000, "text")};
+
+/// Another value for every number.
+template <typename T>
+T valueOf(int number) {
+    if constexpr (std::is_arithmetic_v<T>) {
+        return number;
+    } else if constexpr (std::is_same_v<T, std::string>) {
+        return std::to_string(number);
+    } else {
+        return {{}, valueOf<typename T::value_type>(number)};
+    }
+}
+
+/// An observer and its registration, which ends with it.
+template <typename T>
+struct Client {
+    explicit Client(std::string at) : key(std::move(at)), status(root().connectObject(key, &ear, object)) {}
+    Client(Client const&) = delete;
+    Client& operator=(Client const&) = delete;
+    ~Client() { end(); }
+
+    int end() { return root().disconnectObject(key, &ear, object); }
+    auto* operator->() const { return static_cast<typename Ear<T>::Interface*>(object); }
+    [[nodiscard]] ObjectTypeSpec type() const {
+        ObjectTypeSpec type = OBJECT_TYPE_NONE;
+        EXPECT_EQ(object->getType(type), 0);
+        return type;
+    }
+    [[nodiscard]] int write(T const& value) const {
+        if constexpr (requires { (*this)->setValue(value); }) {
+            return (*this)->setValue(value);
+        } else {
+            std::map<int, typename T::value_type> elements;  // With gaps, which the list does not have.
+            for (auto const& element : value) {
+                elements.emplace(3 * static_cast<int>(elements.size()), element);
+            }
+            return (*this)->setValue(elements);
+        }
+    }
+    int read(T& value) const {
+        if constexpr (std::is_arithmetic_v<T>) {
+            value = (*this)->getValue();
+            return 0;
+        } else {
+            return (*this)->getValue(value);
+        }
+    }
+    [[nodiscard]] T read() const {
+        T value{};
+        EXPECT_EQ(read(value), 0);
+        return value;
+    }
+
+    std::string const key;
+    Ear<T> ear;
+    Object* object = nullptr;
+    int const status;
+};
+
+std::string testKey() {
+    auto const& info = *::testing::UnitTest::GetInstance()->current_test_info();
+    return "contract." + std::string(info.test_suite_name()) + "." + info.name();
+}
+
+template <typename T>
+struct PlainValueContract : ::testing::Test {
+    std::string const key = testKey();
+    std::vector<T> const values{valueOf<T>(1), valueOf<T>(2), valueOf<T>(3)};
+};
+using PlainTypes = ::testing::Types<int, long long, std::string, Integers, Strings>;
+TYPED_TEST_SUITE(PlainValueContract, PlainTypes, );
+
+TYPED_TEST(PlainValueContract, TellsWhoIsConnected) {
+    Client<TypeParam> const early(this->key);
+    EXPECT_TRUE(early.status != 0 && early.object == nullptr);
+    driven::publish(this->key, valueOf<TypeParam>(0));
+    Client<TypeParam> first(this->key);
+    Client<TypeParam> second(this->key);
+    Client<ObjectTable> deaf(this->key);
+    EXPECT_TRUE(first.status == 0 && second.status == 0 && deaf.status == 0);
+    EXPECT_TRUE(first.type() == first.ear.TYPE && deaf.type() == first.ear.TYPE);
+    for (auto const& value : this->values) {
+        driven::set(this->key, value);
+    }
+    driven::set(this->key, this->values.back());  // Is told even so.
+    driven::settle();
+    auto expected = this->values;
+    expected.push_back(this->values.back());
+    EXPECT_EQ(first.ear.take(), expected);
+    EXPECT_EQ(second.ear.take(), expected);
+    EXPECT_TRUE(deaf.ear.take().empty() && early.ear.heard.empty());
+}
+
+TYPED_TEST(PlainValueContract, CarriesEveryValueBothWays) {
+    driven::publish(this->key, EDGES<TypeParam>.back());
+    Client<TypeParam> client(this->key);
+    Client<TypeParam> other(this->key);
+    EXPECT_TRUE(client.read() == EDGES<TypeParam>.back());
+    for (TypeParam const& edge : EDGES<TypeParam>) {
+        driven::set(this->key, edge);
+        EXPECT_TRUE(client.read() == edge);
+        driven::set(this->key, this->values[0]);
+        EXPECT_EQ(client.write(edge), 0);
+        EXPECT_TRUE(other.read() == edge);
+        driven::settle();
+        std::vector<TypeParam> const all{edge, this->values[0], edge};
+        EXPECT_TRUE(client.ear.take() == all && other.ear.take() == all);  // Who writes hears it, too.
+    }
+    if constexpr (!std::is_arithmetic_v<TypeParam>) {
+        TypeParam variable = this->values[0];
+        driven::failReads(this->key, REFUSAL);
+        EXPECT_EQ(client.read(variable), REFUSAL);
+        EXPECT_EQ(variable, this->values[0]);
+    }
+}
+
+TYPED_TEST(PlainValueContract, TellsAllChangesToAllInOneOrder) {
+    driven::publish(this->key, this->values[0]);
+    Client<TypeParam> client(this->key);
+    Client<TypeParam> other(this->key);
+    std::vector<TypeParam> expected;
+    for (int number = 1; number <= 2 * MANY; ++number) {
+        expected.push_back(valueOf<TypeParam>(number));
+    }
+    auto const middle = expected.begin() + MANY;
+    std::thread writer(
+        [&] { std::for_each(middle, expected.end(), [&](auto const& value) { EXPECT_EQ(client.write(value), 0); }); });
+    std::for_each(expected.begin(), middle, [&](auto const& value) { driven::set(this->key, value); });
+    writer.join();
+    driven::settle();
+    auto heard = client.ear.take();
+    EXPECT_EQ(heard, other.ear.take());
+    EXPECT_EQ(heard.empty() ? this->values[0] : heard.back(), client.read());
+    std::stable_partition(heard.begin(), heard.end(),
+                          [&](auto const& value) { return std::find(expected.begin(), middle, value) != middle; });
+    EXPECT_EQ(heard, expected);
+}
+
+TYPED_TEST(PlainValueContract, LeavesThePointerToWhatWasWithdrawn) {
+    driven::publish(this->key, this->values[0]);
+    Client<TypeParam> old(this->key);
+    auto const expectGone = [&] {
+        driven::settle();
+        TypeParam variable = this->values[2];
+        EXPECT_TRUE(old.read(variable) != 0 || std::is_arithmetic_v<TypeParam>);  // Numbers have no status.
+        EXPECT_TRUE(variable == this->values[2] || std::is_arithmetic_v<TypeParam>);
+        EXPECT_NE(old.write(variable), 0);
+    };
+    driven::withdraw(this->key);
+    expectGone();
+    EXPECT_NE(Client<TypeParam>(this->key).status, 0);
+    driven::publish(this->key, this->values[0]);
+    Client<TypeParam> renewed(this->key);
+    driven::set(this->key, this->values[1]);
+    expectGone();
+    EXPECT_EQ(renewed.read(), this->values[1]);
+    EXPECT_EQ(renewed.write(this->values[2]), 0);
+    driven::settle();
+    EXPECT_EQ(renewed.ear.take(), (std::vector<TypeParam>{this->values[1], this->values[2]}));
+    EXPECT_TRUE(old.ear.take().empty());
+    EXPECT_EQ(old.end(), 0);
+    driven::publishAction(this->key);  // In its place.
+    driven::settle();
+    EXPECT_EQ(Client<ObjectAction>(this->key).type(), OBJECT_TYPE_ACTION);
+    EXPECT_NE(renewed.write(this->values[0]), 0);
+}
+
+using ConnectionContract = PlainValueContract<int>;
+
+TEST_F(ConnectionContract, EndsAllOfAnObserversWithAnObject) {
+    driven::publish(key, 0);
+    driven::publish(key + ".other", 0);
+    Client<int> client(key);
+    Client<int> other(key + ".other");
+    Object* again = nullptr;
+    EXPECT_EQ(root().connectObject(key, &client.ear, again), 0);
+    auto const heardOf = [&](int value) {
+        driven::set(key, value);
+        driven::settle();
+        return client.ear.take();
+    };
+    EXPECT_NE(root().disconnectObject(key, &other.ear, client.object), 0);  // Was never connected there.
+    EXPECT_NE(root().disconnectObject(key, &client.ear, other.object), 0);
+    EXPECT_EQ(root().disconnectObject(key, &other.ear, nullptr), 0);
+    EXPECT_EQ(heardOf(1), (Integers{1, 1}));
+    EXPECT_EQ(client.end(), 0);
+    EXPECT_NE(client.end(), 0);
+    EXPECT_EQ(heardOf(2), Integers());
+    EXPECT_EQ(root().connectObject(key, &client.ear, again), 0);
+    EXPECT_EQ(heardOf(3), Integers{3});
+    EXPECT_EQ(root().disconnectObject(key, &client.ear, nullptr), 0);
+    EXPECT_EQ(heardOf(4), Integers());
+}
+
+TEST_F(ConnectionContract, TellsEveryChangeBetweenConnectAndDisconnectOnce) {
+    driven::publish(key, 0);
+    Client<int> always(key);
+    std::atomic<bool> done = false;
+    std::vector<std::unique_ptr<Ear<int>>> ended;
+    std::thread connecting([&] {
+        for (int cycle = 0; cycle < MANY; ++cycle) {
+            std::promise<void> some;
+            auto ear = std::make_unique<Ear<int>>();
+            Object* object = nullptr;
+            ear->then = [&some, &heard = ear->heard] { heard.size() == 1 ? some.set_value() : void(); };
+            EXPECT_EQ(root().connectObject(key, ear.get(), object), 0);
+            cycle % 3 == 0 ? await(some.get_future()) : void();
+            EXPECT_EQ(root().disconnectObject(key, ear.get(), object), 0);
+            Integers const heard = ear->take();
+            auto const gap = [](int before, int after) { return after != before + 1; };
+            EXPECT_EQ(std::adjacent_find(heard.begin(), heard.end(), gap), heard.end());
+            cycle % 2 == 0 ? ended.push_back(std::move(ear)) : void();  // The others are destroyed.
+        }
+        done = true;
+    });
+    Integers changes;
+    while (!done) {
+        changes.push_back(static_cast<int>(changes.size()) + 1);
+        driven::set(key, changes.back());
+        changes.back() % 16 == 0 ? driven::settle() : void();
+    }
+    connecting.join();
+    driven::settle();
+    EXPECT_EQ(always.ear.take(), changes);
+    EXPECT_EQ(always.read(), changes.back());
+    EXPECT_TRUE(std::all_of(ended.begin(), ended.end(), [](auto const& ear) { return ear->heard.empty(); }));
+}
+
+TEST_F(ConnectionContract, WaitsForTheCallToTheObserverAlone) {
+    driven::publish(key, 0);
+    Client<int> client(key);
+    std::promise<void> entered;
+    std::promise<void> release;
+    std::atomic<bool> left = false;
+    client.ear.then = [&] {
+        entered.set_value();
+        await(release.get_future());
+        left = true;
+    };
+    driven::set(key, 1);
+    await(entered.get_future());
+    auto ending = std::async(std::launch::async, [&] { return client.end() == 0 && left; });
+    await(std::async(std::launch::async, [&] {  // So often that the other would be back if it did not wait.
+        for (int cycle = 0; cycle < MANY; ++cycle) {
+            EXPECT_EQ(Client<int>(key).end(), 0);
+        }
+    }));
+    EXPECT_NE(ending.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+    release.set_value();
+    EXPECT_TRUE(await(std::move(ending)));
+}
+
+TEST_F(ConnectionContract, MayBeUsedFromInsideANotification) {
+    driven::publish(key, 0);
+    driven::publish(key + ".text", "before"s);
+    driven::publishAction(key + ".action");
+    driven::publishTable(key + ".table", {{"a"}});
+    driven::answerWith(Strings{"done"});
+    Client<int> client(key);
+    Client<int> other(key);
+    Ear<TableIterator> rows;
+    std::unique_ptr<Client<std::string>> text;
+    std::unique_ptr<Client<ObjectAction>> action;
+    std::promise<unsigned int> done;
+    client.ear.then = [&] {
+        text = std::make_unique<Client<std::string>>(key + ".text");
+        EXPECT_EQ(text->read(), "before");
+        EXPECT_EQ(text->write("after"), 0);
+        action = std::make_unique<Client<ObjectAction>>(key + ".action");
+        unsigned int id = 0;
+        EXPECT_EQ((*action)->invoke(id, {}), 0);
+        Client<ObjectTable> const table(key + ".table");
+        EXPECT_EQ(table->destroyIterator(table->createIterator({}, &rows, {}, {}, {})), 0);
+        EXPECT_EQ(other.end(), 0);
+        EXPECT_EQ(client.end(), 0);
+        done.set_value(id);
+    };
+    driven::set(key, 1);
+    driven::set(key, 2);
+    unsigned int const id = await(done.get_future());
+    driven::settle();
+    EXPECT_EQ(client.ear.take(), Integers{1});
+    EXPECT_TRUE(other.ear.take().empty() && rows.take().empty());
+    EXPECT_EQ(text->ear.take(), Strings{"after"});
+    EXPECT_EQ(action->ear.take(), Strings{std::to_string(id) + " 0:done; "});
+}
+
+TEST_F(ConnectionContract, TakesEveryKey) {
+    for (std::string const name : {"", ".", "a..b", "_", "_2d", "a-b/c", "\u00e5 \U0001F4FA\n\"\\", "\x01\xff"}) {
+        driven::publish(key + name, 1);
+        Client<int> client(key + name);
+        ASSERT_EQ(client.status, 0) << name;
+        EXPECT_EQ(client.write(2), 0);
+        driven::settle();
+        EXPECT_EQ(client.ear.take(), Integers{2}) << name;
+    }
+}
+
+TEST(ActionContract, AnswersComeInOrderUnderTheirNumbers) {
+    driven::publishAction(testKey());
+    Client<ObjectAction> client(testKey());
+    Client<ObjectAction> other(testKey());
+    ASSERT_EQ(client.status, 0);
+    Strings expected;
+    std::set<unsigned int> ids;
+    auto const invoke = [&](driven::Answer const& answer, std::string const& text) {
+        driven::answerWith(answer);
+        for (int count = 0; count < 20; ++count) {
+            unsigned int id = 0;
+            EXPECT_EQ(client->invoke(id, {{0, 0, 0, "first"}, {-5, 127, -128, "last"}}), 0);
+            EXPECT_TRUE(ids.insert(id).second);
+            text.empty() ? void() : expected.push_back(std::to_string(id) + text);
+        }
+    };
+    invoke(Strings{"one", "", "\U0001F4FA"}, " 0:one;1:;2:\U0001F4FA; ");
+    invoke(REFUSAL, " error 42 ");
+    invoke(Strings(), "  ");
+    invoke({}, "");
+    driven::settle();
+    EXPECT_EQ(driven::lastArguments(), (Strings{"0: first", "127: last"}));
+    unsigned int id = 7;
+    driven::failInvokes(testKey(), REFUSAL);
+    EXPECT_EQ(client->invoke(id, {}), REFUSAL);
+    driven::failInvokes(testKey(), 0);
+    driven::withdraw(testKey());
+    EXPECT_NE(client->invoke(id, {}), 0);
+    EXPECT_EQ(id, 7U);
+    EXPECT_EQ(client.ear.take(), expected);
+    EXPECT_EQ(other.ear.take(), expected);
+}
+
+TEST(TableContract, RowsAreReadThroughIterators) {
+    driven::publishTable(testKey(), {{"a", "1"}, {"b", "2"}, {"c", ""}});
+    Client<ObjectTable> table(testKey());
+    ASSERT_EQ(table.status, 0);
+    Ear<TableIterator> ear;
+    Ear<TableIterator> columnEar;
+    TableIterator* const rows = table->createIterator({}, &ear, {{1, 2, "text"}}, {}, {{3, 4}});
+    TableIterator* const column = table->createIterator({}, &columnEar, {}, {1, 7}, {});
+    ASSERT_TRUE(rows != nullptr && column != nullptr);
+    rows->requestTotalCount();
+    rows->readRow();
+    rows->seekToRow(1);
+    rows->readRowChunk(9);
+    rows->readRowChunk(1);
+    rows->readRowChunk(-1);
+    rows->seekToRow(3);
+    rows->readRow();
+    rows->readRowChunk(1);
+    rows->seekToContent("2");
+    rows->readRow();
+    rows->seekToContent("none");
+    rows->seekToRow(INT_MIN);
+    rows->commit();
+    column->seekToContent("a");
+    column->seekToContent("2");
+    column->readRow();
+    driven::settle();
+    EXPECT_EQ(ear.take(), (Strings{"ready 0 ", "count 3 ", R"(read { "a", "1" } )", "row 1 ", "cursor 1 ",
+                                   R"(chunk { { "b", "2" }, { "c", "" } } )", R"(chunk { { "b", "2" } } )", "chunk {} ",
+                                   "row -1 ", "cursor -1 ", "read {} ", "chunk {} ", "content 1 ",
+                                   R"(read { "b", "2" } )", "content -1 ", "row -1 ", "cursor -1 ", "commit 0 "}));
+    EXPECT_EQ(columnEar.take(), (Strings{"ready 0 ", "content -1 ", "content 1 ", R"(read { "2", "" } )"}));
+
+    driven::setRows(testKey(), {{"new", "row"}});
+    rows->requestTotalCount();
+    driven::settle();
+    EXPECT_EQ(table->destroyIterator(column), 0);
+    EXPECT_TRUE(table->destroyIterator(column) != 0 && table->destroyIterator(nullptr) != 0);
+    driven::setRows(testKey(), {});
+    driven::settle();
+    EXPECT_EQ(ear.take(), (Strings{"update 0 ", "count 1 ", "update 0 "}));
+    EXPECT_EQ(columnEar.take(), Strings{"update 0 "});
+    EXPECT_EQ(table.ear.take(), (Strings{"update 0 ", "update 0 "}));
+
+    driven::withdraw(testKey());
+    rows->requestTotalCount();
+    EXPECT_EQ(table->createIterator({}, &columnEar, {}, {}, {}), nullptr);
+    driven::settle();
+    EXPECT_EQ(table->destroyIterator(rows), 0);
+    EXPECT_TRUE(ear.take().empty() && columnEar.take().empty());
+}
+
+TEST(TextContract, WhatIsNotCarriedIsRefusedWholeAndLogged) {
+    driven::publish(testKey() + ".text", "before"s);
+    driven::publish(testKey() + ".list", Strings{"before"});
+    driven::publishAction(testKey() + ".action");
+    driven::publishTable(testKey() + ".table", {});
+    Client<std::string> text(testKey() + ".text");
+    Client<Strings> list(testKey() + ".list");
+    Client<ObjectAction> const action(testKey() + ".action");
+    Client<ObjectTable> const table(testKey() + ".table");
+    Ear<TableIterator> ear;
+    TableIterator* const iterator = table->createIterator({}, &ear, {}, {}, {});
+    driven::settle();
+    EXPECT_EQ(ear.take(), Strings{"ready 0 "});
+
+    bool const carried = driven::carriesEveryText();
+    std::atomic<int> lines = 0;
+    television::setLogLevel(television::LogLevel::error);
+    television::setLogSink([&](int /*severity*/, std::string const& /*line*/) { ++lines; });
+    std::string before = "before";
+    for (std::string const& bad : {"a\0b"s, "\xff"s, "\xc3"s, "\xed\xa0\x80"s}) {
+        unsigned int id = 0;
+        std::function<bool()> const uses[] = {
+            [&] { return text.write(bad) == 0; },
+            [&] {
+                return list.write({"good", bad}) == 0;
+            },
+            [&] {
+                return action->invoke(id, {{0, 0, 0, "good"}, {0, 1, 0, bad}}) == 0 && id != 0;
+            },
+            [&] {
+                return table->createIterator({}, nullptr, {{0, 0, bad}}, {}, {}) != nullptr;
+            },
+            [&] {
+                iterator->seekToContent(bad);
+                driven::settle();
+                return ear.take() == Strings{"content -1 "};
+            },
+        };
+        for (auto const& use : uses) {
+            EXPECT_EQ(use(), carried);
+            EXPECT_EQ(lines.exchange(0), carried ? 0 : 1);
+        }
+        EXPECT_EQ(text.read(), carried ? bad : "before");
+        EXPECT_EQ(list.read(), carried ? (Strings{"good", bad}) : Strings{"before"});
+        EXPECT_EQ(text.ear.take().size() + list.ear.take().size(), carried ? 2U : 0U);
+    }
+    television::setLogSink({});
+}
+
+}  // namespace
+}  // namespace test
