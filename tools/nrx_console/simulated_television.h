@@ -19,6 +19,8 @@ public:
     void restore() override;
     [[nodiscard]] Words keys() const override;
 
+    simulator::Television& television() { return television_; }
+
 private:
     Commands faultCommands();
     void list(Words const& arguments);
