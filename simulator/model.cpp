@@ -19,6 +19,35 @@ bool takeFault(ConnectFault& fault) {
 
 }  // namespace
 
+bool Model::withdraw(std::string const& name) {
+    std::lock_guard const lock(mutex);
+    if (std::exchange(keys[name].published, nullptr) == nullptr) {
+        return false;
+    }
+    announce(name);
+    return true;
+}
+
+void Model::setObjectListener(ObjectListener listener) {
+    auto next = listener ? std::make_shared<Listening>(Listening{
+                               std::move(listener), std::make_shared<Registration>(Registration{nullptr, this})})
+                         : nullptr;
+    {
+        std::lock_guard const lock(mutex);
+        if (listening_) {
+            delivery.end(*listening_->registration);
+        }
+        listening_.swap(next);
+    }
+    delivery.waitWhileRunning(nullptr, this);  // With the mutex released: that call may want it.
+}
+
+void Model::announce(std::string const& name) {
+    if (listening_) {
+        delivery.post(listening_->registration, [told = listening_, name] { told->listener(name); });
+    }
+}
+
 int Model::connect(std::string const& name, objbus::Observer* observer, objbus::Object*& object) {
     std::unique_lock lock(mutex);
     Key& key = keys[name];

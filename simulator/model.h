@@ -69,7 +69,11 @@ public:
         Key& key = keys[name];
         objects.push_back(std::make_unique<Kind>(*this, key, std::forward<Arguments>(arguments)...));
         key.published = objects.back().get();
+        announce(name);
     }
+
+    bool withdraw(std::string const& name);
+    void setObjectListener(ObjectListener listener);
 
     std::mutex mutex;
     std::map<std::string, Key> keys;
@@ -80,6 +84,17 @@ public:
     boost::shared_ptr<frame::Interface> const root = frame::simulatedRoot();
     int lookups = 0;
     Delivery delivery;
+
+private:
+    struct Listening {
+        ObjectListener listener;
+        std::shared_ptr<Registration> registration;
+    };
+
+    /// Tells the listener that another object than before, or none, stands under the key. With the mutex held.
+    void announce(std::string const& name);
+
+    std::shared_ptr<Listening> listening_;  ///< Null while nobody listens.
 };
 
 }  // namespace simulator

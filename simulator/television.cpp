@@ -92,10 +92,7 @@ void Television::publishBare(std::string const& key, objbus::ObjectTypeSpec type
     model_->publish<TableObject>(key, type, Rows());
 }
 
-bool Television::withdraw(std::string const& key) {
-    std::lock_guard const lock(model_->mutex);
-    return std::exchange(model_->keys[key].published, nullptr) != nullptr;
-}
+bool Television::withdraw(std::string const& key) { return model_->withdraw(key); }
 
 bool Television::set(std::string const& key, Value const& value) {
     std::lock_guard const lock(model_->mutex);
@@ -119,6 +116,8 @@ std::map<std::string, objbus::ObjectTypeSpec> Television::objects() const {
     }
     return objects;
 }
+
+void Television::setObjectListener(ObjectListener listener) { model_->setObjectListener(std::move(listener)); }
 
 bool Television::setRows(std::string const& key, Rows rows) {
     std::lock_guard const lock(model_->mutex);

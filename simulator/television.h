@@ -36,6 +36,9 @@ struct ActionAnswer {
 /// Called on the thread of `invoke`, with no lock held.
 using ActionScript = std::function<ActionAnswer(std::vector<objbus::Argument> const& arguments)>;
 
+/// Told of a key under which another object than before stands now, or none.
+using ObjectListener = std::function<void(std::string const& key)>;
+
 /// What a client asked for when it made a table iterator.
 struct IteratorRequest {
     objbus::IteratorType type{};                     ///< Recorded, not applied.
@@ -118,6 +121,11 @@ public:
     [[nodiscard]] std::optional<Value> get(std::string const& key) const;
     /// What is published now: the keys, and the types of their objects.
     [[nodiscard]] std::map<std::string, objbus::ObjectTypeSpec> objects() const;
+    /// Calls `listener` from now on for every object that is published under a key or withdrawn, once for one that
+    /// replaces another: on the delivery thread, in the order of these and of the notifications of changes. What stands
+    /// under the key then, `objects` and `get` tell; it may be a later object already. Empty: no longer, once no call
+    /// is running.
+    void setObjectListener(ObjectListener listener);
     /// Replaces the rows of a table; its observers and its iterators' observers hear `notifyUpdate`. Returns whether
     /// `key` names a table.
     bool setRows(std::string const& key, Rows rows);

@@ -14,6 +14,10 @@ TEST_F(TelevisionTest, EveryOperationMayBeCalledFromAnyThread) {  // What a miss
         [&] { tv.set(KEY, 6); },
         [&] { tv.setRows("table", {{"1"}}); },
         [&] { tv.withdraw("nothing"); },
+        [&] {
+            tv.setObjectListener([&](std::string const& key) { names += static_cast<int>(tv.objects().count(key)); });
+        },
+        [&] { tv.setObjectListener({}); },
         [&] { tv.setRootLookup(simulator::RootLookup::published); },
         [&] { tv.failConnects(KEY, {.attempts = 0}); },
         [&] { tv.failReads(KEY, {}); },
@@ -44,6 +48,30 @@ TEST_F(TelevisionTest, EveryOperationMayBeCalledFromAnyThread) {  // What a miss
         });
         operation();
     }
+}
+
+TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
+    struct Hearing : ObserverNumericInteger {
+        explicit Hearing(std::vector<std::string>& all) : heard(all) {}
+        void notifyNewValue(int value) override { heard.push_back(std::to_string(value)); }
+        std::vector<std::string>& heard;
+    };
+    std::vector<std::string> heard;
+    Hearing observer(heard);
+    tv.publish(KEY, 1);
+    Object* object = nullptr;
+    ASSERT_EQ(ActionAccess(KEY).getRootInterface()->connectObject(KEY, &observer, object), 0);
+    tv.setObjectListener([&](std::string const& key) { heard.push_back(key); });
+    tv.set(KEY, 2);
+    tv.publish(KEY, 3);  // In place of the other: told once.
+    tv.withdraw("nothing");
+    tv.withdraw(KEY);
+    tv.waitUntilDelivered();
+    tv.setObjectListener({});
+    tv.publish(KEY, 4);
+    tv.waitUntilDelivered();
+    EXPECT_EQ(heard, (std::vector<std::string>{"2", KEY, KEY}));
+    ActionAccess(KEY).getRootInterface()->disconnectObject(KEY, &observer, object);
 }
 
 TEST_F(TelevisionTest, AClientIsToldWhatBecomesOfItsCalls) {

@@ -3,12 +3,13 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <optional>
 
 #include "television/printable.h"
 #include "tools/nrx_console/console.h"
+#include "tools/nrx_console/example_model.h"
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/session.h"
 #include "tools/nrx_console/sysroot.h"
@@ -23,19 +24,6 @@ int fail(std::string const& what) {
     return EXIT_NOT_STARTED;
 }
 
-/// The directory of the shipped example; empty when it is not there.
-std::string exampleDirectory() {
-    std::error_code failure;
-    auto const program = std::filesystem::read_symlink("/proc/self/exe", failure);
-    for (char const* const place : {"example", "../share/nrx_console/example"}) {
-        auto const directory = program.parent_path() / place;
-        if (!failure && std::filesystem::exists(directory / "model.json", failure)) {
-            return directory.lexically_normal();
-        }
-    }
-    return "";
-}
-
 int runInput(nrx_console::Console& console, std::istream& input, std::string const& name, bool onTerminal) {
     if (!onTerminal) {
         return runScript(console, input, name) ? 0 : EXIT_SCRIPT_FAILED;
@@ -47,14 +35,14 @@ int runInput(nrx_console::Console& console, std::istream& input, std::string con
 }
 
 int run(int argc, char** argv) {
-    std::string model;
+    std::string file;
     std::string sysroot;
     std::string script;
     CLI::App app("An embedding process in front of " + nrx_console::televisionName() +
                      ". \"help\" lists its commands. A script ends at the first command that fails.",
                  NRX_PROGRAM);
     auto* const modelOption =
-        app.add_option("--model", model, "JSON file of the television's objects; the shipped example by default");
+        app.add_option("--model", file, "JSON file of the television's objects; the shipped example by default");
     app.add_option("--sysroot", sysroot, "Directory that holds the television's own files")
         ->check(CLI::ExistingDirectory);
     if (!nrx_console::televisionIsSimulated()) {
@@ -88,24 +76,23 @@ int run(int argc, char** argv) {
     if (input.fail() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for its end.
         return fail(television::printable(script) + ": cannot be read, expected a file of commands");
     }
-    bool const wantsExample = modelOption->count() == 0 && nrx_console::televisionIsSimulated();
-    std::string const example = wantsExample ? exampleDirectory() : "";
-    std::vector<nrx_console::ModelObject> objects;
+    nrx_console::Model model;
     try {
-        if (modelOption->count() > 0) {
-            objects = nrx_console::readModelFile(model);
-        } else if (!example.empty()) {
-            objects = nrx_console::readModelFile(example + "/model.json");
-            sysroot = sysroot.empty() ? example + "/sysroot" : sysroot;
-            nrx_console::printLine("No model given: this is the example's television, of " +
-                                   nrx_console::typed(example + "/model.json"));
+        bool const isGiven = modelOption->count() > 0;
+        if (isGiven || nrx_console::televisionIsSimulated()) {
+            model = nrx_console::loadModel(isGiven ? std::optional(file) : std::nullopt);
         }
     } catch (nrx_console::ModelError const& error) {
         return fail(error.what());
     }
+    if (!model.example.empty()) {
+        sysroot = sysroot.empty() ? model.example + "/sysroot" : sysroot;
+        nrx_console::printLine("No model given: this is the example's television, of " +
+                               nrx_console::typed(model.example + "/model.json"));
+    }
     nrx_console::setSysroot(sysroot);
 
-    nrx_console::Console console(nrx_console::makeTelevision(objects));
+    nrx_console::Console console(nrx_console::makeTelevision(model.objects));
     return runInput(console, input, television::printable(script), onTerminal);
 }
 

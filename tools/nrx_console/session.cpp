@@ -11,19 +11,25 @@
 
 namespace nrx_console {
 
+Outcome runLine(std::string const& line, std::string const& place, Execute const& execute) {
+    bool const isCommand = !line.empty() && line.front() != '#';
+    printLine((isCommand ? "> " : "") + television::printable(line));
+    try {
+        return execute(line) ? Outcome::done : Outcome::quit;
+    } catch (std::exception const& error) {
+        printLine(place + ": " + error.what(), Kind::error);
+        return Outcome::failed;
+    }
+}
+
 bool runScript(Console& console, std::istream& input, std::string const& name) {
     int number = 0;
     for (std::string line; std::getline(input, line);) {
         ++number;
-        bool const isCommand = !line.empty() && line.front() != '#';
-        printLine((isCommand ? "> " : "") + television::printable(line));
-        try {
-            if (!console.execute(line)) {
-                return true;
-            }
-        } catch (std::exception const& error) {
-            printLine(name + ":" + std::to_string(number) + ": " + error.what(), Kind::error);
-            return false;
+        Outcome const outcome = runLine(line, name + ":" + std::to_string(number),
+                                        [&console](std::string const& command) { return console.execute(command); });
+        if (outcome != Outcome::done) {
+            return outcome == Outcome::quit;
         }
     }
     if (input.bad()) {

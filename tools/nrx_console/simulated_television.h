@@ -19,6 +19,8 @@ public:
     Commands commands() override;
     void restore() override;
 
+    simulator::Television& television() { return television_; }
+
 private:
     [[nodiscard]] Objects objects() const override { return television_.objects(); }
     void waitUntilDelivered() override { television_.waitUntilDelivered(); }

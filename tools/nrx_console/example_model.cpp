@@ -1,0 +1,32 @@
+#include "tools/nrx_console/example_model.h"
+
+#include <filesystem>
+
+namespace nrx_console {
+
+namespace {
+
+/// The directory of the shipped example; empty when it is not there.
+std::string exampleDirectory() {
+    std::error_code failure;
+    auto const program = std::filesystem::read_symlink("/proc/self/exe", failure);
+    for (char const* const place : {"example", "../nrx_console/example", "../share/nrx_console/example"}) {
+        auto const directory = program.parent_path() / place;
+        if (!failure && std::filesystem::exists(directory / "model.json", failure)) {
+            return directory.lexically_normal();
+        }
+    }
+    return "";
+}
+
+}  // namespace
+
+Model loadModel(std::optional<std::string> const& file) {
+    if (file) {
+        return {readModelFile(*file), ""};
+    }
+    std::string const example = exampleDirectory();
+    return example.empty() ? Model{} : Model{readModelFile(example + "/model.json"), example};
+}
+
+}  // namespace nrx_console
