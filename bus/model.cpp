@@ -54,6 +54,10 @@ Link& RemoteObject::link() const { return model_.link; }
 
 std::string const& RemoteObject::path() const { return place_.path; }
 
+void RemoteObject::reportDropped(char const* operation, int status) const {
+    report(place_.key + ": " + operation + " dropped, status " + std::to_string(status));
+}
+
 int RemoteObject::ask(char const* interface, char const* name, Content arguments, Content answer, Content late) const {
     if (withdrawn()) {
         return television::STATUS_WITHDRAWN;
@@ -63,7 +67,7 @@ int RemoteObject::ask(char const* interface, char const* name, Content arguments
     return status == television::STATUS_NOT_PUBLISHED ? television::STATUS_WITHDRAWN : status;
 }
 
-Place::Place(Model& owner, std::string const& key) : model(owner), path(pathOf(key)) {}
+Place::Place(Model& owner, std::string name) : model(owner), key(std::move(name)), path(pathOf(key)) {}
 
 void Place::hear(sd_bus_message* signal) {
     RemoteObject* const object = [this] {

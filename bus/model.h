@@ -68,6 +68,9 @@ protected:
     [[nodiscard]] Link& link() const;
     [[nodiscard]] std::string const& path() const;
 
+    /// Says what became of an operation of the client's when it could not be done.
+    void reportDropped(char const* operation, int status) const;
+
     /// Asks the object in the time that an operation has; the answer is not asked for when it was withdrawn.
     int ask(char const* interface, char const* name, Content arguments, Content answer, Content late = {}) const;
 
@@ -83,11 +86,12 @@ std::unique_ptr<RemoteObject> makeObject(Model& model, Place& place, objbus::Obj
 
 /// What stands, and stood, under one key. Never removed, since clients keep plain pointers to its objects.
 struct Place final : Listener {
-    Place(Model& owner, std::string const& key);
+    Place(Model& owner, std::string name);
     /// Passes the signal to the object that stands here.
     void hear(sd_bus_message* signal) override;
 
     Model& model;
+    std::string const key;
     std::string const path;
     // Guarded by the model's mutex:
     std::vector<std::unique_ptr<RemoteObject>> objects{};

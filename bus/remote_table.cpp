@@ -129,7 +129,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         return asked;
     });
     if (status == television::STATUS_NOT_CARRIED) {
-        report(path() + ": no iterator, status " + std::to_string(status));
+        reportDropped("createIterator", status);
     }
     return iterator.get();
 }

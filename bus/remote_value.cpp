@@ -37,7 +37,7 @@ protected:
             return this->ask(PROPERTIES_INTERFACE, "Set", question, {});
         });
         if (status != television::STATUS_OK) {
-            report(this->path() + ": write dropped, status " + std::to_string(status));
+            this->reportDropped("write", status);
         }
         return status;
     }
@@ -158,7 +158,7 @@ public:
                 [&actionId](sd_bus_message* message) { return read(message, actionId); });
         });
         if (status == television::STATUS_NOT_CARRIED) {
-            report(path() + ": invocation dropped, status " + std::to_string(status));
+            reportDropped("invoke", status);
         }
         return status;
     }
