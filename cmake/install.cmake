@@ -71,8 +71,7 @@ if(TARGET nrx_console)
     if(TARGET nrx_bus_platform)
         set_target_properties(nrx_bus_console nrx_television PROPERTIES INSTALL_RPATH $ORIGIN/${bin_to_lib})
         install(TARGETS nrx_bus_console nrx_television RUNTIME COMPONENT bus_tools)
-        configure_file(tools/nrx_television/nrx.Television1.service.in nrx.Television1.service @ONLY)
-        install(FILES ${PROJECT_BINARY_DIR}/nrx.Television1.service
+        install(FILES ${PROJECT_BINARY_DIR}/tools/nrx_television/nrx.Television1.service
                 DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/services COMPONENT bus_tools)
     endif()
     if(TARGET nrx_simulator)  # Its television.

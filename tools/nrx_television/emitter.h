@@ -1,0 +1,120 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+#include "bus/contract.h"
+#include "bus/message.h"
+#include "bus/tasks.h"
+
+namespace nrx_television {
+
+/// Says on standard error, in one line, what is the matter with what stands under the key.
+void complain(std::string const& key, std::string const& what);
+
+/// What a failure to put something into a message, or to send it, says.
+std::string reasonOf(int failure);
+
+/// Appends a property of an interface, as the messages of several have them: its name, and its value in a variant.
+template <typename T>
+int appendProperty(sd_bus_message* message, char const* name, char const* signature, T const& value) {
+    int result = sd_bus_message_open_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv");
+    result = result < 0 ? result : sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, name);
+    result = result < 0 ? result : sd_bus_message_open_container(message, SD_BUS_TYPE_VARIANT, signature);
+    result = result < 0 ? result : bus::append(message, value);
+    result = result < 0 ? result : sd_bus_message_close_container(message);
+    return result < 0 ? result : sd_bus_message_close_container(message);
+}
+
+/// Where what is on the bus sends its signals from.
+struct Origin {
+    std::string key;  ///< Of the object that it is, or is an iterator of.
+    std::string path;
+    std::string interface;  ///< Empty for an object that has no signals.
+    std::string receiver;   ///< The only one who hears them; everybody when empty.
+};
+
+/// Sends the signals of one origin: any thread may ask for them, and they are sent in this order on the thread of the
+/// loop. The copies are one.
+class Emitter {
+public:
+    /// The bus and the tasks outlive all calls of `signal` and `changed`.
+    Emitter(sd_bus* bus, bus::Tasks& tasks, Origin origin)
+        : state_(std::make_shared<State>(State{bus, tasks, std::move(origin)})) {}
+
+    /// Sends one signal with these arguments later.
+    template <typename... Values>
+    void signal(char const* member, Values const&... values) const {
+        state_->tasks.post([state = state_, member, arguments = std::make_tuple(values...)] {
+            state->send(state->origin.interface.c_str(), member, [&arguments](sd_bus_message* message) {
+                return std::apply([message](auto const&... each) { return appendAll(message, each...); }, arguments);
+            });
+        });
+    }
+
+    /// Tells the new value of the property `Value` later.
+    template <typename T>
+    void changed(T const& value) const {
+        state_->tasks.post([state = state_, value] {
+            state->send(bus::PROPERTIES_INTERFACE, "PropertiesChanged", [&state, &value](sd_bus_message* message) {
+                return appendChange(message, state->origin.interface, value);
+            });
+        });
+    }
+
+    /// On the thread of the loop: sends nothing from now on, nor what was asked for.
+    void end() const { state_->ended = true; }
+
+    [[nodiscard]] Origin const& origin() const { return state_->origin; }
+
+private:
+    struct State {
+        template <typename AppendContents>
+        void send(char const* interface, char const* member, AppendContents const& appendContents) const {
+            if (ended) {
+                return;
+            }
+            sd_bus_message* made = nullptr;
+            int result = sd_bus_message_new_signal(bus, &made, origin.path.c_str(), interface, member);
+            bus::Message const message(made);
+            if (result >= 0 && !origin.receiver.empty()) {
+                result = sd_bus_message_set_destination(made, origin.receiver.c_str());
+            }
+            result = result < 0 ? result : appendContents(made);
+            result = result < 0 ? result : sd_bus_send(bus, made, nullptr);
+            if (result < 0) {
+                complain(origin.key, std::string(member) + " cannot be sent: " + reasonOf(result));
+            }
+        }
+
+        sd_bus* bus;
+        bus::Tasks& tasks;
+        Origin origin;
+        bool ended = false;
+    };
+
+    template <typename... Values>
+    static int appendAll(sd_bus_message* message, Values const&... values) {
+        int result = 0;
+        static_cast<void>((((result = bus::append(message, values)) >= 0) && ...));
+        return result;
+    }
+
+    template <typename T>
+    static int appendChange(sd_bus_message* message, std::string const& interface, T const& value) {
+        int result = bus::append(message, interface);
+        result = result < 0 ? result : sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, "{sv}");
+        result = result < 0 ? result : appendProperty(message, "Value", bus::Plain<T>::SIGNATURE, value);
+        result = result < 0 ? result : sd_bus_message_close_container(message);
+        return result < 0 ? result : bus::append(message, std::vector<std::string>());  // None is left to be read.
+    }
+
+    std::shared_ptr<State> state_;
+};
+
+}  // namespace nrx_television

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include "bus/message.h"
+
+namespace nrx_television {
+
+/// The slot that an operation of the bus's makes, of those that register handlers. Throws `std::system_error`.
+template <typename Operation, typename... Arguments>
+bus::Slot registered(Operation const& operation, sd_bus* bus, Arguments const&... arguments) {
+    sd_bus_slot* slot = nullptr;
+    if (int const result = operation(bus, &slot, arguments...); result < 0) {
+        throw std::system_error(-result, std::generic_category(), "the bus takes no objects");
+    }
+    return bus::Slot(slot);
+}
+
+/// Makes the list that a node enumerator returns of the map's keys, which are paths.
+template <typename Map>
+int listPaths(Map const& map, char*** nodes) {
+    auto** const list = static_cast<char**>(std::calloc(map.size() + 1, sizeof(char*)));  // The bus frees it.
+    if (list == nullptr) {
+        return -ENOMEM;
+    }
+    std::size_t position = 0;
+    for (auto const& [path, value] : map) {
+        char* const copy = ::strdup(path.c_str());
+        if (copy == nullptr) {
+            while (position > 0) {
+                std::free(list[--position]);
+            }
+            std::free(list);
+            return -ENOMEM;
+        }
+        list[position++] = copy;
+    }
+    *nodes = list;
+    return 0;
+}
+
+}  // namespace nrx_television

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+#include "tools/nrx_console/simulated_television.h"
+#include "tools/nrx_console/television_commands.h"
+#include "tools/nrx_television/server.h"
+
+namespace nrx_television {
+
+/// What can be done with a simulated television that stands on a bus. Both outlive it.
+class ServedCommands final : public nrx_console::TelevisionCommands {
+public:
+    ServedCommands(nrx_console::SimulatedTelevision& television, Server& server)
+        : television_(television), server_(server) {}
+
+    /// The television's, of which "wait" waits for the bus too.
+    nrx_console::Commands commands() override;
+    void restore() override { television_.restore(); }
+    [[nodiscard]] nrx_console::Words keys() const override { return television_.keys(); }
+
+private:
+    nrx_console::SimulatedTelevision& television_;
+    Server& server_;
+};
+
+/// Throws `CommandError` for a line with a text that the bus does not carry.
+void expectCarried(std::string const& line, simulator::Television const& television);
+
+}  // namespace nrx_television

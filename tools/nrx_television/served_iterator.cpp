@@ -1,0 +1,219 @@
+#include "tools/nrx_television/served_iterator.h"
+
+#include <tuple>
+#include <vector>
+
+#include "television/status.h"
+#include "television/table_iterator.h"
+#include "tools/nrx_television/guarded.h"
+#include "tools/nrx_television/registration.h"
+
+namespace nrx_television {
+
+namespace {
+
+/// Tells an iterator's maker what became of its calls.
+class IteratorObserver final : public objbus::ObserverTableIterator {
+public:
+    explicit IteratorObserver(Emitter emitter) : emitter_(std::move(emitter)) {}
+
+    void notifyCommit(int status) override { emitter_.signal("Committed", status); }
+    void notifyTotalCount(int count) override { emitter_.signal("TotalCount", count); }
+    void notifySeekToRow(int row) override { emitter_.signal("RowSought", row); }
+    void notifySeekToContent(int row) override { emitter_.signal("ContentSought", row); }
+    void notifyCursorPosition(int row) override { emitter_.signal("CursorMoved", row); }
+    void notifyReadRow(std::vector<std::string> const& row) override { emitter_.signal("RowRead", row); }
+    void notifyReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) override {
+        std::vector<std::vector<std::string>> copies;
+        for (auto const* const row : rows) {
+            copies.push_back(*row);
+        }
+        emitter_.signal("RowChunkRead", copies);
+    }
+    void notifyIteratorReady(int status) override { emitter_.signal("Ready", status); }
+    void notifyUpdate(int update) override { emitter_.signal("Updated", update); }
+
+private:
+    Emitter const emitter_;
+};
+
+}  // namespace
+
+/// One iterator of the model's, and who may use it.
+class ServedIterator {
+public:
+    /// Has no iterator when the table refuses to make one.
+    ServedIterator(Emitter emitter, Ground& ground, objbus::ObjectTable& table, objbus::IteratorType type,
+                   std::vector<objbus::TableSelection> const& selections, std::vector<int> const& columns,
+                   std::vector<objbus::TableOrder> const& orders)
+        : emitter_(std::move(emitter)),
+          ground_(ground),
+          table_(table),
+          observer_(std::make_unique<IteratorObserver>(emitter_)),
+          iterator_(table.createIterator(type, observer_.get(), selections, columns, orders)) {}
+    ServedIterator(ServedIterator const&) = delete;
+    ServedIterator& operator=(ServedIterator const&) = delete;
+    ~ServedIterator() {
+        emitter_.end();
+        try {
+            destroy();
+        } catch (...) {  // The model has it still.
+            ground_.stranded.push_back(std::move(observer_));
+        }
+    }
+
+    /// Returns a status of the television's, and throws what it throws: then the iterator is still there.
+    int destroy() {
+        int const status = iterator_ != nullptr ? table_.destroyIterator(iterator_) : television::STATUS_OK;
+        iterator_ = nullptr;
+        return status;
+    }
+
+    [[nodiscard]] objbus::TableIterator* iterator() const { return iterator_; }
+    [[nodiscard]] std::string const& key() const { return emitter_.origin().key; }
+    [[nodiscard]] bool belongsTo(char const* client) const { return client == emitter_.origin().receiver; }
+
+private:
+    Emitter const emitter_;
+    Ground& ground_;
+    objbus::ObjectTable& table_;
+    std::unique_ptr<objbus::ObserverTableIterator> observer_;
+    objbus::TableIterator* iterator_;
+};
+
+namespace {
+
+int refuseStranger(sd_bus_error* error) {
+    return sd_bus_error_set(error, SD_BUS_ERROR_ACCESS_DENIED, "the iterator belongs to another client");
+}
+
+/// Carries out a method: the operation of the same name, with the arguments of the call.
+template <auto OPERATION, typename... Arguments>
+int operate(sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
+    return guarded(error, [=] {
+        auto const& served = *static_cast<ServedIterator*>(found);
+        if (!served.belongsTo(sd_bus_message_get_sender(call))) {
+            return refuseStranger(error);
+        }
+        std::tuple<Arguments...> arguments;
+        int result = 0;
+        std::apply(
+            [&](auto&... argument) {
+                static_cast<void>((((result = bus::read(call, argument)) >= 0) && ...));
+                if (result >= 0) {
+                    (served.iterator()->*OPERATION)(argument...);
+                }
+            },
+            arguments);
+        return result < 0 ? result : sd_bus_reply_method_return(call, "");
+    });
+}
+
+using objbus::TableIterator;
+
+constexpr sd_bus_vtable ITERATOR_TABLE[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD("RequestTotalCount", "", "", operate<&TableIterator::requestTotalCount>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("SeekToRow", "i", SD_BUS_PARAM(row), "", "", (operate<&TableIterator::seekToRow, int>),
+                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("SeekToContent", "s", SD_BUS_PARAM(content), "", "",
+                             (operate<&TableIterator::seekToContent, std::string>), SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("ReadRow", "", "", operate<&TableIterator::readRow>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("ReadRowChunk", "i", SD_BUS_PARAM(count), "", "",
+                             (operate<&TableIterator::readRowChunk, int>), SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("Commit", "", "", operate<&TableIterator::commit>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_SIGNAL_WITH_NAMES("Ready", "i", SD_BUS_PARAM(status), 0),
+    SD_BUS_SIGNAL_WITH_NAMES("TotalCount", "i", SD_BUS_PARAM(count), 0),
+    SD_BUS_SIGNAL_WITH_NAMES("RowSought", "i", SD_BUS_PARAM(row), 0),
+    SD_BUS_SIGNAL_WITH_NAMES("ContentSought", "i", SD_BUS_PARAM(row), 0),
+    SD_BUS_SIGNAL_WITH_NAMES("CursorMoved", "i", SD_BUS_PARAM(row), 0),
+    SD_BUS_SIGNAL_WITH_NAMES("RowRead", "as", SD_BUS_PARAM(row), 0),
+    SD_BUS_SIGNAL_WITH_NAMES("RowChunkRead", "aas", SD_BUS_PARAM(rows), 0),
+    SD_BUS_SIGNAL_WITH_NAMES("Committed", "i", SD_BUS_PARAM(status), 0),
+    SD_BUS_SIGNAL_WITH_NAMES("Updated", "i", SD_BUS_PARAM(update), 0),
+    SD_BUS_VTABLE_END,
+};
+
+}  // namespace
+
+Iterators::Iterators(sd_bus* bus, Ground& ground) : ground_(ground) {
+    interface_ = registered(sd_bus_add_fallback_vtable, bus, bus::ITERATOR_PATH, bus::ITERATOR_INTERFACE,
+                            ITERATOR_TABLE, find, this);
+    nodes_ = registered(sd_bus_add_node_enumerator, bus, bus::ITERATOR_PATH, list, this);
+    leaving_ = registered(sd_bus_add_match, bus,
+                          "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+                          "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''",
+                          handleLeave, this);
+}
+
+Iterators::~Iterators() = default;
+
+int Iterators::create(sd_bus_message* call, ServedObject const& table, sd_bus_error* error) {
+    int type = 0;
+    std::vector<objbus::TableSelection> selections;
+    std::vector<int> columns;
+    std::vector<objbus::TableOrder> orders;
+    int result = bus::read(call, type);
+    result = result < 0 ? result : bus::read(call, selections);
+    result = result < 0 ? result : bus::read(call, columns);
+    result = result < 0 ? result : bus::read(call, orders);
+    if (result < 0) {
+        return result;
+    }
+    std::string path = std::string(bus::ITERATOR_PATH) + '/' + std::to_string(++lastNumber_);
+    Emitter emitter(table.surroundings().bus, ground_.tasks,
+                    {table.key(), path, bus::ITERATOR_INTERFACE, sd_bus_message_get_sender(call)});
+    auto made = std::make_unique<ServedIterator>(std::move(emitter), ground_, table.as<objbus::ObjectTable>(),
+                                                 objbus::IteratorType{type}, selections, columns, orders);
+    if (made->iterator() == nullptr) {
+        return bus::refuse(error, television::STATUS_UNKNOWN_ITERATOR);
+    }
+    auto const place = iterators_.emplace(std::move(path), std::move(made)).first;
+    return sd_bus_reply_method_return(call, "o",
+                                      place->first.c_str());  // What it tells, Ready too, waits for the loop.
+}
+
+int Iterators::destroy(sd_bus_message* call, ServedObject const& table, sd_bus_error* error) {
+    char const* path = nullptr;
+    if (int const result = sd_bus_message_read(call, "o", &path); result < 0) {
+        return result;
+    }
+    auto const place = iterators_.find(path);
+    if (place == iterators_.end() || place->second->key() != table.key()) {
+        return bus::refuse(error, television::STATUS_UNKNOWN_ITERATOR);
+    }
+    if (!place->second->belongsTo(sd_bus_message_get_sender(call))) {
+        return refuseStranger(error);
+    }
+    if (int const status = place->second->destroy(); status != television::STATUS_OK) {
+        return bus::refuse(error, status);
+    }
+    iterators_.erase(place);
+    return sd_bus_reply_method_return(call, "");
+}
+
+int Iterators::find(sd_bus* /*bus*/, char const* path, char const* /*interface*/, void* iterators, void** found,
+                    sd_bus_error* /*error*/) noexcept {
+    auto const& all = static_cast<Iterators*>(iterators)->iterators_;
+    auto const place = all.find(path);
+    *found = place != all.end() ? place->second.get() : nullptr;
+    return *found != nullptr ? 1 : 0;
+}
+
+int Iterators::list(sd_bus* /*bus*/, char const* /*prefix*/, void* iterators, char*** nodes,
+                    sd_bus_error* error) noexcept {
+    return guarded(error, [=] { return listPaths(static_cast<Iterators*>(iterators)->iterators_, nodes); });
+}
+
+int Iterators::handleLeave(sd_bus_message* signal, void* iterators, sd_bus_error* error) noexcept {
+    return guarded(error, [=] {
+        char const* client = nullptr;
+        if (sd_bus_message_read_basic(signal, SD_BUS_TYPE_STRING, &client) > 0) {
+            std::erase_if(static_cast<Iterators*>(iterators)->iterators_,
+                          [client](auto const& each) { return each.second->belongsTo(client); });
+        }
+        return 0;
+    });
+}
+
+}  // namespace nrx_television

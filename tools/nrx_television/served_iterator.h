@@ -1,0 +1,42 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "bus/message.h"
+#include "tools/nrx_television/ground.h"
+#include "tools/nrx_television/served_object.h"
+
+namespace nrx_television {
+
+class ServedIterator;
+
+/// The iterators on the bus, each of which belongs to the client that made it. Used on the thread of the loop.
+class Iterators {
+public:
+    /// Throws `std::system_error` when the bus does not take them.
+    Iterators(sd_bus* bus, Ground& ground);
+    Iterators(Iterators const&) = delete;
+    Iterators& operator=(Iterators const&) = delete;
+    ~Iterators();
+
+    // Carry out the calls of these methods on a table, and return what a handler returns.
+    int create(sd_bus_message* call, ServedObject const& table, sd_bus_error* error);
+    int destroy(sd_bus_message* call, ServedObject const& table, sd_bus_error* error);
+
+private:
+    static int find(sd_bus* bus, char const* path, char const* interface, void* iterators, void** found,
+                    sd_bus_error* error) noexcept;
+    static int list(sd_bus* bus, char const* prefix, void* iterators, char*** nodes, sd_bus_error* error) noexcept;
+    static int handleLeave(sd_bus_message* signal, void* iterators, sd_bus_error* error) noexcept;
+
+    Ground& ground_;
+    std::map<std::string, std::unique_ptr<ServedIterator>, std::less<>> iterators_;  ///< By their paths.
+    unsigned long lastNumber_ = 0;
+    bus::Slot interface_;
+    bus::Slot nodes_;
+    bus::Slot leaving_;
+};
+
+}  // namespace nrx_television

@@ -1,0 +1,278 @@
+#include "tools/nrx_television/served_object.h"
+
+#include <map>
+
+#include "television/status.h"
+#include "tools/nrx_television/carried.h"
+
+namespace nrx_television {
+
+namespace {
+
+/// An observer that tells on the bus what it hears.
+template <typename Base>
+class Telling : public Base {
+public:
+    explicit Telling(Emitter emitter) : emitter_(std::move(emitter)) {}
+
+protected:
+    [[nodiscard]] Emitter const& emitter() const { return emitter_; }
+
+private:
+    Emitter const emitter_;
+};
+
+template <typename Base, typename T>
+class NumberObserver final : public Telling<Base> {
+public:
+    using Telling<Base>::Telling;
+    void notifyNewValue(T value) override { this->emitter().changed(value); }
+};
+
+class StringObserver final : public Telling<objbus::ObserverString> {
+public:
+    using Telling::Telling;
+    void notifyNewValue(std::string const& value) override { emitter().changed(value); }
+};
+
+class IntegerListObserver final : public Telling<objbus::ObserverVectorNumericInteger> {
+public:
+    using Telling::Telling;
+    void notifyIntegerVector(std::vector<int> const& values) override { emitter().changed(values); }
+};
+
+class StringListObserver final : public Telling<objbus::ObserverVectorString> {
+public:
+    using Telling::Telling;
+    void notifyStringVector(std::vector<std::string> const& values) override { emitter().changed(values); }
+};
+
+class ActionObserver final : public Telling<objbus::ObserverAction> {
+public:
+    using Telling::Telling;
+    void notifyResult(unsigned int id, std::vector<objbus::Argument> const& results) override {
+        emitter().signal("Result", id, results);
+    }
+    void notifyExecutionError(unsigned int id, int error) override { emitter().signal("ExecutionError", id, error); }
+};
+
+class TableObserver final : public Telling<objbus::ObserverTable> {
+public:
+    using Telling::Telling;
+    void notifyUpdate(int update) override { emitter().signal("Updated", update); }
+};
+
+// What the plain objects are read and written through.
+
+template <typename T>
+struct PlainObject;
+
+template <>
+struct PlainObject<int> {
+    using Type = objbus::ObjectNumericInteger;
+    using Observer = NumberObserver<objbus::ObserverNumericInteger, int>;
+};
+
+template <>
+struct PlainObject<long long> {
+    using Type = objbus::ObjectNumericInt64;
+    using Observer = NumberObserver<objbus::ObserverNumericInt64, long long>;
+};
+
+template <>
+struct PlainObject<std::string> {
+    using Type = objbus::ObjectString;
+    using Observer = StringObserver;
+};
+
+template <>
+struct PlainObject<std::vector<int>> {
+    using Type = objbus::ObjectVectorNumericInteger;
+    using Observer = IntegerListObserver;
+};
+
+template <>
+struct PlainObject<std::vector<std::string>> {
+    using Type = objbus::ObjectVectorString;
+    using Observer = StringListObserver;
+};
+
+template <typename Object, typename T>
+int get(Object& object, T& value) {
+    if constexpr (std::is_arithmetic_v<T>) {
+        value = object.getValue();
+        return television::STATUS_OK;
+    } else {
+        return object.getValue(value);
+    }
+}
+
+template <typename T>
+T const& asWritten(T const& value) {
+    return value;
+}
+
+template <typename T>
+std::map<int, T> asWritten(std::vector<T> const& list) {
+    std::map<int, T> elements;
+    for (T const& element : list) {
+        elements.emplace_hint(elements.end(), static_cast<int>(elements.size()), element);
+    }
+    return elements;
+}
+
+template <typename T>
+int appendValue(sd_bus_message* message, objbus::Object& object, std::string const& key) {
+    T value{};
+    try {
+        if (readValue(object, key, value) != television::STATUS_OK) {
+            return 0;
+        }
+    } catch (...) {  // The model fails, and the others can be read all the same.
+        return 0;
+    }
+    return appendProperty(message, "Value", bus::Plain<T>::SIGNATURE, value);
+}
+
+int appendNothing(sd_bus_message* /*message*/, objbus::Object& /*object*/, std::string const& /*key*/) { return 0; }
+
+template <typename Observer>
+std::unique_ptr<objbus::Observer> makeObserver(Emitter const& emitter) {
+    return std::make_unique<Observer>(emitter);
+}
+
+template <typename Object>
+bool fits(objbus::Object* object) {
+    return dynamic_cast<Object*>(object) != nullptr;
+}
+
+template <typename T>
+constexpr Kind plainKind() {
+    using Plain = PlainObject<T>;
+    return {bus::Plain<T>::TYPE, bus::Plain<T>::INTERFACE, makeObserver<typename Plain::Observer>,
+            fits<typename Plain::Type>, appendValue<T>};
+}
+
+constexpr Kind KINDS[] = {
+    plainKind<int>(),
+    plainKind<long long>(),
+    plainKind<std::string>(),
+    plainKind<std::vector<int>>(),
+    plainKind<std::vector<std::string>>(),
+    {objbus::OBJECT_TYPE_ACTION, bus::ACTION_INTERFACE, makeObserver<ActionObserver>, fits<objbus::ObjectAction>,
+     appendNothing},
+    {objbus::OBJECT_TYPE_TABLE, bus::TABLE_INTERFACE, makeObserver<TableObserver>, fits<objbus::ObjectTable>,
+     appendNothing},
+};
+
+Kind const* kindOf(objbus::ObjectTypeSpec type) {
+    for (Kind const& kind : KINDS) {
+        if (kind.type == type) {
+            return &kind;
+        }
+    }
+    return nullptr;
+}
+
+/// Appends an interface with the properties that `appendProperties` appends.
+template <typename AppendProperties>
+int appendInterface(sd_bus_message* message, char const* interface, AppendProperties const& appendProperties) {
+    int result = sd_bus_message_open_container(message, SD_BUS_TYPE_DICT_ENTRY, "sa{sv}");
+    result = result < 0 ? result : sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, interface);
+    result = result < 0 ? result : sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, "{sv}");
+    result = result < 0 ? result : appendProperties();
+    result = result < 0 ? result : sd_bus_message_close_container(message);
+    return result < 0 ? result : sd_bus_message_close_container(message);
+}
+
+}  // namespace
+
+std::unique_ptr<ServedObject> ServedObject::connect(Surroundings const& surroundings, std::string const& key,
+                                                    objbus::ObjectTypeSpec type) {
+    Kind const* const kind = kindOf(type);
+    Emitter emitter(surroundings.bus, surroundings.ground.tasks,
+                    {key, bus::pathOf(key), kind != nullptr ? kind->interface : "", ""});
+    std::unique_ptr<ServedObject> object(new ServedObject(surroundings, std::move(emitter), type, kind));
+    return object->connect() ? std::move(object) : nullptr;
+}
+
+bool ServedObject::connect() {
+    if (kind_ == nullptr) {
+        return true;
+    }
+    observer_ = kind_->makeObserver(emitter_);
+    try {
+        int const status = surroundings_.root.connectObject(key(), observer_.get(), object_);
+        if (status == television::STATUS_OK) {
+            return kind_->fits(object_);  // Another one may have been put there, which will be told of.
+        }
+        complain(key(), "cannot be connected to, status " + std::to_string(status));
+    } catch (std::exception const& failure) {
+        complain(key(), std::string("cannot be connected to: ") + failure.what());
+    }
+    return false;
+}
+
+ServedObject::~ServedObject() {
+    emitter_.end();
+    if (!observer_) {
+        return;
+    }
+    try {
+        surroundings_.root.disconnectObject(key(), observer_.get(), object_);
+    } catch (...) {  // It is still registered.
+        surroundings_.ground.stranded.push_back(std::move(observer_));
+    }
+}
+
+bool ServedObject::has(std::string const& interface) const {
+    return interface == bus::OBJECT_INTERFACE || (kind_ != nullptr && interface == kind_->interface);
+}
+
+int ServedObject::appendInterfaces(sd_bus_message* message) const {
+    std::vector<std::string> interfaces{bus::OBJECT_INTERFACE};
+    if (kind_ != nullptr) {
+        interfaces.emplace_back(kind_->interface);
+    }
+    return bus::append(message, interfaces);
+}
+
+int ServedObject::appendInterfacesAndProperties(sd_bus_message* message) const {
+    int result = sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, "{sa{sv}}");
+    result = result < 0 ? result : appendInterface(message, bus::OBJECT_INTERFACE, [this, message] {
+        return appendProperty(message, "Type", "i", static_cast<int>(type_));
+    });
+    if (result >= 0 && kind_ != nullptr) {
+        result = appendInterface(message, kind_->interface,
+                                 [this, message] { return kind_->appendProperties(message, *object_, key()); });
+    }
+    return result < 0 ? result : sd_bus_message_close_container(message);
+}
+
+template <typename T>
+int readValue(objbus::Object& object, std::string const& key, T& value) {
+    int const status = get(static_cast<typename PlainObject<T>::Type&>(object), value);
+    if (status != television::STATUS_OK || isCarried(value)) {
+        return status;
+    }
+    complain(key, "cannot be read: " + reasonOf(-EILSEQ));
+    return television::STATUS_NOT_CARRIED;
+}
+
+template <typename T>
+int writeValue(objbus::Object& object, T const& value) {
+    return static_cast<typename PlainObject<T>::Type&>(object).setValue(asWritten(value));
+}
+
+template int readValue(objbus::Object&, std::string const&, int&);
+template int readValue(objbus::Object&, std::string const&, long long&);
+template int readValue(objbus::Object&, std::string const&, std::string&);
+template int readValue(objbus::Object&, std::string const&, std::vector<int>&);
+template int readValue(objbus::Object&, std::string const&, std::vector<std::string>&);
+template int writeValue(objbus::Object&, int const&);
+template int writeValue(objbus::Object&, long long const&);
+template int writeValue(objbus::Object&, std::string const&);
+template int writeValue(objbus::Object&, std::vector<int> const&);
+template int writeValue(objbus::Object&, std::vector<std::string> const&);
+
+}  // namespace nrx_television

@@ -1,0 +1,218 @@
+#include "tools/nrx_television/server.h"
+
+#include <csignal>
+#include <cstdint>
+#include <stdexcept>
+#include <system_error>
+
+#include "frame/process.h"
+#include "television/root_reference.h"
+#include "tools/nrx_television/guarded.h"
+#include "tools/nrx_television/interfaces.h"
+#include "tools/nrx_television/registration.h"
+
+namespace nrx_television {
+
+namespace {
+
+constexpr char OBJECT_MANAGER[] = "org.freedesktop.DBus.ObjectManager";
+
+sd_event* makeLoop() {
+    sd_event* loop = nullptr;
+    if (int const result = sd_event_new(&loop); result < 0) {
+        throw std::system_error(-result, std::generic_category(), "the loop of the bus");
+    }
+    return loop;
+}
+
+/// A bus that answers, whose messages come with the loop.
+bus::Bus connectedBus(std::string const& address, sd_event* loop) {
+    bus::Bus bus;
+    int result = bus::open(bus, address);
+    char const* name = nullptr;
+    result = result < 0 ? result : sd_bus_get_unique_name(bus.get(), &name);  // Waits until it is connected.
+    result = result < 0 ? result : sd_bus_attach_event(bus.get(), loop, SD_EVENT_PRIORITY_NORMAL);
+    if (result < 0) {
+        throw std::runtime_error("the bus " + (address.empty() ? "" : address + ' ') +
+                                 "cannot be reached: " + std::generic_category().message(-result));
+    }
+    return bus;
+}
+
+objbus::RootInterface& rootInterface() {
+    boost::shared_ptr<frame::Interface> reference;
+    frame::Process::getInstance().getInterfaceReference(reference, television::ROOT_INTERFACE_NAME);
+    return *static_cast<objbus::RootInterface*>(reference->getObject());
+}
+
+}  // namespace
+
+Ground::Ground() : loop(makeLoop()), tasks(loop.get()) {}
+
+Server::Server(simulator::Television& television, Ground& ground, std::string const& address)
+    : television_(television), ground_(ground), bus_(connectedBus(address, ground.loop.get())) {
+    sd_bus* const bus = bus_.get();
+    iterators_.emplace(bus, ground);
+    surroundings_.emplace(Surroundings{bus, ground, rootInterface(), *iterators_});
+    for (ObjectInterface const* each = OBJECT_INTERFACES; each->name != nullptr; ++each) {
+        slots_.push_back(
+            registered(sd_bus_add_fallback_vtable, bus, bus::MODEL_PATH, each->name, each->table, find, this));
+    }
+    slots_.push_back(registered(sd_bus_add_node_enumerator, bus, bus::MODEL_PATH, list, this));
+    slots_.push_back(registered(sd_bus_add_object_manager, bus, bus::MODEL_PATH));
+    slots_.push_back(registered(sd_bus_add_object, bus, bus::MODEL_PATH, handleModelCall, this));
+    signals_.push_back(endingOn(SIGTERM));
+    signals_.push_back(endingOn(SIGINT));
+    television_.setObjectListener(
+        [this](std::string const& key) { ground_.tasks.post([this, key] { replace(key); }); });
+    for (auto const& [key, type] : television_.objects()) {
+        place(key);
+    }
+}
+
+Server::~Server() {
+    television_.setObjectListener({});
+    objects_.clear();
+    iterators_.reset();
+    sd_bus_release_name(bus_.get(), bus::SERVICE);
+    sd_bus_flush(bus_.get());
+}
+
+void Server::requestName() {
+    int const result = sd_bus_request_name(bus_.get(), bus::SERVICE, 0);
+    if (result == -EEXIST) {
+        throw std::runtime_error(std::string("the name ") + bus::SERVICE + " is taken: another television is on");
+    }
+    if (result < 0) {
+        throw std::runtime_error(std::string("the bus refuses the name ") + bus::SERVICE + ": " +
+                                 std::generic_category().message(-result));
+    }
+}
+
+bool Server::turn(bool waits) {
+    if (ended_) {
+        return false;
+    }
+    if (int const result = sd_event_run(ground_.loop.get(), waits ? UINT64_MAX : 0); result < 0) {
+        throw std::system_error(-result, std::generic_category(), "the loop of the bus");
+    }
+    if (!ended_ && sd_bus_is_open(bus_.get()) <= 0) {
+        throw std::runtime_error("the bus is lost");
+    }
+    return !ended_;
+}
+
+void Server::waitUntilSent() {
+    // Twice: an object that has come is connected to by a task, and may tell its value at once.
+    for (int times = 0; times < 2; ++times) {
+        television_.waitUntilDelivered();
+        bool done = false;
+        ground_.tasks.post([&done] { done = true; });
+        while (!done) {
+            if (!turn(true)) {
+                return;  // The loop runs no more, nor does the task.
+            }
+        }
+    }
+    sd_bus_flush(bus_.get());
+}
+
+void Server::place(std::string const& key) {
+    auto const objects = television_.objects();
+    auto const published = objects.find(key);
+    if (published == objects.end()) {
+        return;
+    }
+    if (auto object = ServedObject::connect(*surroundings_, key, published->second)) {
+        std::string path = object->path();
+        objects_.emplace(std::move(path), std::move(object));
+    }
+}
+
+void Server::replace(std::string const& key) {
+    std::string const path = bus::pathOf(key);
+    if (auto const old = objects_.find(path); old != objects_.end()) {
+        tellRemoved(*old->second);
+        objects_.erase(old);
+    }
+    place(key);
+    if (auto const added = objects_.find(path); added != objects_.end()) {
+        tellAdded(*added->second);
+    }
+}
+
+void Server::tellAdded(ServedObject const& object) const {
+    sd_bus_message* made = nullptr;
+    int result = sd_bus_message_new_signal(bus_.get(), &made, bus::MODEL_PATH, OBJECT_MANAGER, "InterfacesAdded");
+    bus::Message const signal(made);
+    result = result < 0 ? result : sd_bus_message_append(made, "o", object.path().c_str());
+    result = result < 0 ? result : object.appendInterfacesAndProperties(made);
+    result = result < 0 ? result : sd_bus_send(bus_.get(), made, nullptr);
+    if (result < 0) {
+        complain(object.key(), "cannot be told of: " + reasonOf(result));
+    }
+}
+
+void Server::tellRemoved(ServedObject const& object) const {
+    sd_bus_message* made = nullptr;
+    int result = sd_bus_message_new_signal(bus_.get(), &made, bus::MODEL_PATH, OBJECT_MANAGER, "InterfacesRemoved");
+    bus::Message const signal(made);
+    result = result < 0 ? result : sd_bus_message_append(made, "o", object.path().c_str());
+    result = result < 0 ? result : object.appendInterfaces(made);
+    result = result < 0 ? result : sd_bus_send(bus_.get(), made, nullptr);
+    if (result < 0) {
+        complain(object.key(), "cannot be told of: " + reasonOf(result));
+    }
+}
+
+int Server::replyWithObjects(sd_bus_message* call) const {
+    sd_bus_message* made = nullptr;
+    int result = sd_bus_message_new_method_return(call, &made);
+    bus::Message const reply(made);
+    result = result < 0 ? result : sd_bus_message_open_container(made, SD_BUS_TYPE_ARRAY, "{oa{sa{sv}}}");
+    for (auto const& [path, object] : objects_) {
+        result = result < 0 ? result : sd_bus_message_open_container(made, SD_BUS_TYPE_DICT_ENTRY, "oa{sa{sv}}");
+        result = result < 0 ? result : sd_bus_message_append(made, "o", path.c_str());
+        result = result < 0 ? result : object->appendInterfacesAndProperties(made);
+        result = result < 0 ? result : sd_bus_message_close_container(made);
+    }
+    result = result < 0 ? result : sd_bus_message_close_container(made);
+    result = result < 0 ? result : sd_bus_send(bus_.get(), made, nullptr);
+    return result < 0 ? result : 1;
+}
+
+int Server::find(sd_bus* /*bus*/, char const* path, char const* interface, void* server, void** found,
+                 sd_bus_error* error) noexcept {
+    return guarded(error, [=] {
+        auto const& objects = static_cast<Server*>(server)->objects_;
+        auto const place = objects.find(path);
+        bool const isThere = place != objects.end() && place->second->has(interface);
+        *found = isThere ? place->second.get() : nullptr;
+        return isThere ? 1 : 0;
+    });
+}
+
+int Server::list(sd_bus* /*bus*/, char const* /*prefix*/, void* server, char*** nodes, sd_bus_error* error) noexcept {
+    return guarded(error, [=] { return listPaths(static_cast<Server*>(server)->objects_, nodes); });
+}
+
+int Server::handleModelCall(sd_bus_message* call, void* server, sd_bus_error* error) noexcept {
+    // The bus's own answer fails when one object cannot be read.
+    bool const wantsObjects = sd_bus_message_is_method_call(call, OBJECT_MANAGER, "GetManagedObjects") > 0;
+    return wantsObjects ? guarded(error, [=] { return static_cast<Server*>(server)->replyWithObjects(call); }) : 0;
+}
+
+int Server::handleSignal(sd_event_source* /*source*/, signalfd_siginfo const* /*information*/, void* server) noexcept {
+    static_cast<Server*>(server)->ended_ = true;
+    return 0;
+}
+
+bus::Source Server::endingOn(int signal) {
+    sd_event_source* source = nullptr;
+    if (int const result = sd_event_add_signal(ground_.loop.get(), &source, signal, handleSignal, this); result < 0) {
+        throw std::system_error(-result, std::generic_category(), "the signals that end the program");
+    }
+    return bus::Source(source);
+}
+
+}  // namespace nrx_television

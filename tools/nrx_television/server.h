@@ -1,0 +1,67 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bus/message.h"
+#include "simulator/television.h"
+#include "tools/nrx_television/ground.h"
+#include "tools/nrx_television/served_iterator.h"
+#include "tools/nrx_television/served_object.h"
+
+namespace nrx_television {
+
+/// A simulated television on a bus, as bus/nrx.Television1.xml says. A client of the television, which outlives it; so
+/// does the ground. Used on the thread that runs the ground's loop.
+class Server {
+public:
+    /// Connects to the bus, as `bus::open` finds it, and places the television's objects there. Throws
+    /// `std::runtime_error`.
+    Server(simulator::Television& television, Ground& ground, std::string const& address);
+    Server(Server const&) = delete;
+    Server& operator=(Server const&) = delete;
+    /// Gives the name back, and sends what is to be sent.
+    ~Server();
+
+    /// Takes the name under which clients find the television. Throws `std::runtime_error`, also when it is taken.
+    void requestName();
+
+    [[nodiscard]] std::size_t objects() const { return objects_.size(); }
+
+    /// Does what is due, or one thing that is, and waits for it when `waits`. Returns false when the program was told
+    /// to end. Throws `std::runtime_error` when the bus is lost.
+    bool turn(bool waits);
+
+    /// Returns when the changes so far were sent to the bus.
+    void waitUntilSent();
+
+private:
+    static int find(sd_bus* bus, char const* path, char const* interface, void* server, void** found,
+                    sd_bus_error* error) noexcept;
+    static int list(sd_bus* bus, char const* prefix, void* server, char*** nodes, sd_bus_error* error) noexcept;
+    static int handleModelCall(sd_bus_message* call, void* server, sd_bus_error* error) noexcept;
+    static int handleSignal(sd_event_source* source, signalfd_siginfo const* information, void* server) noexcept;
+
+    void place(std::string const& key);
+    /// Takes away what stands on the bus for the key, and places what stands in the model.
+    void replace(std::string const& key);
+    int replyWithObjects(sd_bus_message* call) const;
+    void tellAdded(ServedObject const& object) const;
+    void tellRemoved(ServedObject const& object) const;
+    [[nodiscard]] bus::Source endingOn(int signal);
+
+    simulator::Television& television_;
+    Ground& ground_;
+    bus::Bus const bus_;
+    bool ended_ = false;
+    std::optional<Iterators> iterators_;
+    std::optional<Surroundings> surroundings_;
+    std::map<std::string, std::unique_ptr<ServedObject>, std::less<>> objects_;  ///< By their paths.
+    std::vector<bus::Slot> slots_;
+    std::vector<bus::Source> signals_;
+};
+
+}  // namespace nrx_television
