@@ -15,8 +15,6 @@ namespace nrx_television {
 
 namespace {
 
-constexpr char OBJECT_MANAGER[] = "org.freedesktop.DBus.ObjectManager";
-
 sd_event* makeLoop() {
     sd_event* loop = nullptr;
     if (int const result = sd_event_new(&loop); result < 0) {
@@ -61,6 +59,13 @@ Server::Server(simulator::Television& television, Ground& ground, std::string co
     slots_.push_back(registered(sd_bus_add_node_enumerator, bus, bus::MODEL_PATH, list, this));
     slots_.push_back(registered(sd_bus_add_object_manager, bus, bus::MODEL_PATH));
     slots_.push_back(registered(sd_bus_add_object, bus, bus::MODEL_PATH, handleModelCall, this));
+    static constexpr sd_bus_vtable MODEL_TABLE[] = {
+        SD_BUS_VTABLE_START(0),
+        SD_BUS_METHOD("Settle", "", "", settle, SD_BUS_VTABLE_UNPRIVILEGED),
+        SD_BUS_VTABLE_END,
+    };
+    slots_.push_back(registered(sd_bus_add_fallback_vtable, bus, bus::MODEL_PATH, bus::MODEL_INTERFACE, MODEL_TABLE,
+                                findModel, this));
     signals_.push_back(endingOn(SIGTERM));
     signals_.push_back(endingOn(SIGINT));
     television_.setObjectListener(
@@ -143,7 +148,8 @@ void Server::replace(std::string const& key) {
 
 void Server::tellAdded(ServedObject const& object) const {
     sd_bus_message* made = nullptr;
-    int result = sd_bus_message_new_signal(bus_.get(), &made, bus::MODEL_PATH, OBJECT_MANAGER, "InterfacesAdded");
+    int result =
+        sd_bus_message_new_signal(bus_.get(), &made, bus::MODEL_PATH, bus::MANAGER_INTERFACE, "InterfacesAdded");
     bus::Message const signal(made);
     result = result < 0 ? result : sd_bus_message_append(made, "o", object.path().c_str());
     result = result < 0 ? result : object.appendInterfacesAndProperties(made);
@@ -155,7 +161,8 @@ void Server::tellAdded(ServedObject const& object) const {
 
 void Server::tellRemoved(ServedObject const& object) const {
     sd_bus_message* made = nullptr;
-    int result = sd_bus_message_new_signal(bus_.get(), &made, bus::MODEL_PATH, OBJECT_MANAGER, "InterfacesRemoved");
+    int result =
+        sd_bus_message_new_signal(bus_.get(), &made, bus::MODEL_PATH, bus::MANAGER_INTERFACE, "InterfacesRemoved");
     bus::Message const signal(made);
     result = result < 0 ? result : sd_bus_message_append(made, "o", object.path().c_str());
     result = result < 0 ? result : object.appendInterfaces(made);
@@ -192,13 +199,29 @@ int Server::find(sd_bus* /*bus*/, char const* path, char const* interface, void*
     });
 }
 
+int Server::findModel(sd_bus* /*bus*/, char const* path, char const* /*interface*/, void* server, void** found,
+                      sd_bus_error* /*error*/) noexcept {
+    *found = server;
+    return std::string_view(path) == bus::MODEL_PATH ? 1 : 0;  // The table is tried on every path below, too.
+}
+
 int Server::list(sd_bus* /*bus*/, char const* /*prefix*/, void* server, char*** nodes, sd_bus_error* error) noexcept {
     return guarded(error, [=] { return listPaths(static_cast<Server*>(server)->objects_, nodes); });
 }
 
+int Server::settle(sd_bus_message* call, void* server, sd_bus_error* error) noexcept {
+    return guarded(error, [=] {
+        auto& self = *static_cast<Server*>(server);
+        self.television_.waitUntilDelivered();  // By now the signals are tasks, and this one comes behind them.
+        std::shared_ptr<sd_bus_message> const asked(sd_bus_message_ref(call), sd_bus_message_unref);
+        self.ground_.tasks.post([asked] { sd_bus_reply_method_return(asked.get(), ""); });
+        return 1;
+    });
+}
+
 int Server::handleModelCall(sd_bus_message* call, void* server, sd_bus_error* error) noexcept {
     // The bus's own answer fails when one object cannot be read.
-    bool const wantsObjects = sd_bus_message_is_method_call(call, OBJECT_MANAGER, "GetManagedObjects") > 0;
+    bool const wantsObjects = sd_bus_message_is_method_call(call, bus::MANAGER_INTERFACE, "GetManagedObjects") > 0;
     return wantsObjects ? guarded(error, [=] { return static_cast<Server*>(server)->replyWithObjects(call); }) : 0;
 }
 

@@ -41,7 +41,10 @@ public:
 private:
     static int find(sd_bus* bus, char const* path, char const* interface, void* server, void** found,
                     sd_bus_error* error) noexcept;
+    static int findModel(sd_bus* bus, char const* path, char const* interface, void* server, void** found,
+                         sd_bus_error* error) noexcept;
     static int list(sd_bus* bus, char const* prefix, void* server, char*** nodes, sd_bus_error* error) noexcept;
+    static int settle(sd_bus_message* call, void* server, sd_bus_error* error) noexcept;
     static int handleModelCall(sd_bus_message* call, void* server, sd_bus_error* error) noexcept;
     static int handleSignal(sd_event_source* source, signalfd_siginfo const* information, void* server) noexcept;
 
