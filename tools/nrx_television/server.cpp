@@ -15,14 +15,6 @@ namespace nrx_television {
 
 namespace {
 
-sd_event* makeLoop() {
-    sd_event* loop = nullptr;
-    if (int const result = sd_event_new(&loop); result < 0) {
-        throw std::system_error(-result, std::generic_category(), "the loop of the bus");
-    }
-    return loop;
-}
-
 /// A bus that answers, whose messages come with the loop.
 bus::Bus connectedBus(std::string const& address, sd_event* loop) {
     bus::Bus bus;
@@ -44,8 +36,6 @@ objbus::RootInterface& rootInterface() {
 }
 
 }  // namespace
-
-Ground::Ground() : loop(makeLoop()), tasks(loop.get()) {}
 
 Server::Server(simulator::Television& television, Ground& ground, std::string const& address)
     : television_(television), ground_(ground), bus_(connectedBus(address, ground.loop.get())) {
@@ -95,16 +85,21 @@ void Server::requestName() {
 }
 
 bool Server::turn(bool waits) {
+    expectBus();  // Before, too: of a bus that is lost nothing comes.
     if (ended_) {
         return false;
     }
     if (int const result = sd_event_run(ground_.loop.get(), waits ? UINT64_MAX : 0); result < 0) {
         throw std::system_error(-result, std::generic_category(), "the loop of the bus");
     }
+    expectBus();
+    return !ended_;
+}
+
+void Server::expectBus() const {
     if (!ended_ && sd_bus_is_open(bus_.get()) <= 0) {
         throw std::runtime_error("the bus is lost");
     }
-    return !ended_;
 }
 
 void Server::waitUntilSent() {
@@ -137,38 +132,25 @@ void Server::place(std::string const& key) {
 void Server::replace(std::string const& key) {
     std::string const path = bus::pathOf(key);
     if (auto const old = objects_.find(path); old != objects_.end()) {
-        tellRemoved(*old->second);
+        tell(*old->second, "InterfacesRemoved", &ServedObject::appendInterfaces);
         objects_.erase(old);
     }
     place(key);
     if (auto const added = objects_.find(path); added != objects_.end()) {
-        tellAdded(*added->second);
+        tell(*added->second, "InterfacesAdded", &ServedObject::appendInterfacesAndProperties);
     }
 }
 
-void Server::tellAdded(ServedObject const& object) const {
+void Server::tell(ServedObject const& object, char const* member,
+                  int (ServedObject::*append)(sd_bus_message*) const) const {
     sd_bus_message* made = nullptr;
-    int result =
-        sd_bus_message_new_signal(bus_.get(), &made, bus::MODEL_PATH, bus::MANAGER_INTERFACE, "InterfacesAdded");
+    int result = sd_bus_message_new_signal(bus_.get(), &made, bus::MODEL_PATH, bus::MANAGER_INTERFACE, member);
     bus::Message const signal(made);
     result = result < 0 ? result : sd_bus_message_append(made, "o", object.path().c_str());
-    result = result < 0 ? result : object.appendInterfacesAndProperties(made);
+    result = result < 0 ? result : (object.*append)(made);
     result = result < 0 ? result : sd_bus_send(bus_.get(), made, nullptr);
     if (result < 0) {
-        complain(object.key(), "cannot be told of: " + reasonOf(result));
-    }
-}
-
-void Server::tellRemoved(ServedObject const& object) const {
-    sd_bus_message* made = nullptr;
-    int result =
-        sd_bus_message_new_signal(bus_.get(), &made, bus::MODEL_PATH, bus::MANAGER_INTERFACE, "InterfacesRemoved");
-    bus::Message const signal(made);
-    result = result < 0 ? result : sd_bus_message_append(made, "o", object.path().c_str());
-    result = result < 0 ? result : object.appendInterfaces(made);
-    result = result < 0 ? result : sd_bus_send(bus_.get(), made, nullptr);
-    if (result < 0) {
-        complain(object.key(), "cannot be told of: " + reasonOf(result));
+        complain(object.key(), std::string(member) + " cannot be sent: " + reasonOf(result));
     }
 }
 

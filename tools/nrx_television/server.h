@@ -52,8 +52,10 @@ private:
     /// Takes away what stands on the bus for the key, and places what stands in the model.
     void replace(std::string const& key);
     int replyWithObjects(sd_bus_message* call) const;
-    void tellAdded(ServedObject const& object) const;
-    void tellRemoved(ServedObject const& object) const;
+    /// Sends a signal about the object, with what is appended of it.
+    void tell(ServedObject const& object, char const* member,
+              int (ServedObject::*append)(sd_bus_message* message) const) const;
+    void expectBus() const;
     [[nodiscard]] bus::Source endingOn(int signal);
 
     simulator::Television& television_;
