@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "bus/bus_platform.h"
 #include "driven_television.h"
@@ -104,7 +105,7 @@ struct Television : ::testing::Environment {
         bus.reset();
     }
 
-    /// Returns when the program has carried the line out.
+    /// Returns when the program has carried the line out: what is published then may have to come to the bus yet.
     void command(std::string const& line) {
         std::string const mark = "# " + std::to_string(++marks);
         program->write(line + '\n' + mark + '\n');
@@ -115,6 +116,11 @@ struct Television : ::testing::Environment {
                 arguments.push_back(printed.substr(2));
             }
         }
+    }
+
+    void publish(Key key, std::string const& content) {
+        command("tv publish " + typed(key) + ' ' + content);
+        command("wait");
     }
 
     std::unique_ptr<Child> bus;
@@ -153,13 +159,11 @@ std::string typed(television::Rows const& rows) {
 bool carriesEveryText() { return false; }
 
 void publish(Key key, television::Value const& value) {
-    constexpr char const* TYPES[] = {" integer ", " int64 ", " string ", " integer-list ", " string-list "};
-    tv.command("tv publish " + typed(key) + TYPES[value.index()] + typed(value));
+    constexpr char const* TYPES[] = {"integer ", "int64 ", "string ", "integer-list ", "string-list "};
+    tv.publish(key, TYPES[value.index()] + typed(value));
 }
-void publishTable(Key key, television::Rows const& rows) {
-    tv.command("tv publish " + typed(key) + " table " + typed(rows));
-}
-void publishAction(Key key) { tv.command("tv publish " + typed(key) + " action"); }
+void publishTable(Key key, television::Rows const& rows) { tv.publish(key, "table " + typed(rows)); }
+void publishAction(Key key) { tv.publish(key, "action"); }
 void withdraw(Key key) { tv.command("tv withdraw " + typed(key)); }
 void set(Key key, television::Value const& value) { tv.command("tv set " + typed(key) + ' ' + typed(value)); }
 void setRows(Key key, television::Rows const& rows) { tv.command("tv set " + typed(key) + ' ' + typed(rows)); }
