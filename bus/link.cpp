@@ -42,6 +42,11 @@ int guarded(Body const& body) noexcept {
     return 0;
 }
 
+/// Which signals the bus is asked for.
+std::string ruleOf(std::string const& path) {
+    return "type='signal',sender='" + std::string(SERVICE) + "',path='" + path + "'";
+}
+
 /// What became of a message that could not be made or sent.
 int statusOf(int result) {
     switch (result) {
@@ -80,15 +85,6 @@ struct Link::Call {
     }
 };
 
-struct Link::Heard {
-    Heard(Link& owner, std::shared_ptr<Listener> hearing) : link(owner), listener(std::move(hearing)) {}
-
-    Link& link;
-    std::shared_ptr<Listener> const listener;
-    Slot slot{};
-    bool isRefused = false;
-};
-
 Link::Link() : loop_(makeLoop()), tasks_(loop_.get()), pause_(FIRST_PAUSE_USEC) {
     tasks_.post([this] { open(); });
     thread_ = std::thread([this] { run(); });
@@ -125,21 +121,22 @@ int Link::prepare() {
         slots_.emplace_back(slot);
     };
     keep([&](auto slot) { return sd_bus_add_match(bus, slot, LOST_RULE, onLost, this); });
+    keep([&](auto slot) { return sd_bus_add_filter(bus, slot, onMessage, this); });
     keep([&](auto slot) { return sd_bus_add_match_async(bus, slot, OWNER_RULE, onOwnerChanged, nullptr, this); });
     keep([&](auto slot) {
         return sd_bus_call_method_async(bus, slot, "org.freedesktop.DBus", "/org/freedesktop/DBus",
                                         "org.freedesktop.DBus", "GetNameOwner", onOwner, this, "s", SERVICE);
     });
-    for (auto const& [path, heard] : heard_) {
-        listenNow(path, *heard);
+    for (auto& [path, heard] : heard_) {
+        subscribe(path, heard);
     }
     return result;
 }
 
 void Link::close() {
     slots_.clear();
-    for (auto const& [path, heard] : heard_) {
-        heard->slot.reset();
+    for (auto& [path, heard] : heard_) {
+        heard.asking.reset();
     }
     for (auto const& [key, call] : std::exchange(calls_, {})) {
         std::lock_guard const lock(call->mutex);
@@ -271,42 +268,67 @@ int Link::make(Method const& method, Content const& arguments, Message& message)
 }
 
 void Link::listen(std::string const& path, std::shared_ptr<Listener> listener) {
-    tasks_.post([this, path, listener = std::move(listener)] {
-        auto& heard = heard_[path];
-        heard = std::make_unique<Heard>(*this, listener);
-        if (bus_) {
-            listenNow(path, *heard);
-        }
-    });
+    tasks_.post([this, path, listener = std::move(listener)] { place(path, listener, false); });
 }
 
-void Link::listenNow(std::string const& path, Heard& heard) {
-    std::string const rule = "type='signal',sender='" + std::string(SERVICE) + "',path='" + path + "'";
+void Link::listenAlone(std::string const& path, std::shared_ptr<Listener> listener) {
+    tasks_.post([this, path, listener = std::move(listener)] { place(path, listener, true); });
+}
+
+void Link::place(std::string const& path, std::shared_ptr<Listener> listener, bool alone) {
+    Heard& heard = heard_[path];
+    heard.listener = std::move(listener);
+    heard.isAlone = alone;
+    subscribe(path, heard);
+}
+
+void Link::subscribe(std::string const& path, Heard& heard) {
+    if (heard.isAlone || !bus_) {
+        return;
+    }
     sd_bus_slot* slot = nullptr;
-    heard.isRefused = sd_bus_add_match_async(bus_.get(), &slot, rule.c_str(), onSignal, onListening, &heard) < 0;
-    heard.slot.reset(slot);
+    heard.isRefused = sd_bus_call_method_async(bus_.get(), &slot, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                               "org.freedesktop.DBus", "AddMatch", onListening, &heard, "s",
+                                               ruleOf(path).c_str()) < 0;
+    heard.asking.reset(slot);
 }
 
 void Link::forget(std::string const& path) {
-    tasks_.post([this, path] { heard_.erase(path); });
+    tasks_.post([this, path] {
+        auto const found = heard_.find(path);
+        if (found == heard_.end()) {
+            return;
+        }
+        if (!found->second.isAlone && bus_) {
+            sd_bus_call_method_async(bus_.get(), nullptr, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                     "org.freedesktop.DBus", "RemoveMatch", nullptr, nullptr, "s",
+                                     ruleOf(path).c_str());
+        }
+        heard_.erase(found);
+    });
 }
 
 bool Link::refused(std::string const& path) const {
     auto const found = heard_.find(path);
-    return found == heard_.end() || found->second->isRefused;
+    return found == heard_.end() || found->second.isRefused;
 }
 
-int Link::onListening(sd_bus_message* message, void* listened, sd_bus_error* /*error*/) noexcept {
-    static_cast<Heard*>(listened)->isRefused = sd_bus_message_is_method_error(message, nullptr) != 0;
+int Link::onListening(sd_bus_message* message, void* heard, sd_bus_error* /*error*/) noexcept {
+    static_cast<Heard*>(heard)->isRefused = sd_bus_message_is_method_error(message, nullptr) != 0;
     return 0;
 }
 
-int Link::onSignal(sd_bus_message* message, void* listened, sd_bus_error* /*error*/) noexcept {
+int Link::onMessage(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
     return guarded([&] {
-        auto const& heard = *static_cast<Heard*>(listened);
+        auto const& self = *static_cast<Link*>(link);
+        char const* const path = sd_bus_message_get_path(message);
         char const* const sender = sd_bus_message_get_sender(message);
-        if (sender != nullptr && heard.link.owner_ == sender) {  // Anybody may send signals; the owner is one.
-            heard.listener->hear(message);
+        // Anybody may send signals; the owner of the name is one.
+        if (path == nullptr || sender == nullptr || self.owner_ != sender) {
+            return;
+        }
+        if (auto const found = self.heard_.find(std::string_view(path)); found != self.heard_.end()) {
+            found->second.listener->hear(message);
         }
     });
 }

@@ -63,6 +63,9 @@ public:
     /// Lets the listener hear the signals of a path; what is asked for after this has returned is answered after that.
     /// One path has one listener.
     void listen(std::string const& path, std::shared_ptr<Listener> listener);
+    /// The same for signals that the television sends to this process alone, which the bus passes on unasked. In an
+    /// answer: the next message is heard.
+    void listenAlone(std::string const& path, std::shared_ptr<Listener> listener);
     /// Lets nobody hear them, soon.
     void forget(std::string const& path);
     /// For an answer: whether the bus has refused to pass the path's signals on.
@@ -70,20 +73,27 @@ public:
 
 private:
     struct Call;
-    struct Heard;
+    /// Whose signals are heard.
+    struct Heard {
+        std::shared_ptr<Listener> listener;
+        bool isAlone = false;  ///< The bus has not been asked for them.
+        bool isRefused = false;
+        Slot asking{};
+    };
 
     void run();
     void open();
     void close();
     int prepare();
     void retryLater();
-    void listenNow(std::string const& path, Heard& heard);
+    void place(std::string const& path, std::shared_ptr<Listener> listener, bool alone);
+    void subscribe(std::string const& path, Heard& heard);
     void start(std::shared_ptr<Call> const& call);
     int make(Method const& method, Content const& arguments, Message& message) const;
 
     static int onAnswer(sd_bus_message* message, void* asked, sd_bus_error* error) noexcept;
-    static int onListening(sd_bus_message* message, void* listened, sd_bus_error* error) noexcept;
-    static int onSignal(sd_bus_message* message, void* listened, sd_bus_error* error) noexcept;
+    static int onListening(sd_bus_message* message, void* heard, sd_bus_error* error) noexcept;
+    static int onMessage(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
     static int onOwner(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
     static int onOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
     static int onLost(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
@@ -99,7 +109,7 @@ private:
     // Used on the link's thread alone.
     std::uint64_t pause_;  ///< Before the next look for a bus, in microseconds.
     Source retry_;
-    std::map<std::string, std::unique_ptr<Heard>> heard_;
+    std::map<std::string, Heard, std::less<>> heard_;     ///< By their paths.
     std::map<Call const*, std::shared_ptr<Call>> calls_;  ///< Those that were sent.
     std::string owner_;                                   ///< The television's connection; empty while there is none.
     Bus bus_;                                             ///< Null while there is none.

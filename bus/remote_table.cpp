@@ -109,7 +109,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         int const result = readPath(message, made);
         if (result >= 0) {  // Before the next message is read, which may be the iterator's.
             iterator = std::make_shared<RemoteIterator>(model(), made, observer);
-            link().listen(made, iterator);
+            link().listenAlone(made, iterator);
         }
         return result;
     };
