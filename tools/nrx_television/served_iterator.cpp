@@ -25,6 +25,7 @@ public:
     void notifyReadRow(std::vector<std::string> const& row) override { emitter_.signal("RowRead", row); }
     void notifyReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) override {
         std::vector<std::vector<std::string>> copies;
+        copies.reserve(rows.size());
         for (auto const* const row : rows) {
             copies.push_back(*row);
         }
