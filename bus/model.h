@@ -68,8 +68,8 @@ protected:
     [[nodiscard]] Link& link() const;
     [[nodiscard]] std::string const& path() const;
 
-    /// Says what became of an operation of the client's when it could not be done.
-    void reportDropped(char const* operation, int status) const;
+    /// Says that an operation of the client's failed.
+    void report(char const* operation, int status) const noexcept;
 
     /// Asks the object in the time that an operation has; the answer is not asked for when it was withdrawn.
     int ask(char const* interface, char const* name, Content arguments, Content answer, Content late = {}) const;
@@ -112,9 +112,9 @@ public:
 
     std::mutex mutex;  ///< Guards the places and the observers. Taken before the delivery's own.
     television::Delivery delivery;
-    Link link;
     /// What a lookup of the root interface gives.
     boost::shared_ptr<frame::Interface> const root;
+    Link link;
 
 private:
     Model();

@@ -37,7 +37,7 @@ protected:
             return this->ask(PROPERTIES_INTERFACE, "Set", question, {});
         });
         if (status != television::STATUS_OK) {
-            this->reportDropped("write", status);
+            this->report("write", status);
         }
         return status;
     }
@@ -158,7 +158,7 @@ public:
                 [&actionId](sd_bus_message* message) { return read(message, actionId); });
         });
         if (status == television::STATUS_NOT_CARRIED) {
-            reportDropped("invoke", status);
+            report("invoke", status);
         }
         return status;
     }
