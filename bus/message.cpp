@@ -14,7 +14,7 @@ namespace {
 
 namespace utf = boost::locale::utf;
 
-constexpr std::size_t MOST_BYTES = 32 * 1024 * 1024;
+constexpr std::size_t MOST_BYTES = std::size_t{32} * 1024 * 1024;
 
 /// Appends a container with what `appendElement` appends for each element.
 template <typename Elements, typename AppendElement>

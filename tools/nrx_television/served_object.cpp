@@ -121,7 +121,7 @@ std::map<int, T> asWritten(std::vector<T> const& list) {
     return elements;
 }
 
-constexpr std::size_t MOST_TOLD_BYTES = 64 * 1024;  ///< Of a value, where many are told at once.
+constexpr std::size_t MOST_TOLD_BYTES = std::size_t{64} * 1024;  ///< Of a value, where many are told at once.
 
 template <typename T>
 int appendValue(sd_bus_message* message, objbus::Object& object, std::string const& key) {
