@@ -70,7 +70,8 @@ struct Link::Call {
     Method const method;
     Content const arguments;
     Content const answer;
-    Content const late;
+    Content const late{};
+    std::function<void(int status)> const then{};
     std::mutex mutex{};
     std::condition_variable ended{};
     bool isEnded = false;
@@ -82,10 +83,13 @@ struct Link::Call {
         status = result;
         isEnded = true;
         ended.notify_all();
+        if (then) {
+            then(status);
+        }
     }
 };
 
-Link::Link() : loop_(makeLoop()), tasks_(loop_.get()), pause_(FIRST_PAUSE_USEC) {
+Link::Link(Watcher& watcher) : watcher_(watcher), loop_(makeLoop()), tasks_(loop_.get()), pause_(FIRST_PAUSE_USEC) {
     tasks_.post([this] { open(); });
     thread_ = std::thread([this] { run(); });
 }
@@ -143,8 +147,21 @@ void Link::close() {
         call->slot.reset();
         call->end(television::STATUS_NO_BUS);
     }
-    owner_.clear();
+    follow("");
     bus_.reset();
+}
+
+void Link::follow(std::string owner) {
+    if (owner == owner_) {
+        return;
+    }
+    if (!owner_.empty()) {
+        watcher_.handleGone();
+    }
+    owner_ = std::move(owner);
+    if (!owner_.empty()) {
+        watcher_.handleBack();
+    }
 }
 
 void Link::retryLater() {
@@ -159,16 +176,20 @@ int Link::onTime(sd_event_source* /*source*/, std::uint64_t /*time*/, void* link
 }
 
 int Link::onLost(sd_bus_message* /*message*/, void* link, sd_bus_error* /*error*/) noexcept {
-    return guarded([&] { static_cast<Link*>(link)->retryLater(); });  // Not here: the bus is at work.
+    return guarded([&] {
+        auto& self = *static_cast<Link*>(link);
+        self.follow("");
+        self.retryLater();  // Not at once: the bus is at work.
+    });
 }
 
 int Link::onOwner(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
     return guarded([&] {
         auto& self = *static_cast<Link*>(link);
         sd_bus_error const* const error = sd_bus_message_get_error(message);
-        if (error == nullptr) {
-            read(message, self.owner_);
-        } else if (sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) == 0) {
+        if (std::string owner; error == nullptr && read(message, owner) >= 0) {
+            self.follow(owner);
+        } else if (sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
             return;  // The bus goes.
         }
         self.pause_ = FIRST_PAUSE_USEC;
@@ -184,7 +205,7 @@ int Link::onOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* /*er
         std::string before;
         std::string owner;
         if (read(message, name) >= 0 && read(message, before) >= 0 && read(message, owner) >= 0) {
-            static_cast<Link*>(link)->owner_ = owner;
+            static_cast<Link*>(link)->follow(owner);
         }
     });
 }
@@ -201,6 +222,12 @@ int Link::ask(Method method, Deadline deadline, Content arguments, Content answe
     std::unique_lock lock(call->mutex);
     call->isAbandoned = !call->ended.wait_until(lock, deadline, [&call] { return call->isEnded; });
     return call->status;
+}
+
+void Link::request(Method method, Content arguments, Content answer, std::function<void(int status)> then) {
+    std::shared_ptr<Call> const call(
+        new Call{*this, std::move(method), std::move(arguments), std::move(answer), {}, std::move(then)});
+    tasks_.post([this, call] { start(call); });
 }
 
 void Link::start(std::shared_ptr<Call> const& call) {

@@ -40,11 +40,27 @@ public:
     virtual void hear(sd_bus_message* signal) = 0;
 };
 
+/// Hears of the television itself. Called on the link's thread.
+class Watcher {
+public:
+    Watcher() = default;
+    Watcher(Watcher const&) = delete;
+    Watcher& operator=(Watcher const&) = delete;
+    /// A television that was there is gone, or another one takes its place.
+    virtual void handleGone() = 0;
+    /// A television is there.
+    virtual void handleBack() = 0;
+
+protected:
+    ~Watcher() = default;
+};
+
 /// The way to the television, over a bus that is looked for again whenever it is lost, and the thread on which all is
 /// sent and received. That thread calls nobody outside this library. Lives as long as the process.
 class Link {
 public:
-    Link();
+    /// The watcher is called from now on.
+    explicit Link(Watcher& watcher);
     Link(Link const&) = delete;
     Link& operator=(Link const&) = delete;
     ~Link();
@@ -57,7 +73,11 @@ public:
     /// an answer that comes later goes to `late`.
     int ask(Method method, Deadline deadline, Content arguments, Content answer, Content late = {});
 
-    /// Calls the method and does not wait. `arguments` is called later, on the link's thread.
+    /// Calls the method and does not wait. `then` is called with the status when `answer` has read what was answered,
+    /// or there is none; each on the link's thread.
+    void request(Method method, Content arguments, Content answer, std::function<void(int status)> then);
+
+    /// Calls the method without an answer, and does not wait. `arguments` is called later, on the link's thread.
     void tell(Method method, Content arguments);
 
     /// Lets the listener hear the signals of a path; what is asked for after this has returned is answered after that.
@@ -86,6 +106,7 @@ private:
     void close();
     int prepare();
     void retryLater();
+    void follow(std::string owner);
     void place(std::string const& path, std::shared_ptr<Listener> listener, bool alone);
     void subscribe(std::string const& path, Heard& heard);
     void start(std::shared_ptr<Call> const& call);
@@ -99,6 +120,7 @@ private:
     static int onLost(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
     static int onTime(sd_event_source* source, std::uint64_t time, void* link) noexcept;
 
+    Watcher& watcher_;
     Loop const loop_;
     Tasks tasks_;
 

@@ -11,19 +11,23 @@ namespace bus {
 
 namespace {
 
-/// Hears which objects go.
-class Departures final : public Listener {
+/// Hears which objects come and go.
+class Manager final : public Listener {
 public:
-    explicit Departures(Model& model) : model_(model) {}
+    explicit Manager(Model& model) : model_(model) {}
 
     void hear(sd_bus_message* signal) override {
         char const* path = nullptr;
-        if (sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesRemoved") <= 0 ||
-            sd_bus_message_read_basic(signal, SD_BUS_TYPE_OBJECT_PATH, &path) <= 0) {
+        bool const comes = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesAdded") > 0;
+        bool const goes = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesRemoved") > 0;
+        if ((!comes && !goes) || sd_bus_message_read_basic(signal, SD_BUS_TYPE_OBJECT_PATH, &path) <= 0) {
             return;
         }
         std::vector<std::string> interfaces;
-        if (read(signal, interfaces) >= 0 && std::count(interfaces.begin(), interfaces.end(), OBJECT_INTERFACE) != 0) {
+        if (comes) {
+            model_.arrive(path);
+        } else if (read(signal, interfaces) >= 0 &&
+                   std::count(interfaces.begin(), interfaces.end(), OBJECT_INTERFACE) != 0) {
             model_.withdraw(path);
         }
     }
@@ -31,6 +35,10 @@ public:
 private:
     Model& model_;
 };
+
+int appendTypeQuestion(sd_bus_message* message) {
+    return sd_bus_message_append(message, "ss", OBJECT_INTERFACE, "Type");
+}
 
 /// While it lives, threads are made on which the signals meant for the process's own are not handled.
 class SignalsBlocked {
@@ -88,7 +96,7 @@ Model& Model::get() {
     return model;
 }
 
-Model::Model() : root(makeRoot()) { link.listen(MODEL_PATH, std::make_shared<Departures>(*this)); }
+Model::Model() : root(makeRoot()), link(*this) { link.listen(MODEL_PATH, std::make_shared<Manager>(*this)); }
 
 std::shared_ptr<Place> Model::placeOf(std::string const& key) {
     std::lock_guard const lock(mutex);
@@ -149,14 +157,11 @@ int Model::connectAt(Place& place, objbus::Observer* observer, objbus::Object*& 
 int Model::askForType(Place const& place, Deadline deadline, objbus::ObjectTypeSpec& type) {
     int number = 0;
     bool refused = false;
-    auto const question = [](sd_bus_message* message) {
-        return sd_bus_message_append(message, "ss", OBJECT_INTERFACE, "Type");
-    };
     auto const answer = [&](sd_bus_message* message) {
         refused = link.refused(place.path);
         return readVariant(message, "i", number);
     };
-    int const status = link.ask({place.path, PROPERTIES_INTERFACE, "Get"}, deadline, question, answer);
+    int const status = link.ask({place.path, PROPERTIES_INTERFACE, "Get"}, deadline, appendTypeQuestion, answer);
     type = static_cast<objbus::ObjectTypeSpec>(number);
     return refused ? television::STATUS_NOT_CARRIED : status;
 }
@@ -194,17 +199,66 @@ int Model::disconnect(std::string const& key, objbus::Observer* observer, objbus
     return ended == 0 && object != nullptr ? television::STATUS_NOT_CONNECTED : television::STATUS_OK;
 }
 
-void Model::withdraw(std::string_view path) {
+std::shared_ptr<Place> Model::placeAt(std::string_view path) {
     auto const key = keyOf(path);
-    if (!key) {
+    auto const found = key ? places_.find(*key) : places_.end();
+    return found != places_.end() ? found->second : nullptr;
+}
+
+void Model::withdraw(std::string_view path) {
+    std::lock_guard const lock(mutex);
+    auto const place = placeAt(path);
+    if (place && place->current != nullptr) {
+        place->current->withdraw();
+        place->current = nullptr;
+    }
+}
+
+void Model::arrive(std::string_view path) {
+    std::lock_guard const lock(mutex);
+    auto const place = placeAt(path);
+    if (place && place->isMissed) {
+        recover(place);
+    }
+}
+
+void Model::handleGone() {
+    std::lock_guard const lock(mutex);
+    for (auto const& [key, place] : places_) {
+        for (auto const& object : place->objects) {
+            object->lose();
+        }
+    }
+}
+
+void Model::handleBack() {
+    std::lock_guard const lock(mutex);
+    for (auto const& [key, place] : places_) {
+        recover(place);
+    }
+}
+
+void Model::recover(std::shared_ptr<Place> const& place) {
+    place->isMissed = false;
+    if (place->users == 0 || place->current == nullptr) {
         return;
     }
-    std::lock_guard const lock(mutex);
-    auto const found = places_.find(*key);
-    if (found != places_.end() && found->second->current != nullptr) {
-        found->second->current->withdraw();
-        found->second->current = nullptr;
-    }
+    auto const type = std::make_shared<int>();
+    auto const answer = [type](sd_bus_message* message) { return readVariant(message, "i", *type); };
+    link.request({place->path, PROPERTIES_INTERFACE, "Get"}, appendTypeQuestion, answer,
+                 [this, place, type](int status) {
+                     std::lock_guard const lock(mutex);
+                     place->isMissed = status == television::STATUS_NOT_PUBLISHED;
+                     if (status != television::STATUS_OK || place->current == nullptr) {
+                         return;
+                     }
+                     if (place->current->type() == *type) {
+                         place->current->recover();
+                     } else {  // It is another television, in which this object never was.
+                         place->current->withdraw();
+                         place->current = nullptr;
+                     }
+                 });
 }
 
 }  // namespace bus

@@ -49,7 +49,28 @@ RemoteIterator::RemoteIterator(Model& model, std::string path, objbus::ObserverT
       path_(std::move(path)),
       connection_{observer, std::make_shared<television::Registration>(television::Registration{observer, this})} {}
 
+void RemoteIterator::lose() {
+    if (!isLost_.exchange(true)) {
+        model_.link.forget(path_);
+        connection_.post(model_.delivery,
+                         [](Observer& observer) { observer.notifyIteratorReady(television::STATUS_LOST); });
+    }
+}
+
+void RemoteIterator::destroy(std::string const& table) {
+    safely([&] {
+        if (!isLost_.exchange(true)) {
+            model_.link.forget(path_);
+            model_.link.tell({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(path_));
+        }
+        return 0;
+    });
+}
+
 void RemoteIterator::tell(char const* name, Content arguments) const {
+    if (isLost_) {
+        return;
+    }
     safely([&] {
         model_.link.tell({path_, ITERATOR_INTERFACE, name}, std::move(arguments));
         return 0;
@@ -110,6 +131,8 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         if (result >= 0) {  // Before the next message is read, which may be the iterator's.
             iterator = std::make_shared<RemoteIterator>(model(), made, observer);
             link().listenAlone(made, iterator);
+            std::lock_guard const lock(model().mutex);
+            iterators_.emplace(iterator.get(), iterator);
         }
         return result;
     };
@@ -120,14 +143,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         }
         return 0;
     };
-    int const status = safely([&] {
-        int const asked = ask(TABLE_INTERFACE, "CreateIterator", question, answer, late);
-        if (iterator) {
-            std::lock_guard const lock(model().mutex);
-            iterators_.emplace(iterator.get(), iterator);
-        }
-        return asked;
-    });
+    int const status = safely([&] { return ask(TABLE_INTERFACE, "CreateIterator", question, answer, late); });
     if (status == television::STATUS_NOT_CARRIED) {
         reportDropped("createIterator", status);
     }
@@ -147,11 +163,7 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     }
     auto const& registration = destroyed->registration();
     model().delivery.end(*registration);
-    safely([&] {
-        link().forget(destroyed->path());
-        link().tell({path(), TABLE_INTERFACE, "DestroyIterator"}, destroying(destroyed->path()));
-        return 0;
-    });
+    destroyed->destroy(path());
     model().delivery.waitWhileRunning(registration->observer, registration->source);
     return television::STATUS_OK;
 }
@@ -159,7 +171,14 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
 void TableObject::hear(sd_bus_message* signal) {
     int update = 0;
     if (sd_bus_message_is_signal(signal, TABLE_INTERFACE, "Updated") > 0 && read(signal, update) >= 0) {
+        std::lock_guard const lock(model().mutex);
         post([update](auto& observer) { observer.notifyUpdate(update); });
+    }
+}
+
+void TableObject::lose() {
+    for (auto const& [key, iterator] : iterators_) {
+        iterator->lose();
     }
 }
 

@@ -18,6 +18,7 @@ enum Status : int {
     STATUS_NOT_CARRIED = 123,        ///< A text has a zero byte or is no UTF-8, or all is too long for the bus.
     STATUS_NOT_UNDERSTOOD = 124,     ///< What came over the bus is not what was agreed on.
     STATUS_NO_MEMORY = 125,          ///< Memory ran out here.
+    STATUS_LOST = 126,               ///< The television went before it had answered.
 };
 
 }  // namespace television
