@@ -176,7 +176,7 @@ struct Client {
     }
     [[nodiscard]] ObjectTypeSpec type() const {
         ObjectTypeSpec type = OBJECT_TYPE_NONE;
-        EXPECT_EQ((*this)->getType(type), 0);
+        EXPECT_TRUE(object != nullptr && object->getType(type) == 0);
         return type;
     }
     [[nodiscard]] int write(T const& value) const {
