@@ -9,8 +9,8 @@
 /// environment variable NRX_BUS_ADDRESS, or the session's. A program needs these operations only to show the
 /// television; clients of the model use `frame::Process`, as everywhere.
 ///
-/// Any thread may call them, also from inside a notification, `waitUntilDelivered` excepted. Each takes a second at
-/// most and returns a status of `television::Status`.
+/// Any thread may call them, also from inside a notification, `waitUntilDelivered` excepted. Each waits a second at
+/// most for the television, and returns a status of `television::Status`.
 namespace bus {
 
 /// Replaces `objects` by what is published now: the keys, and the types of their objects. Left alone on failure.

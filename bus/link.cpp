@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <utility>
 
 #include "base_utils/debug_log.h"
@@ -12,8 +13,8 @@ namespace bus {
 
 namespace {
 
-constexpr std::uint64_t FIRST_PAUSE_USEC = 100'000;
-constexpr std::uint64_t LAST_PAUSE_USEC = 400'000;  ///< While there is no bus, it wakes the process up.
+constexpr std::chrono::milliseconds FIRST_PAUSE{100};
+constexpr std::chrono::milliseconds LAST_PAUSE{400};  ///< While there is no bus, it wakes the process up.
 constexpr std::uint32_t SEVERITY_ERROR = 1000;
 
 constexpr char OWNER_RULE[] =
@@ -23,21 +24,13 @@ constexpr char LOST_RULE[] =
     "type='signal',sender='org.freedesktop.DBus.Local',path='/org/freedesktop/DBus/Local',"
     "interface='org.freedesktop.DBus.Local',member='Disconnected'";
 
-Loop makeLoop() {
-    sd_event* loop = nullptr;
-    if (sd_event_new(&loop) < 0) {
-        throw std::bad_alloc();
-    }
-    return Loop(loop);
-}
-
 /// Calls from libsystemd end here, whatever is thrown: it is C, and without memory there is nothing better to do.
 template <typename Body>
 int guarded(Body const& body) noexcept {
     try {
         body();
     } catch (...) {
-        report("something was lost: no memory");
+        report("memory ran out, something of the television was lost");
     }
     return 0;
 }
@@ -89,31 +82,42 @@ struct Link::Call {
     }
 };
 
-Link::Link(Watcher& watcher) : watcher_(watcher), loop_(makeLoop()), tasks_(loop_.get()), pause_(FIRST_PAUSE_USEC) {
-    tasks_.post([this] { open(); });
-    thread_ = std::thread([this] { run(); });
-}
+Link::Link(Watcher& watcher) : watcher_(watcher), loop_(makeLoop()), tasks_(loop_.get()), pause_(FIRST_PAUSE) {}
 
 Link::~Link() = default;
 
+void Link::begin() {
+    thread_ = std::thread([this] { run(); });
+}
+
 void Link::run() {
     while (true) {
-        if (sd_event_run(loop_.get(), UINT64_MAX) < 0) {  // The kernel, or the memory, has no room: it may have later.
-            std::this_thread::sleep_for(std::chrono::microseconds(FIRST_PAUSE_USEC));
+        if (isSeeking_ && std::chrono::steady_clock::now() >= nextLook_) {
+            guarded([this] { open(); });
+        }
+        auto const left = std::chrono::ceil<std::chrono::microseconds>(nextLook_ - std::chrono::steady_clock::now());
+        auto const wait =
+            isSeeking_ ? static_cast<std::uint64_t>(std::max(left, std::chrono::microseconds(0)).count()) : UINT64_MAX;
+        if (sd_event_run(loop_.get(), wait) < 0) {  // The kernel, or the memory, has no room: it may have later.
+            std::this_thread::sleep_for(FIRST_PAUSE);
         }
     }
 }
 
 void Link::open() {
+    retryLater();  // Unless all goes well.
     close();
-    int result = bus::open(bus_, "");
-    if (result >= 0) {
-        result = prepare();
-    }
-    if (result < 0) {
+    if (bus::open(bus_, "") >= 0 && prepare() >= 0) {
+        isSeeking_ = false;
+    } else {
         close();
-        retryLater();
     }
+}
+
+void Link::retryLater() {
+    isSeeking_ = true;
+    nextLook_ = std::chrono::steady_clock::now() + pause_;
+    pause_ = std::min(2 * pause_, LAST_PAUSE);
 }
 
 int Link::prepare() {
@@ -164,17 +168,6 @@ void Link::follow(std::string owner) {
     }
 }
 
-void Link::retryLater() {
-    sd_event_source* source = nullptr;
-    sd_event_add_time_relative(loop_.get(), &source, CLOCK_MONOTONIC, pause_, 0, onTime, this);
-    retry_.reset(source);
-    pause_ = std::min(2 * pause_, LAST_PAUSE_USEC);
-}
-
-int Link::onTime(sd_event_source* /*source*/, std::uint64_t /*time*/, void* link) noexcept {
-    return guarded([&] { static_cast<Link*>(link)->open(); });
-}
-
 int Link::onLost(sd_bus_message* /*message*/, void* link, sd_bus_error* /*error*/) noexcept {
     return guarded([&] {
         auto& self = *static_cast<Link*>(link);
@@ -192,7 +185,7 @@ int Link::onOwner(sd_bus_message* message, void* link, sd_bus_error* /*error*/) 
         } else if (sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
             return;  // The bus goes.
         }
-        self.pause_ = FIRST_PAUSE_USEC;
+        self.pause_ = FIRST_PAUSE;
         std::lock_guard const lock(self.mutex_);
         self.reached_ = true;
         self.reachedNow_.notify_all();
@@ -269,17 +262,16 @@ int Link::onAnswer(sd_bus_message* message, void* asked, sd_bus_error* /*error*/
 
 void Link::tell(Method method, Content arguments) {
     tasks_.post([this, told = std::move(method), content = std::move(arguments)] {
-        Message message;
-        int result = make(told, content, message);
-        if (result >= 0) {
-            result = sd_bus_message_set_expect_reply(message.get(), 0);
-        }
-        if (result >= 0) {
-            result = sd_bus_send(bus_.get(), message.get(), nullptr);
-        }
-        if (result < 0) {
-            report(told.path + ": " + told.name + " dropped, status " + std::to_string(statusOf(result)));
-        }
+        guarded([&] {
+            Message message;
+            int result = make(told, content, message);
+            result = result < 0 ? result : sd_bus_message_set_expect_reply(message.get(), 0);
+            result = result < 0 ? result : sd_bus_message_set_auto_start(message.get(), 0);
+            result = result < 0 ? result : sd_bus_send(bus_.get(), message.get(), nullptr);
+            if (result < 0) {
+                reportFailure(told.path, told.name, statusOf(result));
+            }
+        });
     });
 }
 
@@ -360,10 +352,36 @@ int Link::onMessage(sd_bus_message* message, void* link, sd_bus_error* /*error*/
     });
 }
 
-void report(std::string const& line) {
-    DebugLevelRecord record{SEVERITY_ERROR, 0, 0};
-    if (debugCheckLevel(&record) != 0) {
-        debugOutput("ERROR [BUS] %s\n", line.c_str());
+void reportFailure(std::string const& what, char const* operation, int status) noexcept {
+    auto const reason = [status] {
+        switch (status) {
+            case television::STATUS_NO_TELEVISION:
+                return "there is no television";
+            case television::STATUS_NOT_PUBLISHED:
+            case television::STATUS_WITHDRAWN:
+                return "the object was taken away";
+            case television::STATUS_NO_BUS:
+                return "there is no bus";
+            case television::STATUS_NO_ANSWER:
+                return "no answer came in time";
+            case television::STATUS_NOT_CARRIED:
+                return "the bus does not carry it";
+            default:
+                return "refused";
+        }
+    };
+    guarded([&] {
+        report((what + ": " + operation + " failed, status " + std::to_string(status) + ": " + reason()).c_str());
+    });
+}
+
+void report(char const* line) noexcept {
+    try {  // Where the lines go is the program's.
+        DebugLevelRecord record{SEVERITY_ERROR, 0, 0};
+        if (debugCheckLevel(&record) != 0) {
+            debugOutput("ERROR [BUS] %s\n", line);
+        }
+    } catch (...) {
     }
 }
 

@@ -56,7 +56,7 @@ protected:
 };
 
 /// The way to the television, over a bus that is looked for again whenever it is lost, and the thread on which all is
-/// sent and received. That thread calls nobody outside this library. Lives as long as the process.
+/// sent and received. That thread calls nobody outside this library but the log. Lives as long as the process.
 class Link {
 public:
     /// The watcher is called from now on.
@@ -65,10 +65,13 @@ public:
     Link& operator=(Link const&) = delete;
     ~Link();
 
+    /// Starts the thread, after which this lives on. What was asked for before is done then.
+    void begin();
+
     /// Waits until a bus has been reached for the first time, and returns whether it was.
     bool reached(std::chrono::milliseconds patience);
 
-    /// Calls the method and waits for its answer, until the deadline: what has not been sent by then is dropped.
+    /// Calls the method and waits for its answer, until the deadline: what nobody has begun to send by then is dropped.
     /// Returns a status. `arguments` and `answer` are called on the link's thread, and never after this has returned;
     /// an answer that comes later goes to `late`.
     int ask(Method method, Deadline deadline, Content arguments, Content answer, Content late = {});
@@ -118,7 +121,6 @@ private:
     static int onOwner(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
     static int onOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
     static int onLost(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
-    static int onTime(sd_event_source* source, std::uint64_t time, void* link) noexcept;
 
     Watcher& watcher_;
     Loop const loop_;
@@ -129,8 +131,9 @@ private:
     bool reached_ = false;  ///< Guarded by the mutex.
 
     // Used on the link's thread alone.
-    std::uint64_t pause_;  ///< Before the next look for a bus, in microseconds.
-    Source retry_;
+    bool isSeeking_ = true;                               ///< A bus is to be looked for,
+    Deadline nextLook_{};                                 ///< then,
+    std::chrono::milliseconds pause_;                     ///< and so long after that.
     std::map<std::string, Heard, std::less<>> heard_;     ///< By their paths.
     std::map<Call const*, std::shared_ptr<Call>> calls_;  ///< Those that were sent.
     std::string owner_;                                   ///< The television's connection; empty while there is none.
@@ -140,7 +143,9 @@ private:
     std::thread thread_;
 };
 
-/// Writes one line to the log.
-void report(std::string const& line);
+/// Writes one line to the log. Needs no memory for a short one.
+void report(char const* line) noexcept;
+/// Writes that an operation on something failed, and why.
+void reportFailure(std::string const& what, char const* operation, int status) noexcept;
 
 }  // namespace bus

@@ -6,12 +6,15 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <system_error>
 
 namespace bus {
 
 namespace {
 
 namespace utf = boost::locale::utf;
+
+constexpr std::size_t MOST_BYTES = std::size_t{32} * 1024 * 1024;
 
 /// Appends a container with what `appendElement` appends for each element.
 template <typename Elements, typename AppendElement>
@@ -63,7 +66,8 @@ bool carries(std::string_view text) {
     char const* const end = at + text.size();
     while (at != end) {
         utf::code_point const character = utf::utf_traits<char>::decode(at, end);
-        if (character == 0 || !utf::is_valid_codepoint(character)) {
+        bool const isNone = (character >= 0xFDD0 && character <= 0xFDEF) || (character & 0xFFFE) == 0xFFFE;
+        if (character == 0 || isNone || !utf::is_valid_codepoint(character)) {
             return false;
         }
     }
@@ -86,18 +90,30 @@ int append(sd_bus_message* message, long long value) {
 }
 
 int append(sd_bus_message* message, std::string const& value) {
+    if (value.size() > MOST_BYTES) {
+        return -EMSGSIZE;
+    }
     return carries(value) ? sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, value.c_str()) : -EILSEQ;
 }
 
 int append(sd_bus_message* message, std::vector<int> const& values) {
+    if (values.size() > MOST_BYTES / sizeof(int)) {
+        return -EMSGSIZE;
+    }
     return sd_bus_message_append_array(message, SD_BUS_TYPE_INT32, values.data(), values.size() * sizeof(int));
 }
 
 int append(sd_bus_message* message, std::vector<std::string> const& values) {
+    if (sizeOf(values) > MOST_BYTES) {
+        return -EMSGSIZE;
+    }
     return appendArray(message, "s", values, [message](auto const& value) { return append(message, value); });
 }
 
 int append(sd_bus_message* message, std::vector<std::vector<std::string>> const& rows) {
+    if (sizeOf(rows) > MOST_BYTES) {
+        return -EMSGSIZE;
+    }
     return appendArray(message, "as", rows, [message](auto const& row) { return append(message, row); });
 }
 
@@ -196,6 +212,14 @@ int read(sd_bus_message* message, std::vector<objbus::TableOrder>& orders) {
     return readArray(message, "(ii)", orders, [message](objbus::TableOrder& order) {
         return sd_bus_message_read(message, "(ii)", &order.first, &order.second);
     });
+}
+
+Loop makeLoop() {
+    sd_event* loop = nullptr;
+    if (int const result = sd_event_new(&loop); result < 0) {
+        throw std::system_error(-result, std::generic_category(), "the loop of the bus");
+    }
+    return Loop(loop);
 }
 
 int open(Bus& bus, std::string const& address) {

@@ -45,10 +45,24 @@ private:
     sd_bus_error error_{};
 };
 
-/// Whether the bus carries the text: it has no zero byte and is UTF-8.
+/// Whether the bus carries the text: it is UTF-8, without a zero byte and without the codes that Unicode gives to no
+/// character ever (U+FFFE, U+FFFF and their like).
 bool carries(std::string_view text);
 
-// Appends one value, whole. A text that the bus does not carry fails with `-EILSEQ`.
+/// What a value takes in a message, roughly.
+inline std::size_t sizeOf(long long /*value*/) { return sizeof(long long); }
+inline std::size_t sizeOf(std::string const& value) { return value.size() + sizeof(long long); }
+template <typename T>
+std::size_t sizeOf(std::vector<T> const& values) {
+    std::size_t size = 0;
+    for (T const& value : values) {
+        size += sizeOf(value);
+    }
+    return size;
+}
+
+// Appends one value, whole. A text that the bus does not carry fails with `-EILSEQ`, and more than 32 MiB, after which
+// the bus would end the connection, with `-EMSGSIZE`.
 int append(sd_bus_message* message, int value);
 int append(sd_bus_message* message, unsigned int value);
 int append(sd_bus_message* message, long long value);
@@ -85,6 +99,9 @@ int readVariant(sd_bus_message* message, char const* signature, T& value) {
     result = result < 0 ? result : read(message, value);
     return result < 0 ? result : sd_bus_message_exit_container(message);
 }
+
+/// A loop of events. Throws `std::system_error` when the kernel has no room for it.
+Loop makeLoop();
 
 /// Makes a bus that is on its way to be connected: to the address; to NRX_BUS_ADDRESS, when that is empty; to the
 /// session's, when that is empty too.

@@ -1,6 +1,6 @@
 #include "bus/model.h"
 
-#include <boost/make_shared.hpp>
+#include <algorithm>
 #include <csignal>
 #include <utility>
 
@@ -62,8 +62,8 @@ Link& RemoteObject::link() const { return model_.link; }
 
 std::string const& RemoteObject::path() const { return place_.path; }
 
-void RemoteObject::reportDropped(char const* operation, int status) const {
-    report(place_.key + ": " + operation + " dropped, status " + std::to_string(status));
+void RemoteObject::report(char const* operation, int status) const noexcept {
+    reportFailure(place_.key, operation, status);
 }
 
 int RemoteObject::ask(char const* interface, char const* name, Content arguments, Content answer, Content late) const {
@@ -96,7 +96,10 @@ Model& Model::get() {
     return model;
 }
 
-Model::Model() : root(makeRoot()), link(*this) { link.listen(MODEL_PATH, std::make_shared<Manager>(*this)); }
+Model::Model() : root(makeRoot()), link(*this) {
+    link.listen(MODEL_PATH, std::make_shared<Manager>(*this));
+    link.begin();
+}
 
 std::shared_ptr<Place> Model::placeOf(std::string const& key) {
     std::lock_guard const lock(mutex);

@@ -72,8 +72,8 @@ protected:
     [[nodiscard]] Link& link() const;
     [[nodiscard]] std::string const& path() const;
 
-    /// Says what became of an operation of the client's when it could not be done.
-    void reportDropped(char const* operation, int status) const;
+    /// Says that an operation of the client's failed.
+    void report(char const* operation, int status) const noexcept;
 
     /// Asks the object in the time that an operation has; the answer is not asked for when it was withdrawn.
     int ask(char const* interface, char const* name, Content arguments, Content answer, Content late = {}) const;
@@ -120,6 +120,7 @@ public:
     television::Delivery delivery;
     /// What a lookup of the root interface gives.
     boost::shared_ptr<frame::Interface> const root;
+    Link link;
 
 private:
     Model();
@@ -135,9 +136,6 @@ private:
     void leave(Place& place, std::size_t users);  ///< With the mutex held.
 
     std::map<std::string, std::shared_ptr<Place>> places_;
-
-public:
-    Link link;  ///< Calls for the others.
 };
 
 }  // namespace bus

@@ -84,7 +84,10 @@ void RemoteIterator::seekToRow(int row) {
 }
 
 void RemoteIterator::seekToContent(std::string const& content) {
-    tell("SeekToContent", [content](sd_bus_message* message) { return append(message, content); });
+    safely([&] {
+        tell("SeekToContent", [content](sd_bus_message* message) { return append(message, content); });
+        return 0;
+    });
 }
 
 void RemoteIterator::readRow() { tell("ReadRow", {}); }
@@ -130,24 +133,26 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         int const result = readPath(message, made);
         if (result >= 0) {  // Before the next message is read, which may be the iterator's.
             iterator = std::make_shared<RemoteIterator>(model(), made, observer);
-            link().listenAlone(made, iterator);
             std::lock_guard const lock(model().mutex);
             iterators_.emplace(iterator.get(), iterator);
+            link().listenAlone(made, iterator);
         }
         return result;
     };
-    auto const late = [&link = link(), table = path()](sd_bus_message* message) {
-        std::string made;
-        if (readPath(message, made) >= 0) {
-            link.tell({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(made));
-        }
-        return 0;
-    };
-    int const status = safely([&] { return ask(TABLE_INTERFACE, "CreateIterator", question, answer, late); });
+    int const status = safely([&] {
+        auto const late = [&link = link(), table = path()](sd_bus_message* message) {
+            std::string made;
+            if (readPath(message, made) >= 0) {
+                link.tell({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(made));
+            }
+            return 0;
+        };
+        return ask(TABLE_INTERFACE, "CreateIterator", question, answer, late);
+    });
     if (status == television::STATUS_NOT_CARRIED) {
-        reportDropped("createIterator", status);
+        report("createIterator", status);
     }
-    return iterator.get();
+    return status == television::STATUS_OK ? iterator.get() : nullptr;
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {

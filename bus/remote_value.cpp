@@ -50,7 +50,7 @@ protected:
             return this->ask(PROPERTIES_INTERFACE, "Set", question, {});
         });
         if (status != television::STATUS_OK) {
-            this->reportDropped("write", status);
+            this->report("write", status);
         }
         return status;
     }
@@ -187,7 +187,7 @@ public:
                 });
         });
         if (status == television::STATUS_NOT_CARRIED) {
-            reportDropped("invoke", status);
+            report("invoke", status);
         }
         return status;
     }

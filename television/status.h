@@ -15,7 +15,7 @@ enum Status : int {
     STATUS_NOT_SUPPORTED = 108,      ///< The television has no such operation.
     STATUS_NO_BUS = 121,             ///< The bus cannot be reached.
     STATUS_NO_ANSWER = 122,          ///< The television did not answer in time.
-    STATUS_NOT_CARRIED = 123,        ///< A text has a zero byte or is no UTF-8, or all is too long for the bus.
+    STATUS_NOT_CARRIED = 123,        ///< The bus does not carry the text, or it is too long for it.
     STATUS_NOT_UNDERSTOOD = 124,     ///< What came over the bus is not what was agreed on.
     STATUS_NO_MEMORY = 125,          ///< Memory ran out here.
     STATUS_LOST = 126,               ///< The television went before it had answered.

@@ -551,7 +551,7 @@ TEST(TextContract, WhatIsNotCarriedIsRefusedWholeAndLogged) {
     television::setLogLevel(television::LogLevel::error);
     television::setLogSink([&](int /*severity*/, std::string const& /*line*/) { ++lines; });
     std::string before = "before";
-    for (std::string const& bad : {"a\0b"s, "\xff"s, "\xc3"s, "\xed\xa0\x80"s}) {
+    for (std::string const& bad : {"a\0b"s, "\xff"s, "\xc3"s, "\xed\xa0\x80"s, "\xef\xbf\xbf"s}) {
         unsigned int id = 0;
         std::function<bool()> const uses[] = {
             [&] { return text.write(bad) == 0; },

@@ -15,8 +15,9 @@ void complain(std::string const& key, std::string const& what) {
 }
 
 std::string reasonOf(int failure) {
-    return failure == -EILSEQ ? "found a text that the bus does not carry, expected UTF-8 without a zero byte"
-                              : std::generic_category().message(-failure);
+    return failure == -EILSEQ
+               ? "found a text that the bus does not carry, expected UTF-8 without zero bytes and noncharacters"
+               : std::generic_category().message(-failure);
 }
 
 }  // namespace nrx_television

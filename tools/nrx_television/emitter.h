@@ -25,9 +25,7 @@ template <typename T>
 int appendProperty(sd_bus_message* message, char const* name, char const* signature, T const& value) {
     int result = sd_bus_message_open_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv");
     result = result < 0 ? result : sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, name);
-    result = result < 0 ? result : sd_bus_message_open_container(message, SD_BUS_TYPE_VARIANT, signature);
-    result = result < 0 ? result : bus::append(message, value);
-    result = result < 0 ? result : sd_bus_message_close_container(message);
+    result = result < 0 ? result : bus::appendVariant(message, signature, value);
     return result < 0 ? result : sd_bus_message_close_container(message);
 }
 

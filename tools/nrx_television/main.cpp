@@ -65,8 +65,8 @@ std::vector<nrx_console::ModelObject> loadObjects(Options const& options) {
         auto const* const rows = std::get_if<television::Rows>(&content);
         if ((value != nullptr && !nrx_television::isCarried(*value)) ||
             (rows != nullptr && !nrx_television::isCarried(*rows))) {
-            throw nrx_console::ModelError(nrx_console::typed(options.model) + ": found a zero byte in a text of " +
-                                          nrx_console::typed(key) + ", which the bus does not carry");
+            throw nrx_console::ModelError(nrx_console::typed(options.model) + ": " + nrx_console::typed(key) + ": " +
+                                          nrx_television::reasonOf(-EILSEQ));
         }
     }
     return std::move(model.objects);
@@ -120,10 +120,11 @@ int run(int argc, char** argv) {
         say(error.what());
         return EXIT_NOT_STARTED;
     }
+    bus::Bus bus = nrx_television::connectedBus(options.address);  // May take long, and is ended by a signal.
     blockEndingSignals();
     nrx_television::Ground ground;
     nrx_console::SimulatedTelevision television(objects);
-    nrx_television::Server server(television.television(), ground, options.address);
+    nrx_television::Server server(television.television(), ground, std::move(bus));
     server.requestName();
     nrx_console::printLine(std::string("serving ") + bus::SERVICE + ": " + std::to_string(server.objects()) +
                            (server.objects() == 1 ? " object" : " objects"));

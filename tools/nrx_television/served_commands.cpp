@@ -40,7 +40,7 @@ void expectCarried(std::string const& line, simulator::Television const& televis
     bool const nested = hasRows(words, television);
     for (std::string const& word : words) {
         if (!isCarried(word) || (nested && !isCarried(nrx_console::wordsOf(word)))) {
-            throw nrx_console::unexpected(word, "UTF-8 without a zero byte, which the bus carries");
+            throw nrx_console::unexpected(word, "UTF-8 without zero bytes and noncharacters, which the bus carries");
         }
     }
 }

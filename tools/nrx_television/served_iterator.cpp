@@ -1,5 +1,9 @@
 #include "tools/nrx_television/served_iterator.h"
 
+#include <systemd/sd-id128.h>
+
+#include <array>
+#include <system_error>
 #include <tuple>
 #include <vector>
 
@@ -25,6 +29,7 @@ public:
     void notifyReadRow(std::vector<std::string> const& row) override { emitter_.signal("RowRead", row); }
     void notifyReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) override {
         std::vector<std::vector<std::string>> copies;
+        copies.reserve(rows.size());
         for (auto const* const row : rows) {
             copies.push_back(*row);
         }
@@ -134,9 +139,19 @@ constexpr sd_bus_vtable ITERATOR_TABLE[] = {
     SD_BUS_VTABLE_END,
 };
 
+/// Where the iterators of this television stand, and no other's ever: a client may have some of an earlier one.
+std::string newPlaces() {
+    sd_id128_t id{};
+    if (int const result = sd_id128_randomize(&id); result < 0) {
+        throw std::system_error(-result, std::generic_category(), "no random number");
+    }
+    std::array<char, SD_ID128_STRING_MAX> text{};
+    return std::string(bus::ITERATOR_PATH) + '/' + sd_id128_to_string(id, text.data()) + '/';
+}
+
 }  // namespace
 
-Iterators::Iterators(sd_bus* bus, Ground& ground) : ground_(ground) {
+Iterators::Iterators(sd_bus* bus, Ground& ground) : ground_(ground), places_(newPlaces()) {
     interface_ = registered(sd_bus_add_fallback_vtable, bus, bus::ITERATOR_PATH, bus::ITERATOR_INTERFACE,
                             ITERATOR_TABLE, find, this);
     nodes_ = registered(sd_bus_add_node_enumerator, bus, bus::ITERATOR_PATH, list, this);
@@ -147,6 +162,10 @@ Iterators::Iterators(sd_bus* bus, Ground& ground) : ground_(ground) {
 }
 
 Iterators::~Iterators() = default;
+
+void Iterators::drop(std::string const& table) {
+    std::erase_if(iterators_, [&table](auto const& each) { return each.second->key() == table; });
+}
 
 int Iterators::create(sd_bus_message* call, ServedObject const& table, sd_bus_error* error) {
     int type = 0;
@@ -160,7 +179,7 @@ int Iterators::create(sd_bus_message* call, ServedObject const& table, sd_bus_er
     if (result < 0) {
         return result;
     }
-    std::string path = std::string(bus::ITERATOR_PATH) + '/' + std::to_string(++lastNumber_);
+    std::string path = places_ + std::to_string(++lastNumber_);
     Emitter emitter(table.surroundings().bus, ground_.tasks,
                     {table.key(), path, bus::ITERATOR_INTERFACE, sd_bus_message_get_sender(call)});
     auto made = std::make_unique<ServedIterator>(std::move(emitter), ground_, table.as<objbus::ObjectTable>(),

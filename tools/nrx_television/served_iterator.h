@@ -21,6 +21,9 @@ public:
     Iterators& operator=(Iterators const&) = delete;
     ~Iterators();
 
+    /// Ends those of a table that is not there any more.
+    void drop(std::string const& table);
+
     // Carry out the calls of these methods on a table, and return what a handler returns.
     int create(sd_bus_message* call, ServedObject const& table, sd_bus_error* error);
     int destroy(sd_bus_message* call, ServedObject const& table, sd_bus_error* error);
@@ -32,6 +35,7 @@ private:
     static int handleLeave(sd_bus_message* signal, void* iterators, sd_bus_error* error) noexcept;
 
     Ground& ground_;
+    std::string const places_;                                                       ///< What their paths begin with.
     std::map<std::string, std::unique_ptr<ServedIterator>, std::less<>> iterators_;  ///< By their paths.
     unsigned long lastNumber_ = 0;
     bus::Slot interface_;

@@ -121,11 +121,13 @@ std::map<int, T> asWritten(std::vector<T> const& list) {
     return elements;
 }
 
+constexpr std::size_t MOST_TOLD_BYTES = std::size_t{64} * 1024;  ///< Of a value, where many are told at once.
+
 template <typename T>
 int appendValue(sd_bus_message* message, objbus::Object& object, std::string const& key) {
     T value{};
     try {
-        if (readValue(object, key, value) != television::STATUS_OK) {
+        if (readValue(object, key, value) != television::STATUS_OK || bus::sizeOf(value) > MOST_TOLD_BYTES) {
             return 0;
         }
     } catch (...) {  // The model fails, and the others can be read all the same.
@@ -190,6 +192,10 @@ int appendInterface(sd_bus_message* message, char const* interface, AppendProper
 std::unique_ptr<ServedObject> ServedObject::connect(Surroundings const& surroundings, std::string const& key,
                                                     objbus::ObjectTypeSpec type) {
     Kind const* const kind = kindOf(type);
+    if (sd_bus_object_path_is_valid(bus::pathOf(key).c_str()) == 0) {
+        complain(key, "found a key that is too long for the bus");
+        return nullptr;
+    }
     Emitter emitter(surroundings.bus, surroundings.ground.tasks,
                     {key, bus::pathOf(key), kind != nullptr ? kind->interface : "", ""});
     std::unique_ptr<ServedObject> object(new ServedObject(surroundings, std::move(emitter), type, kind));

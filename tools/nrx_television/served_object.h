@@ -46,6 +46,8 @@ public:
     [[nodiscard]] std::string const& key() const { return emitter_.origin().key; }
     [[nodiscard]] std::string const& path() const { return emitter_.origin().path; }
     [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
+    /// Whether it is the same object of the model's.
+    [[nodiscard]] bool isOf(ServedObject const& other) const { return object_ != nullptr && object_ == other.object_; }
     /// Whether it has the interface.
     [[nodiscard]] bool has(std::string const& interface) const;
     /// Of the type that its interface says.

@@ -1,5 +1,8 @@
 #include "tools/nrx_television/server.h"
 
+#include <poll.h>
+
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <stdexcept>
@@ -15,20 +18,6 @@ namespace nrx_television {
 
 namespace {
 
-/// A bus that answers, whose messages come with the loop.
-bus::Bus connectedBus(std::string const& address, sd_event* loop) {
-    bus::Bus bus;
-    int result = bus::open(bus, address);
-    char const* name = nullptr;
-    result = result < 0 ? result : sd_bus_get_unique_name(bus.get(), &name);  // Waits until it is connected.
-    result = result < 0 ? result : sd_bus_attach_event(bus.get(), loop, SD_EVENT_PRIORITY_NORMAL);
-    if (result < 0) {
-        throw std::runtime_error("the bus " + (address.empty() ? "" : address + ' ') +
-                                 "cannot be reached: " + std::generic_category().message(-result));
-    }
-    return bus;
-}
-
 objbus::RootInterface& rootInterface() {
     boost::shared_ptr<frame::Interface> reference;
     frame::Process::getInstance().getInterfaceReference(reference, television::ROOT_INTERFACE_NAME);
@@ -37,9 +26,24 @@ objbus::RootInterface& rootInterface() {
 
 }  // namespace
 
-Server::Server(simulator::Television& television, Ground& ground, std::string const& address)
-    : television_(television), ground_(ground), bus_(connectedBus(address, ground.loop.get())) {
+bus::Bus connectedBus(std::string const& address) {
+    bus::Bus bus;
+    int result = bus::open(bus, address);
+    char const* name = nullptr;
+    result = result < 0 ? result : sd_bus_get_unique_name(bus.get(), &name);  // Waits until it is connected.
+    if (result < 0) {
+        throw std::runtime_error("the bus " + (address.empty() ? "" : address + ' ') +
+                                 "cannot be reached: " + std::generic_category().message(-result));
+    }
+    return bus;
+}
+
+Server::Server(simulator::Television& television, Ground& ground, bus::Bus connected)
+    : television_(television), ground_(ground), bus_(std::move(connected)) {
     sd_bus* const bus = bus_.get();
+    if (int const result = sd_bus_attach_event(bus, ground.loop.get(), SD_EVENT_PRIORITY_NORMAL); result < 0) {
+        throw std::system_error(-result, std::generic_category(), "the loop of the bus");
+    }
     iterators_.emplace(bus, ground);
     surroundings_.emplace(Surroundings{bus, ground, rootInterface(), *iterators_});
     for (ObjectInterface const* each = OBJECT_INTERFACES; each->name != nullptr; ++each) {
@@ -61,7 +65,9 @@ Server::Server(simulator::Television& television, Ground& ground, std::string co
     television_.setObjectListener(
         [this](std::string const& key) { ground_.tasks.post([this, key] { replace(key); }); });
     for (auto const& [key, type] : television_.objects()) {
-        place(key);
+        if (auto object = connectTo(key)) {
+            place(std::move(object));
+        }
     }
 }
 
@@ -69,8 +75,13 @@ Server::~Server() {
     television_.setObjectListener({});
     objects_.clear();
     iterators_.reset();
-    sd_bus_release_name(bus_.get(), bus::SERVICE);
-    sd_bus_flush(bus_.get());
+    // What is left to be sent. The bus may not read it.
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    while ((sd_bus_get_events(bus_.get()) & POLLOUT) != 0 && std::chrono::steady_clock::now() < end) {
+        if (sd_bus_process(bus_.get(), nullptr) < 0 || sd_bus_wait(bus_.get(), 100'000) < 0) {
+            return;
+        }
+    }
 }
 
 void Server::requestName() {
@@ -117,28 +128,31 @@ void Server::waitUntilSent() {
     sd_bus_flush(bus_.get());
 }
 
-void Server::place(std::string const& key) {
+std::unique_ptr<ServedObject> Server::connectTo(std::string const& key) const {
     auto const objects = television_.objects();
     auto const published = objects.find(key);
-    if (published == objects.end()) {
-        return;
-    }
-    if (auto object = ServedObject::connect(*surroundings_, key, published->second)) {
-        std::string path = object->path();
-        objects_.emplace(std::move(path), std::move(object));
-    }
+    return published != objects.end() ? ServedObject::connect(*surroundings_, key, published->second) : nullptr;
 }
 
 void Server::replace(std::string const& key) {
-    std::string const path = bus::pathOf(key);
-    if (auto const old = objects_.find(path); old != objects_.end()) {
+    auto added = connectTo(key);
+    if (auto const old = objects_.find(bus::pathOf(key)); old != objects_.end()) {
+        if (added && added->isOf(*old->second)) {
+            return;  // It was told already, when an earlier change of the key was.
+        }
         tell(*old->second, "InterfacesRemoved", &ServedObject::appendInterfaces);
+        iterators_->drop(key);
         objects_.erase(old);
     }
-    place(key);
-    if (auto const added = objects_.find(path); added != objects_.end()) {
-        tell(*added->second, "InterfacesAdded", &ServedObject::appendInterfacesAndProperties);
+    if (added) {
+        tell(*added, "InterfacesAdded", &ServedObject::appendInterfacesAndProperties);
+        place(std::move(added));
     }
+}
+
+void Server::place(std::unique_ptr<ServedObject> object) {
+    std::string path = object->path();
+    objects_.emplace(std::move(path), std::move(object));
 }
 
 void Server::tell(ServedObject const& object, char const* member,

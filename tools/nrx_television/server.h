@@ -14,16 +14,18 @@
 
 namespace nrx_television {
 
+/// A bus that answers, found as `bus::open` does. Throws `std::runtime_error`.
+bus::Bus connectedBus(std::string const& address);
+
 /// A simulated television on a bus, as bus/nrx.Television1.xml says. A client of the television, which outlives it; so
 /// does the ground. Used on the thread that runs the ground's loop.
 class Server {
 public:
-    /// Connects to the bus, as `bus::open` finds it, and places the television's objects there. Throws
-    /// `std::runtime_error`.
-    Server(simulator::Television& television, Ground& ground, std::string const& address);
+    /// Places the television's objects on the bus. Throws `std::runtime_error`.
+    Server(simulator::Television& television, Ground& ground, bus::Bus connected);
     Server(Server const&) = delete;
     Server& operator=(Server const&) = delete;
-    /// Gives the name back, and sends what is to be sent.
+    /// Sends what is to be sent, and gives the name back.
     ~Server();
 
     /// Takes the name under which clients find the television. Throws `std::runtime_error`, also when it is taken.
@@ -48,7 +50,9 @@ private:
     static int handleModelCall(sd_bus_message* call, void* server, sd_bus_error* error) noexcept;
     static int handleSignal(sd_event_source* source, signalfd_siginfo const* information, void* server) noexcept;
 
-    void place(std::string const& key);
+    /// Null when nothing is published there, or cannot be connected to, which is said.
+    [[nodiscard]] std::unique_ptr<ServedObject> connectTo(std::string const& key) const;
+    void place(std::unique_ptr<ServedObject> object);
     /// Takes away what stands on the bus for the key, and places what stands in the model.
     void replace(std::string const& key);
     int replyWithObjects(sd_bus_message* call) const;
