@@ -46,12 +46,27 @@ Content changed(char const* interface, Values... values) {
     return with("sa{sv}as", interface, 1, "Value", values..., 0);
 }
 
-/// What a method is answered: something, or an error, or nothing at all.
-struct Answer {
-    Content content{};
-    char const* error = nullptr;
-    char const* text = nullptr;
-};
+/// Answers a call: with something, with an error, with a list, or never.
+using Answer = std::function<int(sd_bus_message* call)>;
+template <typename... Values>
+Answer says(char const* types, Values... values) {
+    return [=](sd_bus_message* call) { return sd_bus_reply_method_return(call, types, values...); };
+}
+Answer fails(char const* error, char const* text) {
+    return [=](sd_bus_message* call) {
+        sd_bus_error const answer{error, text, 0};
+        return sd_bus_reply_method_error(call, &answer);
+    };
+}
+Answer lists(Strings const& list) {
+    return [list](sd_bus_message* call) {
+        sd_bus_message* made = nullptr;
+        sd_bus_message_new_method_return(call, &made);
+        bus::Message const reply(made);
+        return bus::appendVariant(made, "as", list) < 0 ? -1 : sd_bus_send(nullptr, made, nullptr);
+    };
+}
+int never(sd_bus_message* /*call*/) { return 1; }
 
 /// A signal with one content after the other, and what the observers hear of each.
 struct Signal {
@@ -105,11 +120,10 @@ public:
         television::setLogSink([this](int /*severity*/, std::string const& line) { all.heard.push_back(line); });
         turnOn();
         boost::shared_ptr<frame::Interface> reference;
-        ASSERT_EQ(eventually([&] {
-                      return frame::Process::getInstance().getInterfaceReference(reference,
-                                                                                 television::ROOT_INTERFACE_NAME);
-                  }),
-                  0);
+        auto const lookUp = [&reference] {
+            return frame::Process::getInstance().getInterfaceReference(reference, television::ROOT_INTERFACE_NAME);
+        };
+        ASSERT_TRUE(eventually(lookUp));
         root = static_cast<RootInterface*>(reference->getObject());
         number = connect<ObjectNumericInteger, ObserverNumericInteger>("n", &all);
         text = connect<ObjectString, ObserverString>("t", &all);
@@ -117,7 +131,7 @@ public:
         action = connect<ObjectAction, ObserverAction>("a", &all);
         table = connect<ObjectTable, ObserverTable>("r", nullptr);
         serve([&] { return (iterator = table->createIterator({}, &all, {}, {}, {})) == nullptr; });
-        answers["CreateIterator"] = {with("o", "/nrx/Television1/iterator/2")};
+        answers["CreateIterator"] = says("o", "/nrx/Television1/iterator/2");
         heardNow();
     }
     /// After all that, what is right is heard.
@@ -149,14 +163,14 @@ public:
         }
         return status.get();
     }
-    /// Repeats it until it returns 0.
-    int eventually(std::function<int()> const& operation) {
+    /// Repeats it until it returns 0, and returns whether it did.
+    bool eventually(std::function<int()> const& operation) {
         auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        int status = serve(operation);
-        while (status != 0 && std::chrono::steady_clock::now() < deadline) {
-            status = serve(operation);
+        bool isDone = false;
+        while (!isDone && std::chrono::steady_clock::now() < deadline) {
+            isDone = serve(operation) == 0;
         }
-        return status;
+        return isDone;
     }
     void send(Signal const& signal, Content const& content) {
         signal.send(television.get(), content, signal.path == ITERATOR ? client : "");
@@ -172,25 +186,18 @@ public:
         if (Strings value; method == "Get" && sd_bus_message_read(call, "ss", nullptr, &property) > 0) {
             method = bus::keyOf(sd_bus_message_get_path(call)).value_or("none") + ' ' + property;
         } else if (method == "Set" && sd_bus_message_skip(call, "ss") > 0 && bus::readVariant(call, "as", value) >= 0) {
-            self.answers["l Value"].content = [value](auto reply) { return bus::appendVariant(reply, "as", value); };
+            self.answers["l Value"] = lists(value);
         }
         auto const found = self.answers.find(method);
-        Answer const answer = found != self.answers.end() ? found->second : Answer{{}, SD_BUS_ERROR_UNKNOWN_OBJECT};
-        if (answer.error != nullptr) {
-            sd_bus_error const error{answer.error, answer.text, 0};
-            return sd_bus_reply_method_error(call, &error);
-        }
-        sd_bus_message* made = nullptr;
-        EXPECT_GE(sd_bus_message_new_method_return(call, &made), 0);
-        bus::Message const reply(made);
-        EXPECT_GE(!answer.content ? 0 : answer.content(made) < 0 ? -1 : sd_bus_send(nullptr, made, nullptr), 0);
+        int const result = (found != self.answers.end() ? found->second : fails(SD_BUS_ERROR_UNKNOWN_OBJECT, ""))(call);
+        EXPECT_GE(result, 0) << method;
         return 1;
     }
 
     template <typename T, typename Obs>
     T* connect(std::string const& key, Obs* observer) {
         Object* object = nullptr;
-        EXPECT_EQ(eventually([&] { return root->connectObject(key, observer, object); }), 0) << key;
+        EXPECT_TRUE(eventually([&] { return root->connectObject(key, observer, object); })) << key;
         connected.emplace_back(key, observer, object);
         return static_cast<T*>(object);
     }
@@ -230,25 +237,23 @@ public:
         return status;
     }
 
-    std::map<std::string, Answer> answers{
-        {"n Type", {with("v", "i", 1)}},
-        {"n Value", {with("v", "i", 7)}},
-        {"t Type", {with("v", "i", 2)}},
-        {"t Value", {with("v", "s", "text")}},
-        {"l Type", {with("v", "i", 4)}},
-        {"l Value", {with("v", "as", 0)}},
-        {"a Type", {with("v", "i", 5)}},
-        {"r Type", {with("v", "i", 6)}},
-        {"x Type", {with("v", "i", 2)}},
-        {"x Value", {with("v", "s", "")}},
-        {"y Type", {with("v", "i", 1)}},
-        {"y Value", {with("v", "i", 7)}},
-        {"Set", {with("")}},
-        {"Settle", {with("")}},
-        {"Invoke", {with("u", 1)}},
-        {"CreateIterator", {with("o", ITERATOR)}},
-        {"GetManagedObjects", {with("a{oa{sa{sv}}}", 0)}},
-    };
+    std::map<std::string, Answer> answers{{"n Type", says("v", "i", 1)},
+                                          {"n Value", says("v", "i", 7)},
+                                          {"t Type", says("v", "i", 2)},
+                                          {"t Value", says("v", "s", "text")},
+                                          {"l Type", says("v", "i", 4)},
+                                          {"l Value", says("v", "as", 0)},
+                                          {"a Type", says("v", "i", 5)},
+                                          {"r Type", says("v", "i", 6)},
+                                          {"x Type", says("v", "i", 2)},
+                                          {"x Value", says("v", "s", "")},
+                                          {"y Type", says("v", "i", 1)},
+                                          {"y Value", says("v", "i", 7)},
+                                          {"Set", says("")},
+                                          {"Settle", says("")},
+                                          {"Invoke", says("u", 1)},
+                                          {"CreateIterator", says("o", ITERATOR)},
+                                          {"GetManagedObjects", says("a{oa{sa{sv}}}", 0)}};
     bus::Bus television;
     std::string client;
     RootInterface* root = nullptr;
@@ -285,38 +290,36 @@ TEST_F(HostileBus, AnAnswerThatIsWrongIsAStatus) {
         std::vector<Answer> answers;
     };
     constexpr auto& ALL = "a{oa{sa{sv}}}";
-    Answer const never;
-    Answer const unknown{{}, SD_BUS_ERROR_UNKNOWN_PROPERTY, ""};
+    Answer const unknown = fails(SD_BUS_ERROR_UNKNOWN_PROPERTY, "");
     std::vector<Row> rows{
-        {CONNECT, 124, {{with("")}, {with("i", 2)}, {with("v", "u", 2)}, {with("v", "s", "2")}}},
-        {CONNECT, 124, {{with("v", "v", "i", 2)}, {with("v", "i", 1)}}},  // The last would have a number.
-        {CONNECT, 0, {{with("v", "i", 99)}, {with("v", "i", -1)}}},       // Objects that nobody serves.
+        {CONNECT, 124, {says(""), says("i", 2), says("v", "u", 2), says("v", "s", "2")}},
+        {CONNECT, 124, {says("v", "v", "i", 2), says("v", "i", 1)}},  // The last would have a number.
+        {CONNECT, 0, {says("v", "i", 99), says("v", "i", -1)}},       // Objects that nobody serves.
         {CONNECT, 104, {unknown}},
-        {CONNECT_NUMBER, 124, {{with("v", "x", 7LL)}, {with("v", "s", "7")}}},
+        {CONNECT_NUMBER, 124, {says("v", "x", 7LL), says("v", "s", "7")}},
         {CONNECT_NUMBER, 104, {unknown}},
-        {READ, 124, {{with("")}, {with("s", "x")}, {with("v", "i", 5)}, {with("v", "as", 1, "x")}}},
+        {READ, 124, {says(""), says("s", "x"), says("v", "i", 5), says("v", "as", 1, "x")}},
         {READ, 106, {unknown}},
-        {READ_NUMBER, 0, {{with("v", "s", "x")}, unknown, never}},
-        {READ_LIST, 124, {{with("v", "ai", 1, 5)}, {with("v", "s", "x")}, {with("v", "aas", 1, 1, "x")}}},
-        {WRITE, 0, {{with("s", "x")}}},  // No answer was agreed on, and none is read.
-        {INVOKE, 124, {{with("")}, {with("i", 5)}, {with("s", "x")}}},
-        {ITERATE, -1, {{with("")}, {with("s", ITERATOR)}, never}},
-        {ITERATE, -1, {{with("o", TEXT)}, {with("o", MODEL)}}},  // Others hear from there.
-        {LIST_ALL, 124, {{with("")}, {with("s", "x")}, {with("a{sa{sa{sv}}}", 1, TEXT, 0)}}},
-        {LIST_ALL, 124, {{with("a{os}", 1, TEXT, "")}, {with(ALL, 1, TEXT, 1, OBJECT, 1, "Type", "s", "2")}}},
-        {LIST_ALL, 0, {{with(ALL, 1, TEXT, 1, STRINGS, 1, "Type", "i", 2)}}},
-        {LIST_ALL, 0, {{with(ALL, 1, "/elsewhere", 1, OBJECT, 1, "Type", "i", 2)}}},
-        {SETTLE, 0, {{with("s", "x")}}},
+        {READ_NUMBER, 0, {says("v", "s", "x"), unknown, never}},
+        {READ_LIST, 124, {says("v", "ai", 1, 5), says("v", "s", "x"), says("v", "aas", 1, 1, "x")}},
+        {WRITE, 0, {says("s", "x")}},  // No answer was agreed on, and none is read.
+        {INVOKE, 124, {says(""), says("i", 5), says("s", "x")}},
+        {ITERATE, -1, {says(""), says("s", ITERATOR), never}},
+        {ITERATE, -1, {says("o", TEXT), says("o", MODEL)}},  // Others hear from there.
+        {LIST_ALL, 124, {says(""), says("s", "x"), says("a{sa{sa{sv}}}", 1, TEXT, 0)}},
+        {LIST_ALL, 124, {says("a{os}", 1, TEXT, ""), says(ALL, 1, TEXT, 1, OBJECT, 1, "Type", "s", "2")}},
+        {LIST_ALL, 0, {says(ALL, 1, TEXT, 1, STRINGS, 1, "Type", "i", 2)}},
+        {LIST_ALL, 0, {says(ALL, 1, "/elsewhere", 1, OBJECT, 1, "Type", "i", 2)}},
+        {SETTLE, 0, {says("s", "x")}},
     };
     for (Operation const& operation : {CONNECT, READ, WRITE, INVOKE}) {
         int const missing = operation.method == CONNECT.method ? 104 : 106;
-        auto const status = [](char const* content) { return Answer{{}, bus::STATUS_ERROR, content}; };
+        auto const status = [](char const* content) { return fails(bus::STATUS_ERROR, content); };
         rows.push_back({operation, 4, {status("4")}});
         rows.push_back({operation, -4, {status("-4")}});
         rows.push_back({operation, 124, {status("0"), status(""), status(nullptr), status("x4"), status("4x")}});
-        rows.push_back({operation, 124, {status("99999999999"), {{}, "nobody.knows.It", "4"}}});
-        rows.push_back({operation, 124, {{{}, SD_BUS_ERROR_ACCESS_DENIED, ""}}});
-        rows.push_back({operation, missing, {{{}, SD_BUS_ERROR_UNKNOWN_OBJECT, ""}}});
+        rows.push_back({operation, 124, {status("99999999999"), fails(SD_BUS_ERROR_ACCESS_DENIED, "4")}});
+        rows.push_back({operation, missing, {fails(SD_BUS_ERROR_UNKNOWN_OBJECT, "")}});
     }
     for (Operation const& operation : {CONNECT, READ, WRITE, INVOKE, LIST_ALL, SETTLE}) {
         rows.push_back({operation, 122, {never}});
@@ -392,7 +395,7 @@ TEST_F(HostileBus, AKeyIsServedOrRefused) {
     for (auto const& [key, status] : {Row("x", 0), Row("\xff\x01 /\0"s, 0), Row(std::string(1500, 'k'), 123),
                                       Row(std::string(70'000, '\xff'), 123), Row("", 104), Row("..\n\x1b", 104)}) {
         if (status != 104) {
-            answers[key + " Type"] = {with("v", "i", 2)};
+            answers[key + " Type"] = says("v", "i", 2);
         }
         EXPECT_EQ(serve([&, &name = key] { return connectTo(name); }), status) << key.substr(0, 10);
         EXPECT_EQ(heardNow(), Strings{});
@@ -413,17 +416,16 @@ TEST_F(HostileBus, WhatTheBusDoesNotCarryIsLostAlone) {
     EXPECT_EQ(heardNow(), Strings{});
     EXPECT_EQ(write(148), 122);  // The bus has closed the connection.
     auto const readList = [&] { return READ_LIST.perform(*this); };
-    EXPECT_EQ(eventually(readList), 0);
-    Answer const right =
-        std::exchange(answers["l Value"], {[&](auto reply) { return bus::append(reply, Strings(20'000, read[0])); }});
+    EXPECT_TRUE(eventually(readList));
+    Answer const right = std::exchange(answers["l Value"], lists(Strings(20'000, read[0])));
     EXPECT_EQ(serve(readList), 122);  // Now the television's.
     answers["l Value"] = right;
     turnOn();
-    EXPECT_EQ(eventually(readList), 0);
+    EXPECT_TRUE(eventually(readList));
     Strings const news = heardNow();
     EXPECT_EQ(std::count(news.begin(), news.end(), "ERROR [BUS] l: write dropped, status 122"), 1);
     EXPECT_EQ(table->destroyIterator(iterator), 0);
-    answers["CreateIterator"] = {with("o", ITERATOR)};
+    answers["CreateIterator"] = says("o", ITERATOR);
     serve([&] { return (iterator = table->createIterator({}, &all, {}, {}, {})) == nullptr; });
 }
 
