@@ -29,10 +29,13 @@ public:
     void recover() override {
         auto const value = std::make_shared<T>();
         auto const then = [this, value](int status) {
-            std::lock_guard const lock(this->model().mutex);
-            if (status == television::STATUS_OK && (!announced_ || *announced_ != *value)) {
-                announce(value);
+            if (status != television::STATUS_OK) {
+                return;
             }
+            std::lock_guard const lock(this->model().mutex);
+            missed_ = value;
+            this->link().request({MODEL_PATH, MODEL_INTERFACE, "Settle"}, {}, {},
+                                 [this, value](int /*status*/) { announceMissed(value); });
         };
         this->link().request({this->path(), PROPERTIES_INTERFACE, "Get"}, askForValue, answerInto(*value), then);
     }
@@ -81,8 +84,18 @@ private:
 
     /// With the model's mutex held.
     void announce(std::shared_ptr<T const> value) {
+        missed_.reset();
         announced_ = std::move(value);
         this->post([told = announced_](Obs& observer) { (observer.*NOTIFY)(*told); });
+    }
+
+    /// Tells what was read, when everything has come that the television had still to tell by then: the changes that
+    /// led there among it, of which the last one tells the same.
+    void announceMissed(std::shared_ptr<T const> const& value) {
+        std::lock_guard const lock(this->model().mutex);
+        if (missed_ == value && (!announced_ || *announced_ != *value)) {
+            announce(value);
+        }
     }
 
     /// Whether the signal tells the value.
@@ -107,7 +120,9 @@ private:
         return false;
     }
 
-    std::shared_ptr<T const> announced_;  ///< What the observers heard last; the model's mutex guards it.
+    // The model's mutex guards these:
+    std::shared_ptr<T const> announced_;  ///< What the observers heard last.
+    std::shared_ptr<T const> missed_;     ///< What is to be told unless a change comes first.
 };
 
 /// A number, which is read without a status: what cannot be read is what it was last known to be.
