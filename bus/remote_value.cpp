@@ -80,7 +80,10 @@ protected:
     }
 
 private:
-    void begin() override { announced_.reset(); }
+    void begin() override {
+        announced_.reset();
+        missed_.reset();
+    }
 
     /// With the model's mutex held.
     void announce(std::shared_ptr<T const> value) {
