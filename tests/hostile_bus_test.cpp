@@ -120,10 +120,9 @@ public:
         television::setLogSink([this](int /*severity*/, std::string const& line) { all.heard.push_back(line); });
         turnOn();
         boost::shared_ptr<frame::Interface> reference;
-        auto const lookUp = [&reference] {
+        untilDone([&reference] {
             return frame::Process::getInstance().getInterfaceReference(reference, television::ROOT_INTERFACE_NAME);
-        };
-        ASSERT_TRUE(eventually(lookUp));
+        });
         root = static_cast<RootInterface*>(reference->getObject());
         number = connect<ObjectNumericInteger, ObserverNumericInteger>("n", &all);
         text = connect<ObjectString, ObserverString>("t", &all);
@@ -154,7 +153,7 @@ public:
         ASSERT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
     }
     /// Is the television while a client does something, and returns what that returns.
-    int serve(std::function<int()> const& operation) {
+    int serve(std::function<int()> const& operation) const {
         auto status = std::async(std::launch::async, operation);
         while (status.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
             while (sd_bus_process(television.get(), nullptr) > 0) {
@@ -163,16 +162,12 @@ public:
         }
         return status.get();
     }
-    /// Repeats it until it returns 0, and returns whether it did.
-    bool eventually(std::function<int()> const& operation) {
-        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        bool isDone = false;
-        while (!isDone && std::chrono::steady_clock::now() < deadline) {
-            isDone = serve(operation) == 0;
+    /// Repeats it until it returns 0, for as long as the tests may run.
+    void untilDone(std::function<int()> const& operation) const {
+        while (serve(operation) != 0) {
         }
-        return isDone;
     }
-    void send(Signal const& signal, Content const& content) {
+    void send(Signal const& signal, Content const& content) const {
         signal.send(television.get(), content, signal.path == ITERATOR ? client : "");
     }
     static int onCall(sd_bus_message* call, void* test, sd_bus_error* /*error*/) {
@@ -190,14 +185,14 @@ public:
         }
         auto const found = self.answers.find(method);
         int const result = (found != self.answers.end() ? found->second : fails(SD_BUS_ERROR_UNKNOWN_OBJECT, ""))(call);
-        EXPECT_GE(result, 0) << method;
+        EXPECT_TRUE(result >= 0 || sd_bus_is_open(self.television.get()) <= 0) << method;
         return 1;
     }
 
     template <typename T, typename Obs>
     T* connect(std::string const& key, Obs* observer) {
         Object* object = nullptr;
-        EXPECT_TRUE(eventually([&] { return root->connectObject(key, observer, object); })) << key;
+        untilDone([&] { return root->connectObject(key, observer, object); });
         connected.emplace_back(key, observer, object);
         return static_cast<T*>(object);
     }
@@ -208,7 +203,7 @@ public:
     }
 
     // Operations. One that fails leaves alone what the caller has.
-    int connectTo(std::string const& key) {
+    int connectTo(std::string const& key) const {
         Object* object = nullptr;
         int const status = root->connectObject(key, nullptr, object);
         EXPECT_EQ(object != nullptr, status == 0);
@@ -220,7 +215,7 @@ public:
         EXPECT_EQ(value == kept, status != 0);
         return status;
     }
-    int invoke() {
+    int invoke() const {
         unsigned int id = 5;
         int const status = action->invoke(id, {});
         EXPECT_EQ(id, status == 0 ? 1 : 5);
@@ -237,23 +232,25 @@ public:
         return status;
     }
 
-    std::map<std::string, Answer> answers{{"n Type", says("v", "i", 1)},
-                                          {"n Value", says("v", "i", 7)},
-                                          {"t Type", says("v", "i", 2)},
-                                          {"t Value", says("v", "s", "text")},
-                                          {"l Type", says("v", "i", 4)},
-                                          {"l Value", says("v", "as", 0)},
-                                          {"a Type", says("v", "i", 5)},
-                                          {"r Type", says("v", "i", 6)},
-                                          {"x Type", says("v", "i", 2)},
-                                          {"x Value", says("v", "s", "")},
-                                          {"y Type", says("v", "i", 1)},
-                                          {"y Value", says("v", "i", 7)},
-                                          {"Set", says("")},
-                                          {"Settle", says("")},
-                                          {"Invoke", says("u", 1)},
-                                          {"CreateIterator", says("o", ITERATOR)},
-                                          {"GetManagedObjects", says("a{oa{sa{sv}}}", 0)}};
+    std::map<std::string, Answer> answers{
+        {"n Type", says("v", "i", 1)},
+        {"n Value", says("v", "i", 7)},
+        {"t Type", says("v", "i", 2)},
+        {"t Value", says("v", "s", "text")},
+        {"l Type", says("v", "i", 4)},
+        {"l Value", says("v", "as", 0)},
+        {"a Type", says("v", "i", 5)},
+        {"Invoke", says("u", 1)},
+        {"r Type", says("v", "i", 6)},
+        {"CreateIterator", says("o", ITERATOR)},
+        {"x Type", says("v", "i", 2)},
+        {"x Value", says("v", "s", "")},
+        {"y Type", says("v", "i", 1)},
+        {"y Value", says("v", "i", 7)},
+        {"Set", says("")},
+        {"Settle", says("")},
+        {"GetManagedObjects", says("a{oa{sa{sv}}}", 0)},
+    };
     bus::Bus television;
     std::string client;
     RootInterface* root = nullptr;
@@ -289,7 +286,7 @@ TEST_F(HostileBus, AnAnswerThatIsWrongIsAStatus) {
         int status;
         std::vector<Answer> answers;
     };
-    constexpr auto& ALL = "a{oa{sa{sv}}}";
+    constexpr char ALL[] = "a{oa{sa{sv}}}";
     Answer const unknown = fails(SD_BUS_ERROR_UNKNOWN_PROPERTY, "");
     std::vector<Row> rows{
         {CONNECT, 124, {says(""), says("i", 2), says("v", "u", 2), says("v", "s", "2")}},
@@ -377,7 +374,7 @@ TEST_F(HostileBus, AStrangerIsNotHeard) {
     ASSERT_GE(bus::open(stranger, ""), 0);
     char const* name = nullptr;
     ASSERT_GE(sd_bus_get_unique_name(stranger.get(), &name), 0);
-    constexpr auto& BUS = "org.freedesktop.DBus";
+    constexpr char BUS[] = "org.freedesktop.DBus";
     std::vector<Signal> signals(std::begin(RIGHT), std::end(RIGHT));
     signals.push_back({MODEL, MANAGER, GONE, {with("oas", TEXT, 1, OBJECT)}});
     signals.push_back({"/org/freedesktop/DBus", BUS, "NameOwnerChanged", {with("sss", bus::SERVICE, "", name)}});
@@ -416,12 +413,12 @@ TEST_F(HostileBus, WhatTheBusDoesNotCarryIsLostAlone) {
     EXPECT_EQ(heardNow(), Strings{});
     EXPECT_EQ(write(148), 122);  // The bus has closed the connection.
     auto const readList = [&] { return READ_LIST.perform(*this); };
-    EXPECT_TRUE(eventually(readList));
+    untilDone(readList);
     Answer const right = std::exchange(answers["l Value"], lists(Strings(20'000, read[0])));
     EXPECT_EQ(serve(readList), 122);  // Now the television's.
     answers["l Value"] = right;
     turnOn();
-    EXPECT_TRUE(eventually(readList));
+    untilDone(readList);
     Strings const news = heardNow();
     EXPECT_EQ(std::count(news.begin(), news.end(), "ERROR [BUS] l: write dropped, status 122"), 1);
     EXPECT_EQ(table->destroyIterator(iterator), 0);
