@@ -110,8 +110,8 @@ The console nrx_console drives the library by hand, or by a script, against
 a simulated television; nrx_timeline shows its log over time. An example
 session comes with them.")
 
-set(bus "A television on a message bus: the web engine, the NRX service and the person at
-the console are processes of their own and have one television.
+set(bus "A television on a message bus: the web engine, the NRX service and the
+person at the console are processes of their own and have one television.
 ")
 add_package(bus libnrx-bus-platform${PROJECT_VERSION_MAJOR} libs ""
 "television on a message bus for clients of the NRX service
