@@ -176,6 +176,11 @@ int Link::onOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* /*er
         std::string name;
         std::string before;
         std::string owner;
+        // The rule does not keep out what another connection sends to this one alone.
+        char const* const sender = sd_bus_message_get_sender(message);
+        if (sender == nullptr || sender != std::string_view("org.freedesktop.DBus")) {
+            return;
+        }
         if (read(message, name) >= 0 && read(message, before) >= 0 && read(message, owner) >= 0) {
             static_cast<Link*>(link)->owner_ = owner;
         }
