@@ -26,14 +26,15 @@ constexpr NumberSignal NUMBER_SIGNALS[] = {
     {"Updated", &Observer::notifyUpdate},
 };
 
-/// The path of an iterator, as the television answers.
+/// The path of an iterator, as the television answers. Elsewhere others hear.
 int readPath(sd_bus_message* message, std::string& path) {
     char const* text = nullptr;
     int const result = sd_bus_message_read_basic(message, SD_BUS_TYPE_OBJECT_PATH, &text);
-    if (result > 0) {
-        path = text;
+    if (result <= 0 || !std::string_view(text).starts_with(ITERATOR_PATH)) {
+        return -ENXIO;
     }
-    return result > 0 ? result : -ENXIO;
+    path = text;
+    return result;
 }
 
 Content destroying(std::string path) {
