@@ -31,20 +31,6 @@ using Slot = std::unique_ptr<sd_bus_slot, Release<sd_bus_slot_unref>>;
 using Loop = std::unique_ptr<sd_event, Release<sd_event_unref>>;
 using Source = std::unique_ptr<sd_event_source, Release<sd_event_source_disable_unref>>;
 
-/// An error that is freed with it.
-class Error {
-public:
-    Error() = default;
-    Error(Error const&) = delete;
-    Error& operator=(Error const&) = delete;
-    ~Error() { sd_bus_error_free(&error_); }
-
-    sd_bus_error* get() { return &error_; }
-
-private:
-    sd_bus_error error_{};
-};
-
 /// Whether the bus carries the text: it is UTF-8, without a zero byte and without the codes that Unicode gives to no
 /// character ever (U+FFFE, U+FFFF and their like).
 bool carries(std::string_view text);

@@ -1,6 +1,6 @@
 # What `cmake --install` lays down, in the components runtime, development, simulator, simulator_development, bus,
-# bus_development, tools, bus_tools and documentation. It can be moved: the CMake package and the pkg-config files reckon from their own place, and programs
-# and libraries look from theirs.
+# bus_development, tools, bus_tools and documentation. It can be moved: the CMake package and the pkg-config files reckon
+# from their own place, and programs and libraries look from theirs.
 include(CMakePackageConfigHelpers)
 
 set(cmake_directory ${CMAKE_INSTALL_LIBDIR}/cmake/nrx_model_access)
