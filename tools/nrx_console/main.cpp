@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -8,6 +7,7 @@
 #include <optional>
 
 #include "television/printable.h"
+#include "tools/command_line/command_line.h"
 #include "tools/nrx_console/console.h"
 #include "tools/nrx_console/example_model.h"
 #include "tools/nrx_console/output.h"
@@ -17,11 +17,10 @@
 namespace {
 
 constexpr int EXIT_SCRIPT_FAILED = 1;
-constexpr int EXIT_NOT_STARTED = 2;
 
 int fail(std::string const& what) {
-    std::cerr << NRX_PROGRAM ": " + what + "\n";
-    return EXIT_NOT_STARTED;
+    command_line::complain(NRX_PROGRAM, what);
+    return command_line::EXIT_NOT_STARTED;
 }
 
 int runInput(nrx_console::Console& console, std::istream& input, std::string const& name, bool onTerminal) {
@@ -35,76 +34,57 @@ int runInput(nrx_console::Console& console, std::istream& input, std::string con
 }
 
 int run(int argc, char** argv) {
-    std::string file;
-    std::string sysroot;
-    std::string script;
-    CLI::App app("An embedding process in front of " + nrx_console::televisionName() +
-                     ". \"help\" lists its commands. A script ends at the first command that fails.",
-                 NRX_PROGRAM);
-    auto* const modelOption =
-        app.add_option("--model", file, "JSON file of the television's objects; the shipped example by default");
-    app.add_option("--sysroot", sysroot, "Directory that holds the television's own files")
-        ->check(CLI::ExistingDirectory);
+    std::optional<std::string> file;
+    std::optional<std::string> sysroot;
+    std::optional<std::string> script;
+    command_line::CommandLine words(
+        NRX_PROGRAM, "An embedding process in front of " + nrx_console::televisionName() +
+                         ". \"help\" lists its commands. A script ends at the first command that fails.");
+    words.addText("--model", file, "JSON file of the television's objects; the shipped example by default");
+    words.addDirectory("--sysroot", sysroot, "Directory that holds the television's own files");
     if (!nrx_console::televisionIsSimulated()) {
-        modelOption->group("");  // Refused below; not in the help.
+        words.hide("--model");  // Refused below.
     }
-    auto const* const scriptOption = app.add_option("SCRIPT", script, "File of commands; standard input by default");
-    app.set_version_flag("--version", NRX_PROGRAM " " NRX_VERSION);
-    try {
-        app.parse(argc, argv);
-    } catch (CLI::Success const& help) {
-        return app.exit(help);
-    } catch (CLI::ParseError const& error) {
-        return fail(television::printable(error.what()));
+    words.addText("SCRIPT", script, "File of commands; standard input by default");
+    if (auto const status = words.parse(argc, argv)) {
+        return *status;
     }
 
-    if (modelOption->count() > 0 && !nrx_console::televisionIsSimulated()) {
+    if (file && !nrx_console::televisionIsSimulated()) {
         return fail("--model: found " + nrx_console::televisionName() + ", expected a simulated one to take objects");
     }
-    bool const hasScript = scriptOption->count() > 0;
-    bool const onTerminal = !hasScript && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+    bool const onTerminal = !script && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
     std::ifstream scriptFile;
-    if (hasScript) {
-        scriptFile.open(script);
-    } else {
-        script = "standard input";
+    if (script) {
+        scriptFile.open(*script);
     }
-    std::istream& input = hasScript ? scriptFile : std::cin;
+    std::string const name = television::printable(script.value_or("standard input"));
+    std::istream& input = script ? scriptFile : std::cin;
     if (!onTerminal) {
         input.peek();  // Fails for a directory, which can be opened all the same.
     }
     if (input.fail() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for its end.
-        return fail(television::printable(script) + ": cannot be read, expected a file of commands");
+        return fail(name + ": cannot be read, expected a file of commands");
     }
     nrx_console::Model model;
     try {
-        bool const isGiven = modelOption->count() > 0;
-        if (isGiven || nrx_console::televisionIsSimulated()) {
-            model = nrx_console::loadModel(isGiven ? std::optional(file) : std::nullopt);
+        if (nrx_console::televisionIsSimulated()) {
+            model = nrx_console::loadModel(file);
         }
     } catch (nrx_console::ModelError const& error) {
         return fail(error.what());
     }
     if (!model.example.empty()) {
-        sysroot = sysroot.empty() ? model.example + "/sysroot" : sysroot;
+        sysroot = sysroot.value_or(model.example + "/sysroot");
         nrx_console::printLine("No model given: this is the example's television, of " +
                                nrx_console::typed(model.example + "/model.json"));
     }
-    nrx_console::setSysroot(sysroot);
+    nrx_console::setSysroot(sysroot.value_or(""));
 
     nrx_console::Console console(nrx_console::makeTelevision(model.objects));
-    return runInput(console, input, television::printable(script), onTerminal);
+    return runInput(console, input, name, onTerminal);
 }
 
 }  // namespace
 
-int main(int argc, char** argv) try {
-    int const status = run(argc, argv);
-    if (status == 0 && !std::cout.flush()) {
-        throw std::runtime_error("standard output cannot be written");
-    }
-    return status;
-} catch (std::exception const& error) {
-    fail(television::printable(error.what()));
-    return EXIT_SCRIPT_FAILED;
-}
+int main(int argc, char** argv) { return command_line::runProgram(NRX_PROGRAM, EXIT_SCRIPT_FAILED, run, argc, argv); }

@@ -1,13 +1,9 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <csignal>
-#include <exception>
-#include <iostream>
 #include <optional>
-#include <stdexcept>
 
-#include "television/printable.h"
+#include "tools/command_line/command_line.h"
 #include "tools/nrx_console/console.h"
 #include "tools/nrx_console/example_model.h"
 #include "tools/nrx_console/output.h"
@@ -20,53 +16,20 @@
 
 namespace {
 
+constexpr char PROGRAM[] = "nrx_television";
 constexpr int EXIT_COMMAND_FAILED = 1;
 constexpr int EXIT_NOT_SERVED = 1;
-constexpr int EXIT_NOT_STARTED = 2;
-
-void say(std::string const& what) { std::cerr << "nrx_television: " + what + "\n"; }
-
-/// What came of the options: the status of the program when there is nothing left to do.
-struct Options {
-    std::string address;
-    std::string model;
-    bool hasModel = false;
-    bool commands = false;
-    std::optional<int> status;
-};
-
-Options parse(int argc, char** argv) {
-    Options options;
-    CLI::App app("A simulated television on a message bus, under the name nrx.Television1, until SIGTERM or SIGINT.",
-                 "nrx_television");
-    app.add_option("--address", options.address,
-                   "Address of the bus; by default that in NRX_BUS_ADDRESS, or the session's");
-    auto const* const modelOption = app.add_option(
-        "--model", options.model, "JSON file of the television's objects; the shipped example by default");
-    app.add_flag("--commands", options.commands, "Carry out the console's commands from standard input");
-    app.set_version_flag("--version", "nrx_television " NRX_VERSION);
-    try {
-        app.parse(argc, argv);
-    } catch (CLI::Success const& help) {
-        options.status = app.exit(help);
-    } catch (CLI::ParseError const& error) {
-        say(television::printable(error.what()));
-        options.status = EXIT_NOT_STARTED;
-    }
-    options.hasModel = modelOption->count() > 0;
-    return options;
-}
 
 /// The objects of the television, all of which the bus carries. Throws `ModelError`.
-std::vector<nrx_console::ModelObject> loadObjects(Options const& options) {
-    auto model = nrx_console::loadModel(options.hasModel ? std::optional(options.model) : std::nullopt);
+std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> const& file) {
+    auto model = nrx_console::loadModel(file);
     for (auto const& [key, content] : model.objects) {
         auto const* const value = std::get_if<television::Value>(&content);
         auto const* const rows = std::get_if<television::Rows>(&content);
         if ((value != nullptr && !nrx_television::isCarried(*value)) ||
             (rows != nullptr && !nrx_television::isCarried(*rows))) {
-            throw nrx_console::ModelError(nrx_console::typed(options.model) + ": " + nrx_console::typed(key) + ": " +
-                                          nrx_television::reasonOf(-EILSEQ));
+            throw nrx_console::ModelError(nrx_console::typed(file.value_or("")) + ": " + nrx_console::typed(key) +
+                                          ": " + nrx_television::reasonOf(-EILSEQ));
         }
     }
     return std::move(model.objects);
@@ -109,18 +72,25 @@ int serve(nrx_console::SimulatedTelevision& television, nrx_television::Server& 
 }
 
 int run(int argc, char** argv) {
-    Options const options = parse(argc, argv);
-    if (options.status) {
-        return *options.status;
+    std::optional<std::string> address;
+    std::optional<std::string> model;
+    bool hasCommands = false;
+    command_line::CommandLine words(
+        PROGRAM, "A simulated television on a message bus, under the name nrx.Television1, until SIGTERM or SIGINT.");
+    words.addText("--address", address, "Address of the bus; by default that in NRX_BUS_ADDRESS, or the session's");
+    words.addText("--model", model, "JSON file of the television's objects; the shipped example by default");
+    words.addFlag("--commands", hasCommands, "Carry out the console's commands from standard input");
+    if (auto const status = words.parse(argc, argv)) {
+        return *status;
     }
     std::vector<nrx_console::ModelObject> objects;
     try {
-        objects = loadObjects(options);
+        objects = loadObjects(model);
     } catch (nrx_console::ModelError const& error) {
-        say(error.what());
-        return EXIT_NOT_STARTED;
+        command_line::complain(PROGRAM, error.what());
+        return command_line::EXIT_NOT_STARTED;
     }
-    bus::Bus bus = nrx_television::connectedBus(options.address);  // May take long, and is ended by a signal.
+    bus::Bus bus = nrx_television::connectedBus(address.value_or(""));  // May take long, and is ended by a signal.
     blockEndingSignals();
     nrx_television::Ground ground;
     nrx_console::SimulatedTelevision television(objects);
@@ -128,18 +98,9 @@ int run(int argc, char** argv) {
     server.requestName();
     nrx_console::printLine(std::string("serving ") + bus::SERVICE + ": " + std::to_string(server.objects()) +
                            (server.objects() == 1 ? " object" : " objects"));
-    return serve(television, server, ground.loop.get(), options.commands);
+    return serve(television, server, ground.loop.get(), hasCommands);
 }
 
 }  // namespace
 
-int main(int argc, char** argv) try {
-    int const status = run(argc, argv);
-    if (status == 0 && !std::cout.flush()) {
-        throw std::runtime_error("standard output cannot be written");
-    }
-    return status;
-} catch (std::exception const& error) {
-    say(television::printable(error.what()));
-    return EXIT_NOT_SERVED;
-}
+int main(int argc, char** argv) { return command_line::runProgram(PROGRAM, EXIT_NOT_SERVED, run, argc, argv); }

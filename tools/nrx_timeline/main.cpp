@@ -1,23 +1,16 @@
-#include <CLI/CLI.hpp>
 #include <cstdio>
-#include <exception>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
 
-#include "television/printable.h"
+#include "tools/command_line/command_line.h"
 #include "tools/nrx_timeline/output.h"
 
 namespace {
 
 using nrx_timeline::Timeline;
 
-constexpr int EXIT_FAILED = 2;
-
-int fail(std::string const& what) {
-    std::cerr << "nrx_timeline: " + television::printable(what) + "\n";
-    return EXIT_FAILED;
-}
+constexpr char PROGRAM[] = "nrx_timeline";
 
 Timeline read(std::istream& log, std::string const& name) {
     bool const open = log.good();
@@ -43,45 +36,39 @@ void writeFile(Writer writer, Timeline const& timeline, std::string const& path)
 }
 
 int run(int argc, char** argv) {
-    std::string json;
-    std::string svg;
-    std::string log;
-    CLI::App app("Shows a log over time, with the library's operations by thread. Best of a log with stamps.",
-                 "nrx_timeline");
-    auto const* const jsonOption =
-        app.add_option("--json", json, "File for trace events; standard output when no picture is asked for");
-    auto const* const svgOption = app.add_option("--svg", svg, "File for a picture");
-    auto const* const logOption = app.add_option("LOG", log, "File of the log; standard input by default");
-    try {
-        app.parse(argc, argv);
-    } catch (CLI::Success const& help) {
-        return app.exit(help);
-    } catch (CLI::ParseError const& error) {
-        return fail(error.what());
+    std::optional<std::string> json;
+    std::optional<std::string> svg;
+    std::optional<std::string> log;
+    command_line::CommandLine words(
+        PROGRAM, "Shows a log over time, with the library's operations by thread. Best of a log with stamps.");
+    words.addText("--json", json, "File for trace events; standard output when no picture is asked for");
+    words.addText("--svg", svg, "File for a picture");
+    words.addText("LOG", log, "File of the log; standard input by default");
+    if (auto const status = words.parse(argc, argv)) {
+        return *status;
     }
 
-    bool const fromFile = logOption->count() > 0;
     std::ifstream file;
-    if (fromFile) {
-        file.open(log);
+    if (log) {
+        file.open(*log);
     }
-    Timeline const timeline = fromFile ? read(file, log) : read(std::cin, "standard input");
-    if (jsonOption->count() > 0) {
-        writeFile(nrx_timeline::writeTraceEvents, timeline, json);
+    Timeline const timeline = log ? read(file, *log) : read(std::cin, "standard input");
+    if (json) {
+        writeFile(nrx_timeline::writeTraceEvents, timeline, *json);
     }
-    if (svgOption->count() > 0) {
-        writeFile(nrx_timeline::writePicture, timeline, svg);
+    if (svg) {
+        writeFile(nrx_timeline::writePicture, timeline, *svg);
     }
-    if (jsonOption->count() + svgOption->count() == 0) {
+    if (!json && !svg) {
         write(nrx_timeline::writeTraceEvents, timeline, std::cout, "standard output");
     }
-    std::cerr << "nrx_timeline: " + std::to_string(timeline.lines) + " lines, " + std::to_string(timeline.skipped) +
-                     " skipped\n";
+    std::cerr << PROGRAM
+              << ": " + std::to_string(timeline.lines) + " lines, " + std::to_string(timeline.skipped) + " skipped\n";
     return 0;
 }
 
 }  // namespace
 
-int main(int argc, char** argv) try { return run(argc, argv); } catch (std::exception const& error) {
-    return fail(error.what());
+int main(int argc, char** argv) {
+    return command_line::runProgram(PROGRAM, command_line::EXIT_NOT_STARTED, run, argc, argv);
 }
