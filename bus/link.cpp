@@ -63,7 +63,8 @@ struct Link::Call {
     Method const method;
     Content const arguments;
     Content const answer;
-    Content const late;
+    Content const late{};
+    std::function<void(int status)> const then{};
     std::mutex mutex{};
     std::condition_variable ended{};
     bool isEnded = false;
@@ -75,28 +76,63 @@ struct Link::Call {
         status = result;
         isEnded = true;
         ended.notify_all();
+        if (then) {
+            then(status);
+        }
     }
 };
 
-Link::Link() : loop_(makeLoop()), tasks_(loop_.get()), pause_(FIRST_PAUSE) {}
+Link::Link(Watcher& watcher) : watcher_(watcher), loop_(makeLoop()), tasks_(loop_.get()), pause_(FIRST_PAUSE) {}
 
 Link::~Link() = default;
 
 void Link::begin() {
-    thread_ = std::thread([this] { run(); });
+    for (std::thread& thread : threads_) {
+        thread = std::thread([this] { run(); });
+    }
 }
 
 void Link::run() {
+    std::unique_lock lock(turns_);
     while (true) {
-        if (isSeeking_ && std::chrono::steady_clock::now() >= nextLook_) {
-            guarded([this] { open(); });
+        needed_.wait(lock, [this] { return !isTurning_ && (!isTelling_ || isNeeded_); });
+        isTurning_ = true;
+        lock.unlock();
+        turn();
+        lock.lock();
+        isTurning_ = false;
+        if (isTelling_) {
+            continue;
         }
-        auto const left = std::chrono::ceil<std::chrono::microseconds>(nextLook_ - std::chrono::steady_clock::now());
-        auto const wait =
-            isSeeking_ ? static_cast<std::uint64_t>(std::max(left, std::chrono::microseconds(0)).count()) : UINT64_MAX;
-        if (sd_event_run(loop_.get(), wait) < 0) {  // The kernel, or the memory, has no room: it may have later.
-            std::this_thread::sleep_for(FIRST_PAUSE);
+        isTelling_ = true;
+        while (watcher_.hasNews()) {  // Once more with the mutex held: the other thread leaves it to this one.
+            lock.unlock();
+            watcher_.tellNews();
+            lock.lock();
         }
+        isTelling_ = false;
+        isNeeded_ = false;
+    }
+}
+
+void Link::turn() {
+    if (isSeeking_ && std::chrono::steady_clock::now() >= nextLook_) {
+        guarded([this] { open(); });
+    }
+    auto const left = std::chrono::ceil<std::chrono::microseconds>(nextLook_ - std::chrono::steady_clock::now());
+    auto const wait =
+        isSeeking_ ? static_cast<std::uint64_t>(std::max(left, std::chrono::microseconds(0)).count()) : UINT64_MAX;
+    if (sd_event_run(loop_.get(), wait) < 0) {  // The kernel, or the memory, has no room: it may have later.
+        std::this_thread::sleep_for(FIRST_PAUSE);
+    }
+}
+
+void Link::post(std::function<void()> task) {
+    tasks_.post(std::move(task));
+    std::lock_guard const lock(turns_);
+    if (!isTurning_) {
+        isNeeded_ = true;
+        needed_.notify_one();
     }
 }
 
@@ -147,21 +183,38 @@ void Link::close() {
         call->slot.reset();
         call->end(television::STATUS_NO_BUS);
     }
-    owner_.clear();
+    follow("");
     bus_.reset();
 }
 
+void Link::follow(std::string owner) {
+    if (owner == owner_) {
+        return;
+    }
+    if (!owner_.empty()) {
+        watcher_.handleGone();
+    }
+    owner_ = std::move(owner);
+    if (!owner_.empty()) {
+        watcher_.handleBack();
+    }
+}
+
 int Link::onLost(sd_bus_message* /*message*/, void* link, sd_bus_error* /*error*/) noexcept {
-    return guarded([&] { static_cast<Link*>(link)->retryLater(); });  // Not here: the bus is at work.
+    return guarded([&] {
+        auto& self = *static_cast<Link*>(link);
+        self.follow("");
+        self.retryLater();  // Not at once: the bus is at work.
+    });
 }
 
 int Link::onOwner(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
     return guarded([&] {
         auto& self = *static_cast<Link*>(link);
         sd_bus_error const* const error = sd_bus_message_get_error(message);
-        if (error == nullptr) {
-            read(message, self.owner_);
-        } else if (sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) == 0) {
+        if (std::string owner; error == nullptr && read(message, owner) >= 0) {
+            self.follow(owner);
+        } else if (sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
             return;  // The bus goes.
         }
         self.pause_ = FIRST_PAUSE;
@@ -182,7 +235,7 @@ int Link::onOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* /*er
             return;
         }
         if (read(message, name) >= 0 && read(message, before) >= 0 && read(message, owner) >= 0) {
-            static_cast<Link*>(link)->owner_ = owner;
+            static_cast<Link*>(link)->follow(owner);
         }
     });
 }
@@ -195,10 +248,16 @@ bool Link::reached(std::chrono::milliseconds patience) {
 int Link::ask(Method method, Deadline deadline, Content arguments, Content answer, Content late) {
     std::shared_ptr<Call> const call(
         new Call{*this, std::move(method), std::move(arguments), std::move(answer), std::move(late)});
-    tasks_.post([this, call] { start(call); });
+    post([this, call] { start(call); });
     std::unique_lock lock(call->mutex);
     call->isAbandoned = !call->ended.wait_until(lock, deadline, [&call] { return call->isEnded; });
     return call->status;
+}
+
+void Link::request(Method method, Content arguments, Content answer, std::function<void(int status)> then) {
+    std::shared_ptr<Call> const call(
+        new Call{*this, std::move(method), std::move(arguments), std::move(answer), {}, std::move(then)});
+    post([this, call] { start(call); });
 }
 
 void Link::start(std::shared_ptr<Call> const& call) {
@@ -239,7 +298,7 @@ int Link::onAnswer(sd_bus_message* message, void* asked, sd_bus_error* /*error*/
 }
 
 void Link::tell(Method method, Content arguments) {
-    tasks_.post([this, told = std::move(method), content = std::move(arguments)] {
+    post([this, told = std::move(method), content = std::move(arguments)] {
         guarded([&] {
             Message message;
             int result = make(told, content, message);
@@ -265,11 +324,11 @@ int Link::make(Method const& method, Content const& arguments, Message& message)
 }
 
 void Link::listen(std::string const& path, std::shared_ptr<Listener> listener) {
-    tasks_.post([this, path, listener = std::move(listener)] { place(path, listener, false); });
+    post([this, path, listener = std::move(listener)] { place(path, listener, false); });
 }
 
 void Link::listenAlone(std::string const& path, std::shared_ptr<Listener> listener) {
-    tasks_.post([this, path, listener = std::move(listener)] { place(path, listener, true); });
+    post([this, path, listener = std::move(listener)] { place(path, listener, true); });
 }
 
 void Link::place(std::string const& path, std::shared_ptr<Listener> listener, bool alone) {
@@ -291,7 +350,7 @@ void Link::subscribe(std::string const& path, Heard& heard) {
 }
 
 void Link::forget(std::string const& path) {
-    tasks_.post([this, path] {
+    post([this, path] {
         auto const found = heard_.find(path);
         if (found == heard_.end()) {
             return;

@@ -40,16 +40,40 @@ public:
     virtual void hear(sd_bus_message* signal) = 0;
 };
 
+/// Hears of the television itself. Called on the link's thread, where nothing else is said.
+class Watcher {
+public:
+    Watcher() = default;
+    Watcher(Watcher const&) = delete;
+    Watcher& operator=(Watcher const&) = delete;
+    /// A television that was there is gone, or another one takes its place.
+    virtual void handleGone() = 0;
+    /// A television is there.
+    virtual void handleBack() = 0;
+    /// Whether what came is to be told to somebody outside.
+    virtual bool hasNews() = 0;
+    /// Tells it, while the other thread may be the link's.
+    virtual void tellNews() = 0;
+
+protected:
+    ~Watcher() = default;
+};
+
 /// The way to the television, over a bus that is looked for again whenever it is lost, and the thread on which all is
 /// sent and received. That thread calls nobody outside this library but the log. Lives as long as the process.
+///
+/// It has two threads, of which one is the link's at a time. That one tells what came, too, which takes as long as
+/// those who hear it like: when something is to be sent meanwhile, and only then, the other thread becomes the link's.
+/// So what comes is mostly told without a change of threads.
 class Link {
 public:
-    Link();
+    /// The watcher is called from now on.
+    explicit Link(Watcher& watcher);
     Link(Link const&) = delete;
     Link& operator=(Link const&) = delete;
     ~Link();
 
-    /// Starts the thread, after which this lives on. What was asked for before is done then.
+    /// Starts the threads, after which this lives on. What was asked for before is done then.
     void begin();
 
     /// Waits until a bus has been reached for the first time, and returns whether it was.
@@ -60,7 +84,11 @@ public:
     /// an answer that comes later goes to `late`.
     int ask(Method method, Deadline deadline, Content arguments, Content answer, Content late = {});
 
-    /// Calls the method and does not wait. `arguments` is called later, on the link's thread.
+    /// Calls the method and does not wait. `then` is called with the status when `answer` has read what was answered,
+    /// or there is none; each on the link's thread.
+    void request(Method method, Content arguments, Content answer, std::function<void(int status)> then);
+
+    /// Calls the method without an answer, and does not wait. `arguments` is called later, on the link's thread.
     void tell(Method method, Content arguments);
 
     /// Lets the listener hear the signals of a path; what is asked for after this has returned is answered after that.
@@ -85,10 +113,13 @@ private:
     };
 
     void run();
+    void turn();
+    void post(std::function<void()> task);
     void open();
     void close();
     int prepare();
     void retryLater();
+    void follow(std::string owner);
     void place(std::string const& path, std::shared_ptr<Listener> listener, bool alone);
     void subscribe(std::string const& path, Heard& heard);
     void start(std::shared_ptr<Call> const& call);
@@ -101,8 +132,16 @@ private:
     static int onOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
     static int onLost(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
 
+    Watcher& watcher_;
     Loop const loop_;
     Tasks tasks_;
+
+    std::mutex turns_;
+    std::condition_variable needed_;
+    // Guarded by the mutex of the turns:
+    bool isTurning_ = false;  ///< A thread is the link's,
+    bool isTelling_ = false;  ///< and one, perhaps another, tells what came.
+    bool isNeeded_ = false;   ///< Something is to be sent meanwhile, and what is answered to be read.
 
     std::mutex mutex_;
     std::condition_variable reachedNow_;
@@ -118,7 +157,7 @@ private:
     Bus bus_;                                             ///< Null while there is none.
     std::vector<Slot> slots_;                             ///< The link's own. All slots go before the bus.
 
-    std::thread thread_;
+    std::thread threads_[2];
 };
 
 /// Writes one line to the log. Needs no memory for a short one.

@@ -11,19 +11,23 @@ namespace bus {
 
 namespace {
 
-/// Hears which objects go.
-class Departures final : public Listener {
+/// Hears which objects come and go.
+class Manager final : public Listener {
 public:
-    explicit Departures(Model& model) : model_(model) {}
+    explicit Manager(Model& model) : model_(model) {}
 
     void hear(sd_bus_message* signal) override {
         char const* path = nullptr;
-        if (sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesRemoved") <= 0 ||
-            sd_bus_message_read_basic(signal, SD_BUS_TYPE_OBJECT_PATH, &path) <= 0) {
+        bool const comes = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesAdded") > 0;
+        bool const goes = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesRemoved") > 0;
+        if ((!comes && !goes) || sd_bus_message_read_basic(signal, SD_BUS_TYPE_OBJECT_PATH, &path) <= 0) {
             return;
         }
         std::vector<std::string> interfaces;
-        if (read(signal, interfaces) >= 0 && std::count(interfaces.begin(), interfaces.end(), OBJECT_INTERFACE) != 0) {
+        if (comes) {
+            model_.arrive(path);
+        } else if (read(signal, interfaces) >= 0 &&
+                   std::count(interfaces.begin(), interfaces.end(), OBJECT_INTERFACE) != 0) {
             model_.withdraw(path);
         }
     }
@@ -88,8 +92,8 @@ Model& Model::get() {
     return model;
 }
 
-Model::Model() : root(makeRoot()) {
-    link.listen(MODEL_PATH, std::make_shared<Departures>(*this));
+Model::Model() : root(makeRoot()), link(*this) {
+    link.listen(MODEL_PATH, std::make_shared<Manager>(*this));
     link.begin();
 }
 
@@ -197,16 +201,49 @@ int Model::disconnect(std::string const& key, objbus::Observer* observer, objbus
     return ended == 0 && object != nullptr ? television::STATUS_NOT_CONNECTED : television::STATUS_OK;
 }
 
-void Model::withdraw(std::string_view path) {
+std::shared_ptr<Place> Model::placeAt(std::string_view path) {
     auto const key = keyOf(path);
-    if (!key) {
-        return;
-    }
+    auto const found = key ? places_.find(*key) : places_.end();
+    return found != places_.end() ? found->second : nullptr;
+}
+
+void Model::withdraw(std::string_view path) {
     std::lock_guard const lock(mutex);
-    auto const found = places_.find(*key);
-    if (found != places_.end() && found->second->current != nullptr) {
-        found->second->current->withdraw();
-        found->second->current = nullptr;
+    auto const place = placeAt(path);
+    if (place && place->current != nullptr) {
+        place->current->withdraw();
+        place->current = nullptr;
+    }
+}
+
+void Model::arrive(std::string_view path) {
+    std::lock_guard const lock(mutex);
+    auto const place = placeAt(path);
+    if (place && place->isMissed) {
+        recover(*place);
+    }
+}
+
+void Model::handleGone() {
+    std::lock_guard const lock(mutex);
+    for (auto const& [key, place] : places_) {
+        for (auto const& object : place->objects) {
+            object->lose();
+        }
+    }
+}
+
+void Model::handleBack() {
+    std::lock_guard const lock(mutex);
+    for (auto const& [key, place] : places_) {
+        recover(*place);
+    }
+}
+
+void Model::recover(Place& place) {
+    place.isMissed = false;
+    if (place.users != 0 && place.current != nullptr) {
+        place.current->recover();
     }
 }
 

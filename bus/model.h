@@ -54,6 +54,10 @@ public:
     virtual void hear(sd_bus_message* signal) = 0;
 
     // With the model's mutex held:
+    /// The television is gone: what it owed is answered here.
+    virtual void lose() {}
+    /// It is there again: the observers are told what they missed.
+    virtual void recover() {}
     virtual void connect(objbus::Observer* observer) = 0;
     /// Ends the observer's registrations and returns how many it had.
     virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
@@ -97,17 +101,19 @@ struct Place final : Listener {
     std::vector<std::unique_ptr<RemoteObject>> objects{};
     RemoteObject* current = nullptr;  ///< The newest one, unless it was withdrawn.
     std::size_t users = 0;            ///< The registrations, and the connects on their way: the path is heard for them.
+    bool isMissed = false;            ///< The television that came back has no such object yet.
 };
 
 /// The television's model, as far as this process knows it. Lives as long as the process.
-class Model {
+class Model final : private Watcher {
 public:
     /// Reaches for the bus when it is called for the first time.
     static Model& get();
 
     int connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object);
     int disconnect(std::string const& key, objbus::Observer* observer, objbus::Object const* object);
-    /// Nothing stands under the path any more.
+    /// Something stands under the path, or nothing any more.
+    void arrive(std::string_view path);
     void withdraw(std::string_view path);
 
     std::mutex mutex;  ///< Guards the places and the observers. Taken before the delivery's own.
@@ -118,6 +124,12 @@ public:
 
 private:
     Model();
+    void handleGone() override;
+    void handleBack() override;
+    bool hasNews() override { return delivery.isDue(); }
+    void tellNews() override { delivery.deliver(); }
+    static void recover(Place& place);
+    std::shared_ptr<Place> placeAt(std::string_view path);
     std::shared_ptr<Place> placeOf(std::string const& key);
     int connectAt(Place& place, objbus::Observer* observer, objbus::Object*& object);
     int askForType(Place const& place, Deadline deadline, objbus::ObjectTypeSpec& type);

@@ -22,15 +22,23 @@ public:
     }
 
     objbus::Object& object() final { return *this; }
-    void connect(objbus::Observer* observer) final { observers_.add(observer, &place()); }
+    void connect(objbus::Observer* observer) final {
+        if (observers_.size() == 0) {
+            begin();
+        }
+        observers_.add(observer, &place());
+    }
     std::size_t disconnect(objbus::Observer const* observer) final {
         return observers_.remove(observer, model().delivery);
     }
 
 protected:
+    /// The first observer comes.
+    virtual void begin() {}
+
+    /// With the model's mutex held.
     template <typename Notify>
-    void post(Notify const& notify) {
-        std::lock_guard const lock(model().mutex);
+    void post(Notify const& notify) const {
         if (!withdrawn()) {
             observers_.post(model().delivery, notify);
         }

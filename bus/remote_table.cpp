@@ -50,7 +50,28 @@ RemoteIterator::RemoteIterator(Model& model, std::string path, objbus::ObserverT
       path_(std::move(path)),
       connection_{observer, std::make_shared<television::Registration>(television::Registration{observer, this})} {}
 
+void RemoteIterator::lose() {
+    if (!isLost_.exchange(true)) {
+        model_.link.forget(path_);
+        connection_.post(model_.delivery,
+                         [](Observer& observer) { observer.notifyIteratorReady(television::STATUS_LOST); });
+    }
+}
+
+void RemoteIterator::destroy(std::string const& table) {
+    safely([&] {
+        if (!isLost_.exchange(true)) {
+            model_.link.forget(path_);
+            model_.link.tell({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(path_));
+        }
+        return 0;
+    });
+}
+
 void RemoteIterator::tell(char const* name, Content arguments) const {
+    if (isLost_) {
+        return;
+    }
     safely([&] {
         model_.link.tell({path_, ITERATOR_INTERFACE, name}, std::move(arguments));
         return 0;
@@ -148,11 +169,7 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     }
     auto const& registration = destroyed->registration();
     model().delivery.end(*registration);
-    safely([&] {
-        link().forget(destroyed->path());
-        link().tell({path(), TABLE_INTERFACE, "DestroyIterator"}, destroying(destroyed->path()));
-        return 0;
-    });
+    destroyed->destroy(path());
     model().delivery.waitWhileRunning(registration->observer, registration->source);
     return television::STATUS_OK;
 }
@@ -160,7 +177,14 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
 void TableObject::hear(sd_bus_message* signal) {
     int update = 0;
     if (sd_bus_message_is_signal(signal, TABLE_INTERFACE, "Updated") > 0 && read(signal, update) >= 0) {
+        std::lock_guard const lock(model().mutex);
         post([update](auto& observer) { observer.notifyUpdate(update); });
+    }
+}
+
+void TableObject::lose() {
+    for (auto const& [key, iterator] : iterators_) {
+        iterator->lose();
     }
 }
 

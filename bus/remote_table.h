@@ -25,6 +25,10 @@ public:
     void commit() override;
 
     void hear(sd_bus_message* signal) override;
+    /// The television that has it is gone. Another one may give the path to another iterator.
+    void lose();
+    /// Ends it, here and in the television.
+    void destroy(std::string const& table);
 
     [[nodiscard]] std::string const& path() const { return path_; }
     [[nodiscard]] std::shared_ptr<television::Registration> const& registration() const {
@@ -33,6 +37,8 @@ public:
 
 private:
     void tell(char const* name, Content arguments) const;
+
+    std::atomic<bool> isLost_ = false;
 
     Model& model_;
     std::string const path_;
@@ -51,6 +57,7 @@ public:
     int destroyIterator(objbus::TableIterator* iterator) override;
 
     void hear(sd_bus_message* signal) override;
+    void lose() override;
 
 private:
     std::map<objbus::TableIterator const*, std::shared_ptr<RemoteIterator>>

@@ -1,5 +1,7 @@
 // The plain values, and the actions.
 
+#include <set>
+
 #include "bus/contract.h"
 #include "bus/remote_object.h"
 #include "bus/remote_table.h"
@@ -19,9 +21,24 @@ public:
         if (sd_bus_message_is_signal(signal, PROPERTIES_INTERFACE, "PropertiesChanged") > 0 &&
             readChange(signal, value)) {
             take(value);
-            this->post(
-                [shared = std::make_shared<T const>(std::move(value))](Obs& observer) { (observer.*NOTIFY)(*shared); });
+            std::lock_guard const lock(this->model().mutex);
+            announce(std::make_shared<T const>(std::move(value)));
         }
+    }
+
+    void recover() override {
+        auto const value = std::make_shared<T>();
+        auto const then = [this, value](int status) {
+            std::lock_guard const lock(this->model().mutex);
+            this->place().isMissed = status == television::STATUS_NOT_PUBLISHED;
+            if (status != television::STATUS_OK) {
+                return;
+            }
+            missed_ = value;
+            this->link().request({MODEL_PATH, MODEL_INTERFACE, "Settle"}, {}, {},
+                                 [this, value](int /*status*/) { announceMissed(value); });
+        };
+        this->link().request({this->path(), PROPERTIES_INTERFACE, "Get"}, askForValue, answerInto(*value), then);
     }
 
 protected:
@@ -64,6 +81,27 @@ protected:
     }
 
 private:
+    void begin() override {
+        announced_.reset();
+        missed_.reset();
+    }
+
+    /// With the model's mutex held.
+    void announce(std::shared_ptr<T const> value) {
+        missed_.reset();
+        announced_ = std::move(value);
+        this->post([told = announced_](Obs& observer) { (observer.*NOTIFY)(*told); });
+    }
+
+    /// Tells what was read, when everything has come that the television had still to tell by then: the changes that
+    /// led there among it, of which the last one tells the same.
+    void announceMissed(std::shared_ptr<T const> const& value) {
+        std::lock_guard const lock(this->model().mutex);
+        if (missed_ == value && (!announced_ || *announced_ != *value)) {
+            announce(value);
+        }
+    }
+
     /// Whether the signal tells the value.
     static bool readChange(sd_bus_message* signal, T& value) {
         std::string interface;
@@ -85,6 +123,10 @@ private:
         }
         return false;
     }
+
+    // The model's mutex guards these:
+    std::shared_ptr<T const> announced_;  ///< What the observers heard last.
+    std::shared_ptr<T const> missed_;     ///< What is to be told unless a change comes first.
 };
 
 /// A number, which is read without a status: what cannot be read is what it was last known to be.
@@ -155,7 +197,13 @@ public:
             return ask(
                 ACTION_INTERFACE, "Invoke",
                 [&arguments](sd_bus_message* message) { return append(message, arguments); },
-                [&actionId](sd_bus_message* message) { return read(message, actionId); });
+                [this, &actionId](sd_bus_message* message) {
+                    int const result = read(message, actionId);
+                    if (result >= 0) {
+                        owe(actionId);
+                    }
+                    return result;
+                });
         });
         if (status == television::STATUS_NOT_CARRIED) {
             report("invoke", status);
@@ -169,14 +217,41 @@ public:
         int error = 0;
         if (sd_bus_message_is_signal(signal, ACTION_INTERFACE, "Result") > 0) {
             if (read(signal, id) >= 0 && read(signal, results) >= 0) {
-                post([id, list = std::move(results)](auto& observer) { observer.notifyResult(id, list); });
+                settle(id, [id, list = std::move(results)](auto& observer) { observer.notifyResult(id, list); });
             }
         } else if (sd_bus_message_is_signal(signal, ACTION_INTERFACE, "ExecutionError") > 0) {
             if (read(signal, id) >= 0 && read(signal, error) >= 0) {
-                post([id, error](auto& observer) { observer.notifyExecutionError(id, error); });
+                settle(id, [id, error](auto& observer) { observer.notifyExecutionError(id, error); });
             }
         }
     }
+
+    void lose() override {
+        for (unsigned int const id : owed_) {
+            post([id](auto& observer) { observer.notifyExecutionError(id, television::STATUS_LOST); });
+        }
+        owed_.clear();
+    }
+
+private:
+    static constexpr std::size_t MOST_OWED = 1000;  ///< An action may never be answered.
+
+    void owe(unsigned int id) {
+        std::lock_guard const lock(model().mutex);
+        owed_.insert(id);
+        if (owed_.size() > MOST_OWED) {
+            owed_.erase(owed_.begin());
+        }
+    }
+
+    template <typename Notify>
+    void settle(unsigned int id, Notify const& notify) {
+        std::lock_guard const lock(model().mutex);
+        owed_.erase(id);
+        post(notify);
+    }
+
+    std::set<unsigned int> owed_;  ///< What this process invoked, and was not answered. The model's mutex guards it.
 };
 
 /// An object that no operation serves.

@@ -19,6 +19,8 @@ bool takeFault(ConnectFault& fault) {
 
 }  // namespace
 
+Model::Model() { delivery.begin(); }
+
 bool Model::withdraw(std::string const& name) {
     std::lock_guard const lock(mutex);
     if (std::exchange(keys[name].published, nullptr) == nullptr) {

@@ -59,6 +59,8 @@ public:
     /// The model of the television that is on, or null.
     static std::shared_ptr<Model> current();
 
+    Model();
+
     int connect(std::string const& name, objbus::Observer* observer, objbus::Object*& object);
     int disconnect(std::string const& name, objbus::Observer* observer, objbus::Object const* object);
 

@@ -2,18 +2,27 @@
 
 namespace television {
 
-Delivery::Delivery() : thread_([this] { run(); }), threadId_(thread_.get_id()) {}
-
 Delivery::~Delivery() { stop(); }
 
-void Delivery::post(std::shared_ptr<Registration const> to, std::function<void()> notify) {
+void Delivery::begin() {
+    thread_ = std::thread([this] { run(); });
+}
+
+bool Delivery::isDue() {
     std::lock_guard const lock(mutex_);
-    if (stopping_) {
-        return;
+    return !queue_.empty();
+}
+
+void Delivery::post(std::shared_ptr<Registration const> to, std::function<void()> notify) {
+    {
+        std::lock_guard const lock(mutex_);
+        if (stopping_) {
+            return;
+        }
+        queue_.push_back({std::move(to), std::move(notify)});
+        ++postedCount_;
     }
-    queue_.push_back({std::move(to), std::move(notify)});
-    ++postedCount_;
-    posted_.notify_one();
+    posted_.notify_one();  // With the mutex released, or the thread would wake up to wait for that.
 }
 
 void Delivery::end(Registration& registration) {
@@ -22,10 +31,10 @@ void Delivery::end(Registration& registration) {
 }
 
 void Delivery::waitWhileRunning(objbus::Observer const* observer, void const* source) {
-    if (std::this_thread::get_id() == threadId_) {
+    std::unique_lock lock(mutex_);
+    if (runner_ == std::this_thread::get_id()) {
         return;
     }
-    std::unique_lock lock(mutex_);
     done_.wait(lock, [&] { return !running_ || running_->observer != observer || running_->source != source; });
 }
 
@@ -54,18 +63,31 @@ void Delivery::run() {
         if (stopping_) {
             return;
         }
-        Notification const next = std::move(queue_.front());
-        queue_.pop_front();
-        if (!next.to->ended) {
-            running_ = next.to;
-            lock.unlock();
-            next.notify();
-            lock.lock();
-            running_.reset();
-        }
-        ++doneCount_;
-        done_.notify_all();
+        runNext(lock);
     }
+}
+
+void Delivery::deliver() {
+    std::unique_lock lock(mutex_);
+    while (!queue_.empty()) {
+        runNext(lock);
+    }
+}
+
+void Delivery::runNext(std::unique_lock<std::mutex>& lock) {
+    Notification const next = std::move(queue_.front());
+    queue_.pop_front();
+    if (!next.to->ended) {
+        running_ = next.to;
+        runner_ = std::this_thread::get_id();
+        lock.unlock();
+        next.notify();
+        lock.lock();
+        running_.reset();
+        runner_ = {};
+    }
+    ++doneCount_;
+    done_.notify_all();
 }
 
 }  // namespace television

@@ -23,13 +23,23 @@ struct Registration {
     bool ended = false;  ///< Guarded by the delivery's mutex.
 };
 
-/// The thread that runs notifications, one after the other in the order of `post`.
+/// Runs notifications, one after the other in the order of `post`: on a thread of its own after `begin`, or on those
+/// that call `deliver`.
 class Delivery {
 public:
-    Delivery();
+    Delivery() = default;
     Delivery(Delivery const&) = delete;
     Delivery& operator=(Delivery const&) = delete;
     ~Delivery();
+
+    /// Starts the thread.
+    void begin();
+
+    /// Runs what was posted, until nothing is left. One thread at a time.
+    void deliver();
+
+    /// Whether something is left.
+    bool isDue();
 
     /// Runs `notify` later, unless `to` has ended by then.
     void post(std::shared_ptr<Registration const> to, std::function<void()> notify);
@@ -38,7 +48,7 @@ public:
     void end(Registration& registration);
 
     /// Waits for a notification from `source` to `observer` that is running, whichever registration it belongs to:
-    /// another call may have ended that one already. Does not wait on the delivery thread, which would wait for itself.
+    /// another call may have ended that one already. Does not wait from inside it, which would wait for itself.
     void waitWhileRunning(objbus::Observer const* observer, void const* source);
 
     /// Returns when everything posted before is done, or after `stop`.
@@ -54,17 +64,18 @@ private:
     };
 
     void run();
+    void runNext(std::unique_lock<std::mutex>& lock);
 
     std::mutex mutex_;
     std::condition_variable posted_;
     std::condition_variable done_;
     std::deque<Notification> queue_;
     std::shared_ptr<Registration const> running_;
+    std::thread::id runner_;  ///< The thread on which it is running.
     std::size_t postedCount_ = 0;
     std::size_t doneCount_ = 0;
     bool stopping_ = false;
     std::thread thread_;
-    std::thread::id const threadId_;  ///< Still readable while `thread_` is being joined.
 };
 
 /// A registration with the interface of the observer that its notifications go to: null, and never called, for an

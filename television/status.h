@@ -18,6 +18,7 @@ enum Status : int {
     STATUS_NOT_CARRIED = 123,        ///< The bus does not carry the text, or it is too long for it.
     STATUS_NOT_UNDERSTOOD = 124,     ///< What came over the bus is not what was agreed on.
     STATUS_NO_MEMORY = 125,          ///< Memory ran out here.
+    STATUS_LOST = 126,               ///< The television went before it had answered.
 };
 
 }  // namespace television

@@ -1,21 +1,21 @@
 // The television that another program has, on a bus of its own.
 
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <stdexcept>
+#include <nlohmann/json.hpp>
+#include <thread>
 #include <utility>
 
 #include "bus/bus_platform.h"
-#include "driven_television.h"
+#include "child.h"
+#include "driven_bus.h"
+#include "television/status.h"
 #include "tools/nrx_console/words.h"
 
 namespace driven {
@@ -24,94 +24,39 @@ namespace {
 
 using nrx_console::typed;
 using nrx_console::Words;
-
-/// A program that ends with the tests, however they end. Its standard input and output are here.
-class Child {
-public:
-    explicit Child(Words words) {
-        int ends[2]{};
-        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
-            throw std::runtime_error("no socket for " + words.front());
-        }
-        std::vector<char*> arguments;
-        std::transform(words.begin(), words.end(), std::back_inserter(arguments), [](auto& word) { return &word[0]; });
-        arguments.push_back(nullptr);
-        socket_ = ends[0];
-        id_ = ::fork();
-        if (id_ == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-            ::dup2(ends[1], STDIN_FILENO);
-            ::dup2(ends[1], STDOUT_FILENO);
-            ::execvp(arguments[0], arguments.data());
-            ::_exit(127);
-        }
-        ::close(ends[1]);
-    }
-    Child(Child const&) = delete;
-    Child& operator=(Child const&) = delete;
-    ~Child() {
-        end();
-        ::close(socket_);
-    }
-
-    /// Asks it to end, and returns what has become of it: 0 when that went well.
-    int end() {
-        int status = 0;
-        if (id_ > 0) {
-            ::kill(id_, SIGTERM);
-            ::waitpid(std::exchange(id_, -1), &status, 0);
-        }
-        return status;
-    }
-
-    void write(std::string_view text) const {
-        while (!text.empty()) {
-            text.remove_prefix(counted(::send(socket_, text.data(), text.size(), MSG_NOSIGNAL)));
-        }
-    }
-
-    std::string readLine() {
-        while (printed_.find('\n') == std::string::npos) {
-            char piece[4096];
-            printed_.append(piece, counted(::recv(socket_, piece, sizeof piece, 0)));
-        }
-        std::string line = printed_.substr(0, printed_.find('\n'));
-        printed_.erase(0, line.size() + 1);
-        return line;
-    }
-
-private:
-    static std::size_t counted(ssize_t bytes) {
-        return bytes > 0 ? static_cast<std::size_t>(bytes) : throw std::runtime_error("a program has ended too early");
-    }
-
-    int socket_ = -1;
-    pid_t id_ = -1;
-    std::string printed_;
-};
+using Json = nlohmann::json;
 
 /// There is one while tests run, and not while they are listed.
 struct Television : ::testing::Environment {
-    void SetUp() override {
-        bus = std::make_unique<Child>(Words{"dbus-daemon", "--session", "--nofork", "--print-address"});
-        std::string const address = bus->readLine();
+    void SetUp() noexcept override {  // What is thrown ends the program: tests that were skipped would not count.
+        startBus();
         ::setenv("NRX_BUS_ADDRESS", address.c_str(), 1);
-        program = std::make_unique<Child>(
-            Words{NRX_TELEVISION, "--address", address, "--model", NRX_EMPTY_MODEL, "--commands"});
-        while (!program->readLine().starts_with("serving nrx.Television1")) {
-        }
+        startProgram();
     }
     void TearDown() override {
-        EXPECT_EQ(program ? program->end() : -1, 0);
+        EXPECT_EQ(program ? program->end(SIGTERM) : -1, 0);
         bus.reset();
+    }
+
+    void startBus() { bus = test::startBus(address); }
+    void startProgram() {
+        auto list = Json::array();
+        for (auto const& [key, object] : objects) {
+            list.push_back(object);
+            list.back()["key"] = key;
+        }
+        program = test::startTelevision(NRX_TELEVISION, address, Json{{"objects", list}}.dump());
     }
 
     /// Returns when the program has carried the line out: what is published then may have to come to the bus yet.
     void command(std::string const& line) {
+        if (!program) {
+            return;
+        }
         // What the test did before comes to the platform's threads by way of another process. A thread sanitizer does
         // not see that way; it sees this one.
-        std::map<std::string, objbus::ObjectTypeSpec> objects;
-        bus::listObjects(objects);
+        std::map<std::string, objbus::ObjectTypeSpec> listed;
+        bus::listObjects(listed);
         std::string const mark = "# " + std::to_string(++marks);
         program->write(line + '\n' + mark + '\n');
         for (std::string printed; (printed = program->readLine()) != mark;) {
@@ -123,13 +68,21 @@ struct Television : ::testing::Environment {
         }
     }
 
-    void publish(Key key, std::string const& content) {
-        command("tv publish " + typed(key) + ' ' + content);
+    void publish(Key key, std::string const& type, std::string const& content, Json const& value) {
+        objects[key] = value.is_null() ? Json{{"type", type}} : Json{{"type", type}, {"value", value}};
+        command("tv publish " + typed(key) + ' ' + type + ' ' + content);
         command("wait");
     }
 
-    std::unique_ptr<Child> bus;
-    std::unique_ptr<Child> program;
+    void set(Key key, std::string const& content, Json const& value) {
+        objects[key]["value"] = value;
+        command("tv set " + typed(key) + ' ' + content);
+    }
+
+    std::string address;
+    std::unique_ptr<test::Child> bus;
+    std::unique_ptr<test::Child> program;  ///< Null while it is off.
+    std::map<std::string, Json> objects;   ///< What it has when it starts.
     Words arguments;
     int marks = 0;
 };
@@ -153,10 +106,22 @@ std::string typed(television::Value const& value) {
                               : typed(std::get<Words>(value));
 }
 
+Json jsonOf(television::Value const& value) {
+    return std::visit([](auto const& typed) { return Json(typed); }, value);
+}
+
 std::string typed(television::Rows const& rows) {
     Words words;
     std::transform(rows.begin(), rows.end(), std::back_inserter(words), [](Words const& row) { return typed(row); });
     return typed(words);
+}
+
+/// Returns when the platform here has found what it says about the television.
+void awaitStatus(int status) {
+    for (int tries = 0; bus::waitUntilDelivered() != status; ++tries) {
+        ASSERT_LT(tries, 9000) << "status " << status;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
 }
 
 }  // namespace
@@ -164,14 +129,17 @@ std::string typed(television::Rows const& rows) {
 bool carriesEveryText() { return false; }
 
 void publish(Key key, television::Value const& value) {
-    constexpr char const* TYPES[] = {"integer ", "int64 ", "string ", "integer-list ", "string-list "};
-    tv.publish(key, TYPES[value.index()] + typed(value));
+    constexpr char const* TYPES[] = {"integer", "int64", "string", "integer-list", "string-list"};
+    tv.publish(key, TYPES[value.index()], typed(value), jsonOf(value));
 }
-void publishTable(Key key, television::Rows const& rows) { tv.publish(key, "table " + typed(rows)); }
-void publishAction(Key key) { tv.publish(key, "action"); }
-void withdraw(Key key) { tv.command("tv withdraw " + typed(key)); }
-void set(Key key, television::Value const& value) { tv.command("tv set " + typed(key) + ' ' + typed(value)); }
-void setRows(Key key, television::Rows const& rows) { tv.command("tv set " + typed(key) + ' ' + typed(rows)); }
+void publishTable(Key key, television::Rows const& rows) { tv.publish(key, "table", typed(rows), rows); }
+void publishAction(Key key) { tv.publish(key, "action", "", {}); }
+void withdraw(Key key) {
+    tv.objects.erase(key);
+    tv.command("tv withdraw " + typed(key));
+}
+void set(Key key, television::Value const& value) { tv.set(key, typed(value), jsonOf(value)); }
+void setRows(Key key, television::Rows const& rows) { tv.set(key, typed(rows), rows); }
 
 void answerWith(Answer const& answer) {
     auto const* const texts = std::get_if<Words>(&answer);
@@ -184,6 +152,32 @@ void failInvokes(Key key, int status) { tv.command("tv fail invoke " + typed(key
 void failReads(Key key, int status) { tv.command("tv fail read " + typed(key) + ' ' + std::to_string(status)); }
 
 std::vector<std::string> lastArguments() { return tv.arguments; }
+
+void kill() {
+    tv.program->end(SIGKILL);
+    tv.program.reset();
+    awaitStatus(television::STATUS_NO_TELEVISION);
+}
+
+void killBus() {
+    tv.bus->end(SIGKILL);
+    tv.bus.reset();
+    tv.program.reset();  // It has ended by itself.
+    awaitStatus(television::STATUS_NO_BUS);
+}
+
+void start() {
+    tv.bus ? void() : tv.startBus();
+    tv.startProgram();
+    awaitStatus(television::STATUS_OK);
+    settleAgain();
+}
+
+void settleAgain() {
+    for (int questions = 0; questions < 3; ++questions) {
+        settle();
+    }
+}
 
 void settle() {
     tv.command("wait");

@@ -1,0 +1,223 @@
+// Kills a television on a bus, and the bus, while another process writes lists to it and clients hear them here:
+// nrx_stress_bus [KILLS [BUS_KILLS]]
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <memory>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bus/bus_platform.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
+#include "television/log.h"
+#include "television/status.h"
+#include "tests/child.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using orvane::NRXModelAccess;
+using orvane::model_keys::COMMAND;
+using test::Child;
+using Clock = std::chrono::steady_clock;
+using List = std::vector<std::string>;
+
+[[noreturn]] void fail(std::string const& what) {
+    std::fprintf(stderr, "nrx_stress_bus: %s\n", what.c_str());
+    std::_Exit(1);
+}
+
+/// Ends the program in one line when the next call of it does not come in a time that nothing here needs.
+void watch() {
+    std::signal(SIGALRM, [](int) {
+        static_cast<void>(!::write(STDERR_FILENO, "nrx_stress_bus: it hangs\n", 25));
+        std::abort();
+    });
+    ::alarm(90);
+}
+
+constexpr char MODEL[] = R"({"objects": [
+    {"key": "torvi.sl2.vstr.videoplayer.nrx.command", "type": "string-list", "value": ["started"]},
+    {"key": "torvi.sl2.vstr.videoplayer.nrx.event", "type": "string-list", "value": []},
+    {"key": "torvi.sl2.action.source.switch", "type": "action"}]})";
+
+/// The list of a number: each of its elements carries it, and how many and how long they are follows from it.
+List listOf(int number) {
+    return List(1 + static_cast<std::size_t>(number) % 40,
+                std::to_string(number) + std::string(static_cast<std::size_t>(number) * 7 % 300, '.'));
+}
+
+/// The number whose list it is; 0 when it is none's.
+int numberOf(List const& list) {
+    int const number = list.empty() ? 0 : std::atoi(list[0].c_str());
+    return number > 0 && list == listOf(number) ? number : 0;
+}
+
+/// Checks every list that comes.
+struct Client final : orvane::NRXModelAccessClient {
+    void onNRXCommandReceived(List const& list) override {
+        int const number = numberOf(list);
+        if (list == List{"started"}) {
+            ++starts;
+        } else if (number == 0) {
+            fail("a torn list of " + std::to_string(list.size()) + ", first " + (list.empty() ? "" : list[0]));
+        } else if (number <= last.exchange(number)) {
+            fail(std::to_string(number) + " comes again, or late");
+        }
+        moment = isAwaited.exchange(false) ? Clock::now() : moment.load();
+        ++lists;
+    }
+    void onNRXEventReceived(List const& /*list*/) override { fail("an event, which nobody sent"); }
+
+    /// Returns when so many lists have come; the watch ends what waits in vain.
+    void await(int target) const {
+        while (lists < target || isAwaited) {
+            std::this_thread::sleep_for(1ms);
+        }
+    }
+
+    std::atomic<int> lists = 0;
+    std::atomic<int> starts = 0;
+    std::atomic<int> last = 0;
+    std::atomic<bool> isAwaited = false;
+    std::atomic<Clock::time_point> moment{};  ///< When the list came that was awaited.
+};
+
+std::unique_ptr<NRXModelAccess> listening(Client& client) {
+    auto access = std::make_unique<NRXModelAccess>(&client);
+    access->startCommandListener();
+    access->start();
+    return access;
+}
+
+/// The other process: writes the lists of all numbers, through the same platform, until it is ended.
+[[noreturn]] void write() {
+    NRXModelAccess access;
+    for (int number = 1;; ++number) {
+        access.setAccessValue(COMMAND, listOf(number));
+        std::this_thread::sleep_for(1ms);  // So that the others get on, too.
+    }
+}
+
+enum Doing { CONNECTING, LISTENING, LEAVING };
+
+/// Returns when the platform here finds the television, or has found that it is gone, and its lists were delivered.
+void awaitTelevision(bool isThere) {
+    int status = 0;
+    do {
+        status = bus::waitUntilDelivered();
+    } while (isThere ? status != television::STATUS_OK
+                     : status != television::STATUS_NO_TELEVISION && status != television::STATUS_NO_BUS);
+}
+
+/// How many paths' signals the bus passes on, whoever asked for them.
+long registrations(std::string const& address) {
+    Child busctl({"busctl", "--address=" + address, "call", "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                  "org.freedesktop.DBus.Debug.Stats", "GetAllMatchRules"});
+    std::string const rules = busctl.readLine();
+    std::regex const path("/nrx/Television1/");
+    return std::distance(std::sregex_iterator(rules.begin(), rules.end(), path), std::sregex_iterator());
+}
+
+/// The television and its bus.
+struct Fire {
+    /// Ends one, and returns how long it took from the return of the name to the client's next list.
+    Clock::duration strike(bool withBus, Client& client) {
+        (withBus ? bus : television)->end(SIGKILL);
+        awaitTelevision(false);
+        client.isAwaited = true;  // Of the television that is gone nothing comes any more.
+        bus = withBus ? test::startBus(address) : std::move(bus);
+        television = test::startTelevision(NRX_TELEVISION, address, MODEL);
+        auto const back = Clock::now();
+        client.await(client.lists + 1);
+        return client.moment.load() - back;
+    }
+
+    std::string address{};
+    std::unique_ptr<Child> bus = test::startBus(address);
+    std::unique_ptr<Child> television = test::startTelevision(NRX_TELEVISION, address, MODEL);
+};
+
+void run(int kills, int busKills) {
+    watch();
+    Fire fire;
+    ::setenv("NRX_BUS_ADDRESS", fire.address.c_str(), 1);
+    Child writer({"/proc/self/exe", "write"});
+    Client client;
+    Client fresh;
+    auto access = listening(client);
+    std::atomic<bool> ended = false;
+    std::atomic<int> doing = CONNECTING;
+    int passed = 0;
+    std::thread passing([&] {  // A facade after the other, each for a moment.
+        for (; !ended; ++passed) {
+            Client guest;
+            doing = CONNECTING;
+            auto const passer = listening(guest);
+            doing = LISTENING;
+            std::this_thread::sleep_for(std::chrono::milliseconds(passed % 5));
+            doing = LEAVING;
+        }
+    });
+    int met[3]{};
+    Clock::duration longest{};
+    int const rounds = kills + busKills;
+    for (int round = 0; round < rounds; ++round) {
+        watch();
+        client.await(client.lists + 1 + round * 7 % 50);
+        bool const withBus = (round + 1) * busKills / rounds != round * busKills / rounds;
+        access->requestStartNRXService();
+        int const moment = round % 3;
+        while (doing != moment) {  // Another one of a facade's every time.
+        }
+        ++met[moment];
+        longest = std::max(longest, fire.strike(withBus, client));
+    }
+    watch();
+    ended = true;
+    passing.join();
+    writer.end(SIGKILL);
+    for (List now; numberOf(now) != client.last;) {  // Not lost, though nothing comes after it.
+        access->getAccessValue(COMMAND, now);
+    }
+    access.reset();
+    awaitTelevision(true);
+    if (long const left = registrations(fire.address); left != 1) {  // The model's own, which hears of its objects.
+        fail(std::to_string(left) + " registrations are left, expected 1");
+    }
+    access = listening(fresh);
+    access->setAccessValue(COMMAND, listOf(client.last + 1));
+    fresh.await(1);
+    std::printf(
+        "%d kills of the television and %d of the bus, %d while a facade connected and %d while one left; "
+        "%d lists, %d of them a start's; %d facades; longest wait for the next list %.3f s\n",
+        kills, busKills, met[CONNECTING], met[LEAVING], client.lists.load(), client.starts.load(), passed,
+        std::chrono::duration<double>(longest).count());
+    if (client.starts > rounds + 1 || longest > 5s) {
+        fail("a start's list came twice, or a list too late");
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    television::setLogLevel(television::LogLevel::off);
+    if (argc == 2 && std::strcmp(argv[1], "write") == 0) {
+        write();
+    }
+    ::setenv("NRX_LOG", "off", 1);
+    run(argc > 1 ? std::atoi(argv[1]) : 20, argc > 2 ? std::atoi(argv[2]) : 2);
+} catch (std::exception const& error) {
+    fail(error.what());
+}

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <iterator>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace test {
+
+/// A program that ends with this one, however that ends. Its standard input and output are here.
+class Child {
+public:
+    explicit Child(std::vector<std::string> words) {
+        int ends[2]{};
+        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+            throw std::runtime_error("no socket for " + words.front());
+        }
+        std::vector<char*> arguments;
+        std::transform(words.begin(), words.end(), std::back_inserter(arguments), [](auto& word) { return &word[0]; });
+        arguments.push_back(nullptr);
+        socket_ = ends[0];
+        id_ = ::fork();
+        if (id_ == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+            ::dup2(ends[1], STDIN_FILENO);
+            ::dup2(ends[1], STDOUT_FILENO);
+            ::execvp(arguments[0], arguments.data());
+            ::_exit(127);
+        }
+        ::close(ends[1]);
+    }
+    Child(Child const&) = delete;
+    Child& operator=(Child const&) = delete;
+    ~Child() {
+        end(SIGTERM);
+        ::close(socket_);
+    }
+
+    /// Sends it the signal, and returns what has become of it: 0 when it was asked to end and that went well.
+    int end(int signal) {
+        int status = 0;
+        if (id_ > 0) {
+            ::kill(id_, signal);
+            ::waitpid(std::exchange(id_, -1), &status, 0);
+        }
+        return status;
+    }
+
+    void write(std::string_view text) const {
+        while (!text.empty()) {
+            text.remove_prefix(counted(::send(socket_, text.data(), text.size(), MSG_NOSIGNAL)));
+        }
+    }
+
+    std::string readLine() {
+        while (printed_.find('\n') == std::string::npos) {
+            char piece[4096];
+            printed_.append(piece, counted(::recv(socket_, piece, sizeof piece, 0)));
+        }
+        std::string line = printed_.substr(0, printed_.find('\n'));
+        printed_.erase(0, line.size() + 1);
+        return line;
+    }
+
+private:
+    static std::size_t counted(ssize_t bytes) {
+        return bytes > 0 ? static_cast<std::size_t>(bytes) : throw std::runtime_error("a program has ended too early");
+    }
+
+    int socket_ = -1;
+    pid_t id_ = -1;
+    std::string printed_;
+};
+
+/// Starts a bus at the address, or, when that is empty, at one that this sets it to: there a later one can stand, too.
+inline std::unique_ptr<Child> startBus(std::string& address) {
+    std::vector<std::string> words{"dbus-daemon", "--session", "--nofork", "--print-address"};
+    if (!address.empty()) {
+        words.push_back("--address=" + address);
+    }
+    auto bus = std::make_unique<Child>(std::move(words));
+    std::string const printed = bus->readLine();
+    address = printed.substr(0, printed.find(','));  // What follows is of this bus alone.
+    return bus;
+}
+
+/// Starts the program of a television with the objects of a model file, and returns when it is found under its name.
+inline std::unique_ptr<Child> startTelevision(std::string const& program, std::string const& address,
+                                              std::string const& model) {
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> const file(std::tmpfile(), std::fclose);
+    if (!file || std::fputs(model.c_str(), file.get()) < 0 || std::fflush(file.get()) != 0) {
+        throw std::runtime_error("no file for a model");
+    }
+    std::string const path = "/proc/self/fd/" + std::to_string(::fileno(file.get()));  // Which the program inherits.
+    auto television =
+        std::make_unique<Child>(std::vector<std::string>{program, "--address", address, "--model", path, "--commands"});
+    while (!television->readLine().starts_with("serving nrx.Television1")) {
+    }
+    return television;
+}
+
+}  // namespace test

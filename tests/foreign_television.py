@@ -1,0 +1,36 @@
+"""A television of another make, for dbusmock to serve: python3 -m dbusmock --template foreign_television.py"""
+
+import dbus
+from dbusmock import get_object
+from gi.repository import GLib
+
+BUS_NAME = "nrx.Television1"
+MAIN_OBJ = "/nrx/Television1/model"
+MAIN_IFACE = BUS_NAME + ".Model"
+SYSTEM_BUS = False
+IS_OBJECT_MANAGER = True
+
+
+def invoke(action, arguments):
+    """Shows the first text to who watches the string, and answers with all texts, once the caller has the number."""
+    action.invocations = getattr(action, "invocations", 0) + 1
+    number = dbus.UInt32(action.invocations)
+    get_object(MAIN_OBJ + "/a/text_2d1").UpdateProperties("", {"Value": arguments[0][3]})
+    # Before the next call is taken, which may ask whether all was told.
+    GLib.idle_add(action.EmitSignal, "", "Result", "ua(nnns)", [number, arguments], priority=GLib.PRIORITY_HIGH)
+    return number
+
+
+def load(mock, _parameters):
+    """Publishes the objects."""
+    mock.AddMethod("", "Settle", "", "", "")
+    for key, type_number, interface, properties, methods in (
+        ("n", 1, "Integer", {"Value": dbus.Int32(5)}, []),
+        ("a/text_2d1", 2, "String", {"Value": dbus.String("old")}, []),
+        ("list", 4, "StringList", {"Value": dbus.Array(["a", "b c"], signature="s")}, []),
+        ("do", 5, "Action", {}, [("Invoke", "a(nnns)", "u", invoke)]),
+        ("odd", 2, "Int64", {"Value": dbus.Int64(5)}, []),  # Is not what it says.
+    ):
+        path = f"{MAIN_OBJ}/{key}"
+        mock.AddObject(path, f"{BUS_NAME}.{interface}", properties, methods)
+        get_object(path).AddProperty(BUS_NAME + ".Object", "Type", dbus.Int32(type_number))

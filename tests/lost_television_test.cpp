@@ -1,0 +1,231 @@
+// A television on a bus that is lost and comes back, or its bus, as clients see it.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "driven_bus.h"
+#include "television/status.h"
+#include "television_clients.h"
+
+namespace test {
+namespace {
+
+using namespace television;
+
+/// The two ways in which it is lost, each with the status of what is tried meanwhile.
+struct Loss {
+    char const* name;
+    void (*lose)();
+    int status;
+};
+constexpr Loss LOSSES[] = {
+    {"Television", driven::kill, STATUS_NO_TELEVISION},
+    {"Bus", driven::killBus, STATUS_NO_BUS},
+};
+
+struct LostTelevision : ::testing::TestWithParam<Loss> {
+    std::string const key = testKey();
+};
+INSTANTIATE_TEST_SUITE_P(By, LostTelevision, ::testing::ValuesIn(LOSSES),
+                         [](auto const& loss) { return loss.param.name; });
+
+template <typename T>
+struct LostValue : ::testing::Test {
+    std::string const key = testKey();
+    std::vector<T> const values{valueOf<T>(1), valueOf<T>(2), valueOf<T>(3)};
+};
+TYPED_TEST_SUITE(LostValue, PlainTypes, );
+
+TYPED_TEST(LostValue, IsToldAtReturnWhenItIsAnotherThanWasToldLast) {
+    using Values = std::vector<TypeParam>;
+    auto const& list = this->values;
+    driven::publish(this->key, list[2]);
+    Client<TypeParam> client(this->key);
+    for (Loss const& loss : LOSSES) {
+        SCOPED_TRACE(loss.name);
+        Client<TypeParam> other(this->key);
+        driven::set(this->key, list[0]);
+        driven::settle();
+        loss.lose();
+        driven::set(this->key, list[1]);
+        driven::start();
+        EXPECT_EQ(client.ear.take(), (Values{list[0], list[1]}));
+        EXPECT_EQ(other.ear.take(), (Values{list[0], list[1]}));
+
+        loss.lose();
+        driven::start();
+        loss.lose();  // In the end it is the same, whatever was between.
+        driven::set(this->key, list[0]);
+        driven::set(this->key, list[1]);
+        driven::start();
+        EXPECT_TRUE(client.ear.take().empty() && other.ear.take().empty());
+
+        loss.lose();
+        EXPECT_EQ(other.end(), 0);
+        driven::set(this->key, list[2]);
+        driven::start();
+        driven::set(this->key, list[2]);  // A change, as ever.
+        EXPECT_EQ(client.write(list[1]), 0);
+        driven::settle();
+        EXPECT_EQ(client.ear.take(), (Values{list[2], list[2], list[1]}));
+        EXPECT_EQ(client.read(), list[1]);
+        EXPECT_TRUE(other.ear.take().empty());
+    }
+}
+
+TYPED_TEST(LostValue, RefusesEverythingButADisconnectMeanwhile) {
+    driven::publish(this->key, this->values[0]);
+    for (Loss const& loss : LOSSES) {
+        SCOPED_TRACE(loss.name);
+        Client<TypeParam> client(this->key);
+        Client<TypeParam> ending(this->key);
+        driven::set(this->key, this->values[1]);
+        driven::settle();
+        loss.lose();
+        Client<TypeParam> late(this->key);
+        EXPECT_EQ(late.status, loss.status);
+        EXPECT_EQ(late.object, nullptr);
+        TypeParam variable = this->values[2];
+        constexpr bool IS_NUMBER = std::is_arithmetic_v<TypeParam>;  // Read without a status.
+        EXPECT_EQ(client.read(variable), IS_NUMBER ? 0 : loss.status);
+        EXPECT_EQ(variable, this->values[IS_NUMBER ? 1 : 2]);
+        EXPECT_EQ(client.write(this->values[2]), loss.status);
+        EXPECT_EQ(client.type(), client.ear.TYPE);
+        EXPECT_EQ(ending.end(), 0);
+        EXPECT_EQ(ending.end(), STATUS_NOT_CONNECTED);
+        driven::start();
+        driven::set(this->key, this->values[0]);
+        driven::settle();
+        EXPECT_EQ(client.ear.take(), (std::vector<TypeParam>{this->values[1], this->values[0]}));  // Nothing dropped.
+        EXPECT_EQ(ending.ear.take(), std::vector<TypeParam>{this->values[1]});
+        EXPECT_TRUE(late.ear.take().empty());
+        EXPECT_EQ(Client<TypeParam>(this->key).status, 0);
+    }
+}
+
+TYPED_TEST(LostValue, MayBeMissingAtReturnAndComeLater) {
+    driven::publish(this->key, this->values[0]);
+    Client<TypeParam> client(this->key);
+    driven::set(this->key, this->values[0]);
+    for (Loss const& loss : LOSSES) {
+        SCOPED_TRACE(loss.name);
+        driven::settle();
+        client.ear.take();
+        loss.lose();
+        driven::withdraw(this->key);
+        driven::start();
+        EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);
+        EXPECT_EQ(Client<TypeParam>(this->key).status, STATUS_NOT_PUBLISHED);
+        driven::publish(this->key, this->values[1]);
+        driven::settleAgain();
+        EXPECT_EQ(client.ear.take(), std::vector<TypeParam>{this->values[1]});
+        EXPECT_EQ(client.write(this->values[0]), 0);
+    }
+}
+
+TYPED_TEST(LostValue, IsGoneWhereAnotherTypeReturns) {
+    using Other = std::conditional_t<std::is_same_v<TypeParam, std::string>, int, std::string>;
+    for (Loss const& loss : LOSSES) {
+        SCOPED_TRACE(loss.name);
+        driven::publish(this->key, this->values[0]);
+        Client<TypeParam> client(this->key);
+        Client<TypeParam> ending(this->key);
+        loss.lose();
+        driven::publish(this->key, valueOf<Other>(7));
+        driven::start();
+        Client<Other> other(this->key);
+        EXPECT_EQ(other.read(), valueOf<Other>(7));
+        EXPECT_EQ(other.type(), other.ear.TYPE);
+        EXPECT_EQ(client.type(), client.ear.TYPE);  // What a client has is what it was.
+        EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);
+        EXPECT_EQ(ending.end(), 0);
+        driven::set(this->key, valueOf<Other>(8));
+        driven::settle();
+        EXPECT_EQ(other.ear.take(), std::vector<Other>{valueOf<Other>(8)});
+        EXPECT_TRUE(client.ear.take().empty());
+    }
+}
+
+TEST_P(LostTelevision, AnswersOnceWhatItOwes) {
+    driven::publishAction(key);
+    Client<ObjectAction> client(key);
+    Strings expected;
+    unsigned int id = 0;
+    auto const invoke = [&](std::string const& answer) {
+        EXPECT_EQ(client->invoke(id, {}), 0);
+        expected.push_back(std::to_string(id) + answer);
+    };
+    driven::answerWith(Strings{"done"});
+    invoke(" 0:done; ");
+    driven::settle();
+    driven::answerWith({});
+    invoke(" error 126 ");
+    invoke(" error 126 ");
+    driven::settle();
+    GetParam().lose();
+    id = 7;
+    EXPECT_EQ(client->invoke(id, {}), GetParam().status);
+    EXPECT_EQ(id, 7U);
+    driven::start();
+    GetParam().lose();
+    driven::start();
+    driven::answerWith(Strings{"again"});
+    invoke(" 0:again; ");
+    driven::settle();
+    EXPECT_EQ(client.ear.take(), expected);
+}
+
+TEST_P(LostTelevision, TellsItsIteratorsWhichStayDestroyable) {
+    driven::kill();
+    driven::publishTable(key, {{"a"}});
+    driven::start();  // It has made none yet, nor will the next one: that makes its first where this one did.
+    Client<ObjectTable> table(key);
+    Ear<TableIterator> oldEar;
+    Ear<TableIterator> newEar;
+    auto const iteratorFor = [&](Ear<TableIterator>* ear) { return table->createIterator({}, ear, {}, {}, {}); };
+    TableIterator* const old = iteratorFor(&oldEar);
+    TableIterator* const ending = iteratorFor(nullptr);
+    ASSERT_TRUE(old != nullptr && ending != nullptr);
+    driven::settle();
+    GetParam().lose();
+    old->readRow();
+    EXPECT_EQ(table->destroyIterator(ending), 0);
+    EXPECT_NE(table->destroyIterator(ending), 0);
+    EXPECT_EQ(iteratorFor(&newEar), nullptr);
+    driven::start();
+    TableIterator* const renewed = iteratorFor(&newEar);
+    ASSERT_NE(renewed, nullptr);
+    old->seekToRow(0);
+    EXPECT_EQ(table->destroyIterator(old), 0);
+    renewed->requestTotalCount();
+    driven::settle();
+    driven::setRows(key, {});
+    driven::settle();
+    EXPECT_EQ(oldEar.take(), (Strings{"ready 0 ", "ready 126 "}));
+    EXPECT_EQ(newEar.take(), (Strings{"ready 0 ", "count 1 ", "update 0 "}));
+    EXPECT_EQ(table.ear.take(), Strings{"update 0 "});
+    EXPECT_EQ(table->destroyIterator(renewed), 0);
+}
+
+int lookUp() {
+    boost::shared_ptr<frame::Interface> reference;
+    return frame::Process::getInstance().getInterfaceReference(reference, "torvi.ob.interfaces.tvapi.RootInterface");
+}
+
+TEST(LostBusDeathTest, RefusesTheRootInterfaceOnlyUntilItWasFoundOnce) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // A process of its own, which has found none yet.
+    auto const use = [] {
+        driven::killBus();
+        bool const refused = lookUp() == STATUS_NO_BUS;
+        driven::start();
+        bool const found = lookUp() == STATUS_OK;
+        driven::killBus();
+        std::exit(refused && found && lookUp() == STATUS_OK ? 0 : 1);
+    };
+    EXPECT_EXIT(use(), ::testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace test
