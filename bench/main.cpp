@@ -1,5 +1,3 @@
-#include <malloc.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
@@ -47,10 +45,7 @@ void takeIterations(int& count, char** arguments) {
 
 /// The benchmark: Google Benchmark's options, and `--iterations=N` to make each call N times.
 int main(int argc, char** argv) {
-    // The heap keeps what it has: whether it goes back to the system after each call depends on what else was measured.
-    constexpr int ALWAYS_KEPT = 32 * 1024 * 1024;
-    mallopt(M_MMAP_THRESHOLD, ALWAYS_KEPT);
-    mallopt(M_TRIM_THRESHOLD, 4 * ALWAYS_KEPT);
+    bench::keepHeap();
     takeIterations(argc, argv);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {

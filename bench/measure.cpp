@@ -1,5 +1,7 @@
 #include "measure.h"
 
+#include <malloc.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <new>
@@ -51,6 +53,12 @@ Strings strings(int count, int length) {
 orvane::NRXModelAccessClient& client() {
     static Client instance;
     return instance;
+}
+
+void keepHeap() {
+    constexpr int ALWAYS_KEPT = 32 * 1024 * 1024;
+    mallopt(M_MMAP_THRESHOLD, ALWAYS_KEPT);
+    mallopt(M_TRIM_THRESHOLD, 4 * ALWAYS_KEPT);
 }
 
 std::int64_t heapAllocations() { return allocationCount.load(std::memory_order_relaxed); }

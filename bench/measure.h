@@ -24,6 +24,10 @@ Strings strings(int count, int length);
 /// Receives lists for everything that is compared. Defined elsewhere, so that every call of it is a virtual call.
 orvane::NRXModelAccessClient& client();
 
+/// Lets the heap keep what it has: whether it goes back to the system after each call depends on what else was
+/// measured.
+void keepHeap();
+
 /// The calls of `operator new` so far, on all threads.
 std::int64_t heapAllocations();
 

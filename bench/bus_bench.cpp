@@ -1,0 +1,289 @@
+// What a change in the television's process costs on its way to a client in another one, beside a bare proxy of the
+// message bus: Google Benchmark's options. The program starts itself as the television, and as the clients.
+
+#include <poll.h>
+#include <sdbus-c++/sdbus-c++.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <charconv>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <semaphore>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "bus/contract.h"
+#include "bus/message.h"
+#include "measure.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
+#include "television/log.h"
+#include "tests/child.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using bench::Strings;
+using orvane::model_keys::COMMAND;
+using test::Child;
+using Type = bus::Plain<Strings>;
+
+constexpr std::array COUNTS = {3, 100, 10'000};  ///< Of the strings in a list.
+constexpr int LENGTH = 48;
+constexpr int BATCH = 20;  ///< How often a change goes to and fro between two looks at the clock.
+
+/// The television: has the command list, and tells a new list of it for each byte that comes from standard input,
+/// which says whose place in `COUNTS` is its length.
+class Television {
+public:
+    Television() {
+        for (int const count : COUNTS) {
+            lists_.push_back(bench::strings(count, LENGTH));
+        }
+        expect(bus::open(bus_, ""));
+        expect(sd_bus_add_filter(bus_.get(), nullptr, onMessage, nullptr));
+        expect(sd_bus_request_name(bus_.get(), bus::SERVICE, 0));
+    }
+
+    [[noreturn]] void serve() {
+        std::cout << "serving" << std::endl;
+        while (true) {
+            while (expect(sd_bus_process(bus_.get(), nullptr)) > 0) {
+            }
+            pollfd sources[] = {{STDIN_FILENO, POLLIN, 0},
+                                {sd_bus_get_fd(bus_.get()), static_cast<short>(sd_bus_get_events(bus_.get())), 0}};
+            ::poll(sources, std::size(sources), -1);
+            if (sources[0].revents != 0) {
+                tellNext();
+            }
+        }
+    }
+
+private:
+    static int expect(int result) {
+        return result >= 0 ? result : throw std::system_error(-result, std::generic_category(), "the bus");
+    }
+
+    void tellNext() {
+        unsigned char which = 0;
+        if (::read(STDIN_FILENO, &which, 1) != 1) {
+            std::exit(EXIT_SUCCESS);  // Nobody asks any more.
+        }
+        sd_bus_message* made = nullptr;
+        expect(sd_bus_message_new_signal(bus_.get(), &made, path_.c_str(), bus::PROPERTIES_INTERFACE,
+                                         "PropertiesChanged"));
+        bus::Message const message(made);
+        expect(sd_bus_message_append(made, "s", Type::INTERFACE));
+        expect(sd_bus_message_open_container(made, SD_BUS_TYPE_ARRAY, "{sv}"));
+        expect(sd_bus_message_open_container(made, SD_BUS_TYPE_DICT_ENTRY, "sv"));
+        expect(sd_bus_message_append(made, "s", "Value"));
+        expect(bus::appendVariant(made, Type::SIGNATURE, lists_.at(which)));
+        expect(sd_bus_message_close_container(made));
+        expect(sd_bus_message_close_container(made));
+        expect(sd_bus_message_append(made, "as", 0));
+        expect(sd_bus_send(bus_.get(), made, nullptr));
+    }
+
+    /// Answers the one question that a client has: of which type the object is.
+    static int onMessage(sd_bus_message* message, void* /*unused*/, sd_bus_error* /*error*/) {
+        if (sd_bus_message_is_method_call(message, bus::PROPERTIES_INTERFACE, "Get") <= 0) {
+            return 0;
+        }
+        return sd_bus_reply_method_return(message, "v", "i", static_cast<int>(Type::TYPE));
+    }
+
+    std::string const path_ = bus::pathOf(COMMAND);
+    std::vector<Strings> lists_;
+    bus::Bus bus_;
+};
+
+using Receive = std::function<void(Strings const& list)>;
+
+/// The facade, as it stands in a host.
+class BusRelay final : public orvane::NRXModelAccessClient {
+public:
+    explicit BusRelay(Receive receive) : receive_(std::move(receive)) {
+        access_.startCommandListener();
+        access_.start();
+    }
+    void onNRXCommandReceived(Strings const& list) override { receive_(list); }
+    void onNRXEventReceived(Strings const& /*list*/) override {}
+
+private:
+    Receive const receive_;
+    orvane::NRXModelAccess access_{this};
+};
+
+/// Reads the list where it stands in the signal, on the thread that takes it from the bus.
+class PeerBusProxy {
+public:
+    explicit PeerBusProxy(Receive receive) : receive_(std::move(receive)) {
+        proxy_->registerSignalHandler(bus::PROPERTIES_INTERFACE, "PropertiesChanged",
+                                      [this](sdbus::Signal& signal) { handle(signal); });
+        proxy_->finishRegistration();
+        connection_->enterEventLoopAsync();
+    }
+    PeerBusProxy(PeerBusProxy const&) = delete;
+    PeerBusProxy& operator=(PeerBusProxy const&) = delete;
+    ~PeerBusProxy() { connection_->leaveEventLoop(); }
+
+private:
+    void handle(sdbus::Signal& signal) const {
+        std::string interface;
+        std::string property;
+        Strings list;
+        signal >> interface;
+        signal.enterContainer("{sv}");
+        signal.enterDictEntry("sv");
+        signal >> property;
+        signal.enterVariant("as");
+        signal >> list;
+        if (interface == Type::INTERFACE && property == "Value") {
+            receive_(list);
+        }
+    }
+
+    Receive const receive_;
+    std::unique_ptr<sdbus::IConnection> const connection_ =
+        sdbus::createSessionBusConnectionWithAddress(std::getenv("NRX_BUS_ADDRESS"));
+    std::unique_ptr<sdbus::IProxy> const proxy_ = sdbus::createProxy(*connection_, bus::SERVICE, bus::pathOf(COMMAND));
+};
+
+/// Changes that go from the television to a client here, the next one when the one before is there.
+class Exchange {
+public:
+    Exchange(Child const& television, std::size_t which)
+        : television_(television), which_(1, static_cast<char>(which)) {}
+
+    /// Returns whether all have come.
+    bool run(int changes) {
+        left_ = changes;
+        television_.write(which_);
+        return ended_.try_acquire_for(60s);
+    }
+    void receive(Strings const& list) {
+        if (static_cast<int>(list.size()) != COUNTS.at(static_cast<std::size_t>(which_[0])) ||
+            list.back().size() != LENGTH) {
+            throw std::runtime_error("another list was expected");
+        }
+        if (--left_ > 0) {
+            television_.write(which_);
+        } else {
+            ended_.release();
+        }
+    }
+
+private:
+    Child const& television_;
+    std::string const which_;
+    std::atomic<int> left_ = 0;
+    std::binary_semaphore ended_{0};
+};
+
+template <typename Way>
+void addWay(std::string const& name, Child const& television, std::size_t which) {
+    auto const measure = [&television, which](benchmark::State& state) {
+        Exchange exchange(television, which);
+        Way const way([&exchange](Strings const& list) { exchange.receive(list); });
+        bool complete = exchange.run(1);
+        while (complete && state.KeepRunningBatch(BATCH)) {
+            complete = exchange.run(BATCH);
+        }
+        if (!complete) {
+            state.SkipWithError("a list did not come");
+        }
+    };
+    benchmark::RegisterBenchmark((name + '/' + std::to_string(COUNTS.at(which)) + '/' + std::to_string(LENGTH)).c_str(),
+                                 measure)
+        ->UseRealTime();
+}
+
+/// A client in a process of its own: sends a byte to the socket for each list that comes.
+template <typename Way>
+[[noreturn]] void listen(int socket) {
+    Way const way([socket](Strings const& /*list*/) {
+        if (::send(socket, "", 1, MSG_NOSIGNAL) != 1) {
+            std::exit(EXIT_SUCCESS);
+        }
+    });
+    std::cout << "listening" << std::endl;
+    while (true) {
+        ::pause();
+    }
+}
+
+/// From a change to the moment at which all client processes have it, which are started as such a `part`.
+void addClients(std::string const& name, char const* part, Child const& television, std::size_t count) {
+    auto const measure = [part, &television, count](benchmark::State& state) {
+        int ends[2]{};
+        if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) {
+            throw std::runtime_error("no socket for the clients");
+        }
+        std::vector<std::unique_ptr<Child>> clients;
+        for (std::size_t number = 0; number < count; ++number) {
+            clients.push_back(
+                std::make_unique<Child>(std::vector<std::string>{"/proc/self/exe", part, std::to_string(ends[1])}));
+            clients.back()->readLine();
+        }
+        std::vector<char> bytes(count);
+        for ([[maybe_unused]] auto const iteration : state) {
+            television.write(std::string(1, '\0'));
+            if (::recv(ends[0], bytes.data(), count, MSG_WAITALL) != std::ssize(bytes)) {
+                state.SkipWithError("a list did not come");
+                break;
+            }
+        }
+        clients.clear();
+        ::close(ends[0]);
+        ::close(ends[1]);
+    };
+    benchmark::RegisterBenchmark((name + '/' + std::to_string(count)).c_str(), measure)->UseRealTime();
+}
+
+void run(int argc, char** argv) {
+    std::string address;
+    auto const bus = test::startBus(address);
+    ::setenv("NRX_BUS_ADDRESS", address.c_str(), 1);
+    Child television({"/proc/self/exe", "television"});
+    television.readLine();
+    for (std::size_t which = 0; which < COUNTS.size(); ++which) {
+        addWay<BusRelay>("BusRelay", television, which);
+        addWay<PeerBusProxy>("PeerBusProxy", television, which);
+    }
+    for (auto const count : std::initializer_list<std::size_t>{1, 10, 100}) {
+        addClients("BusClients", "client", television, count);
+        addClients("PeerBusClients", "peer", television, count);
+    }
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        std::exit(EXIT_FAILURE);
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    bench::keepHeap();
+    television::setLogLevel(television::LogLevel::off);
+    std::string_view const part = argc > 1 ? argv[1] : "";
+    if (part == "television") {
+        Television().serve();
+    } else if (part == "client") {
+        listen<BusRelay>(std::stoi(argv[2]));
+    } else if (part == "peer") {
+        listen<PeerBusProxy>(std::stoi(argv[2]));
+    }
+    run(argc, argv);
+} catch (std::exception const& error) {
+    std::cerr << "nrx_bus_bench: " << error.what() << '\n';
+    return EXIT_FAILURE;
+}
