@@ -232,6 +232,7 @@ void addClients(std::string const& name, char const* part, Child const& televisi
                 std::make_unique<Child>(std::vector<std::string>{"/proc/self/exe", part, std::to_string(ends[1])}));
             clients.back()->readLine();
         }
+        ::close(ends[1]);  // The last one is then the clients'.
         std::vector<char> bytes(count);
         for ([[maybe_unused]] auto const iteration : state) {
             television.write(std::string(1, '\0'));
@@ -242,7 +243,6 @@ void addClients(std::string const& name, char const* part, Child const& televisi
         }
         clients.clear();
         ::close(ends[0]);
-        ::close(ends[1]);
     };
     benchmark::RegisterBenchmark((name + '/' + std::to_string(count)).c_str(), measure)->UseRealTime();
 }

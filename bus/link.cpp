@@ -56,8 +56,8 @@ int statusOf(int result) {
 
 }  // namespace
 
-/// One call of a method, which its caller waits for. The caller's functions are called with the mutex held, so that it
-/// does not leave meanwhile.
+/// One call of a method. The functions of a caller that waits are called with the mutex held, so that it does not leave
+/// meanwhile.
 struct Link::Call {
     Link& link;
     Method const method;
@@ -105,6 +105,11 @@ void Link::run() {
             continue;
         }
         isTelling_ = true;
+        // Who waits for an answer already does not wait for those who are told.
+        isNeeded_ = isNeeded_ || !calls_.empty() || tasks_.isDue();
+        if (isNeeded_ && watcher_.hasNews()) {
+            needed_.notify_one();
+        }
         while (watcher_.hasNews()) {  // Once more with the mutex held: the other thread leaves it to this one.
             lock.unlock();
             watcher_.tellNews();
@@ -181,7 +186,7 @@ void Link::close() {
     for (auto const& [key, call] : std::exchange(calls_, {})) {
         std::lock_guard const lock(call->mutex);
         call->slot.reset();
-        call->end(television::STATUS_NO_BUS);
+        guarded([&ended = *call] { ended.end(television::STATUS_NO_BUS); });
     }
     follow("");
     bus_.reset();
@@ -191,20 +196,20 @@ void Link::follow(std::string owner) {
     if (owner == owner_) {
         return;
     }
-    if (!owner_.empty()) {
-        watcher_.handleGone();
+    owner.swap(owner_);
+    if (!owner.empty()) {
+        guarded([this] { watcher_.handleGone(); });
     }
-    owner_ = std::move(owner);
     if (!owner_.empty()) {
-        watcher_.handleBack();
+        guarded([this] { watcher_.handleBack(); });
     }
 }
 
 int Link::onLost(sd_bus_message* /*message*/, void* link, sd_bus_error* /*error*/) noexcept {
     return guarded([&] {
         auto& self = *static_cast<Link*>(link);
-        self.follow("");
         self.retryLater();  // Not at once: the bus is at work.
+        self.follow("");
     });
 }
 
@@ -267,6 +272,9 @@ void Link::start(std::shared_ptr<Call> const& call) {
     }
     Message message;
     int result = make(call->method, call->arguments, message);
+    if (result >= 0 && call->then) {  // Nobody outside asks: no television is to be started for it.
+        result = sd_bus_message_set_auto_start(message.get(), 0);
+    }
     if (result >= 0) {
         auto const place = calls_.emplace(call.get(), call).first;
         sd_bus_slot* slot = nullptr;

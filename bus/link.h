@@ -60,11 +60,11 @@ protected:
 };
 
 /// The way to the television, over a bus that is looked for again whenever it is lost, and the thread on which all is
-/// sent and received. That thread calls nobody outside this library but the log. Lives as long as the process.
+/// sent and received, which calls nobody outside this library but the log. Lives as long as the process.
 ///
-/// It has two threads, of which one is the link's at a time. That one tells what came, too, which takes as long as
-/// those who hear it like: when something is to be sent meanwhile, and only then, the other thread becomes the link's.
-/// So what comes is mostly told without a change of threads.
+/// There are two threads, of which one is the link's at a time. It tells what came, too, and is not the link's then,
+/// since that takes as long as those who hear it like: the other thread becomes the link's when something is to be sent
+/// or answered meanwhile, and only then. So what comes is mostly told without a change of threads.
 class Link {
 public:
     /// The watcher is called from now on.

@@ -228,7 +228,7 @@ void Model::handleGone() {
     std::lock_guard const lock(mutex);
     for (auto const& [key, place] : places_) {
         for (auto const& object : place->objects) {
-            object->lose();
+            safely([&lost = *object] { return lost.lose(), television::STATUS_OK; });
         }
     }
 }

@@ -32,6 +32,9 @@ public:
             std::lock_guard const lock(this->model().mutex);
             this->place().isMissed = status == television::STATUS_NOT_PUBLISHED;
             if (status != television::STATUS_OK) {
+                bool const isUsual = status == television::STATUS_NOT_PUBLISHED ||
+                                     status == television::STATUS_NO_TELEVISION || status == television::STATUS_NO_BUS;
+                isUsual ? void() : this->report("read", status);
                 return;
             }
             missed_ = value;

@@ -132,7 +132,7 @@ public:
         list = connect<ObjectVectorString, ObserverVectorString>("l", &all);
         action = connect<ObjectAction, ObserverAction>("a", &all);
         table = connect<ObjectTable, ObserverTable>("r", nullptr);
-        serve([&] { return (iterator = table->createIterator({}, &all, {}, {}, {})) == nullptr; });
+        untilDone([&] { return (iterator = table->createIterator({}, &all, {}, {}, {})) == nullptr; });
         answers["CreateIterator"] = says("o", "/nrx/Television1/iterator/2");
         heardNow();
     }
@@ -438,7 +438,7 @@ TEST_F(HostileBus, WhatTheBusDoesNotCarryIsLostAlone) {
               1);
     EXPECT_EQ(table->destroyIterator(iterator), 0);
     answers["CreateIterator"] = says("o", ITERATOR);
-    serve([&] { return (iterator = table->createIterator({}, &all, {}, {}, {})) == nullptr; });
+    untilDone([&] { return (iterator = table->createIterator({}, &all, {}, {}, {})) == nullptr; });
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // Kills a television on a bus, and the bus, while another process writes lists to it and clients hear them here:
-// nrx_stress_bus [KILLS [BUS_KILLS]]
+// nrx_stress_bus [KILLS [BUS_KILLS [FACADES]]]
 
 #include <unistd.h>
 
@@ -10,16 +10,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <memory>
-#include <regex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
 #include "bus/bus_platform.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
+#include "stress/lists.h"
+#include "stress/watchdog.h"
 #include "television/log.h"
 #include "television/status.h"
 #include "tests/child.h"
@@ -29,40 +30,17 @@ namespace {
 using namespace std::chrono_literals;
 using orvane::NRXModelAccess;
 using orvane::model_keys::COMMAND;
+using stress::fail;
+using stress::List;
+using stress::listOf;
+using stress::numberOf;
 using test::Child;
 using Clock = std::chrono::steady_clock;
-using List = std::vector<std::string>;
-
-[[noreturn]] void fail(std::string const& what) {
-    std::fprintf(stderr, "nrx_stress_bus: %s\n", what.c_str());
-    std::_Exit(1);
-}
-
-/// Ends the program in one line when the next call of it does not come in a time that nothing here needs.
-void watch() {
-    std::signal(SIGALRM, [](int) {
-        static_cast<void>(!::write(STDERR_FILENO, "nrx_stress_bus: it hangs\n", 25));
-        std::abort();
-    });
-    ::alarm(90);
-}
 
 constexpr char MODEL[] = R"({"objects": [
     {"key": "torvi.sl2.vstr.videoplayer.nrx.command", "type": "string-list", "value": ["started"]},
     {"key": "torvi.sl2.vstr.videoplayer.nrx.event", "type": "string-list", "value": []},
     {"key": "torvi.sl2.action.source.switch", "type": "action"}]})";
-
-/// The list of a number: each of its elements carries it, and how many and how long they are follows from it.
-List listOf(int number) {
-    return List(1 + static_cast<std::size_t>(number) % 40,
-                std::to_string(number) + std::string(static_cast<std::size_t>(number) * 7 % 300, '.'));
-}
-
-/// The number whose list it is; 0 when it is none's.
-int numberOf(List const& list) {
-    int const number = list.empty() ? 0 : std::atoi(list[0].c_str());
-    return number > 0 && list == listOf(number) ? number : 0;
-}
 
 /// Checks every list that comes.
 struct Client final : orvane::NRXModelAccessClient {
@@ -126,8 +104,12 @@ long registrations(std::string const& address) {
     Child busctl({"busctl", "--address=" + address, "call", "org.freedesktop.DBus", "/org/freedesktop/DBus",
                   "org.freedesktop.DBus.Debug.Stats", "GetAllMatchRules"});
     std::string const rules = busctl.readLine();
-    std::regex const path("/nrx/Television1/");
-    return std::distance(std::sregex_iterator(rules.begin(), rules.end(), path), std::sregex_iterator());
+    constexpr std::string_view PATH = "/nrx/Television1/";
+    long paths = 0;
+    for (auto at = rules.find(PATH); at != std::string::npos; at = rules.find(PATH, at + 1)) {
+        ++paths;
+    }
+    return paths;
 }
 
 /// The television and its bus.
@@ -149,8 +131,8 @@ struct Fire {
     std::unique_ptr<Child> television = test::startTelevision(NRX_TELEVISION, address, MODEL);
 };
 
-void run(int kills, int busKills) {
-    watch();
+void run(int kills, int busKills, int leastPassing) {
+    stress::Watchdog watchdog(90s);
     Fire fire;
     ::setenv("NRX_BUS_ADDRESS", fire.address.c_str(), 1);
     Child writer({"/proc/self/exe", "write"});
@@ -159,7 +141,7 @@ void run(int kills, int busKills) {
     auto access = listening(client);
     std::atomic<bool> ended = false;
     std::atomic<int> doing = CONNECTING;
-    int passed = 0;
+    std::atomic<int> passed = 0;
     std::thread passing([&] {  // A facade after the other, each for a moment.
         for (; !ended; ++passed) {
             Client guest;
@@ -174,7 +156,7 @@ void run(int kills, int busKills) {
     Clock::duration longest{};
     int const rounds = kills + busKills;
     for (int round = 0; round < rounds; ++round) {
-        watch();
+        watchdog.beat();
         client.await(client.lists + 1 + round * 7 % 50);
         bool const withBus = (round + 1) * busKills / rounds != round * busKills / rounds;
         access->requestStartNRXService();
@@ -184,7 +166,11 @@ void run(int kills, int busKills) {
         ++met[moment];
         longest = std::max(longest, fire.strike(withBus, client));
     }
-    watch();
+    while (passed < leastPassing) {
+        watchdog.beat();
+        std::this_thread::sleep_for(1ms);
+    }
+    client.await(client.lists + 2);  // Of the television's start, and the writer's.
     ended = true;
     passing.join();
     writer.end(SIGKILL);
@@ -202,7 +188,7 @@ void run(int kills, int busKills) {
     std::printf(
         "%d kills of the television and %d of the bus, %d while a facade connected and %d while one left; "
         "%d lists, %d of them a start's; %d facades; longest wait for the next list %.3f s\n",
-        kills, busKills, met[CONNECTING], met[LEAVING], client.lists.load(), client.starts.load(), passed,
+        kills, busKills, met[CONNECTING], met[LEAVING], client.lists.load(), client.starts.load(), passed.load(),
         std::chrono::duration<double>(longest).count());
     if (client.starts > rounds + 1 || longest > 5s) {
         fail("a start's list came twice, or a list too late");
@@ -217,7 +203,7 @@ int main(int argc, char** argv) try {
         write();
     }
     ::setenv("NRX_LOG", "off", 1);
-    run(argc > 1 ? std::atoi(argv[1]) : 20, argc > 2 ? std::atoi(argv[2]) : 2);
+    run(argc > 1 ? std::atoi(argv[1]) : 20, argc > 2 ? std::atoi(argv[2]) : 2, argc > 3 ? std::atoi(argv[3]) : 0);
 } catch (std::exception const& error) {
     fail(error.what());
 }

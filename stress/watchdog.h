@@ -1,0 +1,33 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+
+namespace stress {
+
+/// Ends the program at once, with what it found on standard error.
+[[noreturn]] void fail(std::string const& what);
+
+/// Ends the program, with the stacks of all its threads on standard error, when nothing has got on for so long. Threads
+/// that take no signals show none.
+class Watchdog {
+public:
+    explicit Watchdog(std::chrono::seconds patience);
+    Watchdog(Watchdog const&) = delete;
+    Watchdog& operator=(Watchdog const&) = delete;
+    ~Watchdog() = default;
+
+    /// Something has got on.
+    void beat() { beats_.fetch_add(1, std::memory_order_relaxed); }
+
+private:
+    void watch(std::stop_token const& stop);
+
+    std::chrono::seconds const patience_;
+    std::atomic<unsigned int> beats_ = 0;
+    std::jthread const thread_;
+};
+
+}  // namespace stress
