@@ -31,14 +31,14 @@ struct Model {
 /// What `use` gives for a zero of the type that the tag names; `otherwise` where it names no scalar.
 template <typename Result, typename Use>
 Result withScalar(std::int32_t tag, Result otherwise, Use const& use) {
-    std::tuple<int, unsigned int, long long, unsigned long long, bool, float, double> const zeros;  // By their tags.
+    std::tuple<int, unsigned int, long long, unsigned long long, bool, float, double> const inOrderOfTags;
     std::int32_t next = VALUE_INT;
     auto const tryNext = [&](auto zero) { otherwise = tag == next++ ? use(zero) : otherwise; };
-    std::apply([&](auto... each) { (tryNext(each), ...); }, zeros);
+    std::apply([&](auto... each) { (tryNext(each), ...); }, inOrderOfTags);
     return otherwise;
 }
 
-// This type holds every number of the others.
+// A long double holds every number of the other types.
 static_assert(std::numeric_limits<long double>::digits >= std::numeric_limits<unsigned long long>::digits);
 
 long double numberOf(Model const& model) {
@@ -116,7 +116,7 @@ bool equal(Model const& left, Model const& right) {
     }
 }
 
-/// What construction by a move takes: the tag and the member that it names.
+/// What construction takes: the tag and the member that it names, which is moved.
 Model moved(Model& from) {
     Model made;
     made.tag = from.tag;
@@ -129,7 +129,7 @@ Model moved(Model& from) {
     return made;
 }
 
-/// What assignment takes: all members; the elements are constructed.
+/// What assignment by a copy takes: all members, and of each element what construction takes.
 Model copied(Model const& from) {
     Model copy{from.tag, from.scalar, from.text, {}};
     for (Model const& element : from.elements) {
@@ -277,7 +277,7 @@ private:
         }
     }
 
-    /// Made from the one for the other, by a move or a copy; by a copy where the other may not be moved into.
+    /// Made from `from` to be put at `at`; not by a move into what lies in `from` itself.
     std::pair<ValueObject, Model> made(Place from, Place at) {
         if (bytes.ConsumeBool() || at.value == from.value || liesIn(*from.model, *at.model)) {
             Model all = copied(*from.model);
