@@ -131,8 +131,9 @@ void mutate(Bytes& bytes, Item& root) {
         case 3:
             std::swap(*at, in->items[0]);
             break;
-        case 4:
-            in->items.resize(in->items.size() + bytes.ConsumeIntegralInRange<std::size_t>(1, 300), Item(*at));
+        case 4:  // A list of lists must not become long in both.
+            in->items.resize(in->items.size() + bytes.ConsumeIntegralInRange(1U, at->items.empty() ? 300U : 2U),
+                             Item(*at));
             break;
         case 5:
             at->text += textFrom(bytes);
@@ -264,9 +265,14 @@ constexpr Signal SIGNALS[] = {
 int put(sd_bus_message* message, Item const& item) {
     char const first = item.type[0];
     char const* const type = item.type.c_str();
+    if (item.type == "s") {  // As it is: who sends may have another idea of what is carried.
+        char* space = nullptr;
+        int const result = sd_bus_message_append_string_space(message, item.text.size(), &space);
+        result < 0 ? space : std::copy(item.text.begin(), item.text.end(), space);
+        return result;
+    }
     if (item.isText()) {
-        bool const isWhole = item.text.find('\0') == std::string::npos;
-        return isWhole ? sd_bus_message_append(message, type, item.text.c_str()) : -EINVAL;
+        return sd_bus_message_append(message, type, item.text.c_str());
     }
     if (!item.isContainer()) {
         return first == 'x' || first == 't' ? sd_bus_message_append(message, type, item.number)
