@@ -113,7 +113,7 @@ void mend(Item& item) {
 
 /// Changes something inside.
 void mutate(Bytes& bytes, Item& root) {
-    Item* in = &root;
+    Item* in = nullptr;
     Item* at = &root;
     do {
         in = std::exchange(at, &at->items[bytes.ConsumeIntegralInRange<std::size_t>(0, at->items.size() - 1)]);
@@ -285,8 +285,8 @@ int put(sd_bus_message* message, Item const& item) {
     std::string const contents = first == 'v'   ? item.items[0].type
                                  : first == 'a' ? item.type.substr(1)
                                                 : item.type.substr(1, item.type.size() - 2);
-    char const kind = first == '(' ? SD_BUS_TYPE_STRUCT : first == '{' ? SD_BUS_TYPE_DICT_ENTRY : first;
-    int result = sd_bus_message_open_container(message, kind, contents.c_str());
+    int const kind = first == '(' ? SD_BUS_TYPE_STRUCT : first == '{' ? SD_BUS_TYPE_DICT_ENTRY : first;
+    int result = sd_bus_message_open_container(message, static_cast<char>(kind), contents.c_str());
     for (auto inner = item.items.begin(); result >= 0 && inner != item.items.end(); ++inner) {
         result = put(message, *inner);
     }
@@ -378,12 +378,26 @@ int statusIn(std::string_view text) {
     return isStatus ? static_cast<int>(number) : static_cast<int>(television::STATUS_NOT_UNDERSTOOD);
 }
 
+/// A code that is mostly near one where what is carried ends, in so many bytes, whether they are the right ones or not.
+std::string codeFrom(Bytes& bytes) {
+    constexpr int EDGES[] = {0x80, 0x800, 0xD800, 0xE000, 0xFDD0, 0xFDF0, 0xFFFE, 0x10000, 0x1FFFE, 0x10FFFE, 0x110000};
+    int const code = bytes.ConsumeBool() ? bytes.PickValueInArray(EDGES) + bytes.ConsumeIntegralInRange(-2, 2)
+                                         : bytes.ConsumeIntegralInRange(0, 0x1FFFFF);
+    int const more = bytes.ConsumeIntegralInRange(0, 3);
+    int const lead = more == 0 ? code & 0x7F : (0xF0 << (3 - more) & 0xFF) | (code >> 6 * more & 0x3F >> more);
+    std::string text(1, static_cast<char>(lead));
+    for (int left = more - 1; left >= 0; --left) {
+        text += static_cast<char>(0x80 | (code >> 6 * left & 0x3F));
+    }
+    return text;
+}
+
 void checkTexts(Bytes& bytes) {
     int const status = bytes.ConsumeIntegral<int>();
     sd_bus_error made{};
     expect(bus::refuse(&made, status) < 0 && bus::statusOf(made) == statusIn(std::to_string(status)), "a status, back");
     sd_bus_error_free(&made);
-    std::string text = bytes.ConsumeRandomLengthString();
+    std::string const text = (bytes.ConsumeBool() ? codeFrom(bytes) : "") + bytes.ConsumeRandomLengthString();
     expect(bus::carries(text) == isCarried(text), "both opinions on a text are one");
     std::string const path = bus::pathOf(text);
     expect(sd_bus_object_path_is_valid(path.c_str()) > 0 && bus::keyOf(path) == text, "a key has a path, and back");
