@@ -26,6 +26,18 @@ using nrx_console::typed;
 using nrx_console::Words;
 using Json = nlohmann::json;
 
+/// A value as it is typed: a list as its elements' words, a row as one word.
+std::string wordsOf(Json const& value) {
+    std::string words;
+    for (Json const& element : value.is_array() ? value : Json::array({value})) {
+        words += (element.is_array()    ? typed(wordsOf(element))
+                  : element.is_string() ? typed(element.get<std::string>())
+                                        : element.dump()) +
+                 ' ';
+    }
+    return words;
+}
+
 /// There is one while tests run, and not while they are listed.
 struct Television : ::testing::Environment {
     void SetUp() noexcept override {  // What is thrown ends the program: tests that were skipped would not count.
@@ -68,15 +80,14 @@ struct Television : ::testing::Environment {
         }
     }
 
-    void publish(Key key, std::string const& type, std::string const& content, Json const& value) {
-        objects[key] = value.is_null() ? Json{{"type", type}} : Json{{"type", type}, {"value", value}};
-        command("tv publish " + typed(key) + ' ' + type + ' ' + content);
+    void publish(Key key, char const* type, Json const& value) {
+        objects[key] = {{"type", type}, {"value", value}};
+        command("tv publish " + typed(key) + ' ' + type + ' ' + wordsOf(value));
         command("wait");
     }
-
-    void set(Key key, std::string const& content, Json const& value) {
+    void set(Key key, Json const& value) {
         objects[key]["value"] = value;
-        command("tv set " + typed(key) + ' ' + content);
+        command("tv set " + typed(key) + ' ' + wordsOf(value));
     }
 
     std::string address;
@@ -88,33 +99,6 @@ struct Television : ::testing::Environment {
 };
 
 auto& tv = static_cast<Television&>(*::testing::AddGlobalTestEnvironment(new Television));
-
-std::string typed(television::Value const& value) {
-    if (auto const* const integers = std::get_if<std::vector<int>>(&value)) {
-        std::string words;
-        for (int const integer : *integers) {
-            words += std::to_string(integer) + ' ';
-        }
-        return words;
-    }
-    auto const* const integer = std::get_if<int>(&value);
-    auto const* const int64 = std::get_if<long long>(&value);
-    auto const* const text = std::get_if<std::string>(&value);
-    return integer != nullptr ? std::to_string(*integer)
-           : int64 != nullptr ? std::to_string(*int64)
-           : text != nullptr  ? typed(*text)
-                              : typed(std::get<Words>(value));
-}
-
-Json jsonOf(television::Value const& value) {
-    return std::visit([](auto const& typed) { return Json(typed); }, value);
-}
-
-std::string typed(television::Rows const& rows) {
-    Words words;
-    std::transform(rows.begin(), rows.end(), std::back_inserter(words), [](Words const& row) { return typed(row); });
-    return typed(words);
-}
 
 /// Returns when the platform here has found what it says about the television.
 void awaitStatus(int status) {
@@ -130,16 +114,22 @@ bool carriesEveryText() { return false; }
 
 void publish(Key key, television::Value const& value) {
     constexpr char const* TYPES[] = {"integer", "int64", "string", "integer-list", "string-list"};
-    tv.publish(key, TYPES[value.index()], typed(value), jsonOf(value));
+    std::visit([&](auto const& typed) { tv.publish(key, TYPES[value.index()], typed); }, value);
 }
-void publishTable(Key key, television::Rows const& rows) { tv.publish(key, "table", typed(rows), rows); }
-void publishAction(Key key) { tv.publish(key, "action", "", {}); }
+void publishTable(Key key, television::Rows const& rows) { tv.publish(key, "table", rows); }
+void publishAction(Key key) {
+    tv.objects[key] = {{"type", "action"}};
+    tv.command("tv publish " + typed(key) + " action");
+    tv.command("wait");
+}
 void withdraw(Key key) {
     tv.objects.erase(key);
     tv.command("tv withdraw " + typed(key));
 }
-void set(Key key, television::Value const& value) { tv.set(key, typed(value), jsonOf(value)); }
-void setRows(Key key, television::Rows const& rows) { tv.set(key, typed(rows), rows); }
+void set(Key key, television::Value const& value) {
+    std::visit([&](auto const& typed) { tv.set(key, typed); }, value);
+}
+void setRows(Key key, television::Rows const& rows) { tv.set(key, rows); }
 
 void answerWith(Answer const& answer) {
     auto const* const texts = std::get_if<Words>(&answer);

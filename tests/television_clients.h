@@ -202,9 +202,10 @@ struct Client {
     int const status;
 };
 
+/// A key of the test's own, with all that a key may hold.
 inline std::string testKey() {
     auto const& info = *::testing::UnitTest::GetInstance()->current_test_info();
-    return "contract." + std::string(info.test_suite_name()) + "." + info.name();
+    return std::string(info.test_suite_name()) + "." + info.name() + ".._.a-b/c_2d_\u00e5 \U0001F4FA\n\"\\\x01\x7f.";
 }
 
 }  // namespace test
