@@ -191,6 +191,11 @@ Words answerTo(Console& console, std::string const& line) {
     return std::exchange(answers, {});
 }
 
+void checkValue(Console& console, std::string const& key, std::string const& value) {
+    console.execute("tv set " + key + " " + value);
+    expect(answerTo(console, "read " + key) == Words{key + ": " + value}, "the value that was shown");
+}
+
 /// What is shown of each object can be typed, and is the same again.
 void checkShown(Console& console) {
     console.execute("tv on");
@@ -202,9 +207,7 @@ void checkShown(Console& console) {
         std::string const VALUE = "value: ";
         for (std::string const& line : answerTo(console, "show " + key)) {
             if (line.starts_with(VALUE)) {
-                std::string const value = line.substr(VALUE.size());
-                console.execute("tv set " + key + " " + value);
-                expect(answerTo(console, "read " + key) == Words{key + ": " + value}, "the value that was shown");
+                checkValue(console, key, line.substr(VALUE.size()));
             }
         }
         if (words.at(1) == "table") {
