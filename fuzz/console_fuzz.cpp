@@ -1,3 +1,249 @@
-#include "fuzz/harness.h"
+// The console: the objects of a model file, and the lines that are typed in front of a television that has them. Most
+// lines are made of what completes them, so that they are commands.
 
-int LLVMFuzzerTestOneInput(std::uint8_t const* /*data*/, std::size_t /*size*/) { return 0; }
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <thread>
+#include <utility>
+
+#include "fuzz/harness.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
+#include "television/log.h"
+#include "television/printable.h"
+#include "tools/nrx_console/console.h"
+#include "tools/nrx_console/model_file.h"
+#include "tools/nrx_console/output.h"
+#include "tools/nrx_console/session.h"
+
+/// Stands before the C library's, so that waiting costs no time.
+extern "C" __attribute__((visibility("default"))) int usleep(useconds_t /*microseconds*/) { return 0; }
+
+namespace {
+
+using namespace nrx_console;
+using namespace orvane::model_keys;
+using fuzz::expect;
+using Bytes = FuzzedDataProvider;
+
+// Those with a value first, in the order of its alternatives.
+constexpr char const* TYPES[] = {"integer", "int64", "string", "integer-list", "string-list", "table", "action", "x"};
+constexpr char const* KEYS[] = {COMMAND, EVENT, SOFTWARE_VERSION, SOURCE_SWITCH, "k", "command"};
+
+std::string text(Bytes& bytes) { return bytes.ConsumeRandomLengthString(24); }
+
+// What the console prints: it is checked, and the answers are kept.
+
+std::thread::id const ownThread = std::this_thread::get_id();
+Words answers;
+
+void takeLine(std::string const& line, Kind kind) {
+    bool const isText =
+        std::none_of(line.begin(), line.end(), [](unsigned char byte) { return byte < ' ' || byte == 0x7F; });
+    expect(isText && line == television::printable(line), "a line that may be shown");
+    if (kind == Kind::ordinary && std::this_thread::get_id() == ownThread) {
+        answers.push_back(line);
+    }
+}
+
+// Model files.
+
+using Json = nlohmann::json;
+
+Json value(Bytes& bytes, int depth = 0) {
+    constexpr int DEEPEST = 3;
+    switch (bytes.ConsumeIntegralInRange(0, depth < DEEPEST ? 4 : 2)) {
+        case 0:
+            return bytes.ConsumeIntegral<std::int64_t>();
+        case 1:
+            return bytes.ConsumeIntegral<std::int8_t>();
+        case 2:
+            return text(bytes);
+        default:
+            break;
+    }
+    Json list = Json::array();
+    while (bytes.ConsumeBool()) {
+        list.push_back(value(bytes, depth + 1));
+    }
+    return list;
+}
+
+std::string modelText(Bytes& bytes) {
+    Json objects = Json::array();
+    while (bytes.ConsumeBool()) {
+        std::string const key = bytes.ConsumeBool() ? bytes.PickValueInArray(KEYS) : text(bytes);
+        Json object{{"key", key}, {"type", bytes.PickValueInArray(TYPES)}};
+        if (object["type"] != "action") {
+            object["value"] = value(bytes);
+        }
+        objects.push_back(object);
+    }
+    std::string model = Json{{"objects", objects}}.dump(-1, ' ', bytes.ConsumeBool(), Json::error_handler_t::replace);
+    if (bytes.ConsumeIntegralInRange(0, 7) == 7) {  // Perhaps no JSON.
+        auto const at = bytes.ConsumeIntegralInRange<std::size_t>(0, model.size());
+        model.replace(at, bytes.ConsumeIntegral<std::uint8_t>(), text(bytes));
+    }
+    return model;
+}
+
+/// Each value of the objects is the same again when it is typed.
+void checkValues(std::vector<ModelObject> const& objects) {
+    for (auto const& [key, content] : objects) {
+        if (auto const* const value = std::get_if<television::Value>(&content)) {
+            Words const again = wordsOf(typed(wordsOfValue(*value)));
+            expect(std::get<television::Value>(contentFromWords(TYPES[value->index()], again)) == *value, "a value");
+        }
+    }
+}
+
+/// The objects of a file with the text; none when it is refused.
+std::vector<ModelObject> load(std::string const& content) {
+    static int const file = memfd_create("model", 0);
+    expect(ftruncate(file, 0) == 0 && pwrite(file, content.data(), content.size(), 0) >= 0, "a file");
+    try {
+        return readModelFile("/proc/self/fd/" + std::to_string(file));
+    } catch (ModelError const& error) {
+        takeLine(error.what(), Kind::error);
+        return {};
+    }
+}
+
+// Lines.
+
+/// Whether the line has words, which are the same again when they are typed.
+bool checkWords(std::string const& line) {
+    Words words;
+    try {
+        words = wordsOf(line);
+    } catch (CommandError const&) {
+        return false;
+    }
+    expect(wordsOf(typed(words)) == words, "the same words");
+    std::size_t const last = lastWordOf(line);
+    Words parts = wordsOf(line.substr(0, last));
+    Words const end = wordsOf(line.substr(last));
+    parts.insert(parts.end(), end.begin(), end.end());
+    expect(parts == words && end.size() <= 1, "the last word");
+    return true;
+}
+
+/// What the line's last word may become: each can be typed in its place.
+Words completions(Console const& console, std::string const& line) {
+    Words choices;
+    bool const hasWords = checkWords(line);
+    try {
+        choices = console.completions(line);
+    } catch (CommandError const&) {
+        expect(!hasWords, "a line of words is completed");
+    }
+    std::string const before = line.substr(0, lastWordOf(line));
+    for (std::string const& choice : choices) {
+        Words const words = wordsOf(before + choice);
+        expect(choice.starts_with(line.substr(before.size())), "a completion goes on with the word");
+        expect(words.size() == wordsOf(before).size() + 1 && typed(words.back()) == choice, "a completion is a word");
+    }
+    return choices;
+}
+
+std::string commandLine(Bytes& bytes, Console const& console) {
+    std::string line;
+    while (true) {
+        Words const choices = completions(console, line);
+        int const way = bytes.ConsumeIntegralInRange(0, 15);
+        if (way > 4 && !choices.empty()) {
+            line += choices[bytes.ConsumeIntegralInRange<std::size_t>(0, choices.size() - 1)];
+        } else if (way == 0 || way > 8) {
+            return line;
+        } else if (way == 1) {
+            line += text(bytes);  // Perhaps no word, or several.
+        } else {
+            line += way == 2 ? std::to_string(bytes.ConsumeIntegral<int>()) : typed(text(bytes));
+        }
+        completions(console, line);  // Of the unfinished word.
+        line += ' ';
+    }
+}
+
+/// Carries the line out and returns whether to go on. Memory may run out once the television was told to throw.
+bool carryOut(Console& console, std::string const& line, bool mayRunOut) {
+    auto const execute = [&](std::string const& command) {
+        try {
+            return console.execute(command);
+        } catch (std::exception const& error) {
+            expect(dynamic_cast<CommandError const*>(&error) != nullptr ||
+                       dynamic_cast<ModelError const*>(&error) != nullptr ||
+                       (mayRunOut && dynamic_cast<std::bad_alloc const*>(&error) != nullptr),
+                   "an error of the console's");
+            throw;
+        }
+    };
+    return runLine(line, "line", execute) != Outcome::quit;
+}
+
+/// What the line prints, which must not fail.
+Words answerTo(Console& console, std::string const& line) {
+    answers.clear();
+    console.execute(line);
+    return std::exchange(answers, {});
+}
+
+void checkValue(Console& console, std::string const& key, std::string const& value) {
+    console.execute("tv set " + key + " " + value);
+    expect(answerTo(console, "read " + key) == Words{key + ": " + value}, "the value that was shown");
+}
+
+/// What is shown of each object can be typed, and is the same again.
+void checkShown(Console& console) {
+    console.execute("tv on");
+    for (std::string const& object : answerTo(console, "list")) {
+        Words const words = wordsOf(object);
+        std::string const key = typed(words.at(0));
+        expect(object.starts_with(key + " "), "a key");
+        console.execute("tv heal " + key);
+        std::string const VALUE = "value: ";
+        for (std::string const& line : answerTo(console, "show " + key)) {
+            if (line.starts_with(VALUE)) {
+                checkValue(console, key, line.substr(VALUE.size()));
+            }
+        }
+        if (words.at(1) == "table") {
+            Words const rows = answerTo(console, "table " + key);
+            std::string line = "tv set " + key;
+            std::for_each(rows.begin() + 1, rows.end(), [&](auto const& row) { line += " " + typed(row.substr(2)); });
+            console.execute(line);
+            expect(answerTo(console, "table " + key) == rows, "the rows that were printed");
+        }
+    }
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    [[maybe_unused]] static bool const prepared = [] {
+        setLineTaker(takeLine);
+        printLog(true);
+        return std::freopen("/dev/null", "w", stdout) != nullptr;  // Where the library says that nothing is there.
+    }();
+    television::setLogLevel(television::LogLevel::off);
+    Bytes bytes(data, size);
+    std::vector<ModelObject> const objects = load(modelText(bytes));
+    checkValues(objects);
+    Console console(makeTelevision(objects));
+    bool mayRunOut = false;
+    while (bytes.remaining_bytes() > 0) {
+        std::string const line = commandLine(bytes, console);
+        if (line.find("disconnect") != std::string::npos) {
+            continue;  // A client that the model does not let go is called when it is gone, as docs/guarantees.md says.
+        }
+        mayRunOut |= line.find("throw") != std::string::npos;
+        if (!carryOut(console, line, mayRunOut)) {
+            return 0;
+        }
+    }
+    checkShown(console);
+    return 0;
+}

@@ -1,8 +1,5 @@
 // The television in the process.
 
-#include <gtest/gtest.h>
-
-#include <memory>
 #include <mutex>
 
 #include "driven_television.h"
@@ -12,14 +9,7 @@ namespace driven {
 
 namespace {
 
-std::unique_ptr<simulator::Television> tv;
-
-/// It is on while tests run.
-struct Environment : ::testing::Environment {
-    void SetUp() override { tv = std::make_unique<simulator::Television>(); }
-    void TearDown() override { tv.reset(); }
-};
-[[maybe_unused]] auto* const environment = ::testing::AddGlobalTestEnvironment(new Environment);
+simulator::Television tv;
 
 std::mutex mutex;  // Guards what follows: actions are invoked on any thread.
 decltype(simulator::ActionAnswer::outcome) outcome;
@@ -39,12 +29,12 @@ simulator::ActionAnswer answerNow(std::vector<objbus::Argument> const& arguments
 
 bool carriesEveryText() { return true; }
 
-void publish(Key key, television::Value const& value) { tv->publish(key, value); }
-void publishTable(Key key, television::Rows const& rows) { tv->publishTable(key, rows); }
-void publishAction(Key key) { tv->publishAction(key, answerNow); }
-void withdraw(Key key) { tv->withdraw(key); }
-void set(Key key, television::Value const& value) { tv->set(key, value); }
-void setRows(Key key, television::Rows const& rows) { tv->setRows(key, rows); }
+void publish(Key key, television::Value const& value) { tv.publish(key, value); }
+void publishTable(Key key, television::Rows const& rows) { tv.publishTable(key, rows); }
+void publishAction(Key key) { tv.publishAction(key, answerNow); }
+void withdraw(Key key) { tv.withdraw(key); }
+void set(Key key, television::Value const& value) { tv.set(key, value); }
+void setRows(Key key, television::Rows const& rows) { tv.setRows(key, rows); }
 
 void answerWith(Answer const& answer) {
     std::lock_guard const lock(mutex);
@@ -59,14 +49,14 @@ void answerWith(Answer const& answer) {
     }
 }
 
-void failInvokes(Key key, int status) { tv->failInvokes(key, status); }
-void failReads(Key key, int status) { tv->failReads(key, {status}); }
+void failInvokes(Key key, int status) { tv.failInvokes(key, status); }
+void failReads(Key key, int status) { tv.failReads(key, {status}); }
 
 std::vector<std::string> lastArguments() {
     std::lock_guard const lock(mutex);
     return lastTexts;
 }
 
-void settle() { tv->waitUntilDelivered(); }
+void settle() { tv.waitUntilDelivered(); }
 
 }  // namespace driven

@@ -9,8 +9,9 @@
 
 namespace {
 
-std::vector<unsigned int> sleeps;  // Only the test's own thread waits.
-thread_local test::Shortage* shortage = nullptr;
+std::vector<unsigned int> sleeps;       // Only the test's own thread waits.
+thread_local int allocationsLeft = -1;  // Until memory runs out; below 0 it does not.
+thread_local bool shortageLasts = false;
 
 }  // namespace
 
@@ -24,7 +25,8 @@ extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microsec
 // exceptions end here too. Inlined, they would look mismatched to the compiler.
 
 [[gnu::noinline]] void* operator new(std::size_t size) {
-    bool const none = shortage != nullptr && shortage->strikes();
+    bool const none = allocationsLeft == 0;
+    allocationsLeft -= allocationsLeft > 0 || (none && !shortageLasts) ? 1 : 0;
     void* const memory = none ? nullptr : std::malloc(size != 0 ? size : 1);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
@@ -36,18 +38,12 @@ namespace test {
 
 std::vector<unsigned int> takeSleeps() { return std::exchange(sleeps, {}); }
 
-Shortage::Shortage(int allocations, bool lasts) : left_(allocations), lasts_(lasts) { shortage = this; }
-
-Shortage::~Shortage() { shortage = nullptr; }
-
-bool Shortage::strikes() {
-    if (left_ == 0) {
-        left_ -= lasts_ ? 0 : 1;
-        return true;
-    }
-    left_ -= left_ > 0 ? 1 : 0;
-    return false;
+Shortage::Shortage(int allocations, bool lasts) {
+    shortageLasts = lasts;
+    allocationsLeft = allocations;
 }
+
+Shortage::~Shortage() { allocationsLeft = -1; }
 
 Lines operator+(Lines first, Lines const& second) {
     first.insert(first.end(), second.begin(), second.end());

@@ -40,19 +40,11 @@ inline std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
 std::vector<unsigned int> takeSleeps();
 
 /// While it lives, memory runs out for the thread that made it: after so many allocations one fails, or all from there.
-class Shortage {
-public:
+struct Shortage {
     explicit Shortage(int allocations, bool lasts = true);
     Shortage(Shortage const&) = delete;
     Shortage& operator=(Shortage const&) = delete;
     ~Shortage();
-
-    /// For the allocations: whether this one fails.
-    bool strikes();
-
-private:
-    int left_;
-    bool const lasts_;
 };
 
 Lines operator+(Lines first, Lines const& second);

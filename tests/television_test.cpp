@@ -51,17 +51,11 @@ TEST_F(TelevisionTest, EveryOperationMayBeCalledFromAnyThread) {  // What a miss
 }
 
 TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
-    struct Hearing : ObserverNumericInteger {
-        explicit Hearing(std::vector<std::string>& all) : heard(all) {}
-        void notifyNewValue(int value) override { heard.push_back(std::to_string(value)); }
-        std::vector<std::string>& heard;
-    };
-    std::vector<std::string> heard;
-    Hearing observer(heard);
+    auto const heard = std::make_shared<RecordingHandler>();
     tv.publish(KEY, 1);
-    Object* object = nullptr;
-    ASSERT_EQ(ActionAccess(KEY).getRootInterface()->connectObject(KEY, &observer, object), 0);
-    tv.setObjectListener([&](std::string const& key) { heard.push_back(key); });
+    ValueAccessT<ObserverNumericInteger> access(KEY, heard);
+    EXPECT_EQ(access.connect(0), 0);
+    tv.setObjectListener([&](std::string const& key) { heard->values.push_back(key); });
     tv.set(KEY, 2);
     tv.publish(KEY, 3);  // In place of the other: told once.
     tv.withdraw("nothing");
@@ -70,40 +64,7 @@ TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
     tv.setObjectListener({});
     tv.publish(KEY, 4);
     tv.waitUntilDelivered();
-    EXPECT_EQ(heard, (std::vector<std::string>{"2", KEY, KEY}));
-    ActionAccess(KEY).getRootInterface()->disconnectObject(KEY, &observer, object);
-}
-
-TEST_F(TelevisionTest, AClientIsToldWhatBecomesOfItsCalls) {
-    struct Nobody : ObserverTable {
-        void notifyUpdate(int /*update*/) override {}
-    } observer;
-    RootInterface& root = *ActionAccess(KEY).getRootInterface();
-    Object* object = nullptr;
-    EXPECT_NE(root.connectObject(KEY, &observer, object), 0);
-    tv.publishTable(KEY, {});
-    EXPECT_EQ(root.connectObject(KEY, &observer, object), 0);
-    auto& table = *static_cast<ObjectTable*>(object);
-    TableIterator* const iterator = table.createIterator({}, nullptr, {}, {}, {});
-    EXPECT_EQ(table.destroyIterator(iterator), 0);
-    EXPECT_TRUE(table.destroyIterator(iterator) != 0 && table.destroyIterator(nullptr) != 0);  // Not twice.
-    EXPECT_EQ(root.disconnectObject(KEY, &observer, object), 0);
-    EXPECT_NE(root.disconnectObject(KEY, &observer, object), 0);
-    EXPECT_EQ(root.disconnectObject(KEY, &observer, nullptr), 0);  // Is always accepted.
-    tv.publish(KEY, "text"s);
-    tv.publishAction("action", {});
-    ValueAccessT<ObserverString> text(KEY, std::make_shared<RecordingHandler>());
-    ActionAccess action("action");
-    unsigned int id = 5;
-    std::string out;
-    EXPECT_EQ(text.connect(0) + action.connect(0) + action.invoke(id, {}) + text.getValue(out), 0);
-    EXPECT_TRUE(tv.withdraw(KEY) && !tv.withdraw(KEY) && tv.withdraw("action"));
-    logged();
-    text.setValue("unheard");
-    tv.waitUntilDelivered();
-    EXPECT_EQ(logged(), BASE.traced("setValue"));
-    EXPECT_TRUE(action.invoke(id, {}) != 0 && text.getValue(out) != 0 && id == 5);
-    action.disconnect();
+    EXPECT_EQ(heard->values, (Lines{"1 2", KEY, KEY}));
     EXPECT_THROW(simulator::Television(), std::logic_error);  // One at a time.
     EXPECT_THROW(simulator::LogCapture(), std::logic_error);
 }

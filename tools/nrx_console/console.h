@@ -22,7 +22,8 @@ public:
 
     /// Carries out one line. Returns false for "quit"; throws `CommandError` or `ModelError`.
     bool execute(std::string const& line);
-    /// What the last word of the line, perhaps an empty one, may become, as it can be typed.
+    /// What the last word of the line, perhaps an empty one, may become, as it can be typed. Throws `CommandError` when
+    /// the words before it are none.
     [[nodiscard]] Words completions(std::string const& line) const;
 
 private:

@@ -166,6 +166,9 @@ void ModelCommands::watch(Words const& arguments) {
     std::string const key = keyOf(arguments[0]);
     AnyObject object(arguments[0]);
     auto access = valueTypeOf(arguments[0], object.access()).watch(key);
+    if (watched_.contains(key)) {
+        unwatch(arguments);
+    }
     if (access->connect(BUDGET_MS) != STATUS_OK) {
         throw notReached(arguments[0], "a value");
     }
@@ -173,9 +176,16 @@ void ModelCommands::watch(Words const& arguments) {
 }
 
 void ModelCommands::unwatch(Words const& arguments) {
-    if (watched_.erase(keyOf(arguments[0])) == 0) {
+    auto const watched = watched_.find(keyOf(arguments[0]));
+    if (watched == watched_.end()) {
         throw unexpected(arguments[0], "the key of a value that is watched");
     }
+    ValueAccessBase& access = *watched->second;
+    if (access.getRootInterface() == nullptr) {
+        throw unexpected(arguments[0], "a television that can be reached");  // It would go on to call what is gone.
+    }
+    access.disconnect();
+    watched_.erase(watched);
 }
 
 void ModelCommands::invoke(Words const& arguments) {

@@ -1,6 +1,7 @@
 #include "tools/nrx_console/model_file.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <fstream>
 #include <iterator>
@@ -164,14 +165,17 @@ Json jsonOf(std::string const& word) {
 std::vector<ModelObject> readModelFile(std::string const& path) {
     try {
         std::ifstream file(path, std::ios::binary);
-        std::string text(LARGEST_FILE + 1, '\0');
         file.exceptions(std::ios::badbit);
-        if (!file.read(text.data(), static_cast<std::streamsize>(text.size())) && !file.eof()) {
-            throw std::ios::failure("not read");
+        std::string text;
+        for (std::array<char, 1U << 16U> part{}; file;) {
+            file.read(part.data(), part.size());
+            text.append(part.data(), static_cast<std::size_t>(file.gcount()));
+            if (text.size() > LARGEST_FILE) {
+                throw ModelError("found more than 64 MiB, expected a model file");
+            }
         }
-        text.resize(static_cast<std::size_t>(file.gcount()));
-        if (text.size() > LARGEST_FILE) {
-            throw ModelError("found more than 64 MiB, expected a model file");
+        if (!file.eof()) {
+            throw std::ios::failure("not read");
         }
         return readObjects(parse(text));
     } catch (std::ios::failure const&) {

@@ -77,14 +77,19 @@ std::size_t lastWordOf(std::string_view line) {
     for (std::size_t at = 0; at < line.size(); ++at) {
         bool const isBlank = BLANKS.find(line[at]) != std::string_view::npos;
         if (inQuotes) {
-            at += line[at] == '\\' ? 1U : 0U;
-            inQuotes = at >= line.size() || line[at] != '"';
+            if (line[at] == '\\') {
+                ++at;  // What follows ends nothing.
+            } else {
+                inQuotes = line[at] != '"';
+            }
+            inWord = inQuotes;  // Another word may follow without a blank.
         } else if (isBlank) {
             inWord = false;
             begin = at + 1;
         } else if (!inWord) {
             inWord = true;
             inQuotes = line[at] == '"';
+            begin = at;
         }
     }
     return begin;
