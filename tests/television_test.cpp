@@ -74,37 +74,8 @@ TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
     ActionAccess(KEY).getRootInterface()->disconnectObject(KEY, &observer, object);
 }
 
-TEST_F(TelevisionTest, AClientIsToldWhatBecomesOfItsCalls) {
-    struct Nobody : ObserverTable {
-        void notifyUpdate(int /*update*/) override {}
-    } observer;
-    RootInterface& root = *ActionAccess(KEY).getRootInterface();
-    Object* object = nullptr;
-    EXPECT_NE(root.connectObject(KEY, &observer, object), 0);
-    tv.publishTable(KEY, {});
-    EXPECT_EQ(root.connectObject(KEY, &observer, object), 0);
-    auto& table = *static_cast<ObjectTable*>(object);
-    TableIterator* const iterator = table.createIterator({}, nullptr, {}, {}, {});
-    EXPECT_EQ(table.destroyIterator(iterator), 0);
-    EXPECT_TRUE(table.destroyIterator(iterator) != 0 && table.destroyIterator(nullptr) != 0);  // Not twice.
-    EXPECT_EQ(root.disconnectObject(KEY, &observer, object), 0);
-    EXPECT_NE(root.disconnectObject(KEY, &observer, object), 0);
-    EXPECT_EQ(root.disconnectObject(KEY, &observer, nullptr), 0);  // Is always accepted.
-    tv.publish(KEY, "text"s);
-    tv.publishAction("action", {});
-    ValueAccessT<ObserverString> text(KEY, std::make_shared<RecordingHandler>());
-    ActionAccess action("action");
-    unsigned int id = 5;
-    std::string out;
-    EXPECT_EQ(text.connect(0) + action.connect(0) + action.invoke(id, {}) + text.getValue(out), 0);
-    EXPECT_TRUE(tv.withdraw(KEY) && !tv.withdraw(KEY) && tv.withdraw("action"));
-    logged();
-    text.setValue("unheard");
-    tv.waitUntilDelivered();
-    EXPECT_EQ(logged(), BASE.traced("setValue"));
-    EXPECT_TRUE(action.invoke(id, {}) != 0 && text.getValue(out) != 0 && id == 5);
-    action.disconnect();
-    EXPECT_THROW(simulator::Television(), std::logic_error);  // One at a time.
+TEST_F(TelevisionTest, IsOnOneAtATime) {
+    EXPECT_THROW(simulator::Television(), std::logic_error);
     EXPECT_THROW(simulator::LogCapture(), std::logic_error);
 }
 
