@@ -233,8 +233,13 @@ TEST_F(AccessTest, TheBudgetDecidesAttemptsAndSleeps) {
             EXPECT_EQ(tv.counts(KEY).connectAttempts - before, attempts) << budgetMs;
             EXPECT_EQ(takeSleeps(), std::vector<unsigned int>(sleeps, 100000)) << budgetMs;
         }
+        publish(kind.type);
+        EXPECT_EQ(access->connect(0) + access->connect(0), 0);
+        EXPECT_EQ(tv.registrations(KEY), 1);
+        access->disconnect();
+        tv.withdraw(KEY);
     }
-    EXPECT_EQ(tv.counts(KEY).disconnects, 0);
+    EXPECT_EQ(tv.counts(KEY).disconnects, static_cast<int>(std::size(KINDS)));
 }
 
 TEST_F(AccessTest, WhatThrowsLeavesNoRegistrationThatCanBeEnded) {

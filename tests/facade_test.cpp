@@ -129,6 +129,8 @@ TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
         facade->setClient(nullptr);
         EXPECT_EQ(relayed(list), elements);
         EXPECT_EQ(client.take(), Lines{});
+        command ? facade->stopCommandListener() : facade->stopEventListener();
+        EXPECT_EQ(relayed(list), Lines{FACADE.info(name, "Listener Not started, ignore.")});
     }
 }
 
