@@ -1,6 +1,5 @@
-// What all access objects have in common, in front of a model that does what it should and what it should not. Whatever
-// it does, each operation ends with a status or lets the model's own exception through, the access object can be used
-// again, and no registration is left that the model could be told of.
+// What all access objects have in common: the statuses and the lines of what is refused, and what a destructor does
+// when the television throws. Whatever else happens between the television and them, fuzz/access_fuzz.cpp shows.
 
 #include <climits>
 #include <functional>
@@ -54,7 +53,6 @@ std::string nameOf(int type) {
 
 /// A read or write, and for each type that accepts it what the object holds afterwards.
 struct Operation {
-    Call what;
     std::string name;
     std::function<int(ValueAccessBase&)> call;
     std::map<ObjectTypeSpec, Value> accepted;
@@ -82,16 +80,16 @@ Operation read(ObjectTypeSpec type, T const& before, T const& inModel) {
         EXPECT_EQ(out, status == 0 ? inModel : before);
         return status;
     };
-    return {Call::read, "getValue", call, {{type, inModel}}};
+    return {"getValue", call, {{type, inModel}}};
 }
 
 template <typename T>
 Operation write(T const& value, std::map<ObjectTypeSpec, Value> const& accepted) {
     auto const call = [=](ValueAccessBase& access) { return access.setValue(value); };
     if constexpr (std::is_integral_v<T>) {
-        return {Call::write, "setValue", call, accepted, std::to_string(value)};
+        return {"setValue", call, accepted, std::to_string(value)};
     }
-    return {Call::write, "setValue", call, accepted};
+    return {"setValue", call, accepted};
 }
 
 Operation const OPERATIONS[] = {
@@ -110,67 +108,35 @@ Operation const OPERATIONS[] = {
     write(Strings{}, {{OBJECT_TYPE_VECTOR_STRING, Strings{}}}),
 };
 
-/// The outcome of an operation that the model's exception left.
-constexpr int THROWS = INT_MAX - 1;
-
-int outcome(std::function<int()> const& operation) {
-    try {
-        return operation();
-    } catch (std::bad_alloc const&) {
-        return THROWS;
-    }
-}
-
-/// What the model does, and what comes of it.
-struct Fault {
-    std::optional<int> type = {};  ///< Of the object; of the kind that is wanted, if empty.
+/// Why a connect is refused, and what it says.
+struct Refusal {
     RootLookup root = RootLookup::published;
-    simulator::ConnectFault unavailable = {.status = 0, .attempts = 0};
-    int status = 0;  ///< Of the reads of strings and lists, and of `invoke`.
-    Call throws = Call::none;
+    simulator::ConnectFault unavailable{.status = 0, .attempts = 0};
+    std::optional<int> type{};  ///< Of the object; of the kind that is wanted, if empty.
+    int failed = 5;             ///< The number in the line.
 
-    int connect = 0;  ///< The outcome of a connect
-    int failed = 0;   ///< and the number in its line.
-    int left = 0;     ///< The registrations that a disconnect leaves.
-
-    /// The outcome of another operation.
-    [[nodiscard]] int of(Call call) const {
-        bool const asksForType = call == Call::read || call == Call::write || call == Call::createIterator;
-        bool const hasStatus = call == Call::read || call == Call::invoke;
-        return call == throws || (asksForType && throws == Call::type) ? THROWS : hasStatus ? status : 0;
-    }
+    [[nodiscard]] int status() const { return type ? 6 : 5; }
 };
 
-std::vector<Fault> faults() {
-    std::vector<Fault> faults{
-        {},
-        {.root = RootLookup::refused, .connect = 5, .failed = 5, .left = 1},
-        {.root = RootLookup::emptyReference, .connect = 5, .failed = 5, .left = 1},
-        {.root = RootLookup::nullObject, .connect = 5, .failed = 5, .left = 1},
-        {.unavailable = {0, false}, .connect = 5, .failed = 0},
-        {.unavailable = {1, true}, .connect = 5, .failed = 1},
-        {.unavailable = {-1, false}, .connect = 5, .failed = -1},
-        {.unavailable = {INT_MIN, true}, .connect = 5, .failed = INT_MIN},
-        {.unavailable = {INT_MAX, false}, .connect = 5, .failed = INT_MAX},
-        {.throws = Call::connect, .connect = THROWS},
-        {.throws = Call::type, .connect = THROWS},
-        {.throws = Call::disconnect, .left = 1},
-    };
-    for (int const number : {INT_MIN, -1, 1, INT_MAX}) {
-        faults.push_back({.status = number});
-    }
-    for (Call const call : {Call::read, Call::write, Call::invoke, Call::createIterator, Call::destroyIterator}) {
-        faults.push_back({.throws = call});
-    }
+std::vector<Refusal> refusals() {
+    std::vector<Refusal> refusals{{.root = RootLookup::refused},
+                                  {.root = RootLookup::emptyReference},
+                                  {.root = RootLookup::nullObject},
+                                  {.unavailable = {0, false}, .failed = 0},
+                                  {.unavailable = {INT_MIN, true}, .failed = INT_MIN}};
     for (int const type : TYPES) {
-        faults.push_back({.type = type, .connect = 6});
+        refusals.push_back({.type = type});
     }
-    return faults;
+    return refusals;
 }
 
-class AccessTest : public TelevisionTest {
+/// With a log that is refused, too.
+class AccessTest : public TelevisionTest, public ::testing::WithParamInterface<bool> {
 public:
-    AccessTest() { ownLinesOnly = true; }
+    AccessTest() {
+        ownLinesOnly = true;
+        silent = GetParam();
+    }
 
     /// An object with the value of the kind of that type, if there is one.
     void publish(int type) {
@@ -179,147 +145,91 @@ public:
             kind.type == type ? tv.set(KEY, kind.value) : false;
         }
     }
-    void begin(Fault const& fault) {
-        tv.setRootLookup(fault.root);
-        tv.failConnects(KEY, fault.unavailable);
-        tv.failReads(KEY, {fault.status});
-        tv.failInvokes(KEY, fault.status);
-        tv.throwFrom(KEY, fault.throws);
-        logged();
-        takeSleeps();
-    }
-    void heal() { begin({}); }
     void expectLines(Lines const& lines) { EXPECT_EQ(logged(), silent ? Lines{} : lines); }
-    void expectFault(Fault const& fault, Kind const& kind);
+    void expectRefusal(Refusal const& refusal, Kind const& kind);
 };
+INSTANTIATE_TEST_SUITE_P(Refused, AccessTest, ::testing::Bool());
 
-void AccessTest::expectFault(Fault const& fault, Kind const& kind) {
+void AccessTest::expectRefusal(Refusal const& refusal, Kind const& kind) {
     auto const access = kind.make();
-    auto const connect = [&] { return access->connect(0); };
-    int const published = fault.type.value_or(kind.type);
-    bool const anyType = kind.type == OBJECT_TYPE_TABLE;  // A table's access takes every object, and does not ask.
-    bool const accepted = anyType ? fault.connect == 6 || fault.throws == Call::type : fault.type == kind.type;
-    int const connected = accepted ? 0 : fault.connect;
-    auto const type = static_cast<ObjectTypeSpec>(anyType ? published : kind.type);
+    int const published = refusal.type.value_or(kind.type);
     publish(published);
-    begin(fault);
+    tv.setRootLookup(refusal.root);
+    tv.failConnects(KEY, refusal.unavailable);
     testing::internal::CaptureStdout();
-    EXPECT_EQ(outcome(connect), connected);
-    bool const refused = fault.root == RootLookup::refused || fault.root == RootLookup::emptyReference;
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), refused ? "get interface Reference failed.\n" : "");
+    EXPECT_EQ(access->connect(0), refusal.status());
+    bool const reported = refusal.root == RootLookup::refused || refusal.root == RootLookup::emptyReference;
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), reported ? "get interface Reference failed.\n" : "");
     std::string const vs = "test.key,( " + std::to_string(published) + " ) vs " + kind.observer + " ";
-    std::string const mismatch = kind.source.error("connect", "Observer Type not match for " + vs);
-    std::string const failed = kind.source.error("connect", "Failed " + std::to_string(fault.failed));
-    Lines const lines = connected == 5 ? Lines{failed} : connected == 6 ? Lines{mismatch} : Lines{};
-    expectLines(lines);
-    if (connected != 0) {
-        std::string const onDemand = "BizValue connect failed:'test.key', ret: " + std::to_string(connected);
-        for (Operation const& operation : OPERATIONS) {
-            EXPECT_EQ(outcome([&] { return operation.call(*access); }), connected);
-            Lines const both = lines + Lines{BASE.error("tryConnectIfNeeded", onDemand)};
-            expectLines(operation.lines({}, connected == THROWS ? lines : both));
-        }
-        EXPECT_EQ(tv.registrations(KEY), 0);
-        publish(type);
-        heal();
-        EXPECT_EQ(outcome(connect), 0);
-        begin(fault);
-    }
-    auto const before = tv.counts(KEY);
-    EXPECT_EQ(access->connect(250), 0);  // Is not asked for again, but keeps the new budget.
-    EXPECT_EQ(tv.counts(KEY).connectAttempts, before.connectAttempts);
+    std::string const mismatch = "Observer Type not match for " + vs;
+    std::string const failed = "Failed " + std::to_string(refusal.failed);
+    Lines const refused{kind.source.error("connect", refusal.type ? mismatch : failed)};
+    expectLines(refused);
+    std::string const onDemand = "BizValue connect failed:'test.key', ret: " + std::to_string(refusal.status());
     for (Operation const& operation : OPERATIONS) {
-        bool const fits = operation.accepted.contains(type);
-        bool const number = operation.what == Call::read && (type == 1 || type == 8);  // Is read without a status.
-        int const fitting = number && fault.status != 0 ? 0 : fault.of(operation.what);
-        int const expected = fault.throws == Call::type ? THROWS : fits ? fitting : 6;
-        auto const value = tv.get(KEY);
-        EXPECT_EQ(outcome([&] { return operation.call(*access); }), expected);
-        EXPECT_EQ(tv.get(KEY), fits && expected == 0 ? operation.accepted.at(type) : value);
-        expectLines(operation.lines(expected == 6 ? std::optional(type) : std::nullopt));
-        value ? tv.set(KEY, *value) : false;
+        EXPECT_EQ(operation.call(*access), refusal.status());
+        expectLines(operation.lines({}, refused + Lines{BASE.error("tryConnectIfNeeded", onDemand)}));
     }
-    if (auto* const action = dynamic_cast<ActionAccess*>(access.get())) {
-        unsigned int id = 0;
-        EXPECT_EQ(outcome([&] { return action->invoke(id, {}); }), fault.of(Call::invoke));
-    }
-    EXPECT_EQ(tv.registrations(KEY), 1);
-    EXPECT_EQ(outcome([&] { return access->disconnect(); }), fault.of(Call::disconnect));
-    EXPECT_EQ(tv.registrations(KEY), fault.left);
-    heal();
-    EXPECT_EQ(access->disconnect(), 0);  // Reaches the model without an object, too.
-    int const withoutObject = tv.counts(KEY).disconnectsWithoutObject - before.disconnectsWithoutObject;
-    EXPECT_EQ(withoutObject, fault.throws == Call::disconnect ? 0 : 1);
     EXPECT_EQ(tv.registrations(KEY), 0);
-    tv.withdraw(KEY);
-    EXPECT_EQ(access->setValue(1), 5);
-    EXPECT_EQ(takeSleeps().size(), 3U);
+    tv.setRootLookup(RootLookup::published);
+    int const before = tv.counts(KEY).disconnectsWithoutObject;
+    EXPECT_EQ(access->disconnect(), 0);  // Reaches the model even so.
+    EXPECT_EQ(tv.counts(KEY).disconnectsWithoutObject - before, 1);
 }
 
-TEST_F(AccessTest, EveryOperationEndsAndNothingIsLeftBehind) {
-    for (bool const refused : {false, true}) {
-        silent = refused;
-        tv.notifyEarly(KEY, refused);
-        for (int row = 0; Fault const& fault : faults()) {
-            for (Kind const& kind : KINDS) {
-                SCOPED_TRACE("fault " + std::to_string(row) + ", type " + std::to_string(kind.type));
-                expectFault(fault, kind);
-            }
-            ++row;
+TEST_P(AccessTest, ARefusedConnectSaysWhyAndSoDoesEveryReadAndWrite) {
+    for (int row = 0; Refusal const& refusal : refusals()) {
+        for (Kind const& kind : KINDS) {
+            SCOPED_TRACE("refusal " + std::to_string(row) + ", type " + std::to_string(kind.type));
+            bool const accepted = refusal.type && (kind.type == OBJECT_TYPE_TABLE || kind.type == refusal.type);
+            accepted ? void() : expectRefusal(refusal, kind);
         }
+        ++row;
     }
 }
 
-TEST_F(AccessTest, AnIteratorIsMadeAgainWhateverBecameOfTheFirst) {
-    for (int row = 0; Fault const& fault : faults()) {
-        SCOPED_TRACE("fault " + std::to_string(row++));
-        int const type = fault.type.value_or(OBJECT_TYPE_TABLE);
+TEST_P(AccessTest, AReadOrWriteNeedsItsTypeAndNamesAnyOther) {
+    for (int const number : TYPES) {
+        auto const type = static_cast<ObjectTypeSpec>(number);
+        TableAccess access(KEY);  // Takes whatever object there is.
+        publish(type);
+        EXPECT_EQ(access.connect(0), 0);
+        for (Operation const& operation : OPERATIONS) {
+            bool const fits = operation.accepted.contains(type);
+            auto const value = tv.get(KEY);
+            EXPECT_EQ(operation.call(access), fits ? 0 : 6);
+            EXPECT_EQ(tv.get(KEY), fits ? operation.accepted.at(type) : value);
+            expectLines(operation.lines(fits ? std::nullopt : std::optional(type)));
+            value ? tv.set(KEY, *value) : false;
+        }
+        access.disconnect();
+    }
+}
+
+TEST_P(AccessTest, AnIteratorHasNoObjectOfItsOwnAndNeedsATable) {
+    IteratorAccess access(KEY, nullptr, IteratorType{}, {}, {}, {});
+    for (Operation const& operation : OPERATIONS) {
+        EXPECT_EQ(operation.call(access), 6);
+        Lines lines{BASE.info("tryConnectIfNeeded", "BizValue connect successfully:'test.key'.")};
+        if (operation.number.empty()) {
+            lines.push_back(BASE.error("getType", "Unknown Type since value is not connected  : test.key."));
+        }
+        expectLines(operation.lines(OBJECT_TYPE_NONE, lines));
+    }
+    EXPECT_EQ(access.create(), 4);
+    EXPECT_EQ(takeSleeps().size(), 10U);
+    std::string const failed = "Error connect name : test.key,  status: ";
+    expectLines({TABLE.error("connect", "Failed 104"), ITERATOR.error("create", failed + "5")});
+    for (int const type : TYPES) {
         bool const table = type < 1 || type > 8 || type == OBJECT_TYPE_TABLE;  // Or an object that does not tell.
         publish(type);
-        int const before = tv.registrations(KEY);
-        auto access = std::make_unique<IteratorAccess>(KEY, nullptr, IteratorType{}, std::vector<TableSelection>(),
-                                                       Integers(), std::vector<TableOrder>());
-        for (Operation const& operation : OPERATIONS) {
-            EXPECT_EQ(operation.call(*access), 6);  // Has no object of its own.
-            Lines lines{BASE.info("tryConnectIfNeeded", "BizValue connect successfully:'test.key'.")};
-            if (operation.number.empty()) {
-                lines.push_back(BASE.error("getType", "Unknown Type since value is not connected  : test.key."));
-            }
-            expectLines(operation.lines(OBJECT_TYPE_NONE, lines));
-        }
-        auto const create = [&] { return access->create(); };
-        auto const destroy = [&] { return access->destroy(); };
-        begin(fault);
-        bool const refused = fault.connect == 5 || !table;
-        int const created = refused ? 4 : fault.connect == THROWS ? THROWS : fault.of(Call::createIterator);
-        EXPECT_EQ(outcome(create), created);
-        EXPECT_EQ(takeSleeps().size(), fault.connect == 5 && fault.root == RootLookup::published ? 10U : 0U);
-        EXPECT_EQ(access->getIterator() != nullptr, created == 0);
-        Lines const failed{TABLE.error("connect", "Failed " + std::to_string(fault.failed))};
-        Lines const error{
-            ITERATOR.error("create", "Error connect name : test.key,  status: " + std::to_string(fault.connect))};
-        EXPECT_EQ(logged(), !refused ? Lines{} : table ? failed + error : error);
-        publish(OBJECT_TYPE_TABLE);
-        heal();
-        EXPECT_EQ(outcome(create), 0);
-        begin(fault);
-        publish(type);
-        int const again = outcome(create);
-        EXPECT_EQ(again, created == 0 ? fault.of(Call::destroyIterator) : created);
-        // Once the new table is there, the old iterator goes, and a new one may not come.
-        EXPECT_EQ(access->getIterator() == nullptr, fault.throws == Call::createIterator);
-        EXPECT_EQ(outcome(destroy), fault.of(Call::destroyIterator));
-        heal();
-        EXPECT_EQ(outcome(destroy), 0);
-        begin(fault);
-        access.reset();
-        EXPECT_EQ(tv.registrations(KEY) - before, fault.left * (again == 0 ? 2 : 1));
-        heal();
+        EXPECT_EQ(access.create(), table ? 0 : 4);
+        expectLines(table ? Lines{} : Lines{ITERATOR.error("create", failed + "6")});
+        EXPECT_EQ(access.destroy(), 0);
     }
-    EXPECT_EQ(tv.counts(KEY).disconnectsWithoutObject, 0);  // What never connected is not disconnected.
 }
 
-TEST_F(AccessTest, TheBudgetDecidesAttemptsAndSleeps) {
+TEST_P(AccessTest, TheBudgetDecidesAttemptsAndSleeps) {
     for (Kind const& kind : KINDS) {
         auto const access = kind.make();
         for (auto const& [budgetMs, attempts, sleeps] : std::vector<std::tuple<int, int, std::size_t>>{
@@ -329,50 +239,34 @@ TEST_F(AccessTest, TheBudgetDecidesAttemptsAndSleeps) {
             EXPECT_EQ(tv.counts(KEY).connectAttempts - before, attempts) << budgetMs;
             EXPECT_EQ(takeSleeps(), std::vector<unsigned int>(sleeps, 100000)) << budgetMs;
         }
+        publish(kind.type);
+        EXPECT_EQ(access->connect(0) + access->connect(0), 0);
+        EXPECT_EQ(tv.registrations(KEY), 1);
+        access->disconnect();
+        tv.withdraw(KEY);
     }
-    EXPECT_EQ(tv.counts(KEY).disconnects, 0);
+    EXPECT_EQ(tv.counts(KEY).disconnects, static_cast<int>(std::size(KINDS)));
 }
 
-TEST_F(AccessTest, ALogThatThrowsLeavesNoRegistration) {
+TEST_P(AccessTest, WhatThrowsLeavesNoRegistrationThatCanBeEnded) {
     ValueAccessT<ObserverString> value(KEY);
     ActionAccess action(KEY);
     tv.publishTable(KEY, {});
     beforeOwnLine = [] { throw std::bad_alloc(); };  // At the line of a mismatch, and then the model throws, too.
     for (Call const call : {Call::none, Call::disconnect}) {
         tv.throwFrom(KEY, call);
-        EXPECT_EQ(outcome([&] { return value.connect(0); }), THROWS);
-        EXPECT_EQ(outcome([&] { return action.connect(0); }), THROWS);
+        EXPECT_THROW(value.connect(0), std::bad_alloc);
+        EXPECT_THROW(action.connect(0), std::bad_alloc);
         EXPECT_EQ(tv.registrations(KEY), call == Call::none ? 0 : 2);
     }
-}
-
-TEST_F(AccessTest, AnObjectMayComeLateAndNotifyEarly) {
-    auto const handler = std::make_shared<RecordingHandler>();
-    ValueAccessT<ObserverVectorString> access(KEY, handler);
-    tv.publish(KEY, Strings{"early"});
-    tv.failConnects(KEY, {.status = 3, .attempts = 2});
-    tv.notifyEarly(KEY, true);
-    EXPECT_EQ(access.connect(1000), 0);
-    EXPECT_EQ(takeSleeps().size(), 2U);
-    EXPECT_EQ(handler->values, Lines{"9 [early]"});
-}
-
-TEST_F(AccessTest, WhatAFailedReadLeavesIsPassedOnWithItsStatus) {
-    auto const expectHalf = [this](auto const& whole, auto const& half) {
-        tv.publish(KEY, whole);
-        TableAccess access(KEY);  // Reads whatever it is connected to.
-        for (int const status : {-4, 0, 4}) {
-            tv.failReads(KEY, {status, true});
-            auto out = whole;
-            EXPECT_EQ(access.connect(0), 0);
-            EXPECT_EQ(access.getValue(out), status);
-            EXPECT_EQ(out, half);
-        }
-        access.disconnect();
-    };
-    expectHalf("a\0b\xff"s, "a\0"s);
-    expectHalf(Integers{1, 2, 3}, Integers{1});
-    expectHalf(Strings{"%s", ""}, Strings{"%s"});
+    beforeOwnLine = [] {};
+    tv.publish(KEY, "text"s);
+    tv.throwFrom(KEY, Call::none);
+    auto doomed = std::make_unique<ValueAccessT<ObserverString>>(KEY);
+    EXPECT_EQ(doomed->connect(0), 0);
+    tv.throwFrom(KEY, Call::disconnect);
+    doomed.reset();  // Keeps to itself what its disconnect throws.
+    EXPECT_EQ(tv.registrations(KEY), 3);
 }
 
 }  // namespace
