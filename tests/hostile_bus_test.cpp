@@ -321,6 +321,23 @@ TEST_F(HostileBus, ASignalOrASenderThatIsWrongIsNotHeard) {
     EXPECT_EQ(heardNow(), Strings{});
 }
 
+TEST_F(HostileBus, AnAnswerOnItsWayIsReadWhileANotificationRuns) {
+    std::promise<int> status;
+    all->list.ear.then = [&] { EXPECT_EQ(await(status.get_future()), 0); };
+    Answer const right = std::exchange(answers["n Value"], [&](sd_bus_message* call) {
+        RIGHT[0].send(television.get(), "");
+        return says("v", "i", 8)(call);
+    });
+    serve([&] {
+        int const read = all->number.read();
+        status.set_value(read - 8);
+        return 0;
+    });
+    EXPECT_EQ(heardNow(), RIGHT[0].heard);
+    all->list.ear.then = [] {};
+    answers["n Value"] = right;
+}
+
 TEST_F(HostileBus, AKeyIsServedOrRefused) {
     using Row = std::pair<std::string, int>;
     for (auto const& [key, status] : {Row("x", 0), Row("\xff\x01 /\0"s, 0), Row(std::string(1500, 'k'), 123),
