@@ -262,7 +262,7 @@ constexpr Signal SIGNALS[] = {
     {bus::ITERATOR_INTERFACE, "Updated", "i"},
 };
 
-int put(sd_bus_message* message, Item const& item) {
+int put(sd_bus_message* message, Item const& item, int depth = 0) {
     char const first = item.type[0];
     char const* const type = item.type.c_str();
     if (item.type == "s") {  // As it is: who sends may have another idea of what is carried.
@@ -279,7 +279,7 @@ int put(sd_bus_message* message, Item const& item) {
                : first == 'd'               ? sd_bus_message_append(message, type, static_cast<double>(item.number))
                                             : sd_bus_message_append(message, type, static_cast<int>(item.number));
     }
-    if (item.items.empty() && first != 'a') {
+    if (depth > 60 || (item.items.empty() && first != 'a')) {  // No bus brings a deeper one.
         return -EINVAL;
     }
     std::string const contents = first == 'v'   ? item.items[0].type
@@ -288,7 +288,7 @@ int put(sd_bus_message* message, Item const& item) {
     int const kind = first == '(' ? SD_BUS_TYPE_STRUCT : first == '{' ? SD_BUS_TYPE_DICT_ENTRY : first;
     int result = sd_bus_message_open_container(message, static_cast<char>(kind), contents.c_str());
     for (auto inner = item.items.begin(); result >= 0 && inner != item.items.end(); ++inner) {
-        result = put(message, *inner);
+        result = put(message, *inner, depth + 1);
     }
     return result < 0 ? result : sd_bus_message_close_container(message);
 }
