@@ -40,7 +40,8 @@ std::string wordsOf(Json const& value) {
 
 /// There is one while tests run, and not while they are listed.
 struct Television : ::testing::Environment {
-    void SetUp() noexcept override {  // What is thrown ends the program: tests that were skipped would not count.
+    // What is thrown ends the program: tests that were skipped would not count.
+    void SetUp() noexcept override {  // NOLINT(bugprone-exception-escape)
         startBus();
         ::setenv("NRX_BUS_ADDRESS", address.c_str(), 1);
         startProgram();
