@@ -40,7 +40,7 @@ public:
     virtual void hear(sd_bus_message* signal) = 0;
 };
 
-/// Hears of the television itself. Called on the link's thread, where nothing else is said.
+/// Hears of the television itself, on the link's thread, and tells what came to those outside.
 class Watcher {
 public:
     Watcher() = default;
@@ -50,9 +50,9 @@ public:
     virtual void handleGone() = 0;
     /// A television is there.
     virtual void handleBack() = 0;
-    /// Whether what came is to be told to somebody outside.
+    /// Whether something is to be told. Must not ask the link for anything.
     virtual bool hasNews() = 0;
-    /// Tells it, while the other thread may be the link's.
+    /// Tells it. The other thread may be the link's meanwhile.
     virtual void tellNews() = 0;
 
 protected:
