@@ -101,22 +101,20 @@ void Link::run() {
         turn();
         lock.lock();
         isTurning_ = false;
-        if (isTelling_) {
+        if (isTelling_ || !watcher_.hasNews()) {
             continue;
         }
         isTelling_ = true;
-        // Who waits for an answer already does not wait for those who are told.
-        isNeeded_ = isNeeded_ || !calls_.empty() || tasks_.isDue();
-        if (isNeeded_ && watcher_.hasNews()) {
+        isNeeded_ = !calls_.empty() || tasks_.isDue();  // Who waits already does not wait for those who are told.
+        if (isNeeded_) {
             needed_.notify_one();
         }
-        while (watcher_.hasNews()) {  // Once more with the mutex held: the other thread leaves it to this one.
+        do {
             lock.unlock();
             watcher_.tellNews();
             lock.lock();
-        }
+        } while (watcher_.hasNews());  // With the mutex held: what the other thread brought is left to this one.
         isTelling_ = false;
-        isNeeded_ = false;
     }
 }
 
