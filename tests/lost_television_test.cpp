@@ -32,10 +32,7 @@ INSTANTIATE_TEST_SUITE_P(By, LostTelevision, ::testing::ValuesIn(LOSSES),
                          [](auto const& loss) { return loss.param.name; });
 
 template <typename T>
-struct LostValue : ::testing::Test {
-    std::string const key = testKey();
-    std::vector<T> const values{valueOf<T>(1), valueOf<T>(2), valueOf<T>(3)};
-};
+using LostValue = PlainValueTest<T>;
 TYPED_TEST_SUITE(LostValue, PlainTypes, );
 
 TYPED_TEST(LostValue, RefusesMeanwhileAndTellsAnotherValueAtReturn) {

@@ -208,4 +208,11 @@ inline std::string testKey() {
     return std::string(info.test_suite_name()) + "." + info.name() + ".._.a-b/c_2d_\u00e5 \U0001F4FA\n\"\\\x01\x7f.";
 }
 
+/// A key of the test's own, and three values.
+template <typename T>
+struct PlainValueTest : ::testing::Test {
+    std::string const key = testKey();
+    std::vector<T> const values{valueOf<T>(1), valueOf<T>(2), valueOf<T>(3)};
+};
+
 }  // namespace test

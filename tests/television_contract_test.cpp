@@ -29,10 +29,7 @@ template <>
 std::vector<Strings> const EDGES<Strings>{{}, {""}, {"a b", "", "\U0001F4FA"}, Strings(10'000, "text")};
 
 template <typename T>
-struct PlainValueContract : ::testing::Test {
-    std::string const key = testKey();
-    std::vector<T> const values{valueOf<T>(1), valueOf<T>(2), valueOf<T>(3)};
-};
+using PlainValueContract = PlainValueTest<T>;
 TYPED_TEST_SUITE(PlainValueContract, PlainTypes, );
 
 TYPED_TEST(PlainValueContract, CarriesEveryValueBothWays) {
