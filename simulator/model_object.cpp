@@ -42,11 +42,6 @@ void Iterator::post(Notify notify) const {
     }
 }
 
-bool Iterator::destroy() {
-    table_.model().delivery.end(*connection_.registration);
-    return !std::exchange(destroyed_, true);
-}
-
 // A negative number lies far behind the end.
 bool Iterator::hasRow(int row) const { return static_cast<std::size_t>(row) < table_.rows().size(); }
 
@@ -136,11 +131,13 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     if (found == iterators_.end()) {
         return STATUS_UNKNOWN_ITERATOR;
     }
-    bool const destroyedNow = found->destroy();
+    destroyed_.splice(destroyed_.end(), iterators_, found);
+    auto& delivery = operation.model->delivery;
     auto const registration = found->connection().registration;
+    delivery.end(*registration);
     operation.lock.unlock();
-    operation.model->delivery.waitWhileRunning(registration->observer, registration->source);
-    return destroyedNow ? STATUS_OK : STATUS_UNKNOWN_ITERATOR;
+    delivery.waitWhileRunning(registration->observer, registration->source);
+    return STATUS_OK;
 }
 
 void TableObject::setRows(Rows rows) {

@@ -216,8 +216,6 @@ public:
     template <typename Notify>
     void post(Notify notify) const;
     [[nodiscard]] Connection<objbus::ObserverTableIterator> const& connection() const { return connection_; }
-    /// False when it is destroyed already.
-    bool destroy();
 
 private:
     [[nodiscard]] bool hasRow(int row) const;
@@ -227,7 +225,6 @@ private:
     Connection<objbus::ObserverTableIterator> const connection_;
     std::vector<int> const columns_;
     int cursor_ = 0;
-    bool destroyed_ = false;
 };
 
 /// A table with its rows, and the iterators that were made on it.
@@ -246,8 +243,8 @@ public:
 
 private:
     Rows rows_;
-    /// Destroyed ones too, so that a pointer handed back twice is not the address of a newer iterator.
     std::list<Iterator> iterators_;
+    std::list<Iterator> destroyed_;  ///< Kept, so that a pointer handed back twice is not the address of a newer one.
 };
 
 }  // namespace simulator
