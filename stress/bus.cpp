@@ -20,7 +20,7 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "stress/lists.h"
-#include "stress/watchdog.h"
+#include "stress/program.h"
 #include "television/log.h"
 #include "television/status.h"
 #include "tests/child.h"
@@ -203,7 +203,7 @@ int main(int argc, char** argv) try {
         write();
     }
     ::setenv("NRX_LOG", "off", 1);
-    run(argc > 1 ? std::atoi(argv[1]) : 20, argc > 2 ? std::atoi(argv[2]) : 2, argc > 3 ? std::atoi(argv[3]) : 0);
+    run(stress::numberAt(1, argc, argv, 20), stress::numberAt(2, argc, argv, 2), stress::numberAt(3, argc, argv, 0));
 } catch (std::exception const& error) {
     fail(error.what());
 }

@@ -3,10 +3,8 @@
 
 #include <array>
 #include <atomic>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <semaphore>
@@ -23,7 +21,7 @@
 #include "simulator/table_iterator.h"
 #include "simulator/television.h"
 #include "stress/lists.h"
-#include "stress/watchdog.h"
+#include "stress/program.h"
 
 namespace {
 
@@ -38,11 +36,18 @@ constexpr char TABLE[] = "stress.table";
 constexpr char VALUE[] = "stress.value";
 
 /// What happened, for the line at the end.
-struct Counts {
+struct {
     std::atomic<int> lists = 0;
     std::atomic<int> switches = 0;
     std::atomic<int> answers = 0;
     std::atomic<int> notifications = 0;
+} counts;
+
+/// Who hears nothing any more, once it has left.
+struct Leaver {
+    void checkThatItIsThere() const { left ? fail("something is heard after the end of the listening") : void(); }
+
+    std::atomic<bool> left = false;
 };
 
 /// The television, and the thread on which it changes.
@@ -76,7 +81,28 @@ private:
             tv.setRows(TABLE, {stress::listOf(number), stress::listOf(number)});
             if (number % MOST_WAITING == 0) {
                 tv.waitUntilDelivered();
+                useEverythingElse();
             }
+        }
+    }
+    /// Comes to nothing, but for what a missing lock does.
+    void useEverythingElse() {
+        tv.publish("stress.other", 0);
+        tv.setObjectListener([this](std::string const& key) {
+            key != "stress.other" || tv.objects().size() < 5 ? fail(key + " has come or gone") : void();
+        });
+        tv.withdraw("stress.other");
+        tv.setObjectListener({});
+        tv.setRootLookup(simulator::RootLookup::published);
+        tv.failConnects(VALUE, {.attempts = 0});
+        tv.failReads(COMMAND, {});
+        tv.failInvokes(SOURCE_SWITCH, 0);
+        tv.throwFrom(TABLE, simulator::Call::none);
+        tv.notifyEarly(VALUE, false);
+        tv.refuseIterators(TABLE, false);
+        auto const request = tv.iteratorRequest(TABLE).value_or(simulator::IteratorRequest{});
+        if (tv.lookups() < 0 || tv.counts(VALUE).reads != 0 || !tv.get(VALUE) || !request.columns.empty()) {
+            fail("the television tells what nobody did");
         }
     }
 
@@ -88,12 +114,9 @@ struct Sequence {
     void check(List const& list, bool mayMiss) {
         int const number = numberOf(list);
         int const before = last.exchange(number);
-        if (number == 0) {
-            fail("a torn list of " + std::to_string(list.size()) + " texts");
-        } else if (number <= before) {
-            fail(std::to_string(number) + " comes after " + std::to_string(before));
-        } else if (before != 0 && number != before + 1 && !mayMiss) {
-            fail(std::to_string(number) + " comes after " + std::to_string(before) + ", the lists between are lost");
+        if (number <= before || (before != 0 && number != before + 1 && !mayMiss)) {
+            fail("list " + std::to_string(before) + " is followed by list " + std::to_string(number) +
+                 ", 0 is a torn one");
         }
         first = before == 0 ? number : first.load();
     }
@@ -110,24 +133,19 @@ struct Sequence {
 };
 
 /// A client that checks what it hears, and does something then.
-struct Client final : orvane::NRXModelAccessClient {
-    explicit Client(Counts& all) : counts(all) {}
+struct Client final : orvane::NRXModelAccessClient, Leaver {
     void onNRXCommandReceived(List const& list) override { hear(list, commands); }
     void onNRXEventReceived(List const& list) override { hear(list, events); }
     void hear(List const& list, Sequence& sequence) {
-        if (isGone) {
-            fail("a list comes after the facade has gone");
-        }
+        checkThatItIsThere();
         sequence.check(list, mayMiss);
         ++counts.lists;
         then();
     }
 
-    Counts& counts;
     Sequence commands;
     Sequence events;
     bool mayMiss = false;
-    std::atomic<bool> isGone = false;
     std::function<void()> then = [] {};
 };
 
@@ -144,8 +162,8 @@ void startListeners(NRXModelAccess& access) {
 }
 
 /// Hears every list from the start of the listeners to their stop.
-void hearAll(Model& model, Counts& counts, int round) {
-    Client client(counts);
+void hearAll(Model& model, int round) {
+    Client client;
     auto access = std::make_unique<NRXModelAccess>(&client);
     access->start();
     int const begun = model.begun;
@@ -161,30 +179,30 @@ void hearAll(Model& model, Counts& counts, int round) {
     client.commands.checkEnds(begun, done);
     client.events.checkEnds(begun, done);
     access.reset();
-    client.isGone = true;
+    client.left = true;
 }
 
 /// Goes while lists come.
-void leaveEarly(Model& /*model*/, Counts& counts, int round) {
-    Client client(counts);
+void leaveEarly(Model& /*model*/, int round) {
+    Client client;
     auto access = std::make_unique<NRXModelAccess>(&client);
     startListeners(*access);
     access->start();
     await([&] { return round % 3 == 0 || client.commands.last + client.events.last > 0; });
     access.reset();
-    client.isGone = true;
+    client.left = true;
 }
 
 /// Is destroyed from inside its client's call.
-void goInside(Model& /*model*/, Counts& counts, int round) {
-    Client client(counts);
+void goInside(Model& /*model*/, int round) {
+    Client client;
     auto access = std::make_unique<NRXModelAccess>(&client);
     std::atomic<bool> mayGo = false;
     std::binary_semaphore gone(0);
     client.then = [&, left = round % 5]() mutable {
         if (mayGo && left-- == 0) {
             access.reset();
-            client.isGone = true;
+            client.left = true;
             gone.release();
         }
     };
@@ -213,9 +231,6 @@ struct Handler : ValueHandler {
         }
     }
 
-    explicit Handler(Counts& all) : counts(all) {}
-
-    Counts& counts;
     std::unique_ptr<ValueAccessT<objbus::ObserverNumericInteger>> access;
     std::atomic<bool> mayAct = false;
     bool leavesWhole = false;
@@ -223,8 +238,8 @@ struct Handler : ValueHandler {
     std::binary_semaphore ended{0};
 };
 
-void actInside(Model& /*model*/, Counts& counts, int round) {
-    auto const handler = std::make_shared<Handler>(counts);
+void actInside(Model& /*model*/, int round) {
+    auto const handler = std::make_shared<Handler>();
     handler->access = std::make_unique<ValueAccessT<objbus::ObserverNumericInteger>>(VALUE, handler);
     handler->lives = 1 + round % 3;
     handler->leavesWhole = round % 2 == 0;
@@ -237,22 +252,17 @@ void actInside(Model& /*model*/, Counts& counts, int round) {
 }
 
 /// Hears the answers of its action until that is disconnected.
-struct Answers : ActionHandler {
-    explicit Answers(Counts& all) : counts(all) {}
+struct Answers : ActionHandler, Leaver {
     void handleResult(unsigned int /*id*/, ValueObject const& results) override {
-        if (isGone || static_cast<List>(results) != List{"done"}) {
-            fail("an answer is another one, or comes after the disconnect");
-        }
+        checkThatItIsThere();
+        static_cast<List>(results) != List{"done"} ? fail("an answer is another one") : void();
         ++counts.answers;
     }
     void handleExecutionError(unsigned int /*id*/, int error) override { fail("error " + std::to_string(error)); }
-
-    Counts& counts;
-    std::atomic<bool> isGone = false;
 };
 
-void leaveWhileAnswered(Model& /*model*/, Counts& counts, int round) {
-    auto const handler = std::make_shared<Answers>(counts);
+void leaveWhileAnswered(Model& /*model*/, int round) {
+    auto const handler = std::make_shared<Answers>();
     ActionAccess action(SOURCE_SWITCH, handler);
     unsigned int id = 0;
     if (action.connect(1000) != STATUS_OK || action.invoke(id, {}) != 0) {
@@ -262,16 +272,13 @@ void leaveWhileAnswered(Model& /*model*/, Counts& counts, int round) {
         std::this_thread::yield();
     }
     action.disconnect();
-    handler->isGone = true;
+    handler->left = true;
 }
 
 /// Hears rows until its iterator is destroyed.
-struct Reader : IteratorHandler {
-    explicit Reader(Counts& all) : counts(all) {}
-    void hear() {
-        if (isGone) {
-            fail("an iterator reports after it was destroyed");
-        }
+struct Reader : IteratorHandler, Leaver {
+    void hear() const {
+        checkThatItIsThere();
         ++counts.notifications;
     }
     void handleCommit(int /*status*/) override { hear(); }
@@ -292,16 +299,14 @@ struct Reader : IteratorHandler {
                 fail("the rows of two changes");
             }
         }
+        checkThatItIsThere();  // Its end waits for the call.
     }
     void handleIteratorReady(int /*status*/) override { hear(); }
     void handleUpdate(int /*update*/) override { hear(); }
-
-    Counts& counts;
-    std::atomic<bool> isGone = false;
 };
 
-void iterate(Model& /*model*/, Counts& counts, int round) {
-    auto const handler = std::make_shared<Reader>(counts);
+void iterate(Model& /*model*/, int round) {
+    auto const handler = std::make_shared<Reader>();
     IteratorAccess rows(TABLE, handler, {}, {}, {}, {});
     if (rows.create() != STATUS_OK || rows.getIterator() == nullptr) {
         fail("there is no iterator");
@@ -313,12 +318,11 @@ void iterate(Model& /*model*/, Counts& counts, int round) {
         std::this_thread::yield();
     }
     rows.destroy();
-    handler->isGone = true;
+    handler->left = true;
 }
 
 /// Switches the listeners and the client of a facade that another thread has started.
-void keepSwitching(NRXModelAccess& access, std::array<Client*, 2> const& clients, Counts& counts,
-                   std::stop_token const& stop) {
+void keepSwitching(NRXModelAccess& access, std::array<Client*, 2> const& clients, std::stop_token const& stop) {
     for (int round = 0; !stop.stop_requested(); ++round, ++counts.switches) {
         access.setClient(round % 3 == 2 ? nullptr : clients.at(static_cast<std::size_t>(round % 3)));
         round % 5 == 4 ? access.stopCommandListener() : access.startCommandListener();
@@ -329,13 +333,12 @@ void keepSwitching(NRXModelAccess& access, std::array<Client*, 2> const& clients
 
 struct Life {
     char const* name;
-    void (*live)(Model& model, Counts& counts, int round);
+    void (*live)(Model& model, int round);
     std::atomic<int> cycles = 0;
 };
 
 void run(std::chrono::seconds time, int leastCycles) {
     stress::Watchdog watchdog(std::chrono::seconds(60));
-    Counts counts;
     Model model;
     std::array<Life, 6> lives{{{"heard all lists", hearAll},
                                {"left early", leaveEarly},
@@ -348,20 +351,20 @@ void run(std::chrono::seconds time, int leastCycles) {
     auto const live = [&](std::size_t place) {
         for (int round = 0; cycles < leastCycles || std::chrono::steady_clock::now() < end; ++round) {
             Life& life = lives.at(place++ % lives.size());
-            life.live(model, counts, round);
+            life.live(model, round);
             ++life.cycles;
             ++cycles;
             watchdog.beat();
         }
     };
     {
-        Client one(counts);
-        Client other(counts);
+        Client one;
+        Client other;
         one.mayMiss = other.mayMiss = true;
         NRXModelAccess switched(&one);
         switched.start();
         std::jthread const switching([&](std::stop_token const& stop) {
-            keepSwitching(switched, {&one, &other}, counts, stop);
+            keepSwitching(switched, {&one, &other}, stop);
         });
         std::jthread const companion(live, 0);
         live(3);
@@ -381,18 +384,9 @@ void run(std::chrono::seconds time, int leastCycles) {
                 counts.lists.load(), counts.notifications.load(), counts.answers.load(), counts.switches.load());
 }
 
-int numberIn(char const* text) {
-    int number = 0;
-    auto const [end, error] = std::from_chars(text, text + std::strlen(text), number);
-    if (error != std::errc() || *end != '\0' || number < 0) {
-        fail(std::string("found \"") + text + "\", expected a whole number that is not below 0");
-    }
-    return number;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     simulator::setLogLevel(simulator::LogLevel::off);
-    run(std::chrono::seconds(argc > 1 ? numberIn(argv[1]) : 60), argc > 2 ? numberIn(argv[2]) : 0);
+    run(std::chrono::seconds(stress::numberAt(1, argc, argv, 60)), stress::numberAt(2, argc, argv, 0));
 }

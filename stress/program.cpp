@@ -1,13 +1,15 @@
-#include "stress/watchdog.h"
+#include "stress/program.h"
 
 #include <execinfo.h>
 #include <semaphore.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 
@@ -41,6 +43,17 @@ void showStacks() {
 }
 
 }  // namespace
+
+int numberAt(int place, int argc, char** argv, int otherwise) {
+    if (place < argc) {
+        char const* const end = argv[place] + std::strlen(argv[place]);
+        auto const [read, error] = std::from_chars(argv[place], end, otherwise);
+        if (error != std::errc() || read != end || otherwise < 0) {
+            fail("found \"" + std::string(argv[place]) + "\", expected a whole number that is not below 0");
+        }
+    }
+    return otherwise;
+}
 
 void fail(std::string const& what) {
     std::fprintf(stderr, "stress: %s\n", what.c_str());

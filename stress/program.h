@@ -5,7 +5,12 @@
 #include <string>
 #include <thread>
 
+// What the programs here have in common.
+
 namespace stress {
+
+/// The whole number in the argument at the place, if there is one.
+int numberAt(int place, int argc, char** argv, int otherwise);
 
 /// Ends the program at once, with what it found on standard error.
 [[noreturn]] void fail(std::string const& what);

@@ -1,5 +1,4 @@
 #include <climits>
-#include <semaphore>
 #include <tuple>
 
 #include "support.h"
@@ -77,28 +76,6 @@ TEST_F(IteratorTest, ANotificationIsPassedOnAsItIsWhateverTheState) {
               (Lines{"commit 1", "count 2", "row 3", "content 4", "cursor 5", "ready 6", "update held by 3 -4"}));
     EXPECT_EQ(access->connect(5000) + access->disconnect() + access->destroy(), 0);  // Only create() connects.
     EXPECT_EQ(tv.lookups(), 0);
-}
-
-TEST_F(IteratorTest, DestroyWaitsForANotificationThatIsRunning) {
-    struct Handler : RecordingIteratorHandler {
-        explicit Handler(simulator::Television& owner) : tv(owner) {}
-        void handleIteratorReady(int /*status*/) override {
-            started.release();
-            while (tv.counts(KEY).destroyIteratorCalls == 0) {
-                std::this_thread::yield();
-            }
-            done = true;
-        }
-        simulator::Television& tv;
-        std::binary_semaphore started{0};
-        std::atomic<bool> done = false;
-    };
-    auto const waiting = std::make_shared<Handler>(tv);
-    access->setActionResultHandler(waiting);
-    access->create();
-    waiting->started.acquire();
-    access->destroy();
-    EXPECT_TRUE(waiting->done);
 }
 
 TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {

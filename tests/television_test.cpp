@@ -7,49 +7,6 @@ namespace {
 
 using namespace objbus;
 
-TEST_F(TelevisionTest, EveryOperationMayBeCalledFromAnyThread) {  // What a missing lock does, a sanitizer sees.
-    std::atomic<int> names = 0;
-    std::function<void()> const operations[] = {
-        [&] { tv.publish("new " + std::to_string(++names), 5); },
-        [&] { tv.set(KEY, 6); },
-        [&] { tv.setRows("table", {{"1"}}); },
-        [&] { tv.withdraw("nothing"); },
-        [&] {
-            tv.setObjectListener([&](std::string const& key) { names += static_cast<int>(tv.objects().count(key)); });
-        },
-        [&] { tv.setObjectListener({}); },
-        [&] { tv.setRootLookup(simulator::RootLookup::published); },
-        [&] { tv.failConnects(KEY, {.attempts = 0}); },
-        [&] { tv.failReads(KEY, {}); },
-        [&] { tv.failInvokes(KEY, 0); },
-        [&] { tv.throwFrom("table", simulator::Call::none); },
-        [&] { tv.notifyEarly(KEY, false); },
-        [&] { tv.refuseIterators(KEY, false); },
-        [&] { EXPECT_TRUE(tv.get(KEY)); },
-        [&] { EXPECT_GE(tv.lookups(), 0); },
-        [&] { EXPECT_EQ(tv.counts(KEY).reads, 0); },
-        [&] { EXPECT_GE(tv.registrations(KEY), 0); },
-        [&] { EXPECT_TRUE(tv.iteratorRequest("table").value_or(simulator::IteratorRequest{}).columns.empty()); },
-        [&] {
-            IteratorAccess rows("table", nullptr, {}, {}, {}, {});
-            rows.create();
-            rows.destroy();
-        },
-        [&] { ValueAccessT<ObserverNumericInteger>(KEY).connect(0); },
-        [&] { tv.waitUntilDelivered(); },
-    };
-    tv.publish(KEY, 5);
-    tv.publishTable("table", {});
-    for (auto const& operation : operations) {
-        std::jthread const other([&] {
-            for (auto const& each : operations) {
-                each();
-            }
-        });
-        operation();
-    }
-}
-
 TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
     auto const heard = std::make_shared<RecordingHandler>();
     tv.publish(KEY, 1);
