@@ -50,8 +50,10 @@ struct Client final : orvane::NRXModelAccessClient {
             ++starts;
         } else if (number == 0) {
             fail("a torn list of " + std::to_string(list.size()) + ", first " + (list.empty() ? "" : list[0]));
-        } else if (number <= last.exchange(number)) {
+        } else if (int const before = last.exchange(number); number <= before) {
             fail(std::to_string(number) + " comes again, or late");
+        } else {
+            hasMissed = hasMissed || (before != 0 && number != before + 1);
         }
         moment = isAwaited.exchange(false) ? Clock::now() : moment.load();
         ++lists;
@@ -68,6 +70,7 @@ struct Client final : orvane::NRXModelAccessClient {
     std::atomic<int> lists = 0;
     std::atomic<int> starts = 0;
     std::atomic<int> last = 0;
+    std::atomic<bool> hasMissed = false;
     std::atomic<bool> isAwaited = false;
     std::atomic<Clock::time_point> moment{};  ///< When the list came that was awaited.
 };
@@ -116,6 +119,7 @@ long registrations(std::string const& address) {
 struct Fire {
     /// Ends one, and returns how long it took from the return of the name to the client's next list.
     Clock::duration strike(bool withBus, Client& client) {
+        ++turns;
         (withBus ? bus : television)->end(SIGKILL);
         awaitTelevision(false);
         client.isAwaited = true;  // Of the television that is gone nothing comes any more.
@@ -123,8 +127,11 @@ struct Fire {
         television = test::startTelevision(NRX_TELEVISION, address, MODEL);
         auto const back = Clock::now();
         client.await(client.lists + 1);
+        ++turns;
         return client.moment.load() - back;
     }
+
+    std::atomic<int> turns = 0;  ///< Odd while something is off, or not heard yet.
 
     std::string address{};
     std::unique_ptr<Child> bus = test::startBus(address);
@@ -145,11 +152,15 @@ void run(int kills, int busKills, int leastPassing) {
     std::thread passing([&] {  // A facade after the other, each for a moment.
         for (; !ended; ++passed) {
             Client guest;
+            int const turn = fire.turns;
             doing = CONNECTING;
             auto const passer = listening(guest);
             doing = LISTENING;
             std::this_thread::sleep_for(std::chrono::milliseconds(passed % 5));
             doing = LEAVING;
+            if (guest.hasMissed && turn % 2 == 0 && turn == fire.turns) {
+                fail("a list is lost between two that came");
+            }
         }
     });
     int met[3]{};

@@ -1,48 +1,14 @@
 #include "stress/program.h"
 
-#include <execinfo.h>
-#include <semaphore.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <charconv>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <filesystem>
 
 namespace stress {
-
-namespace {
-
-sem_t shown;
-
-void showStack(int /*signal*/) {
-    void* frames[64];
-    backtrace_symbols_fd(frames, backtrace(frames, 64), STDERR_FILENO);
-    sem_post(&shown);
-}
-
-/// Interrupts one thread after the other.
-void showStacks() {
-    sem_init(&shown, 0, 0);
-    std::signal(SIGUSR2, showStack);
-    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/task")) {
-        int const thread = std::stoi(entry.path().filename());
-        std::fprintf(stderr, "thread %d:\n", thread);
-        timespec deadline{};
-        clock_gettime(CLOCK_REALTIME, &deadline);
-        deadline.tv_sec += 2;
-        if (tgkill(getpid(), thread, SIGUSR2) == 0) {
-            while (sem_timedwait(&shown, &deadline) != 0 && errno == EINTR) {
-            }
-        }
-    }
-}
-
-}  // namespace
 
 int numberAt(int place, int argc, char** argv, int otherwise) {
     if (place < argc) {
@@ -64,8 +30,6 @@ Watchdog::Watchdog(std::chrono::seconds patience)
     : patience_(patience), thread_([this](std::stop_token const& stop) { watch(stop); }) {}
 
 void Watchdog::watch(std::stop_token const& stop) {
-    void* frame = nullptr;
-    backtrace(&frame, 1);  // Loads what it needs, which a signal's handler cannot.
     auto last = beats_.load();
     auto since = std::chrono::steady_clock::now();
     while (!stop.stop_requested()) {
@@ -75,8 +39,9 @@ void Watchdog::watch(std::stop_token const& stop) {
             last = beats;
             since = now;
         } else if (now - since > patience_) {
-            showStacks();
-            fail("nothing gets on any more");
+            ::prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);  // Where a process may look only into its children.
+            int const shown = std::system(("exec eu-stack -p " + std::to_string(::getpid()) + " >&2").c_str());
+            fail(shown == 0 ? "nothing gets on any more" : "nothing gets on any more, and eu-stack cannot say where");
         }
     }
 }

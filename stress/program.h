@@ -15,8 +15,7 @@ int numberAt(int place, int argc, char** argv, int otherwise);
 /// Ends the program at once, with what it found on standard error.
 [[noreturn]] void fail(std::string const& what);
 
-/// Ends the program, with the stacks of all its threads on standard error, when nothing has got on for so long. Threads
-/// that take no signals show none.
+/// Ends the program, with the stacks of all its threads on standard error, when nothing has got on for so long.
 class Watchdog {
 public:
     explicit Watchdog(std::chrono::seconds patience);

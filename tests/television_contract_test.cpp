@@ -139,40 +139,6 @@ TEST_F(ConnectionContract, EndsAllOfAnObserversWithAnObject) {
     EXPECT_EQ(heardOf(4), Integers());
 }
 
-TEST_F(ConnectionContract, TellsEveryChangeBetweenConnectAndDisconnectOnce) {
-    driven::publish(key, 0);
-    Client<int> always(key);
-    std::atomic<bool> done = false;
-    std::vector<std::unique_ptr<Ear<int>>> ended;
-    std::thread connecting([&] {
-        for (int cycle = 0; cycle < MANY; ++cycle) {
-            std::promise<void> some;
-            auto ear = std::make_unique<Ear<int>>();
-            Object* object = nullptr;
-            ear->then = [&some, &heard = ear->heard] { heard.size() == 1 ? some.set_value() : void(); };
-            EXPECT_EQ(connectTo(key, ear.get(), object), 0);
-            cycle % 3 == 0 ? await(some.get_future()) : void();
-            EXPECT_EQ(root().disconnectObject(key, ear.get(), object), 0);
-            Integers const heard = ear->take();
-            auto const gap = [](int before, int after) { return after != before + 1; };
-            EXPECT_EQ(std::adjacent_find(heard.begin(), heard.end(), gap), heard.end());
-            cycle % 2 == 0 ? ended.push_back(std::move(ear)) : void();  // The others are destroyed.
-        }
-        done = true;
-    });
-    Integers changes;
-    while (!done) {
-        changes.push_back(static_cast<int>(changes.size()) + 1);
-        driven::set(key, changes.back());
-        changes.back() % 16 == 0 ? driven::settle() : void();
-    }
-    connecting.join();
-    driven::settle();
-    EXPECT_EQ(always.ear.take(), changes);
-    EXPECT_EQ(always.read(), changes.back());
-    EXPECT_TRUE(std::all_of(ended.begin(), ended.end(), [](auto const& ear) { return ear->heard.empty(); }));
-}
-
 TEST_F(ConnectionContract, WaitsForTheCallToTheObserverAlone) {
     driven::publish(key, 0);
     Client<int> client(key);
