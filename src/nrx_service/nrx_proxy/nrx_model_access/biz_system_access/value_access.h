@@ -62,8 +62,8 @@ public:
     /// @name Notifications
     /// @{
 
-    /// Builds one value of its kind and hands it to the handler, before it returns. The model calls the one that
-    /// belongs to `Obs`, on its delivery thread.
+    /// Builds one value of its kind and hands it to the handler through `onNewValue`, before it returns; without a
+    /// handler it does neither. The model calls the one that belongs to `Obs`, on its delivery thread.
     virtual void notifyNewValue(int value);
     virtual void notifyNewValue(long long value);
     virtual void notifyNewValue(std::string const& value);
