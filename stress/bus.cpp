@@ -19,7 +19,6 @@
 #include "bus/bus_platform.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
-#include "stress/lists.h"
 #include "stress/program.h"
 #include "television/log.h"
 #include "television/status.h"

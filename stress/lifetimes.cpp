@@ -20,7 +20,6 @@
 #include "simulator/log.h"
 #include "simulator/table_iterator.h"
 #include "simulator/television.h"
-#include "stress/lists.h"
 #include "stress/program.h"
 
 namespace {
