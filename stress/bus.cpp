@@ -1,7 +1,6 @@
 // Kills a television on a bus, and the bus, while another process writes lists to it and clients hear them here:
 // nrx_stress_bus [KILLS [BUS_KILLS [FACADES]]]
 
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -14,7 +13,6 @@
 #include <string>
 #include <string_view>
 #include <thread>
-#include <vector>
 
 #include "bus/bus_platform.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
@@ -27,12 +25,9 @@
 namespace {
 
 using namespace std::chrono_literals;
+using namespace stress;
 using orvane::NRXModelAccess;
 using orvane::model_keys::COMMAND;
-using stress::fail;
-using stress::List;
-using stress::listOf;
-using stress::numberOf;
 using test::Child;
 using Clock = std::chrono::steady_clock;
 
@@ -92,15 +87,6 @@ std::unique_ptr<NRXModelAccess> listening(Client& client) {
 
 enum Doing { CONNECTING, LISTENING, LEAVING };
 
-/// Returns when the platform here finds the television, or has found that it is gone, and its lists were delivered.
-void awaitTelevision(bool isThere) {
-    int status = 0;
-    do {
-        status = bus::waitUntilDelivered();
-    } while (isThere ? status != television::STATUS_OK
-                     : status != television::STATUS_NO_TELEVISION && status != television::STATUS_NO_BUS);
-}
-
 /// How many paths' signals the bus passes on, whoever asked for them.
 long registrations(std::string const& address) {
     Child busctl({"busctl", "--address=" + address, "call", "org.freedesktop.DBus", "/org/freedesktop/DBus",
@@ -120,7 +106,7 @@ struct Fire {
     Clock::duration strike(bool withBus, Client& client) {
         ++turns;
         (withBus ? bus : television)->end(SIGKILL);
-        awaitTelevision(false);
+        test::awaitStatus(withBus ? television::STATUS_NO_BUS : television::STATUS_NO_TELEVISION);
         client.isAwaited = true;  // Of the television that is gone nothing comes any more.
         bus = withBus ? test::startBus(address) : std::move(bus);
         television = test::startTelevision(NRX_TELEVISION, address, MODEL);
@@ -138,7 +124,7 @@ struct Fire {
 };
 
 void run(int kills, int busKills, int leastPassing) {
-    stress::Watchdog watchdog(90s);
+    Watchdog watchdog(90s);
     Fire fire;
     ::setenv("NRX_BUS_ADDRESS", fire.address.c_str(), 1);
     Child writer({"/proc/self/exe", "write"});
@@ -188,7 +174,7 @@ void run(int kills, int busKills, int leastPassing) {
         access->getAccessValue(COMMAND, now);
     }
     access.reset();
-    awaitTelevision(true);
+    test::awaitStatus(television::STATUS_OK);
     if (long const left = registrations(fire.address); left != 1) {  // The model's own, which hears of its objects.
         fail(std::to_string(left) + " registrations are left, expected 1");
     }
@@ -213,7 +199,7 @@ int main(int argc, char** argv) try {
         write();
     }
     ::setenv("NRX_LOG", "off", 1);
-    run(stress::numberAt(1, argc, argv, 20), stress::numberAt(2, argc, argv, 2), stress::numberAt(3, argc, argv, 0));
+    run(numberAt(1, argc, argv, 20), numberAt(2, argc, argv, 2), numberAt(3, argc, argv, 0));
 } catch (std::exception const& error) {
     fail(error.what());
 }

@@ -10,7 +10,6 @@
 #include <semaphore>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
@@ -26,10 +25,8 @@ namespace {
 
 using namespace orvane::model_keys;
 using namespace orvane::system::support;
+using namespace stress;
 using orvane::NRXModelAccess;
-using stress::fail;
-using stress::List;
-using stress::numberOf;
 
 constexpr char TABLE[] = "stress.table";
 constexpr char VALUE[] = "stress.value";
@@ -73,11 +70,11 @@ private:
         constexpr int MOST_WAITING = 50;  // Or the lists would fill the memory.
         for (int number = 1; !stop.stop_requested(); ++number) {
             begun = number;
-            tv.set(COMMAND, stress::listOf(number));
-            tv.set(EVENT, stress::listOf(number));
+            tv.set(COMMAND, listOf(number));
+            tv.set(EVENT, listOf(number));
             done = number;
             tv.set(VALUE, number);
-            tv.setRows(TABLE, {stress::listOf(number), stress::listOf(number)});
+            tv.setRows(TABLE, {listOf(number), listOf(number)});
             if (number % MOST_WAITING == 0) {
                 tv.waitUntilDelivered();
                 useEverythingElse();
@@ -148,13 +145,6 @@ struct Client final : orvane::NRXModelAccessClient, Leaver {
     std::function<void()> then = [] {};
 };
 
-template <typename Condition>
-void await(Condition const& condition) {
-    while (!condition()) {
-        std::this_thread::yield();
-    }
-}
-
 void startListeners(NRXModelAccess& access) {
     access.startCommandListener();
     access.startEventListener();
@@ -167,10 +157,10 @@ void hearAll(Model& model, int round) {
     access->start();
     int const begun = model.begun;
     startListeners(*access);
-    await([&] { return client.events.last > begun + round % 4; });
-    if (round % 8 == 0) {
-        access->requestStartNRXService();
+    while (client.events.last <= begun + round % 4) {
+        std::this_thread::yield();
     }
+    round % 8 == 0 ? access->requestStartNRXService() : void();
     int const done = model.done;
     model.tv.waitUntilDelivered();
     access->stopCommandListener();
@@ -187,7 +177,9 @@ void leaveEarly(Model& /*model*/, int round) {
     auto access = std::make_unique<NRXModelAccess>(&client);
     startListeners(*access);
     access->start();
-    await([&] { return round % 3 == 0 || client.commands.last + client.events.last > 0; });
+    while (round % 3 != 0 && client.commands.last + client.events.last == 0) {
+        std::this_thread::yield();
+    }
     access.reset();
     client.left = true;
 }
@@ -267,9 +259,7 @@ void leaveWhileAnswered(Model& /*model*/, int round) {
     if (action.connect(1000) != STATUS_OK || action.invoke(id, {}) != 0) {
         fail("the action cannot be invoked");
     }
-    if (round % 2 == 0) {
-        std::this_thread::yield();
-    }
+    round % 2 == 0 ? std::this_thread::yield() : void();
     action.disconnect();
     handler->left = true;
 }
@@ -287,16 +277,12 @@ struct Reader : IteratorHandler, Leaver {
     void handleCursorPosition(int /*row*/) override { hear(); }
     void handleReadRow(List const& row) override {
         hear();
-        if (!row.empty() && numberOf(row) == 0) {
-            fail("a torn row");
-        }
+        row.empty() || numberOf(row) != 0 ? void() : fail("a torn row");
     }
     void handleReadRowChunk(std::vector<List const*> const& rows) override {
         hear();
         for (List const* const row : rows) {
-            if (*row != *rows[0]) {
-                fail("the rows of two changes");
-            }
+            *row == *rows[0] ? void() : fail("the rows of two changes");
         }
         checkThatItIsThere();  // Its end waits for the call.
     }
@@ -313,9 +299,7 @@ void iterate(Model& /*model*/, int round) {
     rows.getIterator()->seekToRow(0);
     rows.getIterator()->readRow();
     rows.getIterator()->readRowChunk(2);
-    if (round % 2 == 0) {
-        std::this_thread::yield();
-    }
+    round % 2 == 0 ? std::this_thread::yield() : void();
     rows.destroy();
     handler->left = true;
 }
@@ -337,7 +321,7 @@ struct Life {
 };
 
 void run(std::chrono::seconds time, int leastCycles) {
-    stress::Watchdog watchdog(std::chrono::seconds(60));
+    Watchdog watchdog(std::chrono::seconds(60));
     Model model;
     std::array<Life, 6> lives{{{"heard all lists", hearAll},
                                {"left early", leaveEarly},
@@ -387,5 +371,5 @@ void run(std::chrono::seconds time, int leastCycles) {
 
 int main(int argc, char** argv) {
     simulator::setLogLevel(simulator::LogLevel::off);
-    run(std::chrono::seconds(stress::numberAt(1, argc, argv, 60)), stress::numberAt(2, argc, argv, 0));
+    run(std::chrono::seconds(numberAt(1, argc, argv, 60)), numberAt(2, argc, argv, 0));
 }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <iterator>
@@ -13,8 +14,11 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
+
+#include "bus/bus_platform.h"
 
 namespace test {
 
@@ -108,6 +112,13 @@ inline std::unique_ptr<Child> startTelevision(std::string const& program, std::s
     while (!television->readLine().starts_with("serving nrx.Television1")) {
     }
     return television;
+}
+
+/// Returns when the platform here has found what it says of the television, and its observers have heard of that.
+inline void awaitStatus(int status) {
+    while (bus::waitUntilDelivered() != status) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }
 
 }  // namespace test

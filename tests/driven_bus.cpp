@@ -2,15 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <thread>
-#include <utility>
 
 #include "bus/bus_platform.h"
 #include "child.h"
@@ -101,14 +97,6 @@ struct Television : ::testing::Environment {
 
 auto& tv = static_cast<Television&>(*::testing::AddGlobalTestEnvironment(new Television));
 
-/// Returns when the platform here has found what it says about the television.
-void awaitStatus(int status) {
-    for (int tries = 0; bus::waitUntilDelivered() != status; ++tries) {
-        ASSERT_LT(tries, 9000) << "status " << status;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-}
-
 }  // namespace
 
 bool carriesEveryText() { return false; }
@@ -147,20 +135,20 @@ std::vector<std::string> lastArguments() { return tv.arguments; }
 void kill() {
     tv.program->end(SIGKILL);
     tv.program.reset();
-    awaitStatus(television::STATUS_NO_TELEVISION);
+    test::awaitStatus(television::STATUS_NO_TELEVISION);
 }
 
 void killBus() {
     tv.bus->end(SIGKILL);
     tv.bus.reset();
     tv.program.reset();  // It has ended by itself.
-    awaitStatus(television::STATUS_NO_BUS);
+    test::awaitStatus(television::STATUS_NO_BUS);
 }
 
 void start() {
     tv.bus ? void() : tv.startBus();
     tv.startProgram();
-    awaitStatus(television::STATUS_OK);
+    test::awaitStatus(television::STATUS_OK);
     settleAgain();
 }
 

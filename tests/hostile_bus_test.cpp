@@ -170,10 +170,9 @@ public:
     Strings heardNow() {
         EXPECT_EQ(serve(bus::waitUntilDelivered), 0);
         Strings heard = std::exchange(log, {});
-        for (Strings const& lines : all->list.ear.take()) {
-            heard.insert(heard.end(), lines.begin(), lines.end());
-        }
-        for (Strings const& lines : {all->action.ear.take(), all->ear.take()}) {
+        std::vector<Strings> told = all->list.ear.take();
+        told.insert(told.end(), {all->action.ear.take(), all->ear.take()});
+        for (Strings const& lines : told) {
             heard.insert(heard.end(), lines.begin(), lines.end());
         }
         return heard;

@@ -14,6 +14,8 @@ std::string const NUMBERS = "a list of numbers, whose key is long";
 std::string const ROWS = "a table, whose key is long, too";
 Strings const LIST{"a text that is too long for the string itself to hold", "b"};
 
+std::vector<objbus::Argument> const RESULTS{{0, 1, 0, "b"}, {0, 0, 0, LIST[0]}};
+
 ValueObject list() {
     ValueObject value;
     value.typeTag = VALUE_VECTOR;
@@ -55,32 +57,27 @@ struct Things : orvane::NRXModelAccessClient, ValueHandler, ActionHandler {
 };
 
 /// An operation, and whether it succeeds.
-using Operation = std::pair<std::string, bool (*)(Things& of)>;
+using Operation = std::pair<std::string, bool (*)(Things& things)>;
 Operation const OPERATIONS[] = {
-    {"construction", [](Things& of) { return (of.others = std::make_unique<Things>(of.tv)) != nullptr; }},
-    {"start",
-     [](Things& of) { return of.facade.start(), of.tv.registrations(COMMAND) + of.tv.registrations(EVENT) == 2; }},
-    {"relay", [](Things& of) { return of.facade.onNRXCommandValueChanged(of.value), of.heard; }},
+    {"construction", [](Things& t) { return (t.others = std::make_unique<Things>(t.tv)) != nullptr; }},
+    {"start", [](Things& t) { return t.facade.start(), t.tv.registrations(COMMAND) + t.tv.registrations(EVENT) == 2; }},
+    {"relay", [](Things& t) { return t.facade.onNRXCommandValueChanged(t.value), t.heard; }},
     {"start request",
-     [](Things& of) { return of.facade.requestStartNRXService(), of.tv.registrations(SOURCE_SWITCH) == 1; }},
+     [](Things& t) { return t.facade.requestStartNRXService(), t.tv.registrations(SOURCE_SWITCH) == 1; }},
     {"write by key",
-     [](Things& of) { return of.facade.setAccessValue(COMMAND, LIST), of.tv.get(COMMAND) == Value(LIST); }},
-    {"read by key", [](Things& of) { return of.facade.getAccessValue(EVENT, of.texts), of.texts == LIST; }},
-    {"query", [](Things& of) { return of.facade.getSoftwareVersion() == LIST[0]; }},
-    {"write and read",
-     [](Things& of) { return of.numbers.setValue(Integers(2)) + of.numbers.getValue(of.integers) == 0; }},
-    {"notification", [](Things& of) { return of.numbers.notifyIntegerVector(Integers(2)), of.heard; }},
-    {"create", [](Things& of) { return of.first.create() == 0 && of.first.getIterator() != nullptr; }},
-    {"create again", [](Things& of) { return of.second.create() == 0 && of.second.getIterator() != nullptr; }},
-    {"result",
-     [](Things& of) {
-         return of.action.notifyResult(1, {{0, 1, 0, "b"}, {0, 0, 0, LIST[0]}}), of.heard;
-     }},
-    {"value copy", [](Things& of) { return ValueObject(of.value) == of.value; }},
-    {"value assignment", [](Things& of) { return (of.target = of.value) == of.value; }},
-    {"text assignment", [](Things& of) { return (of.target = LIST[0]).stringValue == LIST[0]; }},
-    {"value text", [](Things& of) { return of.value.convertToStringType().size() > LIST[0].size(); }},
-    {"value conversion", [](Things& of) { return of.value.convertToVectorT(""s) == LIST; }},
+     [](Things& t) { return t.facade.setAccessValue(COMMAND, LIST), t.tv.get(COMMAND) == Value(LIST); }},
+    {"read by key", [](Things& t) { return t.facade.getAccessValue(EVENT, t.texts), t.texts == LIST; }},
+    {"query", [](Things& t) { return t.facade.getSoftwareVersion() == LIST[0]; }},
+    {"write and read", [](Things& t) { return t.numbers.setValue(Integers(2)) + t.numbers.getValue(t.integers) == 0; }},
+    {"notification", [](Things& t) { return t.numbers.notifyIntegerVector(Integers(2)), t.heard; }},
+    {"create", [](Things& t) { return t.first.create() == 0 && t.first.getIterator() != nullptr; }},
+    {"create again", [](Things& t) { return t.second.create() == 0 && t.second.getIterator() != nullptr; }},
+    {"result", [](Things& t) { return t.action.notifyResult(1, RESULTS), t.heard; }},
+    {"value copy", [](Things& t) { return ValueObject(t.value) == t.value; }},
+    {"value assignment", [](Things& t) { return (t.target = t.value) == t.value; }},
+    {"text assignment", [](Things& t) { return (t.target = LIST[0]).stringValue == LIST[0]; }},
+    {"value text", [](Things& t) { return t.value.convertToStringType().size() > LIST[0].size(); }},
+    {"value conversion", [](Things& t) { return t.value.convertToVectorT(""s) == LIST; }},
 };
 
 class MemoryTest : public ::testing::Test {

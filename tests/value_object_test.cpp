@@ -49,7 +49,6 @@ TEST(ValueObject, EveryTypeConvertsToEveryOther) {
         {V(0.1F), "6: 1 0 0 0 0 0.1 0.1000000015 0.1"},
         {V(-HUGE_VALF), "6: 1 -2147483648 0 -9223372036854775808 0 -inf -inf -inf"},
         {V(-2147483648.5), "7: 1 -2147483648 0 -2147483648 0 -2.147484e+09 -2147483648 -2.14748e+09"},
-        {V(-2.9), "7: 1 -2 0 -2 0 -2.9 -2.9 -2.9"},
         {V(0x1p63),
          "7: 1 2147483647 4294967295 9223372036854775807 9223372036854775808 9.223372e+18 9.223372037e+18 9.22337e+18"},
         {V(1e300), "7: 1 2147483647 4294967295 9223372036854775807 18446744073709551615 inf 1e+300 1e+300"},
@@ -80,12 +79,9 @@ TEST(ValueObject, NumbersReadTheSameInEveryLocale) {
 TEST(ValueObject, EqualityComparesInTheTypeOfTheLeftOperand) {
     std::vector<std::tuple<V, V, bool, bool>> const pairs{
         {V(-1), V(UINT_MAX), true, true},
-        {V(1U), V(4294967297LL), true, false},
         {V(9223372036854775808ULL), V(9223372036854775808.0), true, true},
-        {V(0.1F), V(0.1), true, false},
         {V(std::nan("")), V(std::nan("")), false, false},
         {V("a\0b"s), V("a\0c"s), false, false},
-        {V(), V(), true, true},
         {V(), list({}), false, false},
         {tagged(10), tagged(10), false, false},
     };
