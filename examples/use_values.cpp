@@ -62,10 +62,11 @@ void aValueBecomesWhatIsAskedFor() {
 
     ValueObject const mixed = listOf({1, "a", listOf({true}), -2.5});
     std::vector<int> const numbers = mixed;  // Element by element.
+    std::vector<unsigned int> const sizes = mixed;
     Strings const texts = mixed;
     std::string const all = mixed;  // Meant to be looked at, not to be read back.
     assert((numbers == std::vector<int>{1, 0, 0, -2} && texts == Strings{"1", "a", "[TRUE]", "-2.5"}));
-    assert(all == "[1,a,[TRUE],-2.5]");
+    assert((all == "[1,a,[TRUE],-2.5]" && sizes == std::vector<unsigned int>{1, 0, 0, 0}));
 }
 
 void aListIsChangedThroughItsElements() {
