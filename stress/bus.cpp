@@ -1,7 +1,6 @@
 // Kills a television on a bus, and the bus, while another process writes lists to it and clients hear them here:
 // nrx_stress_bus [KILLS [BUS_KILLS [FACADES]]]
 
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
