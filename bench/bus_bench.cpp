@@ -3,6 +3,7 @@
 
 #include <poll.h>
 #include <sdbus-c++/sdbus-c++.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -205,12 +206,25 @@ void addWay(std::string const& name, Child const& television, std::size_t which)
         ->UseRealTime();
 }
 
-/// A client in a process of its own: sends a byte to the socket for each list that comes.
+/// What the client processes share: how many of them have not got the list yet. The last one says so on the socket, so
+/// that nobody is woken before.
+struct Round {
+    /// In the file, which those that have it open share.
+    static Round& in(int file) {
+        void* const memory = ::mmap(nullptr, sizeof(Round), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+        return memory != MAP_FAILED ? *static_cast<Round*>(memory) : throw std::runtime_error("no memory to share");
+    }
+
+    std::atomic<std::size_t> left;
+};
+
+/// A client in a process of its own, which runs until it is ended.
 template <typename Way>
-[[noreturn]] void listen(int socket) {
-    Way const way([socket](Strings const& /*list*/) {
-        if (::send(socket, "", 1, MSG_NOSIGNAL) != 1) {
-            std::exit(EXIT_SUCCESS);
+[[noreturn]] void listen(int socket, int file) {
+    Round& round = Round::in(file);
+    Way const way([socket, &round](Strings const& /*list*/) {
+        if (--round.left == 0) {
+            ::send(socket, "", 1, MSG_NOSIGNAL);
         }
     });
     std::cout << "listening" << std::endl;
@@ -223,26 +237,31 @@ template <typename Way>
 void addClients(std::string const& name, char const* part, Child const& television, std::size_t count) {
     auto const measure = [part, &television, count](benchmark::State& state) {
         int ends[2]{};
-        if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) {
-            throw std::runtime_error("no socket for the clients");
+        int const file = ::memfd_create("round", 0);
+        if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0 || ::ftruncate(file, sizeof(Round)) != 0) {
+            throw std::runtime_error("nothing to share with the clients");
         }
+        Round& round = Round::in(file);
         std::vector<std::unique_ptr<Child>> clients;
         for (std::size_t number = 0; number < count; ++number) {
-            clients.push_back(
-                std::make_unique<Child>(std::vector<std::string>{"/proc/self/exe", part, std::to_string(ends[1])}));
+            clients.push_back(std::make_unique<Child>(
+                std::vector<std::string>{"/proc/self/exe", part, std::to_string(ends[1]), std::to_string(file)}));
             clients.back()->readLine();
         }
         ::close(ends[1]);  // The last one is then the clients'.
-        std::vector<char> bytes(count);
         for ([[maybe_unused]] auto const iteration : state) {
+            round.left = count;
             television.write(std::string(1, '\0'));
-            if (::recv(ends[0], bytes.data(), count, MSG_WAITALL) != std::ssize(bytes)) {
+            char byte = 0;
+            if (::recv(ends[0], &byte, 1, 0) != 1) {
                 state.SkipWithError("a list did not come");
                 break;
             }
         }
         clients.clear();
         ::close(ends[0]);
+        ::munmap(&round, sizeof(Round));
+        ::close(file);
     };
     benchmark::RegisterBenchmark((name + '/' + std::to_string(count)).c_str(), measure)->UseRealTime();
 }
@@ -278,9 +297,9 @@ int main(int argc, char** argv) try {
     if (part == "television") {
         Television().serve();
     } else if (part == "client") {
-        listen<BusRelay>(std::stoi(argv[2]));
+        listen<BusRelay>(std::stoi(argv[2]), std::stoi(argv[3]));
     } else if (part == "peer") {
-        listen<PeerBusProxy>(std::stoi(argv[2]));
+        listen<PeerBusProxy>(std::stoi(argv[2]), std::stoi(argv[3]));
     }
     run(argc, argv);
 } catch (std::exception const& error) {
