@@ -17,13 +17,13 @@ namespace {
 
 using namespace orvane::system::support;
 
-/// Ends what the access object has with the television, whatever becomes of that: a destructor must not throw. One that
-/// cannot be told may go on notifying, and so may one that is told when the derived class is gone already.
+/// Called in the destructor of a class of one's own, while all of it is there: until the disconnect, the television may
+/// call it. A destructor must not throw.
 template <typename Access>
 void leave(Access& access) {
     try {
-        access.disconnect();
-    } catch (...) {  // The television's own failure.
+        access.isConnected() ? access.disconnect() : 0;
+    } catch (...) {  // The television's own failure; it may go on notifying.
     }
 }
 
@@ -59,9 +59,11 @@ public:
     Recording& operator=(Recording const&) = delete;
     ~Recording() override { leave(*this); }
 
+    bool isConnected() const { return object != nullptr; }
+
     /// On the television's thread.
     void notifyResult(unsigned int actionId, std::vector<objbus::Argument> const& results) override {
-        answers.push_back("recorded " + results.at(0).value);
+        answers.push_back(results.empty() ? "recorded" : "recorded " + results[0].value);
         ActionAccess::notifyResult(actionId, results);
     }
     void notifyExecutionError(unsigned int actionId, int error) override {

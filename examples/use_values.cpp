@@ -56,7 +56,8 @@ void aValueBecomesWhatIsAskedFor() {
     unsigned int const limited = negative;  // Within the type's range.
     bool const isTrue = negative;
     Strings const entry = negative;
-    assert((whole == -2 && limited == 0 && isTrue && entry == Strings{"-2.9"}));
+    std::vector<int> const number = ValueObject("2");
+    assert((whole == -2 && limited == 0 && isTrue && entry == Strings{"-2.9"} && number == std::vector<int>{0}));
     int const notParsed = ValueObject("5");
     assert(notParsed == 0);
 
@@ -77,6 +78,8 @@ void aListIsChangedThroughItsElements() {
     list.elements.emplace_back(listOf({"inside"}));
     Strings const strings = list;
     assert((strings == Strings{"0", "0", "1", "two", "[inside]"}));
+    ValueObject const& itself = list;
+    list = itself;
     list = list.elements.back();  // An element may take the place of its list,
     assert(shown(list) == "9 [inside]");
     list = std::move(list.elements[0]);  // copied or moved.

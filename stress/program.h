@@ -25,7 +25,7 @@ inline int numberOf(List const& list) {
     return number > 0 && list == listOf(number) ? number : 0;
 }
 
-/// The whole number in the argument at the place, if there is one.
+/// The whole number in the argument at the place, or the other one if there is none. Fails when it is no number.
 int numberAt(int place, int argc, char** argv, int otherwise);
 
 /// Ends the program at once, with what it found on standard error.

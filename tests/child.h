@@ -116,7 +116,10 @@ inline std::unique_ptr<Child> startTelevision(std::string const& program, std::s
 
 /// Returns when the platform here has found what it says of the television, and its observers have heard of that.
 inline void awaitStatus(int status) {
-    while (bus::waitUntilDelivered() != status) {
+    for (int tries = 0; bus::waitUntilDelivered() != status; ++tries) {
+        if (constexpr int ENOUGH = 30'000; tries == ENOUGH) {
+            throw std::runtime_error("the television's status does not become " + std::to_string(status));
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }

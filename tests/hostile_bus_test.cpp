@@ -14,8 +14,6 @@
 namespace test {
 namespace {
 
-using ::testing::ElementsAreArray;
-using ::testing::StartsWith;
 using Content = std::function<int(sd_bus_message* message)>;
 
 constexpr char LIST[] = "/nrx/Television1/model/l";
@@ -285,7 +283,8 @@ TEST_F(HostileBus, AnAnswerThatIsWrongIsAStatus) {
             answers[operation.method] = right;
             std::string const line = "ERROR [BUS] l: write failed, status " + std::to_string(status) + ": ";
             bool const isLogged = operation.method == WRITE.method && status != 0;
-            EXPECT_THAT(heardNow(), ElementsAreArray(std::vector(isLogged ? 1 : 0, StartsWith(line))));
+            EXPECT_THAT(heardNow(),
+                        ::testing::ElementsAreArray(std::vector(isLogged ? 1 : 0, ::testing::StartsWith(line))));
             EXPECT_EQ(serve(perform, 0), 0);
         }
     }

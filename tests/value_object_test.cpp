@@ -82,6 +82,7 @@ TEST(ValueObject, EqualityComparesInTheTypeOfTheLeftOperand) {
         {V(9223372036854775808ULL), V(9223372036854775808.0), true, true},
         {V(std::nan("")), V(std::nan("")), false, false},
         {V("a\0b"s), V("a\0c"s), false, false},
+        {V(), V(), true, true},
         {V(), list({}), false, false},
         {tagged(10), tagged(10), false, false},
     };
