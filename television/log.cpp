@@ -5,16 +5,16 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
+#include "television/environment.h"
 #include "television/printable.h"
 
 namespace television {
@@ -28,28 +28,19 @@ constexpr std::size_t STAMP_SIZE = 48;
 /// Of the check that last let this thread through.
 thread_local int lastSeverity = 0;
 
-void writeToStandardError(std::string_view line) {
-    while (::write(STDERR_FILENO, line.data(), line.size()) < 0 && errno == EINTR) {
-    }
-}
-
 LogLevel levelFromEnvironment() {
-    LogLevel level = LogLevel::error;
-    char const* const word = std::getenv("NRX_LOG");
-    if (word != nullptr && !parseLogLevel(word, level)) {
-        writeToStandardError("NRX_LOG is " + quoted(word) +
-                             ": expected off, critical, error, info or debug; using error\n");
-    }
-    return level;
+    return fromEnvironment("NRX_LOG", LogLevel::error, "off, critical, error, info or debug", "error",
+                           [](std::string_view word) {
+                               LogLevel level{};
+                               return parseLogLevel(word, level) ? std::optional(level) : std::nullopt;
+                           });
 }
 
 bool stampsFromEnvironment() {
-    char const* const word = std::getenv("NRX_LOG_STAMP");
-    std::string_view const wanted = word != nullptr ? word : "";
-    if (!wanted.empty() && wanted != "0" && wanted != "1") {
-        writeToStandardError("NRX_LOG_STAMP is " + quoted(wanted) + ": expected 0 or 1; using 0\n");
-    }
-    return wanted == "1";
+    return fromEnvironment("NRX_LOG_STAMP", false, "0 or 1", "0", [](std::string_view word) {
+        bool const wanted = word == "1";
+        return wanted || word.empty() || word == "0" ? std::optional(wanted) : std::nullopt;
+    });
 }
 
 /// Puts the stamp of this moment and thread at `begin`, when stamps are wanted, and returns its length.
