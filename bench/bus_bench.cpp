@@ -62,7 +62,7 @@ public:
         for (int const count : COUNTS) {
             lists_.push_back(bench::strings(count, LENGTH));
         }
-        expect(bus::open(bus_, ""));
+        expect(bus::open(bus_, bus::addressFromEnvironment()));
         expect(sd_bus_add_filter(bus_.get(), nullptr, onMessage, nullptr));
         expect(sd_bus_request_name(bus_.get(), bus::SERVICE, 0));
     }

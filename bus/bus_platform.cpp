@@ -57,16 +57,17 @@ int listObjects(std::map<std::string, objbus::ObjectTypeSpec>& objects) {
         }
         return result;
     };
-    return safely([&] {
+    return catchToStatus([&] {
         Link& link = Model::get().link;
-        return link.ask({MODEL_PATH, MANAGER_INTERFACE, "GetManagedObjects"}, in(PATIENCE), {}, answer);
+        return link.call({MODEL_PATH, MANAGER_INTERFACE, "GetManagedObjects"}, deadlineAfter(CALL_TIMEOUT), {}, answer);
     });
 }
 
 int waitUntilDelivered() {
-    return safely([] {
+    return catchToStatus([] {
         Model& model = Model::get();
-        int const status = model.link.ask({MODEL_PATH, MODEL_INTERFACE, "Settle"}, in(PATIENCE), {}, {});
+        int const status =
+            model.link.call({MODEL_PATH, MODEL_INTERFACE, "Settle"}, deadlineAfter(CALL_TIMEOUT), {}, {});
         model.delivery.waitUntilDone();
         return status;
     });

@@ -1,8 +1,8 @@
 #include "bus/contract.h"
 
 #include <algorithm>
-#include <charconv>
 
+#include "television/environment.h"
 #include "television/status.h"
 
 namespace bus {
@@ -83,11 +83,8 @@ int refuse(sd_bus_error* error, int status) {
 
 int statusOf(sd_bus_error const& error) {
     if (sd_bus_error_has_name(&error, STATUS_ERROR) != 0) {
-        std::string_view const text = error.message != nullptr ? error.message : "";
-        int status = television::STATUS_OK;
-        auto const [end, failure] = std::from_chars(text.data(), text.data() + text.size(), status);
-        bool const isStatus = failure == std::errc() && end == text.data() + text.size();
-        return isStatus && status != television::STATUS_OK ? status : television::STATUS_NOT_UNDERSTOOD;
+        int const status = television::parseNumber<int>(error.message != nullptr ? error.message : "").value_or(0);
+        return status != television::STATUS_OK ? status : static_cast<int>(television::STATUS_NOT_UNDERSTOOD);
     }
     struct Meaning {
         char const* error;
@@ -100,6 +97,8 @@ int statusOf(sd_bus_error const& error) {
         {SD_BUS_ERROR_UNKNOWN_INTERFACE, television::STATUS_NOT_PUBLISHED},
         {SD_BUS_ERROR_UNKNOWN_METHOD, television::STATUS_NOT_PUBLISHED},
         {SD_BUS_ERROR_UNKNOWN_PROPERTY, television::STATUS_NOT_PUBLISHED},
+        {SD_BUS_ERROR_ACCESS_DENIED, television::STATUS_DENIED},
+        {SD_BUS_ERROR_LIMITS_EXCEEDED, television::STATUS_DENIED},
         {SD_BUS_ERROR_NO_REPLY, television::STATUS_NO_ANSWER},
         {SD_BUS_ERROR_TIMEOUT, television::STATUS_NO_ANSWER},
     };

@@ -5,22 +5,26 @@
 #include <chrono>
 #include <utility>
 
-#include "base_utils/debug_log.h"
 #include "bus/contract.h"
+#include "television/report.h"
 #include "television/status.h"
 
 namespace bus {
 
 namespace {
 
-constexpr std::chrono::milliseconds FIRST_PAUSE{100};
-constexpr std::chrono::milliseconds LAST_PAUSE{400};  ///< While there is no bus, it wakes the process up.
-constexpr std::uint32_t SEVERITY_ERROR = 1000;
+constexpr std::chrono::milliseconds FIRST_DELAY{100};
+constexpr std::chrono::milliseconds LAST_DELAY{400};  ///< Each attempt wakes the process up.
+
+constexpr char BUS_NAME[] = "org.freedesktop.DBus";
+constexpr char BUS_PATH[] = "/org/freedesktop/DBus";
 
 constexpr char OWNER_RULE[] =
     "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
     "member='NameOwnerChanged',arg0='nrx.Television1'";
-constexpr char LOST_RULE[] =
+/// One rule for all objects: the bus limits the rules of a connection.
+constexpr char MODEL_RULE[] = "type='signal',sender='nrx.Television1',path_namespace='/nrx/Television1/model'";
+constexpr char DISCONNECTED_RULE[] =
     "type='signal',sender='org.freedesktop.DBus.Local',path='/org/freedesktop/DBus/Local',"
     "interface='org.freedesktop.DBus.Local',member='Disconnected'";
 
@@ -35,11 +39,6 @@ int guarded(Body const& body) noexcept {
     return 0;
 }
 
-/// Which signals the bus is asked for.
-std::string ruleOf(std::string const& path) {
-    return "type='signal',sender='" + std::string(SERVICE) + "',path='" + path + "'";
-}
-
 /// What became of a message that could not be made or sent.
 int statusOf(int result) {
     switch (result) {
@@ -48,7 +47,10 @@ int statusOf(int result) {
         case -EMSGSIZE:  // or the rest.
             return television::STATUS_NOT_CARRIED;
         case -ENOMEM:
-            return television::STATUS_NO_MEMORY;
+        case -ENOBUFS:
+        case -EMFILE:
+        case -ENFILE:
+            return television::STATUS_NO_RESOURCES;
         default:
             return television::STATUS_NO_BUS;
     }
@@ -56,15 +58,16 @@ int statusOf(int result) {
 
 }  // namespace
 
-/// One call of a method. The functions of a caller that waits are called with the mutex held, so that it does not leave
+/// One call of a method. `arguments` and `reply` run with the mutex held, so that a caller that waits does not leave
 /// meanwhile.
 struct Link::Call {
     Link& link;
     Method const method;
+    Caller const caller;
     Content const arguments;
-    Content const answer;
+    Content const reply;
     Content const late{};
-    std::function<void(int status)> const then{};
+    Completion const completion{};
     std::mutex mutex{};
     std::condition_variable ended{};
     bool isEnded = false;
@@ -73,89 +76,85 @@ struct Link::Call {
     Slot slot{};  ///< The link's thread's.
 
     void end(int result) {
-        status = result;
-        isEnded = true;
-        ended.notify_all();
-        if (then) {
-            then(status);
+        {
+            std::lock_guard const lock(mutex);
+            status = result;
+            isEnded = true;
+            ended.notify_all();
+        }
+        if (completion) {
+            completion(result);
         }
     }
 };
 
-Link::Link(Watcher& watcher) : watcher_(watcher), loop_(makeLoop()), tasks_(loop_.get()), pause_(FIRST_PAUSE) {}
+Link::Link(Watcher& watcher)
+    : watcher_(watcher),
+      address_(addressFromEnvironment()),
+      loop_(makeLoop()),
+      tasks_(loop_.get()),
+      retryDelay_(FIRST_DELAY),
+      connectError_(-ENOTCONN) {}
 
 Link::~Link() = default;
 
-void Link::begin() {
-    for (std::thread& thread : threads_) {
-        thread = std::thread([this] { run(); });
-    }
+void Link::start() {
+    thread_ = std::thread([this] { runThread(); });
 }
 
-void Link::run() {
-    std::unique_lock lock(turns_);
+void Link::runThread() {
     while (true) {
-        needed_.wait(lock, [this] { return !isTurning_ && (!isTelling_ || isNeeded_); });
-        isTurning_ = true;
-        lock.unlock();
-        turn();
-        lock.lock();
-        isTurning_ = false;
-        if (isTelling_ || !watcher_.hasNews()) {
-            continue;
-        }
-        isTelling_ = true;
-        isNeeded_ = !calls_.empty() || tasks_.isDue();  // Who waits already does not wait for those who are told.
-        if (isNeeded_) {
-            needed_.notify_one();
-        }
-        do {
-            lock.unlock();
-            watcher_.tellNews();
-            lock.lock();
-        } while (watcher_.hasNews());  // With the mutex held: what the other thread brought is left to this one.
-        isTelling_ = false;
+        runLoopOnce();
     }
 }
 
-void Link::turn() {
-    if (isSeeking_ && std::chrono::steady_clock::now() >= nextLook_) {
-        guarded([this] { open(); });
+void Link::runLoopOnce() {
+    if (isReconnecting_ && std::chrono::steady_clock::now() >= nextAttempt_) {
+        guarded([this] { connectBus(); });
     }
-    auto const left = std::chrono::ceil<std::chrono::microseconds>(nextLook_ - std::chrono::steady_clock::now());
-    auto const wait =
-        isSeeking_ ? static_cast<std::uint64_t>(std::max(left, std::chrono::microseconds(0)).count()) : UINT64_MAX;
+    runTimers();
+    auto next = isReconnecting_ ? nextAttempt_ : Deadline::max();
+    next = timers_.empty() ? next : std::min(next, timers_.begin()->first);
+    std::uint64_t wait = UINT64_MAX;
+    if (next != Deadline::max()) {
+        auto const left = std::chrono::ceil<std::chrono::microseconds>(next - std::chrono::steady_clock::now());
+        wait = static_cast<std::uint64_t>(std::max(left, std::chrono::microseconds(0)).count());
+    }
     if (sd_event_run(loop_.get(), wait) < 0) {  // The kernel, or the memory, has no room: it may have later.
-        std::this_thread::sleep_for(FIRST_PAUSE);
+        std::this_thread::sleep_for(FIRST_DELAY);
     }
 }
 
-void Link::post(std::function<void()> task) {
-    tasks_.post(std::move(task));
-    std::lock_guard const lock(turns_);
-    if (!isTurning_) {
-        isNeeded_ = true;
-        needed_.notify_one();
+void Link::runTimers() {
+    while (!timers_.empty() && timers_.begin()->first <= std::chrono::steady_clock::now()) {
+        auto const due = timers_.extract(timers_.begin());
+        guarded(due.mapped());
     }
 }
 
-void Link::open() {
-    retryLater();  // Unless all goes well.
-    close();
-    if (bus::open(bus_, "") >= 0 && prepare() >= 0) {
-        isSeeking_ = false;
+void Link::runLater(std::chrono::milliseconds delay, std::function<void()> task) {
+    timers_.emplace(std::chrono::steady_clock::now() + delay, std::move(task));
+}
+
+void Link::connectBus() {
+    scheduleReconnect();  // Unless all goes well.
+    disconnectBus();
+    connectError_ = bus::open(bus_, address_);
+    connectError_ = connectError_ < 0 ? connectError_ : initializeBus();
+    if (connectError_ >= 0) {
+        isReconnecting_ = false;
     } else {
-        close();
+        disconnectBus();
     }
 }
 
-void Link::retryLater() {
-    isSeeking_ = true;
-    nextLook_ = std::chrono::steady_clock::now() + pause_;
-    pause_ = std::min(2 * pause_, LAST_PAUSE);
+void Link::scheduleReconnect() {
+    isReconnecting_ = true;
+    nextAttempt_ = std::chrono::steady_clock::now() + retryDelay_;
+    retryDelay_ = std::min(2 * retryDelay_, LAST_DELAY);
 }
 
-int Link::prepare() {
+int Link::initializeBus() {
     sd_bus* const bus = bus_.get();
     int result = sd_bus_attach_event(bus, loop_.get(), SD_EVENT_PRIORITY_NORMAL);
     auto const keep = [this, &result](auto const& makeSlot) {
@@ -163,234 +162,274 @@ int Link::prepare() {
         result = result < 0 ? result : makeSlot(&slot);
         slots_.emplace_back(slot);
     };
-    keep([&](auto slot) { return sd_bus_add_match(bus, slot, LOST_RULE, onLost, this); });
+    keep([&](auto slot) { return sd_bus_add_match(bus, slot, DISCONNECTED_RULE, onDisconnected, this); });
+    // The signals of the objects come here, since a handler of the rule would miss those before its reply.
     keep([&](auto slot) { return sd_bus_add_filter(bus, slot, onMessage, this); });
-    keep([&](auto slot) { return sd_bus_add_match_async(bus, slot, OWNER_RULE, onOwnerChanged, nullptr, this); });
-    keep([&](auto slot) {
-        return sd_bus_call_method_async(bus, slot, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                        "org.freedesktop.DBus", "GetNameOwner", onOwner, this, "s", SERVICE);
-    });
-    for (auto& [path, heard] : heard_) {
-        subscribe(path, heard);
+    // The connection fails with a rule that the bus refuses.
+    keep([&](auto slot) { return sd_bus_add_match_async(bus, slot, OWNER_RULE, onNameOwnerChanged, nullptr, this); });
+    keep([&](auto slot) { return sd_bus_add_match_async(bus, slot, MODEL_RULE, nullptr, nullptr, nullptr); });
+    slots_.emplace_back();
+    return result < 0 ? result : callBus(slots_.back(), "GetNameOwner", onNameOwner, SERVICE);
+}
+
+int Link::callBus(Slot& slot, char const* method, sd_bus_message_handler_t handler, std::string const& argument) {
+    sd_bus_message* made = nullptr;
+    int result = sd_bus_message_new_method_call(bus_.get(), &made, BUS_NAME, BUS_PATH, BUS_NAME, method);
+    Message const message(made);
+    result = result < 0 ? result : sd_bus_message_append(made, "s", argument.c_str());
+    if (result >= 0 && handler == onStarted) {
+        result = sd_bus_message_append(made, "u", 0);
     }
+    sd_bus_slot* pending = nullptr;
+    result = result < 0 ? result : sd_bus_call_async(bus_.get(), &pending, made, handler, this, 0);
+    slot.reset(pending);
     return result;
 }
 
-void Link::close() {
+void Link::disconnectBus() {
+    isOnBus_ = false;
+    userSlot_.reset();
+    startSlot_.reset();
     slots_.clear();
-    for (auto& [path, heard] : heard_) {
-        heard.asking.reset();
-    }
     for (auto const& [key, call] : std::exchange(calls_, {})) {
-        std::lock_guard const lock(call->mutex);
         call->slot.reset();
         guarded([&ended = *call] { ended.end(television::STATUS_NO_BUS); });
     }
-    follow("");
+    forgetOwner();
     bus_.reset();
 }
 
-void Link::follow(std::string owner) {
-    if (owner == owner_) {
-        return;
-    }
+void Link::forgetOwner() {
+    isOwnerKnown_ = false;
+    isStarting_ = false;
+    candidate_.clear();
+    failWaiting(television::STATUS_NO_BUS);
+    setOwner("");
+}
+
+void Link::setOwner(std::string owner) {
     owner.swap(owner_);
     if (!owner.empty()) {
-        guarded([this] { watcher_.handleGone(); });
+        guarded([this] { watcher_.handleNameVanished(); });
     }
     if (!owner_.empty()) {
-        guarded([this] { watcher_.handleBack(); });
+        guarded([this] { watcher_.handleNameAppeared(); });
     }
 }
 
-int Link::onLost(sd_bus_message* /*message*/, void* link, sd_bus_error* /*error*/) noexcept {
+void Link::handleOwner(std::string const& owner) {
+    isOwnerKnown_ = true;
+    if (owner == (candidate_.empty() ? owner_ : candidate_)) {
+        sendWaiting();
+        return;
+    }
+    setOwner("");
+    candidate_ = owner;
+    if (!owner.empty() && callBus(userSlot_, "GetConnectionUnixUser", onOwnerUser, owner) < 0) {
+        candidate_.clear();
+        scheduleReconnect();  // Asks anew.
+    }
+    sendWaiting();
+}
+
+void Link::handleOwnerUser(sd_bus_message* reply) {
+    std::string owner = std::exchange(candidate_, {});
+    unsigned int user = 0;
+    if (sd_bus_message_is_method_error(reply, nullptr) != 0 || read(reply, user) < 0) {
+        // The owner has gone, which the bus tells, too.
+    } else if (trusted_.allows(user)) {
+        setOwner(std::move(owner));
+    } else {
+        report((std::string(SERVICE) + " belongs to a process of user " + std::to_string(user) + ", expected " +
+                trusted_.text() + ": not followed")
+                   .c_str());
+    }
+    sendWaiting();
+}
+
+int Link::onDisconnected(sd_bus_message* /*message*/, void* link, sd_bus_error* /*error*/) noexcept {
     return guarded([&] {
         auto& self = *static_cast<Link*>(link);
-        self.retryLater();  // Not at once: the bus is at work.
-        self.follow("");
+        self.isOnBus_ = false;
+        self.scheduleReconnect();  // Not at once: the bus is at work.
+        self.forgetOwner();
     });
 }
 
-int Link::onOwner(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
+int Link::onNameOwner(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
     return guarded([&] {
         auto& self = *static_cast<Link*>(link);
         sd_bus_error const* const error = sd_bus_message_get_error(message);
-        if (std::string owner; error == nullptr && read(message, owner) >= 0) {
-            self.follow(owner);
-        } else if (sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
+        std::string owner;
+        if ((error != nullptr || read(message, owner) < 0) &&
+            sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
             return;  // The bus goes.
         }
-        self.pause_ = FIRST_PAUSE;
-        std::lock_guard const lock(self.mutex_);
-        self.reached_ = true;
-        self.reachedNow_.notify_all();
+        self.retryDelay_ = FIRST_DELAY;
+        self.isOnBus_ = true;
+        self.handleOwner(owner);
     });
 }
 
-int Link::onOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
+int Link::onNameOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
     return guarded([&] {
         std::string name;
         std::string before;
         std::string owner;
         // The rule does not keep out what another connection sends to this one alone.
         char const* const sender = sd_bus_message_get_sender(message);
-        if (sender == nullptr || sender != std::string_view("org.freedesktop.DBus")) {
+        if (sender == nullptr || sender != std::string_view(BUS_NAME)) {
             return;
         }
         if (read(message, name) >= 0 && read(message, before) >= 0 && read(message, owner) >= 0) {
-            static_cast<Link*>(link)->follow(owner);
+            static_cast<Link*>(link)->handleOwner(owner);
         }
     });
 }
 
-bool Link::reached(std::chrono::milliseconds patience) {
-    std::unique_lock lock(mutex_);
-    return reachedNow_.wait_until(lock, std::chrono::steady_clock::now() + patience, [this] { return reached_; });
+int Link::onOwnerUser(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
+    return guarded([&] { static_cast<Link*>(link)->handleOwnerUser(message); });
 }
 
-int Link::ask(Method method, Deadline deadline, Content arguments, Content answer, Content late) {
+void Link::startTelevision() {
+    if (int const result = callBus(startSlot_, "StartServiceByName", onStarted, SERVICE); result < 0) {
+        failWaiting(statusOf(result));
+    } else {
+        isStarting_ = true;
+    }
+}
+
+int Link::onStarted(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
+    return guarded([&] {
+        auto& self = *static_cast<Link*>(link);
+        self.isStarting_ = false;
+        if (sd_bus_error const* const error = sd_bus_message_get_error(message)) {
+            self.failWaiting(bus::statusOf(*error));
+        } else if (!self.isOwnerPending() && self.owner_.empty()) {  // It has gone again, or must not be followed.
+            self.failWaiting(television::STATUS_NO_TELEVISION);
+        } else {
+            self.sendWaiting();
+        }
+    });
+}
+
+int Link::call(Method method, Deadline deadline, Content arguments, Content reply, Content late) {
     std::shared_ptr<Call> const call(
-        new Call{*this, std::move(method), std::move(arguments), std::move(answer), std::move(late)});
-    post([this, call] { start(call); });
+        new Call{*this, std::move(method), Caller::CLIENT, std::move(arguments), std::move(reply), std::move(late)});
+    tasks_.post([this, call] { beginCall(call); });
     std::unique_lock lock(call->mutex);
     call->isAbandoned = !call->ended.wait_until(lock, deadline, [&call] { return call->isEnded; });
     return call->status;
 }
 
-void Link::request(Method method, Content arguments, Content answer, std::function<void(int status)> then) {
+void Link::callAsync(Method method, Caller caller, Content arguments, Content reply, Completion completion) {
     std::shared_ptr<Call> const call(
-        new Call{*this, std::move(method), std::move(arguments), std::move(answer), {}, std::move(then)});
-    post([this, call] { start(call); });
+        new Call{*this, std::move(method), caller, std::move(arguments), std::move(reply), {}, std::move(completion)});
+    tasks_.post([this, call] { beginCall(call); });
 }
 
-void Link::start(std::shared_ptr<Call> const& call) {
+void Link::beginCall(std::shared_ptr<Call> const& call) {
+    if (isReconnecting_ && call->caller == Caller::CLIENT) {
+        connectBus();
+    }
+    routeCall(call);
+}
+
+void Link::routeCall(std::shared_ptr<Call> const& call) {
+    if (isReconnecting_) {
+        call->end(statusOf(connectError_));
+    } else if (isOwnerPending()) {
+        waiting_.push_back(call);
+    } else if (!owner_.empty()) {
+        if (int const result = sendCall(call); result < 0) {
+            call->end(statusOf(result));
+        }
+    } else if (call->caller == Caller::CLIENT) {
+        waiting_.push_back(call);
+        startTelevision();
+    } else {
+        call->end(television::STATUS_NO_TELEVISION);
+    }
+}
+
+int Link::sendCall(std::shared_ptr<Call> const& call) {
     std::lock_guard const lock(call->mutex);
     if (call->isAbandoned) {
-        return;
+        return 0;
     }
     Message message;
-    int result = make(call->method, call->arguments, message);
-    if (result >= 0 && call->then) {  // Nobody outside asks: no television is to be started for it.
-        result = sd_bus_message_set_auto_start(message.get(), 0);
+    int result = newMethodCall(call->method, call->arguments, message);
+    if (result < 0) {
+        return result;
     }
-    if (result >= 0) {
-        auto const place = calls_.emplace(call.get(), call).first;
-        sd_bus_slot* slot = nullptr;
-        result = sd_bus_call_async(bus_.get(), &slot, message.get(), onAnswer, call.get(), 0);
-        call->slot.reset(slot);
-        if (result >= 0) {
-            return;
-        }
+    auto const place = calls_.emplace(call.get(), call).first;
+    sd_bus_slot* slot = nullptr;
+    result = sd_bus_call_async(bus_.get(), &slot, message.get(), onReply, call.get(), 0);
+    call->slot.reset(slot);
+    if (result < 0) {
         calls_.erase(place);
     }
-    call->end(statusOf(result));
+    return result;
 }
 
-int Link::onAnswer(sd_bus_message* message, void* asked, sd_bus_error* /*error*/) noexcept {
+void Link::sendWaiting() {
+    for (auto const& call : std::exchange(waiting_, {})) {
+        guarded([&] { routeCall(call); });
+    }
+}
+
+void Link::failWaiting(int status) {
+    for (auto const& call : std::exchange(waiting_, {})) {
+        guarded([&] { call->end(status); });
+    }
+}
+
+int Link::onReply(sd_bus_message* message, void* called, sd_bus_error* /*error*/) noexcept {
     return guarded([&] {
-        auto& calls = static_cast<Call*>(asked)->link.calls_;
-        std::shared_ptr<Call> const call = calls.extract(static_cast<Call*>(asked)).mapped();
-        std::lock_guard const lock(call->mutex);
+        auto& calls = static_cast<Call*>(called)->link.calls_;
+        std::shared_ptr<Call> const call = calls.extract(static_cast<Call*>(called)).mapped();
         Slot const slot = std::move(call->slot);
+        int status = television::STATUS_OK;
         if (sd_bus_error const* const error = sd_bus_message_get_error(message)) {
-            call->end(bus::statusOf(*error));
-        } else if (!call->isAbandoned) {
-            bool const understood = !call->answer || call->answer(message) >= 0;
-            call->end(understood ? television::STATUS_OK : television::STATUS_NOT_UNDERSTOOD);
-        } else if (call->late) {
-            call->late(message);
+            status = bus::statusOf(*error);
+        } else {
+            std::lock_guard const lock(call->mutex);
+            Content const& take = call->isAbandoned ? call->late : call->reply;
+            status = !take || take(message) >= 0 ? television::STATUS_OK : television::STATUS_NOT_UNDERSTOOD;
         }
+        call->end(status);
     });
 }
 
-void Link::tell(Method method, Content arguments) {
-    post([this, told = std::move(method), content = std::move(arguments)] {
+void Link::callNoReply(Method method, Content arguments) {
+    tasks_.post([this, called = std::move(method), content = std::move(arguments)] {
         guarded([&] {
             Message message;
-            int result = make(told, content, message);
+            int result = owner_.empty() ? -ENOTCONN : newMethodCall(called, content, message);
             result = result < 0 ? result : sd_bus_message_set_expect_reply(message.get(), 0);
-            result = result < 0 ? result : sd_bus_message_set_auto_start(message.get(), 0);
             result = result < 0 ? result : sd_bus_send(bus_.get(), message.get(), nullptr);
             if (result < 0) {
-                reportFailure(told.path, told.name, statusOf(result));
+                reportFailure(called.path, called.name, statusOf(result));
             }
         });
     });
 }
 
-int Link::make(Method const& method, Content const& arguments, Message& message) const {
-    if (!bus_) {
-        return -ENOTCONN;
-    }
+int Link::newMethodCall(Method const& method, Content const& arguments, Message& message) const {
     sd_bus_message* made = nullptr;
-    int const result =
-        sd_bus_message_new_method_call(bus_.get(), &made, SERVICE, method.path.c_str(), method.interface, method.name);
+    int const result = sd_bus_message_new_method_call(bus_.get(), &made, owner_.c_str(), method.path.c_str(),
+                                                      method.interface, method.name);
     message.reset(made);
     return result < 0 || !arguments ? result : arguments(made);
-}
-
-void Link::listen(std::string const& path, std::shared_ptr<Listener> listener) {
-    post([this, path, listener = std::move(listener)] { place(path, listener, false); });
-}
-
-void Link::listenAlone(std::string const& path, std::shared_ptr<Listener> listener) {
-    post([this, path, listener = std::move(listener)] { place(path, listener, true); });
-}
-
-void Link::place(std::string const& path, std::shared_ptr<Listener> listener, bool alone) {
-    Heard& heard = heard_[path];
-    heard.listener = std::move(listener);
-    heard.isAlone = alone;
-    subscribe(path, heard);
-}
-
-void Link::subscribe(std::string const& path, Heard& heard) {
-    if (heard.isAlone || !bus_) {
-        return;
-    }
-    sd_bus_slot* slot = nullptr;
-    heard.isRefused = sd_bus_call_method_async(bus_.get(), &slot, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                               "org.freedesktop.DBus", "AddMatch", onListening, &heard, "s",
-                                               ruleOf(path).c_str()) < 0;
-    heard.asking.reset(slot);
-}
-
-void Link::forget(std::string const& path) {
-    post([this, path] {
-        auto const found = heard_.find(path);
-        if (found == heard_.end()) {
-            return;
-        }
-        if (!found->second.isAlone && bus_) {
-            sd_bus_call_method_async(bus_.get(), nullptr, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                     "org.freedesktop.DBus", "RemoveMatch", nullptr, nullptr, "s",
-                                     ruleOf(path).c_str());
-        }
-        heard_.erase(found);
-    });
-}
-
-bool Link::refused(std::string const& path) const {
-    auto const found = heard_.find(path);
-    return found == heard_.end() || found->second.isRefused;
-}
-
-int Link::onListening(sd_bus_message* message, void* heard, sd_bus_error* /*error*/) noexcept {
-    static_cast<Heard*>(heard)->isRefused = sd_bus_message_is_method_error(message, nullptr) != 0;
-    return 0;
 }
 
 int Link::onMessage(sd_bus_message* message, void* link, sd_bus_error* /*error*/) noexcept {
     return guarded([&] {
         auto const& self = *static_cast<Link*>(link);
-        char const* const path = sd_bus_message_get_path(message);
         char const* const sender = sd_bus_message_get_sender(message);
         // Anybody may send signals; the owner of the name is one.
-        if (path == nullptr || sender == nullptr || self.owner_ != sender) {
-            return;
-        }
-        if (auto const found = self.heard_.find(std::string_view(path)); found != self.heard_.end()) {
-            found->second.listener->hear(message);
+        if (sender != nullptr && self.owner_ == sender && sd_bus_message_is_signal(message, nullptr, nullptr) > 0) {
+            self.watcher_.handleSignal(message);
         }
     });
 }
@@ -406,9 +445,15 @@ void reportFailure(std::string const& what, char const* operation, int status) n
             case television::STATUS_NO_BUS:
                 return "there is no bus";
             case television::STATUS_NO_ANSWER:
-                return "no answer came in time";
+                return "no answer came in time, the television may still do it";
             case television::STATUS_NOT_CARRIED:
                 return "the bus does not carry it";
+            case television::STATUS_NOT_UNDERSTOOD:
+                return "what came is not what was agreed on";
+            case television::STATUS_DENIED:
+                return "the bus denies it";
+            case television::STATUS_NO_RESOURCES:
+                return "this process has no memory, thread or file descriptor left";
             default:
                 return "refused";
         }
@@ -418,14 +463,6 @@ void reportFailure(std::string const& what, char const* operation, int status) n
     });
 }
 
-void report(char const* line) noexcept {
-    try {  // Where the lines go is the program's.
-        DebugLevelRecord record{SEVERITY_ERROR, 0, 0};
-        if (debugCheckLevel(&record) != 0) {
-            debugOutput("ERROR [BUS] %s\n", line);
-        }
-    } catch (...) {
-    }
-}
+void report(char const* line) noexcept { television::report("BUS", line); }
 
 }  // namespace bus

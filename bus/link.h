@@ -1,8 +1,10 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -13,6 +15,7 @@
 
 #include "bus/message.h"
 #include "bus/tasks.h"
+#include "bus/trusted_owner.h"
 
 // Private to the platform library.
 
@@ -27,137 +30,122 @@ struct Method {
     char const* name;
 };
 
-/// Appends what is asked, or reads what is answered; negative when that fails.
+/// Appends a call's arguments, or reads a reply; negative when that fails.
 using Content = std::function<int(sd_bus_message* message)>;
+/// Takes the status of a call that has ended.
+using Completion = std::function<void(int status)>;
 
-/// Hears the signals of one object of the television's. Called on the link's thread.
-class Listener {
-public:
-    Listener() = default;
-    Listener(Listener const&) = delete;
-    Listener& operator=(Listener const&) = delete;
-    virtual ~Listener() = default;
-    virtual void hear(sd_bus_message* signal) = 0;
-};
+/// For whom a call is made: for a client, a lost bus is connected to at once and a television is started.
+enum class Caller { CLIENT, PLATFORM };
 
-/// Hears of the television itself, on the link's thread, and tells what came to those outside.
+/// Receives what happens on the bus, on the link's thread and with no lock held.
 class Watcher {
 public:
     Watcher() = default;
     Watcher(Watcher const&) = delete;
     Watcher& operator=(Watcher const&) = delete;
-    /// A television that was there is gone, or another one takes its place.
-    virtual void handleGone() = 0;
-    /// A television is there.
-    virtual void handleBack() = 0;
-    /// Whether something is to be told. Must not ask the link for anything.
-    virtual bool hasNews() = 0;
-    /// Tells it. The other thread may be the link's meanwhile.
-    virtual void tellNews() = 0;
+    /// The television that owned the name has gone.
+    virtual void handleNameVanished() = 0;
+    /// A television that may be followed owns the name.
+    virtual void handleNameAppeared() = 0;
+    /// The television sent a signal.
+    virtual void handleSignal(sd_bus_message* signal) = 0;
 
 protected:
     ~Watcher() = default;
 };
 
-/// The way to the television, over a bus that is looked for again whenever it is lost, and the thread on which all is
-/// sent and received, which calls nobody outside this library but the log. Lives as long as the process.
+/// The connection to the bus, and through it to the television, with the thread on which all messages are sent and
+/// received. The thread reads whatever the observers do: they are notified on another one. A lost bus is connected to
+/// again, after a pause or when a client calls. Lives as long as the process.
 ///
-/// There are two threads, of which one is the link's at a time. It tells what came, too, and is not the link's then,
-/// since that takes as long as those who hear it like: the other thread becomes the link's when something is to be sent
-/// or answered meanwhile, and only then. So what comes is mostly told without a change of threads.
+/// A television is the owner of the name nrx.Television1 if its user may be one. Nothing is sent to another owner, and
+/// nothing is taken from it.
 class Link {
 public:
-    /// The watcher is called from now on.
+    /// Reads the environment: on the thread of the host, which may change the environment later.
     explicit Link(Watcher& watcher);
     Link(Link const&) = delete;
     Link& operator=(Link const&) = delete;
     ~Link();
 
-    /// Starts the threads, after which this lives on. What was asked for before is done then.
-    void begin();
+    /// Starts the thread, after which the link lives on. Throws `std::system_error` if the system has no room for one.
+    void start();
 
-    /// Waits until a bus has been reached for the first time, and returns whether it was.
-    bool reached(std::chrono::milliseconds patience);
+    /// Whether the bus answers.
+    [[nodiscard]] bool isOnBus() const { return isOnBus_; }
 
-    /// Calls the method and waits for its answer, until the deadline: what nobody has begun to send by then is dropped.
-    /// Returns a status. `arguments` and `answer` are called on the link's thread, and never after this has returned;
-    /// an answer that comes later goes to `late`.
-    int ask(Method method, Deadline deadline, Content arguments, Content answer, Content late = {});
+    /// Calls the method and blocks until the reply or the deadline. A call not sent by then is never sent. Returns a
+    /// status. `arguments` and `reply` run on the link's thread, and never after this has returned; a reply that comes
+    /// later goes to `late`.
+    int call(Method method, Deadline deadline, Content arguments, Content reply, Content late = {});
 
-    /// Calls the method and does not wait. `then` is called with the status when `answer` has read what was answered,
-    /// or there is none; each on the link's thread.
-    void request(Method method, Content arguments, Content answer, std::function<void(int status)> then);
+    /// Calls the method and does not wait. `completion` follows `reply`, or the failure, each on the link's thread.
+    void callAsync(Method method, Caller caller, Content arguments, Content reply, Completion completion);
 
-    /// Calls the method without an answer, and does not wait. `arguments` is called later, on the link's thread.
-    void tell(Method method, Content arguments);
+    /// Calls the method without a reply, and does not wait. `arguments` runs later, on the link's thread.
+    void callNoReply(Method method, Content arguments);
 
-    /// Lets the listener hear the signals of a path; what is asked for after this has returned is answered after that.
-    /// One path has one listener.
-    void listen(std::string const& path, std::shared_ptr<Listener> listener);
-    /// The same for signals that the television sends to this process alone, which the bus passes on unasked. In an
-    /// answer: the next message is heard.
-    void listenAlone(std::string const& path, std::shared_ptr<Listener> listener);
-    /// Lets nobody hear them, soon.
-    void forget(std::string const& path);
-    /// For an answer: whether the bus has refused to pass the path's signals on.
-    [[nodiscard]] bool refused(std::string const& path) const;
+    /// On the link's thread: runs the task there after the delay, if no time runs out before.
+    void runLater(std::chrono::milliseconds delay, std::function<void()> task);
 
 private:
     struct Call;
-    /// Whose signals are heard.
-    struct Heard {
-        std::shared_ptr<Listener> listener;
-        bool isAlone = false;  ///< The bus has not been asked for them.
-        bool isRefused = false;
-        Slot asking{};
-    };
 
-    void run();
-    void turn();
-    void post(std::function<void()> task);
-    void open();
-    void close();
-    int prepare();
-    void retryLater();
-    void follow(std::string owner);
-    void place(std::string const& path, std::shared_ptr<Listener> listener, bool alone);
-    void subscribe(std::string const& path, Heard& heard);
-    void start(std::shared_ptr<Call> const& call);
-    int make(Method const& method, Content const& arguments, Message& message) const;
+    void runThread();
+    void runLoopOnce();
+    void runTimers();
+    void connectBus();
+    void disconnectBus();
+    int initializeBus();
+    void scheduleReconnect();
+    void forgetOwner();
+    void handleOwner(std::string const& owner);
+    void handleOwnerUser(sd_bus_message* reply);
+    void setOwner(std::string owner);
+    [[nodiscard]] bool isOwnerPending() const { return !isOwnerKnown_ || !candidate_.empty() || isStarting_; }
+    void startTelevision();
+    void beginCall(std::shared_ptr<Call> const& call);
+    void routeCall(std::shared_ptr<Call> const& call);
+    int sendCall(std::shared_ptr<Call> const& call);
+    void sendWaiting();
+    void failWaiting(int status);
+    int callBus(Slot& slot, char const* method, sd_bus_message_handler_t handler, std::string const& argument);
+    int newMethodCall(Method const& method, Content const& arguments, Message& message) const;
 
-    static int onAnswer(sd_bus_message* message, void* asked, sd_bus_error* error) noexcept;
-    static int onListening(sd_bus_message* message, void* heard, sd_bus_error* error) noexcept;
+    static int onReply(sd_bus_message* message, void* called, sd_bus_error* error) noexcept;
     static int onMessage(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
-    static int onOwner(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
-    static int onOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
-    static int onLost(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
+    static int onNameOwner(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
+    static int onNameOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
+    static int onOwnerUser(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
+    static int onStarted(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
+    static int onDisconnected(sd_bus_message* message, void* link, sd_bus_error* error) noexcept;
 
     Watcher& watcher_;
+    std::string const address_;
+    TrustedOwner const trusted_;
     Loop const loop_;
     Tasks tasks_;
-
-    std::mutex turns_;
-    std::condition_variable needed_;
-    // Guarded by the mutex of the turns:
-    bool isTurning_ = false;  ///< A thread is the link's,
-    bool isTelling_ = false;  ///< and one, perhaps another, tells what came.
-    bool isNeeded_ = false;   ///< Something is to be sent meanwhile, and what is answered to be read.
-
-    std::mutex mutex_;
-    std::condition_variable reachedNow_;
-    bool reached_ = false;  ///< Guarded by the mutex.
+    std::atomic<bool> isOnBus_ = false;
 
     // Used on the link's thread alone.
-    bool isSeeking_ = true;                               ///< A bus is to be looked for,
-    Deadline nextLook_{};                                 ///< then,
-    std::chrono::milliseconds pause_;                     ///< and so long after that.
-    std::map<std::string, Heard, std::less<>> heard_;     ///< By their paths.
+    bool isReconnecting_ = true;            ///< There is no bus, or a lost one; the next attempt comes
+    Deadline nextAttempt_{};                ///< then,
+    std::chrono::milliseconds retryDelay_;  ///< and so long after that.
+    int connectError_;                      ///< Why there is none.
+    std::multimap<Deadline, std::function<void()>> timers_;
     std::map<Call const*, std::shared_ptr<Call>> calls_;  ///< Those that were sent.
+    std::deque<std::shared_ptr<Call>> waiting_;           ///< Those to be sent when the owner is known.
     std::string owner_;                                   ///< The television's connection; empty while there is none.
+    std::string candidate_;                               ///< The name's owner, while its user is asked for.
+    bool isOwnerKnown_ = false;                           ///< The bus has answered who owns the name.
+    bool isStarting_ = false;                             ///< The bus has been asked to start a television.
     Bus bus_;                                             ///< Null while there is none.
-    std::vector<Slot> slots_;                             ///< The link's own. All slots go before the bus.
+    Slot userSlot_;                                       ///< All slots go before the bus.
+    Slot startSlot_;
+    std::vector<Slot> slots_;
 
-    std::thread threads_[2];
+    std::thread thread_;
 };
 
 /// Writes one line to the log. Needs no memory for a short one.

@@ -222,19 +222,30 @@ Loop makeLoop() {
     return Loop(loop);
 }
 
+std::string addressFromEnvironment() {
+    for (char const* const name : {"NRX_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"}) {
+        if (char const* const address = std::getenv(name); address != nullptr && *address != '\0') {
+            return address;
+        }
+    }
+    char const* const directory = std::getenv("XDG_RUNTIME_DIR");
+    if (directory == nullptr) {
+        return {};
+    }
+    std::string address = "unix:path=";
+    for (char const byte : std::string_view(directory)) {
+        std::string const escaped = byte == '%' ? "%25" : byte == ',' ? "%2c" : byte == ';' ? "%3b" : "";
+        address += escaped.empty() ? std::string(1, byte) : escaped;
+    }
+    return address + "/bus";
+}
+
 int open(Bus& bus, std::string const& address) {
-    char const* const named = std::getenv("NRX_BUS_ADDRESS");
-    std::string const wanted = address.empty() && named != nullptr ? named : address;
     sd_bus* opened = nullptr;
-    int result = wanted.empty() ? sd_bus_open_user(&opened) : sd_bus_new(&opened);
+    int result = sd_bus_new(&opened);
     bus.reset(opened);
-    if (result < 0 || wanted.empty()) {
-        return result;
-    }
-    result = sd_bus_set_address(opened, wanted.c_str());
-    if (result >= 0) {
-        result = sd_bus_set_bus_client(opened, 1);
-    }
+    result = result < 0 ? result : sd_bus_set_address(opened, address.c_str());
+    result = result < 0 ? result : sd_bus_set_bus_client(opened, 1);
     return result < 0 ? result : sd_bus_start(opened);
 }
 

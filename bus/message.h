@@ -10,6 +10,7 @@
 
 #include "objbus/argument.h"
 #include "objbus/table.h"
+#include "television/value.h"
 
 // The contents of messages. Every operation returns a negative error number when it fails, as sd-bus does; what was
 // appended, or read, before is then of no use. Private to both sides of the bus.
@@ -35,17 +36,7 @@ using Source = std::unique_ptr<sd_event_source, Release<sd_event_source_disable_
 /// character ever (U+FFFE, U+FFFF and their like).
 bool carries(std::string_view text);
 
-/// What a value takes in a message, roughly.
-inline std::size_t sizeOf(long long /*value*/) { return sizeof(long long); }
-inline std::size_t sizeOf(std::string const& value) { return value.size() + sizeof(long long); }
-template <typename T>
-std::size_t sizeOf(std::vector<T> const& values) {
-    std::size_t size = 0;
-    for (T const& value : values) {
-        size += sizeOf(value);
-    }
-    return size;
-}
+using television::sizeOf;
 
 // Appends one value, whole. A text that the bus does not carry fails with `-EILSEQ`, and more than 32 MiB, after which
 // the bus would end the connection, with `-EMSGSIZE`.
@@ -89,8 +80,10 @@ int readVariant(sd_bus_message* message, char const* signature, T& value) {
 /// A loop of events. Throws `std::system_error` when the kernel has no room for it.
 Loop makeLoop();
 
-/// Makes a bus that is on its way to be connected: to the address; to NRX_BUS_ADDRESS, when that is empty; to the
-/// session's, when that is empty too.
+/// The address of the bus: that in NRX_BUS_ADDRESS, or else the session's. Empty if the environment has neither.
+std::string addressFromEnvironment();
+
+/// Begins to connect to the bus at the address.
 int open(Bus& bus, std::string const& address);
 
 }  // namespace bus

@@ -5,44 +5,27 @@
 #include <utility>
 
 #include "bus/contract.h"
-#include "bus/root.h"
+#include "bus/remote_table.h"
 
 namespace bus {
 
 namespace {
 
-/// Hears which objects come and go.
-class Manager final : public Listener {
-public:
-    explicit Manager(Model& model) : model_(model) {}
+/// The bus has a limit for the calls of a process that are not answered yet, of which clients make some, too.
+constexpr std::size_t MOST_RECOVERIES = 64;
+constexpr std::chrono::milliseconds FIRST_RECOVERY_DELAY{100};
+constexpr std::chrono::milliseconds LAST_RECOVERY_DELAY{10'000};
 
-    void hear(sd_bus_message* signal) override {
-        char const* path = nullptr;
-        bool const comes = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesAdded") > 0;
-        bool const goes = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesRemoved") > 0;
-        if ((!comes && !goes) || sd_bus_message_read_basic(signal, SD_BUS_TYPE_OBJECT_PATH, &path) <= 0) {
-            return;
-        }
-        std::vector<std::string> interfaces;
-        if (comes) {
-            model_.arrive(path);
-        } else if (read(signal, interfaces) >= 0 &&
-                   std::count(interfaces.begin(), interfaces.end(), OBJECT_INTERFACE) != 0) {
-            model_.withdraw(path);
-        }
-    }
-
-private:
-    Model& model_;
-};
-
-/// While it lives, threads are made on which the signals meant for the process's own are not handled.
+/// While it lives, threads are made on which no signal of the process is handled, but for those of a fault.
 class SignalsBlocked {
 public:
     SignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
+        sigset_t blocked;
+        sigfillset(&blocked);
+        for (int const fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+            sigdelset(&blocked, fault);  // The host's handler of crashes runs where an observer has crashed.
+        }
+        pthread_sigmask(SIG_SETMASK, &blocked, &before_);
     }
     SignalsBlocked(SignalsBlocked const&) = delete;
     SignalsBlocked& operator=(SignalsBlocked const&) = delete;
@@ -62,123 +45,144 @@ void RemoteObject::report(char const* operation, int status) const noexcept {
     reportFailure(place_.key, operation, status);
 }
 
-int RemoteObject::ask(char const* interface, char const* name, Content arguments, Content answer, Content late) const {
-    if (withdrawn()) {
+int RemoteObject::call(char const* interface, char const* name, Content arguments, Content reply, Content late) const {
+    if (isWithdrawn()) {
         return television::STATUS_WITHDRAWN;
     }
-    int const status =
-        link().ask({path(), interface, name}, in(PATIENCE), std::move(arguments), std::move(answer), std::move(late));
+    int const status = link().call({path(), interface, name}, deadlineAfter(CALL_TIMEOUT), std::move(arguments),
+                                   std::move(reply), std::move(late));
     return status == television::STATUS_NOT_PUBLISHED ? television::STATUS_WITHDRAWN : status;
 }
 
-Place::Place(Model& owner, std::string name) : model(owner), key(std::move(name)), path(pathOf(key)) {}
-
-void Place::hear(sd_bus_message* signal) {
-    RemoteObject* const object = [this] {
-        std::lock_guard const lock(model.mutex);
-        return current;
-    }();
-    if (object != nullptr) {
-        object->hear(signal);
-    }
+void RemoteObject::recover(Completion completion) {
+    auto const type = std::make_shared<int>(0);
+    auto const reply = [type](sd_bus_message* message) { return readVariant(message, "i", *type); };
+    auto const confirm = [this, type, completion = std::move(completion)](int status) {
+        if (status == television::STATUS_OK && *type == type_) {
+            std::lock_guard const lock(model_.mutex);
+            markPublished();
+        }
+        completion(status);
+    };
+    link().callAsync({path(), PROPERTIES_INTERFACE, "Get"}, Caller::PLATFORM, propertyOf(OBJECT_INTERFACE, "Type"),
+                     reply, confirm);
 }
+
+Content propertyOf(char const* interface, char const* property) {
+    return [=](sd_bus_message* message) { return sd_bus_message_append(message, "ss", interface, property); };
+}
+
+Place::Place(std::string name) : key(std::move(name)), path(pathOf(key)) {}
 
 Model& Model::get() {
     // Never destroyed: its threads run until the process ends, whatever else has been destroyed by then.
-    static Model& model = [&]() -> Model& {
+    static Model& model = []() -> Model& {
         SignalsBlocked const blocked;
         return *new Model;
     }();
     return model;
 }
 
-Model::Model() : root(makeRoot()), link(*this) {
-    link.listen(MODEL_PATH, std::make_shared<Manager>(*this));
-    link.begin();
+Model::Model() : link(*this) {
+    delivery.start();
+    link.start();
 }
 
-std::shared_ptr<Place> Model::placeOf(std::string const& key) {
+Place& Model::findOrCreatePlace(std::string const& key) {
     std::lock_guard const lock(mutex);
-    std::shared_ptr<Place>& place = places_[key];
-    if (!place) {
-        place = std::make_shared<Place>(*this, key);
+    auto found = places_.find(key);
+    if (found == places_.end()) {
+        found = places_.emplace(key, std::make_unique<Place>(key)).first;
     }
+    Place& place = *found->second;
+    placesByPath_.try_emplace(place.path, &place);  // Again, if memory ran out here before.
     return place;
 }
 
-void Model::use(std::shared_ptr<Place> const& place) {
+Place* Model::findByPath(std::string_view path) {
     std::lock_guard const lock(mutex);
-    if (place->users == 0) {
-        link.listen(place->path, place);
-    }
-    ++place->users;
-}
-
-void Model::leave(Place& place, std::size_t users) {
-    place.users -= users;
-    if (users != 0 && place.users == 0) {
-        link.forget(place.path);
-    }
+    auto const found = placesByPath_.find(path);
+    return found != placesByPath_.end() ? found->second : nullptr;
 }
 
 int Model::connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object) {
-    auto const place = placeOf(key);
-    use(place);
-    int const status = safely([&] { return connectAt(*place, observer, object); });
-    if (status != television::STATUS_OK) {
-        std::lock_guard const lock(mutex);
-        leave(*place, 1);
+    Place& place = findOrCreatePlace(key);
+    auto const attempt = attemptOf(place, observer);
+    if (attempt->status.wait_for(CONNECT_TIMEOUT) != std::future_status::ready) {
+        return link.isOnBus() ? television::STATUS_NO_ANSWER : television::STATUS_NO_BUS;
+    }
+    std::lock_guard const lock(mutex);
+    int status = attempt->status.get();
+    if (status == television::STATUS_OK && attempt->object->isWithdrawn()) {
+        status = television::STATUS_NOT_PUBLISHED;
+    }
+    if (status == television::STATUS_OK) {
+        attempt->object->connect(observer);
+        object = &attempt->object->object();
+    }
+    if (auto const found = place.attempts.find(observer); found != place.attempts.end() && found->second == attempt) {
+        place.attempts.erase(found);
     }
     return status;
 }
 
-int Model::connectAt(Place& place, objbus::Observer* observer, objbus::Object*& object) {
-    Deadline const deadline = in(CONNECT_PATIENCE);
-    auto type = objbus::OBJECT_TYPE_NONE;
-    int status = askForType(place, deadline, type);
-    if (status != television::STATUS_OK) {
-        return status;
+std::shared_ptr<Place::Attempt> Model::attemptOf(Place& place, objbus::Observer const* observer) {
+    std::shared_ptr<Place::Attempt> attempt;
+    {
+        std::lock_guard const lock(mutex);
+        auto& known = place.attempts[observer];
+        bool const isAnswered = known && known->status.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+        if (!known || (isAnswered && !(known->status.get() == television::STATUS_OK && known->object->isPublished()))) {
+            known = std::make_shared<Place::Attempt>();
+        } else if (isAnswered || std::chrono::steady_clock::now() < known->nextCall) {
+            return known;
+        } else {
+            known->patience *= 2;
+            known->nextCall = deadlineAfter(known->patience);
+        }
+        attempt = known;
     }
-    RemoteObject& remote = objectAt(place, type);
-    status = remote.prepare(deadline);
-    if (status != television::STATUS_OK) {
-        return status;
-    }
-    std::lock_guard const lock(mutex);
-    if (remote.withdrawn()) {
-        return television::STATUS_NOT_PUBLISHED;
-    }
-    remote.connect(observer);
-    object = &remote.object();
-    return television::STATUS_OK;
+    begin(place, attempt);
+    return attempt;
 }
 
-int Model::askForType(Place const& place, Deadline deadline, objbus::ObjectTypeSpec& type) {
-    int number = 0;
-    bool refused = false;
-    auto const question = [](sd_bus_message* message) {
-        return sd_bus_message_append(message, "ss", OBJECT_INTERFACE, "Type");
+void Model::begin(Place& place, std::shared_ptr<Place::Attempt> const& attempt) {
+    auto const reply = [this, &place, attempt](sd_bus_message* message) {
+        int type = 0;
+        int const result = readVariant(message, "i", type);
+        if (result >= 0 && !attempt->isAnswered) {  // Before the next message, which may take the object away.
+            attempt->object = &publishedObject(place, static_cast<objbus::ObjectTypeSpec>(type));
+        }
+        return result;
     };
-    auto const answer = [&](sd_bus_message* message) {
-        refused = link.refused(place.path);
-        return readVariant(message, "i", number);
+    auto const complete = [attempt](int status) {
+        auto const answer = [attempt](int prepared) {
+            if (!std::exchange(attempt->isAnswered, true)) {
+                attempt->answer.set_value(prepared);
+            }
+        };
+        status == television::STATUS_OK ? attempt->object->prepare(answer) : answer(status);
     };
-    int const status = link.ask({place.path, PROPERTIES_INTERFACE, "Get"}, deadline, question, answer);
-    type = static_cast<objbus::ObjectTypeSpec>(number);
-    return refused ? television::STATUS_NOT_CARRIED : status;
+    link.callAsync({place.path, PROPERTIES_INTERFACE, "Get"}, Caller::CLIENT, propertyOf(OBJECT_INTERFACE, "Type"),
+                   reply, complete);
 }
 
-RemoteObject& Model::objectAt(Place& place, objbus::ObjectTypeSpec type) {
+RemoteObject& Model::publishedObject(Place& place, objbus::ObjectTypeSpec type) {
     std::lock_guard const lock(mutex);
-    if (place.current != nullptr && place.current->type() != type) {
-        place.current->withdraw();
-        place.current = nullptr;
+    RemoteObject* published = nullptr;
+    for (auto const& object : place.objects) {
+        if (object->type() != type) {
+            object->markWithdrawn();
+        } else if (!object->isWithdrawn()) {
+            published = object.get();
+        }
     }
-    if (place.current == nullptr) {
+    if (published == nullptr) {
         place.objects.push_back(makeObject(*this, place, type));
-        place.current = place.objects.back().get();
+        published = place.objects.back().get();
     }
-    return *place.current;
+    published->markPublished();
+    return *published;
 }
 
 int Model::disconnect(std::string const& key, objbus::Observer* observer, objbus::Object const* object) {
@@ -189,62 +193,136 @@ int Model::disconnect(std::string const& key, objbus::Observer* observer, objbus
         if (auto const found = places_.find(key); found != places_.end()) {
             Place& place = *found->second;
             source = &place;
+            place.attempts.erase(observer);
             for (auto const& candidate : place.objects) {
                 if (object == nullptr || &candidate->object() == object) {
                     ended += candidate->disconnect(observer);
                 }
             }
-            leave(place, ended);
         }
     }
     delivery.waitWhileRunning(observer, source);  // With the mutex released: that notification may want it.
     return ended == 0 && object != nullptr ? television::STATUS_NOT_CONNECTED : television::STATUS_OK;
 }
 
-std::shared_ptr<Place> Model::placeAt(std::string_view path) {
-    auto const key = keyOf(path);
-    auto const found = key ? places_.find(*key) : places_.end();
-    return found != places_.end() ? found->second : nullptr;
+void Model::addIterator(std::string const& path, std::shared_ptr<RemoteIterator> iterator) {
+    iterators_.insert_or_assign(path, std::move(iterator));
 }
 
-void Model::withdraw(std::string_view path) {
-    std::lock_guard const lock(mutex);
-    auto const place = placeAt(path);
-    if (place && place->current != nullptr) {
-        place->current->withdraw();
-        place->current = nullptr;
+void Model::removeIterator(std::string const& path) { iterators_.erase(path); }
+
+void Model::handleSignal(sd_bus_message* signal) {
+    char const* const path = sd_bus_message_get_path(signal);
+    if (path == nullptr) {
+        return;
     }
-}
-
-void Model::arrive(std::string_view path) {
-    std::lock_guard const lock(mutex);
-    auto const place = placeAt(path);
-    if (place && place->isMissed) {
-        recover(*place);
-    }
-}
-
-void Model::handleGone() {
-    std::lock_guard const lock(mutex);
-    for (auto const& [key, place] : places_) {
+    if (std::string_view(path) == MODEL_PATH) {
+        handleManagerSignal(signal);
+    } else if (std::string_view(path).starts_with(ITERATOR_PATH)) {
+        std::shared_ptr<RemoteIterator> iterator;
+        {
+            std::lock_guard const lock(mutex);
+            auto const found = iterators_.find(path);
+            iterator = found != iterators_.end() ? found->second : nullptr;
+        }
+        iterator ? iterator->handleSignal(signal) : void();
+    } else if (Place const* const place = findByPath(path)) {
         for (auto const& object : place->objects) {
-            safely([&lost = *object] { return lost.lose(), television::STATUS_OK; });
+            if (!object->isWithdrawn()) {
+                sd_bus_message_rewind(signal, 1);
+                object->handleSignal(signal);
+            }
         }
     }
 }
 
-void Model::handleBack() {
-    std::lock_guard const lock(mutex);
-    for (auto const& [key, place] : places_) {
-        recover(*place);
+void Model::handleManagerSignal(sd_bus_message* signal) {
+    char const* path = nullptr;
+    bool const isAdded = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesAdded") > 0;
+    bool const isRemoved = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesRemoved") > 0;
+    if ((!isAdded && !isRemoved) || sd_bus_message_read_basic(signal, SD_BUS_TYPE_OBJECT_PATH, &path) <= 0) {
+        return;
+    }
+    Place const* const place = findByPath(path);
+    std::vector<std::string> interfaces;
+    if (place == nullptr) {
+        return;
+    }
+    if (isAdded) {
+        requestRecoveries(*place);
+        startRecoveries();
+    } else if (read(signal, interfaces) >= 0 &&
+               std::count(interfaces.begin(), interfaces.end(), OBJECT_INTERFACE) != 0) {
+        std::lock_guard const lock(mutex);
+        for (auto const& object : place->objects) {
+            object->markWithdrawn();
+        }
     }
 }
 
-void Model::recover(Place& place) {
-    place.isMissed = false;
-    if (place.users != 0 && place.current != nullptr) {
-        place.current->recover();
+void Model::handleNameVanished() {
+    ++owners_;
+    recoveries_.clear();
+    runningRecoveries_ = 0;
+    std::lock_guard const lock(mutex);
+    for (auto const& [key, place] : places_) {
+        place->attempts.clear();
+        for (auto const& object : place->objects) {
+            catchToStatus([&lost = *object] { return lost.failPending(), television::STATUS_OK; });
+            object->markUnknown();
+        }
     }
+}
+
+void Model::handleNameAppeared() {
+    {
+        std::lock_guard const lock(mutex);
+        for (auto const& [key, place] : places_) {
+            requestRecoveries(*place);
+        }
+    }
+    startRecoveries();
+}
+
+void Model::requestRecoveries(Place const& place) {
+    for (auto const& object : place.objects) {
+        recoveries_.push_back({object.get(), FIRST_RECOVERY_DELAY});
+    }
+}
+
+void Model::startRecoveries() {
+    while (runningRecoveries_ < MOST_RECOVERIES && !recoveries_.empty()) {
+        auto const [object, delay] = recoveries_.front();
+        recoveries_.pop_front();
+        {
+            std::lock_guard const lock(mutex);
+            if (!object->isRecoveryDue()) {
+                continue;
+            }
+        }
+        ++runningRecoveries_;
+        object->recover([this, &recovered = *object, delay = delay, owner = owners_](int status) {
+            if (owner == owners_) {
+                endRecovery(recovered, delay, status);
+            }
+        });
+    }
+}
+
+void Model::endRecovery(RemoteObject& object, std::chrono::milliseconds delay, int status) {
+    --runningRecoveries_;
+    bool const isEnded = status == television::STATUS_OK || status == television::STATUS_NOT_PUBLISHED ||
+                         status == television::STATUS_NO_TELEVISION || status == television::STATUS_NO_BUS;
+    if (!isEnded) {
+        delay == FIRST_RECOVERY_DELAY ? object.report("read", status) : void();
+        link.runLater(delay, [this, &object, delay, owner = owners_] {
+            if (owner == owners_) {
+                recoveries_.push_back({&object, std::min(2 * delay, LAST_RECOVERY_DELAY)});
+                startRecoveries();
+            }
+        });
+    }
+    startRecoveries();
 }
 
 }  // namespace bus

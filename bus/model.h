@@ -1,15 +1,19 @@
 #pragma once
 
-#include <atomic>
 #include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <deque>
+#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "bus/link.h"
-#include "frame/process.h"
 #include "objbus/object.h"
 #include "television/delivery.h"
 #include "television/status.h"
@@ -19,22 +23,27 @@
 namespace bus {
 
 class Model;
+class RemoteIterator;
 struct Place;
 
 /// How long an operation other than a connect waits for the television.
-constexpr std::chrono::seconds PATIENCE{1};
+constexpr std::chrono::seconds CALL_TIMEOUT{1};
 /// How long one attempt to connect waits.
-constexpr std::chrono::milliseconds CONNECT_PATIENCE{100};
+constexpr std::chrono::milliseconds CONNECT_TIMEOUT{20};
 
-inline Deadline in(std::chrono::milliseconds patience) { return std::chrono::steady_clock::now() + patience; }
+inline Deadline deadlineAfter(std::chrono::milliseconds timeout) { return std::chrono::steady_clock::now() + timeout; }
 
 /// Runs an operation of the platform's, out of which nothing is thrown, and returns its status.
 template <typename Operation>
-int safely(Operation const& operation) noexcept {
+int catchToStatus(Operation const& operation) noexcept {
     try {
         return operation();
+    } catch (std::bad_alloc const&) {
+        return television::STATUS_NO_RESOURCES;
+    } catch (std::system_error const&) {  // No thread, or no descriptor, is to be had.
+        return television::STATUS_NO_RESOURCES;
     } catch (...) {
-        return television::STATUS_NO_MEMORY;
+        return television::STATUS_INTERNAL_ERROR;
     }
 }
 
@@ -48,23 +57,37 @@ public:
     virtual ~RemoteObject() = default;
 
     virtual objbus::Object& object() = 0;
-    /// Learns what is to be known before an observer is connected. Returns a status.
-    virtual int prepare(Deadline /*deadline*/) { return television::STATUS_OK; }
-    /// Takes a signal of the object's, on the link's thread.
-    virtual void hear(sd_bus_message* signal) = 0;
+
+    // On the link's thread:
+    /// Learns what is to be known before an observer is connected.
+    virtual void prepare(Completion completion) { completion(television::STATUS_OK); }
+    /// Takes a signal from the object's path.
+    virtual void handleSignal(sd_bus_message* signal) = 0;
+    /// Asks another television whether it has published the object, and what the observers missed.
+    virtual void recover(Completion completion);
+
+    /// Writes that an operation failed. Not with a lock held.
+    void report(char const* operation, int status) const noexcept;
 
     // With the model's mutex held:
     /// The television is gone: what it owed is answered here.
-    virtual void lose() {}
-    /// It is there again: the observers are told what they missed.
-    virtual void recover() {}
+    virtual void failPending() {}
     virtual void connect(objbus::Observer* observer) = 0;
-    /// Ends the observer's registrations and returns how many it had.
+    /// Cancels the observer's registrations and returns how many it had.
     virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
-    void withdraw() { withdrawn_ = true; }
+    [[nodiscard]] virtual bool hasObservers() const = 0;
+    /// The television that is there now has the object.
+    void markPublished() { state_ = State::PUBLISHED; }
+    /// It has taken the object away, and this object does not come back as long as the television is there.
+    void markWithdrawn() { state_ = isPublished() ? State::WITHDRAWN : state_.load(); }
+    /// The television is gone. The next one may have the object, also one that was taken away.
+    void markUnknown() { state_ = State::UNKNOWN; }
 
     [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
-    [[nodiscard]] bool withdrawn() const { return withdrawn_; }
+    [[nodiscard]] bool isPublished() const { return state_ == State::PUBLISHED; }
+    [[nodiscard]] bool isWithdrawn() const { return state_ == State::WITHDRAWN; }
+    /// With the model's mutex held: whether observers wait for an object that the television has not confirmed.
+    [[nodiscard]] bool isRecoveryDue() const { return state_ == State::UNKNOWN && hasObservers(); }
 
 protected:
     [[nodiscard]] Model& model() const { return model_; }
@@ -72,72 +95,93 @@ protected:
     [[nodiscard]] Link& link() const;
     [[nodiscard]] std::string const& path() const;
 
-    /// Says that an operation of the client's failed.
-    void report(char const* operation, int status) const noexcept;
-
-    /// Asks the object in the time that an operation has; the answer is not asked for when it was withdrawn.
-    int ask(char const* interface, char const* name, Content arguments, Content answer, Content late = {}) const;
+    /// Calls the object in the time that an operation has; one that was withdrawn is not called.
+    int call(char const* interface, char const* name, Content arguments, Content reply, Content late = {}) const;
 
 private:
+    /// As the television that is there now says.
+    enum class State { UNKNOWN, PUBLISHED, WITHDRAWN };
+
     Model& model_;
     Place& place_;
     objbus::ObjectTypeSpec const type_;
-    std::atomic<bool> withdrawn_ = false;
+    std::atomic<State> state_ = State::UNKNOWN;  ///< Changed with the model's mutex held.
 };
 
 /// The object of the type, as the platform declares it.
 std::unique_ptr<RemoteObject> makeObject(Model& model, Place& place, objbus::ObjectTypeSpec type);
 
-/// What stands, and stood, under one key. Never removed, since clients keep plain pointers to its objects.
-struct Place final : Listener {
-    Place(Model& owner, std::string name);
-    /// Passes the signal to the object that stands here.
-    void hear(sd_bus_message* signal) override;
+/// Asks for a property of an interface.
+Content propertyOf(char const* interface, char const* property);
 
-    Model& model;
+/// What stands, and stood, under one key. Never removed, since clients keep plain pointers to its objects.
+struct Place {
+    /// What the television answers to an observer's attempts to connect: it may take longer than one attempt waits.
+    struct Attempt {
+        std::promise<int> answer{};
+        std::shared_future<int> status = answer.get_future().share();
+        bool isAnswered = false;         ///< The link's thread's.
+        RemoteObject* object = nullptr;  ///< Set before the answer, if that is 0.
+        // Guarded by the model's mutex: a call that the television has lost is made again.
+        std::chrono::seconds patience{1};
+        Deadline nextCall = deadlineAfter(patience);
+    };
+
+    explicit Place(std::string name);
+
     std::string const key;
     std::string const path;
-    // Guarded by the model's mutex:
+    // Guarded by the model's mutex, and changed on the link's thread alone:
     std::vector<std::unique_ptr<RemoteObject>> objects{};
-    RemoteObject* current = nullptr;  ///< The newest one, unless it was withdrawn.
-    std::size_t users = 0;            ///< The registrations, and the connects on their way: the path is heard for them.
-    bool isMissed = false;            ///< The television that came back has no such object yet.
+    // Guarded by the model's mutex:
+    std::map<objbus::Observer const*, std::shared_ptr<Attempt>> attempts{};  ///< Not taken by their observers yet.
 };
 
 /// The television's model, as far as this process knows it. Lives as long as the process.
 class Model final : private Watcher {
 public:
-    /// Reaches for the bus when it is called for the first time.
+    /// Connects to the bus when it is called for the first time. Throws if that needs more than the system has.
     static Model& get();
 
     int connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object);
     int disconnect(std::string const& key, objbus::Observer* observer, objbus::Object const* object);
-    /// Something stands under the path, or nothing any more.
-    void arrive(std::string_view path);
-    void withdraw(std::string_view path);
 
-    std::mutex mutex;  ///< Guards the places and the observers. Taken before the delivery's own.
+    // With the mutex held: an iterator receives the signals from its path from now on, or no longer.
+    void addIterator(std::string const& path, std::shared_ptr<RemoteIterator> iterator);
+    void removeIterator(std::string const& path);
+
+    std::mutex mutex;  ///< Guards the places, the observers and the iterators. Taken before the delivery's own.
     television::Delivery delivery;
-    /// What a lookup of the root interface gives.
-    boost::shared_ptr<frame::Interface> const root;
     Link link;
 
 private:
     Model();
-    void handleGone() override;
-    void handleBack() override;
-    bool hasNews() override { return delivery.isDue(); }
-    void tellNews() override { delivery.deliver(); }
-    static void recover(Place& place);
-    std::shared_ptr<Place> placeAt(std::string_view path);
-    std::shared_ptr<Place> placeOf(std::string const& key);
-    int connectAt(Place& place, objbus::Observer* observer, objbus::Object*& object);
-    int askForType(Place const& place, Deadline deadline, objbus::ObjectTypeSpec& type);
-    RemoteObject& objectAt(Place& place, objbus::ObjectTypeSpec type);
-    void use(std::shared_ptr<Place> const& place);
-    void leave(Place& place, std::size_t users);  ///< With the mutex held.
+    void handleNameVanished() override;
+    void handleNameAppeared() override;
+    void handleSignal(sd_bus_message* signal) override;
+    void handleManagerSignal(sd_bus_message* signal);
+    Place& findOrCreatePlace(std::string const& key);
+    Place* findByPath(std::string_view path);
+    std::shared_ptr<Place::Attempt> attemptOf(Place& place, objbus::Observer const* observer);
+    void begin(Place& place, std::shared_ptr<Place::Attempt> const& attempt);
+    RemoteObject& publishedObject(Place& place, objbus::ObjectTypeSpec type);
+    void requestRecoveries(Place const& place);
+    void startRecoveries();
+    void endRecovery(RemoteObject& object, std::chrono::milliseconds delay, int status);
 
-    std::map<std::string, std::shared_ptr<Place>> places_;
+    std::map<std::string, std::unique_ptr<Place>> places_;
+    std::map<std::string_view, Place*> placesByPath_;
+    std::map<std::string, std::shared_ptr<RemoteIterator>, std::less<>> iterators_;  ///< By their paths.
+
+    /// An object that is to be recovered, and how long after a failure that is tried again.
+    struct Recovery {
+        RemoteObject* object;
+        std::chrono::milliseconds delay;
+    };
+    // Used on the link's thread alone.
+    std::deque<Recovery> recoveries_;
+    std::size_t runningRecoveries_ = 0;
+    std::uint64_t owners_ = 0;  ///< How many televisions have gone. What an earlier one answers has no meaning.
 };
 
 }  // namespace bus

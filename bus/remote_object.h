@@ -2,6 +2,7 @@
 
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "bus/model.h"
 #include "television/observers.h"
@@ -24,23 +25,30 @@ public:
     objbus::Object& object() final { return *this; }
     void connect(objbus::Observer* observer) final {
         if (observers_.size() == 0) {
-            begin();
+            handleFirstObserver();
         }
         observers_.add(observer, &place());
     }
     std::size_t disconnect(objbus::Observer const* observer) final {
         return observers_.remove(observer, model().delivery);
     }
+    [[nodiscard]] bool hasObservers() const final { return observers_.size() != 0; }
 
 protected:
-    /// The first observer comes.
-    virtual void begin() {}
-
     /// With the model's mutex held.
+    virtual void handleFirstObserver() {}
+
+    // With the model's mutex held. An object that was taken away notifies nobody.
     template <typename Notify>
-    void post(Notify const& notify) const {
-        if (!withdrawn()) {
-            observers_.post(model().delivery, notify);
+    void post(Notify notify) {
+        if (!isWithdrawn()) {
+            observers_.post(model().delivery, std::move(notify));
+        }
+    }
+    template <typename Notify>
+    void postChange(std::size_t payload, Notify notify) {
+        if (!isWithdrawn()) {
+            observers_.postChange(model().delivery, payload, std::move(notify));
         }
     }
 

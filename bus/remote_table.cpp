@@ -48,72 +48,79 @@ Content destroying(std::string path) {
 RemoteIterator::RemoteIterator(Model& model, std::string path, objbus::ObserverTableIterator* observer)
     : model_(model),
       path_(std::move(path)),
-      connection_{observer, std::make_shared<television::Registration>(television::Registration{observer, this})} {}
+      registration_(std::make_shared<television::TypedRegistration<Observer>>(observer, observer, this)) {}
 
-void RemoteIterator::lose() {
+template <typename Notify>
+void RemoteIterator::post(Notify notify) const {
+    television::postTo(registration_, model_.delivery, std::move(notify));
+}
+
+void RemoteIterator::failPending() {
     if (!isLost_.exchange(true)) {
-        model_.link.forget(path_);
-        connection_.post(model_.delivery,
-                         [](Observer& observer) { observer.notifyIteratorReady(television::STATUS_LOST); });
+        model_.removeIterator(path_);
+        post([](Observer& observer) { observer.notifyIteratorReady(television::STATUS_LOST); });
     }
 }
 
 void RemoteIterator::destroy(std::string const& table) {
-    safely([&] {
-        if (!isLost_.exchange(true)) {
-            model_.link.forget(path_);
-            model_.link.tell({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(path_));
-        }
-        return 0;
-    });
-}
-
-void RemoteIterator::tell(char const* name, Content arguments) const {
-    if (isLost_) {
-        return;
+    if (!isLost_.exchange(true)) {
+        model_.removeIterator(path_);
+        catchToStatus([&] {
+            model_.link.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(path_));
+            return 0;
+        });
     }
-    safely([&] {
-        model_.link.tell({path_, ITERATOR_INTERFACE, name}, std::move(arguments));
-        return 0;
-    });
 }
 
-void RemoteIterator::requestTotalCount() { tell("RequestTotalCount", {}); }
+void RemoteIterator::callNoReply(char const* name, Content arguments) const {
+    if (!isLost_) {
+        catchToStatus([&] {
+            model_.link.callNoReply({path_, ITERATOR_INTERFACE, name}, std::move(arguments));
+            return 0;
+        });
+    }
+}
+
+void RemoteIterator::requestTotalCount() { callNoReply("RequestTotalCount", {}); }
 
 void RemoteIterator::seekToRow(int row) {
-    tell("SeekToRow", [row](sd_bus_message* message) { return append(message, row); });
+    callNoReply("SeekToRow", [row](sd_bus_message* message) { return append(message, row); });
 }
 
 void RemoteIterator::seekToContent(std::string const& content) {
-    safely([&] {
-        tell("SeekToContent", [content](sd_bus_message* message) { return append(message, content); });
+    catchToStatus([&] {
+        callNoReply("SeekToContent", [content](sd_bus_message* message) { return append(message, content); });
         return 0;
     });
 }
 
-void RemoteIterator::readRow() { tell("ReadRow", {}); }
+void RemoteIterator::readRow() { callNoReply("ReadRow", {}); }
 
 void RemoteIterator::readRowChunk(int count) {
-    tell("ReadRowChunk", [count](sd_bus_message* message) { return append(message, count); });
+    callNoReply("ReadRowChunk", [count](sd_bus_message* message) { return append(message, count); });
 }
 
-void RemoteIterator::commit() { tell("Commit", {}); }
+void RemoteIterator::commit() { callNoReply("Commit", {}); }
 
-void RemoteIterator::hear(sd_bus_message* signal) {
+void RemoteIterator::handleSignal(sd_bus_message* signal) {
+    int result = 0;
     for (NumberSignal const& known : NUMBER_SIGNALS) {
         int number = 0;
-        if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, known.name) > 0 && read(signal, number) >= 0) {
-            connection_.post(model_.delivery,
-                             [notify = known.notify, number](Observer& observer) { (observer.*notify)(number); });
+        if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, known.name) > 0 &&
+            (result = read(signal, number)) >= 0) {
+            post([notify = known.notify, number](Observer& observer) { (observer.*notify)(number); });
         }
     }
     std::vector<std::string> row;
     std::vector<std::vector<std::string>> rows;
-    if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, "RowRead") > 0 && read(signal, row) >= 0) {
-        connection_.post(model_.delivery, [row = std::move(row)](Observer& observer) { observer.notifyReadRow(row); });
-    } else if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, "RowChunkRead") > 0 && read(signal, rows) >= 0) {
-        connection_.post(model_.delivery,
-                         [rows = std::move(rows)](Observer& observer) { television::notifyChunk(observer, rows); });
+    if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, "RowRead") > 0 && (result = read(signal, row)) >= 0) {
+        post([row = std::move(row)](Observer& observer) { observer.notifyReadRow(row); });
+    } else if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, "RowChunkRead") > 0 &&
+               (result = read(signal, rows)) >= 0) {
+        post([rows = std::move(rows)](Observer& observer) { television::notifyChunk(observer, rows); });
+    }
+    if (result < 0) {
+        reportFailure(path_, "notify", television::STATUS_NOT_UNDERSTOOD);
     }
 }
 
@@ -136,19 +143,19 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
             iterator = std::make_shared<RemoteIterator>(model(), made, observer);
             std::lock_guard const lock(model().mutex);
             iterators_.emplace(iterator.get(), iterator);
-            link().listenAlone(made, iterator);
+            model().addIterator(made, iterator);
         }
         return result;
     };
-    int const status = safely([&] {
+    int const status = catchToStatus([&] {
         auto const late = [&link = link(), table = path()](sd_bus_message* message) {
             std::string made;
             if (readPath(message, made) >= 0) {
-                link.tell({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(made));
+                link.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(made));
             }
             return 0;
         };
-        return ask(TABLE_INTERFACE, "CreateIterator", question, answer, late);
+        return call(TABLE_INTERFACE, "CreateIterator", question, answer, late);
     });
     if (status == television::STATUS_NOT_CARRIED) {
         report("createIterator", status);
@@ -166,25 +173,30 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
         }
         destroyed = std::move(found->second);
         iterators_.erase(found);
+        destroyed->destroy(path());
     }
-    auto const& registration = destroyed->registration();
-    model().delivery.end(*registration);
-    destroyed->destroy(path());
+    auto const registration = destroyed->registration();
+    model().delivery.cancel(*registration);
     model().delivery.waitWhileRunning(registration->observer, registration->source);
     return television::STATUS_OK;
 }
 
-void TableObject::hear(sd_bus_message* signal) {
+void TableObject::handleSignal(sd_bus_message* signal) {
     int update = 0;
-    if (sd_bus_message_is_signal(signal, TABLE_INTERFACE, "Updated") > 0 && read(signal, update) >= 0) {
-        std::lock_guard const lock(model().mutex);
-        post([update](auto& observer) { observer.notifyUpdate(update); });
+    if (sd_bus_message_is_signal(signal, TABLE_INTERFACE, "Updated") <= 0) {
+        return;
     }
+    if (read(signal, update) < 0) {
+        report("notify", television::STATUS_NOT_UNDERSTOOD);
+        return;
+    }
+    std::lock_guard const lock(model().mutex);
+    post([update](auto& observer) { observer.notifyUpdate(update); });
 }
 
-void TableObject::lose() {
+void TableObject::failPending() {
     for (auto const& [key, iterator] : iterators_) {
-        iterator->lose();
+        iterator->failPending();
     }
 }
 

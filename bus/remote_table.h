@@ -13,7 +13,7 @@
 namespace bus {
 
 /// An iterator that the television made for this process. It is heard from when it is made until it is destroyed.
-class RemoteIterator final : public objbus::TableIterator, public Listener {
+class RemoteIterator final : public objbus::TableIterator {
 public:
     RemoteIterator(Model& model, std::string path, objbus::ObserverTableIterator* observer);
 
@@ -24,25 +24,29 @@ public:
     void readRowChunk(int count) override;
     void commit() override;
 
-    void hear(sd_bus_message* signal) override;
+    /// Takes a signal from its path, on the link's thread.
+    void handleSignal(sd_bus_message* signal);
+    // With the model's mutex held:
     /// The television that has it is gone. Another one may give the path to another iterator.
-    void lose();
+    void failPending();
     /// Ends it, here and in the television.
     void destroy(std::string const& table);
 
     [[nodiscard]] std::string const& path() const { return path_; }
-    [[nodiscard]] std::shared_ptr<television::Registration> const& registration() const {
-        return connection_.registration;
-    }
+    [[nodiscard]] std::shared_ptr<television::Registration> registration() const { return registration_; }
 
 private:
-    void tell(char const* name, Content arguments) const;
+    using Observer = objbus::ObserverTableIterator;
+
+    void callNoReply(char const* name, Content arguments) const;
+    template <typename Notify>
+    void post(Notify notify) const;
 
     std::atomic<bool> isLost_ = false;
 
     Model& model_;
     std::string const path_;
-    television::Connection<objbus::ObserverTableIterator> const connection_;
+    std::shared_ptr<television::TypedRegistration<Observer>> const registration_;
 };
 
 /// A table, and the iterators that were made on it here.
@@ -56,8 +60,8 @@ public:
                                           std::vector<objbus::TableOrder> const& orders) override;
     int destroyIterator(objbus::TableIterator* iterator) override;
 
-    void hear(sd_bus_message* signal) override;
-    void lose() override;
+    void handleSignal(sd_bus_message* signal) override;
+    void failPending() override;
 
 private:
     std::map<objbus::TableIterator const*, std::shared_ptr<RemoteIterator>>

@@ -1,6 +1,7 @@
 // The plain values, and the actions.
 
-#include <set>
+#include <algorithm>
+#include <deque>
 
 #include "bus/contract.h"
 #include "bus/remote_object.h"
@@ -16,45 +17,55 @@ class PlainObject : public ObjectOf<Interface, Obs> {
 public:
     using ObjectOf<Interface, Obs>::ObjectOf;
 
-    void hear(sd_bus_message* signal) override {
+    void handleSignal(sd_bus_message* signal) override {
         T value{};
-        if (sd_bus_message_is_signal(signal, PROPERTIES_INTERFACE, "PropertiesChanged") > 0 &&
-            readChange(signal, value)) {
+        int const result = readChange(signal, value);
+        if (result < 0) {
+            this->report("notify", television::STATUS_NOT_UNDERSTOOD);
+        } else if (result > 0) {
             take(value);
             std::lock_guard const lock(this->model().mutex);
+            this->markPublished();
             announce(std::make_shared<T const>(std::move(value)));
         }
     }
 
-    void recover() override {
+    void recover(Completion completion) override {
         auto const value = std::make_shared<T>();
-        auto const then = [this, value](int status) {
-            std::lock_guard const lock(this->model().mutex);
-            this->place().isMissed = status == television::STATUS_NOT_PUBLISHED;
+        auto const complete = [this, value, completion = std::move(completion)](int status) {
             if (status != television::STATUS_OK) {
-                bool const isUsual = status == television::STATUS_NOT_PUBLISHED ||
-                                     status == television::STATUS_NO_TELEVISION || status == television::STATUS_NO_BUS;
-                isUsual ? void() : this->report("read", status);
+                completion(status);
                 return;
             }
-            missed_ = value;
-            this->link().request({MODEL_PATH, MODEL_INTERFACE, "Settle"}, {}, {},
-                                 [this, value](int /*status*/) { announceMissed(value); });
+            {
+                std::lock_guard const lock(this->model().mutex);
+                this->markPublished();
+                missed_ = value;
+            }
+            // The reply may have overtaken changes of the value, which come before the one to this call.
+            this->link().callAsync({MODEL_PATH, MODEL_INTERFACE, "Settle"}, Caller::PLATFORM, {}, {},
+                                   [this, value, completion](int /*status*/) {
+                                       announceMissed(value);
+                                       completion(television::STATUS_OK);
+                                   });
         };
-        this->link().request({this->path(), PROPERTIES_INTERFACE, "Get"}, askForValue, answerInto(*value), then);
+        this->link().callAsync({this->path(), PROPERTIES_INTERFACE, "Get"}, Caller::PLATFORM, askForValue(),
+                               answerInto(value), complete);
     }
+
+    void failPending() override { missed_.reset(); }
 
 protected:
     /// A value that came, whether it was asked for or not. Called on the link's thread, in the order of the bus.
     virtual void take(T const& /*value*/) {}
 
     int write(T const& value) const {
-        int const status = safely([&] {
-            auto const question = [&value](sd_bus_message* message) {
+        int const status = catchToStatus([&] {
+            auto const arguments = [&value](sd_bus_message* message) {
                 int const result = sd_bus_message_append(message, "ss", Plain<T>::INTERFACE, "Value");
                 return result < 0 ? result : appendVariant(message, Plain<T>::SIGNATURE, value);
             };
-            return this->ask(PROPERTIES_INTERFACE, "Set", question, {});
+            return this->call(PROPERTIES_INTERFACE, "Set", arguments, {});
         });
         if (status != television::STATUS_OK) {
             this->report("write", status);
@@ -64,27 +75,31 @@ protected:
 
     /// Sets `value` to the value now, or leaves it alone and returns another status than 0.
     int read(T& value) {
-        return safely([&] { return this->ask(PROPERTIES_INTERFACE, "Get", askForValue, answerInto(value)); });
+        return catchToStatus([&] {
+            auto const answer = std::make_shared<T>();
+            int const status = this->call(PROPERTIES_INTERFACE, "Get", askForValue(), answerInto(answer));
+            if (status == television::STATUS_OK) {
+                value = std::move(*answer);
+            }
+            return status;
+        });
     }
 
-    static int askForValue(sd_bus_message* message) {
-        return sd_bus_message_append(message, "ss", Plain<T>::INTERFACE, "Value");
-    }
+    static Content askForValue() { return propertyOf(Plain<T>::INTERFACE, "Value"); }
 
-    Content answerInto(T& value) {
-        return [this, &value](sd_bus_message* message) {
-            T read{};
-            int const result = readVariant(message, Plain<T>::SIGNATURE, read);
+    /// Reads the value of a reply.
+    Content answerInto(std::shared_ptr<T> const& value) {
+        return [this, value](sd_bus_message* message) {
+            int const result = readVariant(message, Plain<T>::SIGNATURE, *value);
             if (result >= 0) {
-                take(read);
-                value = std::move(read);
+                take(*value);
             }
             return result;
         };
     }
 
 private:
-    void begin() override {
+    void handleFirstObserver() override {
         announced_.reset();
         missed_.reset();
     }
@@ -93,7 +108,7 @@ private:
     void announce(std::shared_ptr<T const> value) {
         missed_.reset();
         announced_ = std::move(value);
-        this->post([told = announced_](Obs& observer) { (observer.*NOTIFY)(*told); });
+        this->postChange(sizeOf(*announced_), [told = announced_](Obs& observer) { (observer.*NOTIFY)(*told); });
     }
 
     /// Tells what was read, when everything has come that the television had still to tell by then: the changes that
@@ -105,26 +120,32 @@ private:
         }
     }
 
-    /// Whether the signal tells the value.
-    static bool readChange(sd_bus_message* signal, T& value) {
+    /// Returns 1 when the signal has the value, 0 when it has something else, and less when the value cannot be read.
+    static int readChange(sd_bus_message* signal, T& value) {
+        if (sd_bus_message_is_signal(signal, PROPERTIES_INTERFACE, "PropertiesChanged") <= 0) {
+            return 0;
+        }
         std::string interface;
-        if (bus::read(signal, interface) < 0 || interface != Plain<T>::INTERFACE ||
-            sd_bus_message_enter_container(signal, SD_BUS_TYPE_ARRAY, "{sv}") <= 0) {
-            return false;
+        int result = bus::read(signal, interface);
+        if (result < 0 || interface != Plain<T>::INTERFACE) {
+            return std::min(result, 0);
         }
-        while (sd_bus_message_enter_container(signal, SD_BUS_TYPE_DICT_ENTRY, "sv") > 0) {
+        result = sd_bus_message_enter_container(signal, SD_BUS_TYPE_ARRAY, "{sv}");
+        while (result >= 0 && sd_bus_message_at_end(signal, 0) == 0) {
             std::string property;
-            if (bus::read(signal, property) < 0) {
-                return false;
+            result = sd_bus_message_enter_container(signal, SD_BUS_TYPE_DICT_ENTRY, "sv");
+            result = result < 0 ? result : bus::read(signal, property);
+            if (result >= 0 && property == "Value") {
+                return readVariant(signal, Plain<T>::SIGNATURE, value) < 0 ? -EBADMSG : 1;
             }
-            if (property == "Value") {
-                return readVariant(signal, Plain<T>::SIGNATURE, value) >= 0;
-            }
-            if (sd_bus_message_skip(signal, "v") < 0 || sd_bus_message_exit_container(signal) < 0) {
-                return false;
-            }
+            result = result < 0 ? result : sd_bus_message_skip(signal, "v");
+            result = result < 0 ? result : sd_bus_message_exit_container(signal);
         }
-        return false;
+        std::vector<std::string> invalidated;
+        result = result < 0 ? result : sd_bus_message_exit_container(signal);
+        result = result < 0 ? result : bus::read(signal, invalidated);
+        bool const isInvalidated = std::count(invalidated.begin(), invalidated.end(), "Value") != 0;
+        return result < 0 || isInvalidated ? -EBADMSG : 0;  // The interface says that the value comes along.
     }
 
     // The model's mutex guards these:
@@ -145,10 +166,9 @@ public:
         return this->read(value) == television::STATUS_OK ? value : last_.load();
     }
 
-    int prepare(Deadline deadline) override {
-        T value{};
-        return this->link().ask({this->path(), PROPERTIES_INTERFACE, "Get"}, deadline, this->askForValue,
-                                this->answerInto(value));
+    void prepare(Completion completion) override {
+        this->link().callAsync({this->path(), PROPERTIES_INTERFACE, "Get"}, Caller::CLIENT, this->askForValue(),
+                               this->answerInto(std::make_shared<T>()), std::move(completion));
     }
 
 private:
@@ -174,7 +194,7 @@ public:
     int platformReserved() override { return television::STATUS_NOT_SUPPORTED; }
 
     int setValue(std::map<int, Element> const& elements) override {
-        return safely([&] { return this->write(television::writtenList(elements)); });
+        return catchToStatus([&] { return this->write(television::writtenList(elements)); });
     }
 
     int getValue(std::vector<Element>& values) override { return this->read(values); }
@@ -196,8 +216,8 @@ public:
     int platformReserved2() override { return television::STATUS_NOT_SUPPORTED; }
 
     int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override {
-        int const status = safely([&] {
-            return ask(
+        int const status = catchToStatus([&] {
+            return call(
                 ACTION_INTERFACE, "Invoke",
                 [&arguments](sd_bus_message* message) { return append(message, arguments); },
                 [this, &actionId](sd_bus_message* message) {
@@ -214,22 +234,24 @@ public:
         return status;
     }
 
-    void hear(sd_bus_message* signal) override {
+    void handleSignal(sd_bus_message* signal) override {
         unsigned int id = 0;
         std::vector<objbus::Argument> results;
         int error = 0;
-        if (sd_bus_message_is_signal(signal, ACTION_INTERFACE, "Result") > 0) {
-            if (read(signal, id) >= 0 && read(signal, results) >= 0) {
-                settle(id, [id, list = std::move(results)](auto& observer) { observer.notifyResult(id, list); });
-            }
-        } else if (sd_bus_message_is_signal(signal, ACTION_INTERFACE, "ExecutionError") > 0) {
-            if (read(signal, id) >= 0 && read(signal, error) >= 0) {
-                settle(id, [id, error](auto& observer) { observer.notifyExecutionError(id, error); });
-            }
+        bool const isResult = sd_bus_message_is_signal(signal, ACTION_INTERFACE, "Result") > 0;
+        if (!isResult && sd_bus_message_is_signal(signal, ACTION_INTERFACE, "ExecutionError") <= 0) {
+            return;
+        }
+        if (read(signal, id) < 0 || (isResult ? read(signal, results) : read(signal, error)) < 0) {
+            report("notify", television::STATUS_NOT_UNDERSTOOD);
+        } else if (isResult) {
+            answer(id, [id, list = std::move(results)](auto& observer) { observer.notifyResult(id, list); });
+        } else {
+            answer(id, [id, error](auto& observer) { observer.notifyExecutionError(id, error); });
         }
     }
 
-    void lose() override {
+    void failPending() override {
         for (unsigned int const id : owed_) {
             post([id](auto& observer) { observer.notifyExecutionError(id, television::STATUS_LOST); });
         }
@@ -241,27 +263,27 @@ private:
 
     void owe(unsigned int id) {
         std::lock_guard const lock(model().mutex);
-        owed_.insert(id);
+        owed_.push_back(id);
         if (owed_.size() > MOST_OWED) {
-            owed_.erase(owed_.begin());
+            owed_.pop_front();
         }
     }
 
     template <typename Notify>
-    void settle(unsigned int id, Notify const& notify) {
+    void answer(unsigned int id, Notify notify) {
         std::lock_guard const lock(model().mutex);
-        owed_.erase(id);
-        post(notify);
+        owed_.erase(std::remove(owed_.begin(), owed_.end(), id), owed_.end());
+        post(std::move(notify));
     }
 
-    std::set<unsigned int> owed_;  ///< What this process invoked, and was not answered. The model's mutex guards it.
+    std::deque<unsigned int> owed_;  ///< What this process invoked, and was not answered. The model's mutex guards it.
 };
 
 /// An object that no operation serves.
 class BareObject final : public ObjectOf<objbus::Object, objbus::Observer> {
 public:
     using ObjectOf::ObjectOf;
-    void hear(sd_bus_message* /*signal*/) override {}
+    void handleSignal(sd_bus_message* /*signal*/) override {}
 };
 
 }  // namespace

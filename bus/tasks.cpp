@@ -34,11 +34,6 @@ void Tasks::post(std::function<void()> task) {
     ::eventfd_write(descriptor_, 1);
 }
 
-bool Tasks::isDue() {
-    std::lock_guard const lock(mutex_);
-    return !queue_.empty();
-}
-
 int Tasks::run(sd_event_source* /*source*/, int descriptor, unsigned int /*events*/, void* tasks) noexcept {
     auto& self = *static_cast<Tasks*>(tasks);
     eventfd_t count = 0;

@@ -23,8 +23,6 @@ public:
 
     /// What the task throws is lost.
     void post(std::function<void()> task);
-    /// Whether something is left to be done.
-    bool isDue();
 
 private:
     static int run(sd_event_source* source, int descriptor, unsigned int events, void* tasks) noexcept;

@@ -500,20 +500,11 @@ void anticipate(Hearer const& hearer, Signal const& signal, Item const& root, st
     signal.interface == std::string_view(hearer.interface) ? heard.push_back(line) : void();
 }
 
-/// The model, which finds no bus. Its own thread is kept from telling what was heard, which the harness does.
+/// The model, which finds no bus.
 bus::Model& modelAlone() {
     static bus::Model& model = []() -> bus::Model& {
         ::setenv("NRX_BUS_ADDRESS", "unix:path=/nonexistent", 1);
-        bus::Model& made = bus::Model::get();
-        std::promise<void> held;
-        made.link.request({bus::MODEL_PATH, bus::MODEL_INTERFACE, "Settle"}, {}, {}, [&held](int /*status*/) {
-            held.set_value();
-            while (true) {
-                ::pause();
-            }
-        });
-        held.get_future().wait();
-        return made;
+        return bus::Model::get();
     }();
     return model;
 }
@@ -526,14 +517,15 @@ void checkHearing(Bytes& bytes) {
     Recorder recorder;
     std::vector<Item> expected;
     Observer deaf;
-    bus::Place place(model, "a");
-    place.objects.push_back(bus::makeObject(model, place, static_cast<ObjectTypeSpec>(hearer.type)));
-    place.current = place.objects[0].get();
+    bus::Place place("a");
+    auto const object = bus::makeObject(model, place, static_cast<ObjectTypeSpec>(hearer.type));
     bus::RemoteIterator iterator(model, "/nrx/Television1/iterator/1/1", &recorder);
-    bus::Listener& listener = hearer.type == ITERATOR ? static_cast<bus::Listener&>(iterator) : place;
     auto* const observer = static_cast<ObserverTable*>(&recorder);
-    place.current->connect(&deaf);
-    place.current->connect(observer);
+    object->connect(&deaf);
+    object->connect(observer);
+    std::promise<void> released;
+    auto const gate = std::make_shared<television::Registration>(television::Registration{nullptr, nullptr});
+    model.delivery.post({{gate}, [&released](auto const& /*recipient*/) { released.get_future().wait(); }});
     while (bytes.remaining_bytes() > 0) {
         Signal signal = bytes.PickValueInArray(SIGNALS);
         int const oddness = bytes.ConsumeIntegralInRange(0, 15);
@@ -547,14 +539,18 @@ void checkHearing(Bytes& bytes) {
         }
         bool const isCall = oddness == 3;
         if (auto const message = messageOf(signal, isCall, root)) {
-            listener.hear(message.get());
+            hearer.type == ITERATOR ? iterator.handleSignal(message.get()) : object->handleSignal(message.get());
             oddness == 1 || isCall ? void() : anticipate(hearer, signal, root, expected);
         }
     }
-    endsEarly ? void() : model.delivery.deliver();
-    expect(place.current->disconnect(observer) == 1 && place.current->disconnect(&deaf) == 1, "they were connected");
-    model.delivery.end(*iterator.registration());
-    model.delivery.deliver();
+    auto const deliver = [&released, &model] {
+        released.set_value();
+        model.delivery.waitUntilDone();
+    };
+    endsEarly ? void() : deliver();
+    expect(object->disconnect(observer) == 1 && object->disconnect(&deaf) == 1, "they were connected");
+    model.delivery.cancel(*iterator.registration());
+    endsEarly ? deliver() : void();
     expect(recorder.heard == (endsEarly ? std::vector<Item>() : expected), "what was sent is heard, in its order");
 }
 

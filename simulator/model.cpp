@@ -19,7 +19,7 @@ bool takeFault(ConnectFault& fault) {
 
 }  // namespace
 
-Model::Model() { delivery.begin(); }
+Model::Model() { delivery.start(); }
 
 bool Model::withdraw(std::string const& name) {
     std::lock_guard const lock(mutex);
@@ -37,7 +37,7 @@ void Model::setObjectListener(ObjectListener listener) {
     {
         std::lock_guard const lock(mutex);
         if (listening_) {
-            delivery.end(*listening_->registration);
+            delivery.cancel(*listening_->registration);
         }
         listening_.swap(next);
     }
@@ -46,7 +46,7 @@ void Model::setObjectListener(ObjectListener listener) {
 
 void Model::announce(std::string const& name) {
     if (listening_) {
-        delivery.post(listening_->registration, [told = listening_, name] { told->listener(name); });
+        delivery.post({{listening_->registration}, [told = listening_, name](auto const&) { told->listener(name); }});
     }
 }
 

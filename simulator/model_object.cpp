@@ -32,13 +32,13 @@ int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> c
 
 Iterator::Iterator(TableObject& table, objbus::ObserverTableIterator* observer, std::vector<int> columns)
     : table_(table),
-      connection_{observer, std::make_shared<Registration>(Registration{observer, this})},
+      registration_(std::make_shared<TypedRegistration<objbus::ObserverTableIterator>>(observer, observer, this)),
       columns_(std::move(columns)) {}
 
 template <typename Notify>
 void Iterator::post(Notify notify) const {
     if (!table_.withdrawn()) {
-        connection_.post(table_.model().delivery, std::move(notify));
+        postTo(registration_, table_.model().delivery, std::move(notify));
     }
 }
 
@@ -133,8 +133,8 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     }
     destroyed_.splice(destroyed_.end(), iterators_, found);
     auto& delivery = operation.model->delivery;
-    auto const registration = found->connection().registration;
-    delivery.end(*registration);
+    auto const registration = found->registration();
+    delivery.cancel(*registration);
     operation.lock.unlock();
     delivery.waitWhileRunning(registration->observer, registration->source);
     return STATUS_OK;

@@ -82,8 +82,12 @@ public:
 
 protected:
     template <typename Notify>
-    void post(Notify const& notify) {
-        observers_.post(model().delivery, notify);
+    void post(Notify notify) {
+        observers_.post(model().delivery, std::move(notify));
+    }
+    template <typename Notify>
+    void postChange(std::size_t payload, Notify notify) {
+        observers_.postChange(model().delivery, payload, std::move(notify));
     }
 
 private:
@@ -107,7 +111,7 @@ public:
             return false;
         }
         value_ = *changed;
-        this->post([changedTo = value_](Obs& observer) { (observer.*NOTIFY)(changedTo); });
+        this->postChange(sizeOf(value_), [changedTo = value_](Obs& observer) { (observer.*NOTIFY)(changedTo); });
         return true;
     }
 
@@ -215,14 +219,14 @@ public:
     // With the model's mutex held:
     template <typename Notify>
     void post(Notify notify) const;
-    [[nodiscard]] Connection<objbus::ObserverTableIterator> const& connection() const { return connection_; }
+    [[nodiscard]] std::shared_ptr<Registration> registration() const { return registration_; }
 
 private:
     [[nodiscard]] bool hasRow(int row) const;
     [[nodiscard]] std::vector<std::string> selectedColumns(int row) const;
 
     TableObject& table_;
-    Connection<objbus::ObserverTableIterator> const connection_;
+    std::shared_ptr<TypedRegistration<objbus::ObserverTableIterator>> const registration_;
     std::vector<int> const columns_;
     int cursor_ = 0;
 };

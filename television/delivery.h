@@ -2,12 +2,16 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
+#include <list>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "objbus/observer.h"
 
@@ -20,35 +24,58 @@ namespace television {
 struct Registration {
     objbus::Observer* observer;
     void const* source;
-    bool ended = false;  ///< Guarded by the delivery's mutex.
+    bool isCancelled = false;  ///< Guarded by the delivery's mutex.
 };
 
-/// Runs notifications, one after the other in the order of `post`: on a thread of its own after `begin`, or on those
-/// that call `deliver`.
+/// A registration with the interface of the observer that receives its notifications: null for an observer of another
+/// kind, which receives none.
+template <typename Obs>
+struct TypedRegistration : Registration {
+    TypedRegistration(objbus::Observer* untyped, Obs* typed, void const* from)
+        : Registration{untyped, from}, receiver(typed) {}
+
+    Obs* const receiver;
+};
+
+/// One notification, and the registrations that it goes to.
+struct Notification {
+    std::vector<std::shared_ptr<Registration const>> recipients;
+    /// Called for each of them that is not cancelled.
+    std::function<void(Registration const& recipient)> notify;
+};
+
+/// Runs notifications on a thread of its own, one after the other in the order of posting.
+///
+/// The payload of the changes that wait is bounded. Above the bound a change of an object displaces the object's oldest
+/// changes, until the bound is kept or the object has no other change; the newest change of each object is always
+/// delivered. Other notifications are neither counted nor dropped. One line of the log says when changes begin to be
+/// dropped, and one how many were, once half of the bound is free again.
 class Delivery {
 public:
-    Delivery() = default;
+    /// The bound: NRX_DELIVERY_LIMIT in bytes, or 64 MiB.
+    static std::size_t limitFromEnvironment();
+
+    explicit Delivery(std::size_t limit = limitFromEnvironment()) : limit_(limit) {}
     Delivery(Delivery const&) = delete;
     Delivery& operator=(Delivery const&) = delete;
     ~Delivery();
 
-    /// Starts the thread.
-    void begin();
+    /// Starts the thread. Throws `std::system_error` if the system has no room for one.
+    void start();
 
-    /// Runs what was posted, until nothing is left. One thread at a time.
-    void deliver();
+    /// Runs the notification later, for the recipients that are not cancelled by then.
+    void post(Notification notification) { enqueue(std::move(notification), nullptr, 0); }
 
-    /// Whether something is left.
-    bool isDue();
-
-    /// Runs `notify` later, unless `to` has ended by then.
-    void post(std::shared_ptr<Registration const> to, std::function<void()> notify);
+    /// The same for a change of an object's value, whose payload has so many bytes.
+    void postChange(Notification notification, void const* object, std::size_t payload) {
+        enqueue(std::move(notification), object, payload);
+    }
 
     /// No notification to this registration starts from now on.
-    void end(Registration& registration);
+    void cancel(Registration& registration);
 
     /// Waits for a notification from `source` to `observer` that is running, whichever registration it belongs to:
-    /// another call may have ended that one already. Does not wait from inside it, which would wait for itself.
+    /// another call may have cancelled that one already. Does not wait from inside it, which would wait for itself.
     void waitWhileRunning(objbus::Observer const* observer, void const* source);
 
     /// Returns when everything posted before is done, or after `stop`.
@@ -58,39 +85,39 @@ public:
     void stop();
 
 private:
-    struct Notification {
-        std::shared_ptr<Registration const> to;
-        std::function<void()> notify;
+    struct Entry {
+        Notification notification;
+        void const* object;  ///< Whose change it is, or null.
+        std::size_t payload;
+        std::uint64_t number = 0;  ///< In the order of posting.
     };
+    using Queue = std::list<Entry>;
 
+    void enqueue(Notification notification, void const* object, std::size_t payload);
+    void dropOldest(std::deque<Queue::iterator>& changes);
     void run();
     void runNext(std::unique_lock<std::mutex>& lock);
+    void reportDropping(std::unique_lock<std::mutex>& lock);
+    [[nodiscard]] std::uint64_t firstPending() const;
+
+    std::size_t const limit_;
 
     std::mutex mutex_;
     std::condition_variable posted_;
     std::condition_variable done_;
-    std::deque<Notification> queue_;
+    // Guarded by the mutex:
+    Queue queue_;
+    std::map<void const*, std::deque<Queue::iterator>> changes_;  ///< In the queue, by their objects, oldest first.
+    std::size_t payload_ = 0;                                     ///< Of these changes.
+    std::uint64_t postedCount_ = 0;
+    std::uint64_t current_ = 0;  ///< The number of the notification that is running, or 0.
+    std::size_t dropped_ = 0;    ///< Since dropping began.
+    bool isDroppingReported_ = false;
     std::shared_ptr<Registration const> running_;
     std::thread::id runner_;  ///< The thread on which it is running.
-    std::size_t postedCount_ = 0;
-    std::size_t doneCount_ = 0;
-    bool stopping_ = false;
+    bool isStopping_ = false;
+
     std::thread thread_;
-};
-
-/// A registration with the interface of the observer that its notifications go to: null, and never called, for an
-/// observer of another kind.
-template <typename Obs>
-struct Connection {
-    Obs* observer;
-    std::shared_ptr<Registration> registration;
-
-    template <typename Notify>
-    void post(Delivery& delivery, Notify notify) const {
-        if (observer != nullptr) {
-            delivery.post(registration, [to = observer, notify = std::move(notify)] { notify(*to); });
-        }
-    }
 };
 
 }  // namespace television

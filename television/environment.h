@@ -1,5 +1,6 @@
 #pragma once
 
+#include <charconv>
 #include <cstdlib>
 #include <optional>
 #include <string_view>
@@ -14,6 +15,15 @@ void writeToStandardError(std::string_view text);
 
 /// Writes `NAME is "WORD": expected EXPECTED; using FALLBACK`.
 void reportEnvironment(char const* name, std::string_view word, char const* expected, char const* fallback);
+
+/// The whole text as a decimal number, or nothing.
+template <typename T>
+std::optional<T> parseNumber(std::string_view text) {
+    T number{};
+    auto const [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
+    bool const isNumber = failure == std::errc() && end == text.data() + text.size();
+    return isNumber ? std::optional(number) : std::nullopt;
+}
 
 /// What `parse` makes of the environment variable, or the fallback when there is no such variable. `parse` takes a
 /// `std::string_view` and returns a `std::optional<T>`: for an empty one, one line on standard error names the

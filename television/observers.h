@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "objbus/observer.h"
@@ -11,39 +12,72 @@
 
 namespace television {
 
-/// The observers of one object, which hear through the interface `Obs`. One that has another does not hear.
+/// Calls `notify` with the receiver of a registration.
+template <typename Obs, typename Notify>
+auto withReceiver(Notify notify) {
+    return [notify = std::move(notify)](Registration const& recipient) {
+        notify(*static_cast<TypedRegistration<Obs> const&>(recipient).receiver);
+    };
+}
+
+/// Calls `notify` with the receiver of one registration, later.
+template <typename Obs, typename Notify>
+void postTo(std::shared_ptr<TypedRegistration<Obs>> const& registration, Delivery& delivery, Notify notify) {
+    if (registration->receiver != nullptr) {
+        delivery.post({{registration}, withReceiver<Obs>(std::move(notify))});
+    }
+}
+
+/// The observers of one object, which are notified through the interface `Obs`. One that has another is not notified.
 template <typename Obs>
 class Observers {
 public:
     /// The source is what a disconnect names besides the observer.
     void add(objbus::Observer* observer, void const* source) {
-        connections_.push_back(
-            {dynamic_cast<Obs*>(observer), std::make_shared<Registration>(Registration{observer, source})});
+        registrations_.push_back(
+            std::make_shared<TypedRegistration<Obs>>(observer, dynamic_cast<Obs*>(observer), source));
     }
 
-    /// Ends the observer's registrations and returns how many it had.
+    /// Cancels the observer's registrations and returns how many it had.
     std::size_t remove(objbus::Observer const* observer, Delivery& delivery) {
-        auto const ended = [observer, &delivery](auto const& connection) {
-            if (connection.registration->observer != observer) {
+        auto const cancel = [observer, &delivery](auto const& registration) {
+            if (registration->observer != observer) {
                 return false;
             }
-            delivery.end(*connection.registration);
+            delivery.cancel(*registration);
             return true;
         };
-        return std::erase_if(connections_, ended);  // Without an allocation: memory may have run out.
+        return std::erase_if(registrations_, cancel);  // Without an allocation: memory may have run out.
     }
 
-    [[nodiscard]] std::size_t size() const { return connections_.size(); }
+    [[nodiscard]] std::size_t size() const { return registrations_.size(); }
 
+    /// Calls `notify` with each observer, later.
     template <typename Notify>
-    void post(Delivery& delivery, Notify const& notify) const {
-        for (Connection<Obs> const& connection : connections_) {
-            connection.post(delivery, notify);
-        }
+    void post(Delivery& delivery, Notify notify) const {
+        delivery.post(notification(std::move(notify)));
+    }
+
+    /// The same for a change of the object's value, whose payload has so many bytes.
+    template <typename Notify>
+    void postChange(Delivery& delivery, std::size_t payload, Notify notify) const {
+        delivery.postChange(notification(std::move(notify)), this, payload);
     }
 
 private:
-    std::vector<Connection<Obs>> connections_;
+    template <typename Notify>
+    Notification notification(Notify notify) const {
+        Notification made;
+        for (auto const& registration : registrations_) {
+            if (registration->receiver != nullptr) {
+                made.recipients.push_back(registration);
+            }
+        }
+        made.notify = withReceiver<Obs>(std::move(notify));
+        return made;
+    }
+
+    std::vector<std::shared_ptr<TypedRegistration<Obs>>> registrations_;
 };
 
 /// Tells the rows to an iterator's observer.

@@ -13,11 +13,13 @@ enum Status : int {
     STATUS_WITHDRAWN = 106,          ///< The object was taken away.
     STATUS_UNKNOWN_ITERATOR = 107,   ///< The table has none like it, or no longer.
     STATUS_NOT_SUPPORTED = 108,      ///< The television has no such operation.
+    STATUS_DENIED = 110,             ///< A policy or a limit of the bus denies the call.
+    STATUS_INTERNAL_ERROR = 111,     ///< An exception that nothing here throws.
     STATUS_NO_BUS = 121,             ///< The bus cannot be reached.
-    STATUS_NO_ANSWER = 122,          ///< The television did not answer in time.
+    STATUS_NO_ANSWER = 122,          ///< The television did not answer in time; it may still do what it was asked.
     STATUS_NOT_CARRIED = 123,        ///< The bus does not carry the text, or it is too long for it.
     STATUS_NOT_UNDERSTOOD = 124,     ///< What came over the bus is not what was agreed on.
-    STATUS_NO_MEMORY = 125,          ///< Memory ran out here.
+    STATUS_NO_RESOURCES = 125,       ///< This process has no memory, thread or file descriptor left.
     STATUS_LOST = 126,               ///< The television went before it had answered.
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <variant>
@@ -12,6 +13,18 @@ using Value = std::variant<int, long long, std::string, std::vector<int>, std::v
 
 /// The rows of a table.
 using Rows = std::vector<std::vector<std::string>>;
+
+/// The payload of a value in bytes, about.
+inline std::size_t sizeOf(long long /*value*/) { return sizeof(long long); }
+inline std::size_t sizeOf(std::string const& value) { return value.size() + sizeof(long long); }
+template <typename T>
+std::size_t sizeOf(std::vector<T> const& values) {
+    std::size_t size = 0;
+    for (T const& value : values) {
+        size += sizeOf(value);
+    }
+    return size;
+}
 
 /// The list that is written by positions: the elements in their order, without gaps.
 template <typename Element>

@@ -116,7 +116,7 @@ public:
 
     /// Has a television, in the place of another one.
     void turnOn() {
-        ASSERT_GE(bus::open(television, ""), 0);
+        ASSERT_GE(bus::open(television, bus::addressFromEnvironment()), 0);
         ASSERT_GE(sd_bus_add_filter(television.get(), nullptr, onCall, this), 0);
         ASSERT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
     }
@@ -268,7 +268,9 @@ TEST_F(HostileBus, AnAnswerThatIsWrongIsAStatus) {
     for (Operation const& operation : {CONNECT, READ, WRITE, INVOKE}) {
         int const missing = operation.method == CONNECT.method ? 104 : 106;
         rows.push_back({operation, -4, {fails(bus::STATUS_ERROR, "-4")}});
-        rows.push_back({operation, 124, {fails(bus::STATUS_ERROR, nullptr), fails(SD_BUS_ERROR_ACCESS_DENIED, "4")}});
+        rows.push_back({operation, 124, {fails(bus::STATUS_ERROR, nullptr), fails(SD_BUS_ERROR_FAILED, "4")}});
+        rows.push_back(
+            {operation, 110, {fails(SD_BUS_ERROR_ACCESS_DENIED, "4"), fails(SD_BUS_ERROR_LIMITS_EXCEEDED, "")}});
         rows.push_back({operation, missing, {fails(SD_BUS_ERROR_UNKNOWN_OBJECT, "")}});
     }
     for (Operation const& operation : {CONNECT, READ, WRITE, INVOKE, LIST_ALL, SETTLE}) {
@@ -292,7 +294,7 @@ TEST_F(HostileBus, AnAnswerThatIsWrongIsAStatus) {
 
 TEST_F(HostileBus, ASignalOrASenderThatIsWrongIsNotHeard) {
     bus::Bus stranger;
-    ASSERT_GE(bus::open(stranger, ""), 0);
+    ASSERT_GE(bus::open(stranger, bus::addressFromEnvironment()), 0);
     char const* name = nullptr;
     ASSERT_GE(sd_bus_get_unique_name(stranger.get(), &name), 0);
     constexpr char BUS[] = "org.freedesktop.DBus";
@@ -338,7 +340,7 @@ TEST_F(HostileBus, AnAnswerOnItsWayIsReadWhileANotificationRuns) {
 
 TEST_F(HostileBus, AKeyIsServedOrRefused) {
     using Row = std::pair<std::string, int>;
-    for (auto const& [key, status] : {Row("x", 0), Row("\xff\x01 /\0"s, 0), Row(std::string(1500, 'k'), 123),
+    for (auto const& [key, status] : {Row("x", 0), Row("\xff\x01 /\0"s, 0), Row(std::string(1500, 'k'), 0),
                                       Row(std::string(70'000, '\xff'), 123), Row("", 104), Row("..\n\x1b", 104)}) {
         if (status != 104) {
             answers[key + " Type"] = says("v", "i", 2);
@@ -369,8 +371,10 @@ TEST_F(HostileBus, WhatTheBusDoesNotCarryIsLostAlone) {
     turnOn();
     untilDone(readList);
     Strings const news = heardNow();
-    EXPECT_EQ(std::count(news.begin(), news.end(), "ERROR [BUS] l: write failed, status 122: no answer came in time"),
-              1);
+    EXPECT_EQ(
+        std::count(news.begin(), news.end(),
+                   "ERROR [BUS] l: write failed, status 122: no answer came in time, the television may still do it"),
+        1);
     EXPECT_EQ(all->table->destroyIterator(all->iterator), 0);
     answers["CreateIterator"] = says("o", ITERATOR);
     untilDone([this] { return (all->iterator = all->iterate()) == nullptr; });

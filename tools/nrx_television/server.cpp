@@ -28,7 +28,7 @@ objbus::RootInterface& rootInterface() {
 
 bus::Bus connectedBus(std::string const& address) {
     bus::Bus bus;
-    int result = bus::open(bus, address);
+    int result = bus::open(bus, address.empty() ? bus::addressFromEnvironment() : address);
     char const* name = nullptr;
     result = result < 0 ? result : sd_bus_get_unique_name(bus.get(), &name);  // Waits until it is connected.
     if (result < 0) {

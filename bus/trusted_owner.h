@@ -1,0 +1,33 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+
+// Private to the platform library.
+
+namespace bus {
+
+/// The users whose process may be the television: this process's own and root, or what NRX_BUS_OWNER names instead: one
+/// user, by name or number, or "any".
+class TrustedOwner {
+public:
+    /// Reads the environment.
+    TrustedOwner();
+
+    [[nodiscard]] bool allows(uid_t user) const;
+    /// Those users, for a line of the log.
+    [[nodiscard]] std::string text() const;
+
+private:
+    struct Setting {
+        bool isAny = false;
+        std::optional<uid_t> user{};  ///< None: this process's own, and root.
+    };
+    static std::optional<Setting> parse(std::string_view word);
+
+    Setting setting_;
+};
+
+}  // namespace bus

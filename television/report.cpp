@@ -1,0 +1,20 @@
+#include "television/report.h"
+
+#include <cstdint>
+
+#include "base_utils/debug_log.h"
+
+namespace television {
+
+void report(char const* tag, char const* line) noexcept {
+    constexpr std::uint32_t SEVERITY_ERROR = 1000;
+    try {  // Where the lines go is the program's.
+        DebugLevelRecord record{SEVERITY_ERROR, 0, 0};
+        if (debugCheckLevel(&record) != 0) {
+            debugOutput("ERROR [%s] %s\n", tag, line);
+        }
+    } catch (...) {
+    }
+}
+
+}  // namespace television
