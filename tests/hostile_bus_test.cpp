@@ -1,6 +1,7 @@
 // What nobody agreed on, answered by a television or sent by a stranger: it does no harm, and what comes after it is
 // heard. Runs on a bus of its own that carries no message of more than a million bytes.
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,8 +9,21 @@
 #include "bus/contract.h"
 #include "bus/message.h"
 #include "television/log.h"
-#include "television/root_reference.h"
 #include "television_clients.h"
+
+namespace {
+
+std::atomic<bool> isWithoutMemory = false;
+
+}  // namespace
+
+/// Stands before libsystemd's, also for the platform library.
+extern "C" __attribute__((visibility("default"))) int sd_bus_message_new_method_call(
+    sd_bus* bus, sd_bus_message** message, char const* destination, char const* path, char const* interface,
+    char const* member) {
+    static auto const make = reinterpret_cast<decltype(&sd_bus_message_new_method_call)>(::dlsym(RTLD_NEXT, __func__));
+    return isWithoutMemory ? -ENOMEM : make(bus, message, destination, path, interface, member);
+}
 
 namespace test {
 namespace {
@@ -75,6 +89,7 @@ struct Signal {
 Signal const RIGHT[] = {
     {LIST, PROPERTIES, CHANGE, with("sa{sv}as", LISTS, 1, "Value", "as", 2, "x", "y", 0), {"x", "y"}},
     {ACTION, bus::ACTION_INTERFACE, "ExecutionError", with("ui", 2, 5), {"2 error 5 "}},
+    {"/nrx/Television1/model/r", bus::TABLE_INTERFACE, "Updated", with("i", 7), {"update 7 "}},
     {ITERATOR, bus::ITERATOR_INTERFACE, "TotalCount", with("i", 3), {"count 3 "}},
 };
 
@@ -93,12 +108,11 @@ struct Everybody {
 class HostileBus : public ::testing::Test {
 public:
     void SetUp() override {
-        television::setLogSink([this](int /*severity*/, std::string const& line) { log.push_back(line); });
-        turnOn();
-        boost::shared_ptr<frame::Interface> reference;
-        untilDone([&reference] {
-            return frame::Process::getInstance().getInterfaceReference(reference, television::ROOT_INTERFACE_NAME);
+        television::setLogSink([this](int /*severity*/, std::string const& line) {
+            EXPECT_EQ(root().disconnectObject("l", nullptr, nullptr), 0);  // No lock is held.
+            log.push_back(line);
         });
+        turnOn();
         serve([this] { return (all = std::make_unique<Everybody>())->number.status; });
         answers["CreateIterator"] = says("o", "/nrx/Television1/iterator/2");
         heardNow();
@@ -119,6 +133,15 @@ public:
         ASSERT_GE(bus::open(television, bus::addressFromEnvironment()), 0);
         ASSERT_GE(sd_bus_add_filter(television.get(), nullptr, onCall, this), 0);
         ASSERT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
+        untilDone(bus::waitUntilDelivered);
+    }
+    /// The same, with an iterator of its own.
+    void turnOnAgain() {
+        turnOn();
+        EXPECT_EQ(all->table->destroyIterator(all->iterator), 0);
+        Answer const right = std::exchange(answers["CreateIterator"], says("o", ITERATOR));
+        untilDone([this] { return (all->iterator = all->iterate()) == nullptr; });
+        answers["CreateIterator"] = right;
     }
     /// Is the television while a client does something, and returns what that returns.
     int serve(std::function<int()> const& operation) const {
@@ -169,7 +192,7 @@ public:
         EXPECT_EQ(serve(bus::waitUntilDelivered), 0);
         Strings heard = std::exchange(log, {});
         std::vector<Strings> told = all->list.ear.take();
-        told.insert(told.end(), {all->action.ear.take(), all->ear.take()});
+        told.insert(told.end(), {all->action.ear.take(), all->table.ear.take(), all->ear.take()});
         for (Strings const& lines : told) {
             heard.insert(heard.end(), lines.begin(), lines.end());
         }
@@ -292,6 +315,16 @@ TEST_F(HostileBus, AnAnswerThatIsWrongIsAStatus) {
     }
 }
 
+TEST_F(HostileBus, WithoutMemoryNothingIsSent) {
+    for (Operation const& operation : {CONNECT, READ, WRITE, INVOKE}) {
+        isWithoutMemory = true;
+        EXPECT_EQ(operation.perform(*all), 125) << operation.method;
+        isWithoutMemory = false;
+        EXPECT_EQ(serve([&] { return operation.perform(*all); }, 0), 0) << operation.method;
+    }
+    heardNow();
+}
+
 TEST_F(HostileBus, ASignalOrASenderThatIsWrongIsNotHeard) {
     bus::Bus stranger;
     ASSERT_GE(bus::open(stranger, bus::addressFromEnvironment()), 0);
@@ -319,6 +352,17 @@ TEST_F(HostileBus, ASignalOrASenderThatIsWrongIsNotHeard) {
         }
     }
     EXPECT_EQ(heardNow(), Strings{});
+    for (auto const& [what, signal] : std::initializer_list<std::pair<std::string, Signal>>{
+             {"l", {LIST, PROPERTIES, CHANGE, with("sa{sv}as", LISTS, 1, "Value", "s", "x", 0)}},
+             {"l", {LIST, PROPERTIES, CHANGE, with("sa{sv}as", LISTS, 1, "Other", "s", "x", 1, "Value")}},
+             {"l", {LIST, PROPERTIES, CHANGE, with("s", LISTS)}},
+             {"a", {ACTION, bus::ACTION_INTERFACE, "ExecutionError", with("us", 2, "x")}},
+             {"r", {RIGHT[2].path, bus::TABLE_INTERFACE, "Updated", with("s", "x")}},
+             {ITERATOR, {ITERATOR, bus::ITERATOR_INTERFACE, "RowRead", with("s", "x")}}}) {
+        signal.send(television.get(), signal.path == ITERATOR ? client : "");
+        EXPECT_EQ(heardNow(),
+                  Strings{"ERROR [BUS] " + what + ": notify failed, status 124: what came is not what was agreed on"});
+    }
 }
 
 TEST_F(HostileBus, AnAnswerOnItsWayIsReadWhileANotificationRuns) {
@@ -336,6 +380,102 @@ TEST_F(HostileBus, AnAnswerOnItsWayIsReadWhileANotificationRuns) {
     EXPECT_EQ(heardNow(), RIGHT[0].heard);
     all->list.ear.then = [] {};
     answers["n Value"] = right;
+}
+
+/// Keeps the calls of a method until they are answered.
+struct HeldCalls {
+    Answer hold() {
+        return [this](sd_bus_message* call) {
+            calls.emplace_back(sd_bus_message_ref(call));
+            most = std::max(most, calls.size());
+            return 1;
+        };
+    }
+    void answer(Answer const& answer) {
+        for (bus::Message const& call : std::exchange(calls, {})) {
+            EXPECT_GE(answer(call.get()), 0);
+        }
+    }
+
+    std::vector<bus::Message> calls{};
+    std::size_t most = 0;
+};
+
+TEST_F(HostileBus, AConnectTakesTheAnswerToAnEarlierAttempt) {
+    HeldCalls held;
+    Answer const right = std::exchange(answers["x Type"], held.hold());
+    Ear<std::string> ear;
+    Object* object = nullptr;
+    auto const attempt = [&] { return root().connectObject("x", &ear, object); };
+    for (int attempts = 0; attempts < 5; ++attempts) {
+        EXPECT_EQ(serve(attempt), 122);
+    }
+    EXPECT_LT(held.calls.size(), 5U);
+    held.answer(right);
+    Signal const change{"/nrx/Television1/model/x", PROPERTIES, CHANGE,
+                        with("sa{sv}as", bus::Plain<std::string>::INTERFACE, 1, "Value", "s", "new", 0)};
+    change.send(television.get(), "");
+    EXPECT_EQ(heardNow(), Strings{});
+    EXPECT_EQ(ear.take(), Strings{});  // A late answer registers nothing.
+    EXPECT_EQ(serve(attempt), 0);
+    EXPECT_TRUE(held.calls.empty());
+    change.send(television.get(), "");
+    EXPECT_EQ(heardNow(), Strings{});
+    EXPECT_EQ(ear.take(), Strings{"new"});
+    EXPECT_EQ(root().disconnectObject("x", &ear, object), 0);
+    answers["x Type"] = right;
+}
+
+TEST_F(HostileBus, ManyClientsLearnWhatTheyMissed) {
+    constexpr int COUNT = 700;  // More than the bus lets a client have rules, or open calls.
+    std::vector<std::unique_ptr<Client<int>>> clients;
+    HeldCalls held;
+    for (int number = 0; number < COUNT; ++number) {
+        answers["k" + std::to_string(number) + " Type"] = says("v", "i", 1);
+        answers["k" + std::to_string(number) + " Value"] = says("v", "i", 1);
+    }
+    serve([&clients] {
+        for (int number = 0; number < COUNT; ++number) {
+            clients.push_back(std::make_unique<Client<int>>("k" + std::to_string(number)));
+            EXPECT_EQ(clients.back()->status, 0);
+        }
+        return 0;
+    });
+    for (int number = 0; number < COUNT; ++number) {
+        answers["k" + std::to_string(number) + " Value"] = held.hold();
+    }
+    turnOnAgain();
+    auto const isHeard = [](auto const& each) { return each->ear.heard == Integers{2}; };
+    std::size_t refused = 2;
+    do {
+        heardNow();
+        held.answer(refused-- > 0 ? fails(SD_BUS_ERROR_LIMITS_EXCEEDED, "") : says("v", "i", 2));
+        refused += refused > 2 ? 1 : 0;
+    } while (!std::all_of(clients.begin(), clients.end(), isHeard));
+    EXPECT_LE(held.most, 64U);
+    clients.clear();
+}
+
+TEST_F(HostileBus, TheOldestOfManyActionsIsForgotten) {
+    constexpr unsigned int MOST = 1000;
+    unsigned int next = MOST + 1;
+    Answer const right =
+        std::exchange(answers["Invoke"], [&next](sd_bus_message* call) { return says("u", next--)(call); });
+    serve([this] {
+        unsigned int id = 0;
+        for (unsigned int count = 0; count <= MOST; ++count) {
+            EXPECT_EQ(all->action->invoke(id, {}), 0);
+        }
+        return 0;
+    });
+    answers["Invoke"] = right;
+    turnOnAgain();
+    Strings expected;
+    for (unsigned int id = MOST; id > 0; --id) {
+        expected.push_back(std::to_string(id) + " error 126 ");
+    }
+    expected.push_back("ready 126 ");
+    EXPECT_EQ(heardNow(), expected);
 }
 
 TEST_F(HostileBus, AKeyIsServedOrRefused) {
@@ -368,16 +508,13 @@ TEST_F(HostileBus, WhatTheBusDoesNotCarryIsLostAlone) {
     Answer const right = std::exchange(answers["l Value"], lists(Strings(20'000, read[0])));
     EXPECT_EQ(serve(readList), 122);  // Now the television's.
     answers["l Value"] = right;
-    turnOn();
+    turnOnAgain();
     untilDone(readList);
     Strings const news = heardNow();
     EXPECT_EQ(
         std::count(news.begin(), news.end(),
                    "ERROR [BUS] l: write failed, status 122: no answer came in time, the television may still do it"),
         1);
-    EXPECT_EQ(all->table->destroyIterator(all->iterator), 0);
-    answers["CreateIterator"] = says("o", ITERATOR);
-    untilDone([this] { return (all->iterator = all->iterate()) == nullptr; });
 }
 
 }  // namespace

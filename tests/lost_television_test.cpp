@@ -1,13 +1,36 @@
 // A television on a bus that is lost and comes back, or its bus, as clients see it.
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdlib>
 #include <memory>
 
 #include "driven_bus.h"
 #include "television/status.h"
 #include "television_clients.h"
+
+#ifdef NRX_FAILING_THREADS
+namespace {
+
+std::atomic<int> threadsLeft = INT_MAX;
+
+}  // namespace
+
+/// Stands before the C library's, also for the platform library.
+extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* thread,
+                                                                     pthread_attr_t const* attributes,
+                                                                     void* (*run)(void*), void* argument) noexcept {
+    static auto const create = reinterpret_cast<decltype(&pthread_create)>(::dlsym(RTLD_NEXT, __func__));
+    return threadsLeft-- > 0 ? create(thread, attributes, run, argument) : EAGAIN;
+}
+#endif
 
 namespace test {
 namespace {
@@ -78,6 +101,63 @@ TYPED_TEST(LostValue, RefusesMeanwhileAndTellsAnotherValueAtReturn) {
         EXPECT_EQ(client.ear.take(), (Values{list[2], list[2], list[1]}));
         EXPECT_EQ(client.read(), list[1]);
         EXPECT_TRUE(other.ear.take().empty() && late.ear.take().empty());
+
+        // What a client hears at the return depends on what the clients of that moment have heard.
+        EXPECT_EQ(client.end(), 0);
+        driven::set(this->key, list[0]);
+        Client<TypeParam> fresh(this->key);
+        driven::set(this->key, list[2]);
+        driven::settle();
+        EXPECT_EQ(fresh.end(), 0);
+        driven::set(this->key, list[0]);
+        driven::settle();
+        Client<TypeParam> first(this->key);
+        loss.lose();
+        driven::set(this->key, list[2]);
+        driven::start();
+        EXPECT_EQ(first.ear.take(), Values{list[2]});
+        Client<TypeParam> second(this->key);
+        loss.lose();
+        driven::start();
+        EXPECT_TRUE(first.ear.take().empty() && second.ear.take().empty());
+        EXPECT_EQ(connectTo(this->key, &client.ear, client.object), 0);
+    }
+}
+
+TYPED_TEST(LostValue, ComesBackWithTheNextTelevisionThatHasIt) {
+    for (Loss const& loss : LOSSES) {
+        SCOPED_TRACE(loss.name);
+        driven::publish(this->key, this->values[0]);
+        Client<TypeParam> client(this->key);
+        driven::withdraw(this->key);
+        driven::publish(this->key, this->values[0]);
+        driven::settle();
+        Client<TypeParam> later(this->key);
+        driven::withdraw(this->key);
+        driven::settle();
+        Client<TypeParam>* const clients[] = {&client, &later};
+        for (auto const* each : clients) {
+            EXPECT_EQ(each->write(this->values[1]), STATUS_WITHDRAWN);
+        }
+        loss.lose();
+        driven::publish(this->key, this->values[1]);
+        driven::start();
+        driven::set(this->key, this->values[2]);
+        driven::settle();
+        for (auto* each : clients) {
+            EXPECT_EQ(each->ear.take(), (std::vector<TypeParam>{this->values[1], this->values[2]}));
+            EXPECT_EQ(each->read(), this->values[2]);
+        }
+        EXPECT_EQ(client.write(this->values[0]), 0);
+        driven::settle();
+        driven::withdraw(this->key);
+        driven::publish(this->key, this->values[1]);
+        driven::settle();
+        for (auto* each : clients) {  // As ever while there is one television.
+            EXPECT_EQ(each->ear.take(), (std::vector<TypeParam>{this->values[0]}));
+            EXPECT_EQ(each->write(this->values[1]), STATUS_WITHDRAWN);
+            EXPECT_EQ(each->end(), 0);
+        }
     }
 }
 
@@ -110,6 +190,12 @@ TYPED_TEST(LostValue, MayComeLaterOrAsAnotherType) {
         driven::settle();
         EXPECT_EQ(other.ear.take(), std::vector<Other>{valueOf<Other>(8)});
         EXPECT_TRUE(client.ear.take().empty());
+        driven::publish(this->key, this->values[2]);
+        driven::settleAgain();
+        EXPECT_EQ(client.write(this->values[0]), 0);
+        EXPECT_EQ(other.write(valueOf<Other>(7)), STATUS_WITHDRAWN);
+        driven::settle();
+        EXPECT_EQ(client.ear.take(), (std::vector<TypeParam>{this->values[2], this->values[0]}));
         EXPECT_EQ(client.end(), 0);
     }
 }
@@ -135,7 +221,11 @@ TEST_P(LostTelevision, AnswersOnceWhatItOwes) {
     EXPECT_EQ(client->invoke(id, {}), GetParam().status);
     EXPECT_EQ(id, 7U);
     driven::start();
+    driven::withdraw(key);
+    driven::settle();
+    EXPECT_EQ(client->invoke(id, {}), STATUS_WITHDRAWN);
     GetParam().lose();
+    driven::publishAction(key);
     driven::start();
     driven::answerWith(Strings{"again"});
     invoke(" 0:again; ");
@@ -175,22 +265,78 @@ TEST_P(LostTelevision, TellsItsIteratorsWhichStayDestroyable) {
     EXPECT_EQ(table->destroyIterator(renewed), 0);
 }
 
-int lookUp() {
-    boost::shared_ptr<frame::Interface> reference;
-    return frame::Process::getInstance().getInterfaceReference(reference, "torvi.ob.interfaces.tvapi.RootInterface");
-}
+/// Death tests are programs of their own, which have not used the platform yet.
+using BusClientDeathTest = PlainValueTest<int>;
 
-TEST(LostBusDeathTest, RefusesTheRootInterfaceOnlyUntilItWasFoundOnce) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");  // A process of its own, which has found none yet.
-    auto const use = [] {
+TEST_F(BusClientDeathTest, ConnectsWhenTheBusComes) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto const use = [this] {
         driven::killBus();
-        bool const refused = lookUp() == STATUS_NO_BUS;
+        Client<int> early(key);
+        ::setenv("NRX_BUS_ADDRESS", "unix:path=/elsewhere", 1);  // It was read once.
+        driven::publish(key, 7);
         driven::start();
-        bool const found = lookUp() == STATUS_OK;
-        driven::killBus();
-        std::exit(refused && found && lookUp() == STATUS_OK ? 0 : 1);
+        Client<int> late(key);
+        std::exit(early.status == STATUS_NO_BUS && late.status == 0 && late.read() == 7 ? 0 : 1);
     };
     EXPECT_EXIT(use(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(BusClientDeathTest, FollowsATelevisionOfATrustedUser) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    std::string const user = std::to_string(::getuid());
+    std::string const other = std::to_string(::getuid() + 1);
+    struct Row {
+        std::string setting;
+        int status;
+        std::string line;
+    };
+    for (auto const& [setting, status, line] : {
+             Row{"", STATUS_NOT_PUBLISHED, ""},
+             Row{user, STATUS_NOT_PUBLISHED, ""},
+             Row{::getpwuid(::getuid())->pw_name, STATUS_NOT_PUBLISHED, ""},
+             Row{"any", STATUS_NOT_PUBLISHED, ""},
+             Row{other, STATUS_NO_TELEVISION, "belongs to a process of user " + user + ", expected user " + other},
+             Row{"no one", STATUS_NOT_PUBLISHED,
+                 "NRX_BUS_OWNER is \"no one\": expected a user's name or number, or any"},
+         }) {
+        SCOPED_TRACE(setting);
+        auto const use = [this, &setting = setting] {
+            setting.empty() ? 0 : ::setenv("NRX_BUS_OWNER", setting.c_str(), 1);
+            std::exit(Client<int>(key).status);
+        };
+        EXPECT_EXIT(use(), ::testing::ExitedWithCode(status), line);
+    }
+}
+
+#ifdef NRX_FAILING_THREADS
+TEST_F(BusClientDeathTest, NeedsTwoThreads) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto const use = [this] {
+        threadsLeft = 1;
+        int const without = Client<int>(key).status;
+        threadsLeft = INT_MAX;
+        std::exit(without == STATUS_NO_RESOURCES && Client<int>(key).status == STATUS_NOT_PUBLISHED ? 0 : 1);
+    };
+    EXPECT_EXIT(use(), ::testing::ExitedWithCode(0), "");
+}
+#endif
+
+TEST_F(BusClientDeathTest, LeavesTheSignalsOfFaultsToTheHost) {
+    driven::publish(key, 0);
+    Client<int> client(key);
+    std::promise<sigset_t> blocked;
+    client.ear.then = [&] {
+        sigset_t mask{};
+        ::pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+        blocked.set_value(mask);
+    };
+    driven::set(key, 1);
+    sigset_t const mask = await(blocked.get_future());
+    EXPECT_TRUE(::sigismember(&mask, SIGTERM) == 1 && ::sigismember(&mask, SIGCHLD) == 1);
+    for (int const fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+        EXPECT_EQ(::sigismember(&mask, fault), 0) << fault;
+    }
 }
 
 }  // namespace

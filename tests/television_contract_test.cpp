@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <climits>
+#include <cstdlib>
 #include <limits>
 #include <set>
 #include <thread>
@@ -196,6 +197,55 @@ TEST_F(ConnectionContract, MayBeUsedFromInsideANotification) {
     EXPECT_TRUE(other.ear.take().empty() && rows.take().empty());
     EXPECT_EQ(text->ear.take(), Strings{"after"});
     EXPECT_EQ(action->ear.take(), Strings{std::to_string(id) + " 0:done; "});
+}
+
+using SlowHandlerContract = PlainValueContract<std::string>;
+
+TEST_F(SlowHandlerContract, HearsTheNewestChangesAboveTheBound) {
+    constexpr int COUNT = 80;
+    constexpr std::size_t SIZE = 1'048'576;
+    char const* const setting = std::getenv("NRX_DELIVERY_LIMIT");
+    int const bound = setting != nullptr ? std::atoi(setting) : 0;
+    int const kept = bound == 0 ? 63 : std::max(1, bound / static_cast<int>(SIZE));  // What is queued has a size, too.
+    driven::publish(key, "");
+    driven::publish(key + ".other", 0);
+    Client<std::string> slow(key);
+    Client<std::string> twin(key);  // The same change counts once.
+    Client<int> other(key + ".other");
+    std::promise<void> entered;
+    std::promise<void> release;
+    slow.ear.then = [&, isFirst = true]() mutable {
+        if (std::exchange(isFirst, false)) {
+            entered.set_value();
+            await(release.get_future());
+        }
+    };
+    Strings lines;
+    television::setLogSink([&](int /*severity*/, std::string const& line) { lines.push_back(line); });
+    Integers expected{1};
+    for (int number = 1; number <= COUNT; ++number) {
+        EXPECT_EQ(slow.write(std::to_string(number) + std::string(SIZE, '.')), 0);
+        number == 1 ? await(entered.get_future()) : void();
+        number > COUNT - kept ? expected.push_back(number) : void();
+        EXPECT_TRUE(number != 2 || other.write(1) == 0);
+    }
+    driven::publish(key + ".last", 0);
+    EXPECT_EQ(Client<int>(key + ".last").status, 0);  // By then all changes have come here.
+    release.set_value();
+    driven::settle();
+    television::setLogSink({});
+    for (auto* each : {&slow, &twin}) {
+        Integers heard;
+        for (std::string const& text : each->ear.take()) {
+            heard.push_back(std::stoi(text));
+        }
+        EXPECT_EQ(heard, expected);
+    }
+    EXPECT_EQ(other.ear.take(), Integers{1});  // It is not this one that takes the room.
+    std::string const dropped = std::to_string(COUNT - 1 - kept);
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_NE(lines[0].find("older changes give way to newer ones"), std::string::npos) << lines[0];
+    EXPECT_NE(lines[1].find(": " + dropped + " changes gave way"), std::string::npos) << lines[1];
 }
 
 TEST(ActionContract, AnswersComeInOrderUnderTheirNumbers) {
