@@ -7,9 +7,11 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -60,22 +62,35 @@ std::atomic<LogLevel>& admittedLevel() {
     return level;
 }
 
-std::mutex captureMutex;
-std::condition_variable captureReleased;
-std::atomic<LogCapture*> currentCapture = nullptr;  ///< Changed under the mutex.
-int captureUses = 0;
+/// What any thread that logs uses.
+struct Shared {
+    std::mutex captureMutex;
+    std::condition_variable captureReleased;
+    std::atomic<LogCapture*> currentCapture = nullptr;  ///< Changed under its mutex.
+    int captureUses = 0;
+
+    std::mutex sinkMutex;
+    LogSink sink;
+};
+
+/// Never destroyed: threads log while the process's own objects are destroyed.
+Shared& shared() {
+    alignas(Shared) static std::byte storage[sizeof(Shared)];
+    static Shared& made = *new (storage) Shared;
+    return made;
+}
 
 /// The capture of now, or null; it is not destroyed while used here.
 class CaptureUse {
 public:
     CaptureUse() {
-        if (currentCapture == nullptr) {  // Costs no lock while there is none.
+        if (shared().currentCapture == nullptr) {  // Costs no lock while there is none.
             return;
         }
-        std::lock_guard const lock(captureMutex);
-        capture_ = currentCapture;
+        std::lock_guard const lock(shared().captureMutex);
+        capture_ = shared().currentCapture;
         if (capture_ != nullptr) {
-            ++captureUses;
+            ++shared().captureUses;
         }
     }
     CaptureUse(CaptureUse const&) = delete;
@@ -84,9 +99,9 @@ public:
         if (capture_ == nullptr) {
             return;
         }
-        std::lock_guard const lock(captureMutex);
-        --captureUses;
-        captureReleased.notify_all();
+        std::lock_guard const lock(shared().captureMutex);
+        --shared().captureUses;
+        shared().captureReleased.notify_all();
     }
 
     [[nodiscard]] LogCapture* get() const { return capture_; }
@@ -100,16 +115,13 @@ bool levelAdmits(int severity) {
     return level != LogLevel::off && severity <= static_cast<int>(level);
 }
 
-std::mutex sinkMutex;
-LogSink sink;
-
 /// Whether there is a sink, which has taken the line.
 bool sinkTakes(std::string_view text) {
-    std::lock_guard const lock(sinkMutex);
-    if (!sink) {
+    std::lock_guard const lock(shared().sinkMutex);
+    if (!shared().sink) {
         return false;
     }
-    sink(lastSeverity, printable(text));
+    shared().sink(lastSeverity, printable(text));
     return true;
 }
 
@@ -153,22 +165,22 @@ bool parseLogLevel(std::string_view word, LogLevel& level) {
 void setLogLevel(LogLevel level) { admittedLevel() = level; }
 
 void setLogSink(LogSink newSink) {
-    std::lock_guard const lock(sinkMutex);
-    sink = std::move(newSink);
+    std::lock_guard const lock(shared().sinkMutex);
+    shared().sink.swap(newSink);  // The earlier one is destroyed without the lock: its destructor may log.
 }
 
 LogCapture::LogCapture(Check check) : check_(std::move(check)) {
-    std::lock_guard const lock(captureMutex);
-    if (currentCapture != nullptr) {
+    std::lock_guard const lock(shared().captureMutex);
+    if (shared().currentCapture != nullptr) {
         throw std::logic_error("television: the log is captured already");
     }
-    currentCapture = this;
+    shared().currentCapture = this;
 }
 
 LogCapture::~LogCapture() {
-    std::unique_lock lock(captureMutex);
-    currentCapture = nullptr;
-    captureReleased.wait(lock, [] { return captureUses == 0; });
+    std::unique_lock lock(shared().captureMutex);
+    shared().currentCapture = nullptr;
+    shared().captureReleased.wait(lock, [] { return shared().captureUses == 0; });
 }
 
 std::vector<LogCapture::Line> LogCapture::take() {

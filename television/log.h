@@ -30,7 +30,8 @@ __attribute__((visibility("default"))) void setLogLevel(LogLevel level);
 using LogSink = std::function<void(int severity, std::string const& line)>;
 
 /// Hands the lines that the level admits to `sink` instead of standard error. Empty: standard error again, once no call
-/// is running.
+/// is running. Threads log until the process has ended, so that its exit does not destroy the sink: set another one
+/// before anything that it uses is destroyed.
 __attribute__((visibility("default"))) void setLogSink(LogSink sink);
 
 /// Keeps the lines written while it lives, instead of sending them to standard error. One at a time in a process
@@ -42,7 +43,7 @@ public:
         int severity;      ///< Of the check that last let the writing thread through.
         std::string text;  ///< As written, line feed included.
     };
-    /// Decides instead of the level; may write the record's last two words. Called with no lock held.
+    /// Decides instead of the level; may write the record's last two words. Called with no lock of the log's held.
     using Check = std::function<bool(DebugLevelRecord&)>;
 
     /// Admits every line unless `check` says otherwise.

@@ -57,5 +57,14 @@ TEST(DebugTrace, EveryWayOutWritesTheLineOfTheEntryWhateverBecameOfThat) {
     }
 }
 
+TEST(LogSink, OutlivesTheObjectsOfTheProcess) {
+    auto const exitWithSink = [] {
+        std::shared_ptr<void> destroyed(nullptr, [](void*) { std::_Exit(1); });
+        simulator::setLogSink([destroyed = std::move(destroyed)](auto&&...) {});
+        std::exit(0);
+    };
+    EXPECT_EXIT(exitWithSink(), testing::ExitedWithCode(0), "");
+}
+
 }  // namespace
 }  // namespace test
