@@ -142,7 +142,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         if (result >= 0) {  // Before the next message is read, which may be the iterator's.
             iterator = std::make_shared<RemoteIterator>(model(), made, observer);
             std::lock_guard const lock(model().mutex);
-            iterators_.emplace(iterator.get(), iterator);
+            iterators_.add({iterator});
             model().addIterator(made, iterator);
         }
         return result;
@@ -167,12 +167,10 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     std::shared_ptr<RemoteIterator> destroyed;
     {
         std::lock_guard const lock(model().mutex);
-        auto const found = iterators_.find(iterator);
-        if (found == iterators_.end()) {
+        destroyed = iterators_.destroy(iterator);
+        if (!destroyed) {
             return television::STATUS_UNKNOWN_ITERATOR;
         }
-        destroyed = std::move(found->second);
-        iterators_.erase(found);
         destroyed->destroy(path());
     }
     auto const registration = destroyed->registration();
@@ -195,7 +193,7 @@ void TableObject::handleSignal(sd_bus_message* signal) {
 }
 
 void TableObject::failPending() {
-    for (auto const& [key, iterator] : iterators_) {
+    for (auto const& iterator : iterators_.live()) {
         iterator->failPending();
     }
 }

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "bus/remote_object.h"
+#include "television/iterators.h"
 #include "television/table_iterator.h"
 
 // Private to the platform library.
@@ -64,8 +64,7 @@ public:
     void failPending() override;
 
 private:
-    std::map<objbus::TableIterator const*, std::shared_ptr<RemoteIterator>>
-        iterators_;  ///< The model's mutex guards it.
+    television::Iterators<RemoteIterator> iterators_;  ///< The model's mutex guards it.
 };
 
 }  // namespace bus

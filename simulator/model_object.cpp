@@ -116,24 +116,20 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     if (withdrawn() || key().refusesIterators) {
         return nullptr;
     }
-    std::list<Iterator> created;  // Ours only when it has told that it is ready: until then this may run out of memory.
-    created.emplace_back(*this, observer, columns);
-    created.back().post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
-    iterators_.splice(iterators_.end(), created);
-    return &iterators_.back();
+    Iterators<Iterator>::List made{std::make_shared<Iterator>(*this, observer, columns)};
+    made.back()->post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
+    return iterators_.add(std::move(made));  // Only now: until here this may run out of memory.
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     Operation operation(*this, Call::destroyIterator);
     ++key().counts.destroyIteratorCalls;
-    auto const found = std::find_if(iterators_.begin(), iterators_.end(),
-                                    [iterator](Iterator const& candidate) { return &candidate == iterator; });
-    if (found == iterators_.end()) {
+    auto const destroyed = iterators_.destroy(iterator);
+    if (!destroyed) {
         return STATUS_UNKNOWN_ITERATOR;
     }
-    destroyed_.splice(destroyed_.end(), iterators_, found);
     auto& delivery = operation.model->delivery;
-    auto const registration = found->registration();
+    auto const registration = destroyed->registration();
     delivery.cancel(*registration);
     operation.lock.unlock();
     delivery.waitWhileRunning(registration->observer, registration->source);
@@ -143,8 +139,8 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
 void TableObject::setRows(Rows rows) {
     rows_ = std::move(rows);
     post([](auto& observer) { observer.notifyUpdate(0); });
-    for (Iterator const& iterator : iterators_) {
-        iterator.post([](auto& observer) { observer.notifyUpdate(0); });
+    for (auto const& iterator : iterators_.live()) {
+        iterator->post([](auto& observer) { observer.notifyUpdate(0); });
     }
 }
 

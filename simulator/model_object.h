@@ -1,6 +1,5 @@
 #pragma once
 
-#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "simulator/model.h"
+#include "television/iterators.h"
 #include "television/observers.h"
 #include "television/table_iterator.h"
 
@@ -247,8 +247,7 @@ public:
 
 private:
     Rows rows_;
-    std::list<Iterator> iterators_;
-    std::list<Iterator> destroyed_;  ///< Kept, so that a pointer handed back twice is not the address of a newer one.
+    Iterators<Iterator> iterators_;
 };
 
 }  // namespace simulator

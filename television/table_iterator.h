@@ -9,6 +9,10 @@ namespace objbus {
 /// The table iterator of the televisions here. Each operation is answered later, on the delivery thread, by the
 /// notification named beside it; a row outside the table is answered with -1, or with no row. The cursor
 /// starts on row 0; a seek that fails leaves it on no row, and reading does not move it.
+///
+/// `destroyIterator` refuses the pointer to an iterator that is destroyed already. Until 1,000 others of its table have
+/// been destroyed, no newer iterator has that address, and its operations do nothing. After that the pointer must not
+/// be used.
 class __attribute__((visibility("default"))) TableIterator {
 public:
     TableIterator(TableIterator const&) = delete;

@@ -1,6 +1,7 @@
 // The simulated television, where no test of its clients sees it fail.
 
 #include "support.h"
+#include "television/iterators.h"
 
 namespace test {
 namespace {
@@ -24,6 +25,15 @@ TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
     EXPECT_EQ(heard->values, (Lines{"1 2", KEY, KEY}));
     EXPECT_THROW(simulator::Television(), std::logic_error);  // One at a time.
     EXPECT_THROW(simulator::LogCapture(), std::logic_error);
+}
+
+TEST(Iterators, KeepSoManyThatWereDestroyed) {
+    television::Iterators<int> iterators;
+    std::vector<std::weak_ptr<int>> destroyed;
+    for (std::size_t count = 0; count <= iterators.KEPT; ++count) {
+        destroyed.push_back(iterators.destroy(iterators.add({std::make_shared<int>()})));
+    }
+    EXPECT_TRUE(destroyed[0].expired() && !destroyed[1].expired() && iterators.live().empty());
 }
 
 }  // namespace
