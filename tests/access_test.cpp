@@ -22,6 +22,13 @@ AccessPtr make() {
     return std::make_unique<Access>(KEY);
 }
 
+/// An access that others know under another name.
+template <typename Access>
+struct Renamed : Access {
+    Renamed() : Access(KEY) {}
+    std::string getName() override { return "alias"; }
+};
+
 /// One kind of object, its access and, for a plain-valued one, a value.
 struct Kind {
     ObjectTypeSpec type;
@@ -204,6 +211,8 @@ TEST_P(AccessTest, AReadOrWriteNeedsItsTypeAndNamesAnyOther) {
         }
         access.disconnect();
     }
+    auto const counts = tv.counts(KEY);
+    EXPECT_EQ(std::pair(counts.reads, counts.writes), std::pair(5, 11));
 }
 
 TEST_P(AccessTest, AnIteratorHasNoObjectOfItsOwnAndNeedsATable) {
@@ -249,8 +258,8 @@ TEST_P(AccessTest, TheBudgetDecidesAttemptsAndSleeps) {
 }
 
 TEST_P(AccessTest, WhatThrowsLeavesNoRegistrationThatCanBeEnded) {
-    ValueAccessT<ObserverString> value(KEY);
-    ActionAccess action(KEY);
+    Renamed<ValueAccessT<ObserverString>> value;
+    Renamed<ActionAccess> action;
     tv.publishTable(KEY, {});
     beforeOwnLine = [] { throw std::bad_alloc(); };  // At the line of a mismatch, and then the model throws, too.
     for (Call const call : {Call::none, Call::disconnect}) {
@@ -260,13 +269,15 @@ TEST_P(AccessTest, WhatThrowsLeavesNoRegistrationThatCanBeEnded) {
         EXPECT_EQ(tv.registrations(KEY), call == Call::none ? 0 : 2);
     }
     beforeOwnLine = [] {};
-    tv.publish(KEY, "text"s);
     tv.throwFrom(KEY, Call::none);
+    EXPECT_EQ(value.connect(0) + action.connect(0), 12);
+    EXPECT_EQ(tv.counts("alias").disconnects, 2);  // A rejected object is left under the name.
+    tv.publish(KEY, "text"s);
     auto doomed = std::make_unique<ValueAccessT<ObserverString>>(KEY);
     EXPECT_EQ(doomed->connect(0), 0);
     tv.throwFrom(KEY, Call::disconnect);
     doomed.reset();  // Keeps to itself what its disconnect throws.
-    EXPECT_EQ(tv.registrations(KEY), 3);
+    EXPECT_EQ(tv.registrations(KEY), 5);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // and so on, until it gets through; once with that one allocation failing and once with all from there on.
 
 #include <algorithm>
+#include <array>
 #include <climits>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
@@ -98,11 +99,15 @@ public:
                       std::tuple(VALUE_INT, LIST[1], 0U));  // All or nothing.
         }
         EXPECT_TRUE(operation.second(*things));  // Nothing is broken.
+        std::array<std::size_t, 3> sizes{};
         {
             Shortage const none(0);  // Moves and destruction need no memory.
             things->target = std::move(things->value);
+            ValueObject const made = std::move(things->target);
+            sizes = {made.elements.size(), things->target.elements.size(), things->value.elements.size()};
             things.reset();
         }
+        EXPECT_EQ(sizes, (std::array<std::size_t, 3>{2, 0, 0}));  // Who is moved from has no list.
         tv.waitUntilDelivered();
         std::string const log = testing::internal::GetCapturedStderr();  // Each operation was entered and left.
         EXPECT_EQ(std::count(log.begin(), log.end(), '>'), std::count(log.begin(), log.end(), '<'));

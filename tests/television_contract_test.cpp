@@ -113,6 +113,12 @@ TYPED_TEST(PlainValueContract, LeavesThePointerToWhatWasWithdrawn) {
     EXPECT_NE(renewed.write(this->values[0]), 0);
 }
 
+TEST(ProcessContract, HasNoOtherInterface) {
+    boost::shared_ptr<frame::Interface> other;
+    EXPECT_NE(frame::Process::getInstance().getInterfaceReference(other, "other"), 0);
+    EXPECT_EQ(other, nullptr);
+}
+
 using ConnectionContract = PlainValueContract<int>;
 
 TEST_F(ConnectionContract, EndsAllOfAnObserversWithAnObject) {
