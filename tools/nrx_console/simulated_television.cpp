@@ -8,6 +8,30 @@
 
 namespace nrx_console {
 
+namespace {
+
+/// Prints what was asked for, each element as one word.
+template <typename Element, typename WordsOf>
+void printEach(std::string line, std::vector<Element> const& elements, WordsOf const& wordsOf) {
+    for (Element const& element : elements) {
+        line += ' ' + typed(typed(wordsOf(element)));
+    }
+    printLine(line);
+}
+
+void printRequest(simulator::IteratorRequest const& request) {
+    printLine("newest iterator: type " + std::to_string(static_cast<int>(request.type)));
+    printEach("  selections:", request.selections, [](objbus::TableSelection const& selection) {
+        return Words{std::to_string(selection.first), std::to_string(selection.second), selection.value};
+    });
+    printEach("  columns:", request.columns, [](int column) { return Words{std::to_string(column)}; });
+    printEach("  orders:", request.orders, [](objbus::TableOrder const& order) {
+        return Words{std::to_string(order.first), std::to_string(order.second)};
+    });
+}
+
+}  // namespace
+
 SimulatedTelevision::SimulatedTelevision(std::vector<ModelObject> const& model) {
     for (ModelObject const& object : model) {
         publish(object);
@@ -57,6 +81,9 @@ void SimulatedTelevision::showMore(std::string const& key, objbus::ObjectTypeSpe
     printLine("connects: " + std::to_string(counts.connectAttempts) + " tried, " +
               std::to_string(television_.registrations(key)) + " standing");
     printLine("reads: " + std::to_string(counts.reads) + ", writes: " + std::to_string(counts.writes));
+    if (auto const request = television_.iteratorRequest(key)) {
+        printRequest(*request);
+    }
 }
 
 void SimulatedTelevision::set(Words const& arguments) {
