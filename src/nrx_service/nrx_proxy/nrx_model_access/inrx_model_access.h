@@ -45,7 +45,8 @@ public:
     virtual std::string getDeviceID() = 0;
     /// @}
 
-    /// Lets command lists through to the client from now on; at first they are held back.
+    /// Lets command lists through to the client from now on; at first they are held back. They may be empty, and one
+    /// may come that nobody sent (see `NRXModelAccessClient`).
     virtual void startCommandListener() = 0;
     /// Holds them back again. What arrives meanwhile is dropped, not kept for later.
     virtual void stopCommandListener() = 0;

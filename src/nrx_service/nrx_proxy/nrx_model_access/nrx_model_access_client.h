@@ -14,7 +14,8 @@ namespace orvane {
 /// the facade, and may destroy it, from inside a call, while no other thread does.
 class NRX_EXPORT NRXModelAccessClient {
 public:
-    /// A new command list, which may be empty. It ends with the call.
+    /// A new command list, which may be empty: check its size before an element is taken. It ends with the call. A
+    /// television that comes back with another list than was heard last tells that one, though nobody sent it.
     virtual void onNRXCommandReceived(std::vector<std::string> const& parameters) = 0;
     /// A new event list, likewise.
     virtual void onNRXEventReceived(std::vector<std::string> const& parameters) = 0;
