@@ -14,6 +14,7 @@ namespace {
 
 namespace utf = boost::locale::utf;
 
+constexpr std::uint64_t REPLY_TIMEOUT_MICROSECONDS = 25'000'000;
 constexpr std::size_t MOST_BYTES = std::size_t{32} * 1024 * 1024;
 
 /// Appends a container with what `appendElement` appends for each element.
@@ -246,6 +247,8 @@ int open(Bus& bus, std::string const& address) {
     bus.reset(opened);
     result = result < 0 ? result : sd_bus_set_address(opened, address.c_str());
     result = result < 0 ? result : sd_bus_set_bus_client(opened, 1);
+    // By default the environment would say, which is not to be read on every thread.
+    result = result < 0 ? result : sd_bus_set_method_call_timeout(opened, REPLY_TIMEOUT_MICROSECONDS);
     return result < 0 ? result : sd_bus_start(opened);
 }
 

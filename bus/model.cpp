@@ -112,7 +112,7 @@ int Model::connect(std::string const& key, objbus::Observer* observer, objbus::O
         return link.isOnBus() ? television::STATUS_NO_ANSWER : television::STATUS_NO_BUS;
     }
     std::lock_guard const lock(mutex);
-    int status = attempt->status.get();
+    int status = attempt->result();
     if (status == television::STATUS_OK && attempt->object->isWithdrawn()) {
         status = television::STATUS_NOT_PUBLISHED;
     }
@@ -131,8 +131,8 @@ std::shared_ptr<Place::Attempt> Model::attemptOf(Place& place, objbus::Observer 
     {
         std::lock_guard const lock(mutex);
         auto& known = place.attempts[observer];
-        bool const isAnswered = known && known->status.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-        if (!known || (isAnswered && !(known->status.get() == television::STATUS_OK && known->object->isPublished()))) {
+        bool const isAnswered = known && known->hasStatus();
+        if (!known || (isAnswered && !(known->result() == television::STATUS_OK && known->object->isPublished()))) {
             known = std::make_shared<Place::Attempt>();
         } else if (isAnswered || std::chrono::steady_clock::now() < known->nextCall) {
             return known;

@@ -125,6 +125,18 @@ struct Place {
         // Guarded by the model's mutex: a call that the television has lost is made again.
         std::chrono::seconds patience{1};
         Deadline nextCall = deadlineAfter(patience);
+
+        [[nodiscard]] bool hasStatus() const {
+            return status.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+        }
+        /// Waits for the status. There is none if memory ran out on the link's thread.
+        [[nodiscard]] int result() const {
+            try {
+                return status.get();
+            } catch (std::future_error const&) {
+                return television::STATUS_NO_RESOURCES;
+            }
+        }
     };
 
     explicit Place(std::string name);
