@@ -18,7 +18,9 @@
 
 namespace {
 
+#ifdef NRX_FAILING_THREADS
 std::atomic<int> threadsLeft = INT_MAX;
+#endif
 std::atomic<int> threadsReading = 0;  ///< The environment, beside the first one.
 
 }  // namespace
