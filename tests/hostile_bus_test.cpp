@@ -463,6 +463,27 @@ TEST_F(HostileBus, ManyClientsLearnWhatTheyMissed) {
     }
 }
 
+TEST_F(HostileBus, AChangeAfterTheReturnIsHeardLast) {
+    bool isRead = false;
+    Answer const value = std::exchange(answers["l Value"], [&isRead](sd_bus_message* call) {
+        isRead = true;
+        return lists({"earlier"})(call);
+    });
+    Answer const sync = std::exchange(answers["Settle"], [&](sd_bus_message* call) {
+        std::exchange(isRead, false) ? RIGHT[0].send(television.get(), "") : void();
+        return says("")(call);
+    });
+    turnOnAgain();
+    Strings heard;
+    for (int questions = 0; questions < 3; ++questions) {
+        Strings const more = heardNow();
+        heard.insert(heard.end(), more.begin(), more.end());
+    }
+    EXPECT_EQ(heard, (Strings{"x", "y", "ready 126 "}));
+    answers["l Value"] = value;
+    answers["Settle"] = sync;
+}
+
 TEST_F(HostileBus, TheOldestOfManyActionsIsForgotten) {
     constexpr unsigned int MOST = 1000;
     unsigned int next = MOST + 1;
