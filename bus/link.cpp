@@ -191,12 +191,16 @@ void Link::disconnectBus() {
     userSlot_.reset();
     startSlot_.reset();
     slots_.clear();
-    for (auto const& [key, call] : std::exchange(calls_, {})) {
-        call->slot.reset();
-        guarded([&ended = *call] { ended.end(television::STATUS_NO_BUS); });
-    }
+    failCalls(television::STATUS_NO_BUS);
     forgetOwner();
     bus_.reset();
+}
+
+void Link::failCalls(int status) {
+    for (auto const& [key, call] : std::exchange(calls_, {})) {
+        call->slot.reset();
+        guarded([&ended = *call, status] { ended.end(status); });
+    }
 }
 
 void Link::forgetOwner() {
@@ -210,6 +214,7 @@ void Link::forgetOwner() {
 void Link::setOwner(std::string owner) {
     owner.swap(owner_);
     if (!owner.empty()) {
+        failCalls(television::STATUS_NO_ANSWER);  // What the earlier owner answers now is not the next one's.
         guarded([this] { watcher_.handleNameVanished(); });
     }
     if (!owner_.empty()) {
@@ -235,8 +240,10 @@ void Link::handleOwner(std::string const& owner) {
 void Link::handleOwnerUser(sd_bus_message* reply) {
     std::string owner = std::exchange(candidate_, {});
     unsigned int user = 0;
-    if (sd_bus_message_is_method_error(reply, nullptr) != 0 || read(reply, user) < 0) {
+    if (sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NAME_HAS_NO_OWNER) != 0) {
         // The owner has gone, which the bus tells, too.
+    } else if (sd_bus_message_is_method_error(reply, nullptr) != 0 || read(reply, user) < 0) {
+        scheduleReconnect();  // Asks anew.
     } else if (trusted_.allows(user)) {
         setOwner(std::move(owner));
     } else {
@@ -263,7 +270,8 @@ int Link::onNameOwner(sd_bus_message* message, void* link, sd_bus_error* /*error
         std::string owner;
         if ((error != nullptr || read(message, owner) < 0) &&
             sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
-            return;  // The bus goes.
+            self.scheduleReconnect();  // Asks anew.
+            return;
         }
         self.retryDelay_ = FIRST_DELAY;
         self.isOnBus_ = true;
@@ -319,7 +327,7 @@ int Link::call(Method method, Deadline deadline, Content arguments, Content repl
     tasks_.post([this, call] { beginCall(call); });
     std::unique_lock lock(call->mutex);
     call->isAbandoned = !call->ended.wait_until(lock, deadline, [&call] { return call->isEnded; });
-    return call->status;
+    return call->isAbandoned && !isOnBus_ ? static_cast<int>(television::STATUS_NO_BUS) : call->status;
 }
 
 void Link::callAsync(Method method, Caller caller, Content arguments, Content reply, Completion completion) {
@@ -330,14 +338,23 @@ void Link::callAsync(Method method, Caller caller, Content arguments, Content re
 
 void Link::beginCall(std::shared_ptr<Call> const& call) {
     if (isReconnecting_ && call->caller == Caller::CLIENT) {
-        connectBus();
+        guarded([this] { connectBus(); });
     }
     routeCall(call);
 }
 
 void Link::routeCall(std::shared_ptr<Call> const& call) {
+    try {
+        sendOrHoldCall(call);
+    } catch (...) {  // Memory ran out.
+        call->end(television::STATUS_NO_RESOURCES);
+    }
+}
+
+void Link::sendOrHoldCall(std::shared_ptr<Call> const& call) {
     if (isReconnecting_) {
-        call->end(statusOf(connectError_));
+        int const status = statusOf(connectError_);
+        call->end(status == television::STATUS_NO_RESOURCES ? status : static_cast<int>(television::STATUS_NO_BUS));
     } else if (isOwnerPending()) {
         waiting_.push_back(call);
     } else if (!owner_.empty()) {
@@ -395,7 +412,9 @@ int Link::onReply(sd_bus_message* message, void* called, sd_bus_error* /*error*/
         } else {
             std::lock_guard const lock(call->mutex);
             Content const& take = call->isAbandoned ? call->late : call->reply;
-            status = !take || take(message) >= 0 ? television::STATUS_OK : television::STATUS_NOT_UNDERSTOOD;
+            status = catchToStatus([&]() -> int {
+                return !take || take(message) >= 0 ? television::STATUS_OK : television::STATUS_NOT_UNDERSTOOD;
+            });
         }
         call->end(status);
     });
@@ -404,8 +423,12 @@ int Link::onReply(sd_bus_message* message, void* called, sd_bus_error* /*error*/
 void Link::callNoReply(Method method, Content arguments) {
     tasks_.post([this, called = std::move(method), content = std::move(arguments)] {
         guarded([&] {
+            if (owner_.empty()) {
+                reportFailure(called.path, called.name, television::STATUS_NO_TELEVISION);
+                return;
+            }
             Message message;
-            int result = owner_.empty() ? -ENOTCONN : newMethodCall(called, content, message);
+            int result = newMethodCall(called, content, message);
             result = result < 0 ? result : sd_bus_message_set_expect_reply(message.get(), 0);
             result = result < 0 ? result : sd_bus_send(bus_.get(), message.get(), nullptr);
             if (result < 0) {

@@ -4,24 +4,40 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
 #include "bus/message.h"
 #include "bus/tasks.h"
 #include "bus/trusted_owner.h"
+#include "television/status.h"
 
 // Private to the platform library.
 
 namespace bus {
 
 using Deadline = std::chrono::steady_clock::time_point;
+
+/// Runs an operation of the platform's, out of which nothing is thrown, and returns its status.
+template <typename Operation>
+int catchToStatus(Operation const& operation) noexcept {
+    try {
+        return operation();
+    } catch (std::bad_alloc const&) {
+        return television::STATUS_NO_RESOURCES;
+    } catch (std::system_error const&) {  // No thread, or no descriptor, is to be had.
+        return television::STATUS_NO_RESOURCES;
+    } catch (...) {
+        return television::STATUS_INTERNAL_ERROR;
+    }
+}
 
 /// A method of one of the television's objects.
 struct Method {
@@ -107,9 +123,11 @@ private:
     void startTelevision();
     void beginCall(std::shared_ptr<Call> const& call);
     void routeCall(std::shared_ptr<Call> const& call);
+    void sendOrHoldCall(std::shared_ptr<Call> const& call);
     int sendCall(std::shared_ptr<Call> const& call);
     void sendWaiting();
     void failWaiting(int status);
+    void failCalls(int status);
     int callBus(Slot& slot, char const* method, sd_bus_message_handler_t handler, std::string const& argument);
     int newMethodCall(Method const& method, Content const& arguments, Message& message) const;
 
@@ -135,7 +153,7 @@ private:
     int connectError_;                      ///< Why there is none.
     std::multimap<Deadline, std::function<void()>> timers_;
     std::map<Call const*, std::shared_ptr<Call>> calls_;  ///< Those that were sent.
-    std::deque<std::shared_ptr<Call>> waiting_;           ///< Those to be sent when the owner is known.
+    std::vector<std::shared_ptr<Call>> waiting_;          ///< Those to be sent when the owner is known.
     std::string owner_;                                   ///< The television's connection; empty while there is none.
     std::string candidate_;                               ///< The name's owner, while its user is asked for.
     bool isOwnerKnown_ = false;                           ///< The bus has answered who owns the name.

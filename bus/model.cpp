@@ -6,6 +6,7 @@
 
 #include "bus/contract.h"
 #include "bus/remote_table.h"
+#include "television/report.h"
 
 namespace bus {
 
@@ -61,6 +62,7 @@ void RemoteObject::recover(Completion completion) {
         if (status == television::STATUS_OK && *type == type_) {
             std::lock_guard const lock(model_.mutex);
             markPublished();
+            endRecovery();
         }
         completion(status);
     };
@@ -84,6 +86,7 @@ Model& Model::get() {
 }
 
 Model::Model() : link(*this) {
+    television::readLogEnvironment();
     delivery.start();
     link.start();
 }
@@ -105,6 +108,11 @@ Place* Model::findByPath(std::string_view path) {
     return found != placesByPath_.end() ? found->second : nullptr;
 }
 
+bool Model::isObserved(RemoteObject const& object) {
+    std::lock_guard const lock(mutex);
+    return object.hasObservers() && !object.isWithdrawn();
+}
+
 int Model::connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object) {
     Place& place = findOrCreatePlace(key);
     auto const attempt = attemptOf(place, observer);
@@ -112,8 +120,8 @@ int Model::connect(std::string const& key, objbus::Observer* observer, objbus::O
         return link.isOnBus() ? television::STATUS_NO_ANSWER : television::STATUS_NO_BUS;
     }
     std::lock_guard const lock(mutex);
-    int status = attempt->result();
-    if (status == television::STATUS_OK && attempt->object->isWithdrawn()) {
+    int status = attempt->status.get();
+    if (status == television::STATUS_OK && !attempt->object->isPublished()) {  // Not any more.
         status = television::STATUS_NOT_PUBLISHED;
     }
     if (status == television::STATUS_OK) {
@@ -130,19 +138,22 @@ std::shared_ptr<Place::Attempt> Model::attemptOf(Place& place, objbus::Observer 
     std::shared_ptr<Place::Attempt> attempt;
     {
         std::lock_guard const lock(mutex);
-        auto& known = place.attempts[observer];
-        bool const isAnswered = known && known->hasStatus();
-        if (!known || (isAnswered && !(known->result() == television::STATUS_OK && known->object->isPublished()))) {
-            known = std::make_shared<Place::Attempt>();
-        } else if (isAnswered || std::chrono::steady_clock::now() < known->nextCall) {
-            return known;
-        } else {
-            known->patience *= 2;
-            known->nextCall = deadlineAfter(known->patience);
+        auto const found = place.attempts.find(observer);
+        if (found != place.attempts.end() && found->second->isUsable()) {
+            return found->second;
         }
-        attempt = known;
+        if (found != place.attempts.end() &&
+            found->second->status.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+            attempt = found->second;
+            attempt->patience *= 2;
+            attempt->nextCall = deadlineAfter(attempt->patience);
+        } else {
+            attempt = std::make_shared<Place::Attempt>();
+        }
     }
     begin(place, attempt);
+    std::lock_guard const lock(mutex);
+    place.attempts.insert_or_assign(observer, attempt);  // Only now: what was not asked is not answered.
     return attempt;
 }
 
@@ -228,7 +239,7 @@ void Model::handleSignal(sd_bus_message* signal) {
         iterator ? iterator->handleSignal(signal) : void();
     } else if (Place const* const place = findByPath(path)) {
         for (auto const& object : place->objects) {
-            if (!object->isWithdrawn()) {
+            if (isObserved(*object)) {
                 sd_bus_message_rewind(signal, 1);
                 object->handleSignal(signal);
             }
@@ -301,11 +312,16 @@ void Model::startRecoveries() {
             }
         }
         ++runningRecoveries_;
-        object->recover([this, &recovered = *object, delay = delay, owner = owners_](int status) {
+        auto const end = [this, &recovered = *object, delay = delay, owner = owners_](int status) {
             if (owner == owners_) {
                 endRecovery(recovered, delay, status);
             }
-        });
+        };
+        if (int const status = catchToStatus([&] { return object->recover(end), television::STATUS_OK; });
+            status != television::STATUS_OK) {
+            end(status);
+            return;
+        }
     }
 }
 

@@ -7,16 +7,13 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 #include "bus/link.h"
 #include "objbus/object.h"
 #include "television/delivery.h"
-#include "television/status.h"
 
 // Private to the platform library.
 
@@ -32,20 +29,6 @@ constexpr std::chrono::seconds CALL_TIMEOUT{1};
 constexpr std::chrono::milliseconds CONNECT_TIMEOUT{20};
 
 inline Deadline deadlineAfter(std::chrono::milliseconds timeout) { return std::chrono::steady_clock::now() + timeout; }
-
-/// Runs an operation of the platform's, out of which nothing is thrown, and returns its status.
-template <typename Operation>
-int catchToStatus(Operation const& operation) noexcept {
-    try {
-        return operation();
-    } catch (std::bad_alloc const&) {
-        return television::STATUS_NO_RESOURCES;
-    } catch (std::system_error const&) {  // No thread, or no descriptor, is to be had.
-        return television::STATUS_NO_RESOURCES;
-    } catch (...) {
-        return television::STATUS_INTERNAL_ERROR;
-    }
-}
 
 /// The client's side of one object of the television's. Its type never changes: where the television publishes
 /// another object under the key, there is another one of these.
@@ -76,18 +59,23 @@ public:
     /// Cancels the observer's registrations and returns how many it had.
     virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
     [[nodiscard]] virtual bool hasObservers() const = 0;
-    /// The television that is there now has the object.
-    void markPublished() { state_ = State::PUBLISHED; }
-    /// It has taken the object away, and this object does not come back as long as the television is there.
+    /// The television that is there now has the object. One that it took away does not come back while it is there.
+    void markPublished() { state_ = isWithdrawn() ? State::WITHDRAWN : State::PUBLISHED; }
+    /// The television has taken the object away.
     void markWithdrawn() { state_ = isPublished() ? State::WITHDRAWN : state_.load(); }
     /// The television is gone. The next one may have the object, also one that was taken away.
-    void markUnknown() { state_ = State::UNKNOWN; }
+    void markUnknown() {
+        state_ = State::UNKNOWN;
+        isRecoveryPending_ = true;
+    }
+    /// The observers know what they missed, or there is nothing.
+    void endRecovery() { isRecoveryPending_ = false; }
+    /// Whether observers have still to learn what they missed.
+    [[nodiscard]] bool isRecoveryDue() const { return isRecoveryPending_ && !isWithdrawn() && hasObservers(); }
 
     [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
     [[nodiscard]] bool isPublished() const { return state_ == State::PUBLISHED; }
     [[nodiscard]] bool isWithdrawn() const { return state_ == State::WITHDRAWN; }
-    /// With the model's mutex held: whether observers wait for an object that the television has not confirmed.
-    [[nodiscard]] bool isRecoveryDue() const { return state_ == State::UNKNOWN && hasObservers(); }
 
 protected:
     [[nodiscard]] Model& model() const { return model_; }
@@ -106,6 +94,7 @@ private:
     Place& place_;
     objbus::ObjectTypeSpec const type_;
     std::atomic<State> state_ = State::UNKNOWN;  ///< Changed with the model's mutex held.
+    bool isRecoveryPending_ = false;             ///< Guarded by the model's mutex.
 };
 
 /// The object of the type, as the platform declares it.
@@ -126,16 +115,13 @@ struct Place {
         std::chrono::seconds patience{1};
         Deadline nextCall = deadlineAfter(patience);
 
-        [[nodiscard]] bool hasStatus() const {
-            return status.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-        }
-        /// Waits for the status. There is none if memory ran out on the link's thread.
-        [[nodiscard]] int result() const {
-            try {
-                return status.get();
-            } catch (std::future_error const&) {
-                return television::STATUS_NO_RESOURCES;
+        /// Whether another attempt takes it: a success as long as it holds, and a failure while it is fresh.
+        [[nodiscard]] bool isUsable() const {
+            if (status.wait_for(std::chrono::seconds(0)) == std::future_status::ready &&
+                status.get() == television::STATUS_OK) {
+                return object->isPublished();
             }
+            return std::chrono::steady_clock::now() < nextCall;
         }
     };
 
@@ -174,6 +160,7 @@ private:
     void handleManagerSignal(sd_bus_message* signal);
     Place& findOrCreatePlace(std::string const& key);
     Place* findByPath(std::string_view path);
+    bool isObserved(RemoteObject const& object);
     std::shared_ptr<Place::Attempt> attemptOf(Place& place, objbus::Observer const* observer);
     void begin(Place& place, std::shared_ptr<Place::Attempt> const& attempt);
     RemoteObject& publishedObject(Place& place, objbus::ObjectTypeSpec type);

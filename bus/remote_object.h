@@ -25,6 +25,7 @@ public:
     objbus::Object& object() final { return *this; }
     void connect(objbus::Observer* observer) final {
         if (observers_.size() == 0) {
+            endRecovery();
             handleFirstObserver();
         }
         observers_.add(observer, &place());

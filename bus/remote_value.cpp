@@ -44,9 +44,11 @@ public:
             }
             // The reply may have overtaken changes of the value, which come before the one to this call.
             this->link().callAsync({MODEL_PATH, MODEL_INTERFACE, "Settle"}, Caller::PLATFORM, {}, {},
-                                   [this, value, completion](int /*status*/) {
-                                       announceMissed(value);
-                                       completion(television::STATUS_OK);
+                                   [this, value, completion](int synced) {
+                                       bool const isLost = synced == television::STATUS_NO_ANSWER ||
+                                                           synced == television::STATUS_NO_BUS;
+                                       isLost ? void() : announceMissed(value);
+                                       completion(synced);
                                    });
         };
         this->link().callAsync({this->path(), PROPERTIES_INTERFACE, "Get"}, Caller::PLATFORM, askForValue(),
@@ -106,18 +108,23 @@ private:
 
     /// With the model's mutex held.
     void announce(std::shared_ptr<T const> value) {
-        missed_.reset();
+        this->postChange(sizeOf(*value), [value](Obs& observer) { (observer.*NOTIFY)(*value); });
         announced_ = std::move(value);
-        this->postChange(sizeOf(*announced_), [told = announced_](Obs& observer) { (observer.*NOTIFY)(*told); });
+        missed_.reset();
+        this->endRecovery();
     }
 
     /// Tells what was read, when everything has come that the television had still to tell by then: the changes that
     /// led there among it, of which the last one tells the same.
     void announceMissed(std::shared_ptr<T const> const& value) {
         std::lock_guard const lock(this->model().mutex);
-        if (missed_ == value && (!announced_ || *announced_ != *value)) {
+        if (missed_ != value || !this->isPublished()) {
+            return;
+        }
+        if (!announced_ || *announced_ != *value) {
             announce(value);
         }
+        this->endRecovery();
     }
 
     /// Returns 1 when the signal has the value, 0 when it has something else, and less when the value cannot be read.

@@ -2,9 +2,9 @@
 
 #include <systemd/sd-event.h>
 
-#include <deque>
 #include <functional>
 #include <mutex>
+#include <vector>
 
 #include "bus/message.h"
 
@@ -28,7 +28,7 @@ private:
     static int run(sd_event_source* source, int descriptor, unsigned int events, void* tasks) noexcept;
 
     std::mutex mutex_;
-    std::deque<std::function<void()>> queue_;
+    std::vector<std::function<void()>> queue_;
     int descriptor_;
     Source source_;
 };

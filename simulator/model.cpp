@@ -1,6 +1,7 @@
 #include "simulator/model.h"
 
 #include "simulator/model_object.h"
+#include "television/report.h"
 
 namespace simulator {
 
@@ -19,7 +20,10 @@ bool takeFault(ConnectFault& fault) {
 
 }  // namespace
 
-Model::Model() { delivery.start(); }
+Model::Model() {
+    readLogEnvironment();
+    delivery.start();
+}
 
 bool Model::withdraw(std::string const& name) {
     std::lock_guard const lock(mutex);

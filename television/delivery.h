@@ -48,8 +48,8 @@ struct Notification {
 ///
 /// The payload of the changes that wait is bounded. Above the bound a change of an object displaces the object's oldest
 /// changes, until the bound is kept or the object has no other change; the newest change of each object is always
-/// delivered. Other notifications are neither counted nor dropped. One line of the log says when changes begin to be
-/// dropped, and one how many were, once half of the bound is free again.
+/// delivered. Other notifications are neither counted nor dropped. Before the next notification after that, one
+/// line of the log says that changes are dropped, and another one how many were, once half of the bound is free again.
 class Delivery {
 public:
     /// The bound: NRX_DELIVERY_LIMIT in bytes, or 64 MiB.

@@ -18,6 +18,7 @@
 
 #include "television/environment.h"
 #include "television/printable.h"
+#include "television/report.h"
 
 namespace television {
 
@@ -45,11 +46,15 @@ bool stampsFromEnvironment() {
     });
 }
 
+bool wantsStamps() {
+    static bool const wanted = stampsFromEnvironment();
+    return wanted;
+}
+
 /// Puts the stamp of this moment and thread at `begin`, when stamps are wanted, and returns its length.
 std::size_t putStamp(char* begin) {
-    static bool const wanted = stampsFromEnvironment();
     timespec now{};
-    if (!wanted || ::clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
+    if (!wantsStamps() || ::clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
         return 0;
     }
     int const length = std::snprintf(begin, STAMP_SIZE, "[%lld.%06ld %ld] ", static_cast<long long>(now.tv_sec),
@@ -160,6 +165,11 @@ bool parseLogLevel(std::string_view word, LogLevel& level) {
         }
     }
     return false;
+}
+
+void readLogEnvironment() {
+    admittedLevel();
+    wantsStamps();
 }
 
 void setLogLevel(LogLevel level) { admittedLevel() = level; }
