@@ -419,11 +419,17 @@ TEST_F(HostileBus, AConnectTakesTheAnswerToAnEarlierAttempt) {
     EXPECT_EQ(ear.take(), Strings{});  // A late answer registers nothing.
     EXPECT_EQ(serve(attempt), 0);
     EXPECT_TRUE(held.calls.empty());
+    EXPECT_EQ(root().disconnectObject("x", &ear, object), 0);
+    EXPECT_EQ(serve(attempt), 122);
+    held.answer(fails(SD_BUS_ERROR_UNKNOWN_OBJECT, ""));
+    heardNow();
+    EXPECT_EQ(attempt(), 104);  // Without a call.
+    answers["x Type"] = right;
+    EXPECT_EQ(serve(attempt), 0);
     change.send(television.get(), "");
     EXPECT_EQ(heardNow(), Strings{});
     EXPECT_EQ(ear.take(), Strings{"new"});
     EXPECT_EQ(root().disconnectObject("x", &ear, object), 0);
-    answers["x Type"] = right;
 }
 
 TEST_F(HostileBus, ManyClientsLearnWhatTheyMissed) {
@@ -461,6 +467,49 @@ TEST_F(HostileBus, ManyClientsLearnWhatTheyMissed) {
     for (auto const& each : clients) {
         EXPECT_EQ(each->ear.take(), Integers{2});
     }
+}
+
+TEST_F(HostileBus, AReturnIsToldWhateverComesBetween) {
+    HeldCalls held;
+    answers["l Value"] = held.hold();
+    turnOnAgain();
+    while (held.calls.empty()) {
+        heardNow();
+    }
+    EXPECT_GE(sd_bus_release_name(television.get(), bus::SERVICE), 0);
+    Strings read;
+    untilDone([&] { return all->list.read(read) - 101; });
+    held.answer(lists({"of an earlier owner"}));
+    answers["l Value"] = fails(SD_BUS_ERROR_LIMITS_EXCEEDED, "");
+    EXPECT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
+    while (log.empty()) {  // Until the failure has its line.
+        serve(bus::waitUntilDelivered);
+    }
+    std::unique_ptr<Client<Strings>> other;
+    serve([&other] { return (other = std::make_unique<Client<Strings>>("l"))->status; });
+    answers["l Value"] = lists({"missed"});
+    Strings heard;
+    while (heard.empty() || heard.back() != "missed") {
+        heardNow().swap(heard);
+        EXPECT_EQ(std::count(heard.begin(), heard.end(), "of an earlier owner"), 0);
+    }
+
+    answers["l Value"] = held.hold();
+    turnOnAgain();
+    while (held.calls.empty()) {
+        heardNow();
+    }
+    RIGHT[0].send(television.get(), "");
+    Signal{MODEL, MANAGER, GONE, with("oas", LIST, 1, OBJECT)}.send(television.get(), "");
+    for (int times = 0; times < 2; ++times) {
+        heardNow();
+        EXPECT_EQ(serve([&] { return all->list.write({"new"}); }), 106);
+        held.answer(lists({"late"}));
+    }
+    answers["l Value"] = lists({});
+    turnOnAgain();
+    EXPECT_EQ(other->end(), 0);
+    heardNow();
 }
 
 TEST_F(HostileBus, AChangeAfterTheReturnIsHeardLast) {
