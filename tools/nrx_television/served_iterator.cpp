@@ -219,9 +219,8 @@ int Iterators::find(sd_bus* /*bus*/, char const* path, char const* /*interface*/
     return *found != nullptr ? 1 : 0;
 }
 
-int Iterators::list(sd_bus* /*bus*/, char const* /*prefix*/, void* iterators, char*** nodes,
-                    sd_bus_error* error) noexcept {
-    return guarded(error, [=] { return listPaths(static_cast<Iterators*>(iterators)->iterators_, nodes); });
+int Iterators::list(sd_bus* /*bus*/, char const* prefix, void* iterators, char*** nodes, sd_bus_error* error) noexcept {
+    return guarded(error, [=] { return listPaths(static_cast<Iterators*>(iterators)->iterators_, prefix, nodes); });
 }
 
 int Iterators::handleLeave(sd_bus_message* signal, void* iterators, sd_bus_error* error) noexcept {

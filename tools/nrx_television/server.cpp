@@ -65,7 +65,7 @@ Server::Server(simulator::Television& television, Ground& ground, bus::Bus conne
     television_.setObjectListener(
         [this](std::string const& key) { ground_.tasks.post([this, key] { replace(key); }); });
     for (auto const& [key, type] : television_.objects()) {
-        if (auto object = connectTo(key)) {
+        if (auto object = ServedObject::connect(*surroundings_, key, type)) {
             place(std::move(object));
         }
     }
@@ -128,14 +128,9 @@ void Server::waitUntilSent() {
     sd_bus_flush(bus_.get());
 }
 
-std::unique_ptr<ServedObject> Server::connectTo(std::string const& key) const {
-    auto const objects = television_.objects();
-    auto const published = objects.find(key);
-    return published != objects.end() ? ServedObject::connect(*surroundings_, key, published->second) : nullptr;
-}
-
 void Server::replace(std::string const& key) {
-    auto added = connectTo(key);
+    auto const type = television_.type(key);
+    auto added = type ? ServedObject::connect(*surroundings_, key, *type) : nullptr;
     if (auto const old = objects_.find(bus::pathOf(key)); old != objects_.end()) {
         if (added && added->isOf(*old->second)) {
             return;  // It was told already, when an earlier change of the key was.
@@ -201,8 +196,8 @@ int Server::findModel(sd_bus* /*bus*/, char const* path, char const* /*interface
     return std::string_view(path) == bus::MODEL_PATH ? 1 : 0;  // The table is tried on every path below, too.
 }
 
-int Server::list(sd_bus* /*bus*/, char const* /*prefix*/, void* server, char*** nodes, sd_bus_error* error) noexcept {
-    return guarded(error, [=] { return listPaths(static_cast<Server*>(server)->objects_, nodes); });
+int Server::list(sd_bus* /*bus*/, char const* prefix, void* server, char*** nodes, sd_bus_error* error) noexcept {
+    return guarded(error, [=] { return listPaths(static_cast<Server*>(server)->objects_, prefix, nodes); });
 }
 
 int Server::settle(sd_bus_message* call, void* server, sd_bus_error* error) noexcept {

@@ -50,8 +50,6 @@ private:
     static int handleModelCall(sd_bus_message* call, void* server, sd_bus_error* error) noexcept;
     static int handleSignal(sd_event_source* source, signalfd_siginfo const* information, void* server) noexcept;
 
-    /// Null when nothing is published there, or cannot be connected to, which is said.
-    [[nodiscard]] std::unique_ptr<ServedObject> connectTo(std::string const& key) const;
     void place(std::unique_ptr<ServedObject> object);
     /// Takes away what stands on the bus for the key, and places what stands in the model.
     void replace(std::string const& key);
