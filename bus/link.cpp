@@ -434,6 +434,8 @@ void reportFailure(std::string const& what, char const* operation, int status) n
             case television::STATUS_NOT_PUBLISHED:
             case television::STATUS_WITHDRAWN:
                 return "the object was taken away";
+            case television::STATUS_TOO_MANY:
+                return "this process has as many as the television lets it have";
             case television::STATUS_NO_BUS:
                 return "there is no bus";
             case television::STATUS_NO_ANSWER:
