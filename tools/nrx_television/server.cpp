@@ -18,6 +18,8 @@ namespace nrx_television {
 
 namespace {
 
+constexpr std::chrono::seconds LONGEST_FLUSH{5};
+
 objbus::RootInterface& rootInterface() {
     boost::shared_ptr<frame::Interface> reference;
     frame::Process::getInstance().getInterfaceReference(reference, television::ROOT_INTERFACE_NAME);
@@ -72,11 +74,15 @@ Server::Server(simulator::Television& television, Ground& ground, bus::Bus conne
 }
 
 Server::~Server() {
+    try {
+        runTasks();  // A change is sent later than who made it goes on.
+    } catch (...) {  // Without memory.
+    }
     television_.setObjectListener({});
     objects_.clear();
     iterators_.reset();
     // What is left to be sent. The bus may not read it.
-    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    auto const end = std::chrono::steady_clock::now() + LONGEST_FLUSH;
     while ((sd_bus_get_events(bus_.get()) & POLLOUT) != 0 && std::chrono::steady_clock::now() < end) {
         if (sd_bus_process(bus_.get(), nullptr) < 0 || sd_bus_wait(bus_.get(), 100'000) < 0) {
             return;
@@ -114,18 +120,20 @@ void Server::expectBus() const {
 }
 
 void Server::waitUntilSent() {
+    runTasks();
+    expectBus();
+    sd_bus_flush(bus_.get());
+}
+
+void Server::runTasks() {
     // Twice: an object that has come is connected to by a task, and may tell its value at once.
     for (int times = 0; times < 2; ++times) {
         television_.waitUntilDelivered();
-        bool done = false;
-        ground_.tasks.post([&done] { done = true; });
-        while (!done) {
-            if (!turn(true)) {
-                return;  // The loop runs no more, nor does the task.
-            }
+        auto const done = std::make_shared<bool>(false);
+        ground_.tasks.post([done] { *done = true; });
+        while (!*done && sd_event_run(ground_.loop.get(), UINT64_MAX) >= 0) {
         }
     }
-    sd_bus_flush(bus_.get());
 }
 
 void Server::replace(std::string const& key) {
