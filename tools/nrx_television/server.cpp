@@ -75,8 +75,10 @@ Server::Server(simulator::Television& television, Ground& ground, bus::Bus conne
 
 Server::~Server() {
     try {
-        runTasks();  // A change is sent later than who made it goes on.
-    } catch (...) {  // Without memory.
+        if (sd_bus_is_open(bus_.get()) > 0) {
+            runTasks();  // The changes of before, which have not been sent yet.
+        }
+    } catch (...) {  // Without memory, or without a bus.
     }
     television_.setObjectListener({});
     objects_.clear();
@@ -131,7 +133,11 @@ void Server::runTasks() {
         television_.waitUntilDelivered();
         auto const done = std::make_shared<bool>(false);
         ground_.tasks.post([done] { *done = true; });
-        while (!*done && sd_event_run(ground_.loop.get(), UINT64_MAX) >= 0) {
+        while (!*done) {
+            expectBus();
+            if (int const result = sd_event_run(ground_.loop.get(), UINT64_MAX); result < 0) {
+                throw std::system_error(-result, std::generic_category(), "the loop of the bus");
+            }
         }
     }
 }

@@ -57,7 +57,7 @@ private:
     /// Sends a signal about the object, with what is appended of it.
     void tell(ServedObject const& object, char const* member,
               int (ServedObject::*append)(sd_bus_message* message) const) const;
-    /// Returns when the signals of the changes so far are in the bus's queue.
+    /// Returns when the signals of the changes so far are in the bus's queue. Throws as `turn` does.
     void runTasks();
     void expectBus() const;
     [[nodiscard]] bus::Source endingOn(int signal);
