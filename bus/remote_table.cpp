@@ -142,7 +142,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         if (result >= 0) {  // Before the next message is read, which may be the iterator's.
             iterator = std::make_shared<RemoteIterator>(model(), made, observer);
             std::lock_guard const lock(model().mutex);
-            iterators_.add({iterator});
+            iterators_.add(decltype(iterators_)::Made(iterator));
             model().addIterator(made, iterator);
         }
         return result;
@@ -157,7 +157,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         };
         return call(TABLE_INTERFACE, "CreateIterator", question, answer, late);
     });
-    if (status == television::STATUS_NOT_CARRIED) {
+    if (status == television::STATUS_NOT_CARRIED || status == television::STATUS_TOO_MANY) {
         report("createIterator", status);
     }
     return status == television::STATUS_OK ? iterator.get() : nullptr;

@@ -64,7 +64,7 @@ public:
     void failPending() override;
 
 private:
-    television::Iterators<RemoteIterator> iterators_;  ///< The model's mutex guards it.
+    television::Iterators<RemoteIterator, objbus::TableIterator> iterators_;  ///< The model's mutex guards it.
 };
 
 }  // namespace bus

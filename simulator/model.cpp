@@ -96,8 +96,8 @@ int Model::disconnect(std::string const& name, objbus::Observer* observer, objbu
         if (object == nullptr) {
             ++key.counts.disconnectsWithoutObject;
         }
-        for (auto const& candidate : objects) {
-            if (&candidate->key() == &key && (object == nullptr || &candidate->object() == object)) {
+        for (auto const& candidate : key.objects) {
+            if (object == nullptr || &candidate->object() == object) {
                 wasConnected |= candidate->disconnect(observer);
             }
         }

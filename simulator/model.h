@@ -35,6 +35,8 @@ class ModelObject;
 /// Everything about one key. Never removed, since objects refer to it.
 struct Key {
     ModelObject* published = nullptr;
+    /// Withdrawn ones too: clients keep plain pointers to them.
+    std::vector<std::unique_ptr<ModelObject>> objects;
     KeyCounts counts;                  ///< But for the following one, which is counted without the mutex.
     std::atomic<int> typeQueries = 0;  ///< Not added to atomically, which would take as long as what it counts.
     ConnectFault connectFault{STATUS_OK, false, 0};
@@ -69,8 +71,8 @@ public:
     void publish(std::string const& name, Arguments&&... arguments) {
         std::lock_guard const lock(mutex);
         Key& key = keys[name];
-        objects.push_back(std::make_unique<Kind>(*this, key, std::forward<Arguments>(arguments)...));
-        key.published = objects.back().get();
+        key.objects.push_back(std::make_unique<Kind>(*this, key, std::forward<Arguments>(arguments)...));
+        key.published = key.objects.back().get();
         announce(name);
     }
 
@@ -79,8 +81,6 @@ public:
 
     std::mutex mutex;
     std::map<std::string, Key> keys;
-    /// Withdrawn ones too: clients keep plain pointers to them.
-    std::vector<std::unique_ptr<ModelObject>> objects;
     RootLookup rootLookup = RootLookup::published;
     /// Made beforehand: a client may look it up when memory has run out.
     boost::shared_ptr<frame::Interface> const root = frame::simulatedRoot();

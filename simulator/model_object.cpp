@@ -116,8 +116,9 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     if (withdrawn() || key().refusesIterators) {
         return nullptr;
     }
-    Iterators<Iterator>::List made{std::make_shared<Iterator>(*this, observer, columns)};
-    made.back()->post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
+    auto const iterator = std::make_shared<Iterator>(*this, observer, columns);
+    decltype(iterators_)::Made made(iterator);
+    iterator->post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
     return iterators_.add(std::move(made));  // Only now: until here this may run out of memory.
 }
 

@@ -247,7 +247,7 @@ public:
 
 private:
     Rows rows_;
-    Iterators<Iterator> iterators_;
+    Iterators<Iterator, objbus::TableIterator> iterators_;
 };
 
 }  // namespace simulator

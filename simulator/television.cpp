@@ -117,6 +117,13 @@ std::map<std::string, objbus::ObjectTypeSpec> Television::objects() const {
     return objects;
 }
 
+std::optional<objbus::ObjectTypeSpec> Television::type(std::string const& key) const {
+    std::lock_guard const lock(model_->mutex);
+    auto const found = model_->keys.find(key);
+    bool const isPublished = found != model_->keys.end() && found->second.published != nullptr;
+    return isPublished ? std::optional(found->second.published->type()) : std::nullopt;
+}
+
 void Television::setObjectListener(ObjectListener listener) { model_->setObjectListener(std::move(listener)); }
 
 bool Television::setRows(std::string const& key, Rows rows) {
@@ -182,8 +189,8 @@ KeyCounts Television::counts(std::string const& key) const {
 int Television::registrations(std::string const& key) const {
     std::lock_guard const lock(model_->mutex);
     int count = 0;
-    for (auto const& object : model_->objects) {
-        count += &object->key() == &model_->keys[key] ? object->registrations() : 0;
+    for (auto const& object : model_->keys[key].objects) {
+        count += object->registrations();
     }
     return count;
 }

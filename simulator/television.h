@@ -121,6 +121,8 @@ public:
     [[nodiscard]] std::optional<Value> get(std::string const& key) const;
     /// What is published now: the keys, and the types of their objects.
     [[nodiscard]] std::map<std::string, objbus::ObjectTypeSpec> objects() const;
+    /// The type of the object under one key; empty when nothing is published there.
+    [[nodiscard]] std::optional<objbus::ObjectTypeSpec> type(std::string const& key) const;
     /// Calls `listener` from now on for every object that is published under a key or withdrawn, once for one that
     /// replaces another: on the delivery thread, in the order of these and of the notifications of changes. What stands
     /// under the key then, `objects` and `get` tell; it may be a later object already. Empty: no longer, once no call

@@ -13,6 +13,7 @@ enum Status : int {
     STATUS_WITHDRAWN = 106,          ///< The object was taken away.
     STATUS_UNKNOWN_ITERATOR = 107,   ///< The table has none like it, or no longer.
     STATUS_NOT_SUPPORTED = 108,      ///< The television has no such operation.
+    STATUS_TOO_MANY = 109,           ///< The client has as many iterators as the television lets it have.
     STATUS_DENIED = 110,             ///< A policy or a limit of the bus denies the call.
     STATUS_INTERNAL_ERROR = 111,     ///< An exception that nothing here throws.
     STATUS_NO_BUS = 121,             ///< The bus cannot be reached.

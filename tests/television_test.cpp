@@ -31,7 +31,7 @@ TEST(Iterators, KeepSoManyThatWereDestroyed) {
     television::Iterators<int> iterators;
     std::vector<std::weak_ptr<int>> destroyed;
     for (std::size_t count = 0; count <= iterators.KEPT; ++count) {
-        destroyed.push_back(iterators.destroy(iterators.add({std::make_shared<int>()})));
+        destroyed.push_back(iterators.destroy(iterators.add(decltype(iterators)::Made(std::make_shared<int>()))));
     }
     EXPECT_TRUE(destroyed[0].expired() && !destroyed[1].expired() && iterators.live().empty());
 }

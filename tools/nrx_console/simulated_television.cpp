@@ -88,14 +88,11 @@ void SimulatedTelevision::showMore(std::string const& key, objbus::ObjectTypeSpe
 
 void SimulatedTelevision::set(Words const& arguments) {
     std::string const key = keyOf(arguments[0]);
-    auto const objects = television_.objects();
-    auto const found = objects.find(key);
-    bool const isTable = found != objects.end() && found->second == objbus::OBJECT_TYPE_TABLE;
-    auto const value = television_.get(key);
-    if (!value && !isTable) {
+    auto const type = television_.type(key);
+    if (!type || (type != objbus::OBJECT_TYPE_TABLE && !television_.get(key))) {
         throw unexpected(arguments[0], "the key of a value or a table");
     }
-    Content const changed = contentFromWords(typeName(found->second), {arguments.begin() + 1, arguments.end()});
+    Content const changed = contentFromWords(typeName(*type), {arguments.begin() + 1, arguments.end()});
     if (auto const* const rows = std::get_if<television::Rows>(&changed)) {
         television_.setRows(key, *rows);
     } else {

@@ -79,7 +79,7 @@ void SimulatedTelevision::restore() { television_.setRootLookup(simulator::RootL
 
 std::string SimulatedTelevision::faultyKey(std::string const& word) const {
     std::string key = keyOf(word);
-    if (!television_.objects().contains(key)) {
+    if (!television_.type(key)) {
         printLine("nothing is published under " + typed(key) + " yet");
     }
     return key;

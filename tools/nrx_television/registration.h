@@ -2,11 +2,14 @@
 
 #include <systemd/sd-bus.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include "bus/message.h"
@@ -23,16 +26,19 @@ bus::Slot registered(Operation const& operation, sd_bus* bus, Arguments const&..
     return bus::Slot(slot);
 }
 
-/// Makes the list that a node enumerator returns of the map's keys, which are paths.
+/// Makes the list that a node enumerator returns of the map's keys, which are paths: those that begin with the prefix.
 template <typename Map>
-int listPaths(Map const& map, char*** nodes) {
-    auto** const list = static_cast<char**>(std::calloc(map.size() + 1, sizeof(char*)));  // The bus frees it.
+int listPaths(Map const& map, std::string_view prefix, char*** nodes) {
+    auto const begin = map.lower_bound(prefix);
+    auto const end = std::find_if(begin, map.end(), [&](auto const& each) { return !each.first.starts_with(prefix); });
+    auto const size = static_cast<std::size_t>(std::distance(begin, end));
+    auto** const list = static_cast<char**>(std::calloc(size + 1, sizeof(char*)));  // The bus frees it.
     if (list == nullptr) {
         return -ENOMEM;
     }
     std::size_t position = 0;
-    for (auto const& [path, value] : map) {
-        char* const copy = ::strdup(path.c_str());
+    for (auto place = begin; place != end; ++place) {
+        char* const copy = ::strdup(place->first.c_str());
         if (copy == nullptr) {
             while (position > 0) {
                 std::free(list[--position]);

@@ -17,9 +17,7 @@ bool hasRows(Words const& words, simulator::Television const& television) {
     if (words[1] == "publish") {
         return words[3] == nrx_console::typeName(objbus::OBJECT_TYPE_TABLE);
     }
-    auto const objects = television.objects();
-    auto const found = objects.find(nrx_console::keyOf(words[2]));
-    return words[1] == "set" && found != objects.end() && found->second == objbus::OBJECT_TYPE_TABLE;
+    return words[1] == "set" && television.type(nrx_console::keyOf(words[2])) == objbus::OBJECT_TYPE_TABLE;
 }
 
 }  // namespace

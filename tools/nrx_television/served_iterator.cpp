@@ -63,20 +63,26 @@ public:
         try {
             destroy();
         } catch (...) {  // The model has it still.
+        }
+        if (iterator_ != nullptr) {
             ground_.stranded.push_back(std::move(observer_));
         }
     }
 
-    /// Returns a status of the television's, and throws what it throws: then the iterator is still there.
+    /// Returns a status of the television's, and throws what it throws. The iterator is still there when it throws or
+    /// refuses.
     int destroy() {
         int const status = iterator_ != nullptr ? table_.destroyIterator(iterator_) : television::STATUS_OK;
-        iterator_ = nullptr;
+        if (status == television::STATUS_OK || status == television::STATUS_UNKNOWN_ITERATOR) {
+            iterator_ = nullptr;
+        }
         return status;
     }
 
     [[nodiscard]] objbus::TableIterator* iterator() const { return iterator_; }
     [[nodiscard]] std::string const& key() const { return emitter_.origin().key; }
-    [[nodiscard]] bool belongsTo(char const* client) const { return client == emitter_.origin().receiver; }
+    [[nodiscard]] std::string const& client() const { return emitter_.origin().receiver; }
+    [[nodiscard]] bool belongsTo(char const* client) const { return client == this->client(); }
 
 private:
     Emitter const emitter_;
@@ -164,7 +170,31 @@ Iterators::Iterators(sd_bus* bus, Ground& ground) : ground_(ground), places_(new
 Iterators::~Iterators() = default;
 
 void Iterators::drop(std::string const& table) {
-    std::erase_if(iterators_, [&table](auto const& each) { return each.second->key() == table; });
+    for (auto place = iterators_.begin(); place != iterators_.end();) {
+        auto const each = place++;
+        if (each->second->key() == table) {
+            erase(each);
+        }
+    }
+}
+
+void Iterators::erase(All::iterator place) {
+    if (auto const client = clients_.find(place->second->client()); client != clients_.end()) {
+        client->second.erase(place->first);
+        if (client->second.empty()) {
+            clients_.erase(client);
+        }
+    }
+    iterators_.erase(place);
+}
+
+void Iterators::eraseAllOf(char const* client) {
+    if (auto const found = clients_.find(client); found != clients_.end()) {
+        for (std::string const& path : found->second) {
+            iterators_.erase(path);
+        }
+        clients_.erase(found);
+    }
 }
 
 int Iterators::create(sd_bus_message* call, ServedObject const& table, sd_bus_error* error) {
@@ -179,14 +209,18 @@ int Iterators::create(sd_bus_message* call, ServedObject const& table, sd_bus_er
     if (result < 0) {
         return result;
     }
+    std::string const client = sd_bus_message_get_sender(call);
+    if (auto const found = clients_.find(client); found != clients_.end() && found->second.size() >= MOST) {
+        return bus::refuse(error, television::STATUS_TOO_MANY);
+    }
     std::string path = places_ + std::to_string(++lastNumber_);
-    Emitter emitter(table.surroundings().bus, ground_.tasks,
-                    {table.key(), path, bus::ITERATOR_INTERFACE, sd_bus_message_get_sender(call)});
+    Emitter emitter(table.surroundings().bus, ground_.tasks, {table.key(), path, bus::ITERATOR_INTERFACE, client});
     auto made = std::make_unique<ServedIterator>(std::move(emitter), ground_, table.as<objbus::ObjectTable>(),
                                                  objbus::IteratorType{type}, selections, columns, orders);
     if (made->iterator() == nullptr) {
         return bus::refuse(error, television::STATUS_UNKNOWN_ITERATOR);
     }
+    clients_[client].insert(path);
     auto const place = iterators_.emplace(std::move(path), std::move(made)).first;
     return sd_bus_reply_method_return(call, "o",
                                       place->first.c_str());  // What it tells, Ready too, waits for the loop.
@@ -204,11 +238,11 @@ int Iterators::destroy(sd_bus_message* call, ServedObject const& table, sd_bus_e
     if (!place->second->belongsTo(sd_bus_message_get_sender(call))) {
         return refuseStranger(error);
     }
-    if (int const status = place->second->destroy(); status != television::STATUS_OK) {
-        return bus::refuse(error, status);
+    int const status = place->second->destroy();
+    if (place->second->iterator() == nullptr) {
+        erase(place);
     }
-    iterators_.erase(place);
-    return sd_bus_reply_method_return(call, "");
+    return status != television::STATUS_OK ? bus::refuse(error, status) : sd_bus_reply_method_return(call, "");
 }
 
 int Iterators::find(sd_bus* /*bus*/, char const* path, char const* /*interface*/, void* iterators, void** found,
@@ -219,17 +253,15 @@ int Iterators::find(sd_bus* /*bus*/, char const* path, char const* /*interface*/
     return *found != nullptr ? 1 : 0;
 }
 
-int Iterators::list(sd_bus* /*bus*/, char const* /*prefix*/, void* iterators, char*** nodes,
-                    sd_bus_error* error) noexcept {
-    return guarded(error, [=] { return listPaths(static_cast<Iterators*>(iterators)->iterators_, nodes); });
+int Iterators::list(sd_bus* /*bus*/, char const* prefix, void* iterators, char*** nodes, sd_bus_error* error) noexcept {
+    return guarded(error, [=] { return listPaths(static_cast<Iterators*>(iterators)->iterators_, prefix, nodes); });
 }
 
 int Iterators::handleLeave(sd_bus_message* signal, void* iterators, sd_bus_error* error) noexcept {
     return guarded(error, [=] {
         char const* client = nullptr;
-        if (sd_bus_message_read_basic(signal, SD_BUS_TYPE_STRING, &client) > 0) {
-            std::erase_if(static_cast<Iterators*>(iterators)->iterators_,
-                          [client](auto const& each) { return each.second->belongsTo(client); });
+        if (bus::isFromBus(signal) && sd_bus_message_read_basic(signal, SD_BUS_TYPE_STRING, &client) > 0) {
+            static_cast<Iterators*>(iterators)->eraseAllOf(client);
         }
         return 0;
     });

@@ -18,6 +18,8 @@ namespace nrx_television {
 
 namespace {
 
+constexpr std::chrono::seconds LONGEST_FLUSH{5};
+
 objbus::RootInterface& rootInterface() {
     boost::shared_ptr<frame::Interface> reference;
     frame::Process::getInstance().getInterfaceReference(reference, television::ROOT_INTERFACE_NAME);
@@ -65,18 +67,24 @@ Server::Server(simulator::Television& television, Ground& ground, bus::Bus conne
     television_.setObjectListener(
         [this](std::string const& key) { ground_.tasks.post([this, key] { replace(key); }); });
     for (auto const& [key, type] : television_.objects()) {
-        if (auto object = connectTo(key)) {
+        if (auto object = ServedObject::connect(*surroundings_, key, type)) {
             place(std::move(object));
         }
     }
 }
 
 Server::~Server() {
+    try {
+        if (sd_bus_is_open(bus_.get()) > 0) {
+            runTasks();  // The changes of before, which have not been sent yet.
+        }
+    } catch (...) {  // Without memory, or without a bus.
+    }
     television_.setObjectListener({});
     objects_.clear();
     iterators_.reset();
     // What is left to be sent. The bus may not read it.
-    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    auto const end = std::chrono::steady_clock::now() + LONGEST_FLUSH;
     while ((sd_bus_get_events(bus_.get()) & POLLOUT) != 0 && std::chrono::steady_clock::now() < end) {
         if (sd_bus_process(bus_.get(), nullptr) < 0 || sd_bus_wait(bus_.get(), 100'000) < 0) {
             return;
@@ -114,28 +122,29 @@ void Server::expectBus() const {
 }
 
 void Server::waitUntilSent() {
-    // Twice: an object that has come is connected to by a task, and may tell its value at once.
-    for (int times = 0; times < 2; ++times) {
-        television_.waitUntilDelivered();
-        bool done = false;
-        ground_.tasks.post([&done] { done = true; });
-        while (!done) {
-            if (!turn(true)) {
-                return;  // The loop runs no more, nor does the task.
-            }
-        }
-    }
+    runTasks();
+    expectBus();
     sd_bus_flush(bus_.get());
 }
 
-std::unique_ptr<ServedObject> Server::connectTo(std::string const& key) const {
-    auto const objects = television_.objects();
-    auto const published = objects.find(key);
-    return published != objects.end() ? ServedObject::connect(*surroundings_, key, published->second) : nullptr;
+void Server::runTasks() {
+    // Twice: an object that has come is connected to by a task, and may tell its value at once.
+    for (int times = 0; times < 2; ++times) {
+        television_.waitUntilDelivered();
+        auto const done = std::make_shared<bool>(false);
+        ground_.tasks.post([done] { *done = true; });
+        while (!*done) {
+            expectBus();
+            if (int const result = sd_event_run(ground_.loop.get(), UINT64_MAX); result < 0) {
+                throw std::system_error(-result, std::generic_category(), "the loop of the bus");
+            }
+        }
+    }
 }
 
 void Server::replace(std::string const& key) {
-    auto added = connectTo(key);
+    auto const type = television_.type(key);
+    auto added = type ? ServedObject::connect(*surroundings_, key, *type) : nullptr;
     if (auto const old = objects_.find(bus::pathOf(key)); old != objects_.end()) {
         if (added && added->isOf(*old->second)) {
             return;  // It was told already, when an earlier change of the key was.
@@ -201,8 +210,8 @@ int Server::findModel(sd_bus* /*bus*/, char const* path, char const* /*interface
     return std::string_view(path) == bus::MODEL_PATH ? 1 : 0;  // The table is tried on every path below, too.
 }
 
-int Server::list(sd_bus* /*bus*/, char const* /*prefix*/, void* server, char*** nodes, sd_bus_error* error) noexcept {
-    return guarded(error, [=] { return listPaths(static_cast<Server*>(server)->objects_, nodes); });
+int Server::list(sd_bus* /*bus*/, char const* prefix, void* server, char*** nodes, sd_bus_error* error) noexcept {
+    return guarded(error, [=] { return listPaths(static_cast<Server*>(server)->objects_, prefix, nodes); });
 }
 
 int Server::settle(sd_bus_message* call, void* server, sd_bus_error* error) noexcept {

@@ -50,8 +50,6 @@ private:
     static int handleModelCall(sd_bus_message* call, void* server, sd_bus_error* error) noexcept;
     static int handleSignal(sd_event_source* source, signalfd_siginfo const* information, void* server) noexcept;
 
-    /// Null when nothing is published there, or cannot be connected to, which is said.
-    [[nodiscard]] std::unique_ptr<ServedObject> connectTo(std::string const& key) const;
     void place(std::unique_ptr<ServedObject> object);
     /// Takes away what stands on the bus for the key, and places what stands in the model.
     void replace(std::string const& key);
@@ -59,6 +57,8 @@ private:
     /// Sends a signal about the object, with what is appended of it.
     void tell(ServedObject const& object, char const* member,
               int (ServedObject::*append)(sd_bus_message* message) const) const;
+    /// Returns when the signals of the changes so far are in the bus's queue. Throws as `turn` does.
+    void runTasks();
     void expectBus() const;
     [[nodiscard]] bus::Source endingOn(int signal);
 
