@@ -141,9 +141,10 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         int const result = readPath(message, made);
         if (result >= 0) {  // Before the next message is read, which may be the iterator's.
             iterator = std::make_shared<RemoteIterator>(model(), made, observer);
+            decltype(iterators_)::Made prepared(iterator);
             std::lock_guard const lock(model().mutex);
-            iterators_.add(decltype(iterators_)::Made(iterator));
             model().addIterator(made, iterator);
+            iterators_.add(std::move(prepared));
         }
         return result;
     };
