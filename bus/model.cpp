@@ -303,21 +303,22 @@ void Model::requestRecoveries(Place const& place) {
 
 void Model::startRecoveries() {
     while (runningRecoveries_ < MOST_RECOVERIES && !recoveries_.empty()) {
-        auto const [object, delay] = recoveries_.front();
+        Recovery const next = recoveries_.front();
+        RemoteObject& object = *next.object;
         recoveries_.pop_front();
         {
             std::lock_guard const lock(mutex);
-            if (!object->isRecoveryDue()) {
+            if (!object.isRecoveryDue()) {
                 continue;
             }
         }
         ++runningRecoveries_;
-        auto const end = [this, &recovered = *object, delay = delay, owner = owners_](int status) {
+        auto const end = [this, next, owner = owners_](int status) {
             if (owner == owners_) {
-                endRecovery(recovered, delay, status);
+                endRecovery(*next.object, next.delay, status);
             }
         };
-        if (int const status = catchToStatus([&] { return object->recover(end), television::STATUS_OK; });
+        if (int const status = catchToStatus([&] { return object.recover(end), television::STATUS_OK; });
             status != television::STATUS_OK) {
             end(status);
             return;
