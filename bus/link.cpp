@@ -404,8 +404,9 @@ int Link::onReply(sd_bus_message* message, void* called, sd_bus_error* /*error*/
         } else {
             std::lock_guard const lock(call->mutex);
             Content const& take = call->isAbandoned ? call->late : call->reply;
-            status = catchToStatus([&]() -> int {
-                return !take || take(message) >= 0 ? television::STATUS_OK : television::STATUS_NOT_UNDERSTOOD;
+            status = catchToStatus([&] {
+                int const result = take ? take(message) : 0;
+                return result >= 0 ? static_cast<int>(television::STATUS_OK) : statusOfRead(result);
             });
         }
         call->end(status);
@@ -447,6 +448,10 @@ int Link::onMessage(sd_bus_message* message, void* link, sd_bus_error* /*error*/
             self.watcher_.handleSignal(message);
         }
     });
+}
+
+int statusOfRead(int result) {
+    return result == -EMSGSIZE ? television::STATUS_NOT_CARRIED : television::STATUS_NOT_UNDERSTOOD;
 }
 
 void reportFailure(std::string const& what, char const* operation, int status) noexcept {

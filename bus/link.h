@@ -168,6 +168,8 @@ private:
 
 /// Writes one line to the log. Needs no memory for a short one.
 void report(char const* line) noexcept;
+/// The status of what could not be read, as `read` says.
+int statusOfRead(int result);
 /// Writes that an operation on something failed, and why.
 void reportFailure(std::string const& what, char const* operation, int status) noexcept;
 

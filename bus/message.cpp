@@ -15,12 +15,21 @@ namespace {
 namespace utf = boost::locale::utf;
 
 constexpr std::uint64_t REPLY_TIMEOUT_MICROSECONDS = 25'000'000;
-constexpr std::size_t MOST_BYTES = std::size_t{32} * 1024 * 1024;
+
+constexpr std::size_t padded(std::size_t size, std::size_t alignment) {
+    return (size + alignment - 1) / alignment * alignment;
+}
+
+/// A structure of eight bytes and a text.
+std::size_t sizeWithText(std::string const& text) { return padded(sizeof(std::uint64_t) + wireSize(text), 8); }
 
 /// Appends a container with what `appendElement` appends for each element.
 template <typename Elements, typename AppendElement>
 int appendArray(sd_bus_message* message, char const* contents, Elements const& elements,
                 AppendElement const& appendElement) {
+    if (wireSize(elements) > MOST_BYTES) {
+        return -EMSGSIZE;
+    }
     int result = sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, contents);
     for (auto const& element : elements) {
         if (result < 0) {
@@ -40,10 +49,15 @@ int readArray(sd_bus_message* message, char const* contents, std::vector<Element
         return result < 0 ? result : -ENXIO;
     }
     elements.clear();
+    std::size_t size = wireSize(elements);
     while (sd_bus_message_at_end(message, 0) == 0) {
         result = readElement(elements.emplace_back());
         if (result <= 0) {
             return result < 0 ? result : -ENXIO;
+        }
+        size += wireSize(elements.back());
+        if (size > MOST_BYTES) {  // Before more memory is taken.
+            return -EMSGSIZE;
         }
     }
     return sd_bus_message_exit_container(message);
@@ -75,6 +89,15 @@ bool carries(std::string_view text) {
     return true;
 }
 
+std::size_t wireSize(int /*value*/) { return sizeof(std::int32_t); }
+std::size_t wireSize(unsigned int /*value*/) { return sizeof(std::uint32_t); }
+std::size_t wireSize(long long /*value*/) { return 2 * sizeof(std::int64_t); }
+std::size_t wireSize(std::string const& value) { return padded(sizeof(std::uint32_t) + value.size() + 1, 4); }
+std::size_t wireSize(objbus::Argument const& argument) { return sizeWithText(argument.value); }
+std::size_t wireSize(objbus::TableSelection const& selection) { return sizeWithText(selection.value); }
+std::size_t wireSize(objbus::TableOrder const& /*order*/) { return 2 * sizeof(std::int32_t); }
+std::size_t wireSize(std::vector<int> const& values) { return 8 + values.size() * sizeof(std::int32_t); }
+
 int append(sd_bus_message* message, int value) {
     std::int32_t const number = value;
     return sd_bus_message_append_basic(message, SD_BUS_TYPE_INT32, &number);
@@ -91,30 +114,24 @@ int append(sd_bus_message* message, long long value) {
 }
 
 int append(sd_bus_message* message, std::string const& value) {
-    if (value.size() > MOST_BYTES) {
+    if (wireSize(value) > MOST_BYTES) {
         return -EMSGSIZE;
     }
     return carries(value) ? sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, value.c_str()) : -EILSEQ;
 }
 
 int append(sd_bus_message* message, std::vector<int> const& values) {
-    if (values.size() > MOST_BYTES / sizeof(int)) {
+    if (wireSize(values) > MOST_BYTES) {
         return -EMSGSIZE;
     }
     return sd_bus_message_append_array(message, SD_BUS_TYPE_INT32, values.data(), values.size() * sizeof(int));
 }
 
 int append(sd_bus_message* message, std::vector<std::string> const& values) {
-    if (sizeOf(values) > MOST_BYTES) {
-        return -EMSGSIZE;
-    }
     return appendArray(message, "s", values, [message](auto const& value) { return append(message, value); });
 }
 
 int append(sd_bus_message* message, std::vector<std::vector<std::string>> const& rows) {
-    if (sizeOf(rows) > MOST_BYTES) {
-        return -EMSGSIZE;
-    }
     return appendArray(message, "as", rows, [message](auto const& row) { return append(message, row); });
 }
 
@@ -161,13 +178,16 @@ int read(sd_bus_message* message, std::string& value) {
     if (result > 0) {
         value = text;
     }
-    return failsOr(result);
+    return result > 0 && wireSize(value) > MOST_BYTES ? -EMSGSIZE : failsOr(result);
 }
 
 int read(sd_bus_message* message, std::vector<int>& values) {
     void const* numbers = nullptr;
     std::size_t size = 0;
     int const result = sd_bus_message_read_array(message, SD_BUS_TYPE_INT32, &numbers, &size);
+    if (result > 0 && wireSize(std::vector<int>()) + size > MOST_BYTES) {
+        return -EMSGSIZE;
+    }
     if (result > 0) {
         auto const* const first = static_cast<int const*>(numbers);
         values.assign(first, first + size / sizeof(int));

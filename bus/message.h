@@ -3,6 +3,8 @@
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
 
+#include <cerrno>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -38,8 +40,35 @@ bool carries(std::string_view text);
 
 using television::sizeOf;
 
-// Appends one value, whole. A text that the bus does not carry fails with `-EILSEQ`, and more than 32 MiB, after which
-// the bus would end the connection, with `-EMSGSIZE`.
+/// What the values of a message may have together, as `wireSize` counts them. A bus with the limits that dbus-daemon is
+/// built with ends a connection that sends 32 MiB; the rest is room for the header and for what wraps the values.
+constexpr std::size_t MOST_BYTES = std::size_t{31} * 1024 * 1024;
+
+// The bytes of a value in a message, at most: every text and every list has a length, an end or padding besides.
+std::size_t wireSize(int value);
+std::size_t wireSize(unsigned int value);
+std::size_t wireSize(long long value);
+std::size_t wireSize(std::string const& value);
+std::size_t wireSize(objbus::Argument const& argument);
+std::size_t wireSize(objbus::TableSelection const& selection);
+std::size_t wireSize(objbus::TableOrder const& order);
+std::size_t wireSize(std::vector<int> const& values);
+template <typename T>
+std::size_t wireSize(std::vector<T> const& values) {
+    std::size_t size = 8;  // Its length, and the padding before the first element.
+    for (T const& value : values) {
+        size += wireSize(value);
+    }
+    return size;
+}
+/// The same for several.
+template <typename... Values>
+std::size_t sizeTogether(Values const&... values) {
+    return (std::size_t{0} + ... + wireSize(values));
+}
+
+// Appends one value, whole. A text that the bus does not carry fails with `-EILSEQ`, and a value of more than
+// `MOST_BYTES` with `-EMSGSIZE`.
 int append(sd_bus_message* message, int value);
 int append(sd_bus_message* message, unsigned int value);
 int append(sd_bus_message* message, long long value);
@@ -51,7 +80,15 @@ int append(sd_bus_message* message, std::vector<objbus::Argument> const& argumen
 int append(sd_bus_message* message, std::vector<objbus::TableSelection> const& selections);
 int append(sd_bus_message* message, std::vector<objbus::TableOrder> const& orders);
 
-// Reads one value. Anything else than the type fails.
+/// Appends several values, which have at most `MOST_BYTES` together.
+template <typename... Values>
+int appendAll([[maybe_unused]] sd_bus_message* message, Values const&... values) {
+    int result = sizeTogether(values...) > MOST_BYTES ? -EMSGSIZE : 0;
+    static_cast<void>(((result >= 0 && (result = append(message, values)) >= 0) && ...));
+    return result;
+}
+
+// Reads one value. Anything else than the type fails, and so does, with `-EMSGSIZE`, a value of more than `MOST_BYTES`.
 int read(sd_bus_message* message, int& value);
 int read(sd_bus_message* message, unsigned int& value);
 int read(sd_bus_message* message, long long& value);
@@ -62,6 +99,14 @@ int read(sd_bus_message* message, std::vector<std::vector<std::string>>& rows);
 int read(sd_bus_message* message, std::vector<objbus::Argument>& arguments);
 int read(sd_bus_message* message, std::vector<objbus::TableSelection>& selections);
 int read(sd_bus_message* message, std::vector<objbus::TableOrder>& orders);
+
+/// Reads several values, which have at most `MOST_BYTES` together.
+template <typename... Values>
+int readAll([[maybe_unused]] sd_bus_message* message, Values&... values) {
+    int result = 0;
+    static_cast<void>((((result = read(message, values)) >= 0) && ...));
+    return result >= 0 && sizeTogether(values...) > MOST_BYTES ? -EMSGSIZE : result;
+}
 
 /// Appends, or reads, the value in the variant that a property is sent in.
 template <typename T>

@@ -120,7 +120,7 @@ void RemoteIterator::handleSignal(sd_bus_message* signal) {
         post([rows = std::move(rows)](Observer& observer) { television::notifyChunk(observer, rows); });
     }
     if (result < 0) {
-        reportFailure(path_, "notify", television::STATUS_NOT_UNDERSTOOD);
+        reportFailure(path_, "notify", statusOfRead(result));
     }
 }
 
@@ -131,10 +131,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
                                                    std::vector<objbus::TableOrder> const& orders) {
     std::shared_ptr<RemoteIterator> iterator;
     auto const question = [&](sd_bus_message* message) {
-        int result = append(message, static_cast<int>(type));
-        result = result < 0 ? result : append(message, selections);
-        result = result < 0 ? result : append(message, columns);
-        return result < 0 ? result : append(message, orders);
+        return appendAll(message, static_cast<int>(type), selections, columns, orders);
     };
     auto const answer = [&](sd_bus_message* message) {
         std::string made;

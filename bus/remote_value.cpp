@@ -21,7 +21,7 @@ public:
         T value{};
         int const result = readChange(signal, value);
         if (result < 0) {
-            this->report("notify", television::STATUS_NOT_UNDERSTOOD);
+            this->report("notify", statusOfRead(result));
         } else if (result > 0) {
             take(value);
             std::lock_guard const lock(this->model().mutex);
@@ -143,7 +143,8 @@ private:
             result = sd_bus_message_enter_container(signal, SD_BUS_TYPE_DICT_ENTRY, "sv");
             result = result < 0 ? result : bus::read(signal, property);
             if (result >= 0 && property == "Value") {
-                return readVariant(signal, Plain<T>::SIGNATURE, value) < 0 ? -EBADMSG : 1;
+                result = readVariant(signal, Plain<T>::SIGNATURE, value);
+                return result < 0 ? result : 1;
             }
             result = result < 0 ? result : sd_bus_message_skip(signal, "v");
             result = result < 0 ? result : sd_bus_message_exit_container(signal);
@@ -249,8 +250,9 @@ public:
         if (!isResult && sd_bus_message_is_signal(signal, ACTION_INTERFACE, "ExecutionError") <= 0) {
             return;
         }
-        if (read(signal, id) < 0 || (isResult ? read(signal, results) : read(signal, error)) < 0) {
-            report("notify", television::STATUS_NOT_UNDERSTOOD);
+        int const result = isResult ? readAll(signal, id, results) : readAll(signal, id, error);
+        if (result < 0) {
+            report("notify", statusOfRead(result));
         } else if (isResult) {
             answer(id, [id, list = std::move(results)](auto& observer) { observer.notifyResult(id, list); });
         } else {

@@ -12,13 +12,25 @@ IS_OBJECT_MANAGER = True
 
 
 def invoke(action, arguments):
-    """Shows the first text to who watches the string, and answers with all texts, once the caller has the number."""
+    """Shows the first text to who watches the string, and answers with all texts, once the caller has the number.
+    Told "long", it makes of the list, and of the answer, more than a message may have."""
+    if arguments and arguments[0][3] == "long":
+        GLib.idle_add(tell_long, action, priority=GLib.PRIORITY_HIGH)
+        return dbus.UInt32(0)
     action.invocations = getattr(action, "invocations", 0) + 1
     number = dbus.UInt32(action.invocations)
     get_object(MAIN_OBJ + "/a/text_2d1").UpdateProperties("", {"Value": arguments[0][3]})
     # Before the next call is taken, which may ask whether all was told.
     GLib.idle_add(action.EmitSignal, "", "Result", "ua(nnns)", [number, arguments], priority=GLib.PRIORITY_HIGH)
     return number
+
+
+def tell_long(action):
+    """Has more to tell than a message may have."""
+    long = dbus.Array(["x" * (33 * 1024 * 1024)])
+    get_object(MAIN_OBJ + "/list").UpdateProperties(BUS_NAME + ".StringList", {"Value": long})
+    numbers = [dbus.Int16(0)] * 3
+    action.EmitSignal("", "Result", "ua(nnns)", [dbus.UInt32(0), [(*numbers, long[0])]])
 
 
 def load(mock, _parameters):

@@ -1,5 +1,9 @@
 #include "tools/nrx_console/output.h"
 
+#include <poll.h>
+#include <unistd.h>
+
+#include <climits>
 #include <iostream>
 #include <mutex>
 #include <utility>
@@ -11,14 +15,39 @@ namespace {
 std::mutex mutex;
 std::function<void(std::string const&, Kind)> lineTaker;
 
-}  // namespace
-
-void printLine(std::string const& line, Kind kind) {
-    std::lock_guard const lock(mutex);
+/// With the mutex held.
+void print(std::string const& line, Kind kind) {
     if (lineTaker) {
         lineTaker(line, kind);
     } else {
         (kind == Kind::ordinary ? std::cout : std::cerr) << line + "\n" << std::flush;
+    }
+}
+
+}  // namespace
+
+std::string shortened(std::string text, std::size_t most) {
+    if (text.size() <= most) {
+        return text;
+    }
+    while (most > 0 && (static_cast<unsigned char>(text[most]) & 0xC0U) == 0x80) {  // Not inside a character.
+        --most;
+    }
+    return text.substr(0, most) + "...";
+}
+
+void printLine(std::string const& line, Kind kind) {
+    std::lock_guard const lock(mutex);
+    print(line, kind);
+}
+
+void printLineIfRead(std::string line, Kind kind) {
+    // A pipe that can be written to takes so many bytes at once.
+    line = shortened(std::move(line), PIPE_BUF - 4);
+    std::lock_guard const lock(mutex);
+    pollfd output{kind == Kind::ordinary ? STDOUT_FILENO : STDERR_FILENO, POLLOUT, 0};
+    if (lineTaker || ::poll(&output, 1, 0) > 0) {
+        print(line, kind);
     }
 }
 

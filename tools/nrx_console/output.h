@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -11,6 +12,12 @@ enum class Kind { ordinary, critical, error, information, detail };
 /// Writes one line in one piece, from any thread: the log's lines and errors to standard error, the rest to standard
 /// output. What comes from outside is in it escaped.
 void printLine(std::string const& line, Kind kind = Kind::ordinary);
+
+/// The same, but never waits for a reader: a long line is shortened, and one that there is no room for is dropped.
+void printLineIfRead(std::string line, Kind kind = Kind::ordinary);
+
+/// The text with at most so many bytes, and dots in the place of the rest.
+std::string shortened(std::string text, std::size_t most);
 
 /// Takes the lines instead, from whichever thread prints them: a terminal's prompt has to make room for them. Empty:
 /// no longer, once no call is running.

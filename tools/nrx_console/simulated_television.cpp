@@ -1,5 +1,6 @@
 #include "tools/nrx_console/simulated_television.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -19,6 +20,20 @@ void printEach(std::string line, std::vector<Element> const& elements, WordsOf c
     printLine(line);
 }
 
+/// Anybody may invoke, and more than a reader keeps up with.
+void printInvocation(std::string const& key, std::vector<objbus::Argument> const& arguments) {
+    constexpr std::size_t MOST_PRINTED = 20;
+    constexpr std::size_t MOST_PRINTED_BYTES = 500;  // Which may be four times as many where they are escaped.
+    printLineIfRead("television: " + typed(shortened(key, MOST_PRINTED_BYTES)) + " invoked with");
+    for (std::size_t at = 0; at < std::min(arguments.size(), MOST_PRINTED); ++at) {
+        printLineIfRead("  " + std::to_string(arguments[at].index) + ": " +
+                        typed(shortened(arguments[at].value, MOST_PRINTED_BYTES)));
+    }
+    if (arguments.size() > MOST_PRINTED) {
+        printLineIfRead("  and " + std::to_string(arguments.size() - MOST_PRINTED) + " more");
+    }
+}
+
 void printRequest(simulator::IteratorRequest const& request) {
     printLine("newest iterator: type " + std::to_string(static_cast<int>(request.type)));
     printEach("  selections:", request.selections, [](objbus::TableSelection const& selection) {
@@ -32,7 +47,8 @@ void printRequest(simulator::IteratorRequest const& request) {
 
 }  // namespace
 
-SimulatedTelevision::SimulatedTelevision(std::vector<ModelObject> const& model) {
+SimulatedTelevision::SimulatedTelevision(std::vector<ModelObject> const& model, bool printsInvocations)
+    : printsInvocations_(printsInvocations) {
     for (ModelObject const& object : model) {
         publish(object);
     }
@@ -115,9 +131,8 @@ void SimulatedTelevision::publish(ModelObject const& object) {
 
 simulator::ActionAnswer SimulatedTelevision::answer(std::string const& key,
                                                     std::vector<objbus::Argument> const& arguments) {
-    printLine("television: " + typed(key) + " invoked with");
-    for (objbus::Argument const& argument : arguments) {
-        printLine("  " + std::to_string(argument.index) + ": " + typed(argument.value));
+    if (printsInvocations_) {
+        printInvocation(key, arguments);
     }
     return {0, ++lastActionId_, outcome_};
 }

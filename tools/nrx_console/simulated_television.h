@@ -11,7 +11,8 @@ namespace nrx_console {
 /// What can be done with the simulated television.
 class SimulatedTelevision final : public TelevisionView {
 public:
-    explicit SimulatedTelevision(std::vector<ModelObject> const& model);
+    /// Prints the invocations of actions, or does not.
+    explicit SimulatedTelevision(std::vector<ModelObject> const& model, bool printsInvocations = true);
     SimulatedTelevision(SimulatedTelevision const&) = delete;
     SimulatedTelevision& operator=(SimulatedTelevision const&) = delete;
     ~SimulatedTelevision() override { dropIterators(); }
@@ -41,6 +42,7 @@ private:
 
     decltype(simulator::ActionAnswer::outcome) outcome_;  ///< Of the actions invoked from now on.
     unsigned int lastActionId_ = 0;
+    bool const printsInvocations_;
     simulator::Television television_;
 };
 

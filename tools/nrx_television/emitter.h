@@ -2,6 +2,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cerrno>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -11,6 +12,7 @@
 #include "bus/contract.h"
 #include "bus/message.h"
 #include "bus/tasks.h"
+#include "tools/nrx_television/outgoing.h"
 
 namespace nrx_television {
 
@@ -19,6 +21,10 @@ void complain(std::string const& key, std::string const& what);
 
 /// What a failure to put something into a message, or to send it, says.
 std::string reasonOf(int failure);
+
+/// What a handler returns when it cannot read the arguments of a call to what stands under the key, as `bus::read`
+/// says: too many bytes are refused with a status, and said.
+int refuseUnread(sd_bus_error* error, std::string const& key, int failure);
 
 /// Appends a property of an interface, as the messages of several have them: its name, and its value in a variant.
 template <typename T>
@@ -41,27 +47,50 @@ struct Origin {
 /// loop. The copies are one.
 class Emitter {
 public:
-    /// The bus and the tasks outlive all calls of `signal` and `changed`.
-    Emitter(sd_bus* bus, bus::Tasks& tasks, Origin origin)
-        : state_(std::make_shared<State>(State{bus, tasks, std::move(origin)})) {}
+    /// What is outgoing and the tasks outlive all calls of `signal` and `changed`.
+    Emitter(Outgoing& outgoing, bus::Tasks& tasks, Origin origin)
+        : state_(std::make_shared<State>(State{outgoing, tasks, std::move(origin)})) {}
 
     /// Sends one signal with these arguments later.
     template <typename... Values>
     void signal(char const* member, Values const&... values) const {
         state_->tasks.post([state = state_, member, arguments = std::make_tuple(values...)] {
-            state->send(state->origin.interface.c_str(), member, [&arguments](sd_bus_message* message) {
-                return std::apply([message](auto const&... each) { return appendAll(message, each...); }, arguments);
-            });
+            std::apply(
+                [&state, member](auto const&... each) {
+                    state->send(
+                        state->origin.interface.c_str(), member,
+                        [&each...](sd_bus_message* message) { return bus::appendAll(message, each...); },
+                        [&state, &each...](bus::Message message) {
+                            return state->outgoing.send(std::move(message), bus::sizeTogether(each...));
+                        });
+                },
+                arguments);
         });
     }
 
-    /// Tells the new value of the property `Value` later.
+    /// The same, for what may be more than the bus carries: then it says so, and returns false.
+    template <typename... Values>
+    [[nodiscard]] bool signalIfCarried(char const* member, Values const&... values) const {
+        if (bus::sizeTogether(values...) > bus::MOST_BYTES) {
+            state_->complainOf(member, -EMSGSIZE);
+            return false;
+        }
+        signal(member, values...);
+        return true;
+    }
+
+    /// Tells the new value of the property `Value` later. While the bus takes nothing, it is the newest one that waits.
     template <typename T>
     void changed(T const& value) const {
         state_->tasks.post([state = state_, value] {
-            state->send(bus::PROPERTIES_INTERFACE, "PropertiesChanged", [&state, &value](sd_bus_message* message) {
-                return appendChange(message, state->origin.interface, value);
-            });
+            state->send(
+                bus::PROPERTIES_INTERFACE, "PropertiesChanged",
+                [&state, &value](sd_bus_message* message) {
+                    return appendChange(message, state->origin.interface, value);
+                },
+                [&state, &value](bus::Message message) {
+                    return state->outgoing.send(std::move(message), bus::wireSize(value), state->newest);
+                });
         });
     }
 
@@ -72,36 +101,36 @@ public:
 
 private:
     struct State {
-        template <typename AppendContents>
-        void send(char const* interface, char const* member, AppendContents const& appendContents) const {
+        /// `handOver` sends the message that is made.
+        template <typename AppendContents, typename HandOver>
+        void send(char const* interface, char const* member, AppendContents const& appendContents,
+                  HandOver const& handOver) const {
             if (ended) {
                 return;
             }
             sd_bus_message* made = nullptr;
-            int result = sd_bus_message_new_signal(bus, &made, origin.path.c_str(), interface, member);
-            bus::Message const message(made);
+            int result = sd_bus_message_new_signal(outgoing.bus(), &made, origin.path.c_str(), interface, member);
+            bus::Message message(made);
             if (result >= 0 && !origin.receiver.empty()) {
                 result = sd_bus_message_set_destination(made, origin.receiver.c_str());
             }
             result = result < 0 ? result : appendContents(made);
-            result = result < 0 ? result : sd_bus_send(bus, made, nullptr);
+            result = result < 0 ? result : handOver(std::move(message));
             if (result < 0) {
-                complain(origin.key, std::string(member) + " cannot be sent: " + reasonOf(result));
+                complainOf(member, result);
             }
         }
 
-        sd_bus* bus;
+        void complainOf(char const* member, int failure) const {
+            complain(origin.key, std::string(member) + " cannot be sent: " + reasonOf(failure));
+        }
+
+        Outgoing& outgoing;
         bus::Tasks& tasks;
         Origin origin;
         bool ended = false;
+        Outgoing::Newest newest{};
     };
-
-    template <typename... Values>
-    static int appendAll(sd_bus_message* message, Values const&... values) {
-        int result = 0;
-        static_cast<void>((((result = bus::append(message, values)) >= 0) && ...));
-        return result;
-    }
 
     template <typename T>
     static int appendChange(sd_bus_message* message, std::string const& interface, T const& value) {

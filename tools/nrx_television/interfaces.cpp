@@ -33,7 +33,7 @@ int setValue(sd_bus* /*bus*/, char const* /*path*/, char const* /*interface*/, c
     return guarded(error, [=] {
         T value{};
         if (int const result = bus::read(call, value); result < 0) {
-            return result;
+            return refuseUnread(error, objectIn(found).key(), result);
         }
         int const status = writeValue(objectIn(found).as<objbus::Object>(), value);
         return status != television::STATUS_OK ? bus::refuse(error, status) : 1;
@@ -44,7 +44,7 @@ int invoke(sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
     return guarded(error, [=] {
         std::vector<objbus::Argument> arguments;
         if (int const result = bus::read(call, arguments); result < 0) {
-            return result;
+            return refuseUnread(error, objectIn(found).key(), result);
         }
         unsigned int id = 0;
         int const status = objectIn(found).as<objbus::ObjectAction>().invoke(id, arguments);

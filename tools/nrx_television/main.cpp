@@ -93,7 +93,7 @@ int run(int argc, char** argv) {
     bus::Bus bus = nrx_television::connectedBus(address.value_or(""));  // May take long, and is ended by a signal.
     blockEndingSignals();
     nrx_television::Ground ground;
-    nrx_console::SimulatedTelevision television(objects);
+    nrx_console::SimulatedTelevision television(objects, hasCommands);
     nrx_television::Server server(television.television(), ground, std::move(bus));
     server.requestName();
     nrx_console::printLine(std::string("serving ") + bus::SERVICE + ": " + std::to_string(server.objects()) +

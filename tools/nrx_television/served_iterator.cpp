@@ -26,19 +26,26 @@ public:
     void notifySeekToRow(int row) override { emitter_.signal("RowSought", row); }
     void notifySeekToContent(int row) override { emitter_.signal("ContentSought", row); }
     void notifyCursorPosition(int row) override { emitter_.signal("CursorMoved", row); }
-    void notifyReadRow(std::vector<std::string> const& row) override { emitter_.signal("RowRead", row); }
+    void notifyReadRow(std::vector<std::string> const& row) override { answer("RowRead", row); }
     void notifyReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) override {
         std::vector<std::vector<std::string>> copies;
         copies.reserve(rows.size());
         for (auto const* const row : rows) {
             copies.push_back(*row);
         }
-        emitter_.signal("RowChunkRead", copies);
+        answer("RowChunkRead", copies);
     }
     void notifyIteratorReady(int status) override { emitter_.signal("Ready", status); }
     void notifyUpdate(int update) override { emitter_.signal("Updated", update); }
 
 private:
+    template <typename Rows>
+    void answer(char const* member, Rows const& rows) {
+        if (!emitter_.signalIfCarried(member, rows)) {
+            notifyIteratorReady(television::STATUS_NOT_CARRIED);
+        }
+    }
+
     Emitter const emitter_;
 };
 
@@ -110,13 +117,13 @@ int operate(sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
         int result = 0;
         std::apply(
             [&](auto&... argument) {
-                static_cast<void>((((result = bus::read(call, argument)) >= 0) && ...));
+                result = bus::readAll(call, argument...);
                 if (result >= 0) {
                     (served.iterator()->*OPERATION)(argument...);
                 }
             },
             arguments);
-        return result < 0 ? result : sd_bus_reply_method_return(call, "");
+        return result < 0 ? refuseUnread(error, served.key(), result) : sd_bus_reply_method_return(call, "");
     });
 }
 
@@ -202,19 +209,16 @@ int Iterators::create(sd_bus_message* call, ServedObject const& table, sd_bus_er
     std::vector<objbus::TableSelection> selections;
     std::vector<int> columns;
     std::vector<objbus::TableOrder> orders;
-    int result = bus::read(call, type);
-    result = result < 0 ? result : bus::read(call, selections);
-    result = result < 0 ? result : bus::read(call, columns);
-    result = result < 0 ? result : bus::read(call, orders);
-    if (result < 0) {
-        return result;
+    if (int const result = bus::readAll(call, type, selections, columns, orders); result < 0) {
+        return refuseUnread(error, table.key(), result);
     }
     std::string const client = sd_bus_message_get_sender(call);
     if (auto const found = clients_.find(client); found != clients_.end() && found->second.size() >= MOST) {
         return bus::refuse(error, television::STATUS_TOO_MANY);
     }
     std::string path = places_ + std::to_string(++lastNumber_);
-    Emitter emitter(table.surroundings().bus, ground_.tasks, {table.key(), path, bus::ITERATOR_INTERFACE, client});
+    Emitter emitter(table.surroundings().outgoing, ground_.tasks,
+                    {table.key(), path, bus::ITERATOR_INTERFACE, client});
     auto made = std::make_unique<ServedIterator>(std::move(emitter), ground_, table.as<objbus::ObjectTable>(),
                                                  objbus::IteratorType{type}, selections, columns, orders);
     if (made->iterator() == nullptr) {

@@ -1,6 +1,7 @@
 #include "tools/nrx_television/served_object.h"
 
 #include <map>
+#include <utility>
 
 #include "television/status.h"
 #include "tools/nrx_television/carried.h"
@@ -51,7 +52,9 @@ class ActionObserver final : public Telling<objbus::ObserverAction> {
 public:
     using Telling::Telling;
     void notifyResult(unsigned int id, std::vector<objbus::Argument> const& results) override {
-        emitter().signal("Result", id, results);
+        if (!emitter().signalIfCarried("Result", id, results)) {
+            notifyExecutionError(id, television::STATUS_NOT_CARRIED);
+        }
     }
     void notifyExecutionError(unsigned int id, int error) override { emitter().signal("ExecutionError", id, error); }
 };
@@ -124,7 +127,7 @@ std::map<int, T> asWritten(std::vector<T> const& list) {
 constexpr std::size_t MOST_TOLD_BYTES = std::size_t{64} * 1024;  ///< Of a value, where many are told at once.
 
 template <typename T>
-int appendValue(sd_bus_message* message, objbus::Object& object, std::string const& key) {
+int appendValue(sd_bus_message* message, objbus::Object& object, std::string const& key, std::size_t& room) {
     T value{};
     try {
         if (readValue(object, key, value) != television::STATUS_OK || bus::sizeOf(value) > MOST_TOLD_BYTES) {
@@ -133,10 +136,17 @@ int appendValue(sd_bus_message* message, objbus::Object& object, std::string con
     } catch (...) {  // The model fails, and the others can be read all the same.
         return 0;
     }
+    if (bus::wireSize(value) > room) {
+        return -EMSGSIZE;
+    }
+    room -= bus::wireSize(value);
     return appendProperty(message, "Value", bus::Plain<T>::SIGNATURE, value);
 }
 
-int appendNothing(sd_bus_message* /*message*/, objbus::Object& /*object*/, std::string const& /*key*/) { return 0; }
+int appendNothing(sd_bus_message* /*message*/, objbus::Object& /*object*/, std::string const& /*key*/,
+                  std::size_t& /*room*/) {
+    return 0;
+}
 
 template <typename Observer>
 std::unique_ptr<objbus::Observer> makeObserver(Emitter const& emitter) {
@@ -196,7 +206,7 @@ std::unique_ptr<ServedObject> ServedObject::connect(Surroundings const& surround
         complain(key, "found a key that is too long for the bus");
         return nullptr;
     }
-    Emitter emitter(surroundings.bus, surroundings.ground.tasks,
+    Emitter emitter(surroundings.outgoing, surroundings.ground.tasks,
                     {key, bus::pathOf(key), kind != nullptr ? kind->interface : "", ""});
     std::unique_ptr<ServedObject> object(new ServedObject(surroundings, std::move(emitter), type, kind));
     return object->connect() ? std::move(object) : nullptr;
@@ -235,6 +245,11 @@ bool ServedObject::has(std::string const& interface) const {
     return interface == bus::OBJECT_INTERFACE || (kind_ != nullptr && interface == kind_->interface);
 }
 
+std::size_t ServedObject::sizeWithoutValue() const {
+    constexpr std::size_t NAMES_BYTES = 256;  // Those of two interfaces and two properties, with their padding.
+    return path().size() + NAMES_BYTES;
+}
+
 int ServedObject::appendInterfaces(sd_bus_message* message) const {
     std::vector<std::string> interfaces{bus::OBJECT_INTERFACE};
     if (kind_ != nullptr) {
@@ -243,14 +258,20 @@ int ServedObject::appendInterfaces(sd_bus_message* message) const {
     return bus::append(message, interfaces);
 }
 
-int ServedObject::appendInterfacesAndProperties(sd_bus_message* message) const {
+int ServedObject::appendInterfacesAndProperties(sd_bus_message* message, std::size_t& room) {
     int result = sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, "{sa{sv}}");
     result = result < 0 ? result : appendInterface(message, bus::OBJECT_INTERFACE, [this, message] {
         return appendProperty(message, "Type", "i", static_cast<int>(type_));
     });
     if (result >= 0 && kind_ != nullptr) {
-        result = appendInterface(message, kind_->interface,
-                                 [this, message] { return kind_->appendProperties(message, *object_, key()); });
+        result = appendInterface(message, kind_->interface, [this, message, &room] {
+            int const appended = kind_->appendProperties(message, *object_, key(), room);
+            bool const wasLeftOut = std::exchange(isLeftOut_, appended == -EMSGSIZE);
+            if (isLeftOut_ && !wasLeftOut) {
+                complain(key(), "the value is left out of the list of objects: " + reasonOf(-EMSGSIZE));
+            }
+            return isLeftOut_ ? 0 : appended;
+        });
     }
     return result < 0 ? result : sd_bus_message_close_container(message);
 }
@@ -258,10 +279,11 @@ int ServedObject::appendInterfacesAndProperties(sd_bus_message* message) const {
 template <typename T>
 int readValue(objbus::Object& object, std::string const& key, T& value) {
     int const status = get(static_cast<typename PlainObject<T>::Type&>(object), value);
-    if (status != television::STATUS_OK || isCarried(value)) {
+    bool const fits = bus::wireSize(value) <= bus::MOST_BYTES;
+    if (status != television::STATUS_OK || (fits && isCarried(value))) {
         return status;
     }
-    complain(key, "cannot be read: " + reasonOf(-EILSEQ));
+    complain(key, "cannot be read: " + reasonOf(fits ? -EILSEQ : -EMSGSIZE));
     return television::STATUS_NOT_CARRIED;
 }
 

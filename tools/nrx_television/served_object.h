@@ -16,7 +16,7 @@ class Iterators;
 
 /// What an object on the bus has to do with.
 struct Surroundings {
-    sd_bus* bus;
+    Outgoing& outgoing;
     Ground& ground;
     objbus::RootInterface& root;
     Iterators& iterators;
@@ -28,8 +28,9 @@ struct Kind {
     char const* interface;
     std::unique_ptr<objbus::Observer> (*makeObserver)(Emitter const& emitter);
     bool (*fits)(objbus::Object* object);
-    /// Appends those properties of the interface that can be read.
-    int (*appendProperties)(sd_bus_message* message, objbus::Object& object, std::string const& key);
+    /// Appends those properties of the interface that can be read, and takes their bytes from the room; fails with
+    /// `-EMSGSIZE`, and appends nothing, where there is too little.
+    int (*appendProperties)(sd_bus_message* message, objbus::Object& object, std::string const& key, std::size_t& room);
 };
 
 /// An object of the model that stands on the bus, and tells its changes there. Used on the thread of the loop.
@@ -57,9 +58,13 @@ public:
     }
     [[nodiscard]] Surroundings const& surroundings() const { return surroundings_; }
 
-    /// Appends the names of its interfaces, and, when they are wanted, those of their properties that can be read.
+    /// The bytes of what tells of it, at most, but for its value.
+    [[nodiscard]] std::size_t sizeWithoutValue() const;
+    /// Appends the names of its interfaces.
     int appendInterfaces(sd_bus_message* message) const;
-    int appendInterfacesAndProperties(sd_bus_message* message) const;
+    /// Also appends those of their properties that can be read. The bytes of a value are taken from the room. One that
+    /// there is no room for is left out, which is said when it begins.
+    int appendInterfacesAndProperties(sd_bus_message* message, std::size_t& room);
 
 private:
     ServedObject(Surroundings const& surroundings, Emitter emitter, objbus::ObjectTypeSpec type, Kind const* kind)
@@ -74,6 +79,7 @@ private:
     Kind const* const kind_;  ///< Null for a type that has no interface.
     std::unique_ptr<objbus::Observer> observer_;
     objbus::Object* object_ = nullptr;
+    bool isLeftOut_ = false;
 };
 
 /// Reads the value of a plain object, and returns a status of the television's.

@@ -41,13 +41,13 @@ bus::Bus connectedBus(std::string const& address) {
 }
 
 Server::Server(simulator::Television& television, Ground& ground, bus::Bus connected)
-    : television_(television), ground_(ground), bus_(std::move(connected)) {
+    : television_(television), ground_(ground), bus_(std::move(connected)), outgoing_(bus_.get()) {
     sd_bus* const bus = bus_.get();
     if (int const result = sd_bus_attach_event(bus, ground.loop.get(), SD_EVENT_PRIORITY_NORMAL); result < 0) {
         throw std::system_error(-result, std::generic_category(), "the loop of the bus");
     }
     iterators_.emplace(bus, ground);
-    surroundings_.emplace(Surroundings{bus, ground, rootInterface(), *iterators_});
+    surroundings_.emplace(Surroundings{outgoing_, ground, rootInterface(), *iterators_});
     for (ObjectInterface const* each = OBJECT_INTERFACES; each->name != nullptr; ++each) {
         slots_.push_back(
             registered(sd_bus_add_fallback_vtable, bus, bus::MODEL_PATH, each->name, each->table, find, this));
@@ -85,7 +85,11 @@ Server::~Server() {
     iterators_.reset();
     // What is left to be sent. The bus may not read it.
     auto const end = std::chrono::steady_clock::now() + LONGEST_FLUSH;
-    while ((sd_bus_get_events(bus_.get()) & POLLOUT) != 0 && std::chrono::steady_clock::now() < end) {
+    auto const isUnsent = [this] {
+        outgoing_.sendWaiting();
+        return (sd_bus_get_events(bus_.get()) & POLLOUT) != 0;
+    };
+    while (isUnsent() && std::chrono::steady_clock::now() < end) {
         if (sd_bus_process(bus_.get(), nullptr) < 0 || sd_bus_wait(bus_.get(), 100'000) < 0) {
             return;
         }
@@ -111,6 +115,7 @@ bool Server::turn(bool waits) {
     if (int const result = sd_event_run(ground_.loop.get(), waits ? UINT64_MAX : 0); result < 0) {
         throw std::system_error(-result, std::generic_category(), "the loop of the bus");
     }
+    outgoing_.sendWaiting();
     expectBus();
     return !ended_;
 }
@@ -124,6 +129,8 @@ void Server::expectBus() const {
 void Server::waitUntilSent() {
     runTasks();
     expectBus();
+    while (outgoing_.isWaiting() && turn(true)) {
+    }
     sd_bus_flush(bus_.get());
 }
 
@@ -149,12 +156,16 @@ void Server::replace(std::string const& key) {
         if (added && added->isOf(*old->second)) {
             return;  // It was told already, when an earlier change of the key was.
         }
-        tell(*old->second, "InterfacesRemoved", &ServedObject::appendInterfaces);
+        tell(*old->second, "InterfacesRemoved", [&removed = *old->second](sd_bus_message* message, std::size_t&) {
+            return removed.appendInterfaces(message);
+        });
         iterators_->drop(key);
         objects_.erase(old);
     }
     if (added) {
-        tell(*added, "InterfacesAdded", &ServedObject::appendInterfacesAndProperties);
+        tell(*added, "InterfacesAdded", [&added](sd_bus_message* message, std::size_t& room) {
+            return added->appendInterfacesAndProperties(message, room);
+        });
         place(std::move(added));
     }
 }
@@ -164,32 +175,41 @@ void Server::place(std::unique_ptr<ServedObject> object) {
     objects_.emplace(std::move(path), std::move(object));
 }
 
-void Server::tell(ServedObject const& object, char const* member,
-                  int (ServedObject::*append)(sd_bus_message*) const) const {
+template <typename Append>
+void Server::tell(ServedObject const& object, char const* member, Append const& append) {
     sd_bus_message* made = nullptr;
     int result = sd_bus_message_new_signal(bus_.get(), &made, bus::MODEL_PATH, bus::MANAGER_INTERFACE, member);
-    bus::Message const signal(made);
+    bus::Message signal(made);
     result = result < 0 ? result : sd_bus_message_append(made, "o", object.path().c_str());
-    result = result < 0 ? result : (object.*append)(made);
-    result = result < 0 ? result : sd_bus_send(bus_.get(), made, nullptr);
+    std::size_t room = bus::MOST_BYTES - object.sizeWithoutValue();
+    result = result < 0 ? result : append(made, room);
+    result = result < 0 ? result : outgoing_.send(std::move(signal), bus::MOST_BYTES - room);
     if (result < 0) {
         complain(object.key(), std::string(member) + " cannot be sent: " + reasonOf(result));
     }
 }
 
-int Server::replyWithObjects(sd_bus_message* call) const {
+int Server::replyWithObjects(sd_bus_message* call, sd_bus_error* error) {
+    std::size_t size = 0;
+    for (auto const& [path, object] : objects_) {
+        size += object->sizeWithoutValue();
+    }
+    if (size > bus::MOST_BYTES) {
+        return refuseUnread(error, bus::MODEL_PATH, -EMSGSIZE);
+    }
+    std::size_t room = bus::MOST_BYTES - size;
     sd_bus_message* made = nullptr;
     int result = sd_bus_message_new_method_return(call, &made);
-    bus::Message const reply(made);
+    bus::Message reply(made);
     result = result < 0 ? result : sd_bus_message_open_container(made, SD_BUS_TYPE_ARRAY, "{oa{sa{sv}}}");
     for (auto const& [path, object] : objects_) {
         result = result < 0 ? result : sd_bus_message_open_container(made, SD_BUS_TYPE_DICT_ENTRY, "oa{sa{sv}}");
         result = result < 0 ? result : sd_bus_message_append(made, "o", path.c_str());
-        result = result < 0 ? result : object->appendInterfacesAndProperties(made);
+        result = result < 0 ? result : object->appendInterfacesAndProperties(made, room);
         result = result < 0 ? result : sd_bus_message_close_container(made);
     }
     result = result < 0 ? result : sd_bus_message_close_container(made);
-    result = result < 0 ? result : sd_bus_send(bus_.get(), made, nullptr);
+    result = result < 0 ? result : outgoing_.send(std::move(reply), bus::MOST_BYTES - room);
     return result < 0 ? result : 1;
 }
 
@@ -219,7 +239,12 @@ int Server::settle(sd_bus_message* call, void* server, sd_bus_error* error) noex
         auto& self = *static_cast<Server*>(server);
         self.television_.waitUntilDelivered();  // By now the signals are tasks, and this one comes behind them.
         std::shared_ptr<sd_bus_message> const asked(sd_bus_message_ref(call), sd_bus_message_unref);
-        self.ground_.tasks.post([asked] { sd_bus_reply_method_return(asked.get(), ""); });
+        self.ground_.tasks.post([asked, &outgoing = self.outgoing_] {
+            sd_bus_message* made = nullptr;
+            if (sd_bus_message_new_method_return(asked.get(), &made) >= 0) {
+                outgoing.send(bus::Message(made), 0);
+            }
+        });
         return 1;
     });
 }
@@ -227,7 +252,8 @@ int Server::settle(sd_bus_message* call, void* server, sd_bus_error* error) noex
 int Server::handleModelCall(sd_bus_message* call, void* server, sd_bus_error* error) noexcept {
     // The bus's own answer fails when one object cannot be read.
     bool const wantsObjects = sd_bus_message_is_method_call(call, bus::MANAGER_INTERFACE, "GetManagedObjects") > 0;
-    return wantsObjects ? guarded(error, [=] { return static_cast<Server*>(server)->replyWithObjects(call); }) : 0;
+    return wantsObjects ? guarded(error, [=] { return static_cast<Server*>(server)->replyWithObjects(call, error); })
+                        : 0;
 }
 
 int Server::handleSignal(sd_event_source* /*source*/, signalfd_siginfo const* /*information*/, void* server) noexcept {

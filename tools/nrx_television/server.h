@@ -9,6 +9,7 @@
 #include "bus/message.h"
 #include "simulator/television.h"
 #include "tools/nrx_television/ground.h"
+#include "tools/nrx_television/outgoing.h"
 #include "tools/nrx_television/served_iterator.h"
 #include "tools/nrx_television/served_object.h"
 
@@ -53,10 +54,10 @@ private:
     void place(std::unique_ptr<ServedObject> object);
     /// Takes away what stands on the bus for the key, and places what stands in the model.
     void replace(std::string const& key);
-    int replyWithObjects(sd_bus_message* call) const;
+    int replyWithObjects(sd_bus_message* call, sd_bus_error* error);
     /// Sends a signal about the object, with what is appended of it.
-    void tell(ServedObject const& object, char const* member,
-              int (ServedObject::*append)(sd_bus_message* message) const) const;
+    template <typename Append>
+    void tell(ServedObject const& object, char const* member, Append const& append);
     /// Returns when the signals of the changes so far are in the bus's queue. Throws as `turn` does.
     void runTasks();
     void expectBus() const;
@@ -65,6 +66,7 @@ private:
     simulator::Television& television_;
     Ground& ground_;
     bus::Bus const bus_;
+    Outgoing outgoing_;
     bool ended_ = false;
     std::optional<Iterators> iterators_;
     std::optional<Surroundings> surroundings_;
