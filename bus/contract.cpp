@@ -77,6 +77,11 @@ std::optional<std::string> keyOf(std::string_view path) {
     return pathOf(key) == path ? std::optional(std::move(key)) : std::nullopt;  // A path may be spelled as no key is.
 }
 
+bool isFromBus(sd_bus_message* message) {
+    char const* const sender = sd_bus_message_get_sender(message);
+    return sender != nullptr && sender == std::string_view(BUS_NAME);
+}
+
 int refuse(sd_bus_error* error, int status) {
     return sd_bus_error_set(error, STATUS_ERROR, std::to_string(status).c_str());
 }

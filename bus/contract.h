@@ -25,6 +25,10 @@ constexpr char ITERATOR_INTERFACE[] = "nrx.Television1.TableIterator";
 constexpr char PROPERTIES_INTERFACE[] = "org.freedesktop.DBus.Properties";
 constexpr char MANAGER_INTERFACE[] = "org.freedesktop.DBus.ObjectManager";
 
+// The bus itself, which sends signals under its name.
+constexpr char BUS_NAME[] = "org.freedesktop.DBus";
+constexpr char BUS_PATH[] = "/org/freedesktop/DBus";
+
 constexpr char STATUS_ERROR[] = "nrx.Television1.Error.Status";
 
 /// How a plain value of the type `T` is shown on the bus.
@@ -69,6 +73,10 @@ struct Plain<std::vector<std::string>> {
 /// The path of the model's object under a key, and back; empty for the path of none.
 std::string pathOf(std::string_view key);
 std::optional<std::string> keyOf(std::string_view path);
+
+/// Whether the bus itself sent the message. The rule of a match does not keep out what another connection sends to this
+/// one alone.
+bool isFromBus(sd_bus_message* message);
 
 /// Lets an operation fail with a television's status, and returns what a handler then returns.
 int refuse(sd_bus_error* error, int status);

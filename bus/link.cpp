@@ -16,9 +16,6 @@ namespace {
 constexpr std::chrono::milliseconds FIRST_DELAY{100};
 constexpr std::chrono::milliseconds LAST_DELAY{400};  ///< Each attempt wakes the process up.
 
-constexpr char BUS_NAME[] = "org.freedesktop.DBus";
-constexpr char BUS_PATH[] = "/org/freedesktop/DBus";
-
 constexpr char OWNER_RULE[] =
     "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
     "member='NameOwnerChanged',arg0='nrx.Television1'";
@@ -276,12 +273,7 @@ int Link::onNameOwnerChanged(sd_bus_message* message, void* link, sd_bus_error* 
         std::string name;
         std::string before;
         std::string owner;
-        // The rule does not keep out what another connection sends to this one alone.
-        char const* const sender = sd_bus_message_get_sender(message);
-        if (sender == nullptr || sender != std::string_view(BUS_NAME)) {
-            return;
-        }
-        if (read(message, name) >= 0 && read(message, before) >= 0 && read(message, owner) >= 0) {
+        if (isFromBus(message) && read(message, name) >= 0 && read(message, before) >= 0 && read(message, owner) >= 0) {
             static_cast<Link*>(link)->handleOwner(owner);
         }
     });

@@ -227,7 +227,7 @@ int Iterators::list(sd_bus* /*bus*/, char const* /*prefix*/, void* iterators, ch
 int Iterators::handleLeave(sd_bus_message* signal, void* iterators, sd_bus_error* error) noexcept {
     return guarded(error, [=] {
         char const* client = nullptr;
-        if (sd_bus_message_read_basic(signal, SD_BUS_TYPE_STRING, &client) > 0) {
+        if (bus::isFromBus(signal) && sd_bus_message_read_basic(signal, SD_BUS_TYPE_STRING, &client) > 0) {
             std::erase_if(static_cast<Iterators*>(iterators)->iterators_,
                           [client](auto const& each) { return each.second->belongsTo(client); });
         }
