@@ -13,7 +13,7 @@ enum Status : int {
     STATUS_WITHDRAWN = 106,          ///< The object was taken away.
     STATUS_UNKNOWN_ITERATOR = 107,   ///< The table has none like it, or no longer.
     STATUS_NOT_SUPPORTED = 108,      ///< The television has no such operation.
-    STATUS_DENIED = 110,             ///< A policy or a limit of the bus denies the call.
+    STATUS_DENIED = 110,             ///< The bus, or the television, denies the call to this user.
     STATUS_INTERNAL_ERROR = 111,     ///< An exception that nothing here throws.
     STATUS_NO_BUS = 121,             ///< The bus cannot be reached.
     STATUS_NO_ANSWER = 122,          ///< The television did not answer in time; it may still do what it was asked.
