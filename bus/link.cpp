@@ -473,7 +473,7 @@ void reportFailure(std::string const& what, char const* operation, int status) n
             case television::STATUS_NOT_UNDERSTOOD:
                 return "what came is not what was agreed on";
             case television::STATUS_DENIED:
-                return "the bus denies it";
+                return "the bus or the television denies it";
             case television::STATUS_NO_RESOURCES:
                 return "this process has no memory, thread or file descriptor left";
             default:

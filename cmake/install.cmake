@@ -71,8 +71,12 @@ if(TARGET nrx_console)
     if(TARGET nrx_bus_platform)
         set_target_properties(nrx_bus_console nrx_television PROPERTIES INSTALL_RPATH $ORIGIN/${bin_to_lib})
         install(TARGETS nrx_bus_console nrx_television RUNTIME COMPONENT bus_tools)
+        # For those who want them: a bus must start no simulated television for a program that means a real one.
         install(FILES ${PROJECT_BINARY_DIR}/tools/nrx_television/nrx.Television1.service
-                DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/services COMPONENT bus_tools)
+                      ${PROJECT_BINARY_DIR}/tools/nrx_television/nrx-television.service
+                      tools/nrx_television/system/nrx-television.sysusers
+                      tools/nrx_television/system/nrx.Television1.conf
+                DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/nrx-bus-tools/examples COMPONENT bus_tools)
     endif()
     if(TARGET nrx_simulator)  # Its television.
         install(DIRECTORY tools/nrx_console/example DESTINATION ${CMAKE_INSTALL_DATADIR}/nrx_console COMPONENT tools)

@@ -125,8 +125,9 @@ the bus.")
 add_package(bus_tools nrx-bus-tools devel "runtime;simulator;bus;tools"
 "television on a message bus, and a console for it
 ${bus}
-The program nrx_television serves a simulated television, when it is asked for
-by a client or by hand; nrx_bus_console drives the library in front of any.")
+The program nrx_television serves a simulated television, when it is started;
+nrx_bus_console drives the library in front of any. With the files for the
+buses in the examples, the system starts the program, or a client does.")
 
 # ldconfig is triggered. CPack would write maintainer scripts that call it, were their names not taken; it warns that
 # the files are missing, and takes none.

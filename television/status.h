@@ -14,7 +14,7 @@ enum Status : int {
     STATUS_UNKNOWN_ITERATOR = 107,   ///< The table has none like it, or no longer.
     STATUS_NOT_SUPPORTED = 108,      ///< The television has no such operation.
     STATUS_TOO_MANY = 109,           ///< The client has as many iterators as the television lets it have.
-    STATUS_DENIED = 110,             ///< A policy or a limit of the bus denies the call.
+    STATUS_DENIED = 110,             ///< The bus denies the call, or the television does, to this user.
     STATUS_INTERNAL_ERROR = 111,     ///< An exception that nothing here throws.
     STATUS_NO_BUS = 121,             ///< The bus cannot be reached.
     STATUS_NO_ANSWER = 122,          ///< The television did not answer in time; it may still do what it was asked.

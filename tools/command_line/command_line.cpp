@@ -24,6 +24,10 @@ void CommandLine::addText(std::string const& name, std::optional<std::string>& t
     app_->add_option(name, text, help);
 }
 
+void CommandLine::addTexts(std::string const& name, std::vector<std::string>& texts, std::string const& help) {
+    app_->add_option(name, texts, help)->allow_extra_args(false);
+}
+
 void CommandLine::addDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help) {
     app_->add_option(name, path, help)->check(CLI::ExistingDirectory);
 }

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -27,6 +28,8 @@ public:
 
     /// A text, in the word after an option ("--name") or in one of its own ("NAME").
     void addText(std::string const& name, std::optional<std::string>& text, std::string const& help);
+    /// Texts, each in the word after the option, which may be repeated.
+    void addTexts(std::string const& name, std::vector<std::string>& texts, std::string const& help);
     void addDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help);
     void addFlag(std::string const& name, bool& isGiven, std::string const& help);
     /// Leaves it out of the help.

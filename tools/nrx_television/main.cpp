@@ -1,7 +1,10 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <optional>
+#include <stdexcept>
+#include <utility>
 
 #include "tools/command_line/command_line.h"
 #include "tools/nrx_console/console.h"
@@ -11,6 +14,7 @@
 #include "tools/nrx_console/simulated_television.h"
 #include "tools/nrx_television/carried.h"
 #include "tools/nrx_television/line_input.h"
+#include "tools/nrx_television/permissions.h"
 #include "tools/nrx_television/served_commands.h"
 #include "tools/nrx_television/server.h"
 
@@ -33,6 +37,24 @@ std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> con
         }
     }
     return std::move(model.objects);
+}
+
+/// The address of the system's bus, as all programs find it.
+std::string systemBusAddress() {
+    char const* const address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    return address != nullptr && *address != '\0' ? address : "unix:path=/run/dbus/system_bus_socket";
+}
+
+/// Allows it to those whom the option names. Throws `std::runtime_error`.
+void allow(nrx_television::Permissions& permissions, std::string const& option, std::vector<std::string> const& names,
+           nrx_television::Access access) {
+    for (std::string const& name : names) {
+        try {
+            permissions.allow(name, access);
+        } catch (nrx_console::CommandError const& error) {
+            throw std::runtime_error(option + ": " + error.what());
+        }
+    }
 }
 
 /// The loop takes these; the other threads inherit that they do not.
@@ -74,19 +96,32 @@ int serve(nrx_console::SimulatedTelevision& television, nrx_television::Server& 
 int run(int argc, char** argv) {
     std::optional<std::string> address;
     std::optional<std::string> model;
+    bool isOnSystemBus = false;
+    std::vector<std::string> allowed;
+    std::vector<std::string> reading;
     bool hasCommands = false;
     command_line::CommandLine words(
         PROGRAM, "A simulated television on a message bus, under the name nrx.Television1, until SIGTERM or SIGINT.");
     words.addText("--address", address, "Address of the bus; by default that in NRX_BUS_ADDRESS, or the session's");
+    words.addFlag("--system", isOnSystemBus, "Serve on the system's bus");
+    words.addTexts("--allow", allowed,
+                   "Serve this user, too (by name or number), this group (after an @) or any; may be repeated");
+    words.addTexts("--allow-reading", reading, "The same, but they may only read");
     words.addText("--model", model, "JSON file of the television's objects; the shipped example by default");
     words.addFlag("--commands", hasCommands, "Carry out the console's commands from standard input");
     if (auto const status = words.parse(argc, argv)) {
         return *status;
     }
     std::vector<nrx_console::ModelObject> objects;
+    nrx_television::Permissions permissions;
     try {
+        if (isOnSystemBus && std::exchange(address, systemBusAddress())) {
+            throw std::runtime_error("found --address and --system, expected one of them");
+        }
+        allow(permissions, "--allow", allowed, nrx_television::Access::ALL);
+        allow(permissions, "--allow-reading", reading, nrx_television::Access::READ);
         objects = loadObjects(model);
-    } catch (nrx_console::ModelError const& error) {
+    } catch (std::runtime_error const& error) {
         command_line::complain(PROGRAM, error.what());
         return command_line::EXIT_NOT_STARTED;
     }
@@ -94,7 +129,7 @@ int run(int argc, char** argv) {
     blockEndingSignals();
     nrx_television::Ground ground;
     nrx_console::SimulatedTelevision television(objects, hasCommands);
-    nrx_television::Server server(television.television(), ground, std::move(bus));
+    nrx_television::Server server(television.television(), ground, std::move(bus), std::move(permissions));
     server.requestName();
     nrx_console::printLine(std::string("serving ") + bus::SERVICE + ": " + std::to_string(server.objects()) +
                            (server.objects() == 1 ? " object" : " objects"));

@@ -40,8 +40,12 @@ bus::Bus connectedBus(std::string const& address) {
     return bus;
 }
 
-Server::Server(simulator::Television& television, Ground& ground, bus::Bus connected)
-    : television_(television), ground_(ground), bus_(std::move(connected)), outgoing_(bus_.get()) {
+Server::Server(simulator::Television& television, Ground& ground, bus::Bus connected, Permissions permissions)
+    : television_(television),
+      ground_(ground),
+      bus_(std::move(connected)),
+      filter_(bus_.get(), std::move(permissions)),
+      outgoing_(bus_.get()) {
     sd_bus* const bus = bus_.get();
     if (int const result = sd_bus_attach_event(bus, ground.loop.get(), SD_EVENT_PRIORITY_NORMAL); result < 0) {
         throw std::system_error(-result, std::generic_category(), "the loop of the bus");

@@ -8,6 +8,7 @@
 
 #include "bus/message.h"
 #include "simulator/television.h"
+#include "tools/nrx_television/call_filter.h"
 #include "tools/nrx_television/ground.h"
 #include "tools/nrx_television/outgoing.h"
 #include "tools/nrx_television/served_iterator.h"
@@ -22,8 +23,8 @@ bus::Bus connectedBus(std::string const& address);
 /// does the ground. Used on the thread that runs the ground's loop.
 class Server {
 public:
-    /// Places the television's objects on the bus. Throws `std::runtime_error`.
-    Server(simulator::Television& television, Ground& ground, bus::Bus connected);
+    /// Places the television's objects on the bus, for those who may use them. Throws `std::runtime_error`.
+    Server(simulator::Television& television, Ground& ground, bus::Bus connected, Permissions permissions);
     Server(Server const&) = delete;
     Server& operator=(Server const&) = delete;
     /// Sends what is to be sent, and gives the name back.
@@ -66,6 +67,7 @@ private:
     simulator::Television& television_;
     Ground& ground_;
     bus::Bus const bus_;
+    CallFilter filter_;
     Outgoing outgoing_;
     bool ended_ = false;
     std::optional<Iterators> iterators_;
