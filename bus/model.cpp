@@ -172,7 +172,11 @@ void Model::begin(Place& place, std::shared_ptr<Place::Attempt> const& attempt) 
                 attempt->answer.set_value(prepared);
             }
         };
-        status == television::STATUS_OK ? attempt->object->prepare(answer) : answer(status);
+        if (status != television::STATUS_OK || attempt->isAnswered) {  // Another call was answered first.
+            answer(status);
+        } else {
+            attempt->object->prepare(answer);
+        }
     };
     link.callAsync({place.path, PROPERTIES_INTERFACE, "Get"}, Caller::CLIENT, propertyOf(OBJECT_INTERFACE, "Type"),
                    reply, complete);
