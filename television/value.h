@@ -14,9 +14,11 @@ using Value = std::variant<int, long long, std::string, std::vector<int>, std::v
 /// The rows of a table.
 using Rows = std::vector<std::vector<std::string>>;
 
-/// The payload of a value in bytes, about.
+/// The payload of a number in bytes, about.
 inline std::size_t sizeOf(long long /*value*/) { return sizeof(long long); }
+/// The payload of a string in bytes, about.
 inline std::size_t sizeOf(std::string const& value) { return value.size() + sizeof(long long); }
+/// The payload of a list in bytes, about: that of its elements.
 template <typename T>
 std::size_t sizeOf(std::vector<T> const& values) {
     std::size_t size = 0;
