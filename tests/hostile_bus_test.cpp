@@ -110,7 +110,7 @@ public:
     void SetUp() override {
         television::setLogSink([this](int /*severity*/, std::string const& line) {
             EXPECT_EQ(root().disconnectObject("l", nullptr, nullptr), 0);  // No lock is held.
-            log.push_back(line);
+            log.keep(line);
         });
         turnOn();
         serve([this] { return (all = std::make_unique<Everybody>())->number.status; });
@@ -190,7 +190,7 @@ public:
     /// What the log and the observers have heard since the last call, once all has come.
     Strings heardNow() {
         EXPECT_EQ(serve(bus::waitUntilDelivered), 0);
-        Strings heard = std::exchange(log, {});
+        Strings heard = log.take();
         std::vector<Strings> told = all->list.ear.take();
         told.insert(told.end(), {all->action.ear.take(), all->table.ear.take(), all->ear.take()});
         for (Strings const& lines : told) {
@@ -218,7 +218,7 @@ public:
     };
     bus::Bus television;
     std::string client;
-    Strings log;
+    Record<std::string> log;
     std::unique_ptr<Everybody> all;
 };
 
@@ -485,7 +485,7 @@ TEST_F(HostileBus, AReturnIsToldWhateverComesBetween) {
     held.answer(lists({"of an earlier owner"}));
     answers["l Value"] = fails(SD_BUS_ERROR_LIMITS_EXCEEDED, "");
     EXPECT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
-    while (log.empty()) {  // Until the failure has its line.
+    while (log.take().empty()) {  // Until the failure has its line.
         serve(bus::waitUntilDelivered);
     }
     std::unique_ptr<Client<Strings>> other;

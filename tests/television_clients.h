@@ -10,6 +10,7 @@
 #include <future>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <numeric>
 #include <sstream>
 #include <stdexcept>
@@ -48,12 +49,18 @@ auto await(Event event) {
     return event.get();
 }
 
-/// Keeps what an observer hears, and may act on it. Looked at when that has been delivered.
+/// Keeps what an observer hears, and may act on it. `heard` is looked at when that has been delivered.
 template <typename T>
 struct Record {
-    std::vector<T> take() { return std::exchange(heard, {}); }
+    std::vector<T> take() {
+        std::lock_guard const lock(mutex);
+        return std::exchange(heard, {});
+    }
     void keep(T const& value) {
-        heard.push_back(value);
+        {
+            std::lock_guard const lock(mutex);
+            heard.push_back(value);
+        }
         then();
     }
     template <typename... Parts>
@@ -63,6 +70,7 @@ struct Record {
         keep(text.str());
     }
 
+    std::mutex mutex;
     std::vector<T> heard;
     std::function<void()> then = [] {};
 };
