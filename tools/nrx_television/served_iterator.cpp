@@ -217,8 +217,7 @@ int Iterators::create(sd_bus_message* call, ServedObject const& table, sd_bus_er
         return bus::refuse(error, television::STATUS_TOO_MANY);
     }
     std::string path = places_ + std::to_string(++lastNumber_);
-    Emitter emitter(table.surroundings().outgoing, ground_.tasks,
-                    {table.key(), path, bus::ITERATOR_INTERFACE, client});
+    Emitter emitter(table.surroundings().outgoing, ground_.tasks, {table.key(), path, bus::ITERATOR_INTERFACE, client});
     auto made = std::make_unique<ServedIterator>(std::move(emitter), ground_, table.as<objbus::ObjectTable>(),
                                                  objbus::IteratorType{type}, selections, columns, orders);
     if (made->iterator() == nullptr) {
