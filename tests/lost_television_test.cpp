@@ -307,7 +307,7 @@ TEST_F(BusClientDeathTest, FollowsATelevisionOfATrustedUser) {
              Row{user, STATUS_NOT_PUBLISHED, ""},
              Row{::getpwuid(::getuid())->pw_name, STATUS_NOT_PUBLISHED, ""},
              Row{"any", STATUS_NOT_PUBLISHED, ""},
-             Row{other, STATUS_NO_TELEVISION, "process of user " + user + ", expected user " + other},
+             Row{other, STATUS_NO_TELEVISION, ", expected user " + other},
              Row{"no one", STATUS_NOT_PUBLISHED,
                  "NRX_BUS_OWNER is \"no one\": expected a user's name or number, or any"},
          }) {
