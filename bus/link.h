@@ -8,36 +8,23 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string>
-#include <system_error>
 #include <thread>
 #include <vector>
 
 #include "bus/message.h"
 #include "bus/tasks.h"
 #include "bus/trusted_owner.h"
+#include "television/catch_to_status.h"
 #include "television/status.h"
 
 // Private to the platform library.
 
 namespace bus {
 
-using Deadline = std::chrono::steady_clock::time_point;
+using television::catchToStatus;
 
-/// Runs an operation of the platform's, out of which nothing is thrown, and returns its status.
-template <typename Operation>
-int catchToStatus(Operation const& operation) noexcept {
-    try {
-        return operation();
-    } catch (std::bad_alloc const&) {
-        return television::STATUS_NO_RESOURCES;
-    } catch (std::system_error const&) {  // No thread, or no descriptor, is to be had.
-        return television::STATUS_NO_RESOURCES;
-    } catch (...) {
-        return television::STATUS_INTERNAL_ERROR;
-    }
-}
+using Deadline = std::chrono::steady_clock::time_point;
 
 /// A method of one of the television's objects.
 struct Method {

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <new>
+#include <system_error>
+
+#include "television/status.h"
+
+// Private to the televisions.
+
+namespace television {
+
+/// Runs an operation that returns a status and out of which nothing may be thrown.
+template <typename Operation>
+int catchToStatus(Operation const& operation) noexcept {
+    try {
+        return operation();
+    } catch (std::bad_alloc const&) {
+        return STATUS_NO_RESOURCES;
+    } catch (std::system_error const&) {  // No thread, or no descriptor, is to be had.
+        return STATUS_NO_RESOURCES;
+    } catch (...) {
+        return STATUS_INTERNAL_ERROR;
+    }
+}
+
+}  // namespace television

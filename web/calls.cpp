@@ -1,0 +1,57 @@
+#include "web/calls.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "television/status.h"
+#include "web/status.h"
+
+namespace web {
+
+namespace {
+
+bool isTooLarge(std::vector<std::string> const& texts) {
+    std::size_t bytes = 0;
+    for (std::string const& text : texts) {
+        bytes += std::max<std::size_t>(text.size(), 1);
+    }
+    return bytes > MOST_BYTES;
+}
+
+}  // namespace
+
+int parseCall(std::string_view name, std::string_view json, FacadeWorker::Operation& operation) {
+    if (name == "device") {
+        operation = &Session::device;
+        return television::STATUS_OK;
+    }
+    if (name == "requestStartService") {
+        operation = &Session::requestStartService;
+        return television::STATUS_OK;
+    }
+    try {
+        // Half of a surrogate pair has no UTF-8, so that its escape is no JSON text here.
+        auto const arguments = nlohmann::json::parse(json);
+        std::optional<ListType> const type = listTypeOf(arguments.at(0).get_ref<std::string const&>());
+        if (type && name == "get") {
+            operation = [type = *type](Session& session) { return session.get(type); };
+            return television::STATUS_OK;
+        }
+        if (type && name == "set") {
+            auto texts = arguments.at(1).get<std::vector<std::string>>();
+            if (isTooLarge(texts)) {
+                return STATUS_TOO_LARGE;
+            }
+            operation = [type = *type, texts = std::move(texts)](Session& session) { return session.set(type, texts); };
+            return television::STATUS_OK;
+        }
+    } catch (nlohmann::json::exception const&) {
+        return television::STATUS_NOT_CARRIED;
+    }
+    return television::STATUS_NOT_SUPPORTED;
+}
+
+}  // namespace web

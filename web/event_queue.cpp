@@ -1,0 +1,88 @@
+#include "web/event_queue.h"
+
+#include <utility>
+
+#include "television/report.h"
+#include "web/log.h"
+
+namespace web {
+
+void EventQueue::setListening(ListType type, bool isOn) {
+    std::lock_guard const lock(mutex_);
+    isListening_.at(indexOf(type)) = isOn;
+}
+
+bool EventQueue::isListening(ListType type) const {
+    std::lock_guard const lock(mutex_);
+    return isListening_.at(indexOf(type));
+}
+
+void EventQueue::push(ListType type, ListText const& list) {
+    bool isFirst = false;
+    bool isFirstDropped = false;
+    {
+        std::lock_guard const lock(mutex_);
+        if (isClosed_ || !isListening_.at(indexOf(type))) {
+            return;
+        }
+        Event event{type, list};
+        bool const hadDropped = dropped_ > 0;
+        makeRoom(type, sizeOf(event));
+        isFirstDropped = !hadDropped && dropped_ > 0;
+        events_.push_back(std::move(event));
+        bytes_ += sizeOf(events_.back());
+        isFirst = !std::exchange(isWoken_, true);
+    }
+    if (isFirstDropped) {
+        television::report(LOG_TAG, "a page does not take its lists in time: older lists give way to newer ones");
+    }
+    if (isFirst) {
+        wake_();
+    }
+}
+
+void EventQueue::makeRoom(ListType type, std::size_t size) {
+    for (auto event = events_.begin(); event != events_.end() && bytes_ + size > LIMIT;) {
+        if (event->type == type) {
+            bytes_ -= sizeOf(*event);
+            event = events_.erase(event);
+            ++dropped_;
+        } else {
+            ++event;
+        }
+    }
+}
+
+std::optional<EventQueue::Event> EventQueue::pop() {
+    std::uint64_t dropped = 0;
+    {
+        std::lock_guard const lock(mutex_);
+        if (!events_.empty()) {
+            Event event = std::move(events_.front());
+            events_.pop_front();
+            bytes_ -= sizeOf(event);
+            return event;
+        }
+        isWoken_ = false;
+        dropped = std::exchange(dropped_, 0);
+    }
+    if (dropped > 0) {
+        television::report(LOG_TAG, ("lists that a page did not take in time: " + std::to_string(dropped)).c_str());
+    }
+    return std::nullopt;
+}
+
+void EventQueue::close() {
+    std::deque<Event> events;  // Destroyed with the mutex unlocked.
+    std::lock_guard const lock(mutex_);
+    isClosed_ = true;
+    events_.swap(events);
+    bytes_ = 0;
+}
+
+bool EventQueue::isClosed() const {
+    std::lock_guard const lock(mutex_);
+    return isClosed_;
+}
+
+}  // namespace web

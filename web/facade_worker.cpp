@@ -1,0 +1,168 @@
+#include "web/facade_worker.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "television/catch_to_status.h"
+#include "television/report.h"
+#include "web/log.h"
+
+namespace web {
+
+FacadeWorker::FacadeWorker(Executor runOnMain) : runOnMain_(std::move(runOnMain)), thread_([this] { run(); }) {}
+
+FacadeWorker::~FacadeWorker() {
+    {
+        std::lock_guard const lock(mutex_);
+        isStopping_ = true;
+    }
+    isPosted_.notify_one();
+    thread_.join();
+}
+
+void FacadeWorker::attach(std::shared_ptr<EventQueue> document) {
+    if (session_ == nullptr) {
+        auto session = std::make_shared<Session>(*this);
+        post([this, session] {
+            if (!session->isEnded()) {
+                current_ = session;
+                session->start();
+                nextConnect_ = Clock::now() + RECONNECT_PAUSE;
+            }
+        });
+        session_ = std::move(session);
+    }
+    std::lock_guard const lock(mutex_);
+    documents_.push_back(std::move(document));
+}
+
+void FacadeWorker::detach(EventQueue& document) {
+    document.close();
+    bool isLast = false;
+    {
+        std::lock_guard const lock(mutex_);
+        auto const place = std::find_if(documents_.begin(), documents_.end(),
+                                        [&](auto const& attached) { return attached.get() == &document; });
+        if (place == documents_.end()) {
+            return;
+        }
+        documents_.erase(place);
+        isLast = documents_.empty();
+    }
+    for (ListType const type : LISTS) {
+        updateSwitch(type);
+    }
+    if (isLast) {
+        session_->end();
+        // The worker destroys the session: with this task goes the last reference.
+        post([this, session = std::exchange(session_, nullptr)] { current_ = nullptr; });
+    }
+}
+
+void FacadeWorker::listen(EventQueue& document, ListType type, bool isOn) {
+    document.setListening(type, isOn);
+    updateSwitch(type);
+    isPosted_.notify_one();  // A connect may be due.
+}
+
+void FacadeWorker::call(std::shared_ptr<EventQueue> document, Operation operation, std::function<void(Answer)> done) {
+    post([this, document = std::move(document), session = session_, operation = std::move(operation),
+          done = std::move(done)] {
+        if (document->isClosed()) {
+            return;
+        }
+        Answer answer;
+        int const status = television::catchToStatus([&] { return answer = operation(*session), answer.status; });
+        runOnMain_([done, answer = Answer{status, std::move(answer.json)}] { done(answer); });
+    });
+}
+
+void FacadeWorker::onNRXCommandReceived(std::vector<std::string> const& parameters) {
+    distribute(ListType::COMMAND, parameters);
+}
+
+void FacadeWorker::onNRXEventReceived(std::vector<std::string> const& parameters) {
+    distribute(ListType::EVENT, parameters);
+}
+
+void FacadeWorker::distribute(ListType type, std::vector<std::string> const& texts) noexcept {
+    int const status = television::catchToStatus([&] {
+        auto const list = std::make_shared<std::string const>(jsonOf(texts));
+        std::vector<std::shared_ptr<EventQueue>> documents;
+        {
+            std::lock_guard const lock(mutex_);
+            documents = documents_;
+        }
+        for (auto const& document : documents) {
+            document->push(type, list);
+        }
+        return television::STATUS_OK;
+    });
+    if (status != television::STATUS_OK) {
+        television::report(LOG_TAG, "memory ran out, a list did not reach the pages");
+    }
+}
+
+void FacadeWorker::updateSwitch(ListType type) {
+    bool isOn = false;
+    {
+        std::lock_guard const lock(mutex_);
+        isOn = std::any_of(documents_.begin(), documents_.end(),
+                           [&](auto const& document) { return document->isListening(type); });
+    }
+    session_->setListening(type, isOn);
+}
+
+void FacadeWorker::post(std::function<void()> task) {
+    {
+        std::lock_guard const lock(mutex_);
+        tasks_.push_back(std::move(task));
+    }
+    isPosted_.notify_one();
+}
+
+void FacadeWorker::run() {
+    std::unique_lock lock(mutex_);
+    while (!isStopping_) {
+        if (!tasks_.empty()) {
+            {
+                std::function<void()> const task = std::move(tasks_.front());
+                tasks_.pop_front();
+                lock.unlock();
+                television::catchToStatus([&] { return task(), television::STATUS_OK; });
+            }
+            lock.lock();
+        } else if (!isConnectDue()) {
+            isPosted_.wait(lock);
+        } else if (Clock::now() < nextConnect_) {
+            isPosted_.wait_until(lock, nextConnect_);
+        } else {
+            lock.unlock();
+            connectMissing();
+            nextConnect_ = Clock::now() + RECONNECT_PAUSE;
+            lock.lock();
+        }
+    }
+    lock.unlock();
+    current_ = nullptr;
+    session_ = nullptr;
+}
+
+bool FacadeWorker::isConnectDue() {
+    return current_ != nullptr &&
+           std::any_of(LISTS.begin(), LISTS.end(), [this](ListType type) {
+               return !current_->list(type).isConnected() &&
+                      std::any_of(documents_.begin(), documents_.end(),
+                                  [&](auto const& document) { return document->isListening(type); });
+           });
+}
+
+void FacadeWorker::connectMissing() noexcept {
+    for (ListType const type : LISTS) {
+        ListAccess& list = current_->list(type);
+        television::catchToStatus([&] { return (list.isConnected() ? void() : list.connectOnce()), television::STATUS_OK; });
+    }
+}
+
+}  // namespace web

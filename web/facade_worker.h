@@ -1,0 +1,77 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access_client.h"
+#include "web/event_queue.h"
+#include "web/list_type.h"
+#include "web/session.h"
+
+namespace web {
+
+/// Uses the facade for the documents of a process, on a thread of its own: the calls, in their order, and the connects.
+///
+/// The main thread calls the public operations; none waits. The delivery thread hands the lists to the queues of the
+/// documents that listen. A list that is not connected while a document listens is connected again every second.
+class FacadeWorker : public orvane::NRXModelAccessClient {
+public:
+    /// Hands a task to the main thread, from any thread.
+    using Executor = std::function<void(std::function<void()> task)>;
+    /// What the worker thread does for a call.
+    using Operation = std::function<Answer(Session&)>;
+
+    /// Starts the thread. Throws `std::system_error` if the system has no room for one.
+    explicit FacadeWorker(Executor runOnMain);
+    FacadeWorker(FacadeWorker const&) = delete;
+    FacadeWorker& operator=(FacadeWorker const&) = delete;
+    /// Returns when the session is destroyed. What waited is not done.
+    virtual ~FacadeWorker();
+
+    /// A document uses the facade from now on. The first one begins a session.
+    void attach(std::shared_ptr<EventQueue> document);
+    /// Closes the queue. What the worker has not begun for the document is not done; after the last document the
+    /// session ends.
+    void detach(EventQueue& document);
+    /// Once it has returned, every list that comes reaches the queue, or none does.
+    void listen(EventQueue& document, ListType type, bool isOn);
+    /// `done` is called with the answer on the main thread, unless the document is detached before its turn comes.
+    void call(std::shared_ptr<EventQueue> document, Operation operation, std::function<void(Answer)> done);
+
+private:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::seconds RECONNECT_PAUSE{1};
+
+    void onNRXCommandReceived(std::vector<std::string> const& parameters) override;
+    void onNRXEventReceived(std::vector<std::string> const& parameters) override;
+    void distribute(ListType type, std::vector<std::string> const& texts) noexcept;
+
+    void post(std::function<void()> task);
+    void run();
+    void updateSwitch(ListType type);
+    /// Whether a document listens to a list that is not connected.
+    [[nodiscard]] bool isConnectDue();
+    void connectMissing() noexcept;
+
+    Executor const runOnMain_;
+    std::shared_ptr<Session> session_;  // The main thread's; null without a document.
+    std::shared_ptr<Session> current_;  // The worker's: once it was started.
+    Clock::time_point nextConnect_;     // The worker's.
+
+    std::mutex mutex_;  // Guards what follows.
+    std::condition_variable isPosted_;
+    std::deque<std::function<void()>> tasks_;
+    std::vector<std::shared_ptr<EventQueue>> documents_;
+    bool isStopping_ = false;
+
+    std::thread thread_;  // The last, so that the others are there when it starts.
+};
+
+}  // namespace web

@@ -1,0 +1,145 @@
+#include "web/script_binding.h"
+
+#include <utility>
+#include <vector>
+
+#include "television/catch_to_status.h"
+#include "television/report.h"
+#include "web/calls.h"
+#include "web/log.h"
+#include "web/nrx_script.h"
+#include "web/status.h"
+
+namespace web {
+
+using television::catchToStatus;
+using television::STATUS_OK;
+
+namespace {
+
+/// Between two of these many lists the page does what else it has to do.
+constexpr int LISTS_AT_ONCE = 64;
+
+/// The native functions know their binding by this. The script engine destroys it with the function.
+using Owner = std::shared_ptr<ScriptBinding>;
+ScriptBinding& bindingOf(gpointer owner) { return **static_cast<Owner*>(owner); }
+void destroyOwner(gpointer owner) { std::default_delete<Owner>()(static_cast<Owner*>(owner)); }
+
+/// What the script did not catch is an error of the script's own.
+void reportException(JSCContext* context) {
+    if (JSCException* const exception = jsc_context_get_exception(context)) {
+        television::report(LOG_TAG, takeText(jsc_exception_report(exception)).c_str());
+        jsc_context_clear_exception(context);
+    }
+}
+
+}  // namespace
+
+std::weak_ptr<ScriptBinding> ScriptBinding::install(JSCContext* context, FacadeWorker& worker) {
+    auto const binding = std::make_shared<ScriptBinding>(worker);
+    Ref<JSCValue> const native(jsc_value_new_object(context, nullptr, nullptr));
+    auto const add = [&](char const* name, GCallback callback, GType result, std::vector<GType> types) {
+        Ref<JSCValue> const function(jsc_value_new_functionv(
+            context, name, callback, std::make_unique<Owner>(binding).release(), destroyOwner, result,
+            static_cast<unsigned int>(types.size()), types.data()));
+        jsc_value_object_set_property(native.get(), name, function.get());
+    };
+    add("attach", G_CALLBACK(+[](JSCValue* receiveList, JSCValue* receiveAnswer, gpointer owner) {
+            return catchToStatus([&] { return bindingOf(owner).attach(receiveList, receiveAnswer); });
+        }),
+        G_TYPE_INT, {JSC_TYPE_VALUE, JSC_TYPE_VALUE});
+    add("detach", G_CALLBACK(+[](gpointer owner) {
+            catchToStatus([&] { return bindingOf(owner).detach(), STATUS_OK; });
+        }),
+        G_TYPE_NONE, {});
+    add("listen", G_CALLBACK(+[](char const* name, gboolean isOn, gpointer owner) {
+            catchToStatus([&] { return bindingOf(owner).listen(name, isOn != FALSE), STATUS_OK; });
+        }),
+        G_TYPE_NONE, {G_TYPE_STRING, G_TYPE_BOOLEAN});
+    add("call", G_CALLBACK(+[](char const* name, double id, char const* json, gpointer owner) {
+            return catchToStatus([&] { return bindingOf(owner).call(name, id, json); });
+        }),
+        G_TYPE_INT, {G_TYPE_STRING, G_TYPE_DOUBLE, G_TYPE_STRING});
+
+    Ref<JSCValue> const install(jsc_context_evaluate_with_source_uri(context, NRX_SCRIPT, -1, "nrx.js", 1));
+    Ref<JSCValue> const result(
+        jsc_value_function_call(install.get(), JSC_TYPE_VALUE, native.get(), G_TYPE_NONE));
+    reportException(context);
+    return binding;
+}
+
+int ScriptBinding::attach(JSCValue* receiveList, JSCValue* receiveAnswer) {
+    detach();
+    auto queue = std::make_shared<EventQueue>([binding = weak_from_this()] {
+        runOnMainContext([binding] {
+            if (auto const self = binding.lock()) {
+                self->deliver();
+            }
+        });
+    });
+    worker_.attach(queue);
+    queue_ = std::move(queue);
+    receiveList_ = addRef(receiveList);
+    receiveAnswer_ = addRef(receiveAnswer);
+    pendingCalls_ = 0;
+    return STATUS_OK;
+}
+
+void ScriptBinding::detach() {
+    if (queue_ != nullptr) {
+        receiveList_ = nullptr;
+        receiveAnswer_ = nullptr;
+        worker_.detach(*std::exchange(queue_, nullptr));
+    }
+}
+
+void ScriptBinding::listen(char const* name, bool isOn) {
+    if (auto const type = listTypeOf(name); type && queue_ != nullptr) {
+        worker_.listen(*queue_, *type, isOn);
+    }
+}
+
+int ScriptBinding::call(char const* name, double id, char const* json) {
+    if (queue_ == nullptr) {
+        return STATUS_PAGE_GONE;
+    }
+    if (pendingCalls_ >= MOST_CALLS) {
+        return STATUS_TOO_MANY_CALLS;
+    }
+    FacadeWorker::Operation operation;
+    if (int const status = parseCall(name, json, operation); status != STATUS_OK) {
+        return status;
+    }
+    worker_.call(queue_, std::move(operation), [binding = weak_from_this(), queue = queue_, id](Answer const& answer) {
+        if (auto const self = binding.lock(); self != nullptr && self->queue_ == queue) {
+            --self->pendingCalls_;
+            self->answer(id, answer);
+        }
+    });
+    ++pendingCalls_;
+    return STATUS_OK;
+}
+
+void ScriptBinding::deliver() {
+    for (int count = 0; count < LISTS_AT_ONCE; ++count) {
+        auto const event = queue_ == nullptr ? std::nullopt : queue_->pop();
+        if (!event) {
+            return;
+        }
+        Ref<JSCValue> const receive = addRef(receiveList_.get());  // The script may detach.
+        Ref<JSCValue> const result(jsc_value_function_call(
+            receive.get(), G_TYPE_STRING, LIST_NAMES.at(indexOf(event->type)), G_TYPE_STRING, event->list->c_str(),
+            G_TYPE_NONE));
+        reportException(jsc_value_get_context(receive.get()));
+    }
+    runOnMainContext([self = shared_from_this()] { self->deliver(); });
+}
+
+void ScriptBinding::answer(double id, Answer const& answer) {
+    Ref<JSCValue> const receive = addRef(receiveAnswer_.get());
+    Ref<JSCValue> const result(jsc_value_function_call(receive.get(), G_TYPE_DOUBLE, id, G_TYPE_INT, answer.status,
+                                                       G_TYPE_STRING, answer.json.c_str(), G_TYPE_NONE));
+    reportException(jsc_value_get_context(receive.get()));
+}
+
+}  // namespace web

@@ -1,0 +1,99 @@
+#include "web/session.h"
+
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
+
+namespace web {
+
+using namespace orvane::system::support;
+namespace model_keys = orvane::model_keys;
+
+namespace {
+
+std::string textOf(nlohmann::json const& value) {
+    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+}  // namespace
+
+std::string jsonOf(std::vector<std::string> const& texts) { return textOf(texts); }
+
+int ListAccess::setValue(std::vector<std::string> const& texts) {
+    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
+        return status;
+    }
+    std::map<int, std::string> elements;
+    for (int index = 0; std::string const& text : texts) {
+        elements.emplace_hint(elements.end(), index++, text);
+    }
+    // A connected one is of this type: a connect to any other fails.
+    return static_cast<objbus::ObjectVectorString*>(object)->setValue(elements);
+}
+
+void ListAccess::connectOnce() {
+    int const budget = connectTimeoutMs;
+    connect(0);
+    connectTimeoutMs = budget;
+}
+
+Session::Session(orvane::NRXModelAccessClient& client)
+    : lists_{std::make_shared<ListAccess>(model_keys::COMMAND), std::make_shared<ListAccess>(model_keys::EVENT)},
+      softwareVersion_(std::make_shared<StringAccess>(model_keys::SOFTWARE_VERSION)),
+      featureCode_(std::make_shared<StringAccess>(model_keys::FEATURE_CODE)),
+      productionType_(std::make_shared<StringAccess>(model_keys::PRODUCTION_TYPE)),
+      facade_(&client, lists_[0], lists_[1], softwareVersion_, featureCode_, productionType_) {
+    list(ListType::COMMAND)
+        .setNewValueHandler(make_value_handler(&facade_, &orvane::NRXModelAccess::onNRXCommandValueChanged));
+    list(ListType::EVENT)
+        .setNewValueHandler(make_value_handler(&facade_, &orvane::NRXModelAccess::onNRXEventValueChanged));
+}
+
+Session::~Session() {
+    for (auto const& access : lists_) {
+        try {
+            access->disconnect();
+        } catch (...) {  // The platform's own failure.
+        }
+    }
+}
+
+void Session::setListening(ListType type, bool isOn) {
+    switch (type) {
+        case ListType::COMMAND:
+            return isOn ? facade_.startCommandListener() : facade_.stopCommandListener();
+        case ListType::EVENT:
+            return isOn ? facade_.startEventListener() : facade_.stopEventListener();
+    }
+}
+
+Answer Session::get(ListType type) {
+    std::vector<std::string> texts;
+    int const status = list(type).getValue(texts);
+    return {status, status == STATUS_OK ? jsonOf(texts) : ""};
+}
+
+Answer Session::set(ListType type, std::vector<std::string> const& texts) { return {list(type).setValue(texts), ""}; }
+
+Answer Session::device() {
+    auto const read = [](StringAccess& access) -> nlohmann::json {
+        std::string text;
+        return access.getValue(text) == STATUS_OK ? nlohmann::json(text) : nlohmann::json(nullptr);
+    };
+    std::string const deviceId = facade_.getDeviceID();
+    nlohmann::json const facts = {
+        {"softwareVersion", read(*softwareVersion_)},
+        {"modelName", read(*productionType_)},
+        {"featureCode", read(*featureCode_)},
+        {"deviceId", deviceId.empty() ? nlohmann::json(nullptr) : nlohmann::json(deviceId)},
+    };
+    return {STATUS_OK, textOf(facts)};
+}
+
+Answer Session::requestStartService() {
+    facade_.requestStartNRXService();
+    return {};
+}
+
+}  // namespace web
