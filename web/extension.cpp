@@ -2,8 +2,11 @@
 
 #include <wpe/webkit-web-extension.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "television/catch_to_status.h"
 #include "web/allowed_origins.h"
@@ -37,31 +40,44 @@ bool isAllowed(Extension const& extension, WebKitFrame* frame) {
     return extension.allowed.allows(textOf(context.get(), "location.protocol"), textOf(context.get(), "self.origin"));
 }
 
-constexpr char BINDING[] = "nrx-script-binding";
-using Binding = std::weak_ptr<ScriptBinding>;
+constexpr char BINDINGS[] = "nrx-script-bindings";
+/// Those of the page's main documents, also of the ones in the page cache.
+using Bindings = std::vector<std::weak_ptr<ScriptBinding>>;
 
-/// The binding of the page's document ends, if the document has not ended it itself.
-void detach(gpointer binding) {
-    std::unique_ptr<Binding> const owned(static_cast<Binding*>(binding));
-    television::catchToStatus([&] {
-        if (auto const attached = owned->lock()) {
+/// A document detaches when it is hidden, unless the page removed the listener for that.
+void detachAll(Bindings& bindings) {
+    bindings.erase(std::remove_if(bindings.begin(), bindings.end(), [](auto const& gone) { return gone.expired(); }),
+                   bindings.end());
+    for (auto const& binding : bindings) {
+        if (auto const attached = binding.lock()) {
             attached->detach();
         }
-        return television::STATUS_OK;
-    });
+    }
+}
+
+Bindings& bindingsOf(WebKitWebPage* page) {
+    gpointer bindings = g_object_get_data(G_OBJECT(page), BINDINGS);
+    if (bindings == nullptr) {
+        bindings = std::make_unique<Bindings>().release();
+        g_object_set_data_full(G_OBJECT(page), BINDINGS, bindings, [](gpointer gone) {
+            std::unique_ptr<Bindings> const owned(static_cast<Bindings*>(gone));
+            detachAll(*owned);
+        });
+    }
+    return *static_cast<Bindings*>(bindings);
 }
 
 void onWindowObjectCleared(WebKitScriptWorld* world, WebKitWebPage* page, WebKitFrame* frame, gpointer data) {
     if (webkit_frame_is_main_frame(frame) == FALSE) {
         return;
     }
-    g_object_set_data(G_OBJECT(page), BINDING, nullptr);  // The document before this one.
     television::catchToStatus([&] {
         Extension& extension = *static_cast<Extension*>(data);
+        Bindings& bindings = bindingsOf(page);
+        detachAll(bindings);
         if (isAllowed(extension, frame)) {
             Ref<JSCContext> const context(webkit_frame_get_js_context_for_script_world(frame, world));
-            auto binding = std::make_unique<Binding>(ScriptBinding::install(context.get(), extension.worker));
-            g_object_set_data_full(G_OBJECT(page), BINDING, binding.release(), detach);
+            bindings.push_back(ScriptBinding::install(context.get(), extension.worker));
         }
         return television::STATUS_OK;
     });

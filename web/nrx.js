@@ -40,15 +40,19 @@ function installNrx(native) {
         if (!isShown) {
             return STATUS_PAGE_GONE;
         }
+        watchPage();
         if (isAttached) {
             return 0;
         }
-        // Each time anew, since `document.open` removes them; what is there already is not added twice.
-        addEventListener.call(globalThis, "pagehide", onPageHide, true);
-        addEventListener.call(globalThis, "pageshow", onPageShow, true);
         const status = native.attach(receiveList, receiveAnswer);
         isAttached = status === 0;
         return status;
+    }
+
+    /** Again and again, since `document.open` removes all listeners; one that is there is not added twice. */
+    function watchPage() {
+        addEventListener.call(globalThis, "pagehide", onPageHide, true);
+        addEventListener.call(globalThis, "pageshow", onPageShow, true);
     }
 
     function onPageHide(event) {
@@ -87,6 +91,7 @@ function installNrx(native) {
     }
 
     function receiveList(type, json) {
+        watchPage();
         // An "abort" listener of the page may have kept the event from ours.
         for (const entry of listeners.get(type).filter(({ signal }) => signal?.aborted)) {
             removeEntry(entry);
