@@ -1,0 +1,280 @@
+// The thread that uses the facade for the pages of a web engine, with a simulated television and without an engine: the
+// test is the main thread.
+
+#include <gmock/gmock.h>
+
+#include <condition_variable>
+#include <cstdlib>
+#include <deque>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
+#include "simulator/log.h"
+#include "simulator/television.h"
+#include "television/status.h"
+#include "web/allowed_origins.h"
+#include "web/calls.h"
+#include "web/facade_worker.h"
+#include "web/status.h"
+
+namespace web {
+namespace {
+
+using orvane::model_keys::COMMAND;
+using orvane::model_keys::EVENT;
+using orvane::model_keys::SOURCE_SWITCH;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using namespace std::string_literals;
+using Strings = std::vector<std::string>;
+
+Strings takeTexts(simulator::LogCapture& log) {
+    Strings texts;
+    for (auto const& line : log.take()) {
+        texts.push_back(line.text);
+    }
+    return texts;
+}
+
+/// Runs what other threads hand over.
+class MainThread {
+public:
+    void post(std::function<void()> task) {
+        {
+            std::lock_guard const lock(mutex_);
+            tasks_.push_back(std::move(task));
+        }
+        isPosted_.notify_one();
+    }
+
+    template <typename Condition>
+    void runUntil(Condition const& condition) {
+        while (!condition()) {
+            std::unique_lock lock(mutex_);
+            isPosted_.wait(lock, [this] { return !tasks_.empty(); });
+            auto const task = std::move(tasks_.front());
+            tasks_.pop_front();
+            lock.unlock();
+            task();
+        }
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable isPosted_;
+    std::deque<std::function<void()>> tasks_;
+};
+
+class FacadeWorkerTest : public testing::Test {
+protected:
+    /// What a script does.
+    struct Document {
+        explicit Document(FacadeWorkerTest& test)
+            : queue(std::make_shared<EventQueue>([this, &main = test.main] { main.post([this] { take(); }); })) {
+            test.worker->attach(queue);
+        }
+        void take() {
+            while (auto const event = queue->pop()) {
+                heard.push_back(LIST_NAMES.at(indexOf(event->type)) + *event->list);
+            }
+        }
+        std::shared_ptr<EventQueue> const queue;
+        Strings heard;
+    };
+
+    FacadeWorkerTest() {
+        television.publish(COMMAND, Strings{});
+        television.publish(EVENT, Strings{});
+    }
+
+    int call(Document& document, char const* name, char const* json, std::string* value = nullptr) {
+        FacadeWorker::Operation operation;
+        if (int const status = parseCall(name, json, operation); status != 0) {
+            return status;
+        }
+        std::optional<Answer> answer;
+        worker->call(document.queue, operation, [&](Answer const& given) { answer = given; });
+        main.runUntil([&] { return answer.has_value(); });
+        value != nullptr ? *value = answer->json : "";
+        return answer->status;
+    }
+
+    simulator::Television television;
+    MainThread main;
+    std::unique_ptr<FacadeWorker> worker =
+        std::make_unique<FacadeWorker>([this](std::function<void()> task) { main.post(std::move(task)); });
+};
+
+TEST_F(FacadeWorkerTest, DocumentsHearTheListsThatTheyListenTo) {
+    Document one(*this);
+    Document two(*this);
+    worker->listen(*one.queue, ListType::COMMAND, true);
+    worker->listen(*two.queue, ListType::COMMAND, true);
+    worker->listen(*two.queue, ListType::EVENT, true);
+    ASSERT_EQ(call(one, "get", R"(["event"])"), 0);  // Both lists are connected.
+    television.set(COMMAND, Strings{"a\0b"s, "\"\\\xff\xc3\xa4"});
+    television.set(EVENT, Strings{});
+    television.waitUntilDelivered();
+    worker->listen(*two.queue, ListType::COMMAND, false);
+    television.set(COMMAND, Strings{"second"});
+    television.waitUntilDelivered();
+    worker->detach(*one.queue);
+    television.set(COMMAND, Strings{"third"});
+    television.set(EVENT, Strings{"last"});
+    main.runUntil([&] { return two.heard.size() == 3; });
+    std::string const first = "command[\"a\\u0000b\",\"\\\"\\\\\xef\xbf\xbd\xc3\xa4\"]";
+    EXPECT_THAT(two.heard, ElementsAre(first, "event[]", "event[\"last\"]"));
+    EXPECT_THAT(one.heard, testing::Not(testing::Contains("command[\"third\"]")));
+    worker->detach(*two.queue);
+}
+
+TEST_F(FacadeWorkerTest, CallsHaveTheModelsOwnStatus) {
+    Document document(*this);
+    struct Row {
+        char const* name;
+        std::string json;
+        int status;
+        char const* value = "";
+    };
+    for (Row const& row : {
+             Row{"set", R"(["event",["a\u0000b","ä"]])", 0},
+             Row{"get", R"(["event"])", 0, R"(["a\u0000b","ä"])"},
+             Row{"set", R"(["event",["\ud800"]])", television::STATUS_NOT_CARRIED},
+             Row{"set", R"(["event","text"])", television::STATUS_NOT_CARRIED},
+             Row{"set", R"(["event",["text",1]])", television::STATUS_NOT_CARRIED},
+             Row{"set", R"(["event"])", television::STATUS_NOT_CARRIED},
+             Row{"set", "[[", television::STATUS_NOT_CARRIED},
+             Row{"get", R"(["torvi.sl2.str.orvfactory.software.version"])", television::STATUS_NOT_SUPPORTED},
+             Row{"delete", R"(["event"])", television::STATUS_NOT_SUPPORTED},
+             Row{"set", R"(["event",[")" + std::string(MOST_BYTES, 'x') + "\"]]", 0},
+             Row{"set", R"(["event",[")" + std::string(MOST_BYTES, 'x') + "\",\"\"]]", STATUS_TOO_LARGE},
+             Row{"device", "[]", 0, R"({"deviceId":null,"featureCode":null,"modelName":null,"softwareVersion":""})"},
+             Row{"requestStartService", "[]", 0},
+         }) {
+        SCOPED_TRACE(row.json.substr(0, 60));
+        if (row.name == std::string("device")) {
+            television.publish(orvane::model_keys::SOFTWARE_VERSION, std::string());
+            television.publish(orvane::model_keys::PRODUCTION_TYPE, 1);
+            television.publish(orvane::model_keys::FEATURE_CODE, std::string("half"));
+            television.failReads(orvane::model_keys::FEATURE_CODE, {7, true});
+        }
+        std::string value;
+        EXPECT_EQ(call(document, row.name, row.json.c_str(), &value), row.status);
+        EXPECT_EQ(value, row.value);
+    }
+    television.withdraw(EVENT);
+    EXPECT_EQ(call(document, "set", R"(["event",[]])"), television::STATUS_WITHDRAWN);
+    EXPECT_EQ(call(document, "get", R"(["event"])"), television::STATUS_WITHDRAWN);
+    television.throwFrom(COMMAND, simulator::Call::write);
+    EXPECT_EQ(call(document, "set", R"(["command",[]])"), television::STATUS_NO_RESOURCES);
+    worker->detach(*document.queue);
+}
+
+TEST_F(FacadeWorkerTest, ListsAreConnectedAgainWhileADocumentListens) {
+    television.setRootLookup(simulator::RootLookup::refused);
+    Document document(*this);
+    ASSERT_EQ(call(document, "get", R"(["event"])"), 5);
+    worker->listen(*document.queue, ListType::COMMAND, true);
+    int const refused = television.lookups();
+    while (television.lookups() == refused) {  // The next attempt is made by itself.
+        std::this_thread::yield();
+    }
+    television.setRootLookup(simulator::RootLookup::published);
+    while (television.registrations(COMMAND) == 0) {
+        std::this_thread::yield();
+    }
+    television.set(COMMAND, Strings{"late"});
+    main.runUntil([&] { return !document.heard.empty(); });
+    EXPECT_THAT(document.heard, ElementsAre("command[\"late\"]"));
+    worker->detach(*document.queue);
+}
+
+TEST_F(FacadeWorkerTest, NothingIsDoneForADocumentThatIsGone) {
+    std::promise<void> isInvoked;
+    std::promise<void> isGone;
+    television.publishAction(SOURCE_SWITCH, [&](auto const&) -> simulator::ActionAnswer {
+        isInvoked.set_value();
+        isGone.get_future().wait();
+        return {};
+    });
+    Document gone(*this);
+    FacadeWorker::Operation operation;
+    bool isAnswered = false;
+    ASSERT_EQ(parseCall("requestStartService", "[]", operation), 0);
+    worker->call(gone.queue, operation, [](Answer const&) {});
+    isInvoked.get_future().wait();
+    ASSERT_EQ(parseCall("set", R"(["event",["never"]])", operation), 0);
+    worker->call(gone.queue, operation, [&](Answer const&) { isAnswered = true; });
+    worker->detach(*gone.queue);
+    Document next(*this);
+    isGone.set_value();
+    ASSERT_EQ(call(next, "get", R"(["event"])"), 0);
+    EXPECT_EQ(television.counts(EVENT).writes, 0);
+    EXPECT_FALSE(isAnswered);
+    EXPECT_EQ(television.registrations(COMMAND), 1);  // The next session's: the first one has ended.
+    worker->detach(*next.queue);
+    worker = nullptr;
+    EXPECT_EQ(television.registrations(COMMAND), 0);
+}
+
+TEST(EventQueueTest, OlderListsOfATypeGiveWayAboveTheBound) {
+    simulator::LogCapture log;
+    int wakes = 0;
+    EventQueue queue([&] { ++wakes; });
+    queue.setListening(ListType::COMMAND, true);
+    queue.push(ListType::EVENT, std::make_shared<std::string>("not listened to"));
+    queue.setListening(ListType::EVENT, true);
+    queue.push(ListType::EVENT, std::make_shared<std::string>("event"));
+    auto const list = [](char letter) { return std::make_shared<std::string>(EventQueue::LIMIT / 4, letter); };
+    for (char letter = 'a'; letter <= 'f'; ++letter) {
+        queue.push(ListType::COMMAND, list(letter));
+    }
+    std::string order;
+    while (auto const event = queue.pop()) {
+        order += event->list->front();
+    }
+    EXPECT_EQ(order, "edef");
+    EXPECT_EQ(wakes, 1);
+    EXPECT_THAT(takeTexts(log), ElementsAre(HasSubstr("older lists give way"), HasSubstr("in time: 3")));
+    queue.push(ListType::COMMAND, list('g'));
+    queue.close();
+    queue.push(ListType::COMMAND, list('h'));
+    EXPECT_EQ(wakes, 2);
+    EXPECT_FALSE(queue.pop());
+}
+
+TEST(AllowedOriginsTest, OnlyTheOriginsListedSeeNrx) {
+    simulator::LogCapture log;
+    ::setenv("NRX_WEB_ORIGINS", " http://a.example\thttps://a.example:8443  file:// ftp://a.example http:// null * "
+                                "http://b.example/ https://user@b.example", 1);
+    AllowedOrigins const allowed = AllowedOrigins::fromEnvironment();
+    EXPECT_EQ(log.take().size(), 6U);
+    struct Row {
+        char const* protocol;
+        char const* origin;
+        bool isAllowed;
+    };
+    for (Row const& row : {
+             Row{"http:", "http://a.example", true}, Row{"https:", "https://a.example:8443", true},
+             Row{"file:", "null", true}, Row{"file:", "file://", true}, Row{"https:", "https://a.example", false},
+             Row{"http:", "http://a.example:8443", false}, Row{"http:", "http://a.example.org", false},
+             Row{"http:", "null", false}, Row{"blob:", "http://a.example", false}, Row{"data:", "null", false},
+             Row{"about:", "http://a.example", false}, Row{"http:", "http://b.example", false},
+         }) {
+        EXPECT_EQ(allowed.allows(row.protocol, row.origin), row.isAllowed) << row.protocol << ' ' << row.origin;
+    }
+    ::unsetenv("NRX_WEB_ORIGINS");
+    EXPECT_TRUE(AllowedOrigins::fromEnvironment().isEmpty());
+    EXPECT_THAT(takeTexts(log), ElementsAre(HasSubstr("no page sees nrx")));
+}
+
+}  // namespace
+}  // namespace web
