@@ -1,5 +1,5 @@
 # What `cmake --install` lays down, in the components runtime, development, simulator, simulator_development, bus,
-# bus_development, tools, bus_tools and documentation. It can be moved: the CMake package and the pkg-config files reckon
+# bus_development, tools, bus_tools, web and documentation. It can be moved: the CMake package and the pkg-config files reckon
 # from their own place, and programs and libraries look from theirs.
 include(CMakePackageConfigHelpers)
 
@@ -58,6 +58,14 @@ if(TARGET nrx_bus_platform)
             DESTINATION ${pkgconfig_directory} COMPONENT bus_development)
     install(FILES bus/nrx.Television1.xml
             DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/interfaces COMPONENT bus_development)
+endif()
+
+if(TARGET nrx_web_extension)
+    # A folder of its own: the engine loads every library of it.
+    set(web_directory ${CMAKE_INSTALL_LIBDIR}/nrx-web-extension)
+    install(TARGETS nrx_web_extension LIBRARY DESTINATION ${web_directory} COMPONENT web)
+    set_target_properties(nrx_web_extension PROPERTIES INSTALL_RPATH $ORIGIN/..)
+    install(FILES web/nrx.d.ts DESTINATION ${web_directory} COMPONENT web)
 endif()
 
 if(TARGET nrx_console)

@@ -1,7 +1,8 @@
 # Debian packages, one for each component that cmake/install.cmake names. They are for the machines that build them,
 # with the simulator for a television.
-if(CMAKE_CROSSCOMPILING OR NOT TARGET nrx_console OR NOT TARGET nrx_bus_platform)
-    message(FATAL_ERROR "NRX_PACKAGES is on: expected a build for this machine with the simulator and the bus")
+if(CMAKE_CROSSCOMPILING OR NOT TARGET nrx_console OR NOT TARGET nrx_web_extension)
+    message(FATAL_ERROR "NRX_PACKAGES is on: expected a build for this machine with the simulator, the bus and the web "
+                        "extension")
 endif()
 find_program(NRX_HELP2MAN help2man REQUIRED)
 
@@ -128,6 +129,13 @@ ${bus}
 The program nrx_television serves a simulated television, when it is started;
 nrx_bus_console drives the library in front of any. With the files for the
 buses in the examples, the system starts the program, or a client does.")
+add_package(web nrx-web-extension web "runtime;bus"
+"television for the pages of a web engine
+${bus}
+The extension gives pages of WPE WebKit the object nrx, through which they
+receive, read and write the lists of the NRX service. With its types for
+authors in TypeScript.")
+set(CPACK_DEBIAN_WEB_PACKAGE_ENHANCES cog)
 
 # ldconfig is triggered. CPack would write maintainer scripts that call it, were their names not taken; it warns that
 # the files are missing, and takes none.

@@ -80,13 +80,15 @@ TEST_F(ScriptTest, TextsAreWhatUtf8SaysOfTheBytes) {
     runUntil("heard.length === 2");
     EXPECT_EQ(run("heard[1]"), "true");
     std::string const replaced = "\xef\xbf\xbd";
-    EXPECT_EQ(run("heard[0].slice(0, 4)"),
-              R"(["a(zero)b","",")" "\xc3\xa4\xf0\x9f\x93\xba\",\"" + replaced + "<" + replaced + "\"]");
+    EXPECT_EQ(run("heard[0].slice(0, 4)"), R"(["a(zero)b","",")"
+                                           "\xc3\xa4\xf0\x9f\x93\xba\",\"" +
+                                               replaced + "<" + replaced + "\"]");
     EXPECT_EQ(run("/^\\ufffd+$/.test(heard[0][4])"), "true");
     EXPECT_EQ(run("heard[0][5]"), R"("\"\\\n")");
     run("call(nrx.set('event', ['a\\0b', '\\u00e4'])); call(nrx.set('event', ['\\ud800'])); call(nrx.get('event'))");
     runUntil("ends.length === 4");
-    EXPECT_EQ(run("ends.slice(1)"), R"([123,null,["a\u0000b",")" "\xc3\xa4\"]]");
+    EXPECT_EQ(run("ends.slice(1)"), R"([123,null,["a\u0000b",")"
+                                    "\xc3\xa4\"]]");
     EXPECT_EQ(television.get(EVENT), simulator::Value(Strings{"a\0b"s, "\xc3\xa4"}));
     run("show('pagehide')");
 }

@@ -103,7 +103,7 @@ protected:
         std::optional<Answer> answer;
         worker->call(document.queue, operation, [&](Answer const& given) { answer = given; });
         main.runUntil([&] { return answer.has_value(); });
-        value != nullptr ? *value = answer->json : "";
+        value != nullptr ? * value = answer->json : "";
         return answer->status;
     }
 
@@ -253,8 +253,10 @@ TEST(EventQueueTest, OlderListsOfATypeGiveWayAboveTheBound) {
 
 TEST(AllowedOriginsTest, OnlyTheOriginsListedSeeNrx) {
     simulator::LogCapture log;
-    ::setenv("NRX_WEB_ORIGINS", " http://a.example\thttps://a.example:8443  file:// ftp://a.example http:// null * "
-                                "http://b.example/ https://user@b.example", 1);
+    ::setenv("NRX_WEB_ORIGINS",
+             " http://a.example\thttps://a.example:8443  file:// ftp://a.example http:// null * "
+             "http://b.example/ https://user@b.example",
+             1);
     AllowedOrigins const allowed = AllowedOrigins::fromEnvironment();
     EXPECT_EQ(log.take().size(), 6U);
     struct Row {
@@ -263,11 +265,18 @@ TEST(AllowedOriginsTest, OnlyTheOriginsListedSeeNrx) {
         bool isAllowed;
     };
     for (Row const& row : {
-             Row{"http:", "http://a.example", true}, Row{"https:", "https://a.example:8443", true},
-             Row{"file:", "null", true}, Row{"file:", "file://", true}, Row{"https:", "https://a.example", false},
-             Row{"http:", "http://a.example:8443", false}, Row{"http:", "http://a.example.org", false},
-             Row{"http:", "null", false}, Row{"blob:", "http://a.example", false}, Row{"data:", "null", false},
-             Row{"about:", "http://a.example", false}, Row{"http:", "http://b.example", false},
+             Row{"http:", "http://a.example", true},
+             Row{"https:", "https://a.example:8443", true},
+             Row{"file:", "null", true},
+             Row{"file:", "file://", true},
+             Row{"https:", "https://a.example", false},
+             Row{"http:", "http://a.example:8443", false},
+             Row{"http:", "http://a.example.org", false},
+             Row{"http:", "null", false},
+             Row{"blob:", "http://a.example", false},
+             Row{"data:", "null", false},
+             Row{"about:", "http://a.example", false},
+             Row{"http:", "http://b.example", false},
          }) {
         EXPECT_EQ(allowed.allows(row.protocol, row.origin), row.isAllowed) << row.protocol << ' ' << row.origin;
     }

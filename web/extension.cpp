@@ -35,8 +35,7 @@ std::string textOf(JSCContext* context, char const* expression) {
 
 /// By the document itself: its process has had others, and its address says nothing of a sandbox.
 bool isAllowed(Extension const& extension, WebKitFrame* frame) {
-    Ref<JSCContext> const context(
-        webkit_frame_get_js_context_for_script_world(frame, extension.isolatedWorld.get()));
+    Ref<JSCContext> const context(webkit_frame_get_js_context_for_script_world(frame, extension.isolatedWorld.get()));
     return extension.allowed.allows(textOf(context.get(), "location.protocol"), textOf(context.get(), "self.origin"));
 }
 

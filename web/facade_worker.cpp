@@ -150,8 +150,7 @@ void FacadeWorker::run() {
 }
 
 bool FacadeWorker::isConnectDue() {
-    return current_ != nullptr &&
-           std::any_of(LISTS.begin(), LISTS.end(), [this](ListType type) {
+    return current_ != nullptr && std::any_of(LISTS.begin(), LISTS.end(), [this](ListType type) {
                return !current_->list(type).isConnected() &&
                       std::any_of(documents_.begin(), documents_.end(),
                                   [&](auto const& document) { return document->isListening(type); });
@@ -161,7 +160,8 @@ bool FacadeWorker::isConnectDue() {
 void FacadeWorker::connectMissing() noexcept {
     for (ListType const type : LISTS) {
         ListAccess& list = current_->list(type);
-        television::catchToStatus([&] { return (list.isConnected() ? void() : list.connectOnce()), television::STATUS_OK; });
+        television::catchToStatus(
+            [&] { return (list.isConnected() ? void() : list.connectOnce()), television::STATUS_OK; });
     }
 }
 

@@ -33,13 +33,13 @@ interface NRX extends EventTarget {
     removeEventListener(type: string, listener: EventListenerOrEventListenerObject | null,
                         options?: boolean | EventListenerOptions): void;
     /** Reads a list. Rejects with an `NRXError`. */
-    get(list: NRXList): Promise<string[]>;
+    readonly get: (list: NRXList) => Promise<string[]>;
     /** Writes a list of at most 1 MiB. Rejects with an `NRXError`. */
-    set(list: NRXList, texts: readonly string[]): Promise<void>;
+    readonly set: (list: NRXList, texts: readonly string[]) => Promise<void>;
     /** Reads the facts about the television anew. */
-    device(): Promise<NRXDevice>;
+    readonly device: () => Promise<NRXDevice>;
     /** Asks the television to start the NRX service; resolves when it was asked, whatever becomes of it. */
-    requestStartService(): Promise<void>;
+    readonly requestStartService: () => Promise<void>;
 }
 
 /** There only in the main documents of the origins that the television allows. */

@@ -39,18 +39,17 @@ std::weak_ptr<ScriptBinding> ScriptBinding::install(JSCContext* context, FacadeW
     auto const binding = std::make_shared<ScriptBinding>(worker);
     Ref<JSCValue> const native(jsc_value_new_object(context, nullptr, nullptr));
     auto const add = [&](char const* name, GCallback callback, GType result, std::vector<GType> types) {
-        Ref<JSCValue> const function(jsc_value_new_functionv(
-            context, name, callback, std::make_unique<Owner>(binding).release(), destroyOwner, result,
-            static_cast<unsigned int>(types.size()), types.data()));
+        Ref<JSCValue> const function(
+            jsc_value_new_functionv(context, name, callback, std::make_unique<Owner>(binding).release(), destroyOwner,
+                                    result, static_cast<unsigned int>(types.size()), types.data()));
         jsc_value_object_set_property(native.get(), name, function.get());
     };
     add("attach", G_CALLBACK(+[](JSCValue* receiveList, JSCValue* receiveAnswer, gpointer owner) {
             return catchToStatus([&] { return bindingOf(owner).attach(receiveList, receiveAnswer); });
         }),
         G_TYPE_INT, {JSC_TYPE_VALUE, JSC_TYPE_VALUE});
-    add("detach", G_CALLBACK(+[](gpointer owner) {
-            catchToStatus([&] { return bindingOf(owner).detach(), STATUS_OK; });
-        }),
+    add("detach",
+        G_CALLBACK(+[](gpointer owner) { catchToStatus([&] { return bindingOf(owner).detach(), STATUS_OK; }); }),
         G_TYPE_NONE, {});
     add("listen", G_CALLBACK(+[](char const* name, gboolean isOn, gpointer owner) {
             catchToStatus([&] { return bindingOf(owner).listen(name, isOn != FALSE), STATUS_OK; });
@@ -62,8 +61,7 @@ std::weak_ptr<ScriptBinding> ScriptBinding::install(JSCContext* context, FacadeW
         G_TYPE_INT, {G_TYPE_STRING, G_TYPE_DOUBLE, G_TYPE_STRING});
 
     Ref<JSCValue> const install(jsc_context_evaluate_with_source_uri(context, NRX_SCRIPT, -1, "nrx.js", 1));
-    Ref<JSCValue> const result(
-        jsc_value_function_call(install.get(), JSC_TYPE_VALUE, native.get(), G_TYPE_NONE));
+    Ref<JSCValue> const result(jsc_value_function_call(install.get(), JSC_TYPE_VALUE, native.get(), G_TYPE_NONE));
     reportException(context);
     return binding;
 }
@@ -127,9 +125,9 @@ void ScriptBinding::deliver() {
             return;
         }
         Ref<JSCValue> const receive = addRef(receiveList_.get());  // The script may detach.
-        Ref<JSCValue> const result(jsc_value_function_call(
-            receive.get(), G_TYPE_STRING, LIST_NAMES.at(indexOf(event->type)), G_TYPE_STRING, event->list->c_str(),
-            G_TYPE_NONE));
+        Ref<JSCValue> const result(jsc_value_function_call(receive.get(), G_TYPE_STRING,
+                                                           LIST_NAMES.at(indexOf(event->type)), G_TYPE_STRING,
+                                                           event->list->c_str(), G_TYPE_NONE));
         reportException(jsc_value_get_context(receive.get()));
     }
     runOnMainContext([self = shared_from_this()] { self->deliver(); });
