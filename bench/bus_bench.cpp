@@ -2,8 +2,6 @@
 // message bus: Google Benchmark's options. The program starts itself as the television, and as the clients.
 
 #include <malloc.h>
-#include <poll.h>
-#include <sched.h>
 #include <sdbus-c++/sdbus-c++.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -24,6 +22,7 @@
 
 #include "bus/contract.h"
 #include "bus/message.h"
+#include "bus_ground.h"
 #include "measure.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
@@ -33,91 +32,16 @@
 namespace {
 
 using namespace std::chrono_literals;
+using bench::COUNTS;
+using bench::Ground;
+using bench::LENGTH;
+using bench::runOn;
 using bench::Strings;
 using orvane::model_keys::COMMAND;
 using test::Child;
 using Type = bus::Plain<Strings>;
 
-constexpr std::array COUNTS = {3, 100, 10'000};  ///< Of the strings in a list.
-constexpr int LENGTH = 48;
 constexpr int BATCH = 20;  ///< How often a change goes to and fro between two looks at the clock.
-
-/// Lets this process, and those that it starts from now on, run on one processor alone, or on any: what goes to and fro
-/// between processes takes as long as the processors are apart that the system happens to choose for them.
-void runOn(bool oneAlone) {
-    cpu_set_t processors;
-    CPU_ZERO(&processors);
-    std::size_t const count = oneAlone ? 1 : CPU_SETSIZE;
-    for (std::size_t processor = 0; processor < count; ++processor) {
-        CPU_SET(processor, &processors);
-    }
-    ::sched_setaffinity(0, sizeof processors, &processors);  // Where this one is not to be had, on any.
-}
-
-/// The television: has the command list, and tells a new list of it for each byte that comes from standard input,
-/// which says whose place in `COUNTS` is its length.
-class Television {
-public:
-    Television() {
-        for (int const count : COUNTS) {
-            lists_.push_back(bench::strings(count, LENGTH));
-        }
-        expect(bus::open(bus_, bus::addressFromEnvironment()));
-        expect(sd_bus_add_filter(bus_.get(), nullptr, onMessage, nullptr));
-        expect(sd_bus_request_name(bus_.get(), bus::SERVICE, 0));
-    }
-
-    [[noreturn]] void serve() {
-        std::cout << "serving" << std::endl;
-        while (true) {
-            while (expect(sd_bus_process(bus_.get(), nullptr)) > 0) {
-            }
-            pollfd sources[] = {{STDIN_FILENO, POLLIN, 0},
-                                {sd_bus_get_fd(bus_.get()), static_cast<short>(sd_bus_get_events(bus_.get())), 0}};
-            ::poll(sources, std::size(sources), -1);
-            if (sources[0].revents != 0) {
-                tellNext();
-            }
-        }
-    }
-
-private:
-    static int expect(int result) {
-        return result >= 0 ? result : throw std::system_error(-result, std::generic_category(), "the bus");
-    }
-
-    void tellNext() {
-        unsigned char which = 0;
-        if (::read(STDIN_FILENO, &which, 1) != 1) {
-            std::exit(EXIT_SUCCESS);  // Nobody asks any more.
-        }
-        sd_bus_message* made = nullptr;
-        expect(sd_bus_message_new_signal(bus_.get(), &made, path_.c_str(), bus::PROPERTIES_INTERFACE,
-                                         "PropertiesChanged"));
-        bus::Message const message(made);
-        expect(sd_bus_message_append(made, "s", Type::INTERFACE));
-        expect(sd_bus_message_open_container(made, SD_BUS_TYPE_ARRAY, "{sv}"));
-        expect(sd_bus_message_open_container(made, SD_BUS_TYPE_DICT_ENTRY, "sv"));
-        expect(sd_bus_message_append(made, "s", "Value"));
-        expect(bus::appendVariant(made, Type::SIGNATURE, lists_.at(which)));
-        expect(sd_bus_message_close_container(made));
-        expect(sd_bus_message_close_container(made));
-        expect(sd_bus_message_append(made, "as", 0));
-        expect(sd_bus_send(bus_.get(), made, nullptr));
-    }
-
-    /// Answers the one question that a client has: of which type the object is.
-    static int onMessage(sd_bus_message* message, void* /*unused*/, sd_bus_error* /*error*/) {
-        if (sd_bus_message_is_method_call(message, bus::PROPERTIES_INTERFACE, "Get") <= 0) {
-            return 0;
-        }
-        return sd_bus_reply_method_return(message, "v", "i", static_cast<int>(Type::TYPE));
-    }
-
-    std::string const path_ = bus::pathOf(COMMAND);
-    std::vector<Strings> lists_;
-    bus::Bus bus_;
-};
 
 using Receive = std::function<void(Strings const& list)>;
 
@@ -216,9 +140,7 @@ void addWay(std::string const& name, Child const& television, std::size_t which)
             state.SkipWithError("a list did not come");
         }
     };
-    benchmark::RegisterBenchmark((name + '/' + std::to_string(COUNTS.at(which)) + '/' + std::to_string(LENGTH)).c_str(),
-                                 measure)
-        ->UseRealTime();
+    benchmark::RegisterBenchmark(bench::nameOf(name, which).c_str(), measure)->UseRealTime();
 }
 
 /// What the client processes share: how many of them have not got the list yet. The last one says so on the socket, so
@@ -248,14 +170,6 @@ template <typename Way>
         ::pause();
     }
 }
-
-/// A bus, and a television on it.
-struct Ground {
-    std::string address{};
-    std::unique_ptr<Child> bus = test::startBus(address);
-    Child television{{"/proc/self/exe", "television", address}};
-    std::string const serving = television.readLine();
-};
 
 /// From a change to the moment at which all client processes have it, which are started as such a `part`.
 void addClients(std::string const& name, char const* part, Ground const& ground, std::size_t count) {
@@ -324,12 +238,13 @@ int main(int argc, char** argv) try {
     bench::keepHeap();
     television::setLogLevel(television::LogLevel::off);
     std::string_view const part = argc > 1 ? argv[1] : "";
-    if (part == "television" || part == "client" || part == "peer") {
+    if (part == "television") {
+        bench::serveTelevision(argv[2]);
+    }
+    if (part == "client" || part == "peer") {
         ::setenv("NRX_BUS_ADDRESS", argv[2], 1);
     }
-    if (part == "television") {
-        Television().serve();
-    } else if (part == "client") {
+    if (part == "client") {
         listen<BusRelay>(std::stoi(argv[3]), std::stoi(argv[4]));
     } else if (part == "peer") {
         listen<PeerBusProxy>(std::stoi(argv[3]), std::stoi(argv[4]));

@@ -51,6 +51,8 @@ public:
         ::close(socket_);
     }
 
+    [[nodiscard]] pid_t id() const { return id_; }
+
     /// Sends it the signal, and returns what has become of it: 0 when it was asked to end and that went well.
     int end(int signal) {
         int status = 0;
