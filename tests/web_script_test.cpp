@@ -33,7 +33,8 @@ constexpr char BROWSER[] = R"(
     };
     globalThis.Event = class { constructor(type, values) { Object.assign(this, values, { type }); } };
     globalThis.CustomEvent = Event;
-    globalThis.AbortSignal = class extends EventTarget {};
+    globalThis.document = {};
+    globalThis.MutationObserver = class { observe() {} };
     function show(type, persisted) {
         EventTarget.prototype.dispatchEvent.call(globalThis, new Event(type, { isTrusted: true, persisted }));
     }
@@ -67,7 +68,7 @@ protected:
     }
 
     simulator::Television television;
-    FacadeWorker worker{runOnMainContext};
+    FacadeWorker worker{[](auto task) { runOnMainContext(std::move(task)); }};
     Ref<JSCContext> context{jsc_context_new()};
     std::weak_ptr<ScriptBinding> binding;
 };

@@ -179,15 +179,20 @@ TEST_F(FacadeWorkerTest, CallsHaveTheModelsOwnStatus) {
 }
 
 TEST_F(FacadeWorkerTest, ListsAreConnectedAgainWhileADocumentListens) {
-    television.setRootLookup(simulator::RootLookup::refused);
+    auto const attempts = [this] { return television.counts(COMMAND).connectAttempts; };
+    television.withdraw(COMMAND);
     Document document(*this);
-    ASSERT_EQ(call(document, "get", R"(["event"])"), 5);
+    ASSERT_EQ(call(document, "get", R"(["command"])"), 5);
+    int const before = attempts();
+    ASSERT_EQ(call(document, "get", R"(["event"])"), 0);
+    EXPECT_EQ(attempts(), before);  // Nobody listens.
     worker->listen(*document.queue, ListType::COMMAND, true);
-    int const refused = television.lookups();
-    while (television.lookups() == refused) {  // The next attempt is made by itself.
+    while (attempts() == before) {  // The next attempt is made by itself.
         std::this_thread::yield();
     }
-    television.setRootLookup(simulator::RootLookup::published);
+    EXPECT_EQ(call(document, "get", R"(["command"])"), 5);
+    EXPECT_GE(attempts(), before + 1 + 10);  // A read still has its whole budget.
+    television.publish(COMMAND, Strings{});
     while (television.registrations(COMMAND) == 0) {
         std::this_thread::yield();
     }
@@ -214,10 +219,12 @@ TEST_F(FacadeWorkerTest, NothingIsDoneForADocumentThatIsGone) {
     ASSERT_EQ(parseCall("set", R"(["event",["never"]])", operation), 0);
     worker->call(gone.queue, operation, [&](Answer const&) { isAnswered = true; });
     worker->detach(*gone.queue);
+    worker->detach(*Document(*this).queue);
     Document next(*this);
     isGone.set_value();
     ASSERT_EQ(call(next, "get", R"(["event"])"), 0);
     EXPECT_EQ(television.counts(EVENT).writes, 0);
+    EXPECT_EQ(television.counts(EVENT).connectAttempts, 2);  // The second session ended before it was started.
     EXPECT_FALSE(isAnswered);
     EXPECT_EQ(television.registrations(COMMAND), 1);  // The next session's: the first one has ended.
     worker->detach(*next.queue);
@@ -255,10 +262,10 @@ TEST(AllowedOriginsTest, OnlyTheOriginsListedSeeNrx) {
     simulator::LogCapture log;
     ::setenv("NRX_WEB_ORIGINS",
              " http://a.example\thttps://a.example:8443  file:// ftp://a.example http:// null * "
-             "http://b.example/ https://user@b.example",
+             "http://b.example/ https://user@b.example http://a.example:80 https://A.example",
              1);
     AllowedOrigins const allowed = AllowedOrigins::fromEnvironment();
-    EXPECT_EQ(log.take().size(), 6U);
+    EXPECT_EQ(log.take().size(), 8U);
     struct Row {
         char const* protocol;
         char const* origin;

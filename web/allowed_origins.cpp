@@ -14,14 +14,20 @@ namespace {
 constexpr char VARIABLE[] = "NRX_WEB_ORIGINS";
 constexpr char FILE_ORIGIN[] = "file://";
 
+/// As an engine writes it: in lower case, and without the port that the scheme has anyway.
 bool isOrigin(std::string_view word) {
     if (word == FILE_ORIGIN) {
         return true;
     }
-    for (std::string_view const scheme : {"http://", "https://"}) {
-        if (word.substr(0, scheme.size()) == scheme) {
-            std::string_view const host = word.substr(scheme.size());
-            return !host.empty() && host.find_first_of("/?#@*") == std::string_view::npos;
+    struct Scheme {
+        std::string_view begin;
+        std::string_view port;
+    };
+    for (auto const& [begin, port] : {Scheme{"http://", ":80"}, Scheme{"https://", ":443"}}) {
+        if (word.starts_with(begin)) {
+            std::string_view const host = word.substr(begin.size());
+            return !host.empty() && !host.ends_with(port) &&
+                   host.find_first_of("/?#@*ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string_view::npos;
         }
     }
     return false;

@@ -10,8 +10,8 @@ namespace web {
 class AllowedOrigins {
 public:
     /// Those in the environment variable NRX_WEB_ORIGINS, separated by blanks: `scheme://host[:port]` with the scheme
-    /// http or https, as a document's `self.origin` has it, and `file://`. One line of the log for each other word, and
-    /// one when there is no origin.
+    /// http or https, as a document's `self.origin` has it (lower case, no default port), and `file://`. One line of
+    /// the log for each other word, and one when there is no origin.
     static AllowedOrigins fromEnvironment();
 
     [[nodiscard]] bool isEmpty() const { return origins_.empty(); }

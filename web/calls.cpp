@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "television/status.h"
@@ -41,11 +40,13 @@ int parseCall(std::string_view name, std::string_view json, FacadeWorker::Operat
             return television::STATUS_OK;
         }
         if (type && name == "set") {
-            auto texts = arguments.at(1).get<std::vector<std::string>>();
-            if (isTooLarge(texts)) {
+            if (isTooLarge(arguments.at(1).get<std::vector<std::string>>())) {
                 return STATUS_TOO_LARGE;
             }
-            operation = [type = *type, texts = std::move(texts)](Session& session) { return session.set(type, texts); };
+            // The call may wait long: its JSON text is smaller than many short texts.
+            operation = [type = *type, json = std::string(json)](Session& session) {
+                return session.set(type, nlohmann::json::parse(json).at(1).get<std::vector<std::string>>());
+            };
             return television::STATUS_OK;
         }
     } catch (nlohmann::json::exception const&) {

@@ -37,7 +37,13 @@ void EventQueue::push(ListType type, ListText const& list) {
         television::report(LOG_TAG, "a page does not take its lists in time: older lists give way to newer ones");
     }
     if (isFirst) {
-        wake_();
+        try {
+            wake_();
+        } catch (...) {
+            std::lock_guard const lock(mutex_);
+            isWoken_ = false;  // The next list tries again.
+            throw;
+        }
     }
 }
 

@@ -22,26 +22,41 @@ FacadeWorker::~FacadeWorker() {
 }
 
 void FacadeWorker::attach(std::shared_ptr<EventQueue> document) {
-    if (session_ == nullptr) {
-        auto session = std::make_shared<Session>(*this);
-        post([this, session] {
-            if (!session->isEnded()) {
-                current_ = session;
-                session->start();
-                nextConnect_ = Clock::now() + RECONNECT_PAUSE;
-            }
-        });
-        session_ = std::move(session);
+    {
+        std::lock_guard const lock(mutex_);
+        documents_.push_back(document);
     }
-    std::lock_guard const lock(mutex_);
-    documents_.push_back(std::move(document));
+    if (session_ == nullptr) {
+        try {
+            auto session = std::make_shared<Session>(*this);
+            post({[this, session] {
+                      if (!session->isEnded()) {
+                          current_ = session;
+                          session->start();
+                          nextConnect_ = Clock::now() + RECONNECT_PAUSE;
+                      }
+                  },
+                  nullptr});
+            session_ = std::move(session);
+        } catch (...) {
+            std::lock_guard const lock(mutex_);
+            documents_.pop_back();
+            throw;
+        }
+    }
 }
 
 void FacadeWorker::detach(EventQueue& document) {
     document.close();
     bool isLast = false;
+    std::deque<Task> dropped;
     {
         std::lock_guard const lock(mutex_);
+        std::deque<Task> kept;
+        for (Task& task : tasks_) {
+            (task.document.get() == &document ? dropped : kept).push_back(std::move(task));
+        }
+        tasks_.swap(kept);
         auto const place = std::find_if(documents_.begin(), documents_.end(),
                                         [&](auto const& attached) { return attached.get() == &document; });
         if (place == documents_.end()) {
@@ -50,32 +65,32 @@ void FacadeWorker::detach(EventQueue& document) {
         documents_.erase(place);
         isLast = documents_.empty();
     }
+    dropped.clear();  // With the mutex unlocked, and before the worker may hold the last reference to the session.
     for (ListType const type : LISTS) {
         updateSwitch(type);
     }
     if (isLast) {
         session_->end();
         // The worker destroys the session: with this task goes the last reference.
-        post([this, session = std::exchange(session_, nullptr)] { current_ = nullptr; });
+        post({[this, session = std::exchange(session_, nullptr)] { current_ = nullptr; }, nullptr});
     }
 }
 
 void FacadeWorker::listen(EventQueue& document, ListType type, bool isOn) {
     document.setListening(type, isOn);
     updateSwitch(type);
-    isPosted_.notify_one();  // A connect may be due.
+    // A connect may be due. The worker is not between its look and its wait, since `updateSwitch` had the mutex.
+    isPosted_.notify_one();
 }
 
-void FacadeWorker::call(std::shared_ptr<EventQueue> document, Operation operation, std::function<void(Answer)> done) {
-    post([this, document = std::move(document), session = session_, operation = std::move(operation),
-          done = std::move(done)] {
-        if (document->isClosed()) {
-            return;
-        }
+void FacadeWorker::call(std::shared_ptr<EventQueue const> document, Operation operation,
+                        std::function<void(Answer)> done) {
+    auto run = [this, session = session_, operation = std::move(operation), done = std::move(done)] {
         Answer answer;
         int const status = television::catchToStatus([&] { return answer = operation(*session), answer.status; });
         runOnMain_([done, answer = Answer{status, std::move(answer.json)}] { done(answer); });
-    });
+    };
+    post({std::move(run), std::move(document)});
 }
 
 void FacadeWorker::onNRXCommandReceived(std::vector<std::string> const& parameters) {
@@ -114,7 +129,7 @@ void FacadeWorker::updateSwitch(ListType type) {
     session_->setListening(type, isOn);
 }
 
-void FacadeWorker::post(std::function<void()> task) {
+void FacadeWorker::post(Task task) {
     {
         std::lock_guard const lock(mutex_);
         tasks_.push_back(std::move(task));
@@ -127,10 +142,10 @@ void FacadeWorker::run() {
     while (!isStopping_) {
         if (!tasks_.empty()) {
             {
-                std::function<void()> const task = std::move(tasks_.front());
+                Task const task = std::move(tasks_.front());
                 tasks_.pop_front();
                 lock.unlock();
-                television::catchToStatus([&] { return task(), television::STATUS_OK; });
+                television::catchToStatus([&] { return task.run(), television::STATUS_OK; });
             }
             lock.lock();
         } else if (!isConnectDue()) {

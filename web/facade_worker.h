@@ -37,13 +37,13 @@ public:
 
     /// A document uses the facade from now on. The first one begins a session.
     void attach(std::shared_ptr<EventQueue> document);
-    /// Closes the queue. What the worker has not begun for the document is not done; after the last document the
+    /// Closes the queue and drops the calls that the worker has not begun for the document. After the last document the
     /// session ends.
     void detach(EventQueue& document);
     /// Once it has returned, every list that comes reaches the queue, or none does.
     void listen(EventQueue& document, ListType type, bool isOn);
-    /// `done` is called with the answer on the main thread, unless the document is detached before its turn comes.
-    void call(std::shared_ptr<EventQueue> document, Operation operation, std::function<void(Answer)> done);
+    /// `done` is called with the answer on the main thread, unless the document is detached before.
+    void call(std::shared_ptr<EventQueue const> document, Operation operation, std::function<void(Answer)> done);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -53,7 +53,12 @@ private:
     void onNRXEventReceived(std::vector<std::string> const& parameters) override;
     void distribute(ListType type, std::vector<std::string> const& texts) noexcept;
 
-    void post(std::function<void()> task);
+    /// What the worker thread does, and the document that it is done for, if any.
+    struct Task {
+        std::function<void()> run;
+        std::shared_ptr<EventQueue const> document;
+    };
+    void post(Task task);
     void run();
     void updateSwitch(ListType type);
     /// Whether a document listens to a list that is not connected.
@@ -67,7 +72,7 @@ private:
 
     std::mutex mutex_;  // Guards what follows.
     std::condition_variable isPosted_;
-    std::deque<std::function<void()>> tasks_;
+    std::deque<Task> tasks_;
     std::vector<std::shared_ptr<EventQueue>> documents_;
     bool isStopping_ = false;
 

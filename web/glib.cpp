@@ -24,11 +24,11 @@ std::string takeText(char* text) {
     return text == nullptr ? std::string() : std::string(text);
 }
 
-void runOnMainContext(std::function<void()> task) {
+void runOnMainContext(std::function<void()> task, int priority) {
     auto owned = std::make_unique<Task>(std::move(task));
     // Not g_main_context_invoke, which may run it here.
     GSource* const source = g_idle_source_new();
-    g_source_set_priority(source, G_PRIORITY_DEFAULT);
+    g_source_set_priority(source, priority);
     g_source_set_callback(source, run, owned.release(), destroy);
     g_source_attach(source, nullptr);
     g_source_unref(source);

@@ -25,6 +25,6 @@ Ref<T> addRef(T* object) {
 std::string takeText(char* text);
 
 /// Runs the task later on the thread of GLib's main context; from any thread.
-void runOnMainContext(std::function<void()> task);
+void runOnMainContext(std::function<void()> task, int priority = G_PRIORITY_DEFAULT);
 
 }  // namespace web

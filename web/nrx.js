@@ -2,11 +2,13 @@
  * Gives this document the object `nrx`. Runs before the first script of the document.
  *
  * `native` connects the document with the television:
- *   attach(receiveList, receiveAnswer)  keeps the two functions and calls them until `detach`; returns a status;
+ *   attach(receiveList, updateLists, receiveAnswer)
+ *                                       keeps the functions and calls them until `detach`; returns a status;
  *   detach()                            releases them, stops both lists and drops what waits;
  *   listen(type, isOn)                  starts or stops the lists of one type;
  *   call(operation, id, json)           returns 0 and answers later under `id`, or returns a status.
- * `receiveList(type, json)` and `receiveAnswer(id, status, json)` take the JSON text of a value.
+ * `receiveList(type, json)` takes the JSON text of a list; when it returns true, `updateLists()` is called after the
+ * page's microtasks. `receiveAnswer(id, status, json)` takes the JSON text of a value, or an empty text.
  */
 function installNrx(native) {
     "use strict";
@@ -14,14 +16,22 @@ function installNrx(native) {
     const TYPES = ["command", "event"];
     const STATUS_PAGE_GONE = 129;
 
-    // Taken now: the page may replace them later.
-    const { AbortSignal, CustomEvent } = globalThis;
+    // What a library of the page may replace later.
+    const { CustomEvent } = globalThis;
     const { parse, stringify } = JSON;
+    const { apply } = Reflect;
     const { addEventListener, removeEventListener, dispatchEvent } = EventTarget.prototype;
+
+    const TEXTS = {
+        127: "The list is larger than 1 MiB",
+        128: "1000 calls wait already",
+        129: "The page was left",
+    };
 
     let isConstructing = false;
     let isShown = true;
     let isAttached = false;
+    let isReceiving = false;  // From a list until after the microtasks of its listeners.
     let lastId = 0;
     const pendingCalls = new Map();  // By identifier.
     const listeners = new Map();     // By type: what `addEventListener` was called with.
@@ -29,7 +39,7 @@ function installNrx(native) {
 
     class NRXError extends Error {
         constructor(status) {
-            super(`The television's status is ${status}`);
+            super(TEXTS[status] ?? `The television's status is ${status}`);
             this.status = status;
         }
     }
@@ -40,19 +50,24 @@ function installNrx(native) {
         if (!isShown) {
             return STATUS_PAGE_GONE;
         }
-        watchPage();
         if (isAttached) {
             return 0;
         }
-        const status = native.attach(receiveList, receiveAnswer);
+        const status = native.attach(receiveList, updateLists, receiveAnswer);
         isAttached = status === 0;
         return status;
     }
 
-    /** Again and again, since `document.open` removes all listeners; one that is there is not added twice. */
+    function detach() {
+        isAttached = false;
+        isReceiving = false;
+        listening.clear();
+        native.detach();
+    }
+
     function watchPage() {
-        addEventListener.call(globalThis, "pagehide", onPageHide, true);
-        addEventListener.call(globalThis, "pageshow", onPageShow, true);
+        apply(addEventListener, globalThis, ["pagehide", onPageHide, true]);
+        apply(addEventListener, globalThis, ["pageshow", onPageShow, true]);
     }
 
     function onPageHide(event) {
@@ -60,9 +75,7 @@ function installNrx(native) {
             return;
         }
         isShown = false;
-        isAttached = false;
-        native.detach();
-        listening.clear();
+        detach();
         const calls = [...pendingCalls.values()];
         pendingCalls.clear();
         for (const { reject } of calls) {
@@ -73,13 +86,13 @@ function installNrx(native) {
     function onPageShow(event) {
         if (event.isTrusted && event.persisted) {
             isShown = true;
-            TYPES.forEach(updateListening);
+            updateLists();
         }
     }
 
     function updateListening(type) {
         const isOn = listeners.get(type).length > 0;
-        if (isOn === listening.has(type) || attach() !== 0) {
+        if (isOn === listening.has(type) || (!isOn && isReceiving) || attach() !== 0) {
             return;
         }
         if (isOn) {
@@ -90,13 +103,21 @@ function installNrx(native) {
         native.listen(type, isOn);
     }
 
+    function updateLists() {
+        isReceiving = false;
+        TYPES.forEach(updateListening);
+    }
+
     function receiveList(type, json) {
-        watchPage();
         // An "abort" listener of the page may have kept the event from ours.
         for (const entry of listeners.get(type).filter(({ signal }) => signal?.aborted)) {
             removeEntry(entry);
         }
-        dispatchEvent.call(nrx, new CustomEvent(type, { detail: Object.freeze(parse(json)) }));
+        // A page that waits for one list after the other has no listener between two of them.
+        isReceiving = true;
+        const detail = Object.freeze(parse(json));
+        apply(dispatchEvent, nrx, [new CustomEvent(type, { __proto__: null, detail })]);
+        return listeners.get(type).length === 0;
     }
 
     function receiveAnswer(id, status, json) {
@@ -131,21 +152,29 @@ function installNrx(native) {
         if (entries.some(({ callback, capture }) => callback === entry.callback && capture === entry.capture)) {
             return;
         }
+        const { type, callback, capture, once, passive, signal } = entry;
         // The listener that the browser calls; it must know when a listener for one event is gone.
         entry.listener = function (event) {
-            if (entry.once) {
+            if (once) {
                 removeEntry(entry);
             }
-            return typeof entry.callback === "function" ? entry.callback.call(this, event)
-                                                        : entry.callback.handleEvent(event);
+            if (typeof callback === "function") {
+                apply(callback, this, [event]);
+            } else {
+                callback.handleEvent(event);
+            }
         };
-        addEventListener.call(nrx, entry.type, entry.listener, { capture: entry.capture, passive: entry.passive });
-        if (entry.signal !== undefined) {
+        const options = { __proto__: null, capture, once, passive };
+        apply(addEventListener, nrx, [type, entry.listener, signal === undefined ? options : { ...options, signal }]);
+        if (signal?.aborted) {
+            return;
+        }
+        if (signal !== undefined) {
             entry.abort = () => removeEntry(entry);
-            addEventListener.call(entry.signal, "abort", entry.abort);
+            apply(addEventListener, signal, ["abort", entry.abort]);
         }
         entries.push(entry);
-        updateListening(entry.type);
+        updateListening(type);
     }
 
     function removeEntry(entry) {
@@ -155,22 +184,19 @@ function installNrx(native) {
             return;
         }
         entries.splice(index, 1);
-        removeEventListener.call(nrx, entry.type, entry.listener, entry.capture);
+        apply(removeEventListener, nrx, [entry.type, entry.listener, entry.capture]);
         if (entry.signal !== undefined) {
-            removeEventListener.call(entry.signal, "abort", entry.abort);
+            apply(removeEventListener, entry.signal, ["abort", entry.abort]);
         }
         updateListening(entry.type);
     }
 
     /** The members of `options` in the order in which a browser reads them. */
     function readOptions(options) {
-        if (options === null || (typeof options !== "object" && typeof options !== "function")) {
-            return { capture: Boolean(options), once: false, passive: undefined, signal: undefined };
+        if (!isObject(options)) {
+            return { capture: Boolean(options), once: false };
         }
         const { capture, once, passive, signal } = options;
-        if (signal !== undefined && !(signal instanceof AbortSignal)) {
-            throw new TypeError("nrx.addEventListener: expected an AbortSignal as the option \"signal\"");
-        }
         return { capture: Boolean(capture), once: Boolean(once), passive, signal };
     }
 
@@ -191,7 +217,7 @@ function installNrx(native) {
                     entry = null;
                 } else if (handler !== null && entry === null) {
                     entry = { type, capture: false, once: false, callback(event) {
-                        if (typeof handler === "function" && handler.call(nrx, event) === false) {
+                        if (typeof handler === "function" && apply(handler, nrx, [event]) === false) {
                             event.preventDefault();
                         }
                     } };
@@ -199,6 +225,12 @@ function installNrx(native) {
                 }
             },
         };
+    }
+
+    function checkListener([...values], operation) {
+        if (values.length < 2 || !(isObject(values[1]) || values[1] === null || values[1] === undefined)) {
+            throw new TypeError(`nrx.${operation}: expected a type and a function or an object as the listener`);
+        }
     }
 
     function checkList(list, operation) {
@@ -219,30 +251,23 @@ function installNrx(native) {
 
         addEventListener(type, callback, options = undefined) {
             this.#handlers;  // Of `nrx` alone: a TypeError otherwise.
-            type = `${type}`;
+            checkListener(arguments, "addEventListener");
             if (!TYPES.includes(type)) {
-                addEventListener.call(this, type, callback, options);
-                return;
-            }
-            if (callback !== null && callback !== undefined && !isObject(callback)) {
-                throw new TypeError("nrx.addEventListener: expected a function or an object as the listener");
-            }
-            const { signal, ...rest } = readOptions(options);
-            if (isObject(callback) && !signal?.aborted) {
-                addEntry({ type, callback, signal, ...rest });
+                apply(addEventListener, this, [type, callback, options]);
+            } else if (isObject(callback)) {
+                addEntry({ type, callback, ...readOptions(options) });
             }
         }
 
         removeEventListener(type, callback, options = undefined) {
             this.#handlers;
-            type = `${type}`;
+            checkListener(arguments, "removeEventListener");
             if (!TYPES.includes(type)) {
-                removeEventListener.call(this, type, callback, options);
+                apply(removeEventListener, this, [type, callback, options]);
                 return;
             }
-            const wanted = isObject(options) ? Boolean(options.capture) : Boolean(options);
-            const entry = listeners.get(type).find(
-                (added) => added.callback === callback && added.capture === wanted);
+            const { capture } = readOptions(options);
+            const entry = listeners.get(type).find((added) => added.callback === callback && added.capture === capture);
             if (entry !== undefined) {
                 removeEntry(entry);
             }
@@ -306,5 +331,9 @@ function installNrx(native) {
     const nrx = new NRX();
     isConstructing = false;
     [NRX, NRX.prototype, nrx].forEach(Object.freeze);
-    Object.defineProperty(globalThis, "nrx", { value: nrx, enumerable: true });
+    // A script of the page may declare a variable of this name.
+    Object.defineProperty(globalThis, "nrx", { value: nrx, enumerable: true, configurable: true });
+    watchPage();
+    // `document.open` removes all listeners. One that is there is not added twice.
+    new MutationObserver(watchPage).observe(document, { childList: true });
 }

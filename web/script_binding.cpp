@@ -17,8 +17,9 @@ using television::STATUS_OK;
 
 namespace {
 
-/// Between two of these many lists the page does what else it has to do.
+/// After so many lists the page does what else is due: its timers, messages and answers of the network.
 constexpr int LISTS_AT_ONCE = 64;
+constexpr int BEHIND_TIMERS = G_PRIORITY_DEFAULT + 20;
 
 /// The native functions know their binding by this. The script engine destroys it with the function.
 using Owner = std::shared_ptr<ScriptBinding>;
@@ -44,10 +45,11 @@ std::weak_ptr<ScriptBinding> ScriptBinding::install(JSCContext* context, FacadeW
                                     result, static_cast<unsigned int>(types.size()), types.data()));
         jsc_value_object_set_property(native.get(), name, function.get());
     };
-    add("attach", G_CALLBACK(+[](JSCValue* receiveList, JSCValue* receiveAnswer, gpointer owner) {
-            return catchToStatus([&] { return bindingOf(owner).attach(receiveList, receiveAnswer); });
+    add("attach",
+        G_CALLBACK(+[](JSCValue* receiveList, JSCValue* updateLists, JSCValue* receiveAnswer, gpointer owner) {
+            return catchToStatus([&] { return bindingOf(owner).attach(receiveList, updateLists, receiveAnswer); });
         }),
-        G_TYPE_INT, {JSC_TYPE_VALUE, JSC_TYPE_VALUE});
+        G_TYPE_INT, {JSC_TYPE_VALUE, JSC_TYPE_VALUE, JSC_TYPE_VALUE});
     add("detach",
         G_CALLBACK(+[](gpointer owner) { catchToStatus([&] { return bindingOf(owner).detach(), STATUS_OK; }); }),
         G_TYPE_NONE, {});
@@ -66,7 +68,7 @@ std::weak_ptr<ScriptBinding> ScriptBinding::install(JSCContext* context, FacadeW
     return binding;
 }
 
-int ScriptBinding::attach(JSCValue* receiveList, JSCValue* receiveAnswer) {
+int ScriptBinding::attach(JSCValue* receiveList, JSCValue* updateLists, JSCValue* receiveAnswer) {
     detach();
     auto queue = std::make_shared<EventQueue>([binding = weak_from_this()] {
         runOnMainContext([binding] {
@@ -78,6 +80,7 @@ int ScriptBinding::attach(JSCValue* receiveList, JSCValue* receiveAnswer) {
     worker_.attach(queue);
     queue_ = std::move(queue);
     receiveList_ = addRef(receiveList);
+    updateLists_ = addRef(updateLists);
     receiveAnswer_ = addRef(receiveAnswer);
     pendingCalls_ = 0;
     return STATUS_OK;
@@ -86,6 +89,7 @@ int ScriptBinding::attach(JSCValue* receiveList, JSCValue* receiveAnswer) {
 void ScriptBinding::detach() {
     if (queue_ != nullptr) {
         receiveList_ = nullptr;
+        updateLists_ = nullptr;
         receiveAnswer_ = nullptr;
         worker_.detach(*std::exchange(queue_, nullptr));
     }
@@ -125,12 +129,16 @@ void ScriptBinding::deliver() {
             return;
         }
         Ref<JSCValue> const receive = addRef(receiveList_.get());  // The script may detach.
-        Ref<JSCValue> const result(jsc_value_function_call(receive.get(), G_TYPE_STRING,
-                                                           LIST_NAMES.at(indexOf(event->type)), G_TYPE_STRING,
-                                                           event->list->c_str(), G_TYPE_NONE));
+        Ref<JSCValue> const update = addRef(updateLists_.get());
+        Ref<JSCValue> const isUpdateDue(jsc_value_function_call(receive.get(), G_TYPE_STRING,
+                                                                LIST_NAMES.at(indexOf(event->type)), G_TYPE_STRING,
+                                                                event->list->c_str(), G_TYPE_NONE));
+        if (jsc_value_to_boolean(isUpdateDue.get()) != FALSE) {
+            Ref<JSCValue> const result(jsc_value_function_call(update.get(), G_TYPE_NONE));
+        }
         reportException(jsc_value_get_context(receive.get()));
     }
-    runOnMainContext([self = shared_from_this()] { self->deliver(); });
+    runOnMainContext([self = shared_from_this()] { self->deliver(); }, BEHIND_TIMERS);
 }
 
 void ScriptBinding::answer(double id, Answer const& answer) {

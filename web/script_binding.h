@@ -18,7 +18,6 @@ namespace web {
 class ScriptBinding : public std::enable_shared_from_this<ScriptBinding> {
 public:
     /// Gives the document of `context` the object `nrx`; before its first script. The worker must outlive the document.
-    /// The result is empty when the script could not be run.
     static std::weak_ptr<ScriptBinding> install(JSCContext* context, FacadeWorker& worker);
 
     explicit ScriptBinding(FacadeWorker& worker) : worker_(worker) {}
@@ -31,7 +30,7 @@ public:
 
 private:
     /// What the script's native functions do.
-    int attach(JSCValue* receiveList, JSCValue* receiveAnswer);
+    int attach(JSCValue* receiveList, JSCValue* updateLists, JSCValue* receiveAnswer);
     void listen(char const* name, bool isOn);
     int call(char const* name, double id, char const* json);
 
@@ -40,8 +39,9 @@ private:
     void answer(double id, Answer const& answer);
 
     FacadeWorker& worker_;
-    std::shared_ptr<EventQueue> queue_;  // Not null while attached, like the two functions.
+    std::shared_ptr<EventQueue> queue_;  // Not null while attached, like the functions.
     Ref<JSCValue> receiveList_;
+    Ref<JSCValue> updateLists_;
     Ref<JSCValue> receiveAnswer_;
     std::size_t pendingCalls_ = 0;  // Since it was attached.
 };

@@ -33,9 +33,12 @@ int ListAccess::setValue(std::vector<std::string> const& texts) {
 }
 
 void ListAccess::connectOnce() {
-    int const budget = connectTimeoutMs;
+    struct Restore {
+        int& place;
+        int const value = place;
+        ~Restore() { place = value; }
+    } const budget{connectTimeoutMs};
     connect(0);
-    connectTimeoutMs = budget;
 }
 
 Session::Session(orvane::NRXModelAccessClient& client)

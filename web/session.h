@@ -48,7 +48,7 @@ public:
     /// @{
 
     void setListening(ListType type, bool isOn);
-    /// No document needs the session any more: what was not begun for it need not be.
+    /// Tells the worker thread not to start the session, if it has not yet.
     void end() { isEnded_ = true; }
     [[nodiscard]] bool isEnded() const { return isEnded_; }
     /// @}
