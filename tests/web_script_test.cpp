@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
+#include "simulator/log.h"
 #include "simulator/television.h"
 #include "web/facade_worker.h"
 #include "web/glib.h"
@@ -18,6 +19,9 @@ namespace {
 
 using orvane::model_keys::COMMAND;
 using orvane::model_keys::EVENT;
+using testing::Contains;
+using testing::Field;
+using testing::HasSubstr;
 using namespace std::string_literals;
 using Strings = std::vector<std::string>;
 
@@ -137,6 +141,11 @@ TEST_F(ScriptTest, ManyListsLeaveThePageTimeForOtherWork) {
     runUntil("heard.length === 1000");
     EXPECT_LT(heardBefore, 1000);
     EXPECT_EQ(run("heard.every((text, number) => text === `${number}`)"), "true");
+    simulator::LogCapture log([](DebugLevelRecord&) { return true; });
+    run("nrx.oncommand = null");
+    television.set(COMMAND, Strings{"nobody listens"});
+    television.waitUntilDelivered();
+    EXPECT_THAT(log.take(), Contains(Field(&simulator::LogCapture::Line::text, HasSubstr("Listener Not started"))));
     run("show('pagehide')");
 }
 

@@ -1,7 +1,6 @@
 #include "web/facade_worker.h"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 
 #include "television/catch_to_status.h"

@@ -31,7 +31,7 @@ function installNrx(native) {
     let isConstructing = false;
     let isShown = true;
     let isAttached = false;
-    let isReceiving = false;  // From a list until after the microtasks of its listeners.
+    let isReceiving = false;  // A list is being received: what its listeners switch off is switched off after them.
     let lastId = 0;
     const pendingCalls = new Map();  // By identifier.
     const listeners = new Map();     // By type: what `addEventListener` was called with.
@@ -117,7 +117,8 @@ function installNrx(native) {
         isReceiving = true;
         const detail = Object.freeze(parse(json));
         apply(dispatchEvent, nrx, [new CustomEvent(type, { __proto__: null, detail })]);
-        return listeners.get(type).length === 0;
+        isReceiving = TYPES.some((each) => listening.has(each) && listeners.get(each).length === 0);
+        return isReceiving;
     }
 
     function receiveAnswer(id, status, json) {
