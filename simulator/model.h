@@ -45,6 +45,7 @@ struct Key {
     std::atomic<Call> throwing = Call::none;
     bool notifiesEarly = false;
     bool refusesIterators = false;
+    int destroyFault = STATUS_OK;
     std::optional<IteratorRequest> iteratorRequest;
 
     /// Throws when the call is the one that is to throw; `none` never is.

@@ -125,6 +125,9 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     Operation operation(*this, Call::destroyIterator);
     ++key().counts.destroyIteratorCalls;
+    if (int const fault = key().destroyFault; fault != STATUS_OK) {
+        return fault;
+    }
     auto const destroyed = iterators_.destroy(iterator);
     if (!destroyed) {
         return STATUS_UNKNOWN_ITERATOR;

@@ -173,6 +173,11 @@ void Television::refuseIterators(std::string const& key, bool refuse) {
     model_->keys[key].refusesIterators = refuse;
 }
 
+void Television::failDestroys(std::string const& key, int status) {
+    std::lock_guard const lock(model_->mutex);
+    model_->keys[key].destroyFault = status;
+}
+
 int Television::lookups() const {
     std::lock_guard const lock(model_->mutex);
     return model_->lookups;

@@ -154,6 +154,8 @@ public:
     void notifyEarly(std::string const& key, bool early);
     /// Makes `createIterator` on the table under `key` return null.
     void refuseIterators(std::string const& key, bool refuse);
+    /// Makes `destroyIterator` on the table under `key` return `status` and destroy nothing; 0 ends the fault.
+    void failDestroys(std::string const& key, int status);
 
     /// @}
 

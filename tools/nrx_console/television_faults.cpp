@@ -67,6 +67,8 @@ Commands SimulatedTelevision::faultCommands() {
          [this](auto const& arguments) { television_.failInvokes(faultyKey(arguments[0]), numberOf(arguments[1])); }},
         {"tv fail iterator", "KEY", "make no iterators on a table",
          [this](auto const& arguments) { television_.refuseIterators(faultyKey(arguments[0]), true); }},
+        {"tv fail destroy", "KEY NUMBER", "keep the iterators of a table, and refuse to destroy them with a status",
+         [this](auto const& arguments) { television_.failDestroys(faultyKey(arguments[0]), numberOf(arguments[1])); }},
         {"tv throw", "KEY " + namesOf(CALLS), "let one operation throw as without memory",
          [this](auto const& arguments) { throwFrom(arguments); }},
         {"tv early", "KEY", "notify a value before its connects return",
@@ -118,6 +120,7 @@ void SimulatedTelevision::heal(Words const& arguments) {
     television_.failReads(key, {});
     television_.failInvokes(key, 0);
     television_.refuseIterators(key, false);
+    television_.failDestroys(key, 0);
     television_.throwFrom(key, simulator::Call::none);
     television_.notifyEarly(key, false);
 }
