@@ -159,7 +159,7 @@
         showResult(result, "", `Sending ${lineOf(texts)}`);
         try {
             await nrx.set("event", texts);
-            showResult(result, "good", `${timeOfDay()}  The television has it: ${lineOf(texts)}`);
+            showResult(result, "good", `${timeOfDay()}  Sent: ${lineOf(texts)}`);
             console.log(`sent event: ${lineOf(texts)}`);
         } catch (error) {
             showResult(result, "bad", `Not sent. ${explain(error).join(" ")}`);
@@ -236,6 +236,11 @@
                 button.addEventListener("click", () => sendEvent([word, value]));
                 button.addEventListener("focus", () => {
                     showResult(part("compose-result"), "", `Enter sends ${lineOf([word, value])}`);
+                });
+                button.addEventListener("blur", () => {
+                    if (part("compose-result").textContent.startsWith("Enter sends")) {
+                        showResult(part("compose-result"), "", "");
+                    }
                 });
             }
         }

@@ -34,8 +34,8 @@
 
     function publish(type, texts) {
         lists[type] = texts;
-        if (receive !== null && listening.has(type)) {
-            receive.list(type, JSON.stringify(texts));
+        if (receive !== null && listening.has(type) && receive.list(type, JSON.stringify(texts))) {
+            setTimeout(receive.updateLists);
         }
     }
 
@@ -60,8 +60,8 @@
     };
 
     installNrx({
-        attach(list, answer) {
-            receive = { list, answer };
+        attach(list, updateLists, answer) {
+            receive = { list, updateLists, answer };
             playNext();
             return 0;
         },
