@@ -66,6 +66,10 @@ if(TARGET nrx_web_extension)
     install(TARGETS nrx_web_extension LIBRARY DESTINATION ${web_directory} COMPONENT web)
     set_target_properties(nrx_web_extension PROPERTIES INSTALL_RPATH $ORIGIN/..)
     install(FILES web/nrx.d.ts DESTINATION ${web_directory} COMPONENT web)
+    # A page to start from, which finds the script beside its folder.
+    set(web_examples ${CMAKE_INSTALL_DATADIR}/doc/nrx-web-extension/examples)
+    install(DIRECTORY web/example DESTINATION ${web_examples} COMPONENT web)
+    install(FILES web/nrx.js DESTINATION ${web_examples} COMPONENT web)
 endif()
 
 if(TARGET nrx_console)

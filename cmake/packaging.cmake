@@ -134,7 +134,7 @@ add_package(web nrx-web-extension web "runtime;bus"
 ${bus}
 The extension gives pages of WPE WebKit the object nrx, through which they
 receive, read and write the lists of the NRX service. With its types for
-authors in TypeScript.")
+authors in TypeScript, and a page to start from.")
 set(CPACK_DEBIAN_WEB_PACKAGE_ENHANCES cog)
 
 # ldconfig is triggered. CPack would write maintainer scripts that call it, were their names not taken; it warns that
