@@ -4,6 +4,7 @@ import base64
 import contextlib
 import json
 import os
+import signal
 import subprocess
 import sys
 import threading
@@ -89,20 +90,32 @@ def start(command, variables, log):
 
 
 def endStarted():
-    for process in started:
-        process.terminate()
-        process.wait()
+    for process in reversed(started):
+        end(process)
     started.clear()
+
+
+def end(process, family=()):
+    """Ends the program and what it has started, which may not notice, and the processes of the family."""
+    family = [*family, *descendants(process.pid)]
+    process.terminate()
+    process.wait()
+    for member in family:
+        with contextlib.suppress(ProcessLookupError):
+            os.kill(member, signal.SIGKILL)
+
+
+def descendants(ancestor):
+    with contextlib.suppress(OSError):
+        children = open(f"/proc/{ancestor}/task/{ancestor}/children", encoding="utf-8").read().split()
+        return [member for child in map(int, children) for member in [child, *descendants(child)]]
+    return []
 
 
 def webProcesses(ancestor):
     """The web processes among the descendants of a process."""
-    found = []
-    children = open(f"/proc/{ancestor}/task/{ancestor}/children", encoding="utf-8").read().split()
-    for child in map(int, children):
-        isWeb = open(f"/proc/{child}/comm", encoding="utf-8").read() == "WPEWebProcess\n"
-        found += [child] if isWeb else webProcesses(child)
-    return found
+    return [member for member in descendants(ancestor)
+            if open(f"/proc/{member}/comm", encoding="utf-8").read() == "WPEWebProcess\n"]
 
 
 class Browser:
@@ -165,10 +178,10 @@ class Browser:
 
     def close(self):
         """Ends the page and its browser."""
+        family = descendants(self.driver.pid)
         with contextlib.suppress(OSError):
             self.ask("DELETE", "")
-        self.driver.terminate()
-        self.driver.wait()
+        end(self.driver, family)
 
 
 class Screen:
