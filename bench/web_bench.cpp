@@ -194,6 +194,7 @@ void run(int argc, char** argv) {
     bench::runOn(true);
     Browser const extension("extension");
     Browser const peer("peer");
+    Browser const idle("extension");  // One that has had no lists, and no garbage of them.
     Browser const none("none");
     extension.awaitPage();
     peer.awaitPage();
@@ -201,7 +202,7 @@ void run(int argc, char** argv) {
         addWay("WebRelay", extension, which);
         addWay("PeerWebRelay", peer, which);
     }
-    addIdle(extension, none);
+    addIdle(idle, none);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         std::exit(EXIT_FAILURE);
