@@ -20,8 +20,8 @@
 #include <string_view>
 #include <utility>
 
-#include "bus/contract.h"
-#include "bus/message.h"
+#include "bus/protocol/contract.h"
+#include "bus/protocol/message.h"
 #include "bus_ground.h"
 #include "measure.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"

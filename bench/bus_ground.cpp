@@ -10,8 +10,8 @@
 #include <system_error>
 #include <vector>
 
-#include "bus/contract.h"
-#include "bus/message.h"
+#include "bus/protocol/contract.h"
+#include "bus/protocol/message.h"
 #include "measure.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 

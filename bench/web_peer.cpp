@@ -6,8 +6,8 @@
 
 #include <string_view>
 
-#include "bus/contract.h"
-#include "bus/message.h"
+#include "bus/protocol/contract.h"
+#include "bus/protocol/message.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 
 namespace {

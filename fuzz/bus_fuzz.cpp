@@ -8,9 +8,9 @@
 #include <future>
 #include <tuple>
 
-#include "bus/contract.h"
-#include "bus/model.h"
-#include "bus/remote_table.h"
+#include "bus/client/model.h"
+#include "bus/client/remote_table.h"
+#include "bus/protocol/contract.h"
 #include "fuzz/harness.h"
 
 namespace {

@@ -61,4 +61,21 @@ std::string printable(std::string_view text) { return shown(text, ""); }
 
 std::string quoted(std::string_view text) { return '"' + shown(text, "\"\\") + '"'; }
 
+std::string typed(std::string const& text) {
+    std::string const shown = quoted(text);
+    bool const isPlain = !text.empty() && shown.size() == text.size() + 2 &&
+                         text.find_first_of(" \t\r") == std::string::npos && text.front() != '#';
+    return isPlain ? text : shown;
+}
+
+std::string shortened(std::string text, std::size_t most) {
+    if (text.size() <= most) {
+        return text;
+    }
+    while (most > 0 && (static_cast<unsigned char>(text[most]) & 0xC0U) == 0x80) {  // Not inside a character.
+        --most;
+    }
+    return text.substr(0, most) + "...";
+}
+
 }  // namespace television

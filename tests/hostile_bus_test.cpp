@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include "bus/bus_platform.h"
-#include "bus/contract.h"
-#include "bus/message.h"
+#include "bus/protocol/contract.h"
+#include "bus/protocol/message.h"
 #include "television/log.h"
 #include "television_clients.h"
 

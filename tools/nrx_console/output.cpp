@@ -8,6 +8,8 @@
 #include <mutex>
 #include <utility>
 
+#include "television/printable.h"
+
 namespace nrx_console {
 
 namespace {
@@ -26,16 +28,6 @@ void print(std::string const& line, Kind kind) {
 
 }  // namespace
 
-std::string shortened(std::string text, std::size_t most) {
-    if (text.size() <= most) {
-        return text;
-    }
-    while (most > 0 && (static_cast<unsigned char>(text[most]) & 0xC0U) == 0x80) {  // Not inside a character.
-        --most;
-    }
-    return text.substr(0, most) + "...";
-}
-
 void printLine(std::string const& line, Kind kind) {
     std::lock_guard const lock(mutex);
     print(line, kind);
@@ -43,7 +35,7 @@ void printLine(std::string const& line, Kind kind) {
 
 void printLineIfRead(std::string line, Kind kind) {
     // A pipe that can be written to takes so many bytes at once.
-    line = shortened(std::move(line), PIPE_BUF - 4);
+    line = television::shortened(std::move(line), PIPE_BUF - 4);
     std::lock_guard const lock(mutex);
     pollfd output{kind == Kind::ordinary ? STDOUT_FILENO : STDERR_FILENO, POLLOUT, 0};
     if (lineTaker || ::poll(&output, 1, 0) > 0) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -15,9 +14,6 @@ void printLine(std::string const& line, Kind kind = Kind::ordinary);
 
 /// The same, but never waits for a reader: a long line is shortened, and one that there is no room for is dropped.
 void printLineIfRead(std::string line, Kind kind = Kind::ordinary);
-
-/// The text with at most so many bytes, and dots in the place of the rest.
-std::string shortened(std::string text, std::size_t most);
 
 /// Takes the lines instead, from whichever thread prints them: a terminal's prompt has to make room for them. Empty:
 /// no longer, once no call is running.

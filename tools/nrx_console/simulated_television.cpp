@@ -24,10 +24,10 @@ void printEach(std::string line, std::vector<Element> const& elements, WordsOf c
 void printInvocation(std::string const& key, std::vector<objbus::Argument> const& arguments) {
     constexpr std::size_t MOST_PRINTED = 20;
     constexpr std::size_t MOST_PRINTED_BYTES = 500;  // Which may be four times as many where they are escaped.
-    printLineIfRead("television: " + typed(shortened(key, MOST_PRINTED_BYTES)) + " invoked with");
+    printLineIfRead("television: " + typed(television::shortened(key, MOST_PRINTED_BYTES)) + " invoked with");
     for (std::size_t at = 0; at < std::min(arguments.size(), MOST_PRINTED); ++at) {
         printLineIfRead("  " + std::to_string(arguments[at].index) + ": " +
-                        typed(shortened(arguments[at].value, MOST_PRINTED_BYTES)));
+                        typed(television::shortened(arguments[at].value, MOST_PRINTED_BYTES)));
     }
     if (arguments.size() > MOST_PRINTED) {
         printLineIfRead("  and " + std::to_string(arguments.size() - MOST_PRINTED) + " more");
@@ -47,8 +47,9 @@ void printRequest(simulator::IteratorRequest const& request) {
 
 }  // namespace
 
-SimulatedTelevision::SimulatedTelevision(std::vector<ModelObject> const& model, bool printsInvocations)
-    : printsInvocations_(printsInvocations) {
+SimulatedTelevision::SimulatedTelevision(std::vector<ModelObject> const& model, bool printsInvocations,
+                                         ContentCheck check)
+    : printsInvocations_(printsInvocations), check_(std::move(check)) {
     for (ModelObject const& object : model) {
         publish(object);
     }
@@ -59,7 +60,9 @@ Commands SimulatedTelevision::commands() {
     Commands const own{
         {"tv publish", "KEY " + typeNames() + " VALUE...", "publish an object, in place of the key's earlier one",
          [this](auto const& arguments) {
-             publish({keyOf(arguments[0]), contentFromWords(arguments[1], {arguments.begin() + 2, arguments.end()})});
+             Content const content = contentFromWords(arguments[1], {arguments.begin() + 2, arguments.end()});
+             check_(content);
+             publish({keyOf(arguments[0]), content});
          }},
         {"tv set", "KEY VALUE...", "change a value or the rows of a table",
          [this](auto const& arguments) { set(arguments); }},
@@ -70,7 +73,10 @@ Commands SimulatedTelevision::commands() {
              }
          }},
         {"tv answer result", "VALUE...", "answer actions with results",
-         [this](auto const& arguments) { outcome_ = argumentsOf(arguments); }},
+         [this](auto const& arguments) {
+             check_(television::Value(arguments));
+             outcome_ = argumentsOf(arguments);
+         }},
         {"tv answer error", "NUMBER", "answer actions with an execution error",
          [this](auto const& arguments) { outcome_ = numberOf(arguments[0]); }},
         {"tv answer none", "", "do not answer actions", [this](auto const&) { outcome_ = std::monostate(); }},
@@ -109,6 +115,7 @@ void SimulatedTelevision::set(Words const& arguments) {
         throw unexpected(arguments[0], "the key of a value or a table");
     }
     Content const changed = contentFromWords(typeName(*type), {arguments.begin() + 1, arguments.end()});
+    check_(changed);
     if (auto const* const rows = std::get_if<television::Rows>(&changed)) {
         television_.setRows(key, *rows);
     } else {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,8 +12,13 @@ namespace nrx_console {
 /// What can be done with the simulated television.
 class SimulatedTelevision final : public TelevisionView {
 public:
-    /// Prints the invocations of actions, or does not.
-    explicit SimulatedTelevision(std::vector<ModelObject> const& model, bool printsInvocations = true);
+    /// Throws `CommandError` for content that the television does not take.
+    using ContentCheck = std::function<void(Content const& content)>;
+
+    /// Prints the invocations of actions, or does not. Checks the contents that commands give.
+    explicit SimulatedTelevision(
+        std::vector<ModelObject> const& model, bool printsInvocations = true,
+        ContentCheck check = [](Content const& /*content*/) {});
     SimulatedTelevision(SimulatedTelevision const&) = delete;
     SimulatedTelevision& operator=(SimulatedTelevision const&) = delete;
     ~SimulatedTelevision() override { dropIterators(); }
@@ -43,6 +49,7 @@ private:
     decltype(simulator::ActionAnswer::outcome) outcome_;  ///< Of the actions invoked from now on.
     unsigned int lastActionId_ = 0;
     bool const printsInvocations_;
+    ContentCheck const check_;
     simulator::Television television_;
 };
 

@@ -95,13 +95,6 @@ std::size_t lastWordOf(std::string_view line) {
     return begin;
 }
 
-std::string typed(std::string const& word) {
-    std::string const shown = television::quoted(word);
-    bool const plain = !word.empty() && shown.size() == word.size() + 2 && word.find_first_of(BLANKS) == word.npos &&
-                       word.front() != '#';
-    return plain ? word : shown;
-}
-
 std::string typed(Words const& words) {
     std::string line;
     for (std::string const& word : words) {

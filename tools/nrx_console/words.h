@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "objbus/argument.h"
+#include "television/printable.h"
 
 namespace nrx_console {
 
@@ -29,8 +30,7 @@ Words wordsOf(std::string_view line);
 /// Where the last word of a line begins, which may have no end yet, or not have begun.
 std::size_t lastWordOf(std::string_view line);
 
-/// The word as it can be typed, and as it may be shown: in quotes when it must be.
-std::string typed(std::string const& word);
+using television::typed;
 /// The words behind one another, each as it can be typed.
 std::string typed(Words const& words);
 

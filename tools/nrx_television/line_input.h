@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "bus/message.h"
+#include "bus/protocol/message.h"
 
 namespace nrx_television {
 

@@ -6,19 +6,22 @@
 #include <stdexcept>
 #include <utility>
 
+#include "bus/server/permissions.h"
+#include "bus/server/server.h"
 #include "tools/command_line/command_line.h"
 #include "tools/nrx_console/console.h"
 #include "tools/nrx_console/example_model.h"
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/session.h"
 #include "tools/nrx_console/simulated_television.h"
-#include "tools/nrx_television/carried.h"
 #include "tools/nrx_television/line_input.h"
-#include "tools/nrx_television/permissions.h"
 #include "tools/nrx_television/served_commands.h"
-#include "tools/nrx_television/server.h"
 
 namespace {
+
+using bus::server::Access;
+using bus::server::Permissions;
+using bus::server::Server;
 
 constexpr char PROGRAM[] = "nrx_television";
 constexpr int EXIT_COMMAND_FAILED = 1;
@@ -28,12 +31,11 @@ constexpr int EXIT_NOT_SERVED = 1;
 std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> const& file) {
     auto model = nrx_console::loadModel(file);
     for (auto const& [key, content] : model.objects) {
-        auto const* const value = std::get_if<television::Value>(&content);
-        auto const* const rows = std::get_if<television::Rows>(&content);
-        if ((value != nullptr && !nrx_television::isCarried(*value)) ||
-            (rows != nullptr && !nrx_television::isCarried(*rows))) {
+        try {
+            nrx_television::expectCarried(content);
+        } catch (nrx_console::CommandError const& error) {
             throw nrx_console::ModelError(nrx_console::typed(file.value_or("")) + ": " + nrx_console::typed(key) +
-                                          ": " + nrx_television::reasonOf(-EILSEQ));
+                                          ": " + error.what());
         }
     }
     return std::move(model.objects);
@@ -46,13 +48,12 @@ std::string systemBusAddress() {
 }
 
 /// Allows it to those whom the option names. Throws `std::runtime_error`.
-void allow(nrx_television::Permissions& permissions, std::string const& option, std::vector<std::string> const& names,
-           nrx_television::Access access) {
+void allow(Permissions& permissions, std::string const& option, std::vector<std::string> const& names, Access access) {
     for (std::string const& name : names) {
-        try {
-            permissions.allow(name, access);
-        } catch (nrx_console::CommandError const& error) {
-            throw std::runtime_error(option + ": " + error.what());
+        if (!permissions.allow(name, access)) {
+            throw std::runtime_error(
+                option + ": " +
+                nrx_console::unexpected(name, "a user's name or number, a group's after an @, or any").what());
         }
     }
 }
@@ -67,17 +68,14 @@ void blockEndingSignals() {
 }
 
 /// Serves until the program is told to end, and returns its status.
-int serve(nrx_console::SimulatedTelevision& television, nrx_television::Server& server, sd_event* loop, bool commands) {
+int serve(nrx_console::SimulatedTelevision& television, Server& server, sd_event* loop, bool commands) {
     std::optional<nrx_console::Console> console;
     std::optional<nrx_television::LineInput> input;
     if (commands) {
         console.emplace(std::make_unique<nrx_television::ServedCommands>(television, server));
         input.emplace(loop, STDIN_FILENO);
     }
-    auto const execute = [&television, &console](std::string const& line) {
-        nrx_television::expectCarried(line, television.television());
-        return console->execute(line);
-    };
+    auto const execute = [&console](std::string const& line) { return console->execute(line); };
     int status = 0;
     while (server.turn(!input || !input->hasLine())) {
         auto const line = input ? input->takeLine() : std::nullopt;
@@ -113,23 +111,23 @@ int run(int argc, char** argv) {
         return *status;
     }
     std::vector<nrx_console::ModelObject> objects;
-    nrx_television::Permissions permissions;
+    Permissions permissions;
     try {
         if (isOnSystemBus && std::exchange(address, systemBusAddress())) {
             throw std::runtime_error("found --address and --system, expected one of them");
         }
-        allow(permissions, "--allow", allowed, nrx_television::Access::ALL);
-        allow(permissions, "--allow-reading", reading, nrx_television::Access::READ);
+        allow(permissions, "--allow", allowed, Access::ALL);
+        allow(permissions, "--allow-reading", reading, Access::READ);
         objects = loadObjects(model);
     } catch (std::runtime_error const& error) {
         command_line::complain(PROGRAM, error.what());
         return command_line::EXIT_NOT_STARTED;
     }
-    bus::Bus bus = nrx_television::connectedBus(address.value_or(""));  // May take long, and is ended by a signal.
+    bus::Bus bus = bus::server::connectedBus(address.value_or(""));  // May take long, and is ended by a signal.
     blockEndingSignals();
-    nrx_television::Ground ground;
-    nrx_console::SimulatedTelevision television(objects, hasCommands);
-    nrx_television::Server server(television.television(), ground, std::move(bus), std::move(permissions));
+    bus::server::Ground ground;
+    nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::expectCarried);
+    Server server(television.television(), ground, std::move(bus), std::move(permissions));
     server.requestName();
     nrx_console::printLine(std::string("serving ") + bus::SERVICE + ": " + std::to_string(server.objects()) +
                            (server.objects() == 1 ? " object" : " objects"));

@@ -1,26 +1,14 @@
 #include "tools/nrx_television/served_commands.h"
 
-#include "tools/nrx_television/carried.h"
+#include <cerrno>
+
+#include "bus/protocol/message.h"
+#include "bus/server/report.h"
 
 namespace nrx_television {
 
 using nrx_console::Command;
 using nrx_console::Words;
-
-namespace {
-
-/// Whether the words of the command may hold words, those of a table's rows.
-bool hasRows(Words const& words, simulator::Television const& television) {
-    if (words.size() < 4 || words[0] != "tv") {
-        return false;
-    }
-    if (words[1] == "publish") {
-        return words[3] == nrx_console::typeName(objbus::OBJECT_TYPE_TABLE);
-    }
-    return words[1] == "set" && television.type(nrx_console::keyOf(words[2])) == objbus::OBJECT_TYPE_TABLE;
-}
-
-}  // namespace
 
 nrx_console::Commands ServedCommands::commands() {
     nrx_console::Commands all = television_.commands();
@@ -33,13 +21,13 @@ nrx_console::Commands ServedCommands::commands() {
     return all;
 }
 
-void expectCarried(std::string const& line, simulator::Television const& television) {
-    Words const words = nrx_console::wordsOf(line);
-    bool const nested = hasRows(words, television);
-    for (std::string const& word : words) {
-        if (!isCarried(word) || (nested && !isCarried(nrx_console::wordsOf(word)))) {
-            throw nrx_console::unexpected(word, "UTF-8 without zero bytes and noncharacters, which the bus carries");
-        }
+void expectCarried(nrx_console::Content const& content) {
+    auto const* const value = std::get_if<television::Value>(&content);
+    auto const* const rows = std::get_if<television::Rows>(&content);
+    bool const isCarried = value != nullptr ? std::visit([](auto const& typed) { return bus::carries(typed); }, *value)
+                                            : rows == nullptr || bus::carries(*rows);
+    if (!isCarried) {
+        throw nrx_console::CommandError(bus::server::reasonOf(-EILSEQ));
     }
 }
 

@@ -2,16 +2,16 @@
 
 #include <string>
 
+#include "bus/server/server.h"
 #include "tools/nrx_console/simulated_television.h"
 #include "tools/nrx_console/television_commands.h"
-#include "tools/nrx_television/server.h"
 
 namespace nrx_television {
 
 /// What can be done with a simulated television that stands on a bus. Both outlive it.
 class ServedCommands final : public nrx_console::TelevisionCommands {
 public:
-    ServedCommands(nrx_console::SimulatedTelevision& television, Server& server)
+    ServedCommands(nrx_console::SimulatedTelevision& television, bus::server::Server& server)
         : television_(television), server_(server) {}
 
     /// The television's, of which "wait" waits for the bus too.
@@ -21,10 +21,10 @@ public:
 
 private:
     nrx_console::SimulatedTelevision& television_;
-    Server& server_;
+    bus::server::Server& server_;
 };
 
-/// Throws `CommandError` for a line with a text that the bus does not carry.
-void expectCarried(std::string const& line, simulator::Television const& television);
+/// Throws `CommandError` for content with a text that the bus does not carry.
+void expectCarried(nrx_console::Content const& content);
 
 }  // namespace nrx_television

@@ -1,0 +1,39 @@
+#include "frame/process.h"
+
+#include <boost/make_shared.hpp>
+
+#include "bus/client/model.h"
+#include "television/root_reference.h"
+
+namespace {
+
+class Root final : public objbus::RootInterface {
+public:
+    int platformReserved1() override { return television::STATUS_NOT_SUPPORTED; }
+    int platformReserved2() override { return television::STATUS_NOT_SUPPORTED; }
+    int platformReserved3() override { return television::STATUS_NOT_SUPPORTED; }
+
+    int connectObject(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
+        return bus::catchToStatus([&] { return bus::Model::get().connect(key, observer, object); });
+    }
+
+    int disconnectObject(std::string const& key, objbus::Observer* observer, objbus::Object* object) override {
+        return bus::catchToStatus([&] { return bus::Model::get().disconnect(key, observer, object); });
+    }
+};
+
+}  // namespace
+
+int frame::Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std::string const& name) {
+    if (name != television::ROOT_INTERFACE_NAME) {
+        return television::STATUS_UNKNOWN_INTERFACE;
+    }
+    return bus::catchToStatus([&reference] {
+        // The process's own, whether a bus and a television are there or not. Never destroyed: clients may disconnect
+        // while the process's own objects are destroyed.
+        static auto const& root =
+            *new boost::shared_ptr<Interface>(boost::make_shared<television::RootReference>(new Root));
+        reference = root;
+        return television::STATUS_OK;
+    });
+}

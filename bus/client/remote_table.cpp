@@ -1,0 +1,199 @@
+#include "bus/client/remote_table.h"
+
+#include <utility>
+
+#include "bus/protocol/contract.h"
+
+namespace bus {
+
+namespace {
+
+using Observer = objbus::ObserverTableIterator;
+
+/// Notifications that are one number, by their signals.
+struct NumberSignal {
+    char const* name;
+    void (Observer::*notify)(int number);
+};
+
+constexpr NumberSignal NUMBER_SIGNALS[] = {
+    {"Ready", &Observer::notifyIteratorReady},
+    {"TotalCount", &Observer::notifyTotalCount},
+    {"RowSought", &Observer::notifySeekToRow},
+    {"ContentSought", &Observer::notifySeekToContent},
+    {"CursorMoved", &Observer::notifyCursorPosition},
+    {"Committed", &Observer::notifyCommit},
+    {"Updated", &Observer::notifyUpdate},
+};
+
+/// The path of an iterator, as the television answers. Elsewhere others hear.
+int readPath(sd_bus_message* message, std::string& path) {
+    char const* text = nullptr;
+    int const result = sd_bus_message_read_basic(message, SD_BUS_TYPE_OBJECT_PATH, &text);
+    if (result <= 0 || !std::string_view(text).starts_with(ITERATOR_PATH)) {
+        return -ENXIO;
+    }
+    path = text;
+    return result;
+}
+
+Content destroying(std::string path) {
+    return [path = std::move(path)](sd_bus_message* message) {
+        return sd_bus_message_append_basic(message, SD_BUS_TYPE_OBJECT_PATH, path.c_str());
+    };
+}
+
+}  // namespace
+
+RemoteIterator::RemoteIterator(Model& model, std::string path, objbus::ObserverTableIterator* observer)
+    : model_(model),
+      path_(std::move(path)),
+      registration_(std::make_shared<television::TypedRegistration<Observer>>(observer, observer, this)) {}
+
+template <typename Notify>
+void RemoteIterator::post(Notify notify) const {
+    television::postTo(registration_, model_.delivery, std::move(notify));
+}
+
+void RemoteIterator::failPending() {
+    if (!isLost_.exchange(true)) {
+        model_.removeIterator(path_);
+        post([](Observer& observer) { observer.notifyIteratorReady(television::STATUS_LOST); });
+    }
+}
+
+void RemoteIterator::destroy(std::string const& table) {
+    if (!isLost_.exchange(true)) {
+        model_.removeIterator(path_);
+        catchToStatus([&] {
+            model_.link.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(path_));
+            return 0;
+        });
+    }
+}
+
+void RemoteIterator::callNoReply(char const* name, Content arguments) const {
+    if (!isLost_) {
+        catchToStatus([&] {
+            model_.link.callNoReply({path_, ITERATOR_INTERFACE, name}, std::move(arguments));
+            return 0;
+        });
+    }
+}
+
+void RemoteIterator::requestTotalCount() { callNoReply("RequestTotalCount", {}); }
+
+void RemoteIterator::seekToRow(int row) {
+    callNoReply("SeekToRow", [row](sd_bus_message* message) { return append(message, row); });
+}
+
+void RemoteIterator::seekToContent(std::string const& content) {
+    catchToStatus([&] {
+        callNoReply("SeekToContent", [content](sd_bus_message* message) { return append(message, content); });
+        return 0;
+    });
+}
+
+void RemoteIterator::readRow() { callNoReply("ReadRow", {}); }
+
+void RemoteIterator::readRowChunk(int count) {
+    callNoReply("ReadRowChunk", [count](sd_bus_message* message) { return append(message, count); });
+}
+
+void RemoteIterator::commit() { callNoReply("Commit", {}); }
+
+void RemoteIterator::handleSignal(sd_bus_message* signal) {
+    int result = 0;
+    for (NumberSignal const& known : NUMBER_SIGNALS) {
+        int number = 0;
+        if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, known.name) > 0 &&
+            (result = read(signal, number)) >= 0) {
+            post([notify = known.notify, number](Observer& observer) { (observer.*notify)(number); });
+        }
+    }
+    std::vector<std::string> row;
+    std::vector<std::vector<std::string>> rows;
+    if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, "RowRead") > 0 && (result = read(signal, row)) >= 0) {
+        post([row = std::move(row)](Observer& observer) { observer.notifyReadRow(row); });
+    } else if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, "RowChunkRead") > 0 &&
+               (result = read(signal, rows)) >= 0) {
+        post([rows = std::move(rows)](Observer& observer) { television::notifyChunk(observer, rows); });
+    }
+    if (result < 0) {
+        reportFailure(path_, "notify", statusOfRead(result));
+    }
+}
+
+objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& type,
+                                                   objbus::ObserverTableIterator* observer,
+                                                   std::vector<objbus::TableSelection> const& selections,
+                                                   std::vector<int> const& columns,
+                                                   std::vector<objbus::TableOrder> const& orders) {
+    std::shared_ptr<RemoteIterator> iterator;
+    auto const question = [&](sd_bus_message* message) {
+        return appendAll(message, static_cast<int>(type), selections, columns, orders);
+    };
+    auto const answer = [&](sd_bus_message* message) {
+        std::string made;
+        int const result = readPath(message, made);
+        if (result >= 0) {  // Before the next message is read, which may be the iterator's.
+            iterator = std::make_shared<RemoteIterator>(model(), made, observer);
+            decltype(iterators_)::Made prepared(iterator);
+            std::lock_guard const lock(model().mutex);
+            model().addIterator(made, iterator);
+            iterators_.add(std::move(prepared));
+        }
+        return result;
+    };
+    int const status = catchToStatus([&] {
+        auto const late = [&link = link(), table = path()](sd_bus_message* message) {
+            std::string made;
+            if (readPath(message, made) >= 0) {
+                link.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(made));
+            }
+            return 0;
+        };
+        return call(TABLE_INTERFACE, "CreateIterator", question, answer, late);
+    });
+    if (status == television::STATUS_NOT_CARRIED || status == television::STATUS_TOO_MANY) {
+        report("createIterator", status);
+    }
+    return status == television::STATUS_OK ? iterator.get() : nullptr;
+}
+
+int TableObject::destroyIterator(objbus::TableIterator* iterator) {
+    std::shared_ptr<RemoteIterator> destroyed;
+    {
+        std::lock_guard const lock(model().mutex);
+        destroyed = iterators_.destroy(iterator);
+        if (!destroyed) {
+            return television::STATUS_UNKNOWN_ITERATOR;
+        }
+        destroyed->destroy(path());
+    }
+    auto const registration = destroyed->registration();
+    model().delivery.cancel(*registration);
+    model().delivery.waitWhileRunning(registration->observer, registration->source);
+    return television::STATUS_OK;
+}
+
+void TableObject::handleSignal(sd_bus_message* signal) {
+    int update = 0;
+    if (sd_bus_message_is_signal(signal, TABLE_INTERFACE, "Updated") <= 0) {
+        return;
+    }
+    if (read(signal, update) < 0) {
+        report("notify", television::STATUS_NOT_UNDERSTOOD);
+        return;
+    }
+    std::lock_guard const lock(model().mutex);
+    post([update](auto& observer) { observer.notifyUpdate(update); });
+}
+
+void TableObject::failPending() {
+    for (auto const& iterator : iterators_.live()) {
+        iterator->failPending();
+    }
+}
+
+}  // namespace bus

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bus/client/remote_object.h"
+#include "television/iterators.h"
+#include "television/table_iterator.h"
+
+// Private to the platform library.
+
+namespace bus {
+
+/// An iterator that the television made for this process. It is heard from when it is made until it is destroyed.
+class RemoteIterator final : public objbus::TableIterator {
+public:
+    RemoteIterator(Model& model, std::string path, objbus::ObserverTableIterator* observer);
+
+    void requestTotalCount() override;
+    void seekToRow(int row) override;
+    void seekToContent(std::string const& content) override;
+    void readRow() override;
+    void readRowChunk(int count) override;
+    void commit() override;
+
+    /// Takes a signal from its path, on the link's thread.
+    void handleSignal(sd_bus_message* signal);
+    // With the model's mutex held:
+    /// The television that has it is gone. Another one may give the path to another iterator.
+    void failPending();
+    /// Ends it, here and in the television.
+    void destroy(std::string const& table);
+
+    [[nodiscard]] std::string const& path() const { return path_; }
+    [[nodiscard]] std::shared_ptr<television::Registration> registration() const { return registration_; }
+
+private:
+    using Observer = objbus::ObserverTableIterator;
+
+    void callNoReply(char const* name, Content arguments) const;
+    template <typename Notify>
+    void post(Notify notify) const;
+
+    std::atomic<bool> isLost_ = false;
+
+    Model& model_;
+    std::string const path_;
+    std::shared_ptr<television::TypedRegistration<Observer>> const registration_;
+};
+
+/// A table, and the iterators that were made on it here.
+class TableObject final : public ObjectOf<objbus::ObjectTable, objbus::ObserverTable> {
+public:
+    using ObjectOf::ObjectOf;
+
+    objbus::TableIterator* createIterator(objbus::IteratorType const& type, objbus::ObserverTableIterator* observer,
+                                          std::vector<objbus::TableSelection> const& selections,
+                                          std::vector<int> const& columns,
+                                          std::vector<objbus::TableOrder> const& orders) override;
+    int destroyIterator(objbus::TableIterator* iterator) override;
+
+    void handleSignal(sd_bus_message* signal) override;
+    void failPending() override;
+
+private:
+    television::Iterators<RemoteIterator, objbus::TableIterator> iterators_;  ///< The model's mutex guards it.
+};
+
+}  // namespace bus

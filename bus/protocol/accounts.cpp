@@ -1,0 +1,40 @@
+#include "bus/protocol/accounts.h"
+
+#include <grp.h>
+#include <pwd.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "television/environment.h"
+
+namespace bus {
+
+namespace {
+
+/// What the system's database has under the name, looked up with a function such as `getpwnam_r`.
+template <typename Entry, typename Number>
+std::optional<Number> find(int (*lookUp)(char const*, Entry*, char*, std::size_t, Entry**), Number Entry::*number,
+                           std::string_view word) {
+    if (auto const given = television::parseNumber<Number>(word)) {
+        return given;
+    }
+    constexpr std::size_t MOST_BYTES = std::size_t{1} << 20;
+    Entry entry{};
+    Entry* found = nullptr;
+    int result = ERANGE;
+    for (std::vector<char> texts(1024); result == ERANGE && texts.size() <= MOST_BYTES;
+         texts.resize(2 * texts.size())) {
+        result = lookUp(std::string(word).c_str(), &entry, texts.data(), texts.size(), &found);
+    }
+    return result == 0 && found != nullptr ? std::optional(entry.*number) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<uid_t> findUser(std::string_view word) { return find(::getpwnam_r, &passwd::pw_uid, word); }
+
+std::optional<gid_t> findGroup(std::string_view word) { return find(::getgrnam_r, &group::gr_gid, word); }
+
+}  // namespace bus
