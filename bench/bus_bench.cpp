@@ -39,7 +39,7 @@ using bench::runOn;
 using bench::Strings;
 using orvane::model_keys::COMMAND;
 using test::Child;
-using Type = bus::Plain<Strings>;
+using Type = television::PlainKind<Strings>;
 
 constexpr int BATCH = 20;  ///< How often a change goes to and fro between two looks at the clock.
 

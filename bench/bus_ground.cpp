@@ -20,7 +20,7 @@ namespace bench {
 namespace {
 
 using orvane::model_keys::COMMAND;
-using Type = bus::Plain<Strings>;
+using Type = television::PlainKind<Strings>;
 
 /// The television: has the command list, and tells a new list of it for each byte that comes from standard input,
 /// which says whose place in `COUNTS` is its length.
@@ -30,7 +30,7 @@ public:
         for (int const count : COUNTS) {
             lists_.push_back(bench::strings(count, LENGTH));
         }
-        expect(bus::open(bus_, bus::addressFromEnvironment()));
+        expect(bus::openBus(bus_, bus::addressFromEnvironment()));
         expect(sd_bus_add_filter(bus_.get(), nullptr, onMessage, nullptr));
         expect(sd_bus_request_name(bus_.get(), bus::SERVICE, 0));
     }

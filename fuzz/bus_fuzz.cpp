@@ -8,7 +8,7 @@
 #include <future>
 #include <tuple>
 
-#include "bus/client/model.h"
+#include "bus/client/remote_model.h"
 #include "bus/client/remote_table.h"
 #include "bus/protocol/contract.h"
 #include "fuzz/harness.h"
@@ -21,7 +21,7 @@ using Bytes = FuzzedDataProvider;
 using Strings = std::vector<std::string>;
 using Rows = std::vector<Strings>;
 template <typename T>
-using Plain = bus::Plain<T>;
+using Plain = television::PlainKind<T>;
 
 /// One value: its type as the bus writes it, and its number, its text, or what it contains.
 struct Item {
@@ -294,7 +294,7 @@ int put(sd_bus_message* message, Item const& item, int depth = 0) {
 }
 
 /// What is appended, as it comes; null when that is no message.
-bus::Message messageOf(Signal const& signal, bool isCall, bus::Content const& append) {
+bus::Message messageOf(Signal const& signal, bool isCall, bus::MessageBody const& append) {
     constexpr char PATH[] = "/nrx/Television1/model/a";
     sd_bus_message* made = nullptr;
     isCall ? sd_bus_message_new_method_call(localBus(), &made, nullptr, PATH, signal.interface, signal.name)
@@ -395,10 +395,10 @@ std::string codeFrom(Bytes& bytes) {
 void checkTexts(Bytes& bytes) {
     int const status = bytes.ConsumeIntegral<int>();
     sd_bus_error made{};
-    expect(bus::refuse(&made, status) < 0 && bus::statusOf(made) == statusIn(std::to_string(status)), "a status, back");
+    expect(bus::setStatusError(&made, status) < 0 && bus::statusOfError(made) == statusIn(std::to_string(status)), "a status, back");
     sd_bus_error_free(&made);
     std::string const text = (bytes.ConsumeBool() ? codeFrom(bytes) : "") + bytes.ConsumeRandomLengthString();
-    expect(bus::carries(text) == isCarried(text), "both opinions on a text are one");
+    expect(bus::hasValidText(text) == isCarried(text), "both opinions on a text are one");
     std::string const path = bus::pathOf(text);
     expect(sd_bus_object_path_is_valid(path.c_str()) > 0 && bus::keyOf(path) == text, "a key has a path, and back");
     for (std::string const& any : {text, bus::MODEL_PATH + text, bus::MODEL_PATH + ('/' + text)}) {
@@ -406,9 +406,9 @@ void checkTexts(Bytes& bytes) {
         expect(!key || bus::pathOf(*key) == any, "a key has one path");
     }
     sd_bus_error const told{bus::STATUS_ERROR, text.c_str(), 0};
-    expect(bus::statusOf(told) == statusIn(text.c_str()), "a status is a number");
+    expect(bus::statusOfError(told) == statusIn(text.c_str()), "a status is a number");
     sd_bus_error const named{text.c_str(), "0", 0};
-    expect(bus::statusOf(named) != 0, "no error is a success");
+    expect(bus::statusOfError(named) != 0, "no error is a success");
 }
 
 /// What an observer hears, by the signals' names.
@@ -501,23 +501,23 @@ void anticipate(Hearer const& hearer, Signal const& signal, Item const& root, st
 }
 
 /// The model, which finds no bus.
-bus::Model& modelAlone() {
-    static bus::Model& model = []() -> bus::Model& {
+bus::RemoteModel& modelAlone() {
+    static bus::RemoteModel& model = []() -> bus::RemoteModel& {
         ::setenv("NRX_BUS_ADDRESS", "unix:path=/nonexistent", 1);
-        return bus::Model::get();
+        return bus::RemoteModel::get();
     }();
     return model;
 }
 
 /// Lets one object, or an iterator, hear some signals: its observer is told what they say, in their order.
 void checkHearing(Bytes& bytes) {
-    bus::Model& model = modelAlone();
+    bus::RemoteModel& model = modelAlone();
     Hearer const& hearer = bytes.PickValueInArray(HEARERS);
     bool const endsEarly = bytes.ConsumeIntegralInRange(0, 7) == 7;
     Recorder recorder;
     std::vector<Item> expected;
     Observer deaf;
-    bus::Place place("a");
+    bus::KeyEntry place("a");
     auto const object = bus::makeObject(model, place, static_cast<ObjectTypeSpec>(hearer.type));
     bus::RemoteIterator iterator(model, "/nrx/Television1/iterator/1/1", &recorder);
     auto* const observer = static_cast<ObserverTable*>(&recorder);

@@ -8,7 +8,7 @@ namespace simulator {
 namespace {
 
 /// Whether the key is to fail now; counts the failed attempts.
-bool takeFault(ConnectFault& fault) {
+bool consumeFault(ConnectFault& fault) {
     if (fault.attempts == 0) {
         return false;
     }
@@ -26,56 +26,56 @@ Model::Model() {
 }
 
 bool Model::withdraw(std::string const& name) {
-    std::lock_guard const lock(mutex);
+    MutexLock const lock(mutex);
     if (std::exchange(keys[name].published, nullptr) == nullptr) {
         return false;
     }
-    announce(name);
+    notifyListener(name);
     return true;
 }
 
 void Model::setObjectListener(ObjectListener listener) {
-    auto next = listener ? std::make_shared<Listening>(Listening{
+    auto next = listener ? std::make_shared<ListenerRegistration>(ListenerRegistration{
                                std::move(listener), std::make_shared<Registration>(Registration{nullptr, this})})
                          : nullptr;
     {
-        std::lock_guard const lock(mutex);
-        if (listening_) {
-            delivery.cancel(*listening_->registration);
+        MutexLock const lock(mutex);
+        if (listener_) {
+            delivery.cancel(*listener_->registration);
         }
-        listening_.swap(next);
+        listener_.swap(next);
     }
     delivery.waitWhileRunning(nullptr, this);  // With the mutex released: that call may want it.
 }
 
-void Model::announce(std::string const& name) {
-    if (listening_) {
-        delivery.post({{listening_->registration}, [told = listening_, name](auto const&) { told->listener(name); }});
+void Model::notifyListener(std::string const& name) {
+    if (listener_) {
+        delivery.post({{listener_->registration}, [told = listener_, name](auto const&) { told->listener(name); }});
     }
 }
 
 int Model::connect(std::string const& name, objbus::Observer* observer, objbus::Object*& object) {
-    std::unique_lock lock(mutex);
-    Key& key = keys[name];
-    key.failAt(Call::connect);
-    ++key.counts.connectAttempts;
-    bool const fails = takeFault(key.connectFault);
-    if (key.published != nullptr && (!fails || key.connectFault.handsOutObject)) {
-        object = &key.published->object();
+    MutexLock lock(mutex);
+    KeyEntry& entry = keys[name];
+    entry.failAt(Call::connect);
+    ++entry.counts.connectAttempts;
+    bool const fails = consumeFault(entry.connectFault);
+    if (entry.published != nullptr && (!fails || entry.connectFault.handsOutObject)) {
+        object = &entry.published->object();
     }
     if (fails) {
-        return key.connectFault.status;
+        return entry.connectFault.status;
     }
-    if (key.published == nullptr) {
+    if (entry.published == nullptr) {
         return STATUS_NOT_PUBLISHED;
     }
-    auto const early = key.notifiesEarly ? key.published->value() : std::nullopt;
-    key.published->connect(observer);
+    auto const early = entry.notifiesEarly ? entry.published->value() : std::nullopt;
+    entry.published->connect(observer);
     if (early) {
         try {
-            key.published->change(*early);
+            entry.published->change(*early);
         } catch (...) {  // Out of memory: a connect that fails leaves no registration.
-            key.published->disconnect(observer);
+            entry.published->disconnect(observer);
             throw;
         }
         lock.unlock();
@@ -85,25 +85,25 @@ int Model::connect(std::string const& name, objbus::Observer* observer, objbus::
 }
 
 int Model::disconnect(std::string const& name, objbus::Observer* observer, objbus::Object const* object) {
-    bool wasConnected = false;
-    Key const* source = nullptr;
+    std::size_t ended = 0;
+    KeyEntry const* source = nullptr;
     {
-        std::lock_guard const lock(mutex);
-        Key& key = keys[name];
-        key.failAt(Call::disconnect);
-        source = &key;
-        ++key.counts.disconnects;
+        MutexLock const lock(mutex);
+        KeyEntry& entry = keys[name];
+        entry.failAt(Call::disconnect);
+        source = &entry;
+        ++entry.counts.disconnects;
         if (object == nullptr) {
-            ++key.counts.disconnectsWithoutObject;
+            ++entry.counts.disconnectsWithoutObject;
         }
-        for (auto const& candidate : key.objects) {
+        for (auto const& candidate : entry.objects) {
             if (object == nullptr || &candidate->object() == object) {
-                wasConnected |= candidate->disconnect(observer);
+                ended += candidate->disconnect(observer);
             }
         }
     }
     delivery.waitWhileRunning(observer, source);  // With the mutex released: that notification may want it.
-    return !wasConnected && object != nullptr ? STATUS_NOT_CONNECTED : STATUS_OK;
+    return ended == 0 && object != nullptr ? STATUS_NOT_CONNECTED : STATUS_OK;
 }
 
 }  // namespace simulator

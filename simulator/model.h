@@ -4,7 +4,6 @@
 #include <boost/shared_ptr.hpp>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <optional>
 #include <string>
@@ -15,6 +14,7 @@
 #include "objbus/object.h"
 #include "simulator/television.h"
 #include "television/delivery.h"
+#include "television/mutex.h"
 #include "television/status.h"
 
 // Private to the simulator.
@@ -33,7 +33,7 @@ using namespace television;
 class ModelObject;
 
 /// Everything about one key. Never removed, since objects refer to it.
-struct Key {
+struct KeyEntry {
     ModelObject* published = nullptr;
     /// Withdrawn ones too: clients keep plain pointers to them.
     std::vector<std::unique_ptr<ModelObject>> objects;
@@ -67,37 +67,37 @@ public:
     int connect(std::string const& name, objbus::Observer* observer, objbus::Object*& object);
     int disconnect(std::string const& name, objbus::Observer* observer, objbus::Object const* object);
 
-    /// Makes an object of the type `Kind` under the key. The mutex must not be held.
-    template <typename Kind, typename... Arguments>
-    void publish(std::string const& name, Arguments&&... arguments) {
-        std::lock_guard const lock(mutex);
-        Key& key = keys[name];
-        key.objects.push_back(std::make_unique<Kind>(*this, key, std::forward<Arguments>(arguments)...));
-        key.published = key.objects.back().get();
-        announce(name);
+    /// Makes an object of the class under the key.
+    template <typename Object, typename... Arguments>
+    void publish(std::string const& name, objbus::ObjectTypeSpec type, Arguments&&... arguments) NRX_EXCLUDES(mutex) {
+        MutexLock const lock(mutex);
+        KeyEntry& entry = keys[name];
+        entry.objects.push_back(std::make_unique<Object>(*this, entry, type, std::forward<Arguments>(arguments)...));
+        entry.published = entry.objects.back().get();
+        notifyListener(name);
     }
 
     bool withdraw(std::string const& name);
     void setObjectListener(ObjectListener listener);
 
-    std::mutex mutex;
-    std::map<std::string, Key> keys;
-    RootLookup rootLookup = RootLookup::published;
+    Mutex mutex;
+    std::map<std::string, KeyEntry> keys NRX_GUARDED_BY(mutex);
+    RootLookup rootLookup NRX_GUARDED_BY(mutex) = RootLookup::published;
     /// Made beforehand: a client may look it up when memory has run out.
     boost::shared_ptr<frame::Interface> const root = frame::simulatedRoot();
-    int lookups = 0;
+    int lookups NRX_GUARDED_BY(mutex) = 0;
     Delivery delivery;
 
 private:
-    struct Listening {
+    struct ListenerRegistration {
         ObjectListener listener;
         std::shared_ptr<Registration> registration;
     };
 
-    /// Tells the listener that another object than before, or none, stands under the key. With the mutex held.
-    void announce(std::string const& name);
+    /// Tells the listener that another object than before, or none, is published under the key.
+    void notifyListener(std::string const& name) NRX_REQUIRES(mutex);
 
-    std::shared_ptr<Listening> listening_;  ///< Null while nobody listens.
+    std::shared_ptr<ListenerRegistration> listener_ NRX_GUARDED_BY(mutex);  ///< Null while there is none.
 };
 
 }  // namespace simulator

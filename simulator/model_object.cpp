@@ -4,24 +4,21 @@
 
 namespace simulator {
 
-ActionObject::ActionObject(Model& model, Key& key, ActionScript script)
-    : ObjectOf(model, key, objbus::OBJECT_TYPE_ACTION), script_(std::move(script)) {}
+ActionObject::ActionObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, ActionScript script)
+    : ObservedObject(model, entry, type), script_(std::move(script)) {}
 
 int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) {
     Operation operation(*this, Call::invoke);
-    if (withdrawn()) {
+    if (isWithdrawn()) {
         return STATUS_WITHDRAWN;
     }
-    if (int const fault = key().invokeFault; fault != STATUS_OK) {
+    if (int const fault = entry().invokeFault; fault != STATUS_OK) {
         return fault;
     }
     operation.lock.unlock();
     ActionAnswer answer = script_ ? script_(arguments) : ActionAnswer{};
     actionId = answer.actionId.value_or(actionId);
     operation.lock.lock();
-    if (withdrawn()) {
-        return answer.status;
-    }
     if (auto* const results = std::get_if<ActionAnswer::Results>(&answer.outcome)) {
         post([id = actionId, list = std::move(*results)](auto& observer) { observer.notifyResult(id, list); });
     } else if (auto const* const error = std::get_if<ActionAnswer::Error>(&answer.outcome)) {
@@ -37,8 +34,8 @@ Iterator::Iterator(TableObject& table, objbus::ObserverTableIterator* observer, 
 
 template <typename Notify>
 void Iterator::post(Notify notify) const {
-    if (!table_.withdrawn()) {
-        postTo(registration_, table_.model().delivery, std::move(notify));
+    if (!table_.isWithdrawn()) {
+        postTo(registration_, table_.delivery(), std::move(notify));
     }
 }
 
@@ -103,8 +100,8 @@ void Iterator::commit() {
     post([](auto& observer) { observer.notifyCommit(STATUS_OK); });
 }
 
-TableObject::TableObject(Model& model, Key& key, objbus::ObjectTypeSpec type, Rows rows)
-    : ObjectOf(model, key, type), rows_(std::move(rows)) {}
+TableObject::TableObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, Rows rows)
+    : ObservedObject(model, entry, type), rows_(std::move(rows)) {}
 
 objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& type,
                                                    objbus::ObserverTableIterator* observer,
@@ -112,20 +109,20 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
                                                    std::vector<int> const& columns,
                                                    std::vector<objbus::TableOrder> const& orders) {
     Operation const operation(*this, Call::createIterator);
-    key().iteratorRequest = {.type = type, .selections = selections, .columns = columns, .orders = orders};
-    if (withdrawn() || key().refusesIterators) {
+    entry().iteratorRequest = {.type = type, .selections = selections, .columns = columns, .orders = orders};
+    if (isWithdrawn() || entry().refusesIterators) {
         return nullptr;
     }
     auto const iterator = std::make_shared<Iterator>(*this, observer, columns);
-    decltype(iterators_)::Made made(iterator);
+    decltype(iterators_)::Prepared prepared(iterator);
     iterator->post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
-    return iterators_.add(std::move(made));  // Only now: until here this may run out of memory.
+    return iterators_.add(std::move(prepared));  // Only now: until here this may run out of memory.
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     Operation operation(*this, Call::destroyIterator);
-    ++key().counts.destroyIteratorCalls;
-    if (int const fault = key().destroyFault; fault != STATUS_OK) {
+    ++entry().counts.destroyIteratorCalls;
+    if (int const fault = entry().destroyFault; fault != STATUS_OK) {
         return fault;
     }
     auto const destroyed = iterators_.destroy(iterator);

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <map>
+#include <cstddef>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -10,7 +9,9 @@
 
 #include "simulator/model.h"
 #include "television/iterators.h"
-#include "television/observers.h"
+#include "television/kinds.h"
+#include "television/observed_object.h"
+#include "television/plain_object.h"
 #include "television/table_iterator.h"
 
 // Private to the simulator.
@@ -20,90 +21,63 @@ namespace simulator {
 /// The model's side of an object. The operations here are called with the model's mutex held.
 class ModelObject {
 public:
-    ModelObject(Model& model, Key& key) : model_(model), key_(key) {}
+    ModelObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type)
+        : model_(model), entry_(entry), type_(type) {}
     ModelObject(ModelObject const&) = delete;
     ModelObject& operator=(ModelObject const&) = delete;
     virtual ~ModelObject() = default;
 
-    /// The client's side of it.
+    /// The client's side of the object.
     virtual objbus::Object& object() = 0;
     virtual void connect(objbus::Observer* observer) = 0;
-    /// Ends the observer's registrations and returns whether it had any.
-    virtual bool disconnect(objbus::Observer const* observer) = 0;
-    [[nodiscard]] virtual int registrations() const = 0;
+    /// Ends the observer's registrations and returns how many it had.
+    virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
+    [[nodiscard]] virtual std::size_t observerCount() const = 0;
 
-    [[nodiscard]] virtual objbus::ObjectTypeSpec type() const = 0;
     /// Changes the value and returns true when the object has one of this type.
     virtual bool change(Value const& /*value*/) { return false; }
     [[nodiscard]] virtual std::optional<Value> value() const { return {}; }
 
+    [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
     [[nodiscard]] Model& model() const { return model_; }
-    [[nodiscard]] Key& key() const { return key_; }
-    [[nodiscard]] bool withdrawn() const { return key_.published != this; }
+    [[nodiscard]] KeyEntry& entry() const { return entry_; }
+    [[nodiscard]] Delivery& delivery() const { return model_.delivery; }
+    [[nodiscard]] bool isWithdrawn() const { return entry_.published != this; }
+    [[nodiscard]] bool notifiesObservers() const { return !isWithdrawn(); }
+
+protected:
+    void handleTypeQuery() {
+        entry_.failAt(Call::type);
+        auto& queries = entry_.typeQueries;
+        queries.store(queries.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
 
 private:
     Model& model_;
-    Key& key_;
+    KeyEntry& entry_;
+    objbus::ObjectTypeSpec const type_;
 };
+
+template <typename Interface, typename Obs>
+using ObjectOf = ObservedObject<Interface, Obs, ModelObject>;
 
 /// Keeps the model alive and locked while an operation that a client started on an object runs.
 struct Operation {
     explicit Operation(ModelObject const& object, Call call = Call::none)
         : model(object.model().shared_from_this()), lock(model->mutex) {
-        object.key().failAt(call);
+        object.entry().failAt(call);
     }
 
     std::shared_ptr<Model> const model;
-    std::unique_lock<std::mutex> lock;
+    MutexLock lock;
 };
 
-/// What all kinds share: the type, and the observers.
-template <typename Interface, typename Obs>
-class ObjectOf : public Interface, public ModelObject {
+/// A plain value that is kept here.
+template <typename T>
+class StoredValue : public ObjectOf<typename PlainKind<T>::Object, typename PlainKind<T>::Observer> {
 public:
-    ObjectOf(Model& model, Key& key, objbus::ObjectTypeSpec type) : ModelObject(model, key), type_(type) {}
-
-    int getType(objbus::ObjectTypeSpec& type) final {
-        key().failAt(Call::type);
-        auto& queries = key().typeQueries;
-        queries.store(queries.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-        type = type_;
-        return STATUS_OK;
-    }
-
-    objbus::Object& object() final { return *this; }
-    [[nodiscard]] objbus::ObjectTypeSpec type() const final { return type_; }
-
-    void connect(objbus::Observer* observer) final { observers_.add(observer, &key()); }
-    bool disconnect(objbus::Observer const* observer) final {
-        return observers_.remove(observer, model().delivery) != 0;
-    }
-    [[nodiscard]] int registrations() const final { return static_cast<int>(observers_.size()); }
-
-protected:
-    template <typename Notify>
-    void post(Notify notify) {
-        observers_.post(model().delivery, std::move(notify));
-    }
-    template <typename Notify>
-    void postChange(std::size_t payload, Notify notify) {
-        observers_.postChange(model().delivery, payload, std::move(notify));
-    }
-
-private:
-    objbus::ObjectTypeSpec const type_;
-    Observers<Obs> observers_;
-};
-
-/// For kinds that no client operation serves.
-using BareObject = ObjectOf<objbus::Object, objbus::Observer>;
-
-/// What the plain-valued kinds share. `NOTIFY` is the observer's notification of a new value.
-template <typename Interface, typename Obs, auto NOTIFY, typename T>
-class PlainObject : public ObjectOf<Interface, Obs> {
-public:
-    PlainObject(Model& model, Key& key, objbus::ObjectTypeSpec type, T value)
-        : ObjectOf<Interface, Obs>(model, key, type), value_(std::move(value)) {}
+    StoredValue(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, T value = {})
+        : StoredValue::ObservedObject(model, entry, type), value_(std::move(value)) {}
 
     bool change(Value const& value) final {
         T const* const changed = std::get_if<T>(&value);
@@ -111,36 +85,39 @@ public:
             return false;
         }
         value_ = *changed;
-        this->postChange(sizeOf(value_), [changedTo = value_](Obs& observer) { (observer.*NOTIFY)(changedTo); });
+        this->postChange(sizeOf(value_),
+                         [changedTo = value_](auto& observer) { (observer.*PlainKind<T>::NOTIFY)(changedTo); });
         return true;
     }
 
     [[nodiscard]] std::optional<Value> value() const final { return value_; }
 
 protected:
-    int write(T value) {
+    template <typename Written>
+    int write(Written const& written) {
+        T value = writtenValue(written);
         Operation const operation(*this, Call::write);
-        ++this->key().counts.writes;
-        if (this->withdrawn()) {
+        ++this->entry().counts.writes;
+        if (this->isWithdrawn()) {
             return STATUS_WITHDRAWN;
         }
         change(std::move(value));
         return STATUS_OK;
     }
 
-    T read() const {
+    T readNumber() const {
         Operation const operation(*this, Call::read);
-        ++this->key().counts.reads;
+        ++this->entry().counts.reads;
         return value_;
     }
 
     int read(T& value) const {
         Operation const operation(*this, Call::read);
-        ++this->key().counts.reads;
-        if (this->withdrawn()) {
+        ++this->entry().counts.reads;
+        if (this->isWithdrawn()) {
             return STATUS_WITHDRAWN;
         }
-        ReadFault const& fault = this->key().readFault;
+        ReadFault const& fault = this->entry().readFault;
         if (fault.halfWay) {
             value.assign(value_.begin(), value_.begin() + static_cast<std::ptrdiff_t>(value_.size() / 2));
         } else if (fault.status == STATUS_OK) {
@@ -153,47 +130,10 @@ private:
     T value_;
 };
 
-/// A number, which is read without a status.
-template <typename Interface, typename Obs, typename T>
-class NumberObject final : public PlainObject<Interface, Obs, &Obs::notifyNewValue, T> {
-public:
-    using PlainObject<Interface, Obs, &Obs::notifyNewValue, T>::PlainObject;
-    int setValue(T value) override { return this->write(value); }
-    T getValue() override { return this->read(); }
-};
-
-class StringObject final : public PlainObject<objbus::ObjectString, objbus::ObserverString,
-                                              &objbus::ObserverString::notifyNewValue, std::string> {
-public:
-    using PlainObject::PlainObject;
-    int setValue(std::string const& value) override { return write(value); }
-    int getValue(std::string& value) override { return read(value); }
-};
-
-/// A list. What is written becomes the whole of it, in the order of the positions.
-template <typename Interface, typename Obs, auto NOTIFY, typename Element>
-class ListObject final : public PlainObject<Interface, Obs, NOTIFY, std::vector<Element>> {
-public:
-    using PlainObject<Interface, Obs, NOTIFY, std::vector<Element>>::PlainObject;
-
-    int platformReserved() override { return STATUS_NOT_SUPPORTED; }
-
-    int setValue(std::map<int, Element> const& elements) override { return this->write(writtenList(elements)); }
-
-    int getValue(std::vector<Element>& values) override { return this->read(values); }
-};
-
-using IntegerObject = NumberObject<objbus::ObjectNumericInteger, objbus::ObserverNumericInteger, int>;
-using Int64Object = NumberObject<objbus::ObjectNumericInt64, objbus::ObserverNumericInt64, long long>;
-using IntegerListObject = ListObject<objbus::ObjectVectorNumericInteger, objbus::ObserverVectorNumericInteger,
-                                     &objbus::ObserverVectorNumericInteger::notifyIntegerVector, int>;
-using StringListObject = ListObject<objbus::ObjectVectorString, objbus::ObserverVectorString,
-                                    &objbus::ObserverVectorString::notifyStringVector, std::string>;
-
 /// An action. Its script runs on the caller's thread, and what the script says is sent on the delivery thread.
 class ActionObject final : public ObjectOf<objbus::ObjectAction, objbus::ObserverAction> {
 public:
-    ActionObject(Model& model, Key& key, ActionScript script);
+    ActionObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, ActionScript script = {});
     int platformReserved1() override { return STATUS_NOT_SUPPORTED; }
     int platformReserved2() override { return STATUS_NOT_SUPPORTED; }
     int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override;
@@ -234,7 +174,7 @@ private:
 /// A table with its rows, and the iterators that were made on it.
 class TableObject final : public ObjectOf<objbus::ObjectTable, objbus::ObserverTable> {
 public:
-    TableObject(Model& model, Key& key, objbus::ObjectTypeSpec type, Rows rows);
+    TableObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, Rows rows = {});
     objbus::TableIterator* createIterator(objbus::IteratorType const& type, objbus::ObserverTableIterator* observer,
                                           std::vector<objbus::TableSelection> const& selections,
                                           std::vector<int> const& columns,
@@ -248,6 +188,15 @@ public:
 private:
     Rows rows_;
     Iterators<Iterator, objbus::TableIterator> iterators_;
+};
+
+/// The classes of the objects, by their kinds.
+struct Objects {
+    template <typename T>
+    using Plain = PlainObject<T, StoredValue<T>>;
+    using Action = ActionObject;
+    using Table = TableObject;
+    using Bare = ObjectOf<objbus::Object, objbus::Observer>;  ///< No client operation serves one.
 };
 
 }  // namespace simulator

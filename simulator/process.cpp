@@ -31,7 +31,7 @@ Root root;
 
 /// The television's answer to one lookup of the root interface.
 simulator::RootLookup lookUpRoot(simulator::Model& model) {
-    std::lock_guard const lock(model.mutex);
+    television::MutexLock const lock(model.mutex);
     ++model.lookups;
     return model.rootLookup;
 }

@@ -10,26 +10,26 @@
 
 namespace television {
 
-/// The iterators of one table, of which clients have plain pointers, under the mutex of the model. It keeps those that
-/// were destroyed last, so that a pointer that a client hands back again is not the address of a newer one. `Handle` is
-/// what clients have pointers to.
+/// The iterators of one table, to which clients have plain pointers. Guarded by the model's mutex. Keeps the iterators
+/// that were destroyed last, so that no newer iterator has the address of a pointer that a client destroys again.
+/// `Handle` is the class that the clients' pointers point to.
 template <typename Iterator, typename Handle = Iterator>
 class Iterators {
 public:
-    static constexpr std::size_t KEPT = 1000;  ///< So many destroyed ones.
+    static constexpr std::size_t MAX_DESTROYED = 1000;  ///< How many destroyed iterators are kept.
 
     using List = std::list<std::shared_ptr<Iterator>>;
     using Index = std::map<Handle const*, typename List::iterator>;  ///< By their addresses.
 
     /// An iterator with the memory that its table needs for it.
-    class Made {
+    class Prepared {
     public:
-        explicit Made(std::shared_ptr<Iterator> iterator) : list_{std::move(iterator)} {
+        explicit Prepared(std::shared_ptr<Iterator> iterator) : list_{std::move(iterator)} {
             index_.emplace(list_.front().get(), list_.begin());
         }
-        Made(Made const&) = delete;
-        Made& operator=(Made const&) = delete;
-        ~Made() = default;
+        Prepared(Prepared const&) = delete;
+        Prepared& operator=(Prepared const&) = delete;
+        ~Prepared() = default;
 
     private:
         friend class Iterators;
@@ -39,9 +39,9 @@ public:
     };
 
     /// Takes over the iterator, and returns it. Needs no memory.
-    Iterator* add(Made&& made) {
-        live_.splice(live_.end(), made.list_);
-        index_.merge(made.index_);
+    Iterator* add(Prepared&& prepared) {
+        live_.splice(live_.end(), prepared.list_);
+        index_.merge(prepared.index_);
         return live_.back().get();
     }
 
@@ -53,7 +53,7 @@ public:
         }
         destroyed_.splice(destroyed_.end(), live_, found->second);
         index_.erase(found);
-        if (destroyed_.size() > KEPT) {
+        if (destroyed_.size() > MAX_DESTROYED) {
             destroyed_.pop_front();
         }
         return destroyed_.back();

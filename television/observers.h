@@ -6,7 +6,7 @@
 
 #include "objbus/observer.h"
 #include "television/delivery.h"
-#include "television/value.h"
+#include "television/kinds.h"
 
 // Private to the televisions.
 

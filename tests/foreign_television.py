@@ -35,7 +35,7 @@ def tell_long(action):
 
 def load(mock, _parameters):
     """Publishes the objects."""
-    mock.AddMethod("", "Settle", "", "", "")
+    mock.AddMethod("", "Sync", "", "", "")
     for key, type_number, interface, properties, methods in (
         ("n", 1, "Integer", {"Value": dbus.Int32(5)}, []),
         ("a/text_2d1", 2, "String", {"Value": dbus.String("old")}, []),

@@ -38,7 +38,7 @@ constexpr char CHANGE[] = "PropertiesChanged";
 constexpr char GONE[] = "InterfacesRemoved";
 constexpr auto& MODEL = bus::MODEL_PATH;
 constexpr auto& OBJECT = bus::OBJECT_INTERFACE;
-constexpr auto& LISTS = bus::Plain<Strings>::INTERFACE;
+constexpr auto& LISTS = television::PlainKind<Strings>::INTERFACE;
 constexpr auto& PROPERTIES = bus::PROPERTIES_INTERFACE;
 constexpr auto& MANAGER = bus::MANAGER_INTERFACE;
 
@@ -130,7 +130,7 @@ public:
 
     /// Has a television, in the place of another one.
     void turnOn() {
-        ASSERT_GE(bus::open(television, bus::addressFromEnvironment()), 0);
+        ASSERT_GE(bus::openBus(television, bus::addressFromEnvironment()), 0);
         ASSERT_GE(sd_bus_add_filter(television.get(), nullptr, onCall, this), 0);
         ASSERT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
         untilDone(bus::waitUntilDelivered);
@@ -213,7 +213,7 @@ public:
         {"y Type", says("v", "i", 1)},
         {"y Value", says("v", "i", 7)},
         {"Set", says("")},
-        {"Settle", says("")},
+        {"Sync", says("")},
         {"GetManagedObjects", says("a{oa{sa{sv}}}", 0)},
     };
     bus::Bus television;
@@ -260,7 +260,7 @@ constexpr Operation LIST_ALL{"GetManagedObjects", [](auto& /*all*/) {
                                  EXPECT_EQ(objects.size(), status == 0 ? 0 : 1);
                                  return status;
                              }};
-constexpr Operation SETTLE{"Settle", [](auto& /*all*/) { return bus::waitUntilDelivered(); }};
+constexpr Operation SETTLE{"Sync", [](auto& /*all*/) { return bus::waitUntilDelivered(); }};
 
 TEST_F(HostileBus, AnAnswerThatIsWrongIsAStatus) {
     struct Row {
@@ -330,7 +330,7 @@ TEST_F(HostileBus, WithoutMemoryNothingIsSent) {
 
 TEST_F(HostileBus, ASignalOrASenderThatIsWrongIsNotHeard) {
     bus::Bus stranger;
-    ASSERT_GE(bus::open(stranger, bus::addressFromEnvironment()), 0);
+    ASSERT_GE(bus::openBus(stranger, bus::addressFromEnvironment()), 0);
     char const* name = nullptr;
     ASSERT_GE(sd_bus_get_unique_name(stranger.get(), &name), 0);
     constexpr char BUS[] = "org.freedesktop.DBus";
@@ -416,7 +416,7 @@ TEST_F(HostileBus, AConnectTakesTheAnswerToAnEarlierAttempt) {
     EXPECT_LT(held.calls.size(), 5U);
     held.answer(right);
     Signal const change{"/nrx/Television1/model/x", PROPERTIES, CHANGE,
-                        with("sa{sv}as", bus::Plain<std::string>::INTERFACE, 1, "Value", "s", "new", 0)};
+                        with("sa{sv}as", television::PlainKind<std::string>::INTERFACE, 1, "Value", "s", "new", 0)};
     change.send(television.get(), "");
     EXPECT_EQ(heardNow(), Strings{});
     EXPECT_EQ(ear.take(), Strings{});  // A late answer registers nothing.
@@ -521,7 +521,7 @@ TEST_F(HostileBus, AChangeAfterTheReturnIsHeardLast) {
         isRead = true;
         return lists({"earlier"})(call);
     });
-    Answer const sync = std::exchange(answers["Settle"], [&](sd_bus_message* call) {
+    Answer const sync = std::exchange(answers["Sync"], [&](sd_bus_message* call) {
         std::exchange(isRead, false) ? RIGHT[0].send(television.get(), "") : void();
         return says("")(call);
     });
@@ -533,7 +533,7 @@ TEST_F(HostileBus, AChangeAfterTheReturnIsHeardLast) {
     }
     EXPECT_EQ(heard, (Strings{"x", "y", "ready 126 "}));
     answers["l Value"] = value;
-    answers["Settle"] = sync;
+    answers["Sync"] = sync;
 }
 
 TEST_F(HostileBus, TheOldestOfManyActionsIsForgotten) {

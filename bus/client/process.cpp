@@ -2,7 +2,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include "bus/client/model.h"
+#include "bus/client/remote_model.h"
 #include "television/root_reference.h"
 
 namespace {
@@ -14,11 +14,11 @@ public:
     int platformReserved3() override { return television::STATUS_NOT_SUPPORTED; }
 
     int connectObject(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
-        return bus::catchToStatus([&] { return bus::Model::get().connect(key, observer, object); });
+        return bus::catchToStatus([&] { return bus::RemoteModel::get().connect(key, observer, object); });
     }
 
     int disconnectObject(std::string const& key, objbus::Observer* observer, objbus::Object* object) override {
-        return bus::catchToStatus([&] { return bus::Model::get().disconnect(key, observer, object); });
+        return bus::catchToStatus([&] { return bus::RemoteModel::get().disconnect(key, observer, object); });
     }
 };
 

@@ -1,60 +1,123 @@
 #pragma once
 
-#include <mutex>
+#include <atomic>
+#include <map>
+#include <memory>
 #include <string>
-#include <utility>
 
-#include "bus/client/model.h"
-#include "television/observers.h"
+#include "bus/client/service_connection.h"
+#include "objbus/object.h"
+#include "television/delivery.h"
+#include "television/mutex.h"
+#include "television/observed_object.h"
+#include "television/status.h"
 
 // Private to the platform library.
 
 namespace bus {
 
-/// What all kinds share: the type, and the observers.
-template <typename Interface, typename Obs>
-class ObjectOf : public Interface, public RemoteObject {
+class RemoteIterator;
+struct KeyEntry;
+
+/// The timeout of all operations but connect.
+constexpr std::chrono::seconds CALL_TIMEOUT{1};
+/// The timeout of one attempt to connect.
+constexpr std::chrono::milliseconds CONNECT_TIMEOUT{20};
+
+inline Deadline deadlineAfter(std::chrono::milliseconds timeout) { return std::chrono::steady_clock::now() + timeout; }
+
+/// What the model and its objects share.
+struct ModelContext {
+    explicit ModelContext(ServiceWatcher& watcher) : connection(watcher) {}
+
+    television::Mutex mutex;  ///< Guards the entries, the objects' observers and the iterators. Locked before the
+                              ///< delivery's own mutex.
+    television::Delivery delivery;
+    ServiceConnection connection;
+    /// The iterators that receive the signals of their paths.
+    std::map<std::string, std::shared_ptr<RemoteIterator>, std::less<>> iterators NRX_GUARDED_BY(mutex){};
+};
+
+/// The client's side of one object of the television's. Its type never changes: where the television publishes
+/// another object under the key, another RemoteObject is made.
+class RemoteObject {
 public:
-    using RemoteObject::RemoteObject;
+    RemoteObject(ModelContext& context, KeyEntry const& entry, objbus::ObjectTypeSpec type)
+        : context_(context), entry_(entry), type_(type) {}
+    RemoteObject(RemoteObject const&) = delete;
+    RemoteObject& operator=(RemoteObject const&) = delete;
+    virtual ~RemoteObject() = default;
 
-    int getType(objbus::ObjectTypeSpec& type) final {
-        type = this->type();
-        return television::STATUS_OK;
-    }
+    virtual objbus::Object& object() = 0;
 
-    objbus::Object& object() final { return *this; }
-    void connect(objbus::Observer* observer) final {
-        if (observers_.size() == 0) {
-            endRecovery();
-            handleFirstObserver();
-        }
-        observers_.add(observer, &place());
+    // Called on the connection's thread:
+    /// Reads what must be known before an observer is connected.
+    virtual void prepare(Completion completion) { completion(television::STATUS_OK); }
+    /// Handles a signal from the object's path.
+    virtual void handleSignal(sd_bus_message* signal) = 0;
+    /// Asks the next television whether it publishes the object, and for the value that observers missed.
+    virtual void recover(Completion completion);
+
+    /// Writes that an operation failed. Called with no lock held.
+    void report(char const* operation, int status) const noexcept;
+
+    // Called with the context's mutex held:
+    /// The television is gone: completes what it had not answered.
+    virtual void failPending() {}
+    virtual void handleFirstObserver() { endRecovery(); }
+    virtual void connect(objbus::Observer* observer) = 0;
+    /// Cancels the observer's registrations and returns how many it had.
+    virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
+    [[nodiscard]] virtual std::size_t observerCount() const = 0;
+    /// The present television publishes the object. An object that it has withdrawn does not return.
+    void markPublished() { state_ = isWithdrawn() ? State::WITHDRAWN : State::PUBLISHED; }
+    /// The television has withdrawn the object.
+    void markWithdrawn() { state_ = isPublished() ? State::WITHDRAWN : state_.load(); }
+    /// The television is gone. The next one may publish the object, also one that was withdrawn.
+    void markUnknown() {
+        state_ = State::UNKNOWN;
+        isRecoveryPending_ = true;
     }
-    std::size_t disconnect(objbus::Observer const* observer) final {
-        return observers_.remove(observer, model().delivery);
-    }
-    [[nodiscard]] bool hasObservers() const final { return observers_.size() != 0; }
+    /// The observers have received what they missed.
+    void endRecovery() { isRecoveryPending_ = false; }
+    /// Whether observers have still to receive what they missed.
+    [[nodiscard]] bool isRecoveryDue() const { return isRecoveryPending_ && !isWithdrawn() && observerCount() != 0; }
+
+    [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
+    [[nodiscard]] bool isPublished() const { return state_ == State::PUBLISHED; }
+    [[nodiscard]] bool isWithdrawn() const { return state_ == State::WITHDRAWN; }
 
 protected:
-    /// With the model's mutex held.
-    virtual void handleFirstObserver() {}
+    [[nodiscard]] ModelContext& context() const { return context_; }
+    [[nodiscard]] KeyEntry const& entry() const { return entry_; }
+    [[nodiscard]] television::Delivery& delivery() const { return context_.delivery; }
+    [[nodiscard]] ServiceConnection& connection() const { return context_.connection; }
+    [[nodiscard]] std::string const& path() const;
+    [[nodiscard]] bool notifiesObservers() const { return !isWithdrawn(); }
+    void handleTypeQuery() {}
 
-    // With the model's mutex held. An object that was taken away notifies nobody.
-    template <typename Notify>
-    void post(Notify notify) {
-        if (!isWithdrawn()) {
-            observers_.post(model().delivery, std::move(notify));
-        }
-    }
-    template <typename Notify>
-    void postChange(std::size_t payload, Notify notify) {
-        if (!isWithdrawn()) {
-            observers_.postChange(model().delivery, payload, std::move(notify));
-        }
-    }
+    /// Calls a method of the object with `CALL_TIMEOUT`, unless the object is withdrawn.
+    int call(char const* interface, char const* name, MessageBody arguments, MessageBody reply,
+             MessageBody late = {}) const;
 
 private:
-    television::Observers<Obs> observers_;
+    /// As far as the present television has said.
+    enum class State { UNKNOWN, PUBLISHED, WITHDRAWN };
+
+    ModelContext& context_;
+    KeyEntry const& entry_;
+    objbus::ObjectTypeSpec const type_;
+    std::atomic<State> state_ = State::UNKNOWN;  ///< Changed with the context's mutex held.
+    bool isRecoveryPending_ = false;             ///< Guarded by the context's mutex.
 };
+
+template <typename Interface, typename Obs>
+using ObjectOf = television::ObservedObject<Interface, Obs, RemoteObject>;
+
+/// The object of the type, as the platform declares it.
+std::unique_ptr<RemoteObject> makeObject(ModelContext& context, KeyEntry const& entry, objbus::ObjectTypeSpec type);
+
+/// The arguments of `Get`, or the first ones of `Set`, for a property of an interface.
+MessageBody propertyArguments(char const* interface, char const* property);
 
 }  // namespace bus

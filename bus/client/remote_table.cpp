@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "bus/client/failure.h"
 #include "bus/protocol/contract.h"
 
 namespace bus {
@@ -10,7 +11,7 @@ namespace {
 
 using Observer = objbus::ObserverTableIterator;
 
-/// Notifications that are one number, by their signals.
+/// A notification with one number, and its signal.
 struct NumberSignal {
     char const* name;
     void (Observer::*notify)(int number);
@@ -26,18 +27,19 @@ constexpr NumberSignal NUMBER_SIGNALS[] = {
     {"Updated", &Observer::notifyUpdate},
 };
 
-/// The path of an iterator, as the television answers. Elsewhere others hear.
+/// Reads the path of an iterator from the television's reply. Signals from other paths are not handled as an
+/// iterator's.
 int readPath(sd_bus_message* message, std::string& path) {
     char const* text = nullptr;
-    int const result = sd_bus_message_read_basic(message, SD_BUS_TYPE_OBJECT_PATH, &text);
-    if (result <= 0 || !std::string_view(text).starts_with(ITERATOR_PATH)) {
+    NRX_TRY(requireElement(sd_bus_message_read_basic(message, SD_BUS_TYPE_OBJECT_PATH, &text)));
+    if (!std::string_view(text).starts_with(ITERATOR_PATH)) {
         return -ENXIO;
     }
     path = text;
-    return result;
+    return 1;
 }
 
-Content destroying(std::string path) {
+MessageBody destroyArguments(std::string path) {
     return [path = std::move(path)](sd_bus_message* message) {
         return sd_bus_message_append_basic(message, SD_BUS_TYPE_OBJECT_PATH, path.c_str());
     };
@@ -45,37 +47,37 @@ Content destroying(std::string path) {
 
 }  // namespace
 
-RemoteIterator::RemoteIterator(Model& model, std::string path, objbus::ObserverTableIterator* observer)
-    : model_(model),
+RemoteIterator::RemoteIterator(ModelContext& context, std::string path, objbus::ObserverTableIterator* observer)
+    : context_(context),
       path_(std::move(path)),
       registration_(std::make_shared<television::TypedRegistration<Observer>>(observer, observer, this)) {}
 
 template <typename Notify>
 void RemoteIterator::post(Notify notify) const {
-    television::postTo(registration_, model_.delivery, std::move(notify));
+    television::postTo(registration_, context_.delivery, std::move(notify));
 }
 
 void RemoteIterator::failPending() {
-    if (!isLost_.exchange(true)) {
-        model_.removeIterator(path_);
+    if (!isClosed_.exchange(true)) {
+        context_.iterators.erase(path_);
         post([](Observer& observer) { observer.notifyIteratorReady(television::STATUS_LOST); });
     }
 }
 
 void RemoteIterator::destroy(std::string const& table) {
-    if (!isLost_.exchange(true)) {
-        model_.removeIterator(path_);
+    if (!isClosed_.exchange(true)) {
+        context_.iterators.erase(path_);
         catchToStatus([&] {
-            model_.link.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(path_));
+            context_.connection.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, destroyArguments(path_));
             return 0;
         });
     }
 }
 
-void RemoteIterator::callNoReply(char const* name, Content arguments) const {
-    if (!isLost_) {
+void RemoteIterator::callNoReply(char const* name, MessageBody arguments) const {
+    if (!isClosed_) {
         catchToStatus([&] {
-            model_.link.callNoReply({path_, ITERATOR_INTERFACE, name}, std::move(arguments));
+            context_.connection.callNoReply({path_, ITERATOR_INTERFACE, name}, std::move(arguments));
             return 0;
         });
     }
@@ -130,30 +132,28 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
                                                    std::vector<int> const& columns,
                                                    std::vector<objbus::TableOrder> const& orders) {
     std::shared_ptr<RemoteIterator> iterator;
-    auto const question = [&](sd_bus_message* message) {
+    auto const arguments = [&](sd_bus_message* message) {
         return appendAll(message, static_cast<int>(type), selections, columns, orders);
     };
-    auto const answer = [&](sd_bus_message* message) {
-        std::string made;
-        int const result = readPath(message, made);
-        if (result >= 0) {  // Before the next message is read, which may be the iterator's.
-            iterator = std::make_shared<RemoteIterator>(model(), made, observer);
-            decltype(iterators_)::Made prepared(iterator);
-            std::lock_guard const lock(model().mutex);
-            model().addIterator(made, iterator);
-            iterators_.add(std::move(prepared));
-        }
-        return result;
+    auto const reply = [&](sd_bus_message* message) {
+        std::string iteratorPath;
+        NRX_TRY(readPath(message, iteratorPath));
+        // Before the next message is read, which may be a signal of the iterator.
+        iterator = std::make_shared<RemoteIterator>(context(), iteratorPath, observer);
+        decltype(iterators_)::Prepared prepared(iterator);
+        television::MutexLock const lock(context().mutex);
+        context().iterators.insert_or_assign(iteratorPath, iterator);
+        iterators_.add(std::move(prepared));
+        return 1;
     };
     int const status = catchToStatus([&] {
-        auto const late = [&link = link(), table = path()](sd_bus_message* message) {
-            std::string made;
-            if (readPath(message, made) >= 0) {
-                link.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, destroying(made));
-            }
+        auto const late = [&connection = connection(), table = path()](sd_bus_message* message) {
+            std::string iteratorPath;
+            NRX_TRY(readPath(message, iteratorPath));
+            connection.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, destroyArguments(iteratorPath));
             return 0;
         };
-        return call(TABLE_INTERFACE, "CreateIterator", question, answer, late);
+        return call(TABLE_INTERFACE, "CreateIterator", arguments, reply, late);
     });
     if (status == television::STATUS_NOT_CARRIED || status == television::STATUS_TOO_MANY) {
         report("createIterator", status);
@@ -164,7 +164,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     std::shared_ptr<RemoteIterator> destroyed;
     {
-        std::lock_guard const lock(model().mutex);
+        television::MutexLock const lock(context().mutex);
         destroyed = iterators_.destroy(iterator);
         if (!destroyed) {
             return television::STATUS_UNKNOWN_ITERATOR;
@@ -172,8 +172,8 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
         destroyed->destroy(path());
     }
     auto const registration = destroyed->registration();
-    model().delivery.cancel(*registration);
-    model().delivery.waitWhileRunning(registration->observer, registration->source);
+    delivery().cancel(*registration);
+    delivery().waitWhileRunning(registration->observer, registration->source);
     return television::STATUS_OK;
 }
 
@@ -186,7 +186,7 @@ void TableObject::handleSignal(sd_bus_message* signal) {
         report("notify", television::STATUS_NOT_UNDERSTOOD);
         return;
     }
-    std::lock_guard const lock(model().mutex);
+    television::MutexLock const lock(context().mutex);
     post([update](auto& observer) { observer.notifyUpdate(update); });
 }
 

@@ -12,10 +12,10 @@
 
 namespace bus {
 
-/// An iterator that the television made for this process. It is heard from when it is made until it is destroyed.
+/// An iterator that the television made for this process. Receives the signals of its path until it is destroyed.
 class RemoteIterator final : public objbus::TableIterator {
 public:
-    RemoteIterator(Model& model, std::string path, objbus::ObserverTableIterator* observer);
+    RemoteIterator(ModelContext& context, std::string path, objbus::ObserverTableIterator* observer);
 
     void requestTotalCount() override;
     void seekToRow(int row) override;
@@ -24,12 +24,12 @@ public:
     void readRowChunk(int count) override;
     void commit() override;
 
-    /// Takes a signal from its path, on the link's thread.
+    /// Handles a signal from the iterator's path, on the connection's thread.
     void handleSignal(sd_bus_message* signal);
-    // With the model's mutex held:
-    /// The television that has it is gone. Another one may give the path to another iterator.
+    // With the context's mutex held:
+    /// The television is gone. The next one may give the path to another iterator.
     void failPending();
-    /// Ends it, here and in the television.
+    /// Destroys the iterator here and in the television.
     void destroy(std::string const& table);
 
     [[nodiscard]] std::string const& path() const { return path_; }
@@ -38,13 +38,12 @@ public:
 private:
     using Observer = objbus::ObserverTableIterator;
 
-    void callNoReply(char const* name, Content arguments) const;
+    void callNoReply(char const* name, MessageBody arguments) const;
     template <typename Notify>
     void post(Notify notify) const;
 
-    std::atomic<bool> isLost_ = false;
-
-    Model& model_;
+    std::atomic<bool> isClosed_ = false;  ///< Neither called nor notified any more.
+    ModelContext& context_;
     std::string const path_;
     std::shared_ptr<television::TypedRegistration<Observer>> const registration_;
 };
@@ -52,7 +51,7 @@ private:
 /// A table, and the iterators that were made on it here.
 class TableObject final : public ObjectOf<objbus::ObjectTable, objbus::ObserverTable> {
 public:
-    using ObjectOf::ObjectOf;
+    using ObservedObject::ObservedObject;
 
     objbus::TableIterator* createIterator(objbus::IteratorType const& type, objbus::ObserverTableIterator* observer,
                                           std::vector<objbus::TableSelection> const& selections,
@@ -64,7 +63,7 @@ public:
     void failPending() override;
 
 private:
-    television::Iterators<RemoteIterator, objbus::TableIterator> iterators_;  ///< The model's mutex guards it.
+    television::Iterators<RemoteIterator, objbus::TableIterator> iterators_;
 };
 
 }  // namespace bus

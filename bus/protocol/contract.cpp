@@ -82,11 +82,11 @@ bool isFromBus(sd_bus_message* message) {
     return sender != nullptr && sender == std::string_view(BUS_NAME);
 }
 
-int refuse(sd_bus_error* error, int status) {
+int setStatusError(sd_bus_error* error, int status) {
     return sd_bus_error_set(error, STATUS_ERROR, std::to_string(status).c_str());
 }
 
-int statusOf(sd_bus_error const& error) {
+int statusOfError(sd_bus_error const& error) {
     if (sd_bus_error_has_name(&error, STATUS_ERROR) != 0) {
         int const status = television::parseNumber<int>(error.message != nullptr ? error.message : "").value_or(0);
         return status != television::STATUS_OK ? status : static_cast<int>(television::STATUS_NOT_UNDERSTOOD);

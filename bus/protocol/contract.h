@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "objbus/object_type.h"
 
@@ -29,58 +28,22 @@ constexpr char MANAGER_INTERFACE[] = "org.freedesktop.DBus.ObjectManager";
 constexpr char BUS_NAME[] = "org.freedesktop.DBus";
 constexpr char BUS_PATH[] = "/org/freedesktop/DBus";
 
+/// Of the model: the reply follows the signals of all earlier changes.
+constexpr char SYNC_METHOD[] = "Sync";
+
 constexpr char STATUS_ERROR[] = "nrx.Television1.Error.Status";
-
-/// How a plain value of the type `T` is shown on the bus.
-template <typename T>
-struct Plain;
-
-template <>
-struct Plain<int> {
-    static constexpr objbus::ObjectTypeSpec TYPE = objbus::OBJECT_TYPE_NUMERIC_INTEGER;
-    static constexpr char INTERFACE[] = "nrx.Television1.Integer";
-    static constexpr char SIGNATURE[] = "i";
-};
-
-template <>
-struct Plain<long long> {
-    static constexpr objbus::ObjectTypeSpec TYPE = objbus::OBJECT_TYPE_NUMERIC_INT64;
-    static constexpr char INTERFACE[] = "nrx.Television1.Int64";
-    static constexpr char SIGNATURE[] = "x";
-};
-
-template <>
-struct Plain<std::string> {
-    static constexpr objbus::ObjectTypeSpec TYPE = objbus::OBJECT_TYPE_STRING;
-    static constexpr char INTERFACE[] = "nrx.Television1.String";
-    static constexpr char SIGNATURE[] = "s";
-};
-
-template <>
-struct Plain<std::vector<int>> {
-    static constexpr objbus::ObjectTypeSpec TYPE = objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER;
-    static constexpr char INTERFACE[] = "nrx.Television1.IntegerList";
-    static constexpr char SIGNATURE[] = "ai";
-};
-
-template <>
-struct Plain<std::vector<std::string>> {
-    static constexpr objbus::ObjectTypeSpec TYPE = objbus::OBJECT_TYPE_VECTOR_STRING;
-    static constexpr char INTERFACE[] = "nrx.Television1.StringList";
-    static constexpr char SIGNATURE[] = "as";
-};
 
 /// The path of the model's object under a key, and back; empty for the path of none.
 std::string pathOf(std::string_view key);
 std::optional<std::string> keyOf(std::string_view path);
 
-/// Whether the bus itself sent the message. The rule of a match does not keep out what another connection sends to this
-/// one alone.
+/// Whether the bus itself sent the message. A match rule does not exclude messages that another connection sends to
+/// this connection alone.
 bool isFromBus(sd_bus_message* message);
 
-/// Lets an operation fail with a television's status, and returns what a handler then returns.
-int refuse(sd_bus_error* error, int status);
-/// The status of an operation that failed: the television's own, or what the bus says.
-int statusOf(sd_bus_error const& error);
+/// Sets the error of a method call to a status of the television's, and returns the result of the call's handler.
+int setStatusError(sd_bus_error* error, int status);
+/// The status of a method call that failed: the television's own, or the one that the bus's error stands for.
+int statusOfError(sd_bus_error const& error);
 
 }  // namespace bus

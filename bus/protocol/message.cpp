@@ -27,43 +27,34 @@ std::size_t sizeWithText(std::string const& text) { return padded(sizeof(std::ui
 template <typename Elements, typename AppendElement>
 int appendArray(sd_bus_message* message, char const* contents, Elements const& elements,
                 AppendElement const& appendElement) {
-    if (wireSize(elements) > MOST_BYTES) {
+    if (wireSize(elements) > MAX_MESSAGE_BYTES) {
         return -EMSGSIZE;
     }
-    int result = sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, contents);
-    for (auto const& element : elements) {
-        if (result < 0) {
-            return result;
+    return appendContainer(message, SD_BUS_TYPE_ARRAY, contents, [&] {
+        for (auto const& element : elements) {
+            NRX_TRY(appendElement(element));
         }
-        result = appendElement(element);
-    }
-    return result < 0 ? result : sd_bus_message_close_container(message);
+        return 0;
+    });
 }
 
 /// Reads a container, each of its elements with `readElement`, which returns 0 at the end.
 template <typename Element, typename ReadElement>
 int readArray(sd_bus_message* message, char const* contents, std::vector<Element>& elements,
               ReadElement const& readElement) {
-    int result = sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, contents);
-    if (result <= 0) {
-        return result < 0 ? result : -ENXIO;
-    }
-    elements.clear();
-    std::size_t size = wireSize(elements);
-    while (sd_bus_message_at_end(message, 0) == 0) {
-        result = readElement(elements.emplace_back());
-        if (result <= 0) {
-            return result < 0 ? result : -ENXIO;
+    return readContainer(message, SD_BUS_TYPE_ARRAY, contents, [&] {
+        elements.clear();
+        std::size_t size = wireSize(elements);
+        while (sd_bus_message_at_end(message, 0) == 0) {
+            NRX_TRY(requireElement(readElement(elements.emplace_back())));
+            size += wireSize(elements.back());
+            if (size > MAX_MESSAGE_BYTES) {  // Before more memory is taken.
+                return -EMSGSIZE;
+            }
         }
-        size += wireSize(elements.back());
-        if (size > MOST_BYTES) {  // Before more memory is taken.
-            return -EMSGSIZE;
-        }
-    }
-    return sd_bus_message_exit_container(message);
+        return 0;
+    });
 }
-
-int failsOr(int result) { return result == 0 ? -ENXIO : result; }  // Nothing is there to be read.
 
 int readByte(std::int16_t number, std::int8_t& byte) {
     using Limits = std::numeric_limits<std::int8_t>;
@@ -76,55 +67,29 @@ int readByte(std::int16_t number, std::int8_t& byte) {
 
 }  // namespace
 
-bool carries(std::string_view text) {
+bool hasValidText(std::string_view text) {
     char const* at = text.data();
     char const* const end = at + text.size();
     while (at != end) {
         utf::code_point const character = utf::utf_traits<char>::decode(at, end);
-        bool const isNone = (character >= 0xFDD0 && character <= 0xFDEF) || (character & 0xFFFE) == 0xFFFE;
-        if (character == 0 || isNone || !utf::is_valid_codepoint(character)) {
+        bool const isNoncharacter = (character >= 0xFDD0 && character <= 0xFDEF) || (character & 0xFFFE) == 0xFFFE;
+        if (character == 0 || isNoncharacter || !utf::is_valid_codepoint(character)) {
             return false;
         }
     }
     return true;
 }
 
-std::size_t wireSize(int /*value*/) { return sizeof(std::int32_t); }
-std::size_t wireSize(unsigned int /*value*/) { return sizeof(std::uint32_t); }
-std::size_t wireSize(long long /*value*/) { return 2 * sizeof(std::int64_t); }
 std::size_t wireSize(std::string const& value) { return padded(sizeof(std::uint32_t) + value.size() + 1, 4); }
 std::size_t wireSize(objbus::Argument const& argument) { return sizeWithText(argument.value); }
 std::size_t wireSize(objbus::TableSelection const& selection) { return sizeWithText(selection.value); }
 std::size_t wireSize(objbus::TableOrder const& /*order*/) { return 2 * sizeof(std::int32_t); }
-std::size_t wireSize(std::vector<int> const& values) { return 8 + values.size() * sizeof(std::int32_t); }
-
-int append(sd_bus_message* message, int value) {
-    std::int32_t const number = value;
-    return sd_bus_message_append_basic(message, SD_BUS_TYPE_INT32, &number);
-}
-
-int append(sd_bus_message* message, unsigned int value) {
-    std::uint32_t const number = value;
-    return sd_bus_message_append_basic(message, SD_BUS_TYPE_UINT32, &number);
-}
-
-int append(sd_bus_message* message, long long value) {
-    std::int64_t const number = value;
-    return sd_bus_message_append_basic(message, SD_BUS_TYPE_INT64, &number);
-}
 
 int append(sd_bus_message* message, std::string const& value) {
-    if (wireSize(value) > MOST_BYTES) {
+    if (wireSize(value) > MAX_MESSAGE_BYTES) {
         return -EMSGSIZE;
     }
-    return carries(value) ? sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, value.c_str()) : -EILSEQ;
-}
-
-int append(sd_bus_message* message, std::vector<int> const& values) {
-    if (wireSize(values) > MOST_BYTES) {
-        return -EMSGSIZE;
-    }
-    return sd_bus_message_append_array(message, SD_BUS_TYPE_INT32, values.data(), values.size() * sizeof(int));
+    return hasValidText(value) ? sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, value.c_str()) : -EILSEQ;
 }
 
 int append(sd_bus_message* message, std::vector<std::string> const& values) {
@@ -137,17 +102,17 @@ int append(sd_bus_message* message, std::vector<std::vector<std::string>> const&
 
 int append(sd_bus_message* message, std::vector<objbus::Argument> const& arguments) {
     return appendArray(message, "(nnns)", arguments, [message](objbus::Argument const& argument) {
-        return !carries(argument.value) ? -EILSEQ
-                                        : sd_bus_message_append(message, "(nnns)", argument.tag, argument.index,
-                                                                argument.flags, argument.value.c_str());
+        return !hasValidText(argument.value) ? -EILSEQ
+                                             : sd_bus_message_append(message, "(nnns)", argument.tag, argument.index,
+                                                                     argument.flags, argument.value.c_str());
     });
 }
 
 int append(sd_bus_message* message, std::vector<objbus::TableSelection> const& selections) {
     return appendArray(message, "(iis)", selections, [message](objbus::TableSelection const& selection) {
-        return !carries(selection.value) ? -EILSEQ
-                                         : sd_bus_message_append(message, "(iis)", selection.first, selection.second,
-                                                                 selection.value.c_str());
+        return !hasValidText(selection.value) ? -EILSEQ
+                                              : sd_bus_message_append(message, "(iis)", selection.first,
+                                                                      selection.second, selection.value.c_str());
     });
 }
 
@@ -157,42 +122,11 @@ int append(sd_bus_message* message, std::vector<objbus::TableOrder> const& order
     });
 }
 
-int read(sd_bus_message* message, int& value) {
-    return failsOr(sd_bus_message_read_basic(message, SD_BUS_TYPE_INT32, &value));
-}
-
-int read(sd_bus_message* message, unsigned int& value) {
-    return failsOr(sd_bus_message_read_basic(message, SD_BUS_TYPE_UINT32, &value));
-}
-
-int read(sd_bus_message* message, long long& value) {
-    std::int64_t number = 0;
-    int const result = sd_bus_message_read_basic(message, SD_BUS_TYPE_INT64, &number);
-    value = result > 0 ? number : value;
-    return failsOr(result);
-}
-
 int read(sd_bus_message* message, std::string& value) {
     char const* text = nullptr;
-    int const result = sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &text);
-    if (result > 0) {
-        value = text;
-    }
-    return result > 0 && wireSize(value) > MOST_BYTES ? -EMSGSIZE : failsOr(result);
-}
-
-int read(sd_bus_message* message, std::vector<int>& values) {
-    void const* numbers = nullptr;
-    std::size_t size = 0;
-    int const result = sd_bus_message_read_array(message, SD_BUS_TYPE_INT32, &numbers, &size);
-    if (result > 0 && wireSize(std::vector<int>()) + size > MOST_BYTES) {
-        return -EMSGSIZE;
-    }
-    if (result > 0) {
-        auto const* const first = static_cast<int const*>(numbers);
-        values.assign(first, first + size / sizeof(int));
-    }
-    return failsOr(result);
+    NRX_TRY(requireElement(sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &text)));
+    value = text;
+    return wireSize(value) > MAX_MESSAGE_BYTES ? -EMSGSIZE : 1;
 }
 
 int read(sd_bus_message* message, std::vector<std::string>& values) {
@@ -208,24 +142,19 @@ int read(sd_bus_message* message, std::vector<objbus::Argument>& arguments) {
         std::int16_t index = 0;
         std::int16_t flags = 0;
         char const* text = nullptr;
-        int result = sd_bus_message_read(message, "(nnns)", &argument.tag, &index, &flags, &text);
-        if (result <= 0) {
-            return result;
-        }
+        NRX_TRY(requireElement(sd_bus_message_read(message, "(nnns)", &argument.tag, &index, &flags, &text)));
         argument.value = text;
-        result = readByte(index, argument.index);
-        return result < 0 ? result : readByte(flags, argument.flags);
+        NRX_TRY(readByte(index, argument.index));
+        return readByte(flags, argument.flags);
     });
 }
 
 int read(sd_bus_message* message, std::vector<objbus::TableSelection>& selections) {
     return readArray(message, "(iis)", selections, [message](objbus::TableSelection& selection) {
         char const* text = nullptr;
-        int const result = sd_bus_message_read(message, "(iis)", &selection.first, &selection.second, &text);
-        if (result > 0) {
-            selection.value = text;
-        }
-        return result;
+        NRX_TRY(requireElement(sd_bus_message_read(message, "(iis)", &selection.first, &selection.second, &text)));
+        selection.value = text;
+        return 1;
     });
 }
 
@@ -235,12 +164,12 @@ int read(sd_bus_message* message, std::vector<objbus::TableOrder>& orders) {
     });
 }
 
-Loop makeLoop() {
-    sd_event* loop = nullptr;
-    if (int const result = sd_event_new(&loop); result < 0) {
-        throw std::system_error(-result, std::generic_category(), "the loop of the bus");
+EventLoop makeEventLoop() {
+    EventLoop loop;
+    if (int const result = makeInto(loop, sd_event_new); result < 0) {
+        throw std::system_error(-result, std::generic_category(), "the event loop of the bus");
     }
-    return Loop(loop);
+    return loop;
 }
 
 std::string addressFromEnvironment() {
@@ -261,15 +190,13 @@ std::string addressFromEnvironment() {
     return address + "/bus";
 }
 
-int open(Bus& bus, std::string const& address) {
-    sd_bus* opened = nullptr;
-    int result = sd_bus_new(&opened);
-    bus.reset(opened);
-    result = result < 0 ? result : sd_bus_set_address(opened, address.c_str());
-    result = result < 0 ? result : sd_bus_set_bus_client(opened, 1);
-    // By default the environment would say, which is not to be read on every thread.
-    result = result < 0 ? result : sd_bus_set_method_call_timeout(opened, REPLY_TIMEOUT_MICROSECONDS);
-    return result < 0 ? result : sd_bus_start(opened);
+int openBus(Bus& bus, std::string const& address) {
+    NRX_TRY(makeInto(bus, sd_bus_new));
+    NRX_TRY(sd_bus_set_address(bus.get(), address.c_str()));
+    NRX_TRY(sd_bus_set_bus_client(bus.get(), 1));
+    // By default sd-bus reads the environment, which must not be read on every thread.
+    NRX_TRY(sd_bus_set_method_call_timeout(bus.get(), REPLY_TIMEOUT_MICROSECONDS));
+    return sd_bus_start(bus.get());
 }
 
 }  // namespace bus

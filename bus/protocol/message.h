@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -14,14 +15,24 @@
 
 #include "objbus/argument.h"
 #include "objbus/table.h"
-#include "television/value.h"
+#include "television/kinds.h"
 
-// The contents of messages. Every operation returns a negative error number when it fails, as sd-bus does; what was
-// appended, or read, before is then of no use. Private to both sides of the bus.
+// The contents of messages. Every operation returns a negative error number when it fails, as sd-bus does; the caller
+// then discards the message. Private to both sides of the bus.
+
+/// Returns from the function with the step's error number when the step fails. A step may contain others in a lambda.
+#define NRX_TRY(step) NRX_TRY_NUMBERED(step, __COUNTER__)
+#define NRX_TRY_NUMBERED(step, number) NRX_TRY_AS(step, number)
+#define NRX_TRY_AS(step, number)                                     \
+    do {                                                             \
+        if (int const result##number = (step); result##number < 0) { \
+            return result##number;                                   \
+        }                                                            \
+    } while (false)
 
 namespace bus {
 
-/// Calls the function that gives an object of libsystemd back.
+/// Calls the function that releases an object of libsystemd.
 template <auto RELEASE>
 struct Release {
     template <typename T>
@@ -33,112 +44,185 @@ struct Release {
 using Bus = std::unique_ptr<sd_bus, Release<sd_bus_close_unref>>;
 using Message = std::unique_ptr<sd_bus_message, Release<sd_bus_message_unref>>;
 using Slot = std::unique_ptr<sd_bus_slot, Release<sd_bus_slot_unref>>;
-using Loop = std::unique_ptr<sd_event, Release<sd_event_unref>>;
-using Source = std::unique_ptr<sd_event_source, Release<sd_event_source_disable_unref>>;
+using EventLoop = std::unique_ptr<sd_event, Release<sd_event_unref>>;
+using EventSource = std::unique_ptr<sd_event_source, Release<sd_event_source_disable_unref>>;
 
-/// Whether the bus carries the text: it is UTF-8, without a zero byte and without the codes that Unicode gives to no
-/// character ever (U+FFFE, U+FFFF and their like).
-bool carries(std::string_view text);
-/// Whether the bus carries all texts of a value.
+/// Sets the pointer to the object that an operation of libsystemd makes in its last argument, null when it fails.
+template <typename Pointer, typename Operation>
+int makeInto(Pointer& pointer, Operation const& operation) {
+    typename Pointer::pointer made = nullptr;
+    int const result = operation(&made);
+    pointer.reset(made);
+    return result;
+}
+
+// Whether the bus carries all texts of a value: each is UTF-8, without a zero byte and without the codes that Unicode
+// gives to no character ever (U+FFFE, U+FFFF and their like).
+bool hasValidText(std::string_view text);
 template <typename Number>
 requires std::is_arithmetic_v<Number>
-bool carries(Number /*value*/) { return true; }
+bool hasValidText(Number /*value*/) { return true; }
 template <typename T>
-bool carries(std::vector<T> const& values) {
-    return std::all_of(values.begin(), values.end(), [](T const& value) { return carries(value); });
+bool hasValidText(std::vector<T> const& values) {
+    return std::all_of(values.begin(), values.end(), [](T const& value) { return hasValidText(value); });
 }
 
 using television::sizeOf;
 
-/// What the values of a message may have together, as `wireSize` counts them. A bus with the limits that dbus-daemon is
-/// built with ends a connection that sends 32 MiB; the rest is room for the header and for what wraps the values.
-constexpr std::size_t MOST_BYTES = std::size_t{31} * 1024 * 1024;
+/// The limit for the values of a message together, as `wireSize` counts them. A bus with dbus-daemon's built-in limits
+/// ends a connection that sends 32 MiB; the rest is room for the header and the containers.
+constexpr std::size_t MAX_MESSAGE_BYTES = std::size_t{31} * 1024 * 1024;
 
-// The bytes of a value in a message, at most: every text and every list has a length, an end or padding besides.
-std::size_t wireSize(int value);
-std::size_t wireSize(unsigned int value);
-std::size_t wireSize(long long value);
+// An upper bound of the bytes of a value in a message: texts and lists have a length, an end and padding besides.
+template <typename Number>
+requires std::is_arithmetic_v<Number> std::size_t wireSize(Number /*value*/) {
+    return sizeof(Number) > 4 ? 2 * sizeof(Number) : sizeof(Number);  // With padding to its own size.
+}
 std::size_t wireSize(std::string const& value);
 std::size_t wireSize(objbus::Argument const& argument);
 std::size_t wireSize(objbus::TableSelection const& selection);
 std::size_t wireSize(objbus::TableOrder const& order);
-std::size_t wireSize(std::vector<int> const& values);
 template <typename T>
 std::size_t wireSize(std::vector<T> const& values) {
-    std::size_t size = 8;  // Its length, and the padding before the first element.
-    for (T const& value : values) {
-        size += wireSize(value);
+    std::size_t size = 8;  // The length of the list, and the padding before the first element.
+    if constexpr (std::is_arithmetic_v<T>) {
+        return size + values.size() * sizeof(T);
+    } else {
+        for (T const& value : values) {
+            size += wireSize(value);
+        }
+        return size;
     }
-    return size;
 }
-/// The same for several.
+/// The same for several values.
 template <typename... Values>
-std::size_t sizeTogether(Values const&... values) {
+std::size_t totalWireSize(Values const&... values) {
     return (std::size_t{0} + ... + wireSize(values));
 }
 
-// Appends one value, whole. A text that the bus does not carry fails with `-EILSEQ`, and a value of more than
-// `MOST_BYTES` with `-EMSGSIZE`.
-int append(sd_bus_message* message, int value);
-int append(sd_bus_message* message, unsigned int value);
-int append(sd_bus_message* message, long long value);
+/// A number as sd-bus takes it.
+template <typename Number>
+using WireNumber = std::conditional_t<std::is_same_v<Number, long long>, std::int64_t, Number>;
+
+/// The D-Bus type of a number.
+template <typename Number>
+constexpr char NUMBER_TYPE = television::PlainKind<Number>::SIGNATURE[0];
+template <>
+inline constexpr char NUMBER_TYPE<unsigned int> = SD_BUS_TYPE_UINT32;
+
+/// The result of a read operation, of which 0 says that the message has no more.
+inline int requireElement(int result) { return result == 0 ? -ENXIO : result; }
+
+// Appends one value. A text that the bus does not carry fails with `-EILSEQ`, and a value of more than
+// `MAX_MESSAGE_BYTES` with `-EMSGSIZE`.
+template <typename Number>
+requires std::is_arithmetic_v<Number>
+int append(sd_bus_message* message, Number value) {
+    WireNumber<Number> const number = value;
+    return sd_bus_message_append_basic(message, NUMBER_TYPE<Number>, &number);
+}
+template <typename Number>
+requires std::is_arithmetic_v<Number>
+int append(sd_bus_message* message, std::vector<Number> const& values) {
+    if (wireSize(values) > MAX_MESSAGE_BYTES) {
+        return -EMSGSIZE;
+    }
+    return sd_bus_message_append_array(message, NUMBER_TYPE<Number>, values.data(), values.size() * sizeof(Number));
+}
 int append(sd_bus_message* message, std::string const& value);
-int append(sd_bus_message* message, std::vector<int> const& values);
 int append(sd_bus_message* message, std::vector<std::string> const& values);
 int append(sd_bus_message* message, std::vector<std::vector<std::string>> const& rows);
 int append(sd_bus_message* message, std::vector<objbus::Argument> const& arguments);
 int append(sd_bus_message* message, std::vector<objbus::TableSelection> const& selections);
 int append(sd_bus_message* message, std::vector<objbus::TableOrder> const& orders);
 
-/// Appends several values, which have at most `MOST_BYTES` together.
+/// Appends several values, which have at most `MAX_MESSAGE_BYTES` together.
 template <typename... Values>
 int appendAll([[maybe_unused]] sd_bus_message* message, Values const&... values) {
-    int result = sizeTogether(values...) > MOST_BYTES ? -EMSGSIZE : 0;
+    int result = totalWireSize(values...) > MAX_MESSAGE_BYTES ? -EMSGSIZE : 0;
     static_cast<void>(((result >= 0 && (result = append(message, values)) >= 0) && ...));
     return result;
 }
 
-// Reads one value. Anything else than the type fails, and so does, with `-EMSGSIZE`, a value of more than `MOST_BYTES`.
-int read(sd_bus_message* message, int& value);
-int read(sd_bus_message* message, unsigned int& value);
-int read(sd_bus_message* message, long long& value);
+// Reads one value. A value of another type fails, and so does, with `-EMSGSIZE`, one of more than `MAX_MESSAGE_BYTES`.
+template <typename Number>
+requires std::is_arithmetic_v<Number>
+int read(sd_bus_message* message, Number& value) {
+    WireNumber<Number> number{};
+    NRX_TRY(requireElement(sd_bus_message_read_basic(message, NUMBER_TYPE<Number>, &number)));
+    value = number;
+    return 1;
+}
+template <typename Number>
+requires std::is_arithmetic_v<Number>
+int read(sd_bus_message* message, std::vector<Number>& values) {
+    void const* numbers = nullptr;
+    std::size_t size = 0;
+    NRX_TRY(requireElement(sd_bus_message_read_array(message, NUMBER_TYPE<Number>, &numbers, &size)));
+    if (wireSize(std::vector<Number>()) + size > MAX_MESSAGE_BYTES) {
+        return -EMSGSIZE;
+    }
+    auto const* const first = static_cast<Number const*>(numbers);
+    values.assign(first, first + size / sizeof(Number));
+    return 1;
+}
 int read(sd_bus_message* message, std::string& value);
-int read(sd_bus_message* message, std::vector<int>& values);
 int read(sd_bus_message* message, std::vector<std::string>& values);
 int read(sd_bus_message* message, std::vector<std::vector<std::string>>& rows);
 int read(sd_bus_message* message, std::vector<objbus::Argument>& arguments);
 int read(sd_bus_message* message, std::vector<objbus::TableSelection>& selections);
 int read(sd_bus_message* message, std::vector<objbus::TableOrder>& orders);
 
-/// Reads several values, which have at most `MOST_BYTES` together.
+/// Reads several values, which have at most `MAX_MESSAGE_BYTES` together.
 template <typename... Values>
 int readAll([[maybe_unused]] sd_bus_message* message, Values&... values) {
     int result = 0;
     static_cast<void>((((result = read(message, values)) >= 0) && ...));
-    return result >= 0 && sizeTogether(values...) > MOST_BYTES ? -EMSGSIZE : result;
+    return result >= 0 && totalWireSize(values...) > MAX_MESSAGE_BYTES ? -EMSGSIZE : result;
 }
 
-/// Appends, or reads, the value in the variant that a property is sent in.
+/// Opens a container, calls `appendContents`, and closes the container.
+template <typename AppendContents>
+int appendContainer(sd_bus_message* message, char type, char const* contents, AppendContents const& appendContents) {
+    NRX_TRY(sd_bus_message_open_container(message, type, contents));
+    NRX_TRY(appendContents());
+    return sd_bus_message_close_container(message);
+}
+/// Enters a container, calls `readContents`, and leaves the container.
+template <typename ReadContents>
+int readContainer(sd_bus_message* message, char type, char const* contents, ReadContents const& readContents) {
+    NRX_TRY(requireElement(sd_bus_message_enter_container(message, type, contents)));
+    NRX_TRY(readContents());
+    return sd_bus_message_exit_container(message);
+}
+/// Enters a dictionary, and calls `readEntry` within each entry of the signature.
+template <typename ReadEntry>
+int readDictionary(sd_bus_message* message, char const* entry, ReadEntry const& readEntry) {
+    return readContainer(message, SD_BUS_TYPE_ARRAY, ("{" + std::string(entry) + "}").c_str(), [&] {
+        while (sd_bus_message_at_end(message, 0) == 0) {
+            NRX_TRY(readContainer(message, SD_BUS_TYPE_DICT_ENTRY, entry, readEntry));
+        }
+        return 0;
+    });
+}
+
+/// Appends, or reads, the value of a property in its variant.
 template <typename T>
 int appendVariant(sd_bus_message* message, char const* signature, T const& value) {
-    int result = sd_bus_message_open_container(message, SD_BUS_TYPE_VARIANT, signature);
-    result = result < 0 ? result : append(message, value);
-    return result < 0 ? result : sd_bus_message_close_container(message);
+    return appendContainer(message, SD_BUS_TYPE_VARIANT, signature, [&] { return append(message, value); });
 }
 template <typename T>
 int readVariant(sd_bus_message* message, char const* signature, T& value) {
-    int result = sd_bus_message_enter_container(message, SD_BUS_TYPE_VARIANT, signature);
-    result = result < 0 ? result : read(message, value);
-    return result < 0 ? result : sd_bus_message_exit_container(message);
+    return readContainer(message, SD_BUS_TYPE_VARIANT, signature, [&] { return read(message, value); });
 }
 
-/// A loop of events. Throws `std::system_error` when the kernel has no room for it.
-Loop makeLoop();
+/// Makes an event loop. Throws `std::system_error` if the kernel has no resources for one.
+EventLoop makeEventLoop();
 
 /// The address of the bus: that in NRX_BUS_ADDRESS, or else the session's. Empty if the environment has neither.
 std::string addressFromEnvironment();
 
 /// Begins to connect to the bus at the address.
-int open(Bus& bus, std::string const& address);
+int openBus(Bus& bus, std::string const& address);
 
 }  // namespace bus

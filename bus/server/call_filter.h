@@ -11,11 +11,11 @@
 
 namespace bus::server {
 
-/// Refuses the calls that their senders may not make. The bus says once for each connection whose it is; the calls
-/// that come meanwhile wait, and nobody else's do. Used on the thread of the loop.
+/// Refuses the calls that their senders may not make. Asks the bus once for the credentials of each client; only that
+/// client's calls wait meanwhile. Used on the loop's thread.
 class CallFilter {
 public:
-    /// From now on no call is handled that is not allowed. Throws `std::system_error` when the bus refuses that.
+    /// Filters all calls from now on. Throws `std::system_error` when sd-bus refuses the handlers.
     CallFilter(sd_bus* bus, Permissions permissions);
     CallFilter(CallFilter const&) = delete;
     CallFilter& operator=(CallFilter const&) = delete;
@@ -26,29 +26,29 @@ private:
     struct Client {
         CallFilter& filter;
         std::string const name;
-        bool isKnown = false;  ///< Whether the bus has said whose it is.
+        bool isKnown = false;  ///< Whether the bus has sent the credentials.
         uid_t user = 0;
         Access access = Access::NONE;
-        std::vector<Message> waiting{};  ///< Until it is known.
-        Slot question{};
+        std::vector<Message> heldCalls{};  ///< Until the client is known.
+        Slot credentialsSlot{};
     };
 
     static int handleMessage(sd_bus_message* message, void* filter, sd_bus_error* error) noexcept;
     static int handleCredentials(sd_bus_message* reply, void* client, sd_bus_error* error) noexcept;
-    static int handleLeave(sd_bus_message* signal, void* filter, sd_bus_error* error) noexcept;
+    static int handleClientLeft(sd_bus_message* signal, void* filter, sd_bus_error* error) noexcept;
 
     int filterCall(sd_bus_message* call, sd_bus_error* error);
     int requestCredentials(Client& client);
-    /// Takes what the bus says of the client, and lets the calls come that wait for it.
-    void identify(Client& client, sd_bus_message* reply);
+    /// Takes the credentials, and handles the client's held calls.
+    void applyCredentials(Client& client, sd_bus_message* reply);
     int refuse(Client const& client, sd_bus_message* call, sd_bus_error* error);
 
     sd_bus* const bus_;
     Permissions const permissions_;
     std::map<std::string, Client, std::less<>> clients_;  ///< By the names of their connections.
-    std::set<uid_t> refused_;                             ///< The users of whom it has been said.
-    Slot filter_;
-    Slot leaving_;
+    std::set<uid_t> reportedUsers_;                       ///< Whose first refused call was reported.
+    Slot filterSlot_;
+    Slot clientLeftSlot_;
 };
 
 }  // namespace bus::server

@@ -8,19 +8,19 @@
 
 namespace bus::server {
 
-/// What a client may do. A later one includes the earlier ones.
+/// What a client may do. Each level includes the levels before it.
 enum class Access { NONE, READ, ALL };
 
-/// What the users may do whose processes are clients.
+/// Which access the users and groups have.
 class Permissions {
 public:
-    /// Root and this process's own user may do all, and nobody else anything.
+    /// Root and this process's own user have all access, other users none.
     Permissions();
 
-    /// Allows it to a user, by name or number, to a group, whose name or number comes after an @, or to "any". Returns
-    /// false for another name.
+    /// Gives access to a user (a name or number), to a group (a name or number after an @), or to "any". Returns false
+    /// for another name.
     bool allow(std::string const& name, Access access);
-    /// The most that the user, or one of the groups, is allowed.
+    /// The highest access of the user and the groups.
     [[nodiscard]] Access of(uid_t user, std::vector<gid_t> const& groups) const;
 
 private:

@@ -33,7 +33,7 @@ std::string reasonOf(int failure) {
         case -EILSEQ:
             return "found a text that the bus does not carry, expected UTF-8 without zero bytes and noncharacters";
         case -EMSGSIZE:
-            return "found more than the bus carries, expected at most " + std::to_string(MOST_BYTES / 1024 / 1024) +
+            return "found more than the bus carries, expected at most " + std::to_string(MAX_MESSAGE_BYTES / 1024 / 1024) +
                    " MiB";
         default:
             return std::generic_category().message(-failure);
@@ -45,7 +45,7 @@ int refuseUnread(sd_bus_error* error, std::string const& key, int failure) {
         return failure;
     }
     reportObject(key, "a call is refused: " + reasonOf(failure));
-    return refuse(error, television::STATUS_NOT_CARRIED);
+    return setStatusError(error, television::STATUS_NOT_CARRIED);
 }
 
 }  // namespace bus::server

@@ -1,93 +1,78 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "bus/protocol/contract.h"
-#include "bus/server/emitter.h"
-#include "bus/server/ground.h"
+#include "bus/server/server_loop.h"
+#include "bus/server/type_descriptor.h"
 #include "objbus/object.h"
 #include "objbus/root_interface.h"
 
+// Private to the server.
+
 namespace bus::server {
 
-class Iterators;
+class ServedIterators;
 
-/// What an object on the bus has to do with.
-struct Surroundings {
-    Outgoing& outgoing;
-    Ground& ground;
+/// What the served objects share. Outlives them.
+struct ObjectContext {
+    SendQueue& sendQueue;
+    ServerLoop& loop;
     objbus::RootInterface& root;
-    Iterators& iterators;
+    ServedIterators& iterators;
 };
 
-/// What there is for one type of object.
-struct Kind {
-    objbus::ObjectTypeSpec type;
-    char const* interface;
-    std::unique_ptr<objbus::Observer> (*makeObserver)(Emitter const& emitter);
-    bool (*fits)(objbus::Object* object);
-    /// Appends those properties of the interface that can be read, and takes their bytes from the room; fails with
-    /// `-EMSGSIZE`, and appends nothing, where there is too little.
-    int (*appendProperties)(sd_bus_message* message, objbus::Object& object, std::string const& key, std::size_t& room);
-};
-
-/// An object of the model that stands on the bus, and tells its changes there. Used on the thread of the loop.
+/// An object of the model that is on the bus: connected to the model, and sending its changes as signals. Used on the
+/// loop's thread.
 class ServedObject {
 public:
-    /// Connects to what stands under the key. Null when that fails, which is said, or when it is of another type
-    /// meanwhile.
-    static std::unique_ptr<ServedObject> connect(Surroundings const& surroundings, std::string const& key,
+    /// Connects to the object under the key. Returns null, after a report, when that fails, and null when the key has
+    /// an object of another type meanwhile.
+    static std::unique_ptr<ServedObject> connect(ObjectContext const& context, std::string const& key,
                                                  objbus::ObjectTypeSpec type);
     ServedObject(ServedObject const&) = delete;
     ServedObject& operator=(ServedObject const&) = delete;
     ~ServedObject();
 
-    [[nodiscard]] std::string const& key() const { return emitter_.origin().key; }
-    [[nodiscard]] std::string const& path() const { return emitter_.origin().path; }
+    [[nodiscard]] std::string const& key() const { return emitter_.source().key; }
+    [[nodiscard]] std::string const& path() const { return emitter_.source().path; }
     [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
-    /// Whether it is the same object of the model's.
-    [[nodiscard]] bool isOf(ServedObject const& other) const { return object_ != nullptr && object_ == other.object_; }
-    /// Whether it has the interface.
-    [[nodiscard]] bool has(std::string const& interface) const;
-    /// Of the type that its interface says.
+    /// Whether both stand for the same object of the model.
+    [[nodiscard]] bool isSameObject(ServedObject const& other) const {
+        return object_ != nullptr && object_ == other.object_;
+    }
+    [[nodiscard]] bool hasInterface(std::string const& interface) const;
+    /// The model's object as the class of its type.
     template <typename Object>
     [[nodiscard]] Object& as() const {
         return static_cast<Object&>(*object_);
     }
-    [[nodiscard]] Surroundings const& surroundings() const { return surroundings_; }
+    [[nodiscard]] ObjectContext const& context() const { return context_; }
 
-    /// The bytes of what tells of it, at most, but for its value.
+    /// An upper bound of the bytes that a list of objects has for this one, without its value.
     [[nodiscard]] std::size_t sizeWithoutValue() const;
-    /// Appends the names of its interfaces.
+    /// Appends the names of the interfaces.
     int appendInterfaces(sd_bus_message* message) const;
-    /// Also appends those of their properties that can be read. The bytes of a value are taken from the room. One that
-    /// there is no room for is left out, which is said when it begins.
+    /// Appends the interfaces with the properties that can be read, and subtracts the value's bytes from the room. A
+    /// value for which there is no room is left out, which is reported the first time.
     int appendInterfacesAndProperties(sd_bus_message* message, std::size_t& room);
 
 private:
-    ServedObject(Surroundings const& surroundings, Emitter emitter, objbus::ObjectTypeSpec type, Kind const* kind)
-        : surroundings_(surroundings), emitter_(std::move(emitter)), type_(type), kind_(kind) {}
+    ServedObject(ObjectContext const& context, SignalEmitter emitter, objbus::ObjectTypeSpec type,
+                 TypeDescriptor const* descriptor)
+        : context_(context), emitter_(std::move(emitter)), type_(type), descriptor_(descriptor) {}
 
-    /// Registers for the notifications, where the type has some, and returns whether it is on the bus.
-    bool connect();
+    /// Connects the observer, if the type has one, and returns whether the object can be served.
+    bool connectObserver();
 
-    Surroundings const& surroundings_;
-    Emitter const emitter_;
+    ObjectContext const& context_;
+    SignalEmitter const emitter_;
     objbus::ObjectTypeSpec const type_;
-    Kind const* const kind_;  ///< Null for a type that has no interface.
+    TypeDescriptor const* const descriptor_;  ///< Null for a type that has no interface of its own.
     std::unique_ptr<objbus::Observer> observer_;
     objbus::Object* object_ = nullptr;
-    bool isLeftOut_ = false;
+    bool isValueLeftOut_ = false;
 };
-
-/// Reads the value of a plain object, and returns a status of the television's.
-template <typename T>
-int readValue(objbus::Object& object, std::string const& key, T& value);
-
-/// The same for writing.
-template <typename T>
-int writeValue(objbus::Object& object, T const& value);
 
 }  // namespace bus::server

@@ -8,9 +8,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "bus/server/guarded.h"
-#include "bus/server/interfaces.h"
-#include "bus/server/registration.h"
+#include "bus/server/bus_slots.h"
+#include "bus/server/catch_to_error.h"
 #include "bus/server/report.h"
 #include "frame/process.h"
 #include "television/root_reference.h"
@@ -27,52 +26,62 @@ objbus::RootInterface& rootInterface() {
     return *static_cast<objbus::RootInterface*>(reference->getObject());
 }
 
+/// Throws `std::system_error` for a negative error number.
+void requireSuccess(int result) {
+    if (result < 0) {
+        throw std::system_error(-result, std::generic_category(), "the event loop of the bus");
+    }
+}
+
 }  // namespace
 
-Bus connectedBus(std::string const& address) {
+Bus connectToBus(std::string const& address) {
     Bus bus;
-    int result = open(bus, address.empty() ? addressFromEnvironment() : address);
-    char const* name = nullptr;
-    result = result < 0 ? result : sd_bus_get_unique_name(bus.get(), &name);  // Waits until it is connected.
-    if (result < 0) {
+    auto const connect = [&] {
+        char const* name = nullptr;
+        NRX_TRY(openBus(bus, address.empty() ? addressFromEnvironment() : address));
+        return sd_bus_get_unique_name(bus.get(), &name);  // Waits until the bus answers.
+    };
+    if (int const result = connect(); result < 0) {
         throw std::runtime_error("the bus " + (address.empty() ? "" : address + ' ') +
                                  "cannot be reached: " + std::generic_category().message(-result));
     }
     return bus;
 }
 
-Server::Server(simulator::Television& television, Ground& ground, Bus connected, Permissions permissions)
+Server::Server(simulator::Television& television, ServerLoop& loop, Bus connected, Permissions permissions)
     : television_(television),
-      ground_(ground),
+      loop_(loop),
       bus_(std::move(connected)),
       filter_(bus_.get(), std::move(permissions)),
-      outgoing_(bus_.get()) {
+      sendQueue_(bus_.get()) {
     sd_bus* const bus = bus_.get();
-    if (int const result = sd_bus_attach_event(bus, ground.loop.get(), SD_EVENT_PRIORITY_NORMAL); result < 0) {
-        throw std::system_error(-result, std::generic_category(), "the loop of the bus");
+    requireSuccess(sd_bus_attach_event(bus, loop.loop.get(), SD_EVENT_PRIORITY_NORMAL));
+    iterators_.emplace(bus, loop);
+    context_.emplace(ObjectContext{sendQueue_, loop, rootInterface(), *iterators_});
+    auto const addVtable = [&](char const* interface, sd_bus_vtable const* vtable, sd_bus_object_find_t find) {
+        slots_.push_back(makeSlot(sd_bus_add_fallback_vtable, bus, MODEL_PATH, interface, vtable, find, this));
+    };
+    addVtable(OBJECT_INTERFACE, OBJECT_VTABLE, findObject);
+    for (TypeDescriptor const& descriptor : typeDescriptors()) {
+        addVtable(descriptor.interface, descriptor.vtable, findObject);
     }
-    iterators_.emplace(bus, ground);
-    surroundings_.emplace(Surroundings{outgoing_, ground, rootInterface(), *iterators_});
-    for (ObjectInterface const* each = OBJECT_INTERFACES; each->name != nullptr; ++each) {
-        slots_.push_back(registered(sd_bus_add_fallback_vtable, bus, MODEL_PATH, each->name, each->table, find, this));
-    }
-    slots_.push_back(registered(sd_bus_add_node_enumerator, bus, MODEL_PATH, list, this));
-    slots_.push_back(registered(sd_bus_add_object_manager, bus, MODEL_PATH));
-    slots_.push_back(registered(sd_bus_add_object, bus, MODEL_PATH, handleModelCall, this));
-    static constexpr sd_bus_vtable MODEL_TABLE[] = {
+    static constexpr sd_bus_vtable MODEL_VTABLE[] = {
         SD_BUS_VTABLE_START(0),
-        SD_BUS_METHOD("Settle", "", "", settle, SD_BUS_VTABLE_UNPRIVILEGED),
+        SD_BUS_METHOD(SYNC_METHOD, "", "", handleSync, SD_BUS_VTABLE_UNPRIVILEGED),
         SD_BUS_VTABLE_END,
     };
-    slots_.push_back(
-        registered(sd_bus_add_fallback_vtable, bus, MODEL_PATH, MODEL_INTERFACE, MODEL_TABLE, findModel, this));
-    signals_.push_back(endingOn(SIGTERM));
-    signals_.push_back(endingOn(SIGINT));
+    addVtable(MODEL_INTERFACE, MODEL_VTABLE, findModel);
+    slots_.push_back(makeSlot(sd_bus_add_node_enumerator, bus, MODEL_PATH, enumerateNodes, this));
+    slots_.push_back(makeSlot(sd_bus_add_object_manager, bus, MODEL_PATH));
+    slots_.push_back(makeSlot(sd_bus_add_object, bus, MODEL_PATH, handleModelCall, this));
+    terminationSources_.push_back(addTerminationSource(SIGTERM));
+    terminationSources_.push_back(addTerminationSource(SIGINT));
     television_.setObjectListener(
-        [this](std::string const& key) { ground_.tasks.post([this, key] { replace(key); }); });
+        [this](std::string const& key) { loop_.tasks.post([this, key] { updateObject(key); }); });
     for (auto const& [key, type] : television_.objects()) {
-        if (auto object = ServedObject::connect(*surroundings_, key, type)) {
-            place(std::move(object));
+        if (auto object = ServedObject::connect(*context_, key, type)) {
+            addObject(std::move(object));
         }
     }
 }
@@ -80,17 +89,17 @@ Server::Server(simulator::Television& television, Ground& ground, Bus connected,
 Server::~Server() {
     try {
         if (sd_bus_is_open(bus_.get()) > 0) {
-            runTasks();  // The changes of before, which have not been sent yet.
+            runTasks();  // Sends the changes so far.
         }
-    } catch (...) {  // Without memory, or without a bus.
+    } catch (...) {  // For example without memory, or without a bus.
     }
     television_.setObjectListener({});
     objects_.clear();
     iterators_.reset();
-    // What is left to be sent. The bus may not read it.
+    // Sends the remaining messages. The bus may not read them.
     auto const end = std::chrono::steady_clock::now() + LONGEST_FLUSH;
     auto const isUnsent = [this] {
-        outgoing_.sendWaiting();
+        sendQueue_.sendWaiting();
         return (sd_bus_get_events(bus_.get()) & POLLOUT) != 0;
     };
     while (isUnsent() && std::chrono::steady_clock::now() < end) {
@@ -111,142 +120,143 @@ void Server::requestName() {
     }
 }
 
-bool Server::turn(bool waits) {
-    expectBus();  // Before, too: of a bus that is lost nothing comes.
-    if (ended_) {
+bool Server::runOnce(bool waits) {
+    requireBus();  // Before the wait, too: a lost bus causes no event.
+    if (isTerminating_) {
         return false;
     }
-    if (int const result = sd_event_run(ground_.loop.get(), waits ? UINT64_MAX : 0); result < 0) {
-        throw std::system_error(-result, std::generic_category(), "the loop of the bus");
-    }
-    outgoing_.sendWaiting();
-    expectBus();
-    return !ended_;
+    requireSuccess(sd_event_run(loop_.loop.get(), waits ? UINT64_MAX : 0));
+    sendQueue_.sendWaiting();
+    requireBus();
+    return !isTerminating_;
 }
 
-void Server::expectBus() const {
-    if (!ended_ && sd_bus_is_open(bus_.get()) <= 0) {
+void Server::requireBus() const {
+    if (!isTerminating_ && sd_bus_is_open(bus_.get()) <= 0) {
         throw std::runtime_error("the bus is lost");
     }
 }
 
 void Server::waitUntilSent() {
     runTasks();
-    expectBus();
-    while (outgoing_.isWaiting() && turn(true)) {
+    requireBus();
+    while (sendQueue_.isWaiting() && runOnce(true)) {
     }
     sd_bus_flush(bus_.get());
 }
 
 void Server::runTasks() {
-    // Twice: an object that has come is connected to by a task, and may tell its value at once.
+    // Twice: a task connects to a new object, which may notify its value at once.
     for (int times = 0; times < 2; ++times) {
         television_.waitUntilDelivered();
         auto const done = std::make_shared<bool>(false);
-        ground_.tasks.post([done] { *done = true; });
+        loop_.tasks.post([done] { *done = true; });
         while (!*done) {
-            expectBus();
-            if (int const result = sd_event_run(ground_.loop.get(), UINT64_MAX); result < 0) {
-                throw std::system_error(-result, std::generic_category(), "the loop of the bus");
-            }
+            requireBus();
+            requireSuccess(sd_event_run(loop_.loop.get(), UINT64_MAX));
         }
     }
 }
 
-void Server::replace(std::string const& key) {
+void Server::updateObject(std::string const& key) {
     auto const type = television_.type(key);
-    auto added = type ? ServedObject::connect(*surroundings_, key, *type) : nullptr;
+    auto added = type ? ServedObject::connect(*context_, key, *type) : nullptr;
     if (auto const old = objects_.find(pathOf(key)); old != objects_.end()) {
-        if (added && added->isOf(*old->second)) {
-            return;  // It was told already, when an earlier change of the key was.
+        if (added && added->isSameObject(*old->second)) {
+            return;  // An earlier update of the key has announced this object.
         }
-        tell(*old->second, "InterfacesRemoved", [&removed = *old->second](sd_bus_message* message, std::size_t&) {
-            return removed.appendInterfaces(message);
-        });
-        iterators_->drop(key);
+        emitManagerSignal(*old->second, "InterfacesRemoved",
+                          [&removed = *old->second](sd_bus_message* message, std::size_t&) {
+                              return removed.appendInterfaces(message);
+                          });
+        iterators_->eraseTable(key);
         objects_.erase(old);
     }
     if (added) {
-        tell(*added, "InterfacesAdded", [&added](sd_bus_message* message, std::size_t& room) {
+        emitManagerSignal(*added, "InterfacesAdded", [&added](sd_bus_message* message, std::size_t& room) {
             return added->appendInterfacesAndProperties(message, room);
         });
-        place(std::move(added));
+        addObject(std::move(added));
     }
 }
 
-void Server::place(std::unique_ptr<ServedObject> object) {
+void Server::addObject(std::unique_ptr<ServedObject> object) {
     std::string path = object->path();
     objects_.emplace(std::move(path), std::move(object));
 }
 
-template <typename Append>
-void Server::tell(ServedObject const& object, char const* member, Append const& append) {
-    sd_bus_message* made = nullptr;
-    int result = sd_bus_message_new_signal(bus_.get(), &made, MODEL_PATH, MANAGER_INTERFACE, member);
-    Message signal(made);
-    result = result < 0 ? result : sd_bus_message_append(made, "o", object.path().c_str());
-    std::size_t room = MOST_BYTES - object.sizeWithoutValue();
-    result = result < 0 ? result : append(made, room);
-    result = result < 0 ? result : outgoing_.send(std::move(signal), MOST_BYTES - room);
-    if (result < 0) {
+template <typename AppendContents>
+void Server::emitManagerSignal(ServedObject const& object, char const* member, AppendContents const& appendContents) {
+    auto const makeAndSend = [&] {
+        Message signal;
+        NRX_TRY(makeInto(signal, [&](auto made) {
+            return sd_bus_message_new_signal(bus_.get(), made, MODEL_PATH, MANAGER_INTERFACE, member);
+        }));
+        NRX_TRY(sd_bus_message_append(signal.get(), "o", object.path().c_str()));
+        std::size_t room = MAX_MESSAGE_BYTES - object.sizeWithoutValue();
+        NRX_TRY(appendContents(signal.get(), room));
+        return sendQueue_.send(std::move(signal), MAX_MESSAGE_BYTES - room);
+    };
+    if (int const result = makeAndSend(); result < 0) {
         reportObject(object.key(), std::string(member) + " cannot be sent: " + reasonOf(result));
     }
 }
 
-int Server::replyWithObjects(sd_bus_message* call, sd_bus_error* error) {
+int Server::handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error) {
     std::size_t size = 0;
     for (auto const& [path, object] : objects_) {
         size += object->sizeWithoutValue();
     }
-    if (size > MOST_BYTES) {
+    if (size > MAX_MESSAGE_BYTES) {
         return refuseUnread(error, MODEL_PATH, -EMSGSIZE);
     }
-    std::size_t room = MOST_BYTES - size;
-    sd_bus_message* made = nullptr;
-    int result = sd_bus_message_new_method_return(call, &made);
-    Message reply(made);
-    result = result < 0 ? result : sd_bus_message_open_container(made, SD_BUS_TYPE_ARRAY, "{oa{sa{sv}}}");
-    for (auto const& [path, object] : objects_) {
-        result = result < 0 ? result : sd_bus_message_open_container(made, SD_BUS_TYPE_DICT_ENTRY, "oa{sa{sv}}");
-        result = result < 0 ? result : sd_bus_message_append(made, "o", path.c_str());
-        result = result < 0 ? result : object->appendInterfacesAndProperties(made, room);
-        result = result < 0 ? result : sd_bus_message_close_container(made);
-    }
-    result = result < 0 ? result : sd_bus_message_close_container(made);
-    result = result < 0 ? result : outgoing_.send(std::move(reply), MOST_BYTES - room);
-    return result < 0 ? result : 1;
+    std::size_t room = MAX_MESSAGE_BYTES - size;
+    Message reply;
+    NRX_TRY(makeInto(reply, [call](auto made) { return sd_bus_message_new_method_return(call, made); }));
+    NRX_TRY(appendContainer(reply.get(), SD_BUS_TYPE_ARRAY, "{oa{sa{sv}}}", [&] {
+        for (auto const& entry : objects_) {
+            NRX_TRY(appendContainer(reply.get(), SD_BUS_TYPE_DICT_ENTRY, "oa{sa{sv}}", [&] {
+                NRX_TRY(sd_bus_message_append(reply.get(), "o", entry.first.c_str()));
+                return entry.second->appendInterfacesAndProperties(reply.get(), room);
+            }));
+        }
+        return 0;
+    }));
+    NRX_TRY(sendQueue_.send(std::move(reply), MAX_MESSAGE_BYTES - room));
+    return 1;
 }
 
-int Server::find(sd_bus* /*bus*/, char const* path, char const* interface, void* server, void** found,
-                 sd_bus_error* error) noexcept {
-    return guarded(error, [=] {
+int Server::findObject(sd_bus* /*bus*/, char const* path, char const* interface, void* server, void** found,
+                       sd_bus_error* error) noexcept {
+    return catchToError(error, [=] {
         auto const& objects = static_cast<Server*>(server)->objects_;
-        auto const place = objects.find(path);
-        bool const isThere = place != objects.end() && place->second->has(interface);
-        *found = isThere ? place->second.get() : nullptr;
-        return isThere ? 1 : 0;
+        auto const position = objects.find(path);
+        bool const isFound = position != objects.end() && position->second->hasInterface(interface);
+        *found = isFound ? position->second.get() : nullptr;
+        return isFound ? 1 : 0;
     });
 }
 
 int Server::findModel(sd_bus* /*bus*/, char const* path, char const* /*interface*/, void* server, void** found,
                       sd_bus_error* /*error*/) noexcept {
     *found = server;
-    return std::string_view(path) == MODEL_PATH ? 1 : 0;  // The table is tried on every path below, too.
+    return std::string_view(path) == MODEL_PATH ? 1 : 0;  // sd-bus asks for every path below, too.
 }
 
-int Server::list(sd_bus* /*bus*/, char const* prefix, void* server, char*** nodes, sd_bus_error* error) noexcept {
-    return guarded(error, [=] { return listPaths(static_cast<Server*>(server)->objects_, prefix, nodes); });
+int Server::enumerateNodes(sd_bus* /*bus*/, char const* prefix, void* server, char*** nodes,
+                           sd_bus_error* error) noexcept {
+    return catchToError(error, [=] { return makeNodeList(static_cast<Server*>(server)->objects_, prefix, nodes); });
 }
 
-int Server::settle(sd_bus_message* call, void* server, sd_bus_error* error) noexcept {
-    return guarded(error, [=] {
+int Server::handleSync(sd_bus_message* call, void* server, sd_bus_error* error) noexcept {
+    return catchToError(error, [=] {
         auto& self = *static_cast<Server*>(server);
-        self.television_.waitUntilDelivered();  // By now the signals are tasks, and this one comes behind them.
-        std::shared_ptr<sd_bus_message> const asked(sd_bus_message_ref(call), sd_bus_message_unref);
-        self.ground_.tasks.post([asked, &outgoing = self.outgoing_] {
+        self.television_.waitUntilDelivered();  // The signals of all changes are tasks now. The reply follows them.
+        std::shared_ptr<sd_bus_message> const pending(sd_bus_message_ref(call), sd_bus_message_unref);
+        self.loop_.tasks.post([pending, &sendQueue = self.sendQueue_] {
             sd_bus_message* made = nullptr;
-            if (sd_bus_message_new_method_return(asked.get(), &made) >= 0) {
-                outgoing.send(Message(made), 0);
+            if (sd_bus_message_new_method_return(pending.get(), &made) >= 0) {
+                sendQueue.send(Message(made), 0);
             }
         });
         return 1;
@@ -254,23 +264,25 @@ int Server::settle(sd_bus_message* call, void* server, sd_bus_error* error) noex
 }
 
 int Server::handleModelCall(sd_bus_message* call, void* server, sd_bus_error* error) noexcept {
-    // The bus's own answer fails when one object cannot be read.
+    // sd-bus's own reply to GetManagedObjects fails when one object cannot be read.
     bool const wantsObjects = sd_bus_message_is_method_call(call, MANAGER_INTERFACE, "GetManagedObjects") > 0;
-    return wantsObjects ? guarded(error, [=] { return static_cast<Server*>(server)->replyWithObjects(call, error); })
-                        : 0;
+    return wantsObjects
+               ? catchToError(error, [=] { return static_cast<Server*>(server)->handleGetManagedObjects(call, error); })
+               : 0;
 }
 
-int Server::handleSignal(sd_event_source* /*source*/, signalfd_siginfo const* /*information*/, void* server) noexcept {
-    static_cast<Server*>(server)->ended_ = true;
+int Server::handleTermination(sd_event_source* /*source*/, signalfd_siginfo const* /*information*/,
+                              void* server) noexcept {
+    static_cast<Server*>(server)->isTerminating_ = true;
     return 0;
 }
 
-Source Server::endingOn(int signal) {
-    sd_event_source* source = nullptr;
-    if (int const result = sd_event_add_signal(ground_.loop.get(), &source, signal, handleSignal, this); result < 0) {
-        throw std::system_error(-result, std::generic_category(), "the signals that end the program");
-    }
-    return Source(source);
+EventSource Server::addTerminationSource(int signal) {
+    EventSource added;
+    requireSuccess(makeInto(added, [&](auto source) {
+        return sd_event_add_signal(loop_.loop.get(), source, signal, handleTermination, this);
+    }));
+    return added;
 }
 
 }  // namespace bus::server

@@ -35,7 +35,7 @@ private:
     std::string begun_;  ///< A line of which the end has not come.
     std::deque<std::string> lines_;
     int number_ = 0;
-    bus::Source source_;
+    bus::EventSource source_;
 };
 
 }  // namespace nrx_television

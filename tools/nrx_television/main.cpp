@@ -77,7 +77,7 @@ int serve(nrx_console::SimulatedTelevision& television, Server& server, sd_event
     }
     auto const execute = [&console](std::string const& line) { return console->execute(line); };
     int status = 0;
-    while (server.turn(!input || !input->hasLine())) {
+    while (server.runOnce(!input || !input->hasLine())) {
         auto const line = input ? input->takeLine() : std::nullopt;
         if (!line) {
             continue;
@@ -123,15 +123,15 @@ int run(int argc, char** argv) {
         command_line::complain(PROGRAM, error.what());
         return command_line::EXIT_NOT_STARTED;
     }
-    bus::Bus bus = bus::server::connectedBus(address.value_or(""));  // May take long, and is ended by a signal.
+    bus::Bus bus = bus::server::connectToBus(address.value_or(""));  // May take long, and is ended by a signal.
     blockEndingSignals();
-    bus::server::Ground ground;
+    bus::server::ServerLoop loop;
     nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::expectCarried);
-    Server server(television.television(), ground, std::move(bus), std::move(permissions));
+    Server server(television.television(), loop, std::move(bus), std::move(permissions));
     server.requestName();
-    nrx_console::printLine(std::string("serving ") + bus::SERVICE + ": " + std::to_string(server.objects()) +
-                           (server.objects() == 1 ? " object" : " objects"));
-    return serve(television, server, ground.loop.get(), hasCommands);
+    nrx_console::printLine(std::string("serving ") + bus::SERVICE + ": " + std::to_string(server.objectCount()) +
+                           (server.objectCount() == 1 ? " object" : " objects"));
+    return serve(television, server, loop.loop.get(), hasCommands);
 }
 
 }  // namespace

@@ -6,13 +6,15 @@
 #include <exception>
 #include <new>
 
+// Private to the server.
+
 namespace bus::server {
 
-/// Does the work of a handler, which the C library calls: what it throws becomes the reply.
-template <typename Work>
-int guarded(sd_bus_error* error, Work const& work) noexcept {
+/// Runs the body of a handler that libsystemd calls. An exception becomes the error of the reply.
+template <typename Body>
+int catchToError(sd_bus_error* error, Body const& body) noexcept {
     try {
-        return work();
+        return body();
     } catch (std::bad_alloc const&) {
         return sd_bus_error_set_errno(error, ENOMEM);
     } catch (std::exception const& failure) {

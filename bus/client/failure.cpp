@@ -1,0 +1,69 @@
+#include "bus/client/failure.h"
+
+#include <cerrno>
+
+#include "television/report.h"
+#include "television/status.h"
+
+namespace bus {
+
+namespace {
+
+char const* reasonOf(int status) {
+    switch (status) {
+        case television::STATUS_NO_TELEVISION:
+            return "there is no television";
+        case television::STATUS_NOT_PUBLISHED:
+        case television::STATUS_WITHDRAWN:
+            return "the object was taken away";
+        case television::STATUS_TOO_MANY:
+            return "this process has as many as the television lets it have";
+        case television::STATUS_NO_BUS:
+            return "there is no bus";
+        case television::STATUS_NO_ANSWER:
+            return "no answer came in time, the television may still do it";
+        case television::STATUS_NOT_CARRIED:
+            return "the bus does not carry it";
+        case television::STATUS_NOT_UNDERSTOOD:
+            return "what came is not what was agreed on";
+        case television::STATUS_DENIED:
+            return "the bus or the television denies it";
+        case television::STATUS_NO_RESOURCES:
+            return "this process has no memory, thread or file descriptor left";
+        default:
+            return "refused";
+    }
+}
+
+}  // namespace
+
+void report(char const* line) noexcept { television::report("BUS", line); }
+
+void reportFailure(std::string const& target, char const* operation, int status) noexcept {
+    runNoexcept([&] {
+        report((target + ": " + operation + " failed, status " + std::to_string(status) + ": " + reasonOf(status))
+                   .c_str());
+    });
+}
+
+int statusOfSend(int result) {
+    switch (result) {
+        case -EILSEQ:
+        case -EINVAL:  // The path is too long.
+        case -EMSGSIZE:
+            return television::STATUS_NOT_CARRIED;
+        case -ENOMEM:
+        case -ENOBUFS:
+        case -EMFILE:
+        case -ENFILE:
+            return television::STATUS_NO_RESOURCES;
+        default:
+            return television::STATUS_NO_BUS;
+    }
+}
+
+int statusOfRead(int result) {
+    return result == -EMSGSIZE ? television::STATUS_NOT_CARRIED : television::STATUS_NOT_UNDERSTOOD;
+}
+
+}  // namespace bus

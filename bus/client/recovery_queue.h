@@ -1,0 +1,42 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+
+// Private to the platform library.
+
+namespace bus {
+
+struct KeyEntry;
+struct ModelContext;
+class RemoteObject;
+
+/// The objects whose observers missed changes, since the television was gone or the object was not published. Reads a
+/// limited number of them at a time, and repeats failed reads. Used on the connection's thread alone.
+class RecoveryQueue {
+public:
+    explicit RecoveryQueue(ModelContext& context) : context_(context) {}
+
+    /// Adds the objects of a key.
+    void add(KeyEntry const& entry);
+    /// Starts as many recoveries as may run at the same time.
+    void start();
+    /// Drops all recoveries: the television is gone, and replies to calls that were made to it are ignored.
+    void clear();
+
+private:
+    struct Recovery {
+        RemoteObject* object;
+        std::chrono::milliseconds retryDelay;
+    };
+
+    void end(Recovery const& recovery, int status);
+
+    ModelContext& context_;
+    std::deque<Recovery> waiting_;
+    std::size_t runningCount_ = 0;
+    std::uint64_t ownerCount_ = 0;  ///< How many televisions have gone.
+};
+
+}  // namespace bus

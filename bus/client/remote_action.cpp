@@ -1,0 +1,72 @@
+#include "bus/client/remote_action.h"
+
+#include <utility>
+
+#include "bus/client/failure.h"
+#include "bus/protocol/contract.h"
+
+namespace bus {
+
+namespace {
+
+constexpr std::size_t MAX_UNANSWERED = 1000;  ///< The television may never answer.
+
+}  // namespace
+
+int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) {
+    int const status = catchToStatus([&] {
+        return call(
+            ACTION_INTERFACE, "Invoke", [&arguments](sd_bus_message* message) { return append(message, arguments); },
+            [this, &actionId](sd_bus_message* message) {
+                NRX_TRY(read(message, actionId));
+                addUnanswered(actionId);
+                return 0;
+            });
+    });
+    if (status == television::STATUS_NOT_CARRIED) {
+        report("invoke", status);
+    }
+    return status;
+}
+
+void ActionObject::handleSignal(sd_bus_message* signal) {
+    unsigned int id = 0;
+    std::vector<objbus::Argument> results;
+    int error = 0;
+    bool const isResult = sd_bus_message_is_signal(signal, ACTION_INTERFACE, "Result") > 0;
+    if (!isResult && sd_bus_message_is_signal(signal, ACTION_INTERFACE, "ExecutionError") <= 0) {
+        return;
+    }
+    int const result = isResult ? readAll(signal, id, results) : readAll(signal, id, error);
+    if (result < 0) {
+        report("notify", statusOfRead(result));
+    } else if (isResult) {
+        notifyAnswer(id, [id, list = std::move(results)](auto& observer) { observer.notifyResult(id, list); });
+    } else {
+        notifyAnswer(id, [id, error](auto& observer) { observer.notifyExecutionError(id, error); });
+    }
+}
+
+void ActionObject::failPending() {
+    for (unsigned int const id : unanswered_) {
+        post([id](auto& observer) { observer.notifyExecutionError(id, television::STATUS_LOST); });
+    }
+    unanswered_.clear();
+}
+
+void ActionObject::addUnanswered(unsigned int id) {
+    television::MutexLock const lock(context().mutex);
+    unanswered_.push_back(id);
+    if (unanswered_.size() > MAX_UNANSWERED) {
+        unanswered_.pop_front();
+    }
+}
+
+template <typename Notify>
+void ActionObject::notifyAnswer(unsigned int id, Notify notify) {
+    television::MutexLock const lock(context().mutex);
+    std::erase(unanswered_, id);
+    post(std::move(notify));
+}
+
+}  // namespace bus

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <deque>
+#include <vector>
+
+#include "bus/client/remote_object.h"
+
+// Private to the platform library.
+
+namespace bus {
+
+/// An action. All connected observers receive the answers to all clients' invocations.
+class ActionObject final : public ObjectOf<objbus::ObjectAction, objbus::ObserverAction> {
+public:
+    using ObservedObject::ObservedObject;
+
+    int platformReserved1() override { return television::STATUS_NOT_SUPPORTED; }
+    int platformReserved2() override { return television::STATUS_NOT_SUPPORTED; }
+    int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override;
+
+    void handleSignal(sd_bus_message* signal) override;
+    void failPending() override;
+
+private:
+    void addUnanswered(unsigned int id);
+    template <typename Notify>
+    void notifyAnswer(unsigned int id, Notify notify);
+
+    /// The invocations of this process that were not answered. Guarded by the context's mutex.
+    std::deque<unsigned int> unanswered_;
+};
+
+}  // namespace bus

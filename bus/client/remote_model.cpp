@@ -1,0 +1,260 @@
+#include "bus/client/remote_model.h"
+
+#include <algorithm>
+#include <csignal>
+#include <utility>
+
+#include "bus/client/remote_table.h"
+#include "bus/protocol/contract.h"
+#include "television/report.h"
+
+namespace bus {
+
+namespace {
+
+/// Blocks the signals of the process but for those of a fault. Threads that are started meanwhile inherit this.
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t blocked;
+        sigfillset(&blocked);
+        for (int const fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+            sigdelset(&blocked, fault);  // The host's handler of crashes runs where an observer has crashed.
+        }
+        pthread_sigmask(SIG_SETMASK, &blocked, &before_);
+    }
+    SignalsBlocked(SignalsBlocked const&) = delete;
+    SignalsBlocked& operator=(SignalsBlocked const&) = delete;
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+private:
+    sigset_t before_{};
+};
+
+}  // namespace
+
+KeyEntry::KeyEntry(std::string name) : key(std::move(name)), path(pathOf(key)) {}
+
+RemoteModel& RemoteModel::get() {
+    // Never destroyed: its threads run until the process ends, whatever else has been destroyed by then.
+    static RemoteModel& model = []() -> RemoteModel& {
+        SignalsBlocked const blocked;
+        return *new RemoteModel;
+    }();
+    return model;
+}
+
+RemoteModel::RemoteModel() : ModelContext(static_cast<ServiceWatcher&>(*this)) {
+    television::readLogEnvironment();
+    delivery.start();
+    connection.start();
+}
+
+KeyEntry& RemoteModel::findOrCreateEntry(std::string const& key) {
+    television::MutexLock const lock(mutex);
+    auto found = entries_.find(key);
+    if (found == entries_.end()) {
+        found = entries_.emplace(key, std::make_unique<KeyEntry>(key)).first;
+    }
+    KeyEntry& entry = *found->second;
+    entriesByPath_.try_emplace(entry.path, &entry);  // Again, if memory ran out here before.
+    return entry;
+}
+
+KeyEntry* RemoteModel::findByPath(std::string_view path) {
+    television::MutexLock const lock(mutex);
+    auto const found = entriesByPath_.find(path);
+    return found != entriesByPath_.end() ? found->second : nullptr;
+}
+
+std::shared_ptr<RemoteIterator> RemoteModel::findIterator(std::string_view path) {
+    television::MutexLock const lock(mutex);
+    auto const found = iterators.find(path);
+    return found != iterators.end() ? found->second : nullptr;
+}
+
+bool RemoteModel::isObserved(RemoteObject const& object) {
+    television::MutexLock const lock(mutex);
+    return object.observerCount() != 0 && !object.isWithdrawn();
+}
+
+int RemoteModel::connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object) {
+    KeyEntry& entry = findOrCreateEntry(key);
+    auto const attempt = findOrStartAttempt(entry, observer);
+    if (attempt->status.wait_for(CONNECT_TIMEOUT) != std::future_status::ready) {
+        return connection.isOnBus() ? television::STATUS_NO_ANSWER : television::STATUS_NO_BUS;
+    }
+    television::MutexLock const lock(mutex);
+    int status = attempt->status.get();
+    if (status == television::STATUS_OK && !attempt->object->isPublished()) {  // Withdrawn meanwhile.
+        status = television::STATUS_NOT_PUBLISHED;
+    }
+    if (status == television::STATUS_OK) {
+        if (attempt->object->observerCount() == 0) {
+            attempt->object->handleFirstObserver();
+        }
+        attempt->object->connect(observer);
+        object = &attempt->object->object();
+    }
+    if (auto const found = entry.attempts.find(observer); found != entry.attempts.end() && found->second == attempt) {
+        entry.attempts.erase(found);
+    }
+    return status;
+}
+
+std::shared_ptr<ConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry& entry, objbus::Observer const* observer) {
+    std::shared_ptr<ConnectAttempt> attempt;
+    {
+        television::MutexLock const lock(mutex);
+        auto const found = entry.attempts.find(observer);
+        if (found != entry.attempts.end() && found->second->isUsable()) {
+            return found->second;
+        }
+        if (found != entry.attempts.end() && !found->second->isReady()) {
+            attempt = found->second;
+            attempt->retryInterval *= 2;
+            attempt->nextCall = deadlineAfter(attempt->retryInterval);
+        } else {
+            attempt = std::make_shared<ConnectAttempt>();
+        }
+    }
+    requestType(entry, attempt);
+    television::MutexLock const lock(mutex);
+    entry.attempts.insert_or_assign(observer, attempt);  // Only now: a call that failed to start has no reply.
+    return attempt;
+}
+
+void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ConnectAttempt> const& attempt) {
+    auto const reply = [this, &entry, attempt](sd_bus_message* message) {
+        int type = 0;
+        int const result = readVariant(message, "i", type);
+        if (result >= 0 && !attempt->isAnswered) {  // Before the next message, which may withdraw the object.
+            attempt->object = &findOrCreateObject(entry, static_cast<objbus::ObjectTypeSpec>(type));
+        }
+        return result;
+    };
+    auto const complete = [attempt](int status) {
+        auto const answer = [attempt](int prepared) {
+            if (!std::exchange(attempt->isAnswered, true)) {
+                attempt->answer.set_value(prepared);
+            }
+        };
+        if (status != television::STATUS_OK || attempt->isAnswered) {  // Another call was answered first.
+            answer(status);
+        } else {
+            attempt->object->prepare(answer);
+        }
+    };
+    connection.callAsync({entry.path, PROPERTIES_INTERFACE, "Get"}, Caller::CLIENT,
+                         propertyArguments(OBJECT_INTERFACE, "Type"), reply, complete);
+}
+
+RemoteObject& RemoteModel::findOrCreateObject(KeyEntry& entry, objbus::ObjectTypeSpec type) {
+    television::MutexLock const lock(mutex);
+    RemoteObject* published = nullptr;
+    for (auto const& object : entry.objects) {
+        if (object->type() != type) {
+            object->markWithdrawn();
+        } else if (!object->isWithdrawn()) {
+            published = object.get();
+        }
+    }
+    if (published == nullptr) {
+        entry.objects.push_back(makeObject(*this, entry, type));
+        published = entry.objects.back().get();
+    }
+    published->markPublished();
+    return *published;
+}
+
+int RemoteModel::disconnect(std::string const& key, objbus::Observer* observer, objbus::Object const* object) {
+    std::size_t ended = 0;
+    KeyEntry const* source = nullptr;
+    {
+        television::MutexLock const lock(mutex);
+        if (auto const found = entries_.find(key); found != entries_.end()) {
+            KeyEntry& entry = *found->second;
+            source = &entry;
+            entry.attempts.erase(observer);
+            for (auto const& candidate : entry.objects) {
+                if (object == nullptr || &candidate->object() == object) {
+                    ended += candidate->disconnect(observer);
+                }
+            }
+        }
+    }
+    delivery.waitWhileRunning(observer, source);  // With the mutex released: the notification may lock the mutex.
+    return ended == 0 && object != nullptr ? television::STATUS_NOT_CONNECTED : television::STATUS_OK;
+}
+
+void RemoteModel::handleSignal(sd_bus_message* signal) {
+    char const* const path = sd_bus_message_get_path(signal);
+    if (path == nullptr) {
+        return;
+    }
+    if (std::string_view(path) == MODEL_PATH) {
+        handleManagerSignal(signal);
+    } else if (std::string_view(path).starts_with(ITERATOR_PATH)) {
+        if (auto const iterator = findIterator(path)) {
+            iterator->handleSignal(signal);
+        }
+    } else if (KeyEntry const* const entry = findByPath(path)) {
+        for (auto const& object : entry->objects) {
+            if (isObserved(*object)) {
+                sd_bus_message_rewind(signal, 1);
+                object->handleSignal(signal);
+            }
+        }
+    }
+}
+
+void RemoteModel::handleManagerSignal(sd_bus_message* signal) {
+    char const* path = nullptr;
+    bool const isAdded = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesAdded") > 0;
+    bool const isRemoved = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesRemoved") > 0;
+    if ((!isAdded && !isRemoved) || sd_bus_message_read_basic(signal, SD_BUS_TYPE_OBJECT_PATH, &path) <= 0) {
+        return;
+    }
+    KeyEntry const* const entry = findByPath(path);
+    std::vector<std::string> interfaces;
+    if (entry == nullptr) {
+        return;
+    }
+    if (isAdded) {
+        recoveries_.add(*entry);
+        recoveries_.start();
+    } else if (read(signal, interfaces) >= 0 &&
+               std::count(interfaces.begin(), interfaces.end(), OBJECT_INTERFACE) != 0) {
+        television::MutexLock const lock(mutex);
+        for (auto const& object : entry->objects) {
+            object->markWithdrawn();
+        }
+    }
+}
+
+void RemoteModel::handleNameVanished() {
+    recoveries_.clear();
+    television::MutexLock const lock(mutex);
+    for (auto const& [key, entry] : entries_) {
+        entry->attempts.clear();
+        for (auto const& object : entry->objects) {
+            catchToStatus([&lost = *object] {
+                lost.failPending();
+                return television::STATUS_OK;
+            });
+            object->markUnknown();
+        }
+    }
+}
+
+void RemoteModel::handleNameAppeared() {
+    {
+        television::MutexLock const lock(mutex);
+        for (auto const& [key, entry] : entries_) {
+            recoveries_.add(*entry);
+        }
+    }
+    recoveries_.start();
+}
+
+}  // namespace bus

@@ -1,0 +1,46 @@
+#include "bus/client/remote_object.h"
+
+#include <utility>
+
+#include "bus/client/failure.h"
+#include "bus/client/remote_model.h"
+#include "bus/protocol/contract.h"
+
+namespace bus {
+
+std::string const& RemoteObject::path() const { return entry_.path; }
+
+void RemoteObject::report(char const* operation, int status) const noexcept {
+    reportFailure(entry_.key, operation, status);
+}
+
+int RemoteObject::call(char const* interface, char const* name, MessageBody arguments, MessageBody reply,
+                       MessageBody late) const {
+    if (isWithdrawn()) {
+        return television::STATUS_WITHDRAWN;
+    }
+    int const status = connection().call({path(), interface, name}, deadlineAfter(CALL_TIMEOUT), std::move(arguments),
+                                         std::move(reply), std::move(late));
+    return status == television::STATUS_NOT_PUBLISHED ? television::STATUS_WITHDRAWN : status;
+}
+
+void RemoteObject::recover(Completion completion) {
+    auto const type = std::make_shared<int>(0);
+    auto const reply = [type](sd_bus_message* message) { return readVariant(message, "i", *type); };
+    auto const confirm = [this, type, completion = std::move(completion)](int status) {
+        if (status == television::STATUS_OK && *type == type_) {
+            television::MutexLock const lock(context_.mutex);
+            markPublished();
+            endRecovery();
+        }
+        completion(status);
+    };
+    connection().callAsync({path(), PROPERTIES_INTERFACE, "Get"}, Caller::PLATFORM,
+                           propertyArguments(OBJECT_INTERFACE, "Type"), reply, confirm);
+}
+
+MessageBody propertyArguments(char const* interface, char const* property) {
+    return [=](sd_bus_message* message) { return sd_bus_message_append(message, "ss", interface, property); };
+}
+
+}  // namespace bus

@@ -1,0 +1,197 @@
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "bus/client/failure.h"
+#include "bus/client/remote_object.h"
+#include "bus/protocol/contract.h"
+#include "television/kinds.h"
+
+// Private to the platform library.
+
+namespace bus {
+
+/// A plain value that the television has.
+template <typename T>
+class RemoteValue
+    : public ObjectOf<typename television::PlainKind<T>::Object, typename television::PlainKind<T>::Observer> {
+    using Kind = television::PlainKind<T>;
+
+public:
+    using RemoteValue::ObservedObject::ObservedObject;
+
+    void handleSignal(sd_bus_message* signal) override {
+        T value{};
+        int const result = readChange(signal, value);
+        if (result < 0) {
+            this->report("notify", statusOfRead(result));
+        } else if (result > 0) {
+            handleValue(value);
+            television::MutexLock const lock(this->context().mutex);
+            this->markPublished();
+            notifyValue(std::make_shared<T const>(std::move(value)));
+        }
+    }
+
+    void recover(Completion completion) override {
+        auto const value = std::make_shared<T>();
+        auto const complete = [this, value, completion = std::move(completion)](int status) {
+            if (status != television::STATUS_OK) {
+                completion(status);
+                return;
+            }
+            {
+                television::MutexLock const lock(this->context().mutex);
+                this->markPublished();
+                missedValue_ = value;
+            }
+            // The reply may have overtaken changes of the value. Their signals come before the reply to this call.
+            this->connection().callAsync(
+                {MODEL_PATH, MODEL_INTERFACE, SYNC_METHOD}, Caller::PLATFORM, {}, {},
+                [this, value, completion](int synced) {
+                    if (synced != television::STATUS_NO_ANSWER && synced != television::STATUS_NO_BUS) {
+                        notifyMissedValue(value);
+                    }
+                    completion(synced);
+                });
+        };
+        requestValue(Caller::PLATFORM, value, complete);
+    }
+
+    void failPending() override { missedValue_.reset(); }
+
+protected:
+    /// Takes every value that was received. Called on the connection's thread, in the order of the bus.
+    virtual void handleValue(T const& /*value*/) {}
+
+    /// Writes the value, or a list's elements by position.
+    template <typename Written>
+    int write(Written const& written) const {
+        int const status = catchToStatus([&] {
+            auto const& value = television::writtenValue(written);
+            auto const arguments = [&value](sd_bus_message* message) {
+                NRX_TRY(sd_bus_message_append(message, "ss", Kind::INTERFACE, "Value"));
+                return appendVariant(message, Kind::SIGNATURE, value);
+            };
+            return this->call(PROPERTIES_INTERFACE, "Set", arguments, {});
+        });
+        if (status != television::STATUS_OK) {
+            this->report("write", status);
+        }
+        return status;
+    }
+
+    /// Sets `value` to the present value, or leaves it unchanged and returns another status than 0.
+    int read(T& value) {
+        return catchToStatus([&] {
+            auto const received = std::make_shared<T>();
+            int const status = this->call(PROPERTIES_INTERFACE, "Get", propertyArguments(Kind::INTERFACE, "Value"),
+                                          readReplyInto(received));
+            if (status == television::STATUS_OK) {
+                value = std::move(*received);
+            }
+            return status;
+        });
+    }
+
+    void requestValue(Caller caller, std::shared_ptr<T> const& value, Completion completion) {
+        this->connection().callAsync({this->path(), PROPERTIES_INTERFACE, "Get"}, caller,
+                                     propertyArguments(Kind::INTERFACE, "Value"), readReplyInto(value),
+                                     std::move(completion));
+    }
+
+private:
+    MessageBody readReplyInto(std::shared_ptr<T> const& value) {
+        return [this, value](sd_bus_message* message) {
+            NRX_TRY(readVariant(message, Kind::SIGNATURE, *value));
+            handleValue(*value);
+            return 0;
+        };
+    }
+
+    void handleFirstObserver() override {
+        RemoteObject::handleFirstObserver();
+        lastNotified_.reset();
+        missedValue_.reset();
+    }
+
+    /// Called with the context's mutex held.
+    void notifyValue(std::shared_ptr<T const> value) {
+        this->postChange(sizeOf(*value), [value](auto& observer) { (observer.*Kind::NOTIFY)(*value); });
+        lastNotified_ = std::move(value);
+        missedValue_.reset();
+        this->endRecovery();
+    }
+
+    /// Notifies the value that was read, unless a change came meanwhile or the observers know the value.
+    void notifyMissedValue(std::shared_ptr<T const> const& value) {
+        television::MutexLock const lock(this->context().mutex);
+        if (missedValue_ != value || !this->isPublished()) {
+            return;
+        }
+        if (!lastNotified_ || *lastNotified_ != *value) {
+            notifyValue(value);
+        }
+        this->endRecovery();
+    }
+
+    /// Returns 1 when the signal has the value, 0 when it has something else, and a negative number when the value
+    /// cannot be read.
+    static int readChange(sd_bus_message* signal, T& value) {
+        if (sd_bus_message_is_signal(signal, PROPERTIES_INTERFACE, "PropertiesChanged") <= 0) {
+            return 0;
+        }
+        std::string interface;
+        NRX_TRY(bus::read(signal, interface));
+        if (interface != Kind::INTERFACE) {
+            return 0;
+        }
+        bool isRead = false;
+        NRX_TRY(readDictionary(signal, "sv", [&] {
+            std::string property;
+            NRX_TRY(bus::read(signal, property));
+            if (property != "Value" || isRead) {
+                return sd_bus_message_skip(signal, "v");
+            }
+            isRead = true;
+            return readVariant(signal, Kind::SIGNATURE, value);
+        }));
+        std::vector<std::string> invalidated;
+        NRX_TRY(bus::read(signal, invalidated));
+        bool const isInvalidated = std::count(invalidated.begin(), invalidated.end(), "Value") != 0;
+        return isRead ? 1 : isInvalidated ? -EBADMSG : 0;  // The interface declares that the signal has the value.
+    }
+
+    // Guarded by the context's mutex:
+    std::shared_ptr<T const> lastNotified_;
+    std::shared_ptr<T const> missedValue_;  ///< To be notified unless a change comes first.
+};
+
+/// A number, which is read without a status: a read that fails returns the last known value.
+template <typename T>
+class RemoteNumber : public RemoteValue<T> {
+public:
+    using RemoteValue<T>::RemoteValue;
+
+    void prepare(Completion completion) override {
+        this->requestValue(Caller::CLIENT, std::make_shared<T>(), std::move(completion));
+    }
+
+protected:
+    T readNumber() {
+        T value{};
+        return this->read(value) == television::STATUS_OK ? value : last_.load();
+    }
+
+private:
+    void handleValue(T const& value) override { last_ = value; }
+
+    std::atomic<T> last_ = 0;
+};
+
+}  // namespace bus

@@ -1,0 +1,182 @@
+// The method calls of the connection to the television.
+
+#include <cassert>
+#include <condition_variable>
+#include <utility>
+
+#include "bus/client/failure.h"
+#include "bus/client/service_connection.h"
+#include "bus/protocol/contract.h"
+#include "television/mutex.h"
+#include "television/status.h"
+
+namespace bus {
+
+/// One call of a method. `arguments` and `reply` run with the mutex held, so that a caller that waits does not return
+/// meanwhile.
+struct ServiceConnection::PendingCall {
+    ServiceConnection& connection;
+    Method const method;
+    Caller const caller;
+    MessageBody const arguments;
+    MessageBody const reply;
+    MessageBody const late{};
+    Completion const completion{};
+    television::Mutex mutex{};
+    std::condition_variable ended{};
+    bool isEnded NRX_GUARDED_BY(mutex) = false;
+    bool isAbandoned NRX_GUARDED_BY(mutex) = false;
+    int status NRX_GUARDED_BY(mutex) = television::STATUS_NO_ANSWER;
+    Slot slot{};  ///< Used on the connection's thread.
+
+    void end(int result) NRX_EXCLUDES(mutex) {
+        {
+            television::MutexLock const lock(mutex);
+            assert(!isEnded);
+            status = result;
+            isEnded = true;
+            ended.notify_all();
+        }
+        if (completion) {
+            completion(result);
+        }
+    }
+};
+
+int ServiceConnection::call(Method method, Deadline deadline, MessageBody arguments, MessageBody reply,
+                            MessageBody late) {
+    std::shared_ptr<PendingCall> const call(new PendingCall{*this, std::move(method), Caller::CLIENT,
+                                                            std::move(arguments), std::move(reply), std::move(late)});
+    tasks_.post([this, call] { beginCall(call); });
+    television::MutexLock lock(call->mutex);
+    while (!call->isEnded && lock.waitUntil(call->ended, deadline)) {
+    }
+    call->isAbandoned = !call->isEnded;
+    return call->isAbandoned && !isOnBus_ ? static_cast<int>(television::STATUS_NO_BUS) : call->status;
+}
+
+void ServiceConnection::callAsync(Method method, Caller caller, MessageBody arguments, MessageBody reply,
+                                  Completion completion) {
+    std::shared_ptr<PendingCall> const call(new PendingCall{
+        *this, std::move(method), caller, std::move(arguments), std::move(reply), {}, std::move(completion)});
+    tasks_.post([this, call] { beginCall(call); });
+}
+
+void ServiceConnection::beginCall(std::shared_ptr<PendingCall> const& call) {
+    if (isReconnecting_ && call->caller == Caller::CLIENT) {
+        runNoexcept([this] { connectBus(); });
+    }
+    routeCall(call);
+}
+
+void ServiceConnection::routeCall(std::shared_ptr<PendingCall> const& call) {
+    try {
+        sendOrHoldCall(call);
+    } catch (...) {  // Memory ran out.
+        call->end(television::STATUS_NO_RESOURCES);
+    }
+}
+
+void ServiceConnection::sendOrHoldCall(std::shared_ptr<PendingCall> const& call) {
+    if (isReconnecting_) {
+        int const status = statusOfSend(connectError_);
+        call->end(status == television::STATUS_NO_RESOURCES ? status : static_cast<int>(television::STATUS_NO_BUS));
+    } else if (isOwnerPending()) {
+        heldCalls_.push_back(call);
+    } else if (!owner_.empty()) {
+        if (int const result = sendCall(call); result < 0) {
+            call->end(statusOfSend(result));
+        }
+    } else if (call->caller == Caller::CLIENT) {
+        heldCalls_.push_back(call);
+        startService();
+    } else {
+        call->end(television::STATUS_NO_TELEVISION);
+    }
+}
+
+int ServiceConnection::sendCall(std::shared_ptr<PendingCall> const& call) {
+    television::MutexLock const lock(call->mutex);
+    if (call->isAbandoned) {
+        return 0;
+    }
+    Message message;
+    NRX_TRY(newMethodCall(call->method, call->arguments, message));
+    auto const sent = sentCalls_.emplace(call.get(), call).first;
+    int const result = makeInto(call->slot, [&](auto slot) {
+        return sd_bus_call_async(bus_.get(), slot, message.get(), onReply, call.get(), 0);
+    });
+    if (result < 0) {
+        sentCalls_.erase(sent);
+    }
+    return result;
+}
+
+void ServiceConnection::sendHeldCalls() {
+    for (auto const& call : std::exchange(heldCalls_, {})) {
+        runNoexcept([&] { routeCall(call); });
+    }
+}
+
+void ServiceConnection::failHeldCalls(int status) {
+    for (auto const& call : std::exchange(heldCalls_, {})) {
+        runNoexcept([&] { call->end(status); });
+    }
+}
+
+void ServiceConnection::failSentCalls(int status) {
+    for (auto const& [key, call] : std::exchange(sentCalls_, {})) {
+        call->slot.reset();
+        runNoexcept([&ended = *call, status] { ended.end(status); });
+    }
+}
+
+int ServiceConnection::onReply(sd_bus_message* message, void* pending, sd_bus_error* /*error*/) noexcept {
+    return runNoexcept([&] {
+        auto& calls = static_cast<PendingCall*>(pending)->connection.sentCalls_;
+        assert(calls.contains(static_cast<PendingCall*>(pending)));
+        std::shared_ptr<PendingCall> const call = calls.extract(static_cast<PendingCall*>(pending)).mapped();
+        Slot const slot = std::move(call->slot);
+        int status = television::STATUS_OK;
+        if (sd_bus_error const* const error = sd_bus_message_get_error(message)) {
+            status = statusOfError(*error);
+        } else {
+            television::MutexLock const lock(call->mutex);
+            MessageBody const& readReply = call->isAbandoned ? call->late : call->reply;
+            status = catchToStatus([&] {
+                int const result = readReply ? readReply(message) : 0;
+                return result >= 0 ? static_cast<int>(television::STATUS_OK) : statusOfRead(result);
+            });
+        }
+        call->end(status);
+    });
+}
+
+void ServiceConnection::callNoReply(Method method, MessageBody arguments) {
+    tasks_.post([this, called = std::move(method), body = std::move(arguments)] {
+        auto const send = [&] {
+            Message message;
+            NRX_TRY(newMethodCall(called, body, message));
+            NRX_TRY(sd_bus_message_set_expect_reply(message.get(), 0));
+            return sd_bus_send(bus_.get(), message.get(), nullptr);
+        };
+        runNoexcept([&] {
+            if (owner_.empty()) {
+                reportFailure(called.path, called.name, television::STATUS_NO_TELEVISION);
+            } else if (int const result = send(); result < 0) {
+                reportFailure(called.path, called.name, statusOfSend(result));
+            }
+        });
+    });
+}
+
+int ServiceConnection::newMethodCall(Method const& method, MessageBody const& arguments, Message& message) const {
+    assert(!owner_.empty());
+    NRX_TRY(makeInto(message, [&](auto made) {
+        return sd_bus_message_new_method_call(bus_.get(), made, owner_.c_str(), method.path.c_str(), method.interface,
+                                              method.name);
+    }));
+    return arguments ? arguments(message.get()) : 0;
+}
+
+}  // namespace bus

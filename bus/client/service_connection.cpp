@@ -1,0 +1,257 @@
+#include "bus/client/service_connection.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "bus/client/failure.h"
+#include "bus/protocol/contract.h"
+#include "television/status.h"
+
+namespace bus {
+
+namespace {
+
+constexpr std::chrono::milliseconds FIRST_DELAY{100};
+constexpr std::chrono::milliseconds LAST_DELAY{400};  ///< Each attempt wakes the process.
+
+constexpr char OWNER_RULE[] =
+    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
+    "member='NameOwnerChanged',arg0='nrx.Television1'";
+/// One rule for all objects: the bus limits the number of rules of a connection.
+constexpr char MODEL_RULE[] = "type='signal',sender='nrx.Television1',path_namespace='/nrx/Television1/model'";
+constexpr char DISCONNECTED_RULE[] =
+    "type='signal',sender='org.freedesktop.DBus.Local',path='/org/freedesktop/DBus/Local',"
+    "interface='org.freedesktop.DBus.Local',member='Disconnected'";
+
+}  // namespace
+
+ServiceConnection::ServiceConnection(ServiceWatcher& watcher)
+    : watcher_(watcher),
+      address_(addressFromEnvironment()),
+      loop_(makeEventLoop()),
+      tasks_(loop_.get()),
+      retryDelay_(FIRST_DELAY),
+      connectError_(-ENOTCONN) {}
+
+ServiceConnection::~ServiceConnection() = default;
+
+void ServiceConnection::start() {
+    thread_ = std::thread([this] { runThread(); });
+}
+
+void ServiceConnection::runThread() {
+    while (true) {
+        runLoopOnce();
+    }
+}
+
+void ServiceConnection::runLoopOnce() {
+    if (isReconnecting_ && std::chrono::steady_clock::now() >= nextAttempt_) {
+        runNoexcept([this] { connectBus(); });
+    }
+    runTimers();
+    auto next = isReconnecting_ ? nextAttempt_ : Deadline::max();
+    next = timers_.empty() ? next : std::min(next, timers_.begin()->first);
+    std::uint64_t wait = UINT64_MAX;
+    if (next != Deadline::max()) {
+        auto const left = std::chrono::ceil<std::chrono::microseconds>(next - std::chrono::steady_clock::now());
+        wait = static_cast<std::uint64_t>(std::max(left, std::chrono::microseconds(0)).count());
+    }
+    if (sd_event_run(loop_.get(), wait) < 0) {  // The kernel or the memory is exhausted for now.
+        std::this_thread::sleep_for(FIRST_DELAY);
+    }
+}
+
+void ServiceConnection::runTimers() {
+    while (!timers_.empty() && timers_.begin()->first <= std::chrono::steady_clock::now()) {
+        auto const due = timers_.extract(timers_.begin());
+        runNoexcept(due.mapped());
+    }
+}
+
+void ServiceConnection::runLater(std::chrono::milliseconds delay, std::function<void()> task) {
+    timers_.emplace(std::chrono::steady_clock::now() + delay, std::move(task));
+}
+
+void ServiceConnection::connectBus() {
+    scheduleReconnect();  // Cancelled below on success.
+    disconnectBus();
+    connectError_ = initializeBus();
+    if (connectError_ >= 0) {
+        isReconnecting_ = false;
+    } else {
+        disconnectBus();
+    }
+}
+
+void ServiceConnection::scheduleReconnect() {
+    isReconnecting_ = true;
+    nextAttempt_ = std::chrono::steady_clock::now() + retryDelay_;
+    retryDelay_ = std::min(2 * retryDelay_, LAST_DELAY);
+}
+
+int ServiceConnection::initializeBus() {
+    NRX_TRY(openBus(bus_, address_));
+    sd_bus* const bus = bus_.get();
+    NRX_TRY(sd_bus_attach_event(bus, loop_.get(), SD_EVENT_PRIORITY_NORMAL));
+    auto const add = [this](auto const& makeSlot) { return makeInto(slots_.emplace_back(), makeSlot); };
+    NRX_TRY(add([&](auto slot) { return sd_bus_add_match(bus, slot, DISCONNECTED_RULE, onDisconnected, this); }));
+    // A filter receives the objects' signals, since a handler of the rule would miss those before the rule's reply.
+    NRX_TRY(add([&](auto slot) { return sd_bus_add_filter(bus, slot, onSignal, this); }));
+    // The connection ends if the bus refuses one of these rules.
+    NRX_TRY(add(
+        [&](auto slot) { return sd_bus_add_match_async(bus, slot, OWNER_RULE, onNameOwnerChanged, nullptr, this); }));
+    NRX_TRY(add([&](auto slot) { return sd_bus_add_match_async(bus, slot, MODEL_RULE, nullptr, nullptr, nullptr); }));
+    return callBusDaemon(slots_.emplace_back(), "GetNameOwner", onNameOwner, SERVICE);
+}
+
+int ServiceConnection::callBusDaemon(Slot& slot, char const* method, sd_bus_message_handler_t handler,
+                                     std::string const& argument) {
+    Message message;
+    NRX_TRY(makeInto(message, [&](auto made) {
+        return sd_bus_message_new_method_call(bus_.get(), made, BUS_NAME, BUS_PATH, BUS_NAME, method);
+    }));
+    NRX_TRY(append(message.get(), argument));
+    if (handler == onServiceStarted) {
+        NRX_TRY(append(message.get(), 0U));  // No flags.
+    }
+    return makeInto(
+        slot, [&](auto pending) { return sd_bus_call_async(bus_.get(), pending, message.get(), handler, this, 0); });
+}
+
+void ServiceConnection::disconnectBus() {
+    isOnBus_ = false;
+    ownerUserSlot_.reset();
+    startSlot_.reset();
+    slots_.clear();
+    failSentCalls(television::STATUS_NO_BUS);
+    clearNameOwner();
+    bus_.reset();
+}
+
+void ServiceConnection::clearNameOwner() {
+    isOwnerKnown_ = false;
+    isServiceStarting_ = false;
+    candidateOwner_.clear();
+    failHeldCalls(television::STATUS_NO_BUS);
+    setNameOwner("");
+}
+
+void ServiceConnection::setNameOwner(std::string owner) {
+    owner.swap(owner_);
+    if (!owner.empty()) {
+        failSentCalls(television::STATUS_NO_ANSWER);  // A reply of the earlier owner is not one of the next owner.
+        runNoexcept([this] { watcher_.handleNameVanished(); });
+    }
+    if (!owner_.empty()) {
+        runNoexcept([this] { watcher_.handleNameAppeared(); });
+    }
+}
+
+void ServiceConnection::handleNameOwner(std::string const& owner) {
+    isOwnerKnown_ = true;
+    if (owner == (candidateOwner_.empty() ? owner_ : candidateOwner_)) {
+        sendHeldCalls();
+        return;
+    }
+    setNameOwner("");
+    candidateOwner_ = owner;
+    if (!owner.empty() && callBusDaemon(ownerUserSlot_, "GetConnectionUnixUser", onOwnerUser, owner) < 0) {
+        candidateOwner_.clear();
+        scheduleReconnect();  // The new connection asks again.
+    }
+    sendHeldCalls();
+}
+
+void ServiceConnection::handleOwnerUser(sd_bus_message* reply) {
+    std::string owner = std::exchange(candidateOwner_, {});
+    unsigned int user = 0;
+    if (sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NAME_HAS_NO_OWNER) != 0) {
+        // The owner has gone. NameOwnerChanged says that, too.
+    } else if (sd_bus_message_is_method_error(reply, nullptr) != 0 || read(reply, user) < 0) {
+        scheduleReconnect();  // The new connection asks again.
+    } else if (trusted_.allows(user)) {
+        setNameOwner(std::move(owner));
+    } else {
+        report((std::string(SERVICE) + " belongs to a process of user " + std::to_string(user) + ", expected " +
+                trusted_.text() + ": not followed")
+                   .c_str());
+    }
+    sendHeldCalls();
+}
+
+int ServiceConnection::onDisconnected(sd_bus_message* /*message*/, void* connection, sd_bus_error* /*error*/) noexcept {
+    return runNoexcept([&] {
+        auto& self = *static_cast<ServiceConnection*>(connection);
+        self.isOnBus_ = false;
+        self.scheduleReconnect();  // Later: sd-bus is processing the bus now.
+        self.clearNameOwner();
+    });
+}
+
+int ServiceConnection::onNameOwner(sd_bus_message* message, void* connection, sd_bus_error* /*error*/) noexcept {
+    return runNoexcept([&] {
+        auto& self = *static_cast<ServiceConnection*>(connection);
+        sd_bus_error const* const error = sd_bus_message_get_error(message);
+        std::string owner;
+        if ((error != nullptr || read(message, owner) < 0) &&
+            sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
+            self.scheduleReconnect();  // The new connection asks again.
+            return;
+        }
+        self.retryDelay_ = FIRST_DELAY;
+        self.isOnBus_ = true;
+        self.handleNameOwner(owner);
+    });
+}
+
+int ServiceConnection::onNameOwnerChanged(sd_bus_message* message, void* connection, sd_bus_error* /*error*/) noexcept {
+    return runNoexcept([&] {
+        std::string name;
+        std::string before;
+        std::string owner;
+        if (isFromBus(message) && read(message, name) >= 0 && read(message, before) >= 0 && read(message, owner) >= 0) {
+            static_cast<ServiceConnection*>(connection)->handleNameOwner(owner);
+        }
+    });
+}
+
+int ServiceConnection::onOwnerUser(sd_bus_message* message, void* connection, sd_bus_error* /*error*/) noexcept {
+    return runNoexcept([&] { static_cast<ServiceConnection*>(connection)->handleOwnerUser(message); });
+}
+
+void ServiceConnection::startService() {
+    if (int const result = callBusDaemon(startSlot_, "StartServiceByName", onServiceStarted, SERVICE); result < 0) {
+        failHeldCalls(statusOfSend(result));
+    } else {
+        isServiceStarting_ = true;
+    }
+}
+
+int ServiceConnection::onServiceStarted(sd_bus_message* message, void* connection, sd_bus_error* /*error*/) noexcept {
+    return runNoexcept([&] {
+        auto& self = *static_cast<ServiceConnection*>(connection);
+        self.isServiceStarting_ = false;
+        if (sd_bus_error const* const error = sd_bus_message_get_error(message)) {
+            self.failHeldCalls(statusOfError(*error));
+        } else if (!self.isOwnerPending() && self.owner_.empty()) {  // The owner has gone again, or is not trusted.
+            self.failHeldCalls(television::STATUS_NO_TELEVISION);
+        } else {
+            self.sendHeldCalls();
+        }
+    });
+}
+
+int ServiceConnection::onSignal(sd_bus_message* message, void* connection, sd_bus_error* /*error*/) noexcept {
+    return runNoexcept([&] {
+        auto const& self = *static_cast<ServiceConnection*>(connection);
+        char const* const sender = sd_bus_message_get_sender(message);
+        // Every connection may send signals to this one.
+        if (sender != nullptr && self.owner_ == sender && sd_bus_message_is_signal(message, nullptr, nullptr) > 0) {
+            self.watcher_.handleSignal(message);
+        }
+    });
+}
+
+}  // namespace bus

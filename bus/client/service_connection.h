@@ -1,0 +1,160 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bus/client/trusted_owner.h"
+#include "bus/protocol/message.h"
+#include "bus/protocol/task_queue.h"
+#include "television/catch_to_status.h"
+
+// Private to the platform library.
+
+namespace bus {
+
+using television::catchToStatus;
+
+using Deadline = std::chrono::steady_clock::time_point;
+
+/// A method of one of the television's objects.
+struct Method {
+    std::string path;
+    char const* interface;
+    char const* name;
+};
+
+/// Appends the arguments of a call, or reads a reply. Returns a negative error number on failure.
+using MessageBody = std::function<int(sd_bus_message* message)>;
+/// Takes the status of a call that has ended.
+using Completion = std::function<void(int status)>;
+
+/// Who makes a call. For a client, a lost bus is reconnected at once and the television is started.
+enum class Caller { CLIENT, PLATFORM };
+
+/// Receives events of the bus, on the connection's thread and with no lock held.
+class ServiceWatcher {
+public:
+    ServiceWatcher() = default;
+    ServiceWatcher(ServiceWatcher const&) = delete;
+    ServiceWatcher& operator=(ServiceWatcher const&) = delete;
+    /// The television that owned the name has gone.
+    virtual void handleNameVanished() = 0;
+    /// A trusted television owns the name.
+    virtual void handleNameAppeared() = 0;
+    /// The television sent a signal.
+    virtual void handleSignal(sd_bus_message* signal) = 0;
+
+protected:
+    ~ServiceWatcher() = default;
+};
+
+/// The connection to the bus and to the television, with the thread that sends and receives all messages. This thread
+/// never runs observers, so that a slow observer does not stop the reading. A lost bus is reconnected after a pause, or
+/// when a client calls. Lives as long as the process.
+///
+/// The television is the owner of the name nrx.Television1 if its user is trusted. Nothing is sent to another owner,
+/// and its messages are ignored.
+class ServiceConnection {
+public:
+    /// Reads the environment, on the host's thread: the host may change the environment later.
+    explicit ServiceConnection(ServiceWatcher& watcher);
+    ServiceConnection(ServiceConnection const&) = delete;
+    ServiceConnection& operator=(ServiceConnection const&) = delete;
+    ~ServiceConnection();
+
+    /// Starts the thread, after which the connection is never destroyed. Throws `std::system_error` if the system has
+    /// no resources for a thread.
+    void start();
+
+    /// Whether the bus answers.
+    [[nodiscard]] bool isOnBus() const { return isOnBus_; }
+
+    /// Calls the method and blocks until the reply or the deadline. A call not sent by then is never sent. Returns a
+    /// status. `arguments` and `reply` run on the connection's thread, and never after this function has returned; a
+    /// reply that comes later goes to `late`.
+    int call(Method method, Deadline deadline, MessageBody arguments, MessageBody reply, MessageBody late = {});
+
+    /// Calls the method and does not wait. On the connection's thread, `completion` follows `reply`, or the failure.
+    void callAsync(Method method, Caller caller, MessageBody arguments, MessageBody reply, Completion completion);
+
+    /// Calls the method without a reply, and does not wait. `arguments` runs later, on the connection's thread.
+    void callNoReply(Method method, MessageBody arguments);
+
+    /// Runs the task after the delay. Called on the connection's thread, which also runs the task.
+    void runLater(std::chrono::milliseconds delay, std::function<void()> task);
+
+private:
+    struct PendingCall;
+
+    // The thread, the bus and the name's owner: service_connection.cpp.
+    void runThread();
+    void runLoopOnce();
+    void runTimers();
+    void connectBus();
+    void disconnectBus();
+    int initializeBus();
+    void scheduleReconnect();
+    int callBusDaemon(Slot& slot, char const* method, sd_bus_message_handler_t handler, std::string const& argument);
+    void handleNameOwner(std::string const& owner);
+    void handleOwnerUser(sd_bus_message* reply);
+    void setNameOwner(std::string owner);
+    void clearNameOwner();
+    /// Whether the owner is unknown but will be known soon.
+    [[nodiscard]] bool isOwnerPending() const {
+        return !isOwnerKnown_ || !candidateOwner_.empty() || isServiceStarting_;
+    }
+    void startService();
+
+    // The calls: service_calls.cpp.
+    void beginCall(std::shared_ptr<PendingCall> const& call);
+    void routeCall(std::shared_ptr<PendingCall> const& call);
+    void sendOrHoldCall(std::shared_ptr<PendingCall> const& call);
+    int sendCall(std::shared_ptr<PendingCall> const& call);
+    void sendHeldCalls();
+    void failHeldCalls(int status);
+    void failSentCalls(int status);
+    int newMethodCall(Method const& method, MessageBody const& arguments, Message& message) const;
+    static int onReply(sd_bus_message* message, void* pending, sd_bus_error* error) noexcept;
+
+    static int onSignal(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
+    static int onNameOwner(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
+    static int onNameOwnerChanged(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
+    static int onOwnerUser(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
+    static int onServiceStarted(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
+    static int onDisconnected(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
+
+    ServiceWatcher& watcher_;
+    std::string const address_;
+    TrustedOwner const trusted_;
+    EventLoop const loop_;
+    TaskQueue tasks_;
+    std::atomic<bool> isOnBus_ = false;
+
+    // Used on the connection's thread alone.
+    bool isReconnecting_ = true;            ///< There is no usable bus.
+    Deadline nextAttempt_{};                ///< When to reconnect.
+    std::chrono::milliseconds retryDelay_;  ///< From that attempt to the next one.
+    int connectError_;                      ///< Why the last attempt failed.
+    std::multimap<Deadline, std::function<void()>> timers_;
+    std::map<PendingCall const*, std::shared_ptr<PendingCall>> sentCalls_;
+    std::vector<std::shared_ptr<PendingCall>> heldCalls_;  ///< To be sent when the owner is known.
+    std::string owner_;                                    ///< The television's unique name, or empty.
+    std::string candidateOwner_;                           ///< The name's owner until its user is known, or empty.
+    bool isOwnerKnown_ = false;                            ///< The bus has answered who owns the name.
+    bool isServiceStarting_ = false;                       ///< The bus was asked to start the television.
+    Bus bus_;                                              ///< Null while there is none.
+    Slot ownerUserSlot_;                                   ///< All slots are destroyed before the bus.
+    Slot startSlot_;
+    std::vector<Slot> slots_;
+
+    std::thread thread_;
+};
+
+}  // namespace bus

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <systemd/sd-event.h>
+
+#include <functional>
+#include <vector>
+
+#include "bus/protocol/message.h"
+#include "television/mutex.h"
+
+// Private to both sides of the bus.
+
+namespace bus {
+
+/// Tasks that any thread posts to the thread of an event loop. The loop runs the tasks in the order of `post`, and
+/// before the next message of a bus.
+class TaskQueue {
+public:
+    /// Adds an event source to the loop. Throws `std::system_error` if the kernel has no resources for that.
+    explicit TaskQueue(sd_event* loop);
+    TaskQueue(TaskQueue const&) = delete;
+    TaskQueue& operator=(TaskQueue const&) = delete;
+    /// Called on the loop's thread or after the loop has ended. Drops the tasks that have not run.
+    ~TaskQueue();
+
+    /// Exceptions of the task are ignored.
+    void post(std::function<void()> task);
+
+private:
+    static int runTasks(sd_event_source* source, int descriptor, unsigned int events, void* queue) noexcept;
+
+    television::Mutex mutex_;
+    std::vector<std::function<void()>> tasks_ NRX_GUARDED_BY(mutex_);
+    int descriptor_;
+    EventSource source_;
+};
+
+}  // namespace bus

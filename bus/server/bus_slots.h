@@ -1,0 +1,61 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <string_view>
+#include <system_error>
+
+#include "bus/protocol/message.h"
+
+// Private to the server.
+
+namespace bus::server {
+
+/// A client's connection has left the bus. The handler of a match with this rule must check the sender.
+constexpr char CLIENT_LEFT_RULE[] =
+    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
+    "member='NameOwnerChanged',arg2=''";
+
+/// The slot of an sd-bus operation that registers a handler. Throws `std::system_error`.
+template <typename Operation, typename... Arguments>
+Slot makeSlot(Operation const& operation, sd_bus* bus, Arguments const&... arguments) {
+    Slot made;
+    int const result = makeInto(made, [&](auto slot) { return operation(bus, slot, arguments...); });
+    if (result < 0) {
+        throw std::system_error(-result, std::generic_category(), "sd-bus refuses a handler");
+    }
+    return made;
+}
+
+/// Sets `nodes` to the list that a node enumerator returns: the map's keys, which are paths, that have the prefix.
+template <typename Map>
+int makeNodeList(Map const& map, std::string_view prefix, char*** nodes) {
+    auto const begin = map.lower_bound(prefix);
+    auto const end = std::find_if(begin, map.end(), [&](auto const& each) { return !each.first.starts_with(prefix); });
+    auto const size = static_cast<std::size_t>(std::distance(begin, end));
+    auto** const list = static_cast<char**>(std::calloc(size + 1, sizeof(char*)));  // sd-bus frees the list.
+    if (list == nullptr) {
+        return -ENOMEM;
+    }
+    std::size_t position = 0;
+    for (auto each = begin; each != end; ++each) {
+        char* const copy = ::strdup(each->first.c_str());
+        if (copy == nullptr) {
+            while (position > 0) {
+                std::free(list[--position]);
+            }
+            std::free(list);
+            return -ENOMEM;
+        }
+        list[position++] = copy;
+    }
+    *nodes = list;
+    return 0;
+}
+
+}  // namespace bus::server

@@ -1,0 +1,65 @@
+#include "bus/server/send_queue.h"
+
+#include <cassert>
+#include <cerrno>
+#include <cstdint>
+#include <utility>
+
+#include "bus/server/report.h"
+
+namespace bus::server {
+
+int SendQueue::send(Message message, std::size_t size) {
+    Latest none;
+    return send(std::move(message), size, none);
+}
+
+int SendQueue::send(Message message, std::size_t size, Latest& latest) {
+    QueuedMessage next{std::move(message), size + MESSAGE_OVERHEAD};
+    if (auto const earlier = latest.queued_.lock()) {
+        *earlier = std::move(next);
+        return 0;
+    }
+    int const result = isWaiting() || !hasRoom() ? -ENOBUFS : sendNow(next);
+    if (result == -ENOBUFS) {
+        waiting_.push_back(std::make_shared<QueuedMessage>(std::move(next)));
+        latest.queued_ = waiting_.back();
+        return 0;
+    }
+    return result;
+}
+
+void SendQueue::sendWaiting() {
+    while (isWaiting() && hasRoom()) {
+        QueuedMessage const& next = *waiting_.front();
+        int const result = sendNow(next);
+        if (result == -ENOBUFS) {
+            return;
+        }
+        if (result < 0) {
+            reportObject(sd_bus_message_get_path(next.message.get()), "a message cannot be sent: " + reasonOf(result));
+        }
+        waiting_.pop_front();
+    }
+}
+
+bool SendQueue::hasRoom() {
+    std::uint64_t unsent = 0;
+    sd_bus_get_n_queued_write(bus_, &unsent);
+    // Replies are among the unsent messages, too: some of those counted here may have been sent, but not the reverse.
+    while (connectionSizes_.size() > unsent) {
+        assert(connectionBytes_ >= connectionSizes_.front());
+        connectionBytes_ -= connectionSizes_.front();
+        connectionSizes_.pop_front();
+    }
+    return connectionBytes_ < MAX_CONNECTION_BYTES;
+}
+
+int SendQueue::sendNow(QueuedMessage const& queued) {
+    NRX_TRY(sd_bus_send(bus_, queued.message.get(), nullptr));
+    connectionSizes_.push_back(queued.size);
+    connectionBytes_ += queued.size;
+    return 0;
+}
+
+}  // namespace bus::server

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "bus/protocol/task_queue.h"
+#include "objbus/observer.h"
+
+// Private to the server.
+
+namespace bus::server {
+
+/// The event loop of the server, and what the television's notifications use. Outlives the television.
+struct ServerLoop {
+    EventLoop const loop = makeEventLoop();
+    TaskQueue tasks{loop.get()};
+    /// Observers that could not be disconnected. They ignore notifications.
+    std::vector<std::unique_ptr<objbus::Observer>> orphanedObservers;
+};
+
+}  // namespace bus::server

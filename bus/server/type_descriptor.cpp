@@ -1,0 +1,250 @@
+#include "bus/server/type_descriptor.h"
+
+#include <array>
+#include <map>
+#include <vector>
+
+#include "bus/server/catch_to_error.h"
+#include "bus/server/report.h"
+#include "bus/server/served_iterators.h"
+#include "bus/server/served_object.h"
+#include "television/kinds.h"
+#include "television/status.h"
+
+namespace bus::server {
+
+namespace {
+
+using television::PlainKind;
+
+/// An observer that sends its notifications as signals.
+template <typename Base>
+class ForwardingObserver : public Base {
+public:
+    explicit ForwardingObserver(SignalEmitter emitter) : emitter_(std::move(emitter)) {}
+
+protected:
+    [[nodiscard]] SignalEmitter const& emitter() const { return emitter_; }
+
+private:
+    SignalEmitter const emitter_;
+};
+
+/// Of a plain value: a number, or one of the types below.
+template <typename T>
+class ValueObserver final : public ForwardingObserver<typename PlainKind<T>::Observer> {
+public:
+    using ValueObserver::ForwardingObserver::ForwardingObserver;
+    void notifyNewValue(T value) override { this->emitter().emitPropertyChanged(value); }
+};
+
+template <>
+class ValueObserver<std::string> final : public ForwardingObserver<objbus::ObserverString> {
+public:
+    using ForwardingObserver::ForwardingObserver;
+    void notifyNewValue(std::string const& value) override { emitter().emitPropertyChanged(value); }
+};
+
+template <>
+class ValueObserver<std::vector<int>> final : public ForwardingObserver<objbus::ObserverVectorNumericInteger> {
+public:
+    using ForwardingObserver::ForwardingObserver;
+    void notifyIntegerVector(std::vector<int> const& values) override { emitter().emitPropertyChanged(values); }
+};
+
+template <>
+class ValueObserver<std::vector<std::string>> final : public ForwardingObserver<objbus::ObserverVectorString> {
+public:
+    using ForwardingObserver::ForwardingObserver;
+    void notifyStringVector(std::vector<std::string> const& values) override { emitter().emitPropertyChanged(values); }
+};
+
+class ActionObserver final : public ForwardingObserver<objbus::ObserverAction> {
+public:
+    using ForwardingObserver::ForwardingObserver;
+    void notifyResult(unsigned int id, std::vector<objbus::Argument> const& results) override {
+        if (!emitter().emitSignalIfCarried("Result", id, results)) {
+            notifyExecutionError(id, television::STATUS_NOT_CARRIED);
+        }
+    }
+    void notifyExecutionError(unsigned int id, int error) override {
+        emitter().emitSignal("ExecutionError", id, error);
+    }
+};
+
+class TableObserver final : public ForwardingObserver<objbus::ObserverTable> {
+public:
+    using ForwardingObserver::ForwardingObserver;
+    void notifyUpdate(int update) override { emitter().emitSignal("Updated", update); }
+};
+
+ServedObject& objectOf(void* found) { return *static_cast<ServedObject*>(found); }
+
+/// Reads the value of a plain object, and returns a status of the television's.
+template <typename T>
+int readValue(ServedObject const& served, T& value) {
+    auto& object = served.as<typename PlainKind<T>::Object>();
+    int status = television::STATUS_OK;
+    if constexpr (std::is_arithmetic_v<T>) {
+        value = object.getValue();
+    } else {
+        status = object.getValue(value);
+    }
+    if (status == television::STATUS_OK && wireSize(value) > MAX_MESSAGE_BYTES) {
+        reportObject(served.key(), "cannot be read: " + reasonOf(-EMSGSIZE));
+        return television::STATUS_NOT_CARRIED;
+    }
+    return status;
+}
+
+template <typename T>
+T const& writeArgument(T const& value) {
+    return value;
+}
+
+template <typename T>
+std::map<int, T> writeArgument(std::vector<T> const& list) {
+    std::map<int, T> elements;
+    for (T const& element : list) {
+        elements.emplace_hint(elements.end(), static_cast<int>(elements.size()), element);
+    }
+    return elements;
+}
+
+int getType(sd_bus* /*bus*/, char const* /*path*/, char const* /*interface*/, char const* /*property*/,
+            sd_bus_message* reply, void* found, sd_bus_error* /*error*/) noexcept {
+    return append(reply, static_cast<int>(objectOf(found).type()));
+}
+
+template <typename T>
+int getValue(sd_bus* /*bus*/, char const* /*path*/, char const* /*interface*/, char const* /*property*/,
+             sd_bus_message* reply, void* found, sd_bus_error* error) noexcept {
+    return catchToError(error, [=] {
+        T value{};
+        int const status = readValue(objectOf(found), value);
+        return status != television::STATUS_OK ? setStatusError(error, status) : append(reply, value);
+    });
+}
+
+/// The observer emits the change.
+template <typename T>
+int setValue(sd_bus* /*bus*/, char const* /*path*/, char const* /*interface*/, char const* /*property*/,
+             sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
+    return catchToError(error, [=] {
+        T value{};
+        if (int const result = read(call, value); result < 0) {
+            return refuseUnread(error, objectOf(found).key(), result);
+        }
+        int const status = objectOf(found).as<typename PlainKind<T>::Object>().setValue(writeArgument(value));
+        return status != television::STATUS_OK ? setStatusError(error, status) : 1;
+    });
+}
+
+int invoke(sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
+    return catchToError(error, [=] {
+        std::vector<objbus::Argument> arguments;
+        if (int const result = read(call, arguments); result < 0) {
+            return refuseUnread(error, objectOf(found).key(), result);
+        }
+        unsigned int id = 0;
+        int const status = objectOf(found).as<objbus::ObjectAction>().invoke(id, arguments);
+        return status != television::STATUS_OK ? setStatusError(error, status)
+                                               : sd_bus_reply_method_return(call, "u", id);
+    });
+}
+
+int createIterator(sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
+    return catchToError(error,
+                        [=] { return objectOf(found).context().iterators.handleCreate(call, objectOf(found), error); });
+}
+
+int destroyIterator(sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
+    return catchToError(
+        error, [=] { return objectOf(found).context().iterators.handleDestroy(call, objectOf(found), error); });
+}
+
+template <typename T>
+constexpr sd_bus_vtable PLAIN_VTABLE[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_WRITABLE_PROPERTY("Value", PlainKind<T>::SIGNATURE, getValue<T>, setValue<T>, 0,
+                             SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE | SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END,
+};
+
+constexpr sd_bus_vtable ACTION_VTABLE[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_NAMES("Invoke", "a(nnns)", SD_BUS_PARAM(arguments), "u", SD_BUS_PARAM(id), invoke,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_SIGNAL_WITH_NAMES("Result", "ua(nnns)", SD_BUS_PARAM(id) SD_BUS_PARAM(results), 0),
+    SD_BUS_SIGNAL_WITH_NAMES("ExecutionError", "ui", SD_BUS_PARAM(id) SD_BUS_PARAM(error), 0),
+    SD_BUS_VTABLE_END,
+};
+
+constexpr sd_bus_vtable TABLE_VTABLE[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_NAMES("CreateIterator", "ia(iis)aia(ii)",
+                             SD_BUS_PARAM(type) SD_BUS_PARAM(selections) SD_BUS_PARAM(columns) SD_BUS_PARAM(orders),
+                             "o", SD_BUS_PARAM(iterator), createIterator, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("DestroyIterator", "o", SD_BUS_PARAM(iterator), "", "", destroyIterator,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_SIGNAL_WITH_NAMES("Updated", "i", SD_BUS_PARAM(update), 0),
+    SD_BUS_VTABLE_END,
+};
+
+constexpr std::size_t MAX_LISTED_BYTES = std::size_t{64} * 1024;  ///< Of one value in a list of all objects.
+
+template <typename T>
+int appendValue(sd_bus_message* message, ServedObject const& object, std::size_t& room) {
+    T value{};
+    try {
+        if (readValue(object, value) != television::STATUS_OK || sizeOf(value) > MAX_LISTED_BYTES) {
+            return 0;
+        }
+    } catch (...) {  // A failure of one object leaves the others readable.
+        return 0;
+    }
+    if (wireSize(value) > room) {
+        return -EMSGSIZE;
+    }
+    room -= wireSize(value);
+    return appendProperty(message, "Value", PlainKind<T>::SIGNATURE, value);
+}
+
+int appendNothing(sd_bus_message* /*message*/, ServedObject const& /*object*/, std::size_t& /*room*/) { return 0; }
+
+template <typename Observer>
+std::unique_ptr<objbus::Observer> makeObserver(SignalEmitter const& emitter) {
+    return std::make_unique<Observer>(emitter);
+}
+
+template <typename Object>
+bool isInstance(objbus::Object* object) {
+    return dynamic_cast<Object*>(object) != nullptr;
+}
+
+template <typename... T>
+constexpr auto makeTable(std::variant<T...> const* /*plain*/) {
+    return std::array{
+        TypeDescriptor{PlainKind<T>::TYPE, PlainKind<T>::INTERFACE, PLAIN_VTABLE<T>, makeObserver<ValueObserver<T>>,
+                       isInstance<typename PlainKind<T>::Object>, appendValue<T>}...,
+        TypeDescriptor{objbus::OBJECT_TYPE_ACTION, ACTION_INTERFACE, ACTION_VTABLE, makeObserver<ActionObserver>,
+                       isInstance<objbus::ObjectAction>, appendNothing},
+        TypeDescriptor{objbus::OBJECT_TYPE_TABLE, TABLE_INTERFACE, TABLE_VTABLE, makeObserver<TableObserver>,
+                       isInstance<objbus::ObjectTable>, appendNothing},
+    };
+}
+
+}  // namespace
+
+std::span<TypeDescriptor const> typeDescriptors() {
+    static constexpr auto TABLE = makeTable(static_cast<television::Value const*>(nullptr));
+    return TABLE;
+}
+
+sd_bus_vtable const OBJECT_VTABLE[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_PROPERTY("Type", "i", getType, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_VTABLE_END,
+};
+
+}  // namespace bus::server

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <utility>
+
+#include "objbus/object.h"
+#include "television/observers.h"
+#include "television/status.h"
+
+// Private to the televisions.
+
+namespace television {
+
+/// What the objects of all kinds share: the type and the observers. `Interface` is the platform's interface of the
+/// kind and `Obs` that of its observers. `Base` is the television's own part: it declares the operations that are final
+/// here, and says the type, the entry of the key, the delivery, and whether observers are notified.
+template <typename Interface, typename Obs, typename Base>
+class ObservedObject : public Interface, public Base {
+public:
+    using Base::Base;
+
+    int getType(objbus::ObjectTypeSpec& type) final {
+        this->handleTypeQuery();
+        type = this->type();
+        return STATUS_OK;
+    }
+
+    objbus::Object& object() final { return *this; }
+    void connect(objbus::Observer* observer) final { observers_.add(observer, &this->entry()); }
+    std::size_t disconnect(objbus::Observer const* observer) final {
+        return observers_.remove(observer, this->delivery());
+    }
+    [[nodiscard]] std::size_t observerCount() const final { return observers_.size(); }
+
+protected:
+    template <typename Notify>
+    void post(Notify notify) {
+        if (this->notifiesObservers()) {
+            observers_.post(this->delivery(), std::move(notify));
+        }
+    }
+    template <typename Notify>
+    void postChange(std::size_t payload, Notify notify) {
+        if (this->notifiesObservers()) {
+            observers_.postChange(this->delivery(), payload, std::move(notify));
+        }
+    }
+
+private:
+    Observers<Obs> observers_;
+};
+
+}  // namespace television

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "television/kinds.h"
+#include "television/status.h"
+
+// Private to the televisions.
+
+namespace television {
+
+/// The operations of an object with a plain value of the type `T`, as its interface declares them. `Storage` derives
+/// from that interface and decides where the value is: its `write` takes a `T`, or a list's elements by position, its
+/// `read` fills a `T` and returns a status, and its `readNumber` returns a number.
+template <typename T, typename Storage>
+class PlainObject final : public Storage {
+public:
+    using Storage::Storage;
+    int setValue(T value) override { return this->write(value); }
+    T getValue() override { return this->readNumber(); }
+};
+
+template <typename Storage>
+class PlainObject<std::string, Storage> final : public Storage {
+public:
+    using Storage::Storage;
+    int setValue(std::string const& value) override { return this->write(value); }
+    int getValue(std::string& value) override { return this->read(value); }
+};
+
+template <typename Element, typename Storage>
+class PlainObject<std::vector<Element>, Storage> final : public Storage {
+public:
+    using Storage::Storage;
+    int platformReserved() override { return STATUS_NOT_SUPPORTED; }
+    int setValue(std::map<int, Element> const& elements) override { return this->write(elements); }
+    int getValue(std::vector<Element>& values) override { return this->read(values); }
+};
+
+}  // namespace television
