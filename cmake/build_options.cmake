@@ -8,6 +8,7 @@ target_compile_options(nrx_build_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Woverloaded-virtual
     -Wnon-virtual-dtor -Wformat=2 -Wimplicit-fallthrough -Wextra-semi
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>  # GCC 12 reports overlaps inside std::string that cannot be.
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta>
     # A log line names its source file; the directory it was built in is nobody's business.
     -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(NRX_WARNINGS_AS_ERRORS)

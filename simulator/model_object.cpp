@@ -8,17 +8,19 @@ ActionObject::ActionObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec
     : ObservedObject(model, entry, type), script_(std::move(script)) {}
 
 int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) {
-    Operation operation(*this, Call::invoke);
-    if (isWithdrawn()) {
-        return STATUS_WITHDRAWN;
+    auto const kept = model().shared_from_this();
+    {
+        Operation const operation(*this, Call::invoke);
+        if (isWithdrawn()) {
+            return STATUS_WITHDRAWN;
+        }
+        if (int const fault = entry().invokeFault; fault != STATUS_OK) {
+            return fault;
+        }
     }
-    if (int const fault = entry().invokeFault; fault != STATUS_OK) {
-        return fault;
-    }
-    operation.lock.unlock();
     ActionAnswer answer = script_ ? script_(arguments) : ActionAnswer{};
     actionId = answer.actionId.value_or(actionId);
-    operation.lock.lock();
+    Operation const operation(*this);
     if (auto* const results = std::get_if<ActionAnswer::Results>(&answer.outcome)) {
         post([id = actionId, list = std::move(*results)](auto& observer) { observer.notifyResult(id, list); });
     } else if (auto const* const error = std::get_if<ActionAnswer::Error>(&answer.outcome)) {
@@ -120,20 +122,22 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
-    Operation operation(*this, Call::destroyIterator);
-    ++entry().counts.destroyIteratorCalls;
-    if (int const fault = entry().destroyFault; fault != STATUS_OK) {
-        return fault;
+    auto const kept = model().shared_from_this();
+    std::shared_ptr<Registration> registration;
+    {
+        Operation const operation(*this, Call::destroyIterator);
+        ++entry().counts.destroyIteratorCalls;
+        if (int const fault = entry().destroyFault; fault != STATUS_OK) {
+            return fault;
+        }
+        auto const destroyed = iterators_.destroy(iterator);
+        if (!destroyed) {
+            return STATUS_UNKNOWN_ITERATOR;
+        }
+        registration = destroyed->registration();
+        kept->delivery.cancel(*registration);
     }
-    auto const destroyed = iterators_.destroy(iterator);
-    if (!destroyed) {
-        return STATUS_UNKNOWN_ITERATOR;
-    }
-    auto& delivery = operation.model->delivery;
-    auto const registration = destroyed->registration();
-    delivery.cancel(*registration);
-    operation.lock.unlock();
-    delivery.waitWhileRunning(registration->observer, registration->source);
+    kept->delivery.waitWhileRunning(registration->observer, registration->source);
     return STATUS_OK;
 }
 

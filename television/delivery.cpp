@@ -1,6 +1,7 @@
 #include "television/delivery.h"
 
 #include <array>
+#include <cassert>
 #include <cstdio>
 
 #include "television/environment.h"
@@ -24,7 +25,7 @@ std::size_t Delivery::limitFromEnvironment() {
 Delivery::~Delivery() { stop(); }
 
 void Delivery::start() {
-    thread_ = std::thread([this] { run(); });
+    thread_ = std::thread([this] { runThread(); });
 }
 
 void Delivery::enqueue(Notification notification, void const* object, std::size_t payload) {
@@ -35,7 +36,7 @@ void Delivery::enqueue(Notification notification, void const* object, std::size_
     added.push_back({std::move(notification), object, payload + ENTRY_SIZE});
     auto const entry = added.begin();
     {
-        std::lock_guard const lock(mutex_);
+        MutexLock const lock(mutex_);
         if (isStopping_) {
             return;
         }
@@ -50,27 +51,30 @@ void Delivery::enqueue(Notification notification, void const* object, std::size_
         entry->number = ++postedCount_;
         queue_.splice(queue_.end(), added);
     }
-    posted_.notify_one();  // With the mutex released, or the thread would wake up to wait for that.
+    posted_.notify_one();  // With the mutex released, or the woken thread would wait for the mutex.
 }
 
 void Delivery::dropOldest(std::deque<Queue::iterator>& changes) {
+    assert(changes.size() > 1 && payload_ >= changes.front()->payload);
     payload_ -= changes.front()->payload;
     queue_.erase(changes.front());
     changes.pop_front();
-    ++dropped_;
+    ++droppedCount_;
 }
 
 void Delivery::cancel(Registration& registration) {
-    std::lock_guard const lock(mutex_);
+    MutexLock const lock(mutex_);
     registration.isCancelled = true;
 }
 
 void Delivery::waitWhileRunning(objbus::Observer const* observer, void const* source) {
-    std::unique_lock lock(mutex_);
-    if (runner_ == std::this_thread::get_id()) {
+    MutexLock lock(mutex_);
+    if (runningThread_ == std::this_thread::get_id()) {
         return;
     }
-    done_.wait(lock, [&] { return !running_ || running_->observer != observer || running_->source != source; });
+    while (running_ && running_->observer == observer && running_->source == source) {
+        lock.wait(done_);
+    }
 }
 
 std::uint64_t Delivery::firstPending() const {
@@ -81,13 +85,16 @@ std::uint64_t Delivery::firstPending() const {
 }
 
 void Delivery::waitUntilDone() {
-    std::unique_lock lock(mutex_);
-    done_.wait(lock, [this, last = postedCount_] { return firstPending() > last || isStopping_; });
+    MutexLock lock(mutex_);
+    std::uint64_t const last = postedCount_;
+    while (firstPending() <= last && !isStopping_) {
+        lock.wait(done_);
+    }
 }
 
 void Delivery::stop() {
     {
-        std::lock_guard const lock(mutex_);
+        MutexLock const lock(mutex_);
         isStopping_ = true;
         changes_.clear();
         queue_.clear();
@@ -99,58 +106,60 @@ void Delivery::stop() {
     }
 }
 
-void Delivery::run() {
-    std::unique_lock lock(mutex_);
-    while (true) {
-        posted_.wait(lock, [this] { return isStopping_ || !queue_.empty(); });
-        if (isStopping_) {
-            return;
+void Delivery::runThread() {
+    MutexLock lock(mutex_);
+    while (!isStopping_) {
+        if (queue_.empty()) {
+            lock.wait(posted_);
+        } else {
+            runNext();
         }
-        runNext(lock);
     }
 }
 
-void Delivery::runNext(std::unique_lock<std::mutex>& lock) {
+void Delivery::runNext() {
+    assert(!queue_.empty() && current_ == 0);
     Queue next;
     next.splice(next.begin(), queue_, queue_.begin());
     Entry const& entry = next.front();
     current_ = entry.number;
     if (entry.object != nullptr) {
-        payload_ -= entry.payload;
         auto const changes = changes_.find(entry.object);
+        assert(payload_ >= entry.payload && changes != changes_.end());
+        payload_ -= entry.payload;
         changes->second.pop_front();
         if (changes->second.empty()) {
             changes_.erase(changes);
         }
     }
-    reportDropping(lock);
+    reportDropping();
     for (auto const& recipient : entry.notification.recipients) {
         if (recipient->isCancelled || isStopping_) {
             continue;
         }
         running_ = recipient;
-        runner_ = std::this_thread::get_id();
-        lock.unlock();
+        runningThread_ = std::this_thread::get_id();
+        mutex_.unlock();
         entry.notification.notify(*recipient);
-        lock.lock();
+        mutex_.lock();
         running_.reset();
-        runner_ = {};
+        runningThread_ = {};
         done_.notify_all();
     }
     current_ = 0;
     done_.notify_all();
 }
 
-void Delivery::reportDropping(std::unique_lock<std::mutex>& lock) {
-    bool const begins = dropped_ != 0 && !isDroppingReported_;
-    bool const ends = dropped_ != 0 && payload_ <= limit_ / 2;
+void Delivery::reportDropping() {
+    bool const begins = droppedCount_ != 0 && !isDroppingReported_;
+    bool const ends = droppedCount_ != 0 && payload_ <= limit_ / 2;
     if (!begins && !ends) {
         return;
     }
-    std::size_t const dropped = dropped_;
-    dropped_ = ends ? 0 : dropped_;
+    std::size_t const dropped = droppedCount_;
+    droppedCount_ = ends ? 0 : droppedCount_;
     isDroppingReported_ = !ends;
-    lock.unlock();
+    mutex_.unlock();
     std::array<char, 160> line;  // Memory may have run out.
     if (begins) {
         std::snprintf(line.data(), line.size(),
@@ -163,7 +172,7 @@ void Delivery::reportDropping(std::unique_lock<std::mutex>& lock) {
                       dropped);
         report(TAG, line.data());
     }
-    lock.lock();
+    mutex_.lock();
 }
 
 }  // namespace television

@@ -8,19 +8,19 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "objbus/observer.h"
+#include "television/mutex.h"
 
 // Private to the televisions.
 
 namespace television {
 
-/// One registration of an observer with a source of notifications. Every connect makes a new one, so that what was
-/// queued for an earlier registration of the same observer is not delivered to it.
+/// One registration of an observer with a source of notifications. Each connect makes a new one, so that a notification
+/// that was queued for an earlier registration of the same observer is not delivered to the new one.
 struct Registration {
     objbus::Observer* observer;
     void const* source;
@@ -93,29 +93,30 @@ private:
     };
     using Queue = std::list<Entry>;
 
-    void enqueue(Notification notification, void const* object, std::size_t payload);
-    void dropOldest(std::deque<Queue::iterator>& changes);
-    void run();
-    void runNext(std::unique_lock<std::mutex>& lock);
-    void reportDropping(std::unique_lock<std::mutex>& lock);
-    [[nodiscard]] std::uint64_t firstPending() const;
+    void enqueue(Notification notification, void const* object, std::size_t payload) NRX_EXCLUDES(mutex_);
+    void dropOldest(std::deque<Queue::iterator>& changes) NRX_REQUIRES(mutex_);
+    void runThread() NRX_EXCLUDES(mutex_);
+    // Unlock the mutex meanwhile:
+    void runNext() NRX_REQUIRES(mutex_);
+    void reportDropping() NRX_REQUIRES(mutex_);
+    [[nodiscard]] std::uint64_t firstPending() const NRX_REQUIRES(mutex_);
 
     std::size_t const limit_;
 
-    std::mutex mutex_;
+    Mutex mutex_;
     std::condition_variable posted_;
     std::condition_variable done_;
-    // Guarded by the mutex:
-    Queue queue_;
-    std::map<void const*, std::deque<Queue::iterator>> changes_;  ///< In the queue, by their objects, oldest first.
-    std::size_t payload_ = 0;                                     ///< Of these changes.
-    std::uint64_t postedCount_ = 0;
-    std::uint64_t current_ = 0;  ///< The number of the notification that is running, or 0.
-    std::size_t dropped_ = 0;    ///< Since dropping began.
-    bool isDroppingReported_ = false;
-    std::shared_ptr<Registration const> running_;
-    std::thread::id runner_;  ///< The thread on which it is running.
-    bool isStopping_ = false;
+    Queue queue_ NRX_GUARDED_BY(mutex_);
+    /// The changes in the queue, by their objects, oldest first.
+    std::map<void const*, std::deque<Queue::iterator>> changes_ NRX_GUARDED_BY(mutex_);
+    std::size_t payload_ NRX_GUARDED_BY(mutex_) = 0;  ///< Of these changes.
+    std::uint64_t postedCount_ NRX_GUARDED_BY(mutex_) = 0;
+    std::uint64_t current_ NRX_GUARDED_BY(mutex_) = 0;     ///< The number of the running notification, or 0.
+    std::size_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  ///< Since dropping began.
+    bool isDroppingReported_ NRX_GUARDED_BY(mutex_) = false;
+    std::shared_ptr<Registration const> running_ NRX_GUARDED_BY(mutex_);
+    std::thread::id runningThread_ NRX_GUARDED_BY(mutex_);
+    bool isStopping_ NRX_GUARDED_BY(mutex_) = false;
 
     std::thread thread_;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <list>
 #include <map>
@@ -42,6 +43,7 @@ public:
     Iterator* add(Prepared&& prepared) {
         live_.splice(live_.end(), prepared.list_);
         index_.merge(prepared.index_);
+        assert(prepared.index_.empty() && index_.size() == live_.size());
         return live_.back().get();
     }
 

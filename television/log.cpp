@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "television/environment.h"
+#include "television/mutex.h"
 #include "television/printable.h"
 #include "television/report.h"
 
@@ -67,15 +68,15 @@ std::atomic<LogLevel>& admittedLevel() {
     return level;
 }
 
-/// What any thread that logs uses.
+/// The state that all threads that log share.
 struct Shared {
-    std::mutex captureMutex;
+    Mutex captureMutex;
     std::condition_variable captureReleased;
-    std::atomic<LogCapture*> currentCapture = nullptr;  ///< Changed under its mutex.
-    int captureUses = 0;
+    std::atomic<LogCapture*> currentCapture = nullptr;  ///< Changed with the mutex held.
+    int captureUses NRX_GUARDED_BY(captureMutex) = 0;
 
-    std::mutex sinkMutex;
-    LogSink sink;
+    Mutex sinkMutex;
+    LogSink sink NRX_GUARDED_BY(sinkMutex);
 };
 
 /// Never destroyed: threads log while the process's own objects are destroyed.
@@ -89,13 +90,13 @@ Shared& shared() {
 class CaptureUse {
 public:
     CaptureUse() {
-        if (shared().currentCapture == nullptr) {  // Costs no lock while there is none.
+        if (shared_.currentCapture == nullptr) {  // The usual case takes no lock.
             return;
         }
-        std::lock_guard const lock(shared().captureMutex);
-        capture_ = shared().currentCapture;
+        MutexLock const lock(shared_.captureMutex);
+        capture_ = shared_.currentCapture;
         if (capture_ != nullptr) {
-            ++shared().captureUses;
+            ++shared_.captureUses;
         }
     }
     CaptureUse(CaptureUse const&) = delete;
@@ -104,14 +105,15 @@ public:
         if (capture_ == nullptr) {
             return;
         }
-        std::lock_guard const lock(shared().captureMutex);
-        --shared().captureUses;
-        shared().captureReleased.notify_all();
+        MutexLock const lock(shared_.captureMutex);
+        --shared_.captureUses;
+        shared_.captureReleased.notify_all();
     }
 
     [[nodiscard]] LogCapture* get() const { return capture_; }
 
 private:
+    Shared& shared_ = shared();
     LogCapture* capture_ = nullptr;
 };
 
@@ -122,11 +124,12 @@ bool levelAdmits(int severity) {
 
 /// Whether there is a sink, which has taken the line.
 bool sinkTakes(std::string_view text) {
-    std::lock_guard const lock(shared().sinkMutex);
-    if (!shared().sink) {
+    Shared& state = shared();
+    MutexLock const lock(state.sinkMutex);
+    if (!state.sink) {
         return false;
     }
-    shared().sink(lastSeverity, printable(text));
+    state.sink(lastSeverity, printable(text));
     return true;
 }
 
@@ -175,22 +178,27 @@ void readLogEnvironment() {
 void setLogLevel(LogLevel level) { admittedLevel() = level; }
 
 void setLogSink(LogSink newSink) {
-    std::lock_guard const lock(shared().sinkMutex);
-    shared().sink.swap(newSink);  // The earlier one is destroyed without the lock: its destructor may log.
+    Shared& state = shared();
+    MutexLock const lock(state.sinkMutex);
+    state.sink.swap(newSink);  // The earlier sink is destroyed with the mutex released: its destructor may log.
 }
 
 LogCapture::LogCapture(Check check) : check_(std::move(check)) {
-    std::lock_guard const lock(shared().captureMutex);
-    if (shared().currentCapture != nullptr) {
+    Shared& state = shared();
+    MutexLock const lock(state.captureMutex);
+    if (state.currentCapture != nullptr) {
         throw std::logic_error("television: the log is captured already");
     }
-    shared().currentCapture = this;
+    state.currentCapture = this;
 }
 
 LogCapture::~LogCapture() {
-    std::unique_lock lock(shared().captureMutex);
-    shared().currentCapture = nullptr;
-    shared().captureReleased.wait(lock, [] { return shared().captureUses == 0; });
+    Shared& state = shared();
+    MutexLock lock(state.captureMutex);
+    state.currentCapture = nullptr;
+    while (state.captureUses != 0) {
+        lock.wait(state.captureReleased);
+    }
 }
 
 std::vector<LogCapture::Line> LogCapture::take() {

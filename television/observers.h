@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -16,7 +17,9 @@ namespace television {
 template <typename Obs, typename Notify>
 auto withReceiver(Notify notify) {
     return [notify = std::move(notify)](Registration const& recipient) {
-        notify(*static_cast<TypedRegistration<Obs> const&>(recipient).receiver);
+        auto const& registration = static_cast<TypedRegistration<Obs> const&>(recipient);
+        assert(registration.receiver != nullptr);
+        notify(*registration.receiver);
     };
 }
 

@@ -1,5 +1,6 @@
 #include "web/event_queue.h"
 
+#include <cassert>
 #include <utility>
 
 #include "television/report.h"
@@ -8,12 +9,12 @@
 namespace web {
 
 void EventQueue::setListening(ListType type, bool isOn) {
-    std::lock_guard const lock(mutex_);
+    television::MutexLock const lock(mutex_);
     isListening_.at(indexOf(type)) = isOn;
 }
 
 bool EventQueue::isListening(ListType type) const {
-    std::lock_guard const lock(mutex_);
+    television::MutexLock const lock(mutex_);
     return isListening_.at(indexOf(type));
 }
 
@@ -21,14 +22,14 @@ void EventQueue::push(ListType type, ListText const& list) {
     bool isFirst = false;
     bool isFirstDropped = false;
     {
-        std::lock_guard const lock(mutex_);
+        television::MutexLock const lock(mutex_);
         if (isClosed_ || !isListening_.at(indexOf(type))) {
             return;
         }
         Event event{type, list};
-        bool const hadDropped = dropped_ > 0;
+        bool const hadDropped = droppedCount_ > 0;
         makeRoom(type, sizeOf(event));
-        isFirstDropped = !hadDropped && dropped_ > 0;
+        isFirstDropped = !hadDropped && droppedCount_ > 0;
         events_.push_back(std::move(event));
         bytes_ += sizeOf(events_.back());
         isFirst = !std::exchange(isWoken_, true);
@@ -40,7 +41,7 @@ void EventQueue::push(ListType type, ListText const& list) {
         try {
             wake_();
         } catch (...) {
-            std::lock_guard const lock(mutex_);
+            television::MutexLock const lock(mutex_);
             isWoken_ = false;  // The next list tries again.
             throw;
         }
@@ -50,9 +51,10 @@ void EventQueue::push(ListType type, ListText const& list) {
 void EventQueue::makeRoom(ListType type, std::size_t size) {
     for (auto event = events_.begin(); event != events_.end() && bytes_ + size > LIMIT;) {
         if (event->type == type) {
+            assert(bytes_ >= sizeOf(*event));
             bytes_ -= sizeOf(*event);
             event = events_.erase(event);
-            ++dropped_;
+            ++droppedCount_;
         } else {
             ++event;
         }
@@ -62,7 +64,7 @@ void EventQueue::makeRoom(ListType type, std::size_t size) {
 std::optional<EventQueue::Event> EventQueue::pop() {
     std::uint64_t dropped = 0;
     {
-        std::lock_guard const lock(mutex_);
+        television::MutexLock const lock(mutex_);
         if (!events_.empty()) {
             Event event = std::move(events_.front());
             events_.pop_front();
@@ -70,7 +72,7 @@ std::optional<EventQueue::Event> EventQueue::pop() {
             return event;
         }
         isWoken_ = false;
-        dropped = std::exchange(dropped_, 0);
+        dropped = std::exchange(droppedCount_, 0);
     }
     if (dropped > 0) {
         television::report(LOG_TAG, ("lists that a page did not take in time: " + std::to_string(dropped)).c_str());
@@ -80,14 +82,14 @@ std::optional<EventQueue::Event> EventQueue::pop() {
 
 void EventQueue::close() {
     std::deque<Event> events;  // Destroyed with the mutex unlocked.
-    std::lock_guard const lock(mutex_);
+    television::MutexLock const lock(mutex_);
     isClosed_ = true;
     events_.swap(events);
     bytes_ = 0;
 }
 
 bool EventQueue::isClosed() const {
-    std::lock_guard const lock(mutex_);
+    television::MutexLock const lock(mutex_);
     return isClosed_;
 }
 

@@ -5,10 +5,10 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "television/mutex.h"
 #include "web/list_type.h"
 
 namespace web {
@@ -50,17 +50,17 @@ public:
 
 private:
     static std::size_t sizeOf(Event const& event) { return event.list->size() + OVERHEAD; }
-    /// With the mutex locked: drops old lists of the type until a list of `size` bytes keeps the bound.
-    void makeRoom(ListType type, std::size_t size);
+    /// Drops old lists of the type until a list of `size` bytes keeps the bound.
+    void makeRoom(ListType type, std::size_t size) NRX_REQUIRES(mutex_);
 
     std::function<void()> const wake_;
-    mutable std::mutex mutex_;
-    std::deque<Event> events_;
-    std::size_t bytes_ = 0;
-    std::uint64_t dropped_ = 0;  // Since the queue was empty.
-    PerList<bool> isListening_{};
-    bool isWoken_ = false;
-    bool isClosed_ = false;
+    mutable television::Mutex mutex_;
+    std::deque<Event> events_ NRX_GUARDED_BY(mutex_);
+    std::size_t bytes_ NRX_GUARDED_BY(mutex_) = 0;
+    std::uint64_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  // Since the queue was empty.
+    PerList<bool> isListening_ NRX_GUARDED_BY(mutex_){};
+    bool isWoken_ NRX_GUARDED_BY(mutex_) = false;
+    bool isClosed_ NRX_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace web

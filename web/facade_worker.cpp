@@ -13,7 +13,7 @@ FacadeWorker::FacadeWorker(Executor runOnMain) : runOnMain_(std::move(runOnMain)
 
 FacadeWorker::~FacadeWorker() {
     {
-        std::lock_guard const lock(mutex_);
+        television::MutexLock const lock(mutex_);
         isStopping_ = true;
     }
     isPosted_.notify_one();
@@ -22,7 +22,7 @@ FacadeWorker::~FacadeWorker() {
 
 void FacadeWorker::attach(std::shared_ptr<EventQueue> document) {
     {
-        std::lock_guard const lock(mutex_);
+        television::MutexLock const lock(mutex_);
         documents_.push_back(document);
     }
     if (session_ == nullptr) {
@@ -38,7 +38,7 @@ void FacadeWorker::attach(std::shared_ptr<EventQueue> document) {
                   nullptr});
             session_ = std::move(session);
         } catch (...) {
-            std::lock_guard const lock(mutex_);
+            television::MutexLock const lock(mutex_);
             documents_.pop_back();
             throw;
         }
@@ -50,7 +50,7 @@ void FacadeWorker::detach(EventQueue& document) {
     bool isLast = false;
     std::deque<Task> dropped;
     {
-        std::lock_guard const lock(mutex_);
+        television::MutexLock const lock(mutex_);
         std::deque<Task> kept;
         for (Task& task : tasks_) {
             (task.document.get() == &document ? dropped : kept).push_back(std::move(task));
@@ -78,7 +78,7 @@ void FacadeWorker::detach(EventQueue& document) {
 void FacadeWorker::listen(EventQueue& document, ListType type, bool isOn) {
     document.setListening(type, isOn);
     updateSwitch(type);
-    // A connect may be due. The worker is not between its look and its wait, since `updateSwitch` had the mutex.
+    // A connect may be due. `updateSwitch` had the mutex, so that the worker waits or has yet to look.
     isPosted_.notify_one();
 }
 
@@ -86,7 +86,10 @@ void FacadeWorker::call(std::shared_ptr<EventQueue const> document, Operation op
                         std::function<void(Answer)> done) {
     auto run = [this, session = session_, operation = std::move(operation), done = std::move(done)] {
         Answer answer;
-        int const status = television::catchToStatus([&] { return answer = operation(*session), answer.status; });
+        int const status = television::catchToStatus([&] {
+            answer = operation(*session);
+            return answer.status;
+        });
         runOnMain_([done, answer = Answer{status, std::move(answer.json)}] { done(answer); });
     };
     post({std::move(run), std::move(document)});
@@ -105,7 +108,7 @@ void FacadeWorker::distribute(ListType type, std::vector<std::string> const& tex
         auto const list = std::make_shared<std::string const>(jsonOf(texts));
         std::vector<std::shared_ptr<EventQueue>> documents;
         {
-            std::lock_guard const lock(mutex_);
+            television::MutexLock const lock(mutex_);
             documents = documents_;
         }
         for (auto const& document : documents) {
@@ -121,36 +124,38 @@ void FacadeWorker::distribute(ListType type, std::vector<std::string> const& tex
 void FacadeWorker::updateSwitch(ListType type) {
     bool isOn = false;
     {
-        std::lock_guard const lock(mutex_);
-        isOn = std::any_of(documents_.begin(), documents_.end(),
-                           [&](auto const& document) { return document->isListening(type); });
+        television::MutexLock const lock(mutex_);
+        isOn = isListenedTo(type);
     }
     session_->setListening(type, isOn);
 }
 
 void FacadeWorker::post(Task task) {
     {
-        std::lock_guard const lock(mutex_);
+        television::MutexLock const lock(mutex_);
         tasks_.push_back(std::move(task));
     }
     isPosted_.notify_one();
 }
 
 void FacadeWorker::run() {
-    std::unique_lock lock(mutex_);
+    television::MutexLock lock(mutex_);
     while (!isStopping_) {
         if (!tasks_.empty()) {
             {
                 Task const task = std::move(tasks_.front());
                 tasks_.pop_front();
                 lock.unlock();
-                television::catchToStatus([&] { return task.run(), television::STATUS_OK; });
+                television::catchToStatus([&] {
+                    task.run();
+                    return television::STATUS_OK;
+                });
             }
             lock.lock();
         } else if (!isConnectDue()) {
-            isPosted_.wait(lock);
+            lock.wait(isPosted_);
         } else if (Clock::now() < nextConnect_) {
-            isPosted_.wait_until(lock, nextConnect_);
+            lock.waitUntil(isPosted_, nextConnect_);
         } else {
             lock.unlock();
             connectMissing();
@@ -163,19 +168,28 @@ void FacadeWorker::run() {
     session_ = nullptr;
 }
 
+bool FacadeWorker::isListenedTo(ListType type) const {
+    return std::any_of(documents_.begin(), documents_.end(),
+                       [&](auto const& document) { return document->isListening(type); });
+}
+
 bool FacadeWorker::isConnectDue() {
-    return current_ != nullptr && std::any_of(LISTS.begin(), LISTS.end(), [this](ListType type) {
-               return !current_->list(type).isConnected() &&
-                      std::any_of(documents_.begin(), documents_.end(),
-                                  [&](auto const& document) { return document->isListening(type); });
-           });
+    bool isDue = false;
+    for (ListType const type : LISTS) {
+        isDue = isDue || (current_ != nullptr && !current_->list(type).isConnected() && isListenedTo(type));
+    }
+    return isDue;
 }
 
 void FacadeWorker::connectMissing() noexcept {
     for (ListType const type : LISTS) {
         ListAccess& list = current_->list(type);
-        television::catchToStatus(
-            [&] { return (list.isConnected() ? void() : list.connectOnce()), television::STATUS_OK; });
+        television::catchToStatus([&] {
+            if (!list.isConnected()) {
+                list.connectOnce();
+            }
+            return television::STATUS_OK;
+        });
     }
 }
 

@@ -5,12 +5,12 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access_client.h"
+#include "television/mutex.h"
 #include "web/event_queue.h"
 #include "web/list_type.h"
 #include "web/session.h"
@@ -61,8 +61,9 @@ private:
     void post(Task task);
     void run();
     void updateSwitch(ListType type);
+    [[nodiscard]] bool isListenedTo(ListType type) const NRX_REQUIRES(mutex_);
     /// Whether a document listens to a list that is not connected.
-    [[nodiscard]] bool isConnectDue();
+    [[nodiscard]] bool isConnectDue() NRX_REQUIRES(mutex_);
     void connectMissing() noexcept;
 
     Executor const runOnMain_;
@@ -70,11 +71,11 @@ private:
     std::shared_ptr<Session> current_;  // The worker's: once it was started.
     Clock::time_point nextConnect_;     // The worker's.
 
-    std::mutex mutex_;  // Guards what follows.
+    television::Mutex mutex_;
     std::condition_variable isPosted_;
-    std::deque<Task> tasks_;
-    std::vector<std::shared_ptr<EventQueue>> documents_;
-    bool isStopping_ = false;
+    std::deque<Task> tasks_ NRX_GUARDED_BY(mutex_);
+    std::vector<std::shared_ptr<EventQueue>> documents_ NRX_GUARDED_BY(mutex_);
+    bool isStopping_ NRX_GUARDED_BY(mutex_) = false;
 
     std::thread thread_;  // The last, so that the others are there when it starts.
 };

@@ -1,6 +1,7 @@
 #include "bus/client/remote_model.h"
 
 #include <algorithm>
+#include <cassert>
 #include <csignal>
 #include <utility>
 
@@ -142,6 +143,7 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ConnectAttempt> c
         if (status != television::STATUS_OK || attempt->isAnswered) {  // Another call was answered first.
             answer(status);
         } else {
+            assert(attempt->object != nullptr);
             attempt->object->prepare(answer);
         }
     };

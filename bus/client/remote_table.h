@@ -26,11 +26,11 @@ public:
 
     /// Handles a signal from the iterator's path, on the connection's thread.
     void handleSignal(sd_bus_message* signal);
-    // With the context's mutex held:
+    // With the context's mutex held, which the analysis does not recognise in the callers' names for the context:
     /// The television is gone. The next one may give the path to another iterator.
-    void failPending();
+    void failPending() NRX_NOT_ANALYSED;
     /// Destroys the iterator here and in the television.
-    void destroy(std::string const& table);
+    void destroy(std::string const& table) NRX_NOT_ANALYSED;
 
     [[nodiscard]] std::string const& path() const { return path_; }
     [[nodiscard]] std::shared_ptr<television::Registration> registration() const { return registration_; }

@@ -3,6 +3,7 @@
 #include <systemd/sd-id128.h>
 
 #include <array>
+#include <cassert>
 #include <system_error>
 #include <tuple>
 #include <vector>
@@ -220,6 +221,7 @@ int ServedIterators::handleCreate(sd_bus_message* call, ServedObject const& tabl
     if (served->iterator() == nullptr) {
         return setStatusError(error, television::STATUS_UNKNOWN_ITERATOR);
     }
+    assert(!iterators_.contains(path));
     clientPaths_[client].insert(path);
     iterators_.emplace(path, std::move(served));
     return sd_bus_reply_method_return(call, "o", path.c_str());  // Before the signals, which wait for the loop.

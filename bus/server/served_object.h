@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <memory>
 #include <string>
 
@@ -46,6 +47,7 @@ public:
     /// The model's object as the class of its type.
     template <typename Object>
     [[nodiscard]] Object& as() const {
+        assert(dynamic_cast<Object*>(object_) != nullptr);
         return static_cast<Object&>(*object_);
     }
     [[nodiscard]] ObjectContext const& context() const { return context_; }
