@@ -1,0 +1,19 @@
+# shellcheck shell=bash
+# Every script sources this file, which goes to the project's root.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+# fail TEXT [STATUS]: ends the script with one line on standard error.
+fail() {
+    echo "${0##*/}: $1" >&2
+    exit "${2-1}"
+}
+
+# expect_one_of KIND VALUE WORD...: fails unless the value is one of the words.
+expect_one_of() {
+    local word
+    for word in "${@:3}"; do
+        [[ $word != "$2" ]] || return 0
+    done
+    fail "unknown $1 \"$2\": expected one of ${*:3}" 2
+}
