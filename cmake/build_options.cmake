@@ -1,4 +1,4 @@
-# How this project's own targets are compiled; nothing here reaches a target of a consumer.
+# Compiler and linker options of this project's targets. Targets of consumers do not get them.
 include_guard()
 
 find_package(Threads REQUIRED)
@@ -7,9 +7,9 @@ add_library(nrx_build_options INTERFACE)
 target_compile_options(nrx_build_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Woverloaded-virtual
     -Wnon-virtual-dtor -Wformat=2 -Wimplicit-fallthrough -Wextra-semi
-    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>  # GCC 12 reports overlaps inside std::string that cannot be.
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>  # GCC 12 reports impossible overlaps in std::string.
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta>
-    # A log line names its source file; the directory it was built in is nobody's business.
+    # A log line has the name of its source file, without the build's directory.
     -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(NRX_WARNINGS_AS_ERRORS)
     target_compile_options(nrx_build_options INTERFACE -Werror)

@@ -1,11 +1,11 @@
-# The libraries that are found in the same way by several parts of the project.
+# Finds the libraries that several parts of the project use.
 #
-# A cross-compiler must not see the build machine's own headers. A toolchain file that sets NRX_HOST_HEADERS has the
-# libraries that consist of headers taken from that directory, each through a link of its own; with
-# NRX_GOOGLETEST_SOURCES, GoogleTest is built from there.
+# A cross-compiler must not search the build machine's headers. If a toolchain file sets NRX_HOST_HEADERS to their
+# directory, each header-only library is used through a link of its own. NRX_GOOGLETEST_SOURCES is the directory of
+# GoogleTest's sources, to build them too.
 include_guard()
 
-# Finds the package that consists of the directory of headers and gives it the target.
+# Finds the header-only package, whose headers are in the directory `headers`, as the target.
 function(find_header_library package target headers)
     if(TARGET ${target})
         return()
@@ -24,7 +24,7 @@ function(find_header_library package target headers)
     target_include_directories(${target} INTERFACE ${directory})
 endfunction()
 
-# GoogleTest and GoogleMock, with the target GTest::gmock_main.
+# Finds or builds GoogleTest and GoogleMock, with the target GTest::gmock_main.
 function(find_googletest)
     if(NOT NRX_GOOGLETEST_SOURCES)
         find_package(GTest REQUIRED)

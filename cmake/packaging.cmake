@@ -1,5 +1,5 @@
-# Debian packages, one for each component that cmake/install.cmake names. They are for the machines that build them,
-# with the simulator for a television.
+# Debian packages, one for each component of cmake/install.cmake, for the processor of the build machine. The library is
+# linked with the simulator.
 if(CMAKE_CROSSCOMPILING OR NOT TARGET nrx_console OR NOT TARGET nrx_web_extension)
     message(FATAL_ERROR "NRX_PACKAGES is on: expected a build for this machine with the simulator, the bus and the web "
                         "extension")
@@ -8,7 +8,7 @@ find_program(NRX_HELP2MAN help2man REQUIRED)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "NRX model access maintainers <maintainers@nrx-model-access.invalid>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # Each package has its own.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # Each package has a summary of its own.
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_PACKAGE_SOURCE nrx-model-access)
@@ -16,7 +16,7 @@ set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
-# Debian's libraries are found by dpkg-shlibdeps, which is shown ours because no installed package has them.
+# dpkg-shlibdeps finds Debian's libraries in installed packages. It needs the directories of ours.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
     ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/simulator ${PROJECT_BINARY_DIR}/bus)
@@ -34,7 +34,7 @@ add_custom_command(
     VERBATIM)
 set(packaging_files ${changelog})
 
-# The manual page of a program, from what its --help says, and from PROGRAM.h2m beside its sources if that is there.
+# Makes a program's manual page from its --help and from the optional file PROGRAM.h2m beside its sources.
 function(add_manual_page program component summary)
     set(page ${packaging_directory}/${program}.1)
     get_target_property(directory ${program} SOURCE_DIR)
@@ -51,18 +51,18 @@ function(add_manual_page program component summary)
     set(packaging_files ${packaging_files} ${page}.gz PARENT_SCOPE)
 endfunction()
 add_manual_page(nrx_console tools "drive the NRX model access library by hand")
-add_manual_page(nrx_timeline tools "show the log of the NRX model access library over time")
-add_manual_page(nrx_bus_console bus_tools "drive the NRX model access library by hand, over a message bus")
-add_manual_page(nrx_television bus_tools "serve a simulated television on a message bus")
+add_manual_page(nrx_timeline tools "show a log of the NRX model access library over time")
+add_manual_page(nrx_bus_console bus_tools "drive the NRX model access library by hand, over D-Bus")
+add_manual_page(nrx_television bus_tools "serve a simulated television on D-Bus")
 add_custom_target(packaging_files ALL DEPENDS ${packaging_files})
 
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libnrx-model-access-dev COMPONENT development
         FILES_MATCHING PATTERN *.cpp)
-# The reference, where it has been made.
+# The reference, if scripts/docs has made it.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/html DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
         OPTIONAL)
 
-# The component's package: its section, the other components that it needs, and what it is, the first line for lists.
+# Adds a component's package: its section, the components that it depends on, and its description, first the summary.
 macro(add_package component name section depends description)
     string(TOUPPER ${component} key)
     set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${name})
@@ -75,8 +75,11 @@ endmacro()
 set(library "A television's web engine talks to the NRX service, the television's
 background service, through this library, and reads facts about the device.
 ")
-set(simulator "A television in the process: clients of its data model run and are tested
+set(simulator "A television in the process, to run and test clients of its data model
 without a device.
+")
+set(bus "A television on D-Bus, for several processes such as the web engine, the NRX
+service and a console.
 ")
 
 add_package(runtime libnrx-model-access${PROJECT_VERSION_MAJOR} libs simulator
@@ -86,9 +89,9 @@ This is the shared library, linked with the simulated television.")
 add_package(development libnrx-model-access-dev libdevel runtime
 "client-side access to a television's NRX service - development files
 ${library}
-These are the headers, what CMake and pkg-config need, and example programs.")
+These are the headers, the files for CMake and pkg-config, and examples.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libboost-dev)
-# Programs link a platform library, and this is the one that the library was built with.
+# A program also links a platform library. The library was built with the simulator.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS libnrx-simulator-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libnrx-bus-platform-dev, libnrx-model-access-doc")
 add_package(simulator libnrx-simulator${PROJECT_VERSION_MAJOR} libs ""
@@ -98,47 +101,43 @@ This is the shared library.")
 add_package(simulator_development libnrx-simulator-dev libdevel "simulator;development"
 "simulated television for clients of the NRX service - development files
 ${simulator}
-These are the headers, and what CMake and pkg-config need.")
+These are the headers, and the files for CMake and pkg-config.")
 add_package(documentation libnrx-model-access-doc doc ""
 "client-side access to a television's NRX service - documentation
 ${library}
-These are the overview, what the library promises, how it is brought up on a
-television, what it costs, and how the simulated television is used.")
+These are the guide, the promises of the library, the bring-up on a
+television, the measured cost, and the reference.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
 add_package(tools nrx-tools devel "runtime;simulator"
 "programs around the NRX model access library
 The console nrx_console drives the library by hand, or by a script, against
-a simulated television; nrx_timeline shows its log over time. An example
-session comes with them.")
-
-set(bus "A television on a message bus: the web engine, the NRX service and the
-person at the console are processes of their own and have one television.
-")
+a simulated television; nrx_timeline shows its log over time. With an
+example session.")
 add_package(bus libnrx-bus-platform${PROJECT_VERSION_MAJOR} libs ""
-"television on a message bus for clients of the NRX service
+"television on D-Bus for clients of the NRX service
 ${bus}
-This is the shared library that its clients are linked with.")
+This is the platform library for its clients.")
 add_package(bus_development libnrx-bus-platform-dev libdevel "bus;development"
-"television on a message bus for clients of the NRX service - development files
+"television on D-Bus for clients of the NRX service - development files
 ${bus}
-These are the headers, what CMake and pkg-config need, and the interfaces on
-the bus.")
+These are the headers, the files for CMake and pkg-config, and the D-Bus
+interfaces.")
 add_package(bus_tools nrx-bus-tools devel "runtime;simulator;bus;tools"
-"television on a message bus, and a console for it
+"television on D-Bus, and a console for it
 ${bus}
-The program nrx_television serves a simulated television, when it is started;
-nrx_bus_console drives the library in front of any. With the files for the
-buses in the examples, the system starts the program, or a client does.")
+The program nrx_television serves a simulated television; nrx_bus_console
+drives the library against any television on D-Bus. The examples have the
+files with which the system or a client starts nrx_television.")
 add_package(web nrx-web-extension web "runtime;bus"
 "television for the pages of a web engine
 ${bus}
-The extension gives pages of WPE WebKit the object nrx, through which they
-receive, read and write the lists of the NRX service. With its types for
-authors in TypeScript, and a page to start from.")
+The extension gives pages of WPE WebKit the object nrx, with which they
+receive, read and write the lists of the NRX service. With types for
+TypeScript and an example page.")
 set(CPACK_DEBIAN_WEB_PACKAGE_ENHANCES cog)
 
-# ldconfig is triggered. CPack would write maintainer scripts that call it, were their names not taken; it warns that
-# the files are missing, and takes none.
+# A trigger calls ldconfig. CPack would write maintainer scripts for this, unless their names are given: it warns that
+# these files are missing, and uses none.
 file(WRITE ${packaging_directory}/triggers "activate-noawait ldconfig\n")
 foreach(key RUNTIME SIMULATOR BUS)
     set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA

@@ -1,11 +1,11 @@
-# ARMv7 with hardware floating point, in Thumb-2, by Debian's cross-compiler; its programs run under qemu-arm.
+# ARMv7 with hardware floating point and Thumb-2, with Debian's cross-compiler. Programs run under qemu-arm.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 
 set(NRX_TARGET arm-linux-gnueabihf)
-set(CMAKE_C_COMPILER ${NRX_TARGET}-gcc)  # For GoogleTest, which asks for one.
+set(CMAKE_C_COMPILER ${NRX_TARGET}-gcc)  # GoogleTest needs a C compiler.
 set(CMAKE_CXX_COMPILER ${NRX_TARGET}-g++)
-# Nothing here was built by a compiler so old that it passed arguments otherwise.
+# No warnings about the argument passing of old compilers, since all code here has the same compiler.
 set(CMAKE_CXX_FLAGS_INIT "-march=armv7-a+fp -mthumb -Wno-psabi")
 
 set(CMAKE_FIND_ROOT_PATH /usr/${NRX_TARGET})
@@ -15,6 +15,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm;-L;${CMAKE_FIND_ROOT_PATH})
 
-# What consists of headers, and the sources of GoogleTest, serve every processor: see cmake/dependencies.cmake.
+# Headers and the sources of GoogleTest do not depend on the processor: see cmake/dependencies.cmake.
 set(NRX_HOST_HEADERS /usr/include)
 set(NRX_GOOGLETEST_SOURCES /usr/src/googletest)
