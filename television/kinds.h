@@ -4,114 +4,70 @@
 #include <map>
 #include <string>
 #include <type_traits>
-#include <variant>
 #include <vector>
 
 #include "objbus/object.h"
 #include "objbus/observer.h"
 #include "television/value.h"
 
-// The kinds of objects with a plain value: the one table that the televisions, the bus and the console follow. Private
-// to the televisions.
+// Private to the televisions.
+
+/// The kinds of objects with a plain value, which the televisions, the bus and the console follow: KIND(C++ type,
+/// object interface, observer interface, notification, object type, name in a model file, interface on the bus, its
+/// signature).
+// clang-format off
+#define NRX_PLAIN_KINDS(KIND)                                                                                          \
+    KIND(int, ObjectNumericInteger, ObserverNumericInteger, notifyNewValue,                                            \
+         OBJECT_TYPE_NUMERIC_INTEGER, "integer", "nrx.Television1.Integer", "i")                                       \
+    KIND(long long, ObjectNumericInt64, ObserverNumericInt64, notifyNewValue,                                          \
+         OBJECT_TYPE_NUMERIC_INT64, "int64", "nrx.Television1.Int64", "x")                                             \
+    KIND(std::string, ObjectString, ObserverString, notifyNewValue,                                                    \
+         OBJECT_TYPE_STRING, "string", "nrx.Television1.String", "s")                                                  \
+    KIND(std::vector<int>, ObjectVectorNumericInteger, ObserverVectorNumericInteger, notifyIntegerVector,              \
+         OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, "integer-list", "nrx.Television1.IntegerList", "ai")                      \
+    KIND(std::vector<std::string>, ObjectVectorString, ObserverVectorString, notifyStringVector,                       \
+         OBJECT_TYPE_VECTOR_STRING, "string-list", "nrx.Television1.StringList", "as")
+// clang-format on
 
 namespace television {
 
-/// The kind of the objects whose value is a `T`: the platform's interfaces and type, the notification of a new value,
-/// and the names in a model file and on the bus.
+/// A kind by the C++ type of its value.
 template <typename T>
 struct PlainKind;
 
-template <>
-struct PlainKind<int> {
-    using Object = objbus::ObjectNumericInteger;
-    using Observer = objbus::ObserverNumericInteger;
-    static constexpr auto NOTIFY = &Observer::notifyNewValue;
-    static constexpr objbus::ObjectTypeSpec TYPE = objbus::OBJECT_TYPE_NUMERIC_INTEGER;
-    static constexpr char NAME[] = "integer";
-    static constexpr char INTERFACE[] = "nrx.Television1.Integer";
-    static constexpr char SIGNATURE[] = "i";
-};
-
-template <>
-struct PlainKind<long long> {
-    using Object = objbus::ObjectNumericInt64;
-    using Observer = objbus::ObserverNumericInt64;
-    static constexpr auto NOTIFY = &Observer::notifyNewValue;
-    static constexpr objbus::ObjectTypeSpec TYPE = objbus::OBJECT_TYPE_NUMERIC_INT64;
-    static constexpr char NAME[] = "int64";
-    static constexpr char INTERFACE[] = "nrx.Television1.Int64";
-    static constexpr char SIGNATURE[] = "x";
-};
-
-template <>
-struct PlainKind<std::string> {
-    using Object = objbus::ObjectString;
-    using Observer = objbus::ObserverString;
-    static constexpr auto NOTIFY = &Observer::notifyNewValue;
-    static constexpr objbus::ObjectTypeSpec TYPE = objbus::OBJECT_TYPE_STRING;
-    static constexpr char NAME[] = "string";
-    static constexpr char INTERFACE[] = "nrx.Television1.String";
-    static constexpr char SIGNATURE[] = "s";
-};
-
-template <>
-struct PlainKind<std::vector<int>> {
-    using Object = objbus::ObjectVectorNumericInteger;
-    using Observer = objbus::ObserverVectorNumericInteger;
-    static constexpr auto NOTIFY = &Observer::notifyIntegerVector;
-    static constexpr objbus::ObjectTypeSpec TYPE = objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER;
-    static constexpr char NAME[] = "integer-list";
-    static constexpr char INTERFACE[] = "nrx.Television1.IntegerList";
-    static constexpr char SIGNATURE[] = "ai";
-};
-
-template <>
-struct PlainKind<std::vector<std::string>> {
-    using Object = objbus::ObjectVectorString;
-    using Observer = objbus::ObserverVectorString;
-    static constexpr auto NOTIFY = &Observer::notifyStringVector;
-    static constexpr objbus::ObjectTypeSpec TYPE = objbus::OBJECT_TYPE_VECTOR_STRING;
-    static constexpr char NAME[] = "string-list";
-    static constexpr char INTERFACE[] = "nrx.Television1.StringList";
-    static constexpr char SIGNATURE[] = "as";
-};
-
-/// All plain kinds, in the order of the alternatives of `Value`.
-template <typename Alternatives>
-struct PlainKindsOf;
-
-template <typename... T>
-struct PlainKindsOf<std::variant<T...>> {
-    /// Calls `use.operator()<T>()` for the value type of each kind until a call returns true. Returns whether one did.
-    template <typename Use>
-    static constexpr bool any(Use const& use) {
-        return (use.template operator()<T>() || ...);
-    }
-};
-
-using PlainKinds = PlainKindsOf<Value>;
+#define NRX_DESCRIBE_KIND(T, OBJECT, OBSERVER, NOTIFICATION, OBJECT_TYPE, NAME_, INTERFACE_, SIGNATURE_) \
+    template <>                                                                                          \
+    struct PlainKind<T> {                                                                                \
+        using Object = objbus::OBJECT;                                                                   \
+        using Observer = objbus::OBSERVER;                                                               \
+        static constexpr auto NOTIFY = &Observer::NOTIFICATION;                                          \
+        static constexpr objbus::ObjectTypeSpec TYPE = objbus::OBJECT_TYPE;                              \
+        static constexpr char NAME[] = NAME_;                                                            \
+        static constexpr char INTERFACE[] = INTERFACE_;                                                  \
+        static constexpr char SIGNATURE[] = SIGNATURE_;                                                  \
+    };
+NRX_PLAIN_KINDS(NRX_DESCRIBE_KIND)
+#undef NRX_DESCRIBE_KIND
 
 /// Calls `make.operator()<Class>()` for the class of `Classes` that serves objects of the type. A client casts an
 /// object to the kind that its type names, so that the object must be one.
 template <typename Classes, typename Make>
 void objectFor(objbus::ObjectTypeSpec type, Make const& make) {
-    bool const isPlain = PlainKinds::any([&]<typename T>() {
-        bool const isMade = PlainKind<T>::TYPE == type;
-        if (isMade) {
-            make.template operator()<typename Classes::template Plain<T>>();
-        }
-        return isMade;
-    });
-    if (isPlain) {
-        return;
+    switch (type) {
+#define NRX_MAKE_PLAIN(T, OBJECT, OBSERVER, NOTIFICATION, OBJECT_TYPE, ...) \
+    case objbus::OBJECT_TYPE:                                               \
+        return make.template operator()<typename Classes::template Plain<T>>();
+        NRX_PLAIN_KINDS(NRX_MAKE_PLAIN)
+#undef NRX_MAKE_PLAIN
+        case objbus::OBJECT_TYPE_ACTION:
+            return make.template operator()<typename Classes::Action>();
+        case objbus::OBJECT_TYPE_VECTOR_INTEGER:
+            return make.template operator()<typename Classes::Bare>();
+        case objbus::OBJECT_TYPE_TABLE:
+        case objbus::OBJECT_TYPE_NONE:
+            break;
     }
-    if (type == objbus::OBJECT_TYPE_ACTION) {
-        make.template operator()<typename Classes::Action>();
-    } else if (type == objbus::OBJECT_TYPE_VECTOR_INTEGER) {
-        make.template operator()<typename Classes::Bare>();
-    } else {  // A client takes also an object whose type names no kind for a table.
-        make.template operator()<typename Classes::Table>();
-    }
+    make.template operator()<typename Classes::Table>();  // A client takes an object of no known kind for a table, too.
 }
 
 /// The approximate payload of a number in bytes.

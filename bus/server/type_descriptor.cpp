@@ -1,6 +1,5 @@
 #include "bus/server/type_descriptor.h"
 
-#include <array>
 #include <map>
 #include <vector>
 
@@ -30,34 +29,20 @@ private:
     SignalEmitter const emitter_;
 };
 
-/// Of a plain value: a number, or one of the types below.
 template <typename T>
-class ValueObserver final : public ForwardingObserver<typename PlainKind<T>::Observer> {
-public:
-    using ValueObserver::ForwardingObserver::ForwardingObserver;
-    void notifyNewValue(T value) override { this->emitter().emitPropertyChanged(value); }
-};
+class ValueObserver;
 
-template <>
-class ValueObserver<std::string> final : public ForwardingObserver<objbus::ObserverString> {
-public:
-    using ForwardingObserver::ForwardingObserver;
-    void notifyNewValue(std::string const& value) override { emitter().emitPropertyChanged(value); }
-};
-
-template <>
-class ValueObserver<std::vector<int>> final : public ForwardingObserver<objbus::ObserverVectorNumericInteger> {
-public:
-    using ForwardingObserver::ForwardingObserver;
-    void notifyIntegerVector(std::vector<int> const& values) override { emitter().emitPropertyChanged(values); }
-};
-
-template <>
-class ValueObserver<std::vector<std::string>> final : public ForwardingObserver<objbus::ObserverVectorString> {
-public:
-    using ForwardingObserver::ForwardingObserver;
-    void notifyStringVector(std::vector<std::string> const& values) override { emitter().emitPropertyChanged(values); }
-};
+#define NRX_FORWARD(T, OBJECT, OBSERVER, NOTIFICATION, ...)                                          \
+    template <>                                                                                      \
+    class ValueObserver<T> final : public ForwardingObserver<objbus::OBSERVER> {                     \
+    public:                                                                                          \
+        using ForwardingObserver::ForwardingObserver;                                                \
+        void NOTIFICATION(std::conditional_t<std::is_arithmetic_v<T>, T, T const&> value) override { \
+            emitter().emitPropertyChanged(value);                                                    \
+        }                                                                                            \
+    };
+NRX_PLAIN_KINDS(NRX_FORWARD)
+#undef NRX_FORWARD
 
 class ActionObserver final : public ForwardingObserver<objbus::ObserverAction> {
 public:
@@ -222,24 +207,30 @@ bool isInstance(objbus::Object* object) {
     return dynamic_cast<Object*>(object) != nullptr;
 }
 
-template <typename... T>
-constexpr auto makeTable(std::variant<T...> const* /*plain*/) {
-    return std::array{
-        TypeDescriptor{PlainKind<T>::TYPE, PlainKind<T>::INTERFACE, PLAIN_VTABLE<T>, makeObserver<ValueObserver<T>>,
-                       isInstance<typename PlainKind<T>::Object>, appendValue<T>}...,
-        TypeDescriptor{objbus::OBJECT_TYPE_ACTION, ACTION_INTERFACE, ACTION_VTABLE, makeObserver<ActionObserver>,
-                       isInstance<objbus::ObjectAction>, appendNothing},
-        TypeDescriptor{objbus::OBJECT_TYPE_TABLE, TABLE_INTERFACE, TABLE_VTABLE, makeObserver<TableObserver>,
-                       isInstance<objbus::ObjectTable>, appendNothing},
-    };
+template <typename T>
+constexpr TypeDescriptor describePlain() {
+    using Kind = PlainKind<T>;
+    return {Kind::TYPE,
+            Kind::INTERFACE,
+            PLAIN_VTABLE<T>,
+            makeObserver<ValueObserver<T>>,
+            isInstance<typename Kind::Object>,
+            appendValue<T>};
 }
+
+constexpr TypeDescriptor DESCRIPTORS[] = {
+    {objbus::OBJECT_TYPE_ACTION, ACTION_INTERFACE, ACTION_VTABLE, makeObserver<ActionObserver>,
+     isInstance<objbus::ObjectAction>, appendNothing},
+    {objbus::OBJECT_TYPE_TABLE, TABLE_INTERFACE, TABLE_VTABLE, makeObserver<TableObserver>,
+     isInstance<objbus::ObjectTable>, appendNothing},
+#define NRX_DESCRIBE(T, ...) describePlain<T>(),
+    NRX_PLAIN_KINDS(NRX_DESCRIBE)
+#undef NRX_DESCRIBE
+};
 
 }  // namespace
 
-std::span<TypeDescriptor const> typeDescriptors() {
-    static constexpr auto TABLE = makeTable(static_cast<television::Value const*>(nullptr));
-    return TABLE;
-}
+std::span<TypeDescriptor const> typeDescriptors() { return DESCRIPTORS; }
 
 sd_bus_vtable const OBJECT_VTABLE[] = {
     SD_BUS_VTABLE_START(0),
