@@ -10,12 +10,8 @@ namespace frame {
 namespace {
 
 /// Belongs to the process and not to a television: a client may keep its pointer while none is on.
-class Root final : public objbus::RootInterface {
+class Root final : public television::RootBase {
 public:
-    int platformReserved1() override { return simulator::STATUS_NOT_SUPPORTED; }
-    int platformReserved2() override { return simulator::STATUS_NOT_SUPPORTED; }
-    int platformReserved3() override { return simulator::STATUS_NOT_SUPPORTED; }
-
     int connectObject(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
         auto const model = simulator::Model::current();
         return model ? model->connect(key, observer, object) : simulator::STATUS_NO_TELEVISION;

@@ -2,15 +2,24 @@
 
 #include "frame/process.h"
 #include "objbus/root_interface.h"
+#include "television/status.h"
 
 // Private to the televisions.
 
 namespace television {
 
-/// What the root interface is looked up by.
+/// The name that the root interface is looked up by.
 constexpr char ROOT_INTERFACE_NAME[] = "torvi.ob.interfaces.tvapi.RootInterface";
 
-/// What a lookup of the root interface gives.
+/// The root interface without its operations that the televisions here do not support.
+class RootBase : public objbus::RootInterface {
+public:
+    int platformReserved1() override { return STATUS_NOT_SUPPORTED; }
+    int platformReserved2() override { return STATUS_NOT_SUPPORTED; }
+    int platformReserved3() override { return STATUS_NOT_SUPPORTED; }
+};
+
+/// The result of a lookup of the root interface.
 class RootReference final : public frame::Interface {
 public:
     explicit RootReference(objbus::RootInterface* target) : target_(target) {}

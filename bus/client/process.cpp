@@ -7,12 +7,8 @@
 
 namespace {
 
-class Root final : public objbus::RootInterface {
+class Root final : public television::RootBase {
 public:
-    int platformReserved1() override { return television::STATUS_NOT_SUPPORTED; }
-    int platformReserved2() override { return television::STATUS_NOT_SUPPORTED; }
-    int platformReserved3() override { return television::STATUS_NOT_SUPPORTED; }
-
     int connectObject(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
         return bus::catchToStatus([&] { return bus::RemoteModel::get().connect(key, observer, object); });
     }

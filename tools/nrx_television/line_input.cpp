@@ -12,14 +12,19 @@
 namespace nrx_television {
 
 LineInput::LineInput(sd_event* loop, int descriptor) : descriptor_(descriptor) {
-    sd_event_source* source = nullptr;
-    int result = sd_event_add_io(loop, &source, descriptor, EPOLLIN, handleReadable, this);
-    if (result == -EPERM) {  // A file, which is always readable and which the kernel does not wait for.
-        result = sd_event_add_defer(loop, &source, handleTurn, this);
-        result = result < 0 ? result : sd_event_source_set_enabled(source, SD_EVENT_ON);
-    }
-    source_.reset(source);
-    if (result < 0) {
+    auto const addSource = [&] {
+        int const result = bus::makeInto(source_, [&](auto source) {
+            return sd_event_add_io(loop, source, descriptor, EPOLLIN, handleReadable, this);
+        });
+        if (result != -EPERM) {
+            return result;
+        }
+        // A regular file is always readable, and epoll does not accept it.
+        NRX_TRY(bus::makeInto(source_,
+                              [&](auto source) { return sd_event_add_defer(loop, source, handleDeferred, this); }));
+        return sd_event_source_set_enabled(source_.get(), SD_EVENT_ON);
+    };
+    if (int const result = addSource(); result < 0) {
         throw std::system_error(-result, std::generic_category(), "standard input");
     }
 }
@@ -39,7 +44,7 @@ int LineInput::handleReadable(sd_event_source* /*source*/, int /*descriptor*/, u
     return static_cast<LineInput*>(input)->read();
 }
 
-int LineInput::handleTurn(sd_event_source* /*source*/, void* input) noexcept {
+int LineInput::handleDeferred(sd_event_source* /*source*/, void* input) noexcept {
     return static_cast<LineInput*>(input)->read();
 }
 
@@ -51,19 +56,19 @@ int LineInput::read() noexcept try {
     }
     if (size <= 0) {
         sd_event_source_set_enabled(source_.get(), SD_EVENT_OFF);
-        if (!begun_.empty()) {
-            lines_.push_back(std::exchange(begun_, {}));
+        if (!partialLine_.empty()) {
+            lines_.push_back(std::exchange(partialLine_, {}));
         }
         return 0;
     }
     std::string_view text(buffer.data(), static_cast<std::size_t>(size));
     for (auto end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
-        lines_.push_back(std::exchange(begun_, {}).append(text.substr(0, end)));
+        lines_.push_back(std::exchange(partialLine_, {}).append(text.substr(0, end)));
         text.remove_prefix(end + 1);
     }
-    begun_ += text;
+    partialLine_ += text;
     return 0;
-} catch (...) {  // Without memory. The loop stops asking for more.
+} catch (...) {  // Without memory: the loop disables the source.
     return -ENOMEM;
 }
 

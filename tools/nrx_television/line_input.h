@@ -10,29 +10,29 @@
 
 namespace nrx_television {
 
-/// The lines of a file, a pipe or a terminal, which a loop reads when they come.
+/// Reads the lines of a file, a pipe or a terminal in an event loop.
 class LineInput {
 public:
-    /// Belongs to the loop from now on. The descriptor stays the caller's. Throws `std::system_error`.
+    /// Adds an event source to the loop. The caller keeps the ownership of the descriptor. Throws `std::system_error`.
     LineInput(sd_event* loop, int descriptor);
     LineInput(LineInput const&) = delete;
     LineInput& operator=(LineInput const&) = delete;
     ~LineInput() = default;
 
     [[nodiscard]] bool hasLine() const { return !lines_.empty(); }
-    /// The next line that has come, without its end.
+    /// The next line without its line feed, or nothing if none was read.
     std::optional<std::string> takeLine();
-    /// The number of the line that was taken last.
+    /// The number of the line that was taken last, from 1.
     [[nodiscard]] int number() const { return number_; }
 
 private:
     static int handleReadable(sd_event_source* source, int descriptor, unsigned int events, void* input) noexcept;
-    static int handleTurn(sd_event_source* source, void* input) noexcept;
-    /// Takes in some, and stops at the end.
+    static int handleDeferred(sd_event_source* source, void* input) noexcept;
+    /// Reads what is available. Disables the source at the end of the file.
     int read() noexcept;
 
     int const descriptor_;
-    std::string begun_;  ///< A line of which the end has not come.
+    std::string partialLine_;  ///< The start of a line whose end was not read yet.
     std::deque<std::string> lines_;
     int number_ = 0;
     bus::EventSource source_;

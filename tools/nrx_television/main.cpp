@@ -27,7 +27,7 @@ constexpr char PROGRAM[] = "nrx_television";
 constexpr int EXIT_COMMAND_FAILED = 1;
 constexpr int EXIT_NOT_SERVED = 1;
 
-/// The objects of the television, all of which the bus carries. Throws `ModelError`.
+/// The objects of the television. Throws `ModelError`, also for an object that the bus does not carry.
 std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> const& file) {
     auto model = nrx_console::loadModel(file);
     for (auto const& [key, content] : model.objects) {
@@ -41,13 +41,13 @@ std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> con
     return std::move(model.objects);
 }
 
-/// The address of the system's bus, as all programs find it.
+/// The address of the system bus, as D-Bus libraries find it.
 std::string systemBusAddress() {
     char const* const address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
     return address != nullptr && *address != '\0' ? address : "unix:path=/run/dbus/system_bus_socket";
 }
 
-/// Allows it to those whom the option names. Throws `std::runtime_error`.
+/// Gives access to the users and groups that the option names. Throws `std::runtime_error`.
 void allow(Permissions& permissions, std::string const& option, std::vector<std::string> const& names, Access access) {
     for (std::string const& name : names) {
         if (!permissions.allow(name, access)) {
@@ -58,16 +58,16 @@ void allow(Permissions& permissions, std::string const& option, std::vector<std:
     }
 }
 
-/// The loop takes these; the other threads inherit that they do not.
-void blockEndingSignals() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGTERM);
-    sigaddset(&ending, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+/// Blocks the signals that the event loop handles. Threads that are started later inherit this.
+void blockTerminationSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
-/// Serves until the program is told to end, and returns its status.
+/// Serves until the program is terminated, and returns its exit status.
 int serve(nrx_console::SimulatedTelevision& television, Server& server, sd_event* loop, bool commands) {
     std::optional<nrx_console::Console> console;
     std::optional<nrx_television::LineInput> input;
@@ -124,7 +124,7 @@ int run(int argc, char** argv) {
         return command_line::EXIT_NOT_STARTED;
     }
     bus::Bus bus = bus::server::connectToBus(address.value_or(""));  // May take long, and is ended by a signal.
-    blockEndingSignals();
+    blockTerminationSignals();
     bus::server::ServerLoop loop;
     nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::expectCarried);
     Server server(television.television(), loop, std::move(bus), std::move(permissions));

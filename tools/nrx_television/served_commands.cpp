@@ -24,8 +24,9 @@ nrx_console::Commands ServedCommands::commands() {
 void expectCarried(nrx_console::Content const& content) {
     auto const* const value = std::get_if<television::Value>(&content);
     auto const* const rows = std::get_if<television::Rows>(&content);
-    bool const isCarried = value != nullptr ? std::visit([](auto const& typed) { return bus::hasValidText(typed); }, *value)
-                                            : rows == nullptr || bus::hasValidText(*rows);
+    bool const isCarried = value != nullptr
+                               ? std::visit([](auto const& typed) { return bus::hasValidText(typed); }, *value)
+                               : rows == nullptr || bus::hasValidText(*rows);
     if (!isCarried) {
         throw nrx_console::CommandError(bus::server::reasonOf(-EILSEQ));
     }

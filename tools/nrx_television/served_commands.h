@@ -8,13 +8,13 @@
 
 namespace nrx_television {
 
-/// What can be done with a simulated television that stands on a bus. Both outlive it.
+/// The console commands of a simulated television that a server serves. Both outlive this object.
 class ServedCommands final : public nrx_console::TelevisionCommands {
 public:
     ServedCommands(nrx_console::SimulatedTelevision& television, bus::server::Server& server)
         : television_(television), server_(server) {}
 
-    /// The television's, of which "wait" waits for the bus too.
+    /// The television's commands. "wait" also waits until the server has sent the signals.
     nrx_console::Commands commands() override;
     void restore() override { television_.restore(); }
     [[nodiscard]] nrx_console::Words keys() const override { return television_.keys(); }
