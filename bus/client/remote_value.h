@@ -151,20 +151,23 @@ private:
         if (interface != Kind::INTERFACE) {
             return 0;
         }
-        bool isRead = false;
-        NRX_TRY(readDictionary(signal, "sv", [&] {
+        NRX_TRY(requireElement(sd_bus_message_enter_container(signal, SD_BUS_TYPE_ARRAY, "{sv}")));
+        while (sd_bus_message_at_end(signal, 0) == 0) {
             std::string property;
+            NRX_TRY(sd_bus_message_enter_container(signal, SD_BUS_TYPE_DICT_ENTRY, "sv"));
             NRX_TRY(bus::read(signal, property));
-            if (property != "Value" || isRead) {
-                return sd_bus_message_skip(signal, "v");
+            if (property == "Value") {
+                NRX_TRY(readVariant(signal, Kind::SIGNATURE, value));
+                return 1;
             }
-            isRead = true;
-            return readVariant(signal, Kind::SIGNATURE, value);
-        }));
+            NRX_TRY(sd_bus_message_skip(signal, "v"));
+            NRX_TRY(sd_bus_message_exit_container(signal));
+        }
         std::vector<std::string> invalidated;
+        NRX_TRY(sd_bus_message_exit_container(signal));
         NRX_TRY(bus::read(signal, invalidated));
         bool const isInvalidated = std::count(invalidated.begin(), invalidated.end(), "Value") != 0;
-        return isRead ? 1 : isInvalidated ? -EBADMSG : 0;  // The interface declares that the signal has the value.
+        return isInvalidated ? -EBADMSG : 0;  // The interface declares that the signal has the value.
     }
 
     // Guarded by the context's mutex:
