@@ -1,34 +1,59 @@
 #include "tools/nrx_console/command.h"
 
+#include <algorithm>
+#include <cctype>
+
 namespace nrx_console {
 
 namespace {
 
 bool isOptional(std::string const& argument) { return argument.front() == '['; }
 
-bool mayRepeat(std::string const& argument) { return argument.find("...") != std::string::npos; }
+bool isRepeated(std::string const& argument) { return argument.find("...") != std::string::npos; }
+
+/// Whether the argument is the choice itself. A short form of a key is not: the key is accepted as well.
+bool isLiteral(std::string const& choice) { return !isPlaceholder(choice) && keyOf(choice) == choice; }
+
+/// "a, b or c"
+std::string alternatives(Words const& choices) {
+    std::string const text = joined({choices.begin(), choices.end() - 1}, ", ");
+    return text.empty() ? choices.back() : text + " or " + choices.back();
+}
 
 }  // namespace
 
-void Command::expectNumberOf(Words const& given) const {
-    std::size_t fewest = 0;
-    std::size_t most = 0;
-    for (std::string const& argument : wordsOf(arguments)) {
-        fewest += isOptional(argument) || mayRepeat(argument) ? 0U : 1U;
-        most = mayRepeat(argument) ? Words().max_size() : most + 1;
+bool isPlaceholder(std::string const& choice) {
+    return std::any_of(choice.begin(), choice.end(), [](unsigned char sign) { return std::isupper(sign) != 0; });
+}
+
+Words Command::choicesAt(std::size_t position) const {
+    Words const all = wordsOf(arguments);
+    bool const isRepeatedLast = position >= all.size() && !all.empty() && isRepeated(all.back());
+    if (position >= all.size() && !isRepeatedLast) {
+        return {};
     }
-    if (given.size() < fewest || given.size() > most) {
+    std::string choices = isRepeatedLast ? all.back() : all[position];
+    std::erase_if(choices, [](char sign) { return sign == '[' || sign == ']' || sign == '.'; });
+    std::replace(choices.begin(), choices.end(), '|', ' ');
+    return wordsOf(choices);
+}
+
+void Command::check(Words const& given) const {
+    Words const all = wordsOf(arguments);
+    auto const fewest = std::count_if(all.begin(), all.end(), [](std::string const& argument) {
+        return !isOptional(argument) && !isRepeated(argument);
+    });
+    if (std::ssize(given) < fewest || (given.size() > all.size() && choicesAt(given.size()).empty())) {
         throw CommandError("found " + std::to_string(given.size()) + (given.size() == 1 ? " argument" : " arguments") +
                            ", expected: " + usage());
     }
-}
-
-std::string Command::argumentAt(std::size_t position) const {
-    Words const all = wordsOf(arguments);
-    if (position < all.size()) {
-        return all[position];
+    for (std::size_t at = 0; at < given.size(); ++at) {
+        Words const choices = choicesAt(at);
+        if (std::all_of(choices.begin(), choices.end(), isLiteral) &&
+            std::find(choices.begin(), choices.end(), given[at]) == choices.end()) {
+            throw unexpected(given[at], alternatives(choices));
+        }
     }
-    return !all.empty() && mayRepeat(all.back()) ? all.back() : "";
 }
 
 }  // namespace nrx_console

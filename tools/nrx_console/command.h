@@ -11,19 +11,21 @@ namespace nrx_console {
 /// One command of the console.
 struct Command {
     std::string name;  ///< One word or more.
-    /// One word for each argument: the words that it may be, parted by bars, or in capitals what it stands for; in
-    /// brackets when it may be left out, and with dots behind it when any number may follow.
+    /// One word for each argument: the choices, separated by bars. A choice in capitals is a placeholder. Brackets mark
+    /// an argument that is optional, dots the last one if any number of it is accepted.
     std::string arguments;
     std::string help;
     std::function<void(Words const& arguments)> run;
 
     [[nodiscard]] std::string usage() const { return arguments.empty() ? name : name + " " + arguments; }
-    /// Throws `CommandError` unless there are as many arguments as the command takes.
-    void expectNumberOf(Words const& given) const;
-    /// What the argument at the position may be, in the form above; empty when there is none.
-    [[nodiscard]] std::string argumentAt(std::size_t position) const;
+    /// The choices for the argument at the position; none when the command takes no such argument.
+    [[nodiscard]] Words choicesAt(std::size_t position) const;
+    /// Throws `CommandError` for a wrong number of arguments, and for an argument that is not among its choices.
+    void check(Words const& given) const;
 };
 
 using Commands = std::vector<Command>;
+
+bool isPlaceholder(std::string const& choice);
 
 }  // namespace nrx_console

@@ -15,22 +15,23 @@ bool beginsWith(Words const& words, Words const& first) {
     return words.size() >= first.size() && std::equal(first.begin(), first.end(), words.begin());
 }
 
-/// The command that another word stands for.
+/// Replaces a synonym by the name of the command.
 std::string fullName(std::string const& word) { return word == "?" ? "help" : word == "exit" ? "quit" : word; }
 
-/// The commands that need more of the television than its clients have, by their first words.
-constexpr std::array<char const*, 5> INSIDE{"list", "show", "table", "wait", "tv"};
+/// The first words of the commands that need more access to the television than its clients have.
+constexpr std::array<char const*, 5> TELEVISION_COMMANDS{"list", "show", "table", "wait", "tv"};
 
 }  // namespace
 
 Console::Console(std::unique_ptr<TelevisionCommands> television) : television_(std::move(television)) {
     auto const quit = [this](auto const&) { quit_ = true; };
     auto const showHelp = [this](auto const& arguments) { help(arguments); };
-    Commands const inside = television_ ? television_->commands() : Commands();
-    for (Commands const& commands : {facade_.commands(), model_.commands(), inside}) {
+    Commands const own = television_ ? television_->commands() : Commands();
+    for (Commands const& commands : {facadeCommands(access_), model_.commands(), own}) {
         commands_.insert(commands_.end(), commands.begin(), commands.end());
     }
-    commands_.push_back({"help", "[COMMAND...]", "list the commands, or those that begin so; also ?", showHelp});
+    commands_.push_back(
+        {"help", "[COMMAND...]", "list the commands, or those that begin with COMMAND; also ?", showHelp});
     commands_.push_back({"quit", "", "end the program; also exit", quit});
 }
 
@@ -58,7 +59,7 @@ bool Console::execute(std::string const& line) {
         throw unknown(line, words.front());
     }
     Words const arguments(words.begin() + static_cast<std::ptrdiff_t>(wordsOf(command->name).size()), words.end());
-    command->expectNumberOf(arguments);
+    command->check(arguments);
     command->run(arguments);
     return !quit_;
 }
@@ -74,44 +75,39 @@ Words Console::completions(std::string const& line) const {
         }
     }
     if (Command const* const command = find(before)) {
-        std::string argument = command->argumentAt(before.size() - wordsOf(command->name).size());
-        std::replace_if(
-            argument.begin(), argument.end(), [](char sign) { return sign == '|' || sign == '['; }, ' ');
-        for (std::string const& choice : wordsOf(argument)) {
-            if (choice == "KEY" || choice == "PREFIX]") {
-                candidates.insert({"command", "event"});  // Short for two of them.
+        for (std::string const& choice : command->choicesAt(before.size() - wordsOf(command->name).size())) {
+            if (choice == "KEY" || choice == "PREFIX") {
+                candidates.insert({"command", "event"});  // The short forms of two keys.
                 for (std::string const& key : television_ ? television_->keys() : Words()) {
                     candidates.insert(typed(key));
                 }
-            } else if (choice.find_first_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string::npos) {
-                candidates.insert(choice.substr(0, choice.find(']')));
+            } else if (!isPlaceholder(choice)) {
+                candidates.insert(choice);
             }
         }
     }
-    Words fitting;
-    std::copy_if(candidates.begin(), candidates.end(), std::back_inserter(fitting),
-                 [&word](std::string const& candidate) { return candidate.starts_with(word); });
-    return fitting;
+    std::erase_if(candidates, [&word](std::string const& candidate) { return !candidate.starts_with(word); });
+    return {candidates.begin(), candidates.end()};
 }
 
-Words Console::missing() const {
-    Words missing(INSIDE.begin(), INSIDE.end());
+Words Console::missingCommands() const {
+    Words missing(TELEVISION_COMMANDS.begin(), TELEVISION_COMMANDS.end());
     for (Command const& command : commands_) {
         std::erase(missing, wordsOf(command.name).front());
     }
     return missing;
 }
 
-char const* Console::whyMissing() const {
+char const* Console::reasonMissing() const {
     return television_ ? "the television is another process, \"nrx_television --commands\" has them"
                        : "nobody is inside a real television";
 }
 
 CommandError Console::unknown(std::string const& found, std::string const& firstWord) const {
-    Words const others = missing();
-    bool const isMissing = std::count(others.begin(), others.end(), firstWord) != 0;
+    Words const missing = missingCommands();
+    bool const isMissing = std::count(missing.begin(), missing.end(), firstWord) != 0;
     return unexpected(found,
-                      isMissing ? std::string("another command: ") + whyMissing() : "a command that \"help\" lists");
+                      isMissing ? std::string("another command: ") + reasonMissing() : "a command that \"help\" lists");
 }
 
 void Console::help(Words const& arguments) const {
@@ -135,8 +131,8 @@ void Console::help(Words const& arguments) const {
     if (arguments.empty()) {
         printLine(R"(A KEY may be command or event for short. In quotes: "channel 5", and \n \r \t \" \\ \xHH.)");
     }
-    if (Words const others = missing(); !others.empty()) {
-        printLine("Not here: " + typed(others) + "; " + whyMissing() + ".");
+    if (Words const missing = missingCommands(); !missing.empty()) {
+        printLine("Not here: " + typed(missing) + "; " + reasonMissing() + ".");
     }
 }
 

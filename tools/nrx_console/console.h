@@ -11,35 +11,37 @@
 
 namespace nrx_console {
 
-/// An embedding process in front of a television, which may be simulated, driven by lines of commands.
+/// An embedding process with access to a television, controlled by lines of commands.
 class Console {
 public:
-    /// Null for a television of whose inside nothing is known.
+    /// `television` is null for a television that can only be accessed as its clients do.
     explicit Console(std::unique_ptr<TelevisionCommands> television);
     Console(Console const&) = delete;
     Console& operator=(Console const&) = delete;
     ~Console();
 
-    /// Carries out one line. Returns false for "quit"; throws `CommandError` or `ModelError`.
+    /// Executes one line. Returns false for "quit". Throws `CommandError` or `ModelError`.
     bool execute(std::string const& line);
-    /// What the last word of the line, perhaps an empty one, may become, as it can be typed. Throws `CommandError` when
-    /// the words before it are none.
+    /// The possible completions of the line's last word, which may be empty, as they can be typed. Throws
+    /// `CommandError` if the text before that word cannot be split into words.
     [[nodiscard]] Words completions(std::string const& line) const;
 
 private:
-    /// The command that the words begin with, or null.
+    /// The command whose name the words begin with, or null.
     [[nodiscard]] Command const* find(Words const& words) const;
-    /// What commands begin with in another console, and not in this one, because of `whyMissing`.
-    [[nodiscard]] Words missing() const;
-    [[nodiscard]] char const* whyMissing() const;
-    /// For words that no command begins with.
+    /// The first words of commands that other consoles have and this one lacks.
+    [[nodiscard]] Words missingCommands() const;
+    /// The reason why they are missing.
+    [[nodiscard]] char const* reasonMissing() const;
+    /// The error for words that are not a command.
     [[nodiscard]] CommandError unknown(std::string const& found, std::string const& firstWord) const;
     void help(Words const& arguments) const;
 
     bool quit_ = false;
     std::unique_ptr<TelevisionCommands> const television_;
     ModelCommands model_;
-    FacadeCommands facade_;
+    PrintingClient client_;
+    orvane::NRXModelAccess access_{&client_};
     Commands commands_;
 };
 

@@ -7,7 +7,7 @@ namespace nrx_console {
 
 namespace {
 
-/// The key of one of the two lists; the facade does not say when it refuses another one.
+/// The key of the command or event list. The facade itself ignores other keys silently.
 std::string listKeyOf(std::string const& word, std::string const& instead) {
     std::string key = keyOf(word);
     if (key != orvane::model_keys::COMMAND && key != orvane::model_keys::EVENT) {
@@ -16,8 +16,32 @@ std::string listKeyOf(std::string const& word, std::string const& instead) {
     return key;
 }
 
-/// A text as it can be typed, or nothing for what could not be had.
-std::string shown(std::string const& text) { return text.empty() ? text : typed(text); }
+/// A line with a fact; empty after the name if the fact is not available.
+void printFact(std::string const& name, std::string const& fact) {
+    printLine(name + ": " + (fact.empty() ? "" : typed(fact)));
+}
+
+void printFacts(orvane::NRXModelAccess& access) {
+    printFact("software version", access.getSoftwareVersion());
+    printFact("model name", access.getModelname());
+    printFact("feature code", access.getFeatureCode());
+    printFact("device identifier", access.getDeviceID());
+}
+
+void listen(orvane::NRXModelAccess& access, Words const& arguments) {
+    bool const on = arguments[1] == "on";
+    if (listKeyOf(arguments[0], "watch KEY") == orvane::model_keys::COMMAND) {
+        on ? access.startCommandListener() : access.stopCommandListener();
+    } else {
+        on ? access.startEventListener() : access.stopEventListener();
+    }
+}
+
+void printList(orvane::NRXModelAccess& access, Words const& arguments) {
+    std::vector<std::string> values;
+    access.getAccessValue(listKeyOf(arguments[0], "read KEY"), values);
+    printLine(arguments[0] + ": " + typed(values));
+}
 
 }  // namespace
 
@@ -29,46 +53,22 @@ void PrintingClient::onNRXEventReceived(std::vector<std::string> const& paramete
     printLine("client: event " + typed(parameters));
 }
 
-Commands FacadeCommands::commands() {
+Commands facadeCommands(orvane::NRXModelAccess& access) {
     return {
-        {"start", "", "connect to the command and the event list", [this](auto const&) { access_.start(); }},
-        {"info", "", "ask for the facts about the device", [this](auto const& arguments) { info(arguments); }},
-        {"listen", "command|event on|off", "let lists through to the client, or not",
-         [this](auto const& arguments) { listen(arguments); }},
-        {"get", "command|event", "read the list through the facade", [this](auto const& arguments) { get(arguments); }},
+        {"start", "", "connect to the command and the event list", [&access](auto const&) { access.start(); }},
+        {"info", "", "ask for the facts about the device", [&access](auto const&) { printFacts(access); }},
+        {"listen", "command|event on|off", "pass lists on to the client, or not",
+         [&access](auto const& arguments) { listen(access, arguments); }},
+        {"get", "command|event", "read the list through the facade",
+         [&access](auto const& arguments) { printList(access, arguments); }},
         {"set", "command|event VALUE...", "write the list through the facade",
-         [this](auto const& arguments) { set(arguments); }},
+         [&access](auto const& arguments) {
+             access.setAccessValue(listKeyOf(arguments[0], "write KEY VALUE..."),
+                                   {arguments.begin() + 1, arguments.end()});
+         }},
         {"request-service", "", "ask the television to start the NRX service",
-         [this](auto const&) { access_.requestStartNRXService(); }},
+         [&access](auto const&) { access.requestStartNRXService(); }},
     };
-}
-
-void FacadeCommands::info(Words const& /*arguments*/) {
-    printLine("software version: " + shown(access_.getSoftwareVersion()));
-    printLine("model name: " + shown(access_.getModelname()));
-    printLine("feature code: " + shown(access_.getFeatureCode()));
-    printLine("device identifier: " + shown(access_.getDeviceID()));
-}
-
-void FacadeCommands::listen(Words const& arguments) {
-    bool const on = isSwitchedOn(arguments[1]);
-    if (arguments[0] == "command") {
-        on ? access_.startCommandListener() : access_.stopCommandListener();
-    } else if (arguments[0] == "event") {
-        on ? access_.startEventListener() : access_.stopEventListener();
-    } else {
-        throw unexpected(arguments[0], "command or event");
-    }
-}
-
-void FacadeCommands::get(Words const& arguments) {
-    std::vector<std::string> values;
-    access_.getAccessValue(listKeyOf(arguments[0], "read KEY"), values);
-    printLine(arguments[0] + ": " + typed(values));
-}
-
-void FacadeCommands::set(Words const& arguments) {
-    access_.setAccessValue(listKeyOf(arguments[0], "write KEY VALUE..."), {arguments.begin() + 1, arguments.end()});
 }
 
 }  // namespace nrx_console

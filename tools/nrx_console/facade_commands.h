@@ -8,27 +8,14 @@
 
 namespace nrx_console {
 
-/// Prints the lists that it receives.
+/// A client that prints the lists that it receives.
 class PrintingClient final : public orvane::NRXModelAccessClient {
 public:
     void onNRXCommandReceived(std::vector<std::string> const& parameters) override;
     void onNRXEventReceived(std::vector<std::string> const& parameters) override;
 };
 
-/// What an embedding process does with the facade.
-class FacadeCommands {
-public:
-    /// They refer to this object.
-    Commands commands();
-
-private:
-    void info(Words const& arguments);
-    void listen(Words const& arguments);
-    void get(Words const& arguments);
-    void set(Words const& arguments);
-
-    PrintingClient client_;
-    orvane::NRXModelAccess access_{&client_};
-};
+/// The operations of the facade as commands, which refer to `access`.
+Commands facadeCommands(orvane::NRXModelAccess& access);
 
 }  // namespace nrx_console

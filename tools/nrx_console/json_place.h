@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
@@ -61,19 +60,13 @@ public:
 
     template <typename Number>
     [[nodiscard]] Number number() const {
-        using Limits = std::numeric_limits<Number>;
-        std::string const expected =
-            "a whole number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max());
-        if (!json_.is_number_integer() ||
-            (json_.is_number_unsigned() &&
-             json_.get<std::uint64_t>() > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))) {
-            fail(expected);
+        bool const fits = json_.is_number_unsigned()
+                              ? std::in_range<Number>(json_.get<std::uint64_t>())
+                              : json_.is_number_integer() && std::in_range<Number>(json_.get<std::int64_t>());
+        if (!fits) {
+            fail(rangeOf<Number>());
         }
-        auto const value = json_.get<std::int64_t>();
-        if (value < Limits::min() || value > Limits::max()) {
-            fail(expected);
-        }
-        return static_cast<Number>(value);
+        return json_.get<Number>();
     }
 
 private:

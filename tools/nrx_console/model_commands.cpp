@@ -1,14 +1,13 @@
 #include "tools/nrx_console/model_commands.h"
 
-#include <algorithm>
 #include <exception>
-#include <iterator>
 #include <utility>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/table_access.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access.h"
 #include "tools/nrx_console/model_file.h"
 #include "tools/nrx_console/output.h"
+#include "tools/nrx_console/plain_kinds.h"
 
 namespace nrx_console {
 
@@ -22,12 +21,13 @@ CommandError notReached(std::string const& word, std::string const& what) {
     return unexpected(word, "the key of " + what + " that can be reached");
 }
 
-CommandError refused(std::string const& word, int status) {
-    // NOLINTNEXTLINE(modernize-return-braced-init-list): the constructor is explicit.
-    return CommandError("found " + typed(word) + " refusing with status " + std::to_string(status) + ", expected 0");
+void expectAccepted(std::string const& word, int status) {
+    if (status != STATUS_OK) {
+        throw CommandError("found " + typed(word) + " refusing with status " + std::to_string(status) + ", expected 0");
+    }
 }
 
-/// Disconnects an access that is about to go, whatever the model throws.
+/// Disconnects an access before its destruction. Does not throw.
 void release(ValueAccessBase& access) {
     try {
         access.disconnect();
@@ -36,10 +36,10 @@ void release(ValueAccessBase& access) {
     }
 }
 
-/// An object of whatever type, connected while this lives: a table's access takes every one.
+/// Connects to an object of any type for its lifetime: a table's access accepts every type.
 class AnyObject {
 public:
-    explicit AnyObject(std::string const& word) : access_(keyOf(word)) {
+    explicit AnyObject(std::string const& word) : word_(word), access_(keyOf(word)) {
         if (access_.connect(BUDGET_MS) != STATUS_OK) {
             throw notReached(word, "an object");
         }
@@ -50,7 +50,18 @@ public:
 
     ValueAccessBase& access() { return access_; }
 
+    /// Calls `use.operator()<T>()` for the type of the value. Throws `CommandError` for an object without a value.
+    template <typename Use>
+    void useValueType(Use const& use) {
+        objbus::ObjectTypeSpec const type = access_.getType();
+        if (!useKindOfType(type, use)) {
+            throw CommandError("found " + typed(word_) + " of " + access_.accessTypeName(type) +
+                               ", expected the key of a value");
+        }
+    }
+
 private:
+    std::string const word_;
     TableAccess access_;
 };
 
@@ -59,16 +70,7 @@ std::string shown(IValueObject const& value) {
     return typed(texts);
 }
 
-template <typename T>
-std::string readAs(std::string const& word, ValueAccessBase& access) {
-    T value{};
-    if (int const status = access.getValue(value); status != STATUS_OK) {
-        throw refused(word, status);
-    }
-    return typed(wordsOfValue(value));
-}
-
-/// Prints what it hears of one object.
+/// Prints the notifications of one object.
 class Reporter final : public ValueHandler, public ActionHandler {
 public:
     explicit Reporter(std::string key) : key_(std::move(key)) {}
@@ -86,51 +88,21 @@ private:
     std::string const key_;
 };
 
-template <typename Obs>
-std::unique_ptr<ValueAccessBase> watcher(std::string const& key) {
-    return std::make_unique<ValueAccessT<Obs>>(key, std::make_shared<Reporter>(key));
-}
-
-/// What is done with a plain value, by its type.
-struct ValueType {
-    objbus::ObjectTypeSpec type;
-    char const* name;  ///< As in a model file.
-    std::string (*read)(std::string const& word, ValueAccessBase& access);
-    std::unique_ptr<ValueAccessBase> (*watch)(std::string const& key);
-};
-
-ValueType const VALUE_TYPES[] = {
-    {objbus::OBJECT_TYPE_NUMERIC_INTEGER, "integer", readAs<int>, watcher<objbus::ObserverNumericInteger>},
-    {objbus::OBJECT_TYPE_NUMERIC_INT64, "int64", readAs<long long>, watcher<objbus::ObserverNumericInt64>},
-    {objbus::OBJECT_TYPE_STRING, "string", readAs<std::string>, watcher<objbus::ObserverString>},
-    {objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, "integer-list", readAs<std::vector<int>>,
-     watcher<objbus::ObserverVectorNumericInteger>},
-    {objbus::OBJECT_TYPE_VECTOR_STRING, "string-list", readAs<std::vector<std::string>>,
-     watcher<objbus::ObserverVectorString>},
-};
-
-/// Null for a type whose objects have no value.
-ValueType const* findValueType(objbus::ObjectTypeSpec type) {
-    auto const* const found = std::find_if(std::begin(VALUE_TYPES), std::end(VALUE_TYPES),
-                                           [type](ValueType const& candidate) { return candidate.type == type; });
-    return found != std::end(VALUE_TYPES) ? found : nullptr;
-}
-
-ValueType const& valueTypeOf(std::string const& word, ValueAccessBase& access) {
-    objbus::ObjectTypeSpec const type = access.getType();
-    if (ValueType const* const known = findValueType(type)) {
-        return *known;
-    }
-    throw CommandError("found " + typed(word) + " of " + access.accessTypeName(type) + ", expected the key of a value");
-}
-
 }  // namespace
 
-bool hasValue(objbus::ObjectTypeSpec type) { return findValueType(type) != nullptr; }
+bool hasValue(objbus::ObjectTypeSpec type) {
+    return useKindOfType(type, []<typename T>() {});
+}
 
 std::string readValue(std::string const& word) {
     AnyObject object(word);
-    return valueTypeOf(word, object.access()).read(word, object.access());
+    std::string text;
+    object.useValueType([&]<typename T>() {
+        T value{};
+        expectAccepted(word, object.access().getValue(value));
+        text = typed(wordsOfValue(value));
+    });
+    return text;
 }
 
 ModelCommands::~ModelCommands() {
@@ -154,18 +126,21 @@ void ModelCommands::read(Words const& arguments) { printLine(typed(arguments[0])
 
 void ModelCommands::write(Words const& arguments) {
     AnyObject object(arguments[0]);
-    ValueType const& type = valueTypeOf(arguments[0], object.access());
-    Content const content = contentFromWords(type.name, {arguments.begin() + 1, arguments.end()});
-    auto const set = [&object](auto const& value) { return object.access().setValue(value); };
-    if (int const status = std::visit(set, std::get<television::Value>(content)); status != STATUS_OK) {
-        throw refused(arguments[0], status);
-    }
+    object.useValueType([&]<typename T>() {
+        Content const content = contentFromWords(PlainKind<T>::NAME, {arguments.begin() + 1, arguments.end()});
+        auto const& value = std::get<T>(std::get<television::Value>(content));
+        expectAccepted(arguments[0], object.access().setValue(value));
+    });
 }
 
 void ModelCommands::watch(Words const& arguments) {
     std::string const key = keyOf(arguments[0]);
+    std::unique_ptr<ValueAccessBase> access;
     AnyObject object(arguments[0]);
-    auto access = valueTypeOf(arguments[0], object.access()).watch(key);
+    object.useValueType([&]<typename T>() {
+        using Access = ValueAccessT<typename PlainKind<T>::Observer>;
+        access = std::make_unique<Access>(key, std::make_shared<Reporter>(key));
+    });
     if (watched_.contains(key)) {
         unwatch(arguments);
     }
@@ -200,10 +175,7 @@ void ModelCommands::invoke(Words const& arguments) {
         action = std::move(connecting);
     }
     unsigned int actionId = 0;
-    int const status = action->invoke(actionId, argumentsOf({arguments.begin() + 1, arguments.end()}));
-    if (status != STATUS_OK) {
-        throw refused(arguments[0], status);
-    }
+    expectAccepted(arguments[0], action->invoke(actionId, argumentsOf({arguments.begin() + 1, arguments.end()})));
     printLine("invoked: " + typed(arguments[0]) + " " + std::to_string(actionId));
 }
 

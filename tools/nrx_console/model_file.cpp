@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <fstream>
 #include <iterator>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
@@ -13,6 +11,7 @@
 
 #include "television/printable.h"
 #include "tools/nrx_console/json_place.h"
+#include "tools/nrx_console/plain_kinds.h"
 
 namespace nrx_console {
 
@@ -24,70 +23,37 @@ constexpr char BARE[] = "bare";
 constexpr int DEEPEST = 6;  ///< More than a model file needs; each level takes memory.
 constexpr std::size_t LARGEST_FILE = 64U << 20U;
 
-template <typename T>
-struct Reader;
-
-template <>
-struct Reader<std::string> {
-    static std::string read(Place const& place) { return place.text(); }
-};
-
-template <typename Number>
-requires std::is_integral_v<Number>
-struct Reader<Number> {
-    static Number read(Place const& place) { return place.number<Number>(); }
-};
+/// The names of all types in a model file.
+Words fileTypes() {
+    Words names;
+    PlainKinds::any([&names]<typename T>() {
+        names.push_back(PlainKind<T>::NAME);
+        return false;
+    });
+    names.insert(names.end(), {ACTION, TABLE});
+    return names;
+}
 
 template <typename T>
-struct Reader<std::vector<T>> {
-    static std::vector<T> read(Place const& place) {
-        std::vector<T> list;
+T read(Place const& place) {
+    if constexpr (std::is_integral_v<T>) {
+        return place.number<T>();
+    } else if constexpr (std::is_same_v<T, std::string>) {
+        return place.text();
+    } else {
+        T list;
         for (Place const& element : place.elements("a list")) {
-            list.push_back(Reader<T>::read(element));
+            list.push_back(read<typename T::value_type>(element));
         }
         return list;
     }
-};
-
-template <typename T>
-television::Value readValue(Place const& place) {
-    return Reader<T>::read(place);
-}
-
-struct PlainType {
-    char const* name;
-    objbus::ObjectTypeSpec type;
-    television::Value (*read)(Place const& place);
-};
-
-constexpr PlainType PLAIN_TYPES[] = {
-    {"integer", objbus::OBJECT_TYPE_NUMERIC_INTEGER, readValue<int>},
-    {"int64", objbus::OBJECT_TYPE_NUMERIC_INT64, readValue<long long>},
-    {"string", objbus::OBJECT_TYPE_STRING, readValue<std::string>},
-    {"integer-list", objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, readValue<std::vector<int>>},
-    {"string-list", objbus::OBJECT_TYPE_VECTOR_STRING, readValue<std::vector<std::string>>},
-};
-
-/// Null for a type that is not plain-valued.
-PlainType const* plainType(std::string const& name) {
-    auto const* const found = std::find_if(std::begin(PLAIN_TYPES), std::end(PLAIN_TYPES),
-                                           [&](auto const& type) { return name == type.name; });
-    return found != std::end(PLAIN_TYPES) ? found : nullptr;
-}
-
-/// The types but bare.
-std::string fileTypeNames() {
-    std::string names;
-    for (PlainType const& type : PLAIN_TYPES) {
-        names += std::string(type.name) + ", ";
-    }
-    return names + ACTION + ", " + TABLE;
 }
 
 ModelObject readObject(Place const& place) {
-    std::string const key = place.member("key").text();
+    Place const keyPlace = place.member("key");
+    std::string const key = keyPlace.text();
     if (key != keyOf(key)) {
-        place.member("key").fail("a key that does not stand for another one");
+        keyPlace.fail("a key that does not stand for another one");
     }
     Place const typePlace = place.member("type");
     std::string const type = typePlace.text();
@@ -95,25 +61,26 @@ ModelObject readObject(Place const& place) {
         place.expectOnly({"key", "type"});
         return {key, Action{}};
     }
-    PlainType const* const plain = plainType(type);
-    if (plain == nullptr && type != TABLE) {
-        typePlace.fail("one of " + fileTypeNames());
+    Content content;
+    auto const readValue = [&]<typename T>() {
+        place.expectOnly({"key", "type", "value"});
+        content = read<T>(place.member("value"));
+    };
+    if (type == TABLE) {
+        readValue.operator()<television::Rows>();
+    } else if (!useKindNamed(type, readValue)) {
+        typePlace.fail("one of " + joined(fileTypes(), ", "));
     }
-    place.expectOnly({"key", "type", "value"});
-    Place const valuePlace = place.member("value");
-    if (plain != nullptr) {
-        return {key, plain->read(valuePlace)};
-    }
-    return {key, Reader<television::Rows>::read(valuePlace)};
+    return {key, content};
 }
 
 std::vector<ModelObject> readObjects(Json const& json) {
     Place const root(json, "");
-    Place const objectsPlace = root.member("objects");
+    Place const list = root.member("objects");
     root.expectOnly({"objects"});
     std::vector<ModelObject> objects;
     std::set<std::string> keys;
-    for (Place const& place : objectsPlace.elements("a list of objects")) {
+    for (Place const& place : list.elements("a list of objects")) {
         objects.push_back(readObject(place));
         if (!keys.insert(objects.back().key).second) {
             place.member("key").fail("each key once");
@@ -122,8 +89,8 @@ std::vector<ModelObject> readObjects(Json const& json) {
     return objects;
 }
 
-/// Refuses a member that its object has already, of which the parser itself keeps the last one, and says where a number
-/// is too large, which the parser does not.
+/// Parses strictly. The parser itself would keep the last one of two members with one name, and would not give the line
+/// of a number that is too large.
 Json parse(std::string const& text) {
     using Event = Json::parse_event_t;
     std::istringstream stream(text);
@@ -131,7 +98,7 @@ Json parse(std::string const& text) {
         auto const read = static_cast<std::ptrdiff_t>(stream.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in));
         return "line " + std::to_string(1 + std::count(text.begin(), text.begin() + read, '\n')) + ": ";
     };
-    std::vector<std::set<std::string>> members;  // Of the objects that have begun and not ended.
+    std::vector<std::set<std::string>> members;  // Of each open object.
     auto const check = [&members, &line](int depth, Event event, Json const& parsed) {
         if (depth > DEEPEST) {
             throw ModelError(line() + "found lists or objects within one another, expected no more than a table's");
@@ -152,12 +119,23 @@ Json parse(std::string const& text) {
     }
 }
 
-/// A word as JSON: the number that it spells out, else a string.
-Json jsonOf(std::string const& word) {
-    std::int64_t number = 0;
-    char const* const end = word.data() + word.size();
-    auto const [last, failure] = std::from_chars(word.data(), end, number);
-    return failure == std::errc() && last == end ? Json(number) : Json(word);
+template <typename T>
+constexpr bool IS_TEXT = std::is_same_v<T, std::string> || std::is_same_v<T, std::vector<std::string>>;
+template <typename T>
+constexpr bool IS_LIST = !std::is_integral_v<T> && !std::is_same_v<T, std::string>;
+
+/// The JSON of a value of type `T`. A word that should be a number and is none stays a string, which `read` refuses.
+template <typename T>
+Json jsonOf(Words const& words) {
+    Json list = Json::array();
+    for (std::string const& word : words) {
+        auto const number = parsed<std::int64_t>(word);
+        list.push_back(number && !IS_TEXT<T> ? Json(*number) : Json(word));
+    }
+    if (!IS_LIST<T> && words.size() != 1) {
+        throw ModelError("found " + std::to_string(words.size()) + " values, expected one");
+    }
+    return IS_LIST<T> ? list : list.at(0);
 }
 
 }  // namespace
@@ -182,9 +160,7 @@ std::vector<ModelObject> readModelFile(std::string const& path) {
         throw ModelError(typed(path) + ": cannot be read, expected a model file");
     } catch (std::bad_alloc const&) {
         throw ModelError(typed(path) + ": found more than there is memory for, expected a model file");
-    } catch (Json::exception const& error) {  // Names line and column.
-        throw ModelError(typed(path) + ": " + television::printable(error.what()));
-    } catch (ModelError const& error) {
+    } catch (std::exception const& error) {  // The parser's names line and column.
         throw ModelError(typed(path) + ": " + television::printable(error.what()));
     }
 }
@@ -204,45 +180,27 @@ Content contentFromWords(std::string const& type, Words const& words) {
     if (type == BARE && words.size() == 1) {
         return Bare{static_cast<objbus::ObjectTypeSpec>(numberOf(words.front()))};
     }
-    PlainType const* const plain = plainType(type);
-    if (plain == nullptr) {
-        throw unexpected(type, "one of " + fileTypeNames() + ", or " + BARE + " with a number");
+    Content content;
+    auto const readWords = [&]<typename T>() { content = read<T>(Place(jsonOf<T>(words), "value")); };
+    if (!useKindNamed(type, readWords)) {
+        throw unexpected(type, "one of " + joined(fileTypes(), ", ") + ", or " + BARE + " with a number");
     }
-    bool const isText = type == "string" || type == "string-list";
-    bool const isList = type == "integer-list" || type == "string-list";
-    Json list = Json::array();
-    for (std::string const& word : words) {
-        list.push_back(isText ? Json(word) : jsonOf(word));
-    }
-    if (!isList && words.size() != 1) {
-        throw ModelError("found " + std::to_string(words.size()) + " values, expected one");
-    }
-    return plain->read(Place(isList ? list : list.at(0), "value"));
+    return content;
 }
 
 Words wordsOfValue(television::Value const& value) {
-    if (auto const* const texts = std::get_if<std::vector<std::string>>(&value)) {
-        return *texts;
+    Json const json = std::visit([](auto const& plain) { return Json(plain); }, value);
+    Words words;
+    for (Json const& element : json.is_array() ? json : Json::array({json})) {
+        words.push_back(element.is_string() ? element.get<std::string>() : element.dump());
     }
-    if (auto const* const numbers = std::get_if<std::vector<int>>(&value)) {
-        Words words;
-        for (int const number : *numbers) {
-            words.push_back(std::to_string(number));
-        }
-        return words;
-    }
-    if (auto const* const text = std::get_if<std::string>(&value)) {
-        return {*text};
-    }
-    auto const* const number = std::get_if<int>(&value);
-    return {std::to_string(number != nullptr ? *number : std::get<long long>(value))};
+    return words;
 }
 
 std::string typeName(objbus::ObjectTypeSpec type) {
-    for (PlainType const& plain : PLAIN_TYPES) {
-        if (plain.type == type) {
-            return plain.name;
-        }
+    std::string name;
+    if (useKindOfType(type, [&name]<typename T>() { name = PlainKind<T>::NAME; })) {
+        return name;
     }
     if (type == objbus::OBJECT_TYPE_ACTION || type == objbus::OBJECT_TYPE_TABLE) {
         return type == objbus::OBJECT_TYPE_ACTION ? ACTION : TABLE;
@@ -250,12 +208,6 @@ std::string typeName(objbus::ObjectTypeSpec type) {
     return BARE + (" " + std::to_string(static_cast<int>(type)));
 }
 
-std::string typeNames() {
-    std::string names;
-    for (PlainType const& plain : PLAIN_TYPES) {
-        names += std::string(plain.name) + "|";
-    }
-    return names + ACTION + "|" + TABLE + "|" + BARE;
-}
+std::string typeNames() { return joined(fileTypes(), "|") + "|" + BARE; }
 
 }  // namespace nrx_console

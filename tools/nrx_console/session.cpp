@@ -40,17 +40,16 @@ bool runScript(Console& console, std::istream& input, std::string const& name) {
 
 void runOnTerminal(Console& console) {
     char const* const home = std::getenv("HOME");
-    Terminal terminal(home != nullptr ? std::string(home) + "/.nrx_console_history" : "",
-                      [&console](std::string const& line) { return console.completions(line); });
-    while (auto const line = terminal.readLine()) {
+    auto const complete = [&console](std::string const& line) { return console.completions(line); };
+    auto const execute = [&console](std::string const& line) {
         try {
-            if (!console.execute(*line)) {
-                return;
-            }
+            return console.execute(line);
         } catch (std::exception const& error) {
             printLine(error.what(), Kind::error);
+            return true;
         }
-    }
+    };
+    editLines(home != nullptr ? std::string(home) + "/.nrx_console_history" : "", complete, execute);
 }
 
 }  // namespace nrx_console

@@ -11,7 +11,7 @@ namespace nrx_console {
 
 namespace {
 
-/// Prints what was asked for, each element as one word.
+/// Prints each element as one word.
 template <typename Element, typename WordsOf>
 void printEach(std::string line, std::vector<Element> const& elements, WordsOf const& wordsOf) {
     for (Element const& element : elements) {
@@ -20,10 +20,10 @@ void printEach(std::string line, std::vector<Element> const& elements, WordsOf c
     printLine(line);
 }
 
-/// Anybody may invoke, and more than a reader keeps up with.
+/// Bounded, and never waits for a reader: clients may invoke faster than the output is read.
 void printInvocation(std::string const& key, std::vector<objbus::Argument> const& arguments) {
     constexpr std::size_t MOST_PRINTED = 20;
-    constexpr std::size_t MOST_PRINTED_BYTES = 500;  // Which may be four times as many where they are escaped.
+    constexpr std::size_t MOST_PRINTED_BYTES = 500;  // Escaped, four times as many.
     printLineIfRead("television: " + typed(television::shortened(key, MOST_PRINTED_BYTES)) + " invoked with");
     for (std::size_t at = 0; at < std::min(arguments.size(), MOST_PRINTED); ++at) {
         printLineIfRead("  " + std::to_string(arguments[at].index) + ": " +
@@ -58,7 +58,7 @@ SimulatedTelevision::SimulatedTelevision(std::vector<ModelObject> const& model, 
 Commands SimulatedTelevision::commands() {
     Commands all = TelevisionView::commands();
     Commands const own{
-        {"tv publish", "KEY " + typeNames() + " VALUE...", "publish an object, in place of the key's earlier one",
+        {"tv publish", "KEY " + typeNames() + " VALUE...", "publish an object; it replaces the key's earlier one",
          [this](auto const& arguments) {
              Content const content = contentFromWords(arguments[1], {arguments.begin() + 2, arguments.end()});
              check_(content);
@@ -66,26 +66,24 @@ Commands SimulatedTelevision::commands() {
          }},
         {"tv set", "KEY VALUE...", "change a value or the rows of a table",
          [this](auto const& arguments) { set(arguments); }},
-        {"tv withdraw", "KEY", "take an object away",
+        {"tv withdraw", "KEY", "withdraw an object",
          [this](auto const& arguments) {
              if (!television_.withdraw(keyOf(arguments[0]))) {
                  throw unexpected(arguments[0], "the key of an object");
              }
          }},
-        {"tv answer result", "VALUE...", "answer actions with results",
+        {"tv answer result", "VALUE...", "answer later invocations with results",
          [this](auto const& arguments) {
              check_(television::Value(arguments));
              outcome_ = argumentsOf(arguments);
          }},
-        {"tv answer error", "NUMBER", "answer actions with an execution error",
+        {"tv answer error", "NUMBER", "answer later invocations with an execution error",
          [this](auto const& arguments) { outcome_ = numberOf(arguments[0]); }},
-        {"tv answer none", "", "do not answer actions", [this](auto const&) { outcome_ = std::monostate(); }},
-        {"tv log", "off|critical|error|info|debug", "choose what the log shows",
+        {"tv answer none", "", "do not answer later invocations", [this](auto const&) { outcome_ = std::monostate(); }},
+        {"tv log", "off|critical|error|info|debug", "choose the level of the log",
          [](auto const& arguments) {
              television::LogLevel level{};
-             if (!television::parseLogLevel(arguments[0], level)) {
-                 throw unexpected(arguments[0], "off, critical, error, info or debug");
-             }
+             television::parseLogLevel(arguments[0], level);
              television::setLogLevel(level);
          }},
     };

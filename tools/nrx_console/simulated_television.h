@@ -9,18 +9,17 @@
 
 namespace nrx_console {
 
-/// What can be done with the simulated television.
+/// The commands of a simulated television.
 class SimulatedTelevision final : public TelevisionView {
 public:
-    /// Throws `CommandError` for content that the television does not take.
+    /// Throws `CommandError` for content that the television does not accept.
     using ContentCheck = std::function<void(Content const& content)>;
 
-    /// Prints the invocations of actions, or does not. Checks the contents that commands give.
+    /// `printsInvocations` decides whether invocations of actions are printed. `check` is applied to the contents that
+    /// commands set.
     explicit SimulatedTelevision(
         std::vector<ModelObject> const& model, bool printsInvocations = true,
         ContentCheck check = [](Content const& /*content*/) {});
-    SimulatedTelevision(SimulatedTelevision const&) = delete;
-    SimulatedTelevision& operator=(SimulatedTelevision const&) = delete;
     ~SimulatedTelevision() override { dropIterators(); }
 
     Commands commands() override;
@@ -35,18 +34,15 @@ private:
 
     Commands faultCommands();
     void set(Words const& arguments);
-    /// Says when nothing is published there, which a mistyped key would be.
+    /// The key that the word stands for. Prints a note if nothing is published under it, since it may be mistyped.
     [[nodiscard]] std::string faultyKey(std::string const& word) const;
     void failConnects(Words const& arguments);
-    void failReads(Words const& arguments);
-    void throwFrom(Words const& arguments);
-    void setRoot(Words const& arguments);
     void heal(Words const& arguments);
 
     void publish(ModelObject const& object);
     simulator::ActionAnswer answer(std::string const& key, std::vector<objbus::Argument> const& arguments);
 
-    decltype(simulator::ActionAnswer::outcome) outcome_;  ///< Of the actions invoked from now on.
+    decltype(simulator::ActionAnswer::outcome) outcome_;  ///< Of later invocations.
     unsigned int lastActionId_ = 0;
     bool const printsInvocations_;
     ContentCheck const check_;

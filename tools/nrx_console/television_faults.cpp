@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <string>
 #include <utility>
@@ -11,7 +12,7 @@ namespace nrx_console {
 
 namespace {
 
-/// The operations of the model that can be made to throw, by what the console calls them.
+/// The operations of the model that can be made to throw.
 constexpr std::array<std::pair<char const*, simulator::Call>, 8> CALLS{{
     {"connect", simulator::Call::connect},
     {"disconnect", simulator::Call::disconnect},
@@ -30,24 +31,21 @@ constexpr std::array<std::pair<char const*, simulator::RootLookup>, 4> ROOTS{{
     {"null", simulator::RootLookup::nullObject},
 }};
 
-/// The words that name the choices, parted by bars.
+/// The names of the choices, separated by bars.
 template <typename Choices>
 std::string namesOf(Choices const& choices) {
-    std::string names;
-    for (auto const& choice : choices) {
-        names += (names.empty() ? "" : "|") + std::string(choice.first);
+    Words names;
+    for (auto const& [name, choice] : choices) {
+        names.emplace_back(name);
     }
-    return names;
+    return joined(names, "|");
 }
 
+/// The choice of the name, which is one of them.
 template <typename Choices>
-auto choiceOf(Choices const& choices, std::string const& word) {
-    for (auto const& [name, choice] : choices) {
-        if (word == name) {
-            return choice;
-        }
-    }
-    throw unexpected(word, "one of " + namesOf(choices));
+auto choiceOf(Choices const& choices, std::string const& name) {
+    return std::find_if(choices.begin(), choices.end(), [&name](auto const& choice) { return name == choice.first; })
+        ->second;
 }
 
 }  // namespace
@@ -55,22 +53,27 @@ auto choiceOf(Choices const& choices, std::string const& word) {
 Commands SimulatedTelevision::faultCommands() {
     return {
         {"tv on", "", "make the television reachable again", [this](auto const&) { restore(); }},
-        {"tv off", "", "make the television unreachable", [this](auto const&) { setRoot({"refused"}); }},
-        {"tv root", namesOf(ROOTS), "what a lookup of the root interface gives",
-         [this](auto const& arguments) { setRoot(arguments); }},
+        {"tv off", "", "make the television unreachable",
+         [this](auto const&) { television_.setRootLookup(simulator::RootLookup::refused); }},
+        {"tv root", namesOf(ROOTS), "choose what a lookup of the root interface returns",
+         [this](auto const& arguments) { television_.setRootLookup(choiceOf(ROOTS, arguments[0])); }},
         {"tv fail connect", "KEY NUMBER [ATTEMPTS] [object]",
-         "let connects fail with a status, for ever or so often, or hand out the object even so",
+         "fail connects with a status, always or ATTEMPTS times; with \"object\", return the object nevertheless",
          [this](auto const& arguments) { failConnects(arguments); }},
-        {"tv fail read", "KEY NUMBER [half]", "let reads return a status, and perhaps half of the value",
-         [this](auto const& arguments) { failReads(arguments); }},
+        {"tv fail read", "KEY NUMBER [half]", "fail reads with a status; with \"half\", return half of the value",
+         [this](auto const& arguments) {
+             television_.failReads(faultyKey(arguments[0]), {numberOf(arguments[1]), arguments.back() == "half"});
+         }},
         {"tv fail invoke", "KEY NUMBER", "refuse invocations with a status",
          [this](auto const& arguments) { television_.failInvokes(faultyKey(arguments[0]), numberOf(arguments[1])); }},
-        {"tv fail iterator", "KEY", "make no iterators on a table",
+        {"tv fail iterator", "KEY", "create no iterators on a table",
          [this](auto const& arguments) { television_.refuseIterators(faultyKey(arguments[0]), true); }},
-        {"tv fail destroy", "KEY NUMBER", "keep the iterators of a table, and refuse to destroy them with a status",
+        {"tv fail destroy", "KEY NUMBER", "refuse with a status to destroy the iterators of a table",
          [this](auto const& arguments) { television_.failDestroys(faultyKey(arguments[0]), numberOf(arguments[1])); }},
-        {"tv throw", "KEY " + namesOf(CALLS), "let one operation throw as without memory",
-         [this](auto const& arguments) { throwFrom(arguments); }},
+        {"tv throw", "KEY " + namesOf(CALLS), "make one operation throw as if memory ran out",
+         [this](auto const& arguments) {
+             television_.throwFrom(faultyKey(arguments[0]), choiceOf(CALLS, arguments[1]));
+         }},
         {"tv early", "KEY", "notify a value before its connects return",
          [this](auto const& arguments) { television_.notifyEarly(faultyKey(arguments[0]), true); }},
         {"tv heal", "KEY", "end the faults of an object", [this](auto const& arguments) { heal(arguments); }},
@@ -94,25 +97,8 @@ void SimulatedTelevision::failConnects(Words const& arguments) {
     if (arguments.size() > (fault.handsOutObject ? 3U : 2U)) {
         fault.attempts = numberOf(arguments[2]);
     }
-    if (arguments.size() == 4 && !fault.handsOutObject) {
-        throw unexpected(arguments[3], "object");
-    }
     television_.failConnects(faultyKey(arguments[0]), fault);
 }
-
-void SimulatedTelevision::failReads(Words const& arguments) {
-    bool const half = arguments.size() == 3;
-    if (half && arguments[2] != "half") {
-        throw unexpected(arguments[2], "half");
-    }
-    television_.failReads(faultyKey(arguments[0]), {numberOf(arguments[1]), half});
-}
-
-void SimulatedTelevision::throwFrom(Words const& arguments) {
-    television_.throwFrom(faultyKey(arguments[0]), choiceOf(CALLS, arguments[1]));
-}
-
-void SimulatedTelevision::setRoot(Words const& arguments) { television_.setRootLookup(choiceOf(ROOTS, arguments[0])); }
 
 void SimulatedTelevision::heal(Words const& arguments) {
     std::string const key = keyOf(arguments[0]);

@@ -13,9 +13,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
-#include <deque>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "tools/nrx_console/output.h"
 
@@ -25,8 +27,10 @@ namespace {
 
 constexpr int HISTORY_SIZE = 1000;
 constexpr wchar_t CTRL_U = 0x15;
+constexpr auto INVALID = static_cast<std::size_t>(-1);     ///< What `mbrtowc` returns for an invalid byte,
+constexpr auto INCOMPLETE = static_cast<std::size_t>(-2);  ///< and for one that needs the next ones.
 
-/// In the colour of its kind, unless the user wants none: https://no-color.org.
+/// The line in the colour of its kind, unless the user wants no colours: https://no-color.org.
 std::string coloured(std::string const& line, Kind kind) {
     constexpr char const* COLOURS[] = {"", "\x1b[1;31m", "\x1b[31m", "\x1b[36m", "\x1b[2m"};  // By kind.
     char const* const unwanted = std::getenv("NO_COLOR");
@@ -36,13 +40,13 @@ std::string coloured(std::string const& line, Kind kind) {
     return COLOURS[static_cast<std::size_t>(kind)] + line + "\x1b[0m";
 }
 
-volatile std::sig_atomic_t lineIsEdited = 0;
-volatile std::sig_atomic_t interrupted = 0;
+volatile std::sig_atomic_t isLineEdited = 0;
+volatile std::sig_atomic_t isInterrupted = 0;
 
-/// Gives up the line that is edited; ends the program when it is none.
+/// Discards the line that is edited. Ends the program if no line is edited.
 void onInterrupt(int signal) {
-    interrupted = 1;
-    if (lineIsEdited == 0) {
+    isInterrupted = 1;
+    if (isLineEdited == 0) {
         std::signal(signal, SIG_DFL);
         std::raise(signal);
     }
@@ -53,193 +57,186 @@ char* prompt(EditLine* /*editor*/) {
     return text;
 }
 
-}  // namespace
+/// Reads one character, which may have several bytes. Returns the number of characters, or -1.
+int readWideCharacter(wchar_t& character) {
+    std::mbstate_t shift{};
+    for (int length = 0; length < MB_LEN_MAX; ++length) {
+        char byte = 0;
+        ssize_t const got = read(STDIN_FILENO, &byte, 1);
+        if (got <= 0) {
+            return static_cast<int>(got);
+        }
+        std::size_t const used = std::mbrtowc(&character, &byte, 1, &shift);
+        if (used != INCOMPLETE) {
+            character = used == INVALID ? L'?' : character;
+            return 1;
+        }
+    }
+    return -1;
+}
 
-struct Terminal::State {
-    State(std::string file, Complete completing)
-        : historyFile(std::move(file)), complete(std::move(completing)), wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
-
-    /// Prints the lines that came; the thread that edits does so, which alone knows where the cursor is.
-    bool printWaiting() {
-        std::deque<std::pair<std::string, Kind>> lines;
-        {
-            std::lock_guard const lock(mutex);
-            lines.swap(waiting);
-        }
-        if (lines.empty()) {
-            return false;
-        }
-        std::fputs("\r\x1b[J", stdout);
-        for (auto const& [line, kind] : lines) {
-            std::puts(coloured(line, kind).c_str());
-        }
-        std::fflush(stdout);
-        return true;
+class LineEditor {
+public:
+    LineEditor(std::string const& historyFile, Complete const& complete)
+        : historyFile_(historyFile), complete_(complete) {
+        HistEvent event{};
+        std::setlocale(LC_CTYPE, "");  // For the characters that are typed.
+        history(history_, &event, H_SETSIZE, HISTORY_SIZE);
+        history(history_, &event, H_SETUNIQUE, 1);
+        history(history_, &event, H_LOAD, historyFile_.c_str());
+        el_set(editor_, EL_CLIENTDATA, this);
+        el_set(editor_, EL_PROMPT, prompt);
+        el_set(editor_, EL_EDITOR, "emacs");
+        el_set(editor_, EL_HIST, history, history_);
+        el_set(editor_, EL_ADDFN, "nrx-complete", "complete the word", completeWord);
+        el_set(editor_, EL_BIND, "^I", "nrx-complete", nullptr);
+        el_set(editor_, EL_GETCFN, readCharacter);
+        el_source(editor_, nullptr);
+        struct sigaction action {};
+        action.sa_handler = onInterrupt;  // Without SA_RESTART, so that a signal interrupts the wait for a character.
+        sigaction(SIGINT, &action, nullptr);
+        action.sa_handler = [](int /*signal*/) {};
+        sigaction(SIGWINCH, &action, nullptr);
+        setLineTaker([this](std::string const& line, Kind kind) { print(line, kind); });
+    }
+    LineEditor(LineEditor const&) = delete;
+    LineEditor& operator=(LineEditor const&) = delete;
+    ~LineEditor() {
+        setLineTaker({});
+        el_end(editor_);
+        history_end(history_);
+        close(wake_);
     }
 
-    void take(std::string const& line, Kind kind) {
-        std::lock_guard const lock(mutex);
+    /// The next line, without its end; nothing at the end of the input.
+    std::optional<std::string> readLine() {
+        setEditing(true);
+        int length = 0;
+        char const* const text = el_gets(editor_, &length);
+        setEditing(false);
+        printPending();
+        if (text == nullptr || length <= 0) {
+            std::puts("");
+            return {};
+        }
+        std::string line(text, static_cast<std::size_t>(length));
+        while (line.ends_with('\n') || line.ends_with('\r')) {
+            line.pop_back();
+        }
+        if (line.find_first_not_of(' ') != std::string::npos) {
+            HistEvent event{};
+            history(history_, &event, H_ENTER, line.c_str());
+            history(history_, &event, H_SAVE, historyFile_.c_str());  // At once: a signal may end the program.
+        }
+        return line;
+    }
+
+private:
+    static LineEditor& of(EditLine* editor) {
+        void* data = nullptr;
+        el_get(editor, EL_CLIENTDATA, &data);
+        return *static_cast<LineEditor*>(data);
+    }
+
+    /// Called by any thread. While a line is edited, only the editing thread knows where the cursor is.
+    void print(std::string const& line, Kind kind) {
+        std::lock_guard const lock(mutex_);
         if (kind != Kind::ordinary && isatty(STDERR_FILENO) == 0) {
             std::fputs((line + "\n").c_str(), stderr);
-            return;
-        }
-        if (!editing) {  // A command runs, and there is no prompt.
+        } else if (isEditing_) {
+            pending_.push_back(coloured(line, kind));
+            eventfd_write(wake_, 1);
+        } else {
             std::puts(coloured(line, kind).c_str());
             std::fflush(stdout);
-            return;
-        }
-        waiting.emplace_back(line, kind);
-        std::uint64_t const one = 1;
-        while (write(wake, &one, sizeof one) < 0 && errno == EINTR) {
         }
     }
 
-    void setEditing(bool now) {
-        std::lock_guard const lock(mutex);
-        editing = now;
-        lineIsEdited = now ? 1 : 0;
+    /// Prints the pending lines in the place of the prompt. Returns whether there are any.
+    bool printPending() {
+        std::vector<std::string> lines;
+        {
+            std::lock_guard const lock(mutex_);
+            lines.swap(pending_);
+        }
+        std::fputs(lines.empty() ? "" : "\r\x1b[J", stdout);
+        for (std::string const& line : lines) {
+            std::puts(line.c_str());
+        }
+        std::fflush(stdout);
+        return !lines.empty();
+    }
+
+    void setEditing(bool isEditing) {
+        std::lock_guard const lock(mutex_);
+        isEditing_ = isEditing;
+        isLineEdited = isEditing ? 1 : 0;
     }
 
     static int readCharacter(EditLine* editor, wchar_t* character) {
-        State& state = of(editor);
-        while (true) {
-            pollfd sources[] = {{STDIN_FILENO, POLLIN, 0}, {state.wake, POLLIN, 0}};
+        LineEditor& self = of(editor);
+        pollfd sources[] = {{STDIN_FILENO, POLLIN, 0}, {self.wake_, POLLIN, 0}};
+        while ((sources[0].revents & (POLLIN | POLLHUP)) == 0) {
             if (poll(sources, 2, -1) < 0) {
                 if (errno != EINTR) {
                     return -1;
                 }
-                el_resize(editor);  // Whichever signal it was.
+                el_resize(editor);  // The signal may be a change of the terminal's size.
             }
-            if (std::exchange(interrupted, 0) != 0) {
+            if (std::exchange(isInterrupted, 0) != 0) {
                 *character = CTRL_U;  // Empties the line.
                 return 1;
             }
-            std::uint64_t count = 0;
-            if (read(state.wake, &count, sizeof count) > 0 && state.printWaiting()) {
+            eventfd_t count = 0;
+            if (eventfd_read(self.wake_, &count) == 0 && self.printPending()) {
                 el_set(editor, EL_REFRESH);
             }
-            if ((sources[0].revents & (POLLIN | POLLHUP)) != 0) {
-                break;
-            }
         }
-        // One character, however many bytes it has.
-        char bytes[MB_LEN_MAX];
-        std::size_t length = 0;
-        std::mbstate_t shift{};
-        while (length < sizeof bytes) {
-            ssize_t const got = read(STDIN_FILENO, bytes + length, 1);
-            if (got <= 0) {
-                return static_cast<int>(got);
-            }
-            std::size_t const used = std::mbrtowc(character, bytes + length++, 1, &shift);
-            if (used != static_cast<std::size_t>(-2)) {
-                if (used == static_cast<std::size_t>(-1)) {
-                    *character = L'?';
-                }
-                return 1;
-            }
-        }
-        return -1;
+        return readWideCharacter(*character);
     }
 
     static unsigned char completeWord(EditLine* editor, int /*key*/) {
-        State& state = of(editor);
+        LineEditor& self = of(editor);
         LineInfo const* const info = el_line(editor);
         std::string const line(info->buffer, info->cursor);
         Words choices;
         try {
-            choices = state.complete(line);
-        } catch (CommandError const&) {  // No words yet.
+            choices = self.complete_(line);
+        } catch (CommandError const&) {  // The line cannot be split into words yet.
         }
         if (choices.empty()) {
             return CC_REFRESH_BEEP;
         }
         std::string common = choices.front();
         for (std::string const& choice : choices) {
-            common.resize(static_cast<std::size_t>(
-                std::mismatch(common.begin(), common.end(), choice.begin(), choice.end()).first - common.begin()));
+            auto const end = std::mismatch(common.begin(), common.end(), choice.begin(), choice.end()).first;
+            common.erase(end, common.end());
         }
         std::string const rest = common.substr(line.size() - lastWordOf(line)) + (choices.size() == 1 ? " " : "");
         if (!rest.empty()) {
             return el_insertstr(editor, rest.c_str()) == 0 ? CC_REFRESH : CC_REFRESH_BEEP;
         }
-        std::string all;
-        for (std::string const& choice : choices) {
-            all += (all.empty() ? "" : "  ") + choice;
-        }
-        state.take(all, Kind::ordinary);
+        self.print(joined(choices, "  "), Kind::ordinary);
         return CC_NORM;
     }
 
-    static State& of(EditLine* editor) {
-        void* data = nullptr;
-        el_get(editor, EL_CLIENTDATA, &data);
-        return *static_cast<State*>(data);
-    }
-
-    std::string const historyFile;
-    Complete const complete;
-    int const wake;
-    EditLine* editor = nullptr;
-    History* history = nullptr;
-    std::mutex mutex;
-    bool editing = false;
-    std::deque<std::pair<std::string, Kind>> waiting;
+    std::string const historyFile_;
+    Complete const& complete_;
+    int const wake_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);  ///< Signalled when a line is pending.
+    History* const history_ = history_init();
+    EditLine* const editor_ = el_init("nrx_console", stdin, stdout, stderr);
+    std::mutex mutex_;
+    bool isEditing_ = false;            ///< Whether the prompt is on the screen.
+    std::vector<std::string> pending_;  ///< Lines that are printed while a line is edited.
 };
 
-Terminal::Terminal(std::string historyFile, Complete complete)
-    : state_(std::make_unique<State>(std::move(historyFile), std::move(complete))) {
-    State& state = *state_;
-    HistEvent event{};
-    std::setlocale(LC_CTYPE, "");  // For the characters that are typed.
-    state.history = history_init();
-    history(state.history, &event, H_SETSIZE, HISTORY_SIZE);
-    history(state.history, &event, H_SETUNIQUE, 1);
-    history(state.history, &event, H_LOAD, state.historyFile.c_str());
-    state.editor = el_init("nrx_console", stdin, stdout, stderr);
-    el_set(state.editor, EL_CLIENTDATA, &state);
-    el_set(state.editor, EL_PROMPT, prompt);
-    el_set(state.editor, EL_EDITOR, "emacs");
-    el_set(state.editor, EL_HIST, history, state.history);
-    el_set(state.editor, EL_ADDFN, "nrx-complete", "complete the word", State::completeWord);
-    el_set(state.editor, EL_BIND, "^I", "nrx-complete", nullptr);
-    el_set(state.editor, EL_GETCFN, State::readCharacter);
-    el_source(state.editor, nullptr);
-    struct sigaction action {};
-    action.sa_handler = onInterrupt;  // Without SA_RESTART: it wakes who waits for a character.
-    sigaction(SIGINT, &action, nullptr);
-    action.sa_handler = [](int /*signal*/) {};
-    sigaction(SIGWINCH, &action, nullptr);
-    setLineTaker([&state](std::string const& line, Kind kind) { state.take(line, kind); });
-}
+}  // namespace
 
-Terminal::~Terminal() {
-    setLineTaker({});
-    el_end(state_->editor);
-    history_end(state_->history);
-    close(state_->wake);
-}
-
-std::optional<std::string> Terminal::readLine() {
-    state_->setEditing(true);
-    int length = 0;
-    char const* const text = el_gets(state_->editor, &length);
-    state_->setEditing(false);
-    state_->printWaiting();
-    if (text == nullptr || length <= 0) {
-        std::puts("");
-        return {};
+void editLines(std::string const& history, Complete const& complete, HandleLine const& handle) {
+    LineEditor editor(history, complete);
+    for (auto line = editor.readLine(); line && handle(*line);) {
+        line = editor.readLine();
     }
-    std::string line(text, static_cast<std::size_t>(length));
-    while (line.ends_with('\n') || line.ends_with('\r')) {
-        line.pop_back();
-    }
-    if (line.find_first_not_of(' ') != std::string::npos) {
-        HistEvent event{};
-        history(state_->history, &event, H_ENTER, line.c_str());
-        history(state_->history, &event, H_SAVE, state_->historyFile.c_str());  // However the program ends.
-    }
-    return line;
 }
 
 }  // namespace nrx_console

@@ -1,33 +1,21 @@
 #pragma once
 
 #include <functional>
-#include <memory>
-#include <optional>
 #include <string>
 
 #include "tools/nrx_console/words.h"
 
 namespace nrx_console {
 
-/// A terminal on standard input, where lines are edited; there is one at a time. Lines printed meanwhile, by whichever
-/// thread, appear above the prompt.
-class Terminal {
-public:
-    /// Completes the last word of a line: returns what it may be.
-    using Complete = std::function<Words(std::string const& line)>;
+/// Returns the possible completions of a line's last word.
+using Complete = std::function<Words(std::string const& line)>;
 
-    /// Takes what was typed earlier from the file `history`, and keeps it there; not when that is empty.
-    Terminal(std::string history, Complete complete);
-    Terminal(Terminal const&) = delete;
-    Terminal& operator=(Terminal const&) = delete;
-    ~Terminal();
+/// Handles a line. Returns false to end the input.
+using HandleLine = std::function<bool(std::string const& line)>;
 
-    /// The next line, without its end; nothing at the end of the input.
-    std::optional<std::string> readLine();
-
-private:
-    struct State;
-    std::unique_ptr<State> state_;
-};
+/// Edits lines on the terminal at standard input, and passes each to `handle`, until that returns false or the input
+/// ends. Lines that any thread prints meanwhile appear above the prompt. Earlier lines are kept in the file `history`
+/// unless its path is empty. One call at a time.
+void editLines(std::string const& history, Complete const& complete, HandleLine const& handle);
 
 }  // namespace nrx_console

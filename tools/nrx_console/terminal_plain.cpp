@@ -1,28 +1,19 @@
 #include <iostream>
-#include <utility>
 
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/terminal.h"
 
-// A terminal where no library to edit lines is to be had.
+// The terminal without a library that edits lines.
 
 namespace nrx_console {
 
-struct Terminal::State {};
-
-// NOLINTNEXTLINE(performance-unnecessary-value-param): as the other one takes them.
-Terminal::Terminal(std::string /*history*/, Complete /*complete*/) {}
-
-Terminal::~Terminal() = default;
-
-std::optional<std::string> Terminal::readLine() {
-    std::cout << "> " << std::flush;
-    std::string line;
-    if (!std::getline(std::cin, line)) {
-        printLine("");
-        return {};
+void editLines(std::string const& /*history*/, Complete const& /*complete*/, HandleLine const& handle) {
+    for (std::string line; std::cout << "> " << std::flush && std::getline(std::cin, line);) {
+        if (!handle(line)) {
+            return;
+        }
     }
-    return line;
+    printLine("");
 }
 
 }  // namespace nrx_console

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <limits>
+#include <iterator>
 #include <utility>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
@@ -15,8 +15,8 @@ namespace {
 
 constexpr std::string_view BLANKS = " \t\r";
 
-/// Takes the rest of an escape, whose backslash is taken already.
-char escapedByte(std::string_view& rest) {
+/// Consumes an escape sequence after its backslash.
+char consumeEscape(std::string_view& rest) {
     constexpr std::string_view NAMES = "nrt\"\\";
     constexpr std::string_view NAMED = "\n\r\t\"\\";
     if (auto const index = NAMES.find(rest.front()); index != std::string_view::npos) {
@@ -32,8 +32,8 @@ char escapedByte(std::string_view& rest) {
     throw unexpected("\\" + std::string(1, rest.front()), R"(\n, \r, \t, \", \\ or \xHH)");
 }
 
-/// Takes a word in quotes, whose first quote is taken already.
-std::string quotedWord(std::string_view& rest) {
+/// Consumes the rest of a quoted word after its opening quote.
+std::string consumeQuoted(std::string_view& rest) {
     std::string word;
     while (!rest.empty()) {
         char const next = rest.front();
@@ -41,9 +41,19 @@ std::string quotedWord(std::string_view& rest) {
         if (next == '"') {
             return word;
         }
-        word += next == '\\' && !rest.empty() ? escapedByte(rest) : next;
+        word += next == '\\' && !rest.empty() ? consumeEscape(rest) : next;
     }
     throw CommandError("found a quote that does not end, expected \"");
+}
+
+void skipBlanks(std::string_view& rest) { rest.remove_prefix(std::min(rest.find_first_not_of(BLANKS), rest.size())); }
+
+/// Consumes the word at the beginning, if any.
+std::string consumeWord(std::string_view& rest) {
+    bool const isQuoted = rest.starts_with('"');
+    std::string word(rest.substr(0, isQuoted ? 1 : rest.find_first_of(BLANKS)));
+    rest.remove_prefix(word.size());
+    return isQuoted ? consumeQuoted(rest) : word;
 }
 
 }  // namespace
@@ -55,52 +65,41 @@ CommandError unexpected(std::string const& found, std::string const& expected) {
 
 Words wordsOf(std::string_view line) {
     Words words;
-    while (true) {
-        line.remove_prefix(std::min(line.find_first_not_of(BLANKS), line.size()));
-        if (line.empty()) {
-            return words;
-        }
-        if (line.front() == '"') {
-            line.remove_prefix(1);
-            words.push_back(quotedWord(line));
-        } else {
-            words.emplace_back(line.substr(0, line.find_first_of(BLANKS)));
-            line.remove_prefix(words.back().size());
-        }
+    for (skipBlanks(line); !line.empty(); skipBlanks(line)) {
+        words.push_back(consumeWord(line));
     }
+    return words;
 }
 
 std::size_t lastWordOf(std::string_view line) {
-    std::size_t begin = 0;
-    bool inWord = false;
-    bool inQuotes = false;
-    for (std::size_t at = 0; at < line.size(); ++at) {
-        bool const isBlank = BLANKS.find(line[at]) != std::string_view::npos;
-        if (inQuotes) {
-            if (line[at] == '\\') {
-                ++at;  // What follows ends nothing.
-            } else {
-                inQuotes = line[at] != '"';
-            }
-            inWord = inQuotes;  // Another word may follow without a blank.
-        } else if (isBlank) {
-            inWord = false;
-            begin = at + 1;
-        } else if (!inWord) {
-            inWord = true;
-            inQuotes = line[at] == '"';
-            begin = at;
+    std::string_view rest = line;
+    while (true) {
+        skipBlanks(rest);
+        std::size_t const begin = line.size() - rest.size();
+        try {
+            consumeWord(rest);
+        } catch (CommandError const&) {  // The word is incomplete.
+            return begin;
+        }
+        if (rest.empty()) {
+            return begin;
         }
     }
-    return begin;
+}
+
+std::string joined(Words const& words, std::string const& separator) {
+    std::string text;
+    for (std::string const& word : words) {
+        text += (&word == &words.front() ? "" : separator) + word;
+    }
+    return text;
 }
 
 std::string typed(Words const& words) {
-    std::string line;
-    for (std::string const& word : words) {
-        line += (line.empty() ? "" : " ") + typed(word);
-    }
-    return line;
+    Words shown;
+    std::transform(words.begin(), words.end(), std::back_inserter(shown),
+                   [](std::string const& word) { return typed(word); });
+    return joined(shown, " ");
 }
 
 std::string keyOf(std::string const& word) {
@@ -110,23 +109,11 @@ std::string keyOf(std::string const& word) {
     return word == "event" ? orvane::model_keys::EVENT : word;
 }
 
-bool isSwitchedOn(std::string const& word) {
-    if (word != "on" && word != "off") {
-        throw unexpected(word, "on or off");
-    }
-    return word == "on";
-}
-
 int numberOf(std::string const& word) {
-    using Limits = std::numeric_limits<int>;
-    int number = 0;
-    char const* const end = word.data() + word.size();
-    auto const [last, failure] = std::from_chars(word.data(), end, number);
-    if (failure != std::errc() || last != end) {
-        throw unexpected(
-            word, "a whole number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max()));
+    if (auto const number = parsed<int>(word)) {
+        return *number;
     }
-    return number;
+    throw unexpected(word, rangeOf<int>());
 }
 
 std::vector<objbus::Argument> argumentsOf(Words const& texts) {
@@ -135,12 +122,10 @@ std::vector<objbus::Argument> argumentsOf(Words const& texts) {
         throw CommandError("found " + std::to_string(texts.size()) + " texts, expected " + std::to_string(MOST) +
                            " at most");
     }
-    std::vector<objbus::Argument> arguments;
-    for (std::string const& text : texts) {
-        objbus::Argument argument;
-        argument.index = static_cast<std::int8_t>(arguments.size());
-        argument.value = text;
-        arguments.push_back(std::move(argument));
+    std::vector<objbus::Argument> arguments(texts.size());
+    for (std::size_t index = 0; index < texts.size(); ++index) {
+        arguments[index].index = static_cast<std::int8_t>(index);
+        arguments[index].value = texts[index];
     }
     return arguments;
 }

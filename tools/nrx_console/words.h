@@ -1,5 +1,8 @@
 #pragma once
 
+#include <charconv>
+#include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -13,33 +16,50 @@ namespace nrx_console {
 /// The words of a command.
 using Words = std::vector<std::string>;
 
-/// A command that cannot be carried out; the text says what was found and what was expected.
+/// A command cannot be executed. The text says what was found and what was expected.
 struct CommandError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// What was found, in the form in which it could be typed, and what was expected.
+/// The error "found …, expected …". The found text is quoted as it can be typed.
 CommandError unexpected(std::string const& found, std::string const& expected);
 
-// What words say; each throws `CommandError` for one that does not.
+// Each of these operations throws `CommandError` for text that it does not accept.
 
-/// The words of a line, which blanks part unless they stand in quotes. Within quotes a backslash makes of `n`, `r` and
-/// `t` a line feed, a return and a tab, of `xHH` the byte, and of a quote or a backslash itself.
+/// The words of a line, which are separated by blanks. A word in double quotes may contain blanks. Within quotes, `\n`,
+/// `\r` and `\t` are a line feed, a carriage return and a tab, `\xHH` is a byte, and a backslash before a quote or a
+/// backslash stands for that character.
 Words wordsOf(std::string_view line);
 
-/// Where the last word of a line begins, which may have no end yet, or not have begun.
+/// The position of the last word of a line, whose closing quote may be missing; the line's size after a blank.
 std::size_t lastWordOf(std::string_view line);
 
+std::string joined(Words const& words, std::string const& separator);
+
 using television::typed;
-/// The words behind one another, each as it can be typed.
+/// The words in one line, each as it can be typed.
 std::string typed(Words const& words);
 
-/// The key that a word stands for.
+/// The key that a word stands for: `command` and `event` are short for two keys.
 std::string keyOf(std::string const& word);
 
-bool isSwitchedOn(std::string const& word);
+/// The number that a word spells out; nothing for another word, or if the number is out of range.
+template <typename Number>
+std::optional<Number> parsed(std::string const& word) {
+    Number number{};
+    char const* const end = word.data() + word.size();
+    auto const [last, failure] = std::from_chars(word.data(), end, number);
+    return failure == std::errc() && last == end ? std::optional(number) : std::nullopt;
+}
 
 int numberOf(std::string const& word);
+
+/// The range of a number type, for error messages.
+template <typename Number>
+std::string rangeOf() {
+    using Limits = std::numeric_limits<Number>;
+    return "a whole number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max());
+}
 
 /// Arguments or results of an action, one for each text.
 std::vector<objbus::Argument> argumentsOf(Words const& texts);
