@@ -3,7 +3,7 @@
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/television_view.h"
 
-// Where the television is another process, on a message bus.
+// For a program whose television is another process, on a message bus.
 
 namespace nrx_console {
 
@@ -17,10 +17,10 @@ void expectAnswered(int status) {
 
 class BusTelevision final : public TelevisionView {
 public:
-    /// Its own process sees to that.
+    /// The television's own process does so.
     void restore() override {}
 
-    /// None while it does not answer: the user may still type one.
+    /// None while the television does not answer. The user may still type a key.
     [[nodiscard]] Words keys() const override {
         try {
             return TelevisionView::keys();

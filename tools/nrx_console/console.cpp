@@ -1,7 +1,6 @@
 #include "tools/nrx_console/console.h"
 
 #include <algorithm>
-#include <array>
 #include <set>
 #include <utility>
 
@@ -18,8 +17,27 @@ bool beginsWith(Words const& words, Words const& first) {
 /// Replaces a synonym by the name of the command.
 std::string fullName(std::string const& word) { return word == "?" ? "help" : word == "exit" ? "quit" : word; }
 
-/// The first words of the commands that need more access to the television than its clients have.
-constexpr std::array<char const*, 5> TELEVISION_COMMANDS{"list", "show", "table", "wait", "tv"};
+/// The command whose name the words begin with, or null.
+Command const* find(Commands const& commands, Words const& words) {
+    auto const found = std::find_if(commands.begin(), commands.end(), [&words](Command const& command) {
+        return beginsWith(words, wordsOf(command.name));
+    });
+    return found != commands.end() ? &*found : nullptr;
+}
+
+/// The first words of commands that other consoles have and this one lacks: they need more access to the television.
+Words missingFrom(Commands const& commands) {
+    Words missing{"list", "show", "table", "wait", "tv"};
+    for (Command const& command : commands) {
+        std::erase(missing, wordsOf(command.name).front());
+    }
+    return missing;
+}
+
+std::string reasonMissing(bool isOtherProcess) {
+    return isOtherProcess ? "the television is another process, \"nrx_television --commands\" has them"
+                          : "nobody is inside a real television";
+}
 
 }  // namespace
 
@@ -41,20 +59,13 @@ Console::~Console() {
     }
 }
 
-Command const* Console::find(Words const& words) const {
-    auto const found = std::find_if(commands_.begin(), commands_.end(), [&words](Command const& command) {
-        return beginsWith(words, wordsOf(command.name));
-    });
-    return found != commands_.end() ? &*found : nullptr;
-}
-
 bool Console::execute(std::string const& line) {
     Words words = wordsOf(line);
     if (words.empty() || words.front().starts_with('#')) {
         return true;
     }
     words.front() = fullName(words.front());
-    Command const* const command = find(words);
+    Command const* const command = find(commands_, words);
     if (command == nullptr) {
         throw unknown(line, words.front());
     }
@@ -74,7 +85,7 @@ Words Console::completions(std::string const& line) const {
             candidates.insert(name[before.size()]);
         }
     }
-    if (Command const* const command = find(before)) {
+    if (Command const* const command = find(commands_, before)) {
         for (std::string const& choice : command->choicesAt(before.size() - wordsOf(command->name).size())) {
             if (choice == "KEY" || choice == "PREFIX") {
                 candidates.insert({"command", "event"});  // The short forms of two keys.
@@ -90,24 +101,11 @@ Words Console::completions(std::string const& line) const {
     return {candidates.begin(), candidates.end()};
 }
 
-Words Console::missingCommands() const {
-    Words missing(TELEVISION_COMMANDS.begin(), TELEVISION_COMMANDS.end());
-    for (Command const& command : commands_) {
-        std::erase(missing, wordsOf(command.name).front());
-    }
-    return missing;
-}
-
-char const* Console::reasonMissing() const {
-    return television_ ? "the television is another process, \"nrx_television --commands\" has them"
-                       : "nobody is inside a real television";
-}
-
 CommandError Console::unknown(std::string const& found, std::string const& firstWord) const {
-    Words const missing = missingCommands();
-    bool const isMissing = std::count(missing.begin(), missing.end(), firstWord) != 0;
-    return unexpected(found,
-                      isMissing ? std::string("another command: ") + reasonMissing() : "a command that \"help\" lists");
+    Words const missing = missingFrom(commands_);
+    bool const isMissing = std::find(missing.begin(), missing.end(), firstWord) != missing.end();
+    return unexpected(found, isMissing ? "another command: " + reasonMissing(television_ != nullptr)
+                                       : "a command that \"help\" lists");
 }
 
 void Console::help(Words const& arguments) const {
@@ -131,8 +129,8 @@ void Console::help(Words const& arguments) const {
     if (arguments.empty()) {
         printLine(R"(A KEY may be command or event for short. In quotes: "channel 5", and \n \r \t \" \\ \xHH.)");
     }
-    if (Words const missing = missingCommands(); !missing.empty()) {
-        printLine("Not here: " + typed(missing) + "; " + reasonMissing() + ".");
+    if (Words const missing = missingFrom(commands_); !missing.empty()) {
+        printLine("Not here: " + typed(missing) + "; " + reasonMissing(television_ != nullptr) + ".");
     }
 }
 

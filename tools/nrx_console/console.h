@@ -27,12 +27,6 @@ public:
     [[nodiscard]] Words completions(std::string const& line) const;
 
 private:
-    /// The command whose name the words begin with, or null.
-    [[nodiscard]] Command const* find(Words const& words) const;
-    /// The first words of commands that other consoles have and this one lacks.
-    [[nodiscard]] Words missingCommands() const;
-    /// The reason why they are missing.
-    [[nodiscard]] char const* reasonMissing() const;
     /// The error for words that are not a command.
     [[nodiscard]] CommandError unknown(std::string const& found, std::string const& firstWord) const;
     void help(Words const& arguments) const;

@@ -8,14 +8,13 @@
 
 namespace nrx_console {
 
-/// The objects of a television, and where they come from.
+/// The objects of a television and their origin.
 struct Model {
     std::vector<ModelObject> objects;
-    std::string example;  ///< The directory of the shipped example when they are its objects.
+    std::string example;  ///< The directory of the shipped example if the objects are from there.
 };
 
-/// Reads the model file, or the shipped example's when there is none; no objects when that is not there. Throws
-/// `ModelError`.
+/// Reads the model file; without one, that of the shipped example if it is installed. Throws `ModelError`.
 Model loadModel(std::optional<std::string> const& file);
 
 }  // namespace nrx_console

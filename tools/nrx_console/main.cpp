@@ -37,15 +37,15 @@ int run(int argc, char** argv) {
     std::optional<std::string> file;
     std::optional<std::string> sysroot;
     std::optional<std::string> script;
-    command_line::CommandLine words(
-        NRX_PROGRAM, "An embedding process in front of " + nrx_console::televisionName() +
-                         ". \"help\" lists its commands. A script ends at the first command that fails.");
-    words.addText("--model", file, "JSON file of the television's objects; the shipped example by default");
-    words.addDirectory("--sysroot", sysroot, "Directory that holds the television's own files");
+    command_line::CommandLine words(NRX_PROGRAM,
+                                    "A process with access to " + nrx_console::televisionName() +
+                                        ". \"help\" lists the commands. A script ends at the first error.");
+    words.addText("--model", file, "JSON file with the television's objects; the shipped example by default");
+    words.addDirectory("--sysroot", sysroot, "Directory with the television's own files");
     if (!nrx_console::televisionIsSimulated()) {
         words.hide("--model");  // Refused below.
     }
-    words.addText("SCRIPT", script, "File of commands; standard input by default");
+    words.addText("SCRIPT", script, "File with commands; standard input by default");
     if (auto const status = words.parse(argc, argv)) {
         return *status;
     }
@@ -61,9 +61,9 @@ int run(int argc, char** argv) {
     std::string const name = television::printable(script.value_or("standard input"));
     std::istream& input = script ? scriptFile : std::cin;
     if (!onTerminal) {
-        input.peek();  // Fails for a directory, which can be opened all the same.
+        input.peek();  // Fails for a directory, which can be opened.
     }
-    if (input.fail() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for its end.
+    if (input.fail() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for the end of the input.
         return fail(name + ": cannot be read, expected a file of commands");
     }
     nrx_console::Model model;

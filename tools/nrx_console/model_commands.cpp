@@ -88,6 +88,15 @@ private:
     std::string const key_;
 };
 
+void write(Words const& arguments) {
+    AnyObject object(arguments[0]);
+    object.useValueType([&]<typename T>() {
+        Content const content = contentFromWords(PlainKind<T>::NAME, {arguments.begin() + 1, arguments.end()});
+        auto const& value = std::get<T>(std::get<television::Value>(content));
+        expectAccepted(arguments[0], object.access().setValue(value));
+    });
+}
+
 }  // namespace
 
 bool hasValue(objbus::ObjectTypeSpec type) {
@@ -113,24 +122,14 @@ ModelCommands::~ModelCommands() {
 
 Commands ModelCommands::commands() {
     return {
-        {"read", "KEY", "read a value", [this](auto const& arguments) { read(arguments); }},
-        {"write", "KEY VALUE...", "write a value", [this](auto const& arguments) { write(arguments); }},
+        {"read", "KEY", "read a value",
+         [](auto const& arguments) { printLine(typed(arguments[0]) + ": " + readValue(arguments[0])); }},
+        {"write", "KEY VALUE...", "write a value", write},
         {"watch", "KEY", "print each new value", [this](auto const& arguments) { watch(arguments); }},
-        {"unwatch", "KEY", "no longer", [this](auto const& arguments) { unwatch(arguments); }},
-        {"invoke", "KEY VALUE...", "invoke an action; its answer is printed when it comes",
+        {"unwatch", "KEY", "no longer print new values", [this](auto const& arguments) { unwatch(arguments); }},
+        {"invoke", "KEY VALUE...", "invoke an action; the answer is printed when it arrives",
          [this](auto const& arguments) { invoke(arguments); }},
     };
-}
-
-void ModelCommands::read(Words const& arguments) { printLine(typed(arguments[0]) + ": " + readValue(arguments[0])); }
-
-void ModelCommands::write(Words const& arguments) {
-    AnyObject object(arguments[0]);
-    object.useValueType([&]<typename T>() {
-        Content const content = contentFromWords(PlainKind<T>::NAME, {arguments.begin() + 1, arguments.end()});
-        auto const& value = std::get<T>(std::get<television::Value>(content));
-        expectAccepted(arguments[0], object.access().setValue(value));
-    });
 }
 
 void ModelCommands::watch(Words const& arguments) {
@@ -157,7 +156,7 @@ void ModelCommands::unwatch(Words const& arguments) {
     }
     ValueAccessBase& access = *watched->second;
     if (access.getRootInterface() == nullptr) {
-        throw unexpected(arguments[0], "a television that can be reached");  // It would go on to call what is gone.
+        throw unexpected(arguments[0], "a television that can be reached");  // Without one, it would still notify.
     }
     access.disconnect();
     watched_.erase(watched);

@@ -14,10 +14,10 @@ namespace nrx_console {
 /// Whether objects of the type have a value that can be read.
 bool hasValue(objbus::ObjectTypeSpec type);
 
-/// The value of such an object, as it can be typed. Throws `CommandError` for the word of any other.
+/// The value of an object, as it can be typed. Throws `CommandError` if it has none.
 std::string readValue(std::string const& word);
 
-/// What can be done with any object of the model, through the access layer.
+/// The commands for any object of the model, through the access layer.
 class ModelCommands {
 public:
     ModelCommands() = default;
@@ -25,18 +25,16 @@ public:
     ModelCommands& operator=(ModelCommands const&) = delete;
     ~ModelCommands();
 
-    /// They refer to this object.
+    /// The commands refer to this object.
     Commands commands();
 
 private:
-    void read(Words const& arguments);
-    void write(Words const& arguments);
     void watch(Words const& arguments);
     void unwatch(Words const& arguments);
     void invoke(Words const& arguments);
 
     std::map<std::string, std::unique_ptr<orvane::system::support::ValueAccessBase>> watched_;
-    /// Those that were invoked: their answers may still come. Connected.
+    /// The invoked actions, which stay connected since answers may be pending.
     std::map<std::string, std::unique_ptr<orvane::system::support::ActionAccess>> actions_;
 };
 

@@ -2,26 +2,96 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 #include <type_traits>
+#include <utility>
 
 #include "television/printable.h"
-#include "tools/nrx_console/json_place.h"
 #include "tools/nrx_console/plain_kinds.h"
 
 namespace nrx_console {
 
 namespace {
 
+using Json = nlohmann::json;
+
 constexpr char ACTION[] = "action";
 constexpr char TABLE[] = "table";
 constexpr char BARE[] = "bare";
 constexpr int DEEPEST = 6;  ///< More than a model file needs; each level takes memory.
 constexpr std::size_t LARGEST_FILE = 64U << 20U;
+
+/// A JSON value and its path in the file, for error messages.
+class Place {
+public:
+    Place(Json const& json, std::string path) : json_(json), path_(std::move(path)) {}
+
+    [[noreturn]] void fail(std::string const& expected) const {
+        throw ModelError((path_.empty() ? "/" : path_) + ": found " + found() + ", expected " + expected);
+    }
+
+    [[nodiscard]] Place member(char const* name) const {
+        if (!json_.is_object() || !json_.contains(name)) {
+            fail(std::string("an object with \"") + name + "\"");
+        }
+        return {json_.at(name), path_ + "/" + name};
+    }
+
+    void expectOnly(std::set<std::string> const& names) const {
+        for (auto const& [name, value] : json_.items()) {
+            if (!names.contains(name)) {
+                Place(value, path_ + "/" + name).fail("no such member");
+            }
+        }
+    }
+
+    [[nodiscard]] std::vector<Place> elements(char const* expected) const {
+        if (!json_.is_array()) {
+            fail(expected);
+        }
+        std::vector<Place> places;
+        for (std::size_t index = 0; index < json_.size(); ++index) {
+            places.emplace_back(json_.at(index), path_ + "/" + std::to_string(index));
+        }
+        return places;
+    }
+
+    [[nodiscard]] std::string text() const {
+        if (!json_.is_string()) {
+            fail("a string");
+        }
+        return json_.get<std::string>();
+    }
+
+    template <typename Number>
+    [[nodiscard]] Number number() const {
+        bool const fits = json_.is_number_unsigned()
+                              ? std::in_range<Number>(json_.get<std::uint64_t>())
+                              : json_.is_number_integer() && std::in_range<Number>(json_.get<std::int64_t>());
+        if (!fits) {
+            fail(rangeOf<Number>());
+        }
+        return json_.get<Number>();
+    }
+
+private:
+    [[nodiscard]] std::string found() const {
+        constexpr std::size_t LONGEST = 60;
+        if (json_.is_structured()) {
+            return json_.is_array() ? "a list" : "an object";
+        }
+        std::string const text = json_.dump(-1, ' ', true, Json::error_handler_t::replace);
+        return text.size() > LONGEST ? text.substr(0, LONGEST) + "..." : text;
+    }
+
+    Json const& json_;
+    std::string path_;
+};
 
 /// The names of all types in a model file.
 Words fileTypes() {

@@ -13,12 +13,12 @@ namespace nrx_console {
 
 struct Action {};
 
-/// An object of which only the type is given, as a number.
+/// An object that has only a type, which is given as a number.
 struct Bare {
     objbus::ObjectTypeSpec type;
 };
 
-/// An object of the data model: a plain value, an action, a table, or a bare one, which no model file has.
+/// The content of an object of the data model. A bare object cannot be in a model file.
 using Content = std::variant<television::Value, Action, television::Rows, Bare>;
 
 struct ModelObject {
@@ -26,30 +26,30 @@ struct ModelObject {
     Content content;
 };
 
-/// A model file or a value that cannot be taken; the text says what, where and what was expected.
+/// A model file or a value is invalid. The text says where, what was found and what was expected.
 struct ModelError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Reads the objects of a model file, all or none:
+/// Reads the objects of a model file, at most 64 MiB:
 ///
 ///     {"objects": [{"key": "…", "type": "string", "value": "…"}, …]}
 ///
-/// The types are integer, int64, string, integer-list, string-list, action (which has no value) and table (a list of
-/// rows, each a list of strings). Throws `ModelError`, also for a file of more than 64 MiB.
+/// The types are integer, int64, string, integer-list, string-list, action (without a value) and table (a list of rows,
+/// each a list of strings). Throws `ModelError` unless the whole file is valid.
 std::vector<ModelObject> readModelFile(std::string const& path);
 
-/// The object of a `type`, with the value that the words of a command line give: a table's rows are words that hold
-/// words, a bare one's value is its type. Throws `ModelError` or `CommandError`.
+/// The content of an object of the type, from the words of a command. For a table, each word is a row, whose columns
+/// are words in it; for a bare object, the word is the number of its type. Throws `ModelError` or `CommandError`.
 Content contentFromWords(std::string const& type, Words const& words);
 
-/// The value as such words.
+/// The words from which `contentFromWords` makes the value.
 Words wordsOfValue(television::Value const& value);
 
-/// The type's name, as in a model file; a number for a type that no model file has.
+/// The name of the type, as `contentFromWords` takes it; with the number for a bare object.
 std::string typeName(objbus::ObjectTypeSpec type);
 
-/// All types that `contentFromWords` takes, parted by bars.
+/// The types that `contentFromWords` takes, separated by bars.
 std::string typeNames();
 
 }  // namespace nrx_console

@@ -1,6 +1,7 @@
 #include "tools/nrx_console/television_commands.h"
 
-// Where the program is linked with a television's own platform library: nobody is inside that television.
+// For a program that is linked with the platform library of a real television, which only its clients' operations
+// reach.
 
 namespace nrx_console {
 

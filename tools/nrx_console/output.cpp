@@ -17,7 +17,7 @@ namespace {
 std::mutex mutex;
 std::function<void(std::string const&, Kind)> lineTaker;
 
-/// With the mutex held.
+/// The mutex is held.
 void print(std::string const& line, Kind kind) {
     if (lineTaker) {
         lineTaker(line, kind);
@@ -34,7 +34,7 @@ void printLine(std::string const& line, Kind kind) {
 }
 
 void printLineIfRead(std::string line, Kind kind) {
-    // A pipe that can be written to takes so many bytes at once.
+    // A pipe that is ready for writing accepts this many bytes at once.
     line = television::shortened(std::move(line), PIPE_BUF - 4);
     std::lock_guard const lock(mutex);
     pollfd output{kind == Kind::ordinary ? STDOUT_FILENO : STDERR_FILENO, POLLOUT, 0};

@@ -5,18 +5,18 @@
 
 namespace nrx_console {
 
-/// An answer, an error (the console's, or the log's), or another line of the log's.
+/// The kind of a line: an answer of a command, an error of a command or of the log, or another line of the log.
 enum class Kind { ordinary, critical, error, information, detail };
 
-/// Writes one line in one piece, from any thread: the log's lines and errors to standard error, the rest to standard
-/// output. What comes from outside is in it escaped.
+/// Writes a line, from any thread: answers to standard output, all other lines to standard error. The caller escapes
+/// text from outside.
 void printLine(std::string const& line, Kind kind = Kind::ordinary);
 
-/// The same, but never waits for a reader: a long line is shortened, and one that there is no room for is dropped.
+/// Writes a line without waiting for a reader: shortens a long line, and drops the line if there is no room.
 void printLineIfRead(std::string line, Kind kind = Kind::ordinary);
 
-/// Takes the lines instead, from whichever thread prints them: a terminal's prompt has to make room for them. Empty:
-/// no longer, once no call is running.
+/// Passes the lines to `taker` instead, on the thread that prints them. If `taker` is empty, lines are written again,
+/// and no call of the earlier taker is running on return.
 void setLineTaker(std::function<void(std::string const& line, Kind kind)> taker);
 
 }  // namespace nrx_console

@@ -10,17 +10,17 @@ class Console;
 
 enum class Outcome { done, failed, quit };
 
-/// Carries out one line, as `Console::execute` does.
+/// Executes one line, as `Console::execute` does.
 using Execute = std::function<bool(std::string const& line)>;
 
-/// Shows a line and carries it out; what fails is said with the place of the line.
+/// Shows a line and executes it. Prints an error together with `place`.
 Outcome runLine(std::string const& line, std::string const& place, Execute const& execute);
 
-/// Carries out the commands of `input`, which error messages call `name`, to its end, to "quit" or to the first error;
-/// shows each. Returns whether there was none. Throws `std::runtime_error` when `input` breaks off.
+/// Shows and executes the commands of `input` until its end, "quit" or the first error. Returns whether there was no
+/// error. `name` is the name of `input` in error messages. Throws `std::runtime_error` if reading fails.
 bool runScript(Console& console, std::istream& input, std::string const& name);
 
-/// Carries out what is typed on the terminal at standard input, whatever fails.
+/// Executes the lines that are typed on the terminal at standard input. Continues after errors.
 void runOnTerminal(Console& console);
 
 }  // namespace nrx_console

@@ -7,13 +7,13 @@
 
 namespace {
 
-/// Never destroyed: files are opened until the process ends.
+/// Never destroyed, since files are opened until the process ends.
 std::string& sysroot() {
     static auto* const directory = new std::string;
     return *directory;
 }
 
-/// Whether the path leads to a file of the television's, and not of the machine that the program runs on.
+/// Whether the file belongs to the television, not to the machine on which the program runs.
 bool isTelevisions(std::string_view path) { return path.starts_with("/APPS/") || path.starts_with("/var/local/"); }
 
 }  // namespace

@@ -4,12 +4,12 @@
 
 namespace nrx_console {
 
-/// From now on, the television's own files, which the process opens with `fopen` below /APPS and /var/local, are looked
-/// for below `directory` instead: the library reads the device identifier from fixed paths. An empty directory ends
-/// that. Not while another thread opens files.
+/// Redirects `fopen` of the television's own files, which are below /APPS and /var/local, to `directory`: the library
+/// reads the device identifier from fixed paths. An empty directory ends the redirection. Must not be called while
+/// another thread opens files.
 ///
-/// A program that uses this exports its `fopen` (the ENABLE_EXPORTS property of CMake), so that the shared libraries
-/// find it before the C library's.
+/// The program exports its `fopen` (the ENABLE_EXPORTS property of CMake), so that the shared libraries find it before
+/// that of the C library.
 void setSysroot(std::string const& directory);
 
 }  // namespace nrx_console

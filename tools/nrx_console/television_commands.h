@@ -9,7 +9,7 @@
 
 namespace nrx_console {
 
-/// What can be done with the television from inside it, or over its bus.
+/// The commands for the television itself, in its process or over its bus.
 class TelevisionCommands {
 public:
     TelevisionCommands() = default;
@@ -17,26 +17,26 @@ public:
     TelevisionCommands& operator=(TelevisionCommands const&) = delete;
     virtual ~TelevisionCommands() = default;
 
-    /// They refer to this object.
+    /// The commands refer to this object.
     virtual Commands commands() = 0;
-    /// Makes the television reachable: a client cannot detach itself from one that it does not find.
+    /// Makes the television reachable, so that clients can disconnect.
     virtual void restore() = 0;
     [[nodiscard]] virtual Words keys() const = 0;
 };
 
-// What the platform library decides that a program is linked with. Each program has one set of definitions.
+// The program's platform library decides which of the definitions of these operations is linked.
 
-/// A simulated television with these objects, which is on until it is destroyed; or one on a message bus, which has its
-/// own objects; null for a television of whose inside nothing is known.
+/// Makes a simulated television with these objects, which is switched on until it is destroyed; or the access to a
+/// television on a message bus, which has its own objects. Null for a real television.
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
 
-/// Whether `makeTelevision` makes a simulated one, which takes the objects.
+/// Whether `makeTelevision` makes a simulated television from the objects.
 bool televisionIsSimulated();
 
-/// What the program says that it is in front of.
+/// The description of the television in the program's texts.
 std::string televisionName();
 
-/// Prints the log's lines as lines of the console's, or no longer, where the television lets it.
+/// Starts or stops printing the lines of the log as lines of the console, where the platform library supports it.
 void printLog(bool here);
 
 }  // namespace nrx_console

@@ -1,5 +1,6 @@
 #include "tools/nrx_console/television_view.h"
 
+#include "television/log.h"
 #include "television/table_iterator.h"
 #include "television/value.h"
 #include "tools/nrx_console/output.h"
@@ -8,7 +9,7 @@ namespace nrx_console {
 
 namespace {
 
-/// Keeps the rows that were read last. Looked at only when everything was delivered.
+/// Keeps the rows that were read last. They are accessed only after all notifications were delivered.
 class RowReader final : public orvane::system::support::IteratorHandler {
 public:
     void handleCommit(int /*status*/) override {}
@@ -35,9 +36,10 @@ public:
 Commands TelevisionView::commands() {
     return {
         {"list", "[PREFIX]", "list the television's objects", [this](auto const& arguments) { list(arguments); }},
-        {"show", "KEY", "what is known of an object", [this](auto const& arguments) { show(arguments); }},
+        {"show", "KEY", "show the type, the value and more of an object",
+         [this](auto const& arguments) { show(arguments); }},
         {"table", "KEY", "print the rows of a table", [this](auto const& arguments) { table(arguments); }},
-        {"wait", "", "wait until all notifications were delivered", [this](auto const&) { waitUntilDelivered(); }},
+        {"wait", "", "wait until all notifications are delivered", [this](auto const&) { waitUntilDelivered(); }},
     };
 }
 
@@ -94,6 +96,17 @@ void TelevisionView::table(Words const& arguments) {
     }
     access.destroy();
     iterators_.pop_back();
+}
+
+void printLog(bool here) {
+    auto const print = [](int severity, std::string const& line) {
+        using television::LogLevel;
+        printLine(line, severity <= static_cast<int>(LogLevel::critical) ? Kind::critical
+                        : severity <= static_cast<int>(LogLevel::error)  ? Kind::error
+                        : severity <= static_cast<int>(LogLevel::info)   ? Kind::information
+                                                                         : Kind::detail);
+    };
+    television::setLogSink(here ? print : television::LogSink());
 }
 
 }  // namespace nrx_console

@@ -11,24 +11,24 @@
 
 namespace nrx_console {
 
-/// What is seen of every television that tells what it publishes.
+/// The commands for a television whose published objects can be listed.
 class TelevisionView : public TelevisionCommands {
 public:
     Commands commands() override;
     [[nodiscard]] Words keys() const override;
 
 protected:
-    /// The keys that are published, and the types of their objects.
+    /// The types of the published objects, by key.
     using Objects = std::map<std::string, objbus::ObjectTypeSpec>;
 
-    // Each throws `CommandError` when the television does not answer.
+    // Each of these throws `CommandError` if the television does not answer.
     [[nodiscard]] virtual Objects objects() const = 0;
-    /// Returns when every notification has returned that was sent before.
+    /// Returns when all notifications that were sent before have been delivered.
     virtual void waitUntilDelivered() = 0;
-    /// Prints what is known of an object besides its key and type.
+    /// Prints more about an object than its key and type.
     virtual void showMore(std::string const& key, objbus::ObjectTypeSpec type) = 0;
 
-    /// To be called before the television ends: iterators are its clients.
+    /// Must be called before the television is destroyed, since iterators are its clients.
     void dropIterators() { iterators_.clear(); }
 
 private:
@@ -36,7 +36,7 @@ private:
     void show(Words const& arguments);
     void table(Words const& arguments);
 
-    /// Those that the television would not destroy, or did not answer: they may be reported to until it ends.
+    /// The iterators that the television did not destroy. It may notify them until its end.
     std::vector<std::unique_ptr<orvane::system::support::IteratorAccess>> iterators_;
 };
 

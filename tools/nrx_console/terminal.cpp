@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <clocale>
@@ -15,7 +16,6 @@
 #include <cwchar>
 #include <mutex>
 #include <optional>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -40,13 +40,13 @@ std::string coloured(std::string const& line, Kind kind) {
     return COLOURS[static_cast<std::size_t>(kind)] + line + "\x1b[0m";
 }
 
-volatile std::sig_atomic_t isLineEdited = 0;
+std::atomic<bool> isLineEdited = false;  ///< Whether the prompt is on the screen.
 volatile std::sig_atomic_t isInterrupted = 0;
 
 /// Discards the line that is edited. Ends the program if no line is edited.
 void onInterrupt(int signal) {
     isInterrupted = 1;
-    if (isLineEdited == 0) {
+    if (!isLineEdited) {
         std::signal(signal, SIG_DFL);
         std::raise(signal);
     }
@@ -143,7 +143,7 @@ private:
         std::lock_guard const lock(mutex_);
         if (kind != Kind::ordinary && isatty(STDERR_FILENO) == 0) {
             std::fputs((line + "\n").c_str(), stderr);
-        } else if (isEditing_) {
+        } else if (isLineEdited) {
             pending_.push_back(coloured(line, kind));
             eventfd_write(wake_, 1);
         } else {
@@ -169,8 +169,7 @@ private:
 
     void setEditing(bool isEditing) {
         std::lock_guard const lock(mutex_);
-        isEditing_ = isEditing;
-        isLineEdited = isEditing ? 1 : 0;
+        isLineEdited = isEditing;
     }
 
     static int readCharacter(EditLine* editor, wchar_t* character) {
@@ -226,7 +225,6 @@ private:
     History* const history_ = history_init();
     EditLine* const editor_ = el_init("nrx_console", stdin, stdout, stderr);
     std::mutex mutex_;
-    bool isEditing_ = false;            ///< Whether the prompt is on the screen.
     std::vector<std::string> pending_;  ///< Lines that are printed while a line is edited.
 };
 

@@ -17,13 +17,13 @@ bool isNumber(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-bool takeStart(std::string_view& text, std::string_view start) {
-    bool const there = text.starts_with(start);
-    text.remove_prefix(there ? start.size() : 0);
-    return there;
+bool takePrefix(std::string_view& text, std::string_view prefix) {
+    bool const isThere = text.starts_with(prefix);
+    text.remove_prefix(isThere ? prefix.size() : 0);
+    return isThere;
 }
 
-/// Takes the text before the first `end`, and `end` itself.
+/// Consumes the text before the first `end`, and `end` itself.
 bool takeUntil(std::string_view& text, std::string_view end, std::string_view& taken) {
     std::size_t const at = text.find(end);
     if (at == std::string_view::npos) {
@@ -39,9 +39,9 @@ bool toNumber(std::string_view text, Number& number) {
     return isNumber(text) && std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc();
 }
 
-/// Takes a stamp; false when there is half of one, or what cannot be one.
+/// Consumes a stamp. Returns false for an incomplete or invalid one, true for a line without a stamp.
 bool takeStamp(std::string_view& line, std::optional<Stamp>& stamp) {
-    constexpr std::int64_t MOST_SECONDS = 1'000'000'000'000;  // Microseconds of so many are counted without overflow.
+    constexpr std::int64_t MOST_SECONDS = 1'000'000'000'000;  // Their number of microseconds does not overflow.
     if (line.size() < 2 || line[0] != '[' || !isNumber(line.substr(1, 1))) {
         return true;
     }
@@ -62,7 +62,7 @@ bool takeStamp(std::string_view& line, std::optional<Stamp>& stamp) {
     return true;
 }
 
-/// Takes "file:line:".
+/// Consumes "file:line:".
 bool takePlace(std::string_view& line, std::string& place) {
     std::string_view file;
     std::string_view number;
@@ -79,7 +79,7 @@ bool parseTrace(std::string_view line, std::string_view direction, LogLine& pars
         return false;
     }
     parsed.operation = operation;
-    return takeStart(line, operation) && (line == "() " || line == "()");  // The blank is easily lost on the way.
+    return takePrefix(line, operation) && (line == "() " || line == "()");  // A final blank is easily lost.
 }
 
 bool parseMessage(std::string_view line, LogLine& parsed) {
@@ -96,28 +96,28 @@ bool parseMessage(std::string_view line, LogLine& parsed) {
 
 std::optional<LogLine> parseLine(std::string_view line) {
     LogLine parsed{};
-    if (line.ends_with('\r')) {  // Of a serial line.
+    if (line.ends_with('\r')) {  // From a serial line.
         line.remove_suffix(1);
     }
     if (!takeStamp(line, parsed.stamp)) {
         return std::nullopt;
     }
-    bool whole = false;
-    if (takeStart(line, ENTER_TAG)) {
+    bool isWhole = false;
+    if (takePrefix(line, ENTER_TAG)) {
         parsed.kind = LogLine::Kind::enter;
-        whole = parseTrace(line, "(IN)] ", parsed);
-    } else if (takeStart(line, LEAVE_TAG)) {
+        isWhole = parseTrace(line, "(IN)] ", parsed);
+    } else if (takePrefix(line, LEAVE_TAG)) {
         parsed.kind = LogLine::Kind::leave;
-        whole = parseTrace(line, "(OUT)] ", parsed);
-    } else if (takeStart(line, MESSAGE_TAG)) {
+        isWhole = parseTrace(line, "(OUT)] ", parsed);
+    } else if (takePrefix(line, MESSAGE_TAG)) {
         parsed.kind = LogLine::Kind::message;
-        whole = parseMessage(line, parsed);
+        isWhole = parseMessage(line, parsed);
     }
     std::string_view const tags[] = {ENTER_TAG, LEAVE_TAG, MESSAGE_TAG};
-    bool const interleaved = std::any_of(std::begin(tags), std::end(tags), [line](std::string_view tag) {
+    bool const isInterleaved = std::any_of(std::begin(tags), std::end(tags), [line](std::string_view tag) {
         return line.find(tag) != std::string_view::npos;
     });
-    return whole && !interleaved ? std::optional(std::move(parsed)) : std::nullopt;
+    return isWhole && !isInterleaved ? std::optional(std::move(parsed)) : std::nullopt;
 }
 
 }  // namespace nrx_timeline

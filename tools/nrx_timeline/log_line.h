@@ -7,13 +7,13 @@
 
 namespace nrx_timeline {
 
-/// Of whom and when a line is; see television/log.h.
+/// The time and the thread of a line; see television/log.h.
 struct Stamp {
     std::int64_t microseconds;
     int thread;
 };
 
-/// One line of the log, taken apart. The texts are as they were found: nothing is known of what they hold.
+/// The parts of one line of the log. The texts may contain any byte.
 struct LogLine {
     enum class Kind { enter, leave, message };
 
@@ -21,10 +21,10 @@ struct LogLine {
     Kind kind;
     std::string operation;
     std::string place;  ///< Source file and line.
-    std::string text;   ///< Of a message.
+    std::string text;   ///< Only of a message.
 };
 
-/// Nothing when the line is not a whole line of the library's log and that alone.
+/// Nothing unless the text is exactly one complete line of the library's log.
 std::optional<LogLine> parseLine(std::string_view line);
 
 }  // namespace nrx_timeline

@@ -15,7 +15,7 @@ constexpr char PROGRAM[] = "nrx_timeline";
 Timeline read(std::istream& log, std::string const& name) {
     bool const open = log.good();
     Timeline timeline = nrx_timeline::readTimeline(log);
-    if (!open || log.bad() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for its end.
+    if (!open || log.bad() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for the end of the input.
         throw std::runtime_error(name + ": cannot be read, expected a log");
     }
     return timeline;
@@ -40,8 +40,8 @@ int run(int argc, char** argv) {
     std::optional<std::string> svg;
     std::optional<std::string> log;
     command_line::CommandLine words(
-        PROGRAM, "Shows a log over time, with the library's operations by thread. Best of a log with stamps.");
-    words.addText("--json", json, "File for trace events; standard output when no picture is asked for");
+        PROGRAM, "Shows a log over time: the library's operations by thread. A log with stamps also has their times.");
+    words.addText("--json", json, "File for trace events; by default standard output, unless --svg is given");
     words.addText("--svg", svg, "File for a picture");
     words.addText("LOG", log, "File of the log; standard input by default");
     if (auto const status = words.parse(argc, argv)) {

@@ -6,10 +6,10 @@
 
 namespace nrx_timeline {
 
-/// As trace events, which trace viewers open: JSON in ASCII characters that are printable.
+/// Writes trace events, which trace viewers open: JSON in printable ASCII characters.
 void writeTraceEvents(Timeline const& timeline, std::ostream& output);
 
-/// As a picture: SVG that needs nothing else and runs nothing. Time goes down, line by line of the log.
+/// Writes a picture: self-contained SVG without scripts. Time runs downwards, with one row for each line of the log.
 void writePicture(Timeline const& timeline, std::ostream& output);
 
 }  // namespace nrx_timeline

@@ -15,13 +15,13 @@ constexpr std::size_t TIME_WIDTH = 90;
 constexpr std::size_t LANE_WIDTH = 680;
 constexpr std::size_t HEAD_HEIGHT = 24;
 constexpr std::size_t ROW_HEIGHT = 16;
-constexpr std::size_t TEXT_OFFSET = 12;  ///< Of the line on which a row's text stands.
+constexpr std::size_t TEXT_OFFSET = 12;  ///< From the top of a row to the baseline of its text.
 constexpr std::size_t CHARACTER_WIDTH = 7;
 constexpr std::size_t INDENT = 10;
 constexpr std::size_t MOST_INDENT = 20 * INDENT;
 constexpr std::size_t MARGIN = 16;
 
-/// The text as XML may hold it: printable, without its marks, and without the two code points that are no characters.
+/// The text for XML: printable, with markup and the two noncharacters of the basic plane escaped.
 std::string escaped(std::string_view untrusted) {
     constexpr std::pair<std::string_view, std::string_view> ESCAPES[] = {
         {"&", "&amp;"},
@@ -44,19 +44,7 @@ std::string escaped(std::string_view untrusted) {
     return result;
 }
 
-/// The beginning of a text that goes on too long.
-std::string shortened(std::string_view text, std::size_t characters) {
-    if (text.size() <= characters) {
-        return std::string(text);
-    }
-    std::size_t end = characters;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80) {  // Within a character.
-        --end;
-    }
-    return std::string(text.substr(0, end)) + "\u2026";
-}
-
-/// A number of thousandths or millionths.
+/// A number of thousandths (3 places) or millionths (6 places).
 std::string decimal(std::int64_t number, std::size_t places) {
     std::string digits = std::to_string(number);
     digits.insert(0, digits.size() <= places ? places + 1 - digits.size() : 0, '0');
@@ -104,7 +92,7 @@ private:
         output_ << "<text x=\"" << x << "\" y=\"16\" font-weight=\"bold\">" << text << "</text>\n";
     }
 
-    /// An element of its own, which cuts off what is wider.
+    /// A nested element, which clips wider contents.
     void writeLane(Lane const& lane, std::size_t x) {
         writeHead(x, lane.name);
         output_ << "<svg x=\"" << x << "\" y=\"" << HEAD_HEIGHT << "\" width=\"" << LANE_WIDTH << "\" height=\""
@@ -141,10 +129,11 @@ private:
         writeText(mark.text, x + 6, mark.moment.row);
     }
 
-    /// And ends the group of what it belongs to.
+    /// Also ends the group of the slice or the mark.
     void writeText(std::string const& text, std::size_t x, std::size_t row) {
         output_ << "<text x=\"" << x << "\" y=\"" << top(row) + TEXT_OFFSET << "\">"
-                << escaped(shortened(television::printable(text), (LANE_WIDTH - MARGIN - x) / CHARACTER_WIDTH))
+                << escaped(
+                       television::shortened(television::printable(text), (LANE_WIDTH - MARGIN - x) / CHARACTER_WIDTH))
                 << "</text></g>\n";
     }
 

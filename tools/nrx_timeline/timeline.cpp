@@ -10,12 +10,12 @@ namespace nrx_timeline {
 
 namespace {
 
-/// Lays out one lane, line by line.
+/// Builds one lane, line by line.
 class LaneBuilder {
 public:
     LaneBuilder(int thread, std::string name) : lane_{thread, std::move(name), {}, {}} {}
 
-    /// The moment's time is put off when the lane has been later already.
+    /// Raises the time of the moment to the latest time in the lane.
     void add(LogLine line, Moment& moment) {
         moment.time = std::max(moment.time, latest_);
         latest_ = moment.time;
@@ -35,7 +35,7 @@ public:
         }
     }
 
-    /// What is still open ends with the log.
+    /// Closes the open slices at the end of the log.
     Lane finish(Moment const& end) {
         while (!open_.empty()) {
             close(end);
@@ -57,8 +57,8 @@ private:
         return slice;
     }
 
-    /// Ends the innermost open slice of this operation, and those inside it, whose ends were lost. The count by name
-    /// spares a search for what is not open.
+    /// Closes the innermost open slice of the operation, and the slices inside it, whose exits are not in the log. The
+    /// count by name avoids a search if none is open.
     void leave(LogLine line, Moment const& moment) {
         auto const open = openByName_.find(line.operation);
         if (open == openByName_.end() || open->second == 0) {

@@ -8,24 +8,24 @@
 
 namespace nrx_timeline {
 
-/// Where an event is: its place among all that were read, and its time in microseconds. Without stamps the time is the
-/// number of the line.
+/// The position of an event: its row among all events, and its time in microseconds; without stamps, the number of its
+/// line instead of the time.
 struct Moment {
     std::size_t row;
     std::int64_t time;
 };
 
-/// A traced operation from its entry to its end.
+/// A traced operation from its entry to its exit.
 struct Slice {
     std::string operation;
     std::string place;
-    std::size_t depth;  ///< Of how many others it was called, in its lane.
+    std::size_t depth;  ///< The number of operations around this one in its lane.
     Moment begin;
     Moment end;
-    bool left;  ///< Or the line that says so is not in the log.
+    bool left;  ///< Whether the log has the line of the exit.
 };
 
-/// A message; or the end of an operation whose beginning is not in the log.
+/// A message, or the exit of an operation whose entry is not in the log.
 struct Mark {
     std::string text;
     std::string place;
@@ -33,7 +33,7 @@ struct Mark {
     Moment moment;
 };
 
-/// What one thread did, in its order; times do not go back.
+/// The operations and messages of one thread in their order. Times do not decrease.
 struct Lane {
     int thread;
     std::string name;
@@ -42,16 +42,16 @@ struct Lane {
 };
 
 struct Timeline {
-    std::vector<Lane> lanes;  ///< In the order of their first lines.
+    std::vector<Lane> lanes;  ///< Ordered by their first lines.
     bool stamped = false;
-    std::vector<std::int64_t> times;  ///< Of each row.
-    std::int64_t begin = 0;           ///< The earliest of them.
-    Moment end{};                     ///< The row after all, and the latest time.
+    std::vector<std::int64_t> times;  ///< The time of each row.
+    std::int64_t begin = 0;           ///< The earliest time.
+    Moment end{};                     ///< The row after the last, and the latest time.
     std::size_t lines = 0;
-    std::size_t skipped = 0;  ///< Those of the lines that are no whole lines of the library's log.
+    std::size_t skipped = 0;  ///< The lines that are not complete lines of the library's log.
 };
 
-/// Lays out a log. As soon as one line has a stamp, those without one are taken for cut.
+/// Lays out a log. If any line has a stamp, lines without one are skipped as incomplete.
 Timeline readTimeline(std::istream& log);
 
 }  // namespace nrx_timeline

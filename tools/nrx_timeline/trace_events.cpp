@@ -8,7 +8,7 @@ namespace {
 
 using nlohmann::json;
 
-/// What all events have.
+/// The members that all events have.
 json event(char const* phase, std::string const& name, Lane const& lane, std::int64_t time, json const& arguments) {
     return {{"ph", phase}, {"name", name}, {"pid", 1}, {"tid", lane.thread}, {"ts", time}, {"args", arguments}};
 }
@@ -17,7 +17,7 @@ json event(char const* phase, std::string const& name, Lane const& lane, std::in
 
 void writeTraceEvents(Timeline const& timeline, std::ostream& output) {
     char const* separator = "\n";
-    auto const add = [&](json const& event) {  // One by one, so that the list never is in memory as a whole.
+    auto const add = [&](json const& event) {  // One by one, so that the whole list is never in memory.
         output << separator << event.dump(-1, ' ', true, json::error_handler_t::replace);
         separator = ",\n";
     };
@@ -32,7 +32,7 @@ void writeTraceEvents(Timeline const& timeline, std::ostream& output) {
         }
         for (Mark const& mark : lane.marks) {
             json instant = event("i", mark.text, lane, mark.moment.time, {{"place", mark.place}});
-            instant["s"] = "t";  // Of its thread alone.
+            instant["s"] = "t";  // The scope is the thread.
             add(instant);
         }
     }
