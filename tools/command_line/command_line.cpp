@@ -36,8 +36,6 @@ void CommandLine::addFlag(std::string const& name, bool& isGiven, std::string co
     app_->add_flag(name, isGiven, help);
 }
 
-void CommandLine::hide(std::string const& name) { app_->get_option(name)->group(""); }
-
 std::optional<int> CommandLine::parse(int argc, char** argv) {
     try {
         app_->parse(argc, argv);

@@ -32,8 +32,6 @@ public:
     void addTexts(std::string const& name, std::vector<std::string>& texts, std::string const& help);
     void addDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help);
     void addFlag(std::string const& name, bool& isGiven, std::string const& help);
-    /// Omits an option from the help.
-    void hide(std::string const& name);
 
     /// Sets the variables. Returns the exit status if the program is done: after the help, or after an error, which is
     /// printed.

@@ -28,11 +28,10 @@ bool isPlaceholder(std::string const& choice) {
 
 Words Command::choicesAt(std::size_t position) const {
     Words const all = wordsOf(arguments);
-    bool const isRepeatedLast = position >= all.size() && !all.empty() && isRepeated(all.back());
-    if (position >= all.size() && !isRepeatedLast) {
+    if (all.empty() || (position >= all.size() && !isRepeated(all.back()))) {
         return {};
     }
-    std::string choices = isRepeatedLast ? all.back() : all[position];
+    std::string choices = all[std::min(position, all.size() - 1)];
     std::erase_if(choices, [](char sign) { return sign == '[' || sign == ']' || sign == '.'; });
     std::replace(choices.begin(), choices.end(), '|', ' ');
     return wordsOf(choices);

@@ -1,7 +1,6 @@
 #include "tools/nrx_console/facade_commands.h"
 
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
-#include "tools/nrx_console/output.h"
 
 namespace nrx_console {
 
@@ -38,20 +37,12 @@ void listen(orvane::NRXModelAccess& access, Words const& arguments) {
 }
 
 void printList(orvane::NRXModelAccess& access, Words const& arguments) {
-    std::vector<std::string> values;
+    Words values;
     access.getAccessValue(listKeyOf(arguments[0], "read KEY"), values);
     printLine(arguments[0] + ": " + typed(values));
 }
 
 }  // namespace
-
-void PrintingClient::onNRXCommandReceived(std::vector<std::string> const& parameters) {
-    printLine("client: command " + typed(parameters));
-}
-
-void PrintingClient::onNRXEventReceived(std::vector<std::string> const& parameters) {
-    printLine("client: event " + typed(parameters));
-}
 
 Commands facadeCommands(orvane::NRXModelAccess& access) {
     return {

@@ -1,18 +1,16 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "tools/nrx_console/command.h"
+#include "tools/nrx_console/output.h"
 
 namespace nrx_console {
 
 /// A client that prints the lists that it receives.
 class PrintingClient final : public orvane::NRXModelAccessClient {
 public:
-    void onNRXCommandReceived(std::vector<std::string> const& parameters) override;
-    void onNRXEventReceived(std::vector<std::string> const& parameters) override;
+    void onNRXCommandReceived(Words const& list) override { printLine("client: command " + typed(list)); }
+    void onNRXEventReceived(Words const& list) override { printLine("client: event " + typed(list)); }
 };
 
 /// The operations of the facade as commands, which refer to `access`.

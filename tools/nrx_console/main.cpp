@@ -23,16 +23,6 @@ int fail(std::string const& what) {
     return command_line::EXIT_NOT_STARTED;
 }
 
-int runInput(nrx_console::Console& console, std::istream& input, std::string const& name, bool onTerminal) {
-    if (!onTerminal) {
-        return runScript(console, input, name) ? 0 : EXIT_SCRIPT_FAILED;
-    }
-    nrx_console::printLog(isatty(STDERR_FILENO) != 0);
-    runOnTerminal(console);
-    nrx_console::printLog(false);
-    return 0;
-}
-
 int run(int argc, char** argv) {
     std::optional<std::string> file;
     std::optional<std::string> sysroot;
@@ -40,19 +30,15 @@ int run(int argc, char** argv) {
     command_line::CommandLine words(NRX_PROGRAM,
                                     "A process with access to " + nrx_console::televisionName() +
                                         ". \"help\" lists the commands. A script ends at the first error.");
-    words.addText("--model", file, "JSON file with the television's objects; the shipped example by default");
-    words.addDirectory("--sysroot", sysroot, "Directory with the television's own files");
-    if (!nrx_console::televisionIsSimulated()) {
-        words.hide("--model");  // Refused below.
+    if (nrx_console::televisionIsSimulated()) {
+        words.addText("--model", file, "JSON file with the television's objects; the shipped example by default");
     }
+    words.addDirectory("--sysroot", sysroot, "Directory with the television's own files");
     words.addText("SCRIPT", script, "File with commands; standard input by default");
     if (auto const status = words.parse(argc, argv)) {
         return *status;
     }
 
-    if (file && !nrx_console::televisionIsSimulated()) {
-        return fail("--model: found " + nrx_console::televisionName() + ", expected a simulated one to take objects");
-    }
     bool const onTerminal = !script && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
     std::ifstream scriptFile;
     if (script) {
@@ -82,7 +68,11 @@ int run(int argc, char** argv) {
     nrx_console::setSysroot(sysroot.value_or(""));
 
     nrx_console::Console console(nrx_console::makeTelevision(model.objects));
-    return runInput(console, input, name, onTerminal);
+    if (onTerminal) {
+        runOnTerminal(console);
+        return 0;
+    }
+    return runScript(console, input, name) ? 0 : EXIT_SCRIPT_FAILED;
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access.h"
 #include "tools/nrx_console/model_file.h"
 #include "tools/nrx_console/output.h"
-#include "tools/nrx_console/plain_kinds.h"
 
 namespace nrx_console {
 
@@ -54,7 +53,7 @@ public:
     template <typename Use>
     void useValueType(Use const& use) {
         objbus::ObjectTypeSpec const type = access_.getType();
-        if (!useKindOfType(type, use)) {
+        if (!usePlainKind(typeName(type), use)) {
             throw CommandError("found " + typed(word_) + " of " + access_.accessTypeName(type) +
                                ", expected the key of a value");
         }
@@ -91,7 +90,8 @@ private:
 void write(Words const& arguments) {
     AnyObject object(arguments[0]);
     object.useValueType([&]<typename T>() {
-        Content const content = contentFromWords(PlainKind<T>::NAME, {arguments.begin() + 1, arguments.end()});
+        Content const content =
+            contentFromWords(television::PlainKind<T>::NAME, {arguments.begin() + 1, arguments.end()});
         auto const& value = std::get<T>(std::get<television::Value>(content));
         expectAccepted(arguments[0], object.access().setValue(value));
     });
@@ -100,7 +100,7 @@ void write(Words const& arguments) {
 }  // namespace
 
 bool hasValue(objbus::ObjectTypeSpec type) {
-    return useKindOfType(type, []<typename T>() {});
+    return usePlainKind(typeName(type), []<typename T>() {});
 }
 
 std::string readValue(std::string const& word) {
@@ -137,7 +137,7 @@ void ModelCommands::watch(Words const& arguments) {
     std::unique_ptr<ValueAccessBase> access;
     AnyObject object(arguments[0]);
     object.useValueType([&]<typename T>() {
-        using Access = ValueAccessT<typename PlainKind<T>::Observer>;
+        using Access = ValueAccessT<typename television::PlainKind<T>::Observer>;
         access = std::make_unique<Access>(key, std::make_shared<Reporter>(key));
     });
     if (watched_.contains(key)) {

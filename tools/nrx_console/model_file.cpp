@@ -12,7 +12,6 @@
 #include <utility>
 
 #include "television/printable.h"
-#include "tools/nrx_console/plain_kinds.h"
 
 namespace nrx_console {
 
@@ -96,8 +95,8 @@ private:
 /// The names of all types in a model file.
 Words fileTypes() {
     Words names;
-    PlainKinds::any([&names]<typename T>() {
-        names.push_back(PlainKind<T>::NAME);
+    television::PlainKinds::any([&names]<typename T>() {
+        names.push_back(television::PlainKind<T>::NAME);
         return false;
     });
     names.insert(names.end(), {ACTION, TABLE});
@@ -138,7 +137,7 @@ ModelObject readObject(Place const& place) {
     };
     if (type == TABLE) {
         readValue.operator()<television::Rows>();
-    } else if (!useKindNamed(type, readValue)) {
+    } else if (!usePlainKind(type, readValue)) {
         typePlace.fail("one of " + joined(fileTypes(), ", "));
     }
     return {key, content};
@@ -252,7 +251,7 @@ Content contentFromWords(std::string const& type, Words const& words) {
     }
     Content content;
     auto const readWords = [&]<typename T>() { content = read<T>(Place(jsonOf<T>(words), "value")); };
-    if (!useKindNamed(type, readWords)) {
+    if (!usePlainKind(type, readWords)) {
         throw unexpected(type, "one of " + joined(fileTypes(), ", ") + ", or " + BARE + " with a number");
     }
     return content;
@@ -269,7 +268,11 @@ Words wordsOfValue(television::Value const& value) {
 
 std::string typeName(objbus::ObjectTypeSpec type) {
     std::string name;
-    if (useKindOfType(type, [&name]<typename T>() { name = PlainKind<T>::NAME; })) {
+    bool const isPlain = television::PlainKinds::any([&]<typename T>() {
+        name = television::PlainKind<T>::NAME;
+        return type == television::PlainKind<T>::TYPE;
+    });
+    if (isPlain) {
         return name;
     }
     if (type == objbus::OBJECT_TYPE_ACTION || type == objbus::OBJECT_TYPE_TABLE) {

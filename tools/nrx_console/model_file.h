@@ -5,8 +5,7 @@
 #include <variant>
 #include <vector>
 
-#include "objbus/object_type.h"
-#include "television/value.h"
+#include "television/kinds.h"
 #include "tools/nrx_console/words.h"
 
 namespace nrx_console {
@@ -51,5 +50,18 @@ std::string typeName(objbus::ObjectTypeSpec type);
 
 /// The types that `contentFromWords` takes, separated by bars.
 std::string typeNames();
+
+/// Calls `use.operator()<T>()` for the plain kind with the name, whose values are of type `T`. Returns whether there is
+/// one.
+template <typename Use>
+bool usePlainKind(std::string const& name, Use const& use) {
+    return television::PlainKinds::any([&]<typename T>() {
+        bool const isNamed = name == television::PlainKind<T>::NAME;
+        if (isNamed) {
+            use.template operator()<T>();
+        }
+        return isNamed;
+    });
+}
 
 }  // namespace nrx_console

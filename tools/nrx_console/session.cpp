@@ -1,5 +1,7 @@
 #include "tools/nrx_console/session.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <iostream>
 #include <stdexcept>
@@ -49,7 +51,9 @@ void runOnTerminal(Console& console) {
             return true;
         }
     };
+    printLog(isatty(STDERR_FILENO) != 0);
     editLines(home != nullptr ? std::string(home) + "/.nrx_console_history" : "", complete, execute);
+    printLog(false);
 }
 
 }  // namespace nrx_console

@@ -9,18 +9,21 @@ namespace nrx_timeline {
 
 namespace {
 
-constexpr std::string_view ENTER_TAG = "[TRACE -> ";
-constexpr std::string_view LEAVE_TAG = "[TRACE <- ";
-constexpr std::string_view MESSAGE_TAG = "[B-LOG] ";
+/// The form of a kind of line: it begins with the tag, and in a trace line the direction follows the operation.
+struct Form {
+    LogLine::Kind kind;
+    std::string_view tag;
+    std::string_view direction;
+};
+
+constexpr Form FORMS[] = {
+    {LogLine::Kind::enter, "[TRACE -> ", "(IN)] "},
+    {LogLine::Kind::leave, "[TRACE <- ", "(OUT)] "},
+    {LogLine::Kind::message, "[B-LOG] ", ""},
+};
 
 bool isNumber(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
-bool takePrefix(std::string_view& text, std::string_view prefix) {
-    bool const isThere = text.starts_with(prefix);
-    text.remove_prefix(isThere ? prefix.size() : 0);
-    return isThere;
 }
 
 /// Consumes the text before the first `end`, and `end` itself.
@@ -79,7 +82,7 @@ bool parseTrace(std::string_view line, std::string_view direction, LogLine& pars
         return false;
     }
     parsed.operation = operation;
-    return takePrefix(line, operation) && (line == "() " || line == "()");  // A final blank is easily lost.
+    return line == parsed.operation + "() " || line == parsed.operation + "()";  // A final blank is easily lost.
 }
 
 bool parseMessage(std::string_view line, LogLine& parsed) {
@@ -102,21 +105,18 @@ std::optional<LogLine> parseLine(std::string_view line) {
     if (!takeStamp(line, parsed.stamp)) {
         return std::nullopt;
     }
-    bool isWhole = false;
-    if (takePrefix(line, ENTER_TAG)) {
-        parsed.kind = LogLine::Kind::enter;
-        isWhole = parseTrace(line, "(IN)] ", parsed);
-    } else if (takePrefix(line, LEAVE_TAG)) {
-        parsed.kind = LogLine::Kind::leave;
-        isWhole = parseTrace(line, "(OUT)] ", parsed);
-    } else if (takePrefix(line, MESSAGE_TAG)) {
-        parsed.kind = LogLine::Kind::message;
-        isWhole = parseMessage(line, parsed);
+    auto const* const form =
+        std::find_if(std::begin(FORMS), std::end(FORMS), [line](Form const& one) { return line.starts_with(one.tag); });
+    if (form == std::end(FORMS)) {
+        return std::nullopt;
     }
-    std::string_view const tags[] = {ENTER_TAG, LEAVE_TAG, MESSAGE_TAG};
-    bool const isInterleaved = std::any_of(std::begin(tags), std::end(tags), [line](std::string_view tag) {
-        return line.find(tag) != std::string_view::npos;
+    line.remove_prefix(form->tag.size());
+    bool const isInterleaved = std::any_of(std::begin(FORMS), std::end(FORMS), [line](Form const& other) {
+        return line.find(other.tag) != std::string_view::npos;
     });
+    parsed.kind = form->kind;
+    bool const isWhole =
+        form->direction.empty() ? parseMessage(line, parsed) : parseTrace(line, form->direction, parsed);
     return isWhole && !isInterleaved ? std::optional(std::move(parsed)) : std::nullopt;
 }
 

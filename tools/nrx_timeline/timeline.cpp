@@ -90,13 +90,14 @@ Timeline readTimeline(std::istream& log) {
             lines.emplace_back(std::move(*line), timeline.lines);
         }
     }
+    if (timeline.stamped) {
+        std::erase_if(lines, [](auto const& line) { return !line.first.stamp; });
+    }
+    timeline.skipped = timeline.lines - lines.size();
 
     std::vector<LaneBuilder> lanes;
     std::unordered_map<int, std::size_t> laneOfThread;
     for (auto& [line, number] : lines) {
-        if (timeline.stamped && !line.stamp) {
-            continue;
-        }
         Stamp const stamp = line.stamp.value_or(Stamp{number, 0});
         auto const [lane, isNew] = laneOfThread.emplace(stamp.thread, lanes.size());
         if (isNew) {
@@ -107,7 +108,6 @@ Timeline readTimeline(std::istream& log) {
         lanes[lane->second].add(std::move(line), moment);
         timeline.times.push_back(moment.time);
     }
-    timeline.skipped = timeline.lines - timeline.times.size();
     if (!timeline.times.empty()) {
         auto const [first, last] = std::minmax_element(timeline.times.begin(), timeline.times.end());
         timeline.begin = *first;
