@@ -16,8 +16,8 @@ using Integers = std::vector<int>;
 using StringAccess = ValueAccessT<objbus::ObserverString>;
 using StringListAccess = ValueAccessT<objbus::ObserverVectorString>;
 
-/// Publishes `value` and connects to it: an access object, and the model object as it is reached without one. Neither
-/// hears of changes, so that a write ends with its return.
+/// Publishes `value`, and connects an access object and, without it, the model object itself. Neither observes changes,
+/// so that a write has no effect after its return.
 template <typename Access, typename Object>
 struct Connected {
     Connected(simulator::Television& television, std::string const& key, simulator::Value const& value)
@@ -38,14 +38,13 @@ struct Connected {
     Object* object = nullptr;
 };
 
-/// The typed read of `from`, an access object or a model object.
+/// Reads a `T` from an access object or a model object.
 template <typename T, typename Source>
 auto reading(Source from) {
     return [from] {
         return [from, value = std::make_shared<T>()] {
             from->getValue(*value);
-            benchmark::DoNotOptimize(value->data());
-            benchmark::ClobberMemory();
+            use(value->data());
         };
     };
 }
@@ -76,13 +75,10 @@ void addReadsAndWrites(simulator::Television& television) {
 
 class Handler final : public ValueHandler {
 public:
-    void handleNewValue(IValueObject const& value) override {
-        benchmark::DoNotOptimize(&value);
-        benchmark::ClobberMemory();
-    }
+    void handleNewValue(IValueObject const& value) override { use(&value); }
 };
 
-/// The notification `NOTIFY` of an access object, as the model makes it through the observer.
+/// Calls the notification `NOTIFY` of an access object through the observer interface, as the model does.
 template <typename Obs, auto NOTIFY, typename T>
 void addNotify(std::string const& kind, T const& value) {
     auto const notification = [kind, value](std::shared_ptr<ValueHandler> const& handler) {

@@ -1,17 +1,16 @@
-// What a change in the television's process costs on its way to a client in another one, beside a bare proxy of the
-// message bus: Google Benchmark's options. The program starts itself as the television, and as the clients.
+// Measures the time from a change in the television's process to a client in another process, and compares it with a
+// bare proxy of the message bus. Takes Google Benchmark's options. Starts itself as the television and as the clients.
 
 #include <malloc.h>
 #include <sdbus-c++/sdbus-c++.h>
+#include <semaphore.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
-#include <charconv>
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -22,8 +21,7 @@
 
 #include "bus/protocol/contract.h"
 #include "bus/protocol/message.h"
-#include "bus_ground.h"
-#include "measure.h"
+#include "bus_fixture.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "television/log.h"
@@ -32,20 +30,19 @@
 namespace {
 
 using namespace std::chrono_literals;
+using bench::BusFixture;
 using bench::COUNTS;
-using bench::Ground;
 using bench::LENGTH;
-using bench::runOn;
 using bench::Strings;
 using orvane::model_keys::COMMAND;
 using test::Child;
 using Type = television::PlainKind<Strings>;
 
-constexpr int BATCH = 20;  ///< How often a change goes to and fro between two looks at the clock.
+constexpr int BATCH = 20;  ///< The number of exchanges between two readings of the clock.
 
 using Receive = std::function<void(Strings const& list)>;
 
-/// The facade, as it stands in a host.
+/// The facade as an embedding process uses it.
 class BusRelay final : public orvane::NRXModelAccessClient {
 public:
     explicit BusRelay(Receive receive) : receive_(std::move(receive)) {
@@ -60,7 +57,7 @@ private:
     orvane::NRXModelAccess access_{this};
 };
 
-/// Reads the list where it stands in the signal, on the thread that takes it from the bus.
+/// Reads the list directly from the signal, on the thread that receives it.
 class PeerBusProxy {
 public:
     explicit PeerBusProxy(Receive receive) : receive_(std::move(receive)) {
@@ -95,74 +92,76 @@ private:
     std::unique_ptr<sdbus::IProxy> const proxy_ = sdbus::createProxy(*connection_, bus::SERVICE, bus::pathOf(COMMAND));
 };
 
-/// Changes that go from the television to a client here, the next one when the one before is there.
+/// Exchanges with a client in this process: each list that arrives makes the television publish the next one.
+template <typename Way>
 class Exchange {
 public:
-    Exchange(Child const& television, std::size_t which)
-        : television_(television), which_(1, static_cast<char>(which)) {}
+    Exchange(BusFixture const& fixture, std::size_t which) : fixture_(fixture), which_(which) {}
 
-    /// Returns whether all have come.
-    bool run(int changes) {
-        left_ = changes;
-        television_.write(which_);
-        return ended_.try_acquire_for(60s);
-    }
-    void receive(Strings const& list) {
-        if (static_cast<int>(list.size()) != COUNTS.at(static_cast<std::size_t>(which_[0])) ||
-            list.back().size() != LENGTH) {
-            throw std::runtime_error("another list was expected");
-        }
-        if (--left_ > 0) {
-            television_.write(which_);
-        } else {
-            ended_.release();
-        }
+    /// Returns whether all lists arrived.
+    bool run(int exchanges) {
+        left_ = exchanges;
+        fixture_.publish(which_);
+        return isComplete_.try_acquire_for(60s);
     }
 
 private:
-    Child const& television_;
-    std::string const which_;
-    std::atomic<int> left_ = 0;
-    std::binary_semaphore ended_{0};
-};
-
-template <typename Way>
-void addWay(std::string const& name, Child const& television, std::size_t which) {
-    auto const measure = [&television, which](benchmark::State& state) {
-        ::malloc_trim(0);  // What longer lists left of the heap is not this one's.
-        Exchange exchange(television, which);
-        Way const way([&exchange](Strings const& list) { exchange.receive(list); });
-        bool complete = exchange.run(1);
-        while (complete && state.KeepRunningBatch(BATCH)) {
-            complete = exchange.run(BATCH);
+    void receive(Strings const& list) {
+        if (static_cast<int>(list.size()) != COUNTS.at(which_) || list.back().size() != LENGTH) {
+            throw std::runtime_error("another list was expected");
         }
-        if (!complete) {
-            state.SkipWithError("a list did not come");
+        if (--left_ > 0) {
+            fixture_.publish(which_);
+        } else {
+            isComplete_.release();
         }
-    };
-    benchmark::RegisterBenchmark(bench::nameOf(name, which).c_str(), measure)->UseRealTime();
-}
-
-/// What the client processes share: how many of them have not got the list yet. The last one says so on the socket, so
-/// that nobody is woken before.
-struct Round {
-    /// In the file, which those that have it open share.
-    static Round& in(int file) {
-        void* const memory = ::mmap(nullptr, sizeof(Round), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-        return memory != MAP_FAILED ? *static_cast<Round*>(memory) : throw std::runtime_error("no memory to share");
     }
 
-    std::atomic<std::size_t> left;
+    BusFixture const& fixture_;
+    std::size_t const which_;
+    std::atomic<int> left_ = 0;
+    std::binary_semaphore isComplete_{0};
+    Way const way_{[this](Strings const& list) { receive(list); }};
 };
 
-/// A client in a process of its own, which runs until it is ended.
 template <typename Way>
-[[noreturn]] void listen(int socket, int file) {
-    runOn(false);
-    Round& round = Round::in(file);
-    Way const way([socket, &round](Strings const& /*list*/) {
-        if (--round.left == 0) {
-            ::send(socket, "", 1, MSG_NOSIGNAL);
+void addWay(std::string const& name, BusFixture const& fixture, std::size_t which) {
+    auto const prepare = [&fixture, which] {
+        ::malloc_trim(0);  // Releases the memory of the longer lists of other benchmarks.
+        auto const exchange = std::make_shared<Exchange<Way>>(fixture, which);
+        return [exchange](int exchanges) { return exchange->run(exchanges); };
+    };
+    bench::addExchange(bench::nameOf(name, which), prepare, BATCH);
+}
+
+/// Memory that is shared with the client processes. The last client that receives the list posts the semaphore, so that
+/// this process wakes up only once.
+struct Round {
+    std::atomic<std::size_t> left;  ///< The number of clients that have not received the list yet.
+    ::sem_t isComplete;
+};
+
+struct Unmap {
+    void operator()(Round* round) const { ::munmap(round, sizeof(Round)); }
+};
+
+/// Maps the round that is in the file.
+std::unique_ptr<Round, Unmap> mapRound(int file) {
+    void* const memory = ::mmap(nullptr, sizeof(Round), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    if (memory == MAP_FAILED) {
+        throw std::runtime_error("no shared memory");
+    }
+    return std::unique_ptr<Round, Unmap>(static_cast<Round*>(memory));
+}
+
+/// Runs a client process until it is killed.
+template <typename Way>
+[[noreturn]] void listen(int file) {
+    bench::runOnOneProcessor(false);
+    auto const round = mapRound(file);
+    Way const way([&round](Strings const& /*list*/) {
+        if (--round->left == 0) {
+            ::sem_post(&round->isComplete);
         }
     });
     std::cout << "listening" << std::endl;
@@ -171,65 +170,64 @@ template <typename Way>
     }
 }
 
-/// From a change to the moment at which all client processes have it, which are started as such a `part`.
-void addClients(std::string const& name, char const* part, Ground const& ground, std::size_t count) {
-    auto const measure = [part, &ground, count](benchmark::State& state) {
-        int ends[2]{};
+/// Exchanges with client processes, which run a `part` of this program.
+class ClientProcesses {
+public:
+    ClientProcesses(BusFixture const& fixture, char const* part, std::size_t count) : fixture_(fixture) {
         int const file = ::memfd_create("round", 0);
-        if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0 || ::ftruncate(file, sizeof(Round)) != 0) {
-            throw std::runtime_error("nothing to share with the clients");
+        if (::ftruncate(file, sizeof(Round)) != 0) {
+            throw std::runtime_error("no file for shared memory");
         }
-        Round& round = Round::in(file);
-        std::vector<std::unique_ptr<Child>> clients;
+        round_ = mapRound(file);
+        ::sem_init(&round_->isComplete, 1, 0);
         for (std::size_t number = 0; number < count; ++number) {
-            clients.push_back(std::make_unique<Child>(std::vector<std::string>{
-                "/proc/self/exe", part, ground.address, std::to_string(ends[1]), std::to_string(file)}));
-            clients.back()->readLine();
+            clients_.push_back(std::make_unique<Child>(
+                std::vector<std::string>{"/proc/self/exe", part, fixture.address, std::to_string(file)}));
+            clients_.back()->readLine();
         }
-        ::close(ends[1]);  // The last one is then the clients'.
-        auto const tellAll = [&] {
-            round.left = count;
-            ground.television.write(std::string(1, '\0'));
-            char byte = 0;
-            return ::recv(ends[0], &byte, 1, 0) == 1;
-        };
-        bool complete = true;
-        for (int rounds = 0; complete && rounds < BATCH; ++rounds) {  // A process that has just started is slow.
-            complete = tellAll();
-        }
-        while (complete && state.KeepRunning()) {
-            complete = tellAll();
-        }
-        if (!complete) {
-            state.SkipWithError("a list did not come");
-        }
-        clients.clear();
-        ::close(ends[0]);
-        ::munmap(&round, sizeof(Round));
         ::close(file);
-    };
-    benchmark::RegisterBenchmark((name + '/' + std::to_string(count)).c_str(), measure)->UseRealTime();
+        run(BATCH);  // A process is slow at first.
+    }
+
+    /// Returns whether all clients received all lists.
+    bool run(int exchanges) {
+        bool isComplete = true;
+        for (; isComplete && exchanges > 0; --exchanges) {
+            round_->left = clients_.size();
+            fixture_.publish(0);
+            timespec const deadline{::time(nullptr) + 60, 0};
+            isComplete = ::sem_timedwait(&round_->isComplete, &deadline) == 0;
+        }
+        return isComplete;
+    }
+
+private:
+    BusFixture const& fixture_;
+    std::unique_ptr<Round, Unmap> round_;
+    std::vector<std::unique_ptr<Child>> clients_;
+};
+
+void addClients(std::string const& name, char const* part, BusFixture const& fixture, std::size_t count) {
+    bench::addExchange(name + '/' + std::to_string(count), [&fixture, part, count] {
+        auto const clients = std::make_shared<ClientProcesses>(fixture, part, count);
+        return [clients](int exchanges) { return clients->run(exchanges); };
+    });
 }
 
-void run(int argc, char** argv) {
-    Ground const forMany;  // On any processor.
-    runOn(true);
-    Ground const forOne;
+int run(int argc, char** argv) {
+    BusFixture const forMany;  // On any processor.
+    bench::runOnOneProcessor(true);
+    BusFixture const forOne;
     ::setenv("NRX_BUS_ADDRESS", forOne.address.c_str(), 1);
     for (std::size_t which = 0; which < COUNTS.size(); ++which) {
-        addWay<BusRelay>("BusRelay", forOne.television, which);
-        addWay<PeerBusProxy>("PeerBusProxy", forOne.television, which);
+        addWay<BusRelay>("BusRelay", forOne, which);
+        addWay<PeerBusProxy>("PeerBusProxy", forOne, which);
     }
     for (auto const count : std::initializer_list<std::size_t>{1, 10, 100}) {
         addClients("BusClients", "client", forMany, count);
         addClients("PeerBusClients", "peer", forMany, count);
     }
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        std::exit(EXIT_FAILURE);
-    }
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    return bench::runBenchmarks(argc, argv);
 }
 
 }  // namespace
@@ -243,13 +241,9 @@ int main(int argc, char** argv) try {
     }
     if (part == "client" || part == "peer") {
         ::setenv("NRX_BUS_ADDRESS", argv[2], 1);
+        part == "client" ? listen<BusRelay>(std::stoi(argv[3])) : listen<PeerBusProxy>(std::stoi(argv[3]));
     }
-    if (part == "client") {
-        listen<BusRelay>(std::stoi(argv[3]), std::stoi(argv[4]));
-    } else if (part == "peer") {
-        listen<PeerBusProxy>(std::stoi(argv[3]), std::stoi(argv[4]));
-    }
-    run(argc, argv);
+    return run(argc, argv);
 } catch (std::exception const& error) {
     std::cerr << "nrx_bus_bench: " << error.what() << '\n';
     return EXIT_FAILURE;

@@ -15,7 +15,7 @@ bool admitted(diagnostics::LogLevel level) {
     return debugCheckLevel(&record) != 0;
 }
 
-/// What a traced operation asks of the platform.
+/// Makes the calls of the platform that a traced operation makes.
 class Trace {
 public:
     Trace() : file_(sourceBaseName(__FILE__)) { write(); }
@@ -33,7 +33,7 @@ private:
     char const* file_;
 };
 
-/// The fields of a value.
+/// The fields of a `ValueObject`.
 struct Fields {
     Fields() = default;
     explicit Fields(std::string const& text) : typeTag(VALUE_STRING), stringValue(text) {}
@@ -46,18 +46,21 @@ struct Fields {
     std::vector<Fields> elements;
 };
 
-/// Hides the class of an object from the compiler, which would else make its virtual calls direct.
-template <typename Interface>
-Interface* hidden(Interface* object) {
+/// Hides the class of an object from the compiler, which otherwise makes direct calls of virtual operations.
+template <typename T>
+T* hidden(T* object) {
     benchmark::DoNotOptimize(object);
     return object;
 }
 
-struct Value {
-    Value() = default;
-    Value(Value const&) = delete;
-    Value& operator=(Value const&) = delete;
-    virtual ~Value() = default;
+struct Interface {
+    Interface() = default;
+    Interface(Interface const&) = delete;
+    Interface& operator=(Interface const&) = delete;
+    virtual ~Interface() = default;
+};
+
+struct Value : Interface {
     virtual ValueObjectType type() const = 0;
     virtual Strings list() const = 0;
 };
@@ -73,11 +76,7 @@ struct ListValue final : Value {
     Fields fields;
 };
 
-struct Facade {
-    Facade() = default;
-    Facade(Facade const&) = delete;
-    Facade& operator=(Facade const&) = delete;
-    virtual ~Facade() = default;
+struct Facade : Interface {
     virtual void onCommand(Value const& value) = 0;
 };
 
@@ -101,11 +100,7 @@ struct ListeningFacade final : Facade {
     std::atomic<bool> listening = true;
 };
 
-struct Handler {
-    Handler() = default;
-    Handler(Handler const&) = delete;
-    Handler& operator=(Handler const&) = delete;
-    virtual ~Handler() = default;
+struct Handler : Interface {
     virtual void handle(Value const& value) = 0;
 };
 
@@ -119,12 +114,7 @@ struct BoundHandler final : Handler {
 
 }  // namespace
 
-struct LimitRelay::Observer {
-    Observer() = default;
-    Observer(Observer const&) = delete;
-    Observer& operator=(Observer const&) = delete;
-    virtual ~Observer() = default;
-
+struct LimitRelay::Observer : Interface {
     virtual void notify(Strings const& list) {
         Trace const trace;
         ListValue const value(list);

@@ -6,8 +6,8 @@
 
 namespace bench {
 
-/// The least that the operations between the model and the client prescribe for one list: a copy into a value's fields,
-/// a copy into the client's list, the calls of the platform that their trace and log lines ask for, and their virtual
+/// The minimal work that the operations between the model and the client prescribe for one list: a copy into the fields
+/// of a value, a copy into the client's list, the calls of the platform for the trace and log lines, and the virtual
 /// calls.
 class LimitRelay {
 public:

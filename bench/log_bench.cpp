@@ -1,4 +1,4 @@
-#define SPDLOG_ACTIVE_LEVEL SPDLOG_LEVEL_DEBUG  // The statement is compiled and refused when it is reached.
+#define SPDLOG_ACTIVE_LEVEL SPDLOG_LEVEL_DEBUG  // Compiles the statement, which is refused at run time.
 #include <spdlog/sinks/null_sink.h>
 #include <spdlog/spdlog.h>
 

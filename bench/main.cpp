@@ -1,7 +1,5 @@
-#include <algorithm>
 #include <charconv>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <string_view>
 
@@ -11,48 +9,31 @@
 
 namespace {
 
-std::string processor() {
-    constexpr std::string_view KEY = "model name";
-    std::ifstream information("/proc/cpuinfo");
-    for (std::string line; std::getline(information, line);) {
-        if (line.starts_with(KEY)) {
-            return line.substr(line.find(':') + 2);
-        }
-    }
-    return "unknown";
-}
-
 constexpr std::string_view OPTION = "--iterations=";
 
-/// Takes `--iterations=N` out of the arguments.
-void takeIterations(int& count, char** arguments) {
-    auto* const end = arguments + count;
-    auto* const found =
-        std::find_if(arguments, end, [](std::string_view argument) { return argument.starts_with(OPTION); });
-    if (found != end) {
-        std::string_view const number = std::string_view(*found).substr(OPTION.size());
-        auto const [rest, error] = std::from_chars(number.begin(), number.end(), bench::iterations);
-        if (error != std::errc() || rest != number.end() || bench::iterations < 1) {
-            std::cerr << "nrx_bench: " << *found << ": expected a whole number above 0\n";
-            std::exit(EXIT_FAILURE);
-        }
-        std::rotate(found, found + 1, end);
-        --count;
+/// The number of `--iterations=N`, which must be above 0.
+std::int64_t iterationsOf(std::string_view option) {
+    std::int64_t number = 0;
+    auto const [rest, error] = std::from_chars(option.begin() + OPTION.size(), option.end(), number);
+    if (error != std::errc() || rest != option.end() || number < 1) {
+        std::cerr << "nrx_bench: " << option << ": expected a whole number above 0\n";
+        std::exit(EXIT_FAILURE);
     }
+    return number;
 }
 
 }  // namespace
 
-/// The benchmark: Google Benchmark's options, and `--iterations=N` to make each call N times.
+/// Takes the options of Google Benchmark. The first one may be `--iterations=N`, to make each call N times.
 int main(int argc, char** argv) {
     bench::keepHeap();
-    takeIterations(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        return EXIT_FAILURE;
+    if (argc > 1 && std::string_view(argv[1]).starts_with(OPTION)) {
+        bench::iterations = iterationsOf(argv[1]);
+        argv[1] = argv[0];
+        ++argv;
+        --argc;
     }
     benchmark::AddCustomContext("compiler", "GCC " __VERSION__);
-    benchmark::AddCustomContext("processor", processor());
 
     simulator::setLogLevel(simulator::LogLevel::off);
     simulator::Television television;
@@ -60,7 +41,5 @@ int main(int argc, char** argv) {
     bench::addValues();
     bench::addAccess(television);
     bench::addLog();
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::ClearRegisteredBenchmarks();  // They hold clients of the television.
-    benchmark::Shutdown();
+    return bench::runBenchmarks(argc, argv);
 }

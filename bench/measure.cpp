@@ -12,22 +12,17 @@ std::atomic<std::int64_t> allocationCount = 0;
 
 class Client final : public orvane::NRXModelAccessClient {
 public:
-    void onNRXCommandReceived(std::vector<std::string> const& parameters) override { use(parameters); }
-    void onNRXEventReceived(std::vector<std::string> const& parameters) override { use(parameters); }
-
-private:
-    static void use(std::vector<std::string> const& parameters) {
-        benchmark::DoNotOptimize(parameters.data());
-        benchmark::ClobberMemory();
-    }
+    void onNRXCommandReceived(bench::Strings const& list) override { bench::use(list.data()); }
+    void onNRXEventReceived(bench::Strings const& list) override { bench::use(list.data()); }
 };
 
 }  // namespace
 
-// For the whole program, its shared libraries included. The forms for arrays and for no exceptions end here too.
+// These replace the operators in the whole program with its shared libraries. The other forms of new and delete call
+// these.
 
 void* operator new(std::size_t size) {
-    // Not a locked addition, which would weigh as much as the allocation: one thread allocates at a time.
+    // A locked addition would take as long as the allocation. Only one thread allocates at a time.
     allocationCount.store(allocationCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     if (void* const memory = std::malloc(size != 0 ? size : 1)) {
         return memory;
@@ -56,9 +51,20 @@ orvane::NRXModelAccessClient& client() {
 }
 
 void keepHeap() {
-    constexpr int ALWAYS_KEPT = 32 * 1024 * 1024;
-    mallopt(M_MMAP_THRESHOLD, ALWAYS_KEPT);
-    mallopt(M_TRIM_THRESHOLD, 4 * ALWAYS_KEPT);
+    constexpr int KEPT_BYTES = 32 * 1024 * 1024;
+    mallopt(M_MMAP_THRESHOLD, KEPT_BYTES);
+    mallopt(M_TRIM_THRESHOLD, 4 * KEPT_BYTES);
+}
+
+int runBenchmarks(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return EXIT_FAILURE;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::ClearRegisteredBenchmarks();  // They may own clients of a television.
+    benchmark::Shutdown();
+    return EXIT_SUCCESS;
 }
 
 std::int64_t heapAllocations() { return allocationCount.load(std::memory_order_relaxed); }

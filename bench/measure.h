@@ -21,26 +21,34 @@ using Strings = std::vector<std::string>;
 /// `count` different strings of `length` characters.
 Strings strings(int count, int length);
 
-/// Receives lists for everything that is compared. Defined elsewhere, so that every call of it is a virtual call.
+/// Makes the compiler assume that the memory is read and written here.
+inline void use(void const* memory) {
+    benchmark::DoNotOptimize(memory);
+    benchmark::ClobberMemory();
+}
+
+/// Receives the lists of all benchmarks. The class is hidden, so that every call is a virtual call.
 orvane::NRXModelAccessClient& client();
 
-/// Lets the heap keep what it has: whether it goes back to the system after each call depends on what else was
-/// measured.
+/// Prevents the heap from returning memory to the system: whether a call does so depends on the earlier benchmarks.
 void keepHeap();
 
-/// The calls of `operator new` so far, on all threads.
+/// The number of calls of `operator new` so far, on all threads.
 std::int64_t heapAllocations();
 
 /// How often each call is made; 0 lets Google Benchmark decide.
 inline std::int64_t iterations = 0;
 
-/// Registers the measurement of one call under `name`. `prepare` makes the call, a function object that owns all it
-/// needs, anew for each repetition.
+/// Runs the registered benchmarks with the options of Google Benchmark, and returns the program's exit status.
+int runBenchmarks(int argc, char** argv);
+
+/// Registers the benchmark of one call. For each repetition, `prepare` returns the call, a function object that owns
+/// all its data.
 template <typename Prepare>
 void add(std::string const& name, Prepare const& prepare) {
     auto* const registered = benchmark::RegisterBenchmark(name.c_str(), [prepare](benchmark::State& state) {
         auto const call = prepare();
-        call();  // Once outside: caches fill, lazy bindings are made.
+        call();  // The first call fills caches and makes lazy bindings.
         std::int64_t const before = heapAllocations();
         for ([[maybe_unused]] auto const iteration : state) {
             call();

@@ -16,34 +16,27 @@ ValueObject listOf(Elements const&... elements) {
     return list;
 }
 
-/// What rendering amounts to with a stream, as far as it is measured.
-void write(std::ostream& stream, ValueObject const& value) {
+/// Renders the values of this benchmark on a stream.
+std::ostream& operator<<(std::ostream& stream, ValueObject const& value) {
     switch (value.typeTag) {
         case VALUE_INT:
-            stream << value.scalar.intValue;
-            break;
+            return stream << value.scalar.intValue;
         case VALUE_INT64:
-            stream << value.scalar.int64Value;
-            break;
+            return stream << value.scalar.int64Value;
         case VALUE_DOUBLE:
-            stream << value.scalar.doubleValue;
-            break;
+            return stream << value.scalar.doubleValue;
         case VALUE_BOOL:
-            stream << (value.scalar.boolValue ? "TRUE" : "FALSE");
-            break;
+            return stream << (value.scalar.boolValue ? "TRUE" : "FALSE");
         case VALUE_STRING:
-            stream << value.stringValue;
-            break;
+            return stream << value.stringValue;
         case VALUE_VECTOR: {
             stream << '[';
             char const* separator = "";
             for (ValueObject const& element : value.elements) {
-                stream << separator;
-                write(stream, element);
+                stream << separator << element;
                 separator = ",";
             }
-            stream << ']';
-            break;
+            return stream << ']';
         }
         default:
             throw std::logic_error("bench: a value that is not rendered here");
@@ -52,8 +45,13 @@ void write(std::ostream& stream, ValueObject const& value) {
 
 std::string renderedByStream(ValueObject const& value) {
     std::ostringstream stream;
-    write(stream, value);
+    stream << value;
     return stream.str();
+}
+
+template <typename Render>
+void addRendering(std::string const& name, ValueObject const& value, Render render) {
+    add(name, [value, render] { return [value, render] { use(render(value).data()); }; });
 }
 
 template <typename T>
@@ -64,8 +62,7 @@ void addListConversion(std::string const& name, int count, ValueObject const& el
     add(name, [list] {
         return [list] {
             std::vector<T> const converted = list;
-            benchmark::DoNotOptimize(converted.data());
-            benchmark::ClobberMemory();
+            use(converted.data());
         };
     });
 }
@@ -86,20 +83,9 @@ void addValues() {
         if (value.convertToStringType() != renderedByStream(value)) {
             throw std::logic_error(std::string("bench: the two renderings differ for ") + kind);
         }
-        add(std::string("Render/") + kind, [value = value] {
-            return [value] {
-                auto const text = value.convertToStringType();
-                benchmark::DoNotOptimize(text.data());
-                benchmark::ClobberMemory();
-            };
-        });
-        add(std::string("RenderStringStream/") + kind, [value = value] {
-            return [value] {
-                auto const text = renderedByStream(value);
-                benchmark::DoNotOptimize(text.data());
-                benchmark::ClobberMemory();
-            };
-        });
+        addRendering(std::string("Render/") + kind, value,
+                     [](ValueObject const& rendered) { return rendered.convertToStringType(); });
+        addRendering(std::string("RenderStringStream/") + kind, value, renderedByStream);
     }
     for (int const count : {3, 100, 10000}) {
         std::string const name = "ListConversion/" + std::to_string(count);

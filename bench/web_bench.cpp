@@ -1,7 +1,6 @@
-// What a change in the television's process costs on its way to a page in a web engine, beside the least that can bring
-// it there: Google Benchmark's options. The program starts itself as the televisions.
+// Measures the time from a change in the television's process to a page in a web engine, and compares it with a minimal
+// extension of the engine. Takes Google Benchmark's options. Starts itself as the televisions.
 
-#include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -14,24 +13,20 @@
 #include <iostream>
 #include <map>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
-#include "bus_ground.h"
-#include "measure.h"
+#include "bus_fixture.h"
 
 namespace {
 
 namespace files = std::filesystem;
-using bench::COUNTS;
-using bench::Ground;
 using test::Child;
 
-/// A folder that ends with this object.
+/// A temporary folder.
 struct Folder {
     Folder() {
         if (::mkdtemp(path.data()) == nullptr) {
@@ -45,15 +40,14 @@ struct Folder {
     std::string path = files::temp_directory_path() / "nrx_web_bench_XXXXXX";
 };
 
-/// What a thread has used so far.
+/// The resources that a thread has used.
 struct Use {
-    double switches = 0;  ///< Voluntary ones.
-    double seconds = 0;   ///< Of processors.
+    double switches = 0;  ///< Voluntary context switches.
+    double seconds = 0;   ///< Processor time.
 };
-/// By the threads' identifiers.
-using Uses = std::map<std::string, Use>;
+using Uses = std::map<std::string, Use>;  ///< By the threads' identifiers.
 
-/// What the threads that were there before have used since.
+/// The sum of the resources that the threads of `before` have used since.
 Use operator-(Uses const& after, Uses const& before) {
     Use sum;
     for (auto const& [thread, use] : after) {
@@ -65,7 +59,8 @@ Use operator-(Uses const& after, Uses const& before) {
     return sum;
 }
 
-/// A browser with the extensions of a folder, and in it the page, which listens to a television of its own.
+/// A browser with the extensions of a folder and with the page, which receives the lists of the browser's own
+/// television.
 class Browser {
 public:
     explicit Browser(std::string const& extensions) {
@@ -74,7 +69,7 @@ public:
             throw std::runtime_error("no pipe for a browser");
         }
         ::setenv("XDG_RUNTIME_DIR", folder_.path.c_str(), 1);
-        ::setenv("NRX_BUS_ADDRESS", ground_.address.c_str(), 1);
+        ::setenv("NRX_BUS_ADDRESS", fixture_.address.c_str(), 1);
         ::setenv("NRX_WEB_ORIGINS", "file://", 1);
         ::setenv("NRX_BENCH_PIPE", pipe.c_str(), 1);
         cog_ = std::make_unique<Child>(
@@ -85,13 +80,13 @@ public:
     Browser& operator=(Browser const&) = delete;
     ~Browser() { ::close(pipe_); }
 
-    /// Changes the list, and waits until the page has it.
+    /// Publishes a list and waits until the page has received it.
     [[nodiscard]] bool exchange(std::size_t which, int milliseconds = 60'000) const {
-        ground_.television.write(std::string(1, static_cast<char>(which)));
+        fixture_.publish(which);
         return isMarked(milliseconds);
     }
 
-    /// Until the page listens, lists are lost; what comes later than it is waited for comes before the silence.
+    /// Publishes lists until the page receives one, and waits for late ones.
     void awaitPage() const {
         for (int tries = 0; !exchange(0, 100); ++tries) {
             if (tries == 600) {
@@ -102,7 +97,7 @@ public:
         }
     }
 
-    /// Of the web process.
+    /// The resources that the threads of the web process have used.
     [[nodiscard]] Uses uses() const {
         Uses uses;
         for (auto const& thread :
@@ -110,23 +105,15 @@ public:
             Use& use = uses[thread.path().filename()];
             std::ifstream status(thread.path() / "status");
             for (std::string word; status >> word;) {
-                if (double switches = 0; word == "voluntary_ctxt_switches:" && status >> switches) {
-                    use.switches = switches;
+                if (word == "voluntary_ctxt_switches:") {
+                    status >> use.switches;
                 }
             }
-            std::ifstream stat(thread.path() / "stat");
-            std::string fields;
-            std::getline(stat, fields);
-            std::istringstream rest(fields.substr(fields.rfind(')') + 1));
-            constexpr int BEFORE_TIMES = 11;  // Of the fields behind the name, before utime and stime.
-            std::string word;
-            for (int field = 0; field < BEFORE_TIMES; ++field) {
-                rest >> word;
+            // The first number is the processor time in nanoseconds.
+            if (!(std::ifstream(thread.path() / "schedstat") >> use.seconds)) {
+                throw std::runtime_error("no processor time of a thread");
             }
-            double user = 0;
-            double system = 0;
-            rest >> user >> system;
-            use.seconds = (user + system) / static_cast<double>(::sysconf(_SC_CLK_TCK));
+            use.seconds /= 1e9;
         }
         return uses;
     }
@@ -138,7 +125,7 @@ private:
         return ::poll(&source, 1, milliseconds) == 1 && ::read(pipe_, &byte, 1) == 1;
     }
 
-    /// The first web process among the descendants; 0 when there is none.
+    /// The first web process among the descendants; 0 if there is none.
     static pid_t webProcess(pid_t ancestor) {
         std::string const id = std::to_string(ancestor);
         std::ifstream children("/proc/" + id + "/task/" + id + "/children");
@@ -154,25 +141,18 @@ private:
     }
 
     Folder const folder_;
-    Ground const ground_;
+    bench::BusFixture const fixture_;
     int pipe_ = -1;
     std::unique_ptr<Child> cog_;
 };
 
 void addWay(char const* name, Browser const& browser, std::size_t which) {
-    auto const measure = [&browser, which](benchmark::State& state) {
-        bool isComplete = browser.exchange(which);
-        while (isComplete && state.KeepRunning()) {
-            isComplete = browser.exchange(which);
-        }
-        if (!isComplete) {
-            state.SkipWithError("a list did not come");
-        }
-    };
-    benchmark::RegisterBenchmark(bench::nameOf(name, which).c_str(), measure)->UseRealTime();
+    bench::addExchange(bench::nameOf(name, which), [&browser, which] {
+        return [&browser, which](int /*exchanges*/) { return browser.exchange(which); };
+    });
 }
 
-/// What pages use that wait for lists, in a second: with the extension, and without any.
+/// The resources that pages use in a second while they wait for lists, with the extension and without one.
 void addIdle(Browser const& with, Browser const& without) {
     auto const measure = [&](benchmark::State& state) {
         constexpr double SECONDS = 2;
@@ -190,25 +170,20 @@ void addIdle(Browser const& with, Browser const& without) {
     benchmark::RegisterBenchmark("WebIdle", measure)->Iterations(1)->UseRealTime();
 }
 
-void run(int argc, char** argv) {
-    bench::runOn(true);
+int run(int argc, char** argv) {
+    bench::runOnOneProcessor(true);
     Browser const extension("extension");
     Browser const peer("peer");
-    Browser const idle("extension");  // One that has had no lists, and no garbage of them.
+    Browser const idle("extension");  // Without the garbage of earlier lists.
     Browser const none("none");
     extension.awaitPage();
     peer.awaitPage();
-    for (std::size_t which = 0; which < COUNTS.size(); ++which) {
+    for (std::size_t which = 0; which < bench::COUNTS.size(); ++which) {
         addWay("WebRelay", extension, which);
         addWay("PeerWebRelay", peer, which);
     }
     addIdle(idle, none);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        std::exit(EXIT_FAILURE);
-    }
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    return bench::runBenchmarks(argc, argv);
 }
 
 }  // namespace
@@ -217,7 +192,7 @@ int main(int argc, char** argv) try {
     if (argc == 3 && argv[1] == std::string_view("television")) {
         bench::serveTelevision(argv[2]);
     }
-    run(argc, argv);
+    return run(argc, argv);
 } catch (std::exception const& error) {
     std::cerr << "nrx_web_bench: " << error.what() << '\n';
     return EXIT_FAILURE;

@@ -1,5 +1,5 @@
-// The least that brings a list from the bus to a page: an extension of the web engine that reads it on the main thread,
-// and calls the page's function `receive` with a frozen array.
+// A minimal extension of the web engine, which reads a list from the bus on the main thread and calls the page's
+// function `receive` with a frozen array.
 
 #include <glib-unix.h>
 #include <wpe/webkit-web-extension.h>
@@ -49,7 +49,7 @@ gboolean onReadable(gint /*descriptor*/, GIOCondition /*condition*/, gpointer /*
 }
 
 void onWindowObjectCleared(WebKitScriptWorld* world, WebKitWebPage* /*page*/, WebKitFrame* frame, gpointer /*data*/) {
-    page = webkit_frame_get_js_context_for_script_world(frame, world);  // One page, which stays.
+    page = webkit_frame_get_js_context_for_script_world(frame, world);  // The only page.
 }
 
 }  // namespace

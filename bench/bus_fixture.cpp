@@ -1,4 +1,4 @@
-#include "bus_ground.h"
+#include "bus_fixture.h"
 
 #include <poll.h>
 #include <sched.h>
@@ -12,7 +12,6 @@
 
 #include "bus/protocol/contract.h"
 #include "bus/protocol/message.h"
-#include "measure.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 
 namespace bench {
@@ -22,16 +21,14 @@ namespace {
 using orvane::model_keys::COMMAND;
 using Type = television::PlainKind<Strings>;
 
-/// The television: has the command list, and tells a new list of it for each byte that comes from standard input,
-/// which says whose place in `COUNTS` is its length.
 class Television {
 public:
-    Television() {
+    explicit Television(char const* address) {
         for (int const count : COUNTS) {
-            lists_.push_back(bench::strings(count, LENGTH));
+            lists_.push_back(strings(count, LENGTH));
         }
-        expect(bus::openBus(bus_, bus::addressFromEnvironment()));
-        expect(sd_bus_add_filter(bus_.get(), nullptr, onMessage, nullptr));
+        expect(bus::openBus(bus_, address));
+        expect(sd_bus_add_filter(bus_.get(), nullptr, handleMessage, nullptr));
         expect(sd_bus_request_name(bus_.get(), bus::SERVICE, 0));
     }
 
@@ -44,7 +41,7 @@ public:
                                 {sd_bus_get_fd(bus_.get()), static_cast<short>(sd_bus_get_events(bus_.get())), 0}};
             ::poll(sources, std::size(sources), -1);
             if (sources[0].revents != 0) {
-                tellNext();
+                publishNext();
             }
         }
     }
@@ -54,28 +51,28 @@ private:
         return result >= 0 ? result : throw std::system_error(-result, std::generic_category(), "the bus");
     }
 
-    void tellNext() {
+    void publishNext() {
         unsigned char which = 0;
         if (::read(STDIN_FILENO, &which, 1) != 1) {
-            std::exit(EXIT_SUCCESS);  // Nobody asks any more.
+            std::exit(EXIT_SUCCESS);
         }
         sd_bus_message* made = nullptr;
         expect(sd_bus_message_new_signal(bus_.get(), &made, path_.c_str(), bus::PROPERTIES_INTERFACE,
                                          "PropertiesChanged"));
         bus::Message const message(made);
         expect(sd_bus_message_append(made, "s", Type::INTERFACE));
-        expect(sd_bus_message_open_container(made, SD_BUS_TYPE_ARRAY, "{sv}"));
-        expect(sd_bus_message_open_container(made, SD_BUS_TYPE_DICT_ENTRY, "sv"));
-        expect(sd_bus_message_append(made, "s", "Value"));
-        expect(bus::appendVariant(made, Type::SIGNATURE, lists_.at(which)));
-        expect(sd_bus_message_close_container(made));
-        expect(sd_bus_message_close_container(made));
+        expect(bus::appendContainer(made, SD_BUS_TYPE_ARRAY, "{sv}", [&] {
+            return bus::appendContainer(made, SD_BUS_TYPE_DICT_ENTRY, "sv", [&] {
+                NRX_TRY(sd_bus_message_append(made, "s", "Value"));
+                return bus::appendVariant(made, Type::SIGNATURE, lists_.at(which));
+            });
+        }));
         expect(sd_bus_message_append(made, "as", 0));
         expect(sd_bus_send(bus_.get(), made, nullptr));
     }
 
-    /// Answers the one question that a client has: of which type the object is.
-    static int onMessage(sd_bus_message* message, void* /*unused*/, sd_bus_error* /*error*/) {
+    /// Answers the only call that clients make, which reads the type of the object.
+    static int handleMessage(sd_bus_message* message, void* /*unused*/, sd_bus_error* /*error*/) {
         if (sd_bus_message_is_method_call(message, bus::PROPERTIES_INTERFACE, "Get") <= 0) {
             return 0;
         }
@@ -89,20 +86,16 @@ private:
 
 }  // namespace
 
-void runOn(bool oneAlone) {
+void runOnOneProcessor(bool one) {
     cpu_set_t processors;
     CPU_ZERO(&processors);
-    std::size_t const count = oneAlone ? 1 : CPU_SETSIZE;
-    for (std::size_t processor = 0; processor < count; ++processor) {
+    for (std::size_t processor = 0; processor < (one ? 1U : CPU_SETSIZE); ++processor) {
         CPU_SET(processor, &processors);
     }
-    ::sched_setaffinity(0, sizeof processors, &processors);  // Where this one is not to be had, on any.
+    ::sched_setaffinity(0, sizeof processors, &processors);  // No restriction if processor 0 is not allowed.
 }
 
-void serveTelevision(char const* address) {
-    ::setenv("NRX_BUS_ADDRESS", address, 1);
-    Television().serve();
-}
+void serveTelevision(char const* address) { Television(address).serve(); }
 
 std::string nameOf(std::string const& way, std::size_t which) {
     return way + '/' + std::to_string(COUNTS.at(which)) + '/' + std::to_string(LENGTH);
