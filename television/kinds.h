@@ -49,6 +49,14 @@ struct PlainKind;
 NRX_PLAIN_KINDS(NRX_DESCRIBE_KIND)
 #undef NRX_DESCRIBE_KIND
 
+/// Calls `use.operator()<T>()` for the value type of each kind until a call returns true. Returns whether one did.
+template <typename Use>
+bool anyPlainKind(Use const& use) {
+#define NRX_USE(T, ...) || use.template operator()<T>()
+    return false NRX_PLAIN_KINDS(NRX_USE);
+#undef NRX_USE
+}
+
 /// Calls `make.operator()<Class>()` for the class of `Classes` that serves objects of the type. A client casts an
 /// object to the kind that its type names, so that the object must be one.
 template <typename Classes, typename Make>
