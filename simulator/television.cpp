@@ -13,6 +13,12 @@ namespace {
 Mutex currentMutex;
 std::shared_ptr<Model> currentModel NRX_GUARDED_BY(currentMutex);
 
+template <typename Field, typename T>
+void setField(Model& model, std::string const& key, Field KeyEntry::*field, T const& value) {
+    MutexLock const lock(model.mutex);
+    model.keys[key].*field = value;
+}
+
 }  // namespace
 
 std::shared_ptr<Model> Model::current() {
@@ -104,38 +110,29 @@ void Television::setRootLookup(RootLookup answer) {
 }
 
 void Television::failConnects(std::string const& key, ConnectFault fault) {
-    MutexLock const lock(model_->mutex);
-    model_->keys[key].connectFault = fault;
+    setField(*model_, key, &KeyEntry::connectFault, fault);
 }
 
 void Television::failReads(std::string const& key, ReadFault fault) {
-    MutexLock const lock(model_->mutex);
-    model_->keys[key].readFault = fault;
+    setField(*model_, key, &KeyEntry::readFault, fault);
 }
 
 void Television::failInvokes(std::string const& key, int status) {
-    MutexLock const lock(model_->mutex);
-    model_->keys[key].invokeFault = status;
+    setField(*model_, key, &KeyEntry::invokeFault, status);
 }
 
-void Television::throwFrom(std::string const& key, Call call) {
-    MutexLock const lock(model_->mutex);
-    model_->keys[key].throwing = call;
-}
+void Television::throwFrom(std::string const& key, Call call) { setField(*model_, key, &KeyEntry::throwing, call); }
 
 void Television::notifyEarly(std::string const& key, bool early) {
-    MutexLock const lock(model_->mutex);
-    model_->keys[key].notifiesEarly = early;
+    setField(*model_, key, &KeyEntry::notifiesEarly, early);
 }
 
 void Television::refuseIterators(std::string const& key, bool refuse) {
-    MutexLock const lock(model_->mutex);
-    model_->keys[key].refusesIterators = refuse;
+    setField(*model_, key, &KeyEntry::refusesIterators, refuse);
 }
 
 void Television::failDestroys(std::string const& key, int status) {
-    MutexLock const lock(model_->mutex);
-    model_->keys[key].destroyFault = status;
+    setField(*model_, key, &KeyEntry::destroyFault, status);
 }
 
 int Television::lookups() const {
