@@ -5,19 +5,19 @@
 
 #include "objbus/object_type.h"
 
-/// The television on a message bus, as the platform library nrx_bus_platform reaches it: the bus at the address in the
-/// environment variable NRX_BUS_ADDRESS, or the session's. The television is the owner of the name nrx.Television1, if
-/// it runs as this process's user or as root, or as NRX_BUS_OWNER says. A program needs these operations only to show
-/// the television; clients of the model use `frame::Process`, as everywhere.
+/// The platform library nrx_bus_platform, whose television is the owner of the name nrx.Television1 on a message bus.
+/// The bus has the address in the environment variable NRX_BUS_ADDRESS, or is the session bus. The owner must run as
+/// this process's user or as root, or as NRX_BUS_OWNER says. Clients of the model use `frame::Process` as with every
+/// platform library; the operations here serve programs that show a television.
 ///
-/// Any thread may call them, also from inside a notification, `waitUntilDelivered` excepted. Each waits a second at
-/// most for the television, and returns a status of `television::Status`.
+/// Any thread may call them, also from inside a notification, except `waitUntilDelivered`. Each waits for the
+/// television for at most a second, and returns a status of `television::Status`.
 namespace bus {
 
-/// Replaces `objects` by what is published now: the keys, and the types of their objects. Left alone on failure.
+/// Replaces `objects` by the keys that are published now, with the types of their objects. A failure changes nothing.
 __attribute__((visibility("default"))) int listObjects(std::map<std::string, objbus::ObjectTypeSpec>& objects);
 
-/// Returns when every notification has returned that the television had sent when it was asked here.
+/// Asks the television to sync, and returns when all notifications that it had sent by then were delivered here.
 __attribute__((visibility("default"))) int waitUntilDelivered();
 
 }  // namespace bus

@@ -9,15 +9,15 @@
 
 namespace bus {
 
-/// The users whose process may be the television: this process's own and root, or what NRX_BUS_OWNER names instead: one
-/// user, by name or number, or "any".
+/// The users whose processes may own the television's name: this process's own user and root, or, if NRX_BUS_OWNER is
+/// set, the user with this name or number, or "any".
 class TrustedOwner {
 public:
     /// Reads the environment.
     TrustedOwner();
 
     [[nodiscard]] bool allows(uid_t user) const;
-    /// Those users, for a line of the log.
+    /// The users as text, for a line of the log.
     [[nodiscard]] std::string text() const;
 
 private:

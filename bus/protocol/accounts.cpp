@@ -13,7 +13,7 @@ namespace bus {
 
 namespace {
 
-/// What the system's database has under the name, looked up with a function such as `getpwnam_r`.
+/// Looks the word up in the system's database, by a function such as `getpwnam_r`, unless the word is a number.
 template <typename Entry, typename Number>
 std::optional<Number> find(int (*lookUp)(char const*, Entry*, char*, std::size_t, Entry**), Number Entry::*number,
                            std::string_view word) {

@@ -9,7 +9,7 @@
 
 namespace bus {
 
-/// The number of the user, or the group, that the word names by its name or its number.
+/// The number of a user or a group that is given by its name or number; empty if there is none.
 std::optional<uid_t> findUser(std::string_view word);
 std::optional<gid_t> findGroup(std::string_view word);
 

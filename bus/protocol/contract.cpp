@@ -16,17 +16,17 @@ bool isPlain(char byte) {
     return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9');
 }
 
-/// Whether two hexadecimal digits stand at the position, which make of a "_" before them an escape.
-bool digitsAt(std::string_view text, std::size_t position) {
+/// Whether two hexadecimal digits are at the position. A "_" before them begins an escape.
+bool hasDigitsAt(std::string_view text, std::size_t position) {
     return position + 1 < text.size() && HEXADECIMAL.find(text[position]) != std::string_view::npos &&
            HEXADECIMAL.find(text[position + 1]) != std::string_view::npos;
 }
 
-std::string elementOf(std::string_view word) {
+std::string escapeElement(std::string_view word) {
     std::string element;
     for (std::size_t at = 0; at < word.size(); ++at) {
         char const byte = word[at];
-        if (isPlain(byte) || (byte == '_' && !digitsAt(word, at + 1) && word != EMPTY_ELEMENT)) {
+        if (isPlain(byte) || (byte == '_' && !hasDigitsAt(word, at + 1) && word != EMPTY_ELEMENT)) {
             element += byte;
         } else {
             auto const code = static_cast<unsigned char>(byte);
@@ -36,13 +36,13 @@ std::string elementOf(std::string_view word) {
     return element.empty() ? std::string(EMPTY_ELEMENT) : element;
 }
 
-std::string wordOf(std::string_view element) {
+std::string unescapeElement(std::string_view element) {
     std::string word;
     if (element == EMPTY_ELEMENT) {
         return word;
     }
     for (std::size_t at = 0; at < element.size(); ++at) {
-        if (element[at] == '_' && digitsAt(element, at + 1)) {
+        if (element[at] == '_' && hasDigitsAt(element, at + 1)) {
             word += static_cast<char>(HEXADECIMAL.find(element[at + 1]) * 16 + HEXADECIMAL.find(element[at + 2]));
             at += 2;
         } else {
@@ -52,13 +52,13 @@ std::string wordOf(std::string_view element) {
     return word;
 }
 
-/// The pieces between the signs, each as `change` makes it, with the other sign between them.
+/// Splits the text at the separator, converts each part, and joins the parts with the other separator.
 template <typename Change>
-std::string joined(std::string_view text, char sign, char other, Change const& change) {
+std::string convertParts(std::string_view text, char separator, char newSeparator, Change const& convert) {
     std::string result;
     for (std::size_t begin = 0; begin <= text.size();) {
-        std::size_t const end = std::min(text.find(sign, begin), text.size());
-        result += (begin == 0 ? "" : std::string(1, other)) + change(text.substr(begin, end - begin));
+        std::size_t const end = std::min(text.find(separator, begin), text.size());
+        result += (begin == 0 ? "" : std::string(1, newSeparator)) + convert(text.substr(begin, end - begin));
         begin = end + 1;
     }
     return result;
@@ -66,15 +66,18 @@ std::string joined(std::string_view text, char sign, char other, Change const& c
 
 }  // namespace
 
-std::string pathOf(std::string_view key) { return std::string(MODEL_PATH) + '/' + joined(key, '.', '/', elementOf); }
+std::string pathOf(std::string_view key) {
+    return std::string(MODEL_PATH) + '/' + convertParts(key, '.', '/', escapeElement);
+}
 
 std::optional<std::string> keyOf(std::string_view path) {
     std::string const begin = std::string(MODEL_PATH) + '/';
     if (!path.starts_with(begin)) {
         return {};
     }
-    std::string key = joined(path.substr(begin.size()), '/', '.', wordOf);
-    return pathOf(key) == path ? std::optional(std::move(key)) : std::nullopt;  // A path may be spelled as no key is.
+    std::string key = convertParts(path.substr(begin.size()), '/', '.', unescapeElement);
+    return pathOf(key) == path ? std::optional(std::move(key))
+                               : std::nullopt;  // A path may have an escape that no key needs.
 }
 
 bool isFromBus(sd_bus_message* message) {

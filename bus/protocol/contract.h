@@ -8,7 +8,7 @@
 
 #include "objbus/object_type.h"
 
-// What both sides of the bus agree on, as nrx.Television1.xml says it. Private to them.
+// The names and errors of bus/nrx.Television1.xml. Private to both sides of the bus.
 
 namespace bus {
 
@@ -33,7 +33,7 @@ constexpr char SYNC_METHOD[] = "Sync";
 
 constexpr char STATUS_ERROR[] = "nrx.Television1.Error.Status";
 
-/// The path of the model's object under a key, and back; empty for the path of none.
+/// The path of the object under a key, and the key of a path; empty for a path that no key has.
 std::string pathOf(std::string_view key);
 std::optional<std::string> keyOf(std::string_view path);
 
