@@ -364,7 +364,7 @@ TEST_F(HostileBus, ASignalOrASenderThatIsWrongIsNotHeard) {
              {ITERATOR, {ITERATOR, bus::ITERATOR_INTERFACE, "RowRead", with("s", "x")}}}) {
         signal.send(television.get(), signal.path == ITERATOR ? client : "");
         EXPECT_EQ(heardNow(),
-                  Strings{"ERROR [BUS] " + what + ": notify failed, status 124: what came is not what was agreed on"});
+                  Strings{"ERROR [BUS] " + what + ": notify failed, status 124: the message violates the interface"});
     }
 }
 
@@ -593,7 +593,7 @@ TEST_F(HostileBus, WhatTheBusDoesNotCarryIsLostAlone) {
     Strings const news = heardNow();
     EXPECT_EQ(
         std::count(news.begin(), news.end(),
-                   "ERROR [BUS] l: write failed, status 122: no answer came in time, the television may still do it"),
+                   "ERROR [BUS] l: write failed, status 122: no reply arrived in time, the television may still carry out the call"),
         1);
 }
 

@@ -15,19 +15,19 @@ char const* reasonOf(int status) {
             return "there is no television";
         case television::STATUS_NOT_PUBLISHED:
         case television::STATUS_WITHDRAWN:
-            return "the object was taken away";
+            return "the object was withdrawn";
         case television::STATUS_TOO_MANY:
-            return "this process has as many as the television lets it have";
+            return "this process has the maximum number";
         case television::STATUS_NO_BUS:
-            return "there is no bus";
+            return "the bus cannot be reached";
         case television::STATUS_NO_ANSWER:
-            return "no answer came in time, the television may still do it";
+            return "no reply arrived in time, the television may still carry out the call";
         case television::STATUS_NOT_CARRIED:
-            return "the bus does not carry it";
+            return "the bus cannot carry the content";
         case television::STATUS_NOT_UNDERSTOOD:
-            return "what came is not what was agreed on";
+            return "the message violates the interface";
         case television::STATUS_DENIED:
-            return "the bus or the television denies it";
+            return "the bus or the television denies access";
         case television::STATUS_NO_RESOURCES:
             return "this process has no memory, thread or file descriptor left";
         default:

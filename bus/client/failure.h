@@ -23,7 +23,7 @@ int runNoexcept(Body const& body) noexcept {
     try {
         body();
     } catch (...) {
-        report("memory ran out, something of the television was lost");
+        report("memory ran out, an event of the television was lost");
     }
     return 0;
 }

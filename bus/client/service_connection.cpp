@@ -175,7 +175,7 @@ void ServiceConnection::handleOwnerUser(sd_bus_message* reply) {
         setNameOwner(std::move(owner));
     } else {
         report((std::string(SERVICE) + " belongs to a process of user " + std::to_string(user) + ", expected " +
-                trusted_.text() + ": not followed")
+                trusted_.text() + ": ignored")
                    .c_str());
     }
     sendHeldCalls();
