@@ -1,28 +1,27 @@
-// An example for authors of pages: it shows all that `nrx` can do. What comes from the television is put into the page
-// as text, never as HTML. What the page sees is also written to the console.
+// An example for page authors; uses every operation of `nrx`. The page shows the television's texts as text, never as
+// HTML, and also writes the lists and results to the console.
 
 (function () {
     "use strict";
 
-    // The words of the events that can be sent, each with its values.
+    // The events that the page can send: a word and its values.
     const EVENTS = [
         ["volume", ["10", "21", "40"]],
         ["playing", ["channel 5", "channel 9", "a film"]],
         ["picture", ["calm", "sport", "cinema"]],
     ];
 
-    const MOST_ROWS = 40;
-    const MOST_WORDS = 12;
-    const MOST_CHARACTERS = 160;
-    const LOOK_AFTER = 2000;  // Milliseconds between two looks whether the television is there.
+    const MAX_ROWS = 40;
+    const MAX_WORDS = 12;
+    const MAX_CHARACTERS = 160;
+    const POLL_INTERVAL = 2000;  // Milliseconds between two checks for the television.
 
-    const NO_LIBRARY = ["The page has no object nrx.", "Put nrx.js one folder above the page."];
-
-    // What a status means, and what to do.
+    // By status: its meaning and an advice.
     const STATUSES = {
         5: ["The television has not been there since this page was opened.",
             "Switch the television on. The page goes on by itself."],
-        101: ["No television is there.", "Switch the television on, or wait until it is back. The page goes on by itself."],
+        101: ["No television is there.",
+              "Switch the television on, or wait until it is back. The page goes on by itself."],
         104: ["The television does not have this list.", "Add it to the television's data model."],
         106: ["The television took the list away.", "Wait until it publishes the list again."],
         110: ["The television does not serve the user of this browser.",
@@ -38,7 +37,7 @@
         129: ["The page was left before the answer came.", "Open the page again."],
     };
 
-    const part = (id) => document.getElementById(id);
+    const byId = (id) => document.getElementById(id);
 
     function addElement(parent, name, className, text) {
         const element = document.createElement(name);
@@ -53,23 +52,21 @@
     }
 
     function shorten(text) {
-        return text.length > MOST_CHARACTERS ? `${text.slice(0, MOST_CHARACTERS)}\u2026` : text;
+        return text.length > MAX_CHARACTERS ? `${text.slice(0, MAX_CHARACTERS)}\u2026` : text;
     }
 
-    /** As it is written at a command line: words with blanks are in quotes. */
-    function lineOf(texts) {
+    /** Formats a list like a command line, with words in quotes if necessary. */
+    function formatList(texts) {
         return texts.map((text) => (/^[\w.:-]+$/.test(text) ? text : JSON.stringify(text))).join(" ");
     }
 
-    /** A meaning and an advice. */
+    /** Returns an error's meaning and an advice. */
     function explain(error) {
         if (error.name !== "NRXError") {
             return ["The page made a mistake.", error.message];
         }
         return STATUSES[error.status] ?? ["The television refuses.", "Its documents explain the status."];
     }
-
-    // Lists
 
     function showList(type, texts) {
         const row = document.createElement("li");
@@ -80,62 +77,58 @@
         if (texts.length === 0) {
             addElement(words, "span", "none", "an empty list");
         }
-        for (const text of texts.slice(0, MOST_WORDS)) {
+        for (const text of texts.slice(0, MAX_WORDS)) {
             addElement(words, "span", "word", text === "" ? "\u201c\u201d" : shorten(text));
             words.append(" ");
         }
-        if (texts.length > MOST_WORDS) {
-            addElement(words, "span", "none", `and ${texts.length - MOST_WORDS} more`);
+        if (texts.length > MAX_WORDS) {
+            addElement(words, "span", "none", `and ${texts.length - MAX_WORDS} more`);
         }
-        part("lists-empty").hidden = true;
-        part("rows").prepend(row);
-        while (part("rows").childElementCount > MOST_ROWS) {
-            part("rows").lastElementChild.remove();
+        byId("lists-empty").hidden = true;
+        byId("rows").prepend(row);
+        if (byId("rows").childElementCount > MAX_ROWS) {
+            byId("rows").lastElementChild.remove();
         }
-        console.log(`heard ${type}: ${lineOf(texts)}`);
+        console.log(`heard ${type}: ${formatList(texts)}`);
     }
 
-    /** The service may press the keys of the remote control: the command is "key" and the key's name. */
+    /** Executes the command "key NAME". With this command the service acts as the remote control. */
     function pressKey([word, key]) {
-        if (word !== "key") {
-            return;
-        }
-        if (key === "enter") {
+        if (word === "key" && key === "enter") {
             focused().click();
-        } else {
+        } else if (word === "key") {
             moveFocus(key);
         }
     }
 
-    // Focus: an arrow key moves to the nearest button in its direction.
-
-    const buttons = () => [...document.querySelectorAll("button")];
-
     function focused() {
         const element = document.activeElement;
-        return buttons().includes(element) ? element : part("choices").querySelector("button");
+        return element?.localName === "button" ? element : document.querySelector("button");
     }
 
-    /** How far `to` is from `from` in a direction; infinite if it is not there. */
+    /** A weighted distance between two rectangles; infinite if `to` is not in the given direction from `from`. */
     function distance(from, to, direction) {
-        const aside = direction === "up" || direction === "down"
-            ? Math.max(from.left - to.right, to.left - from.right, 0)
-            : Math.max(from.top - to.bottom, to.top - from.bottom, 0);
-        const between = Math.hypot(from.left + from.right - to.left - to.right, from.top + from.bottom - to.top - to.bottom);
-        const ahead = {
-            left: from.left - to.right, right: to.left - from.right, up: from.top - to.bottom, down: to.top - from.bottom,
-        }[direction] ?? -1;
-        return ahead < 0 ? Infinity : ahead + 4 * aside + between / 100;
+        const gaps = { left: from.left - to.right, right: to.left - from.right,
+                       up: from.top - to.bottom, down: to.top - from.bottom };
+        const sideways = direction === "up" || direction === "down"
+            ? Math.max(gaps.left, gaps.right, 0) : Math.max(gaps.up, gaps.down, 0);
+        const centers = Math.hypot(from.left + from.right - to.left - to.right,
+                                   from.top + from.bottom - to.top - to.bottom);
+        return gaps[direction] >= 0 ? gaps[direction] + 4 * sideways + centers / 100 : Infinity;
     }
 
+    /** Moves the focus to the nearest button in a direction, if there is one. */
     function moveFocus(direction) {
         const from = focused();
-        const reached = buttons().filter((button) => button !== from).map((button) => [
-            distance(from.getBoundingClientRect(), button.getBoundingClientRect(), direction), button,
-        ]).filter(([far]) => far < Infinity).sort(([far], [farther]) => far - farther);
-        const [, to] = reached[0] ?? [0, from];
-        to.focus();
-        to.scrollIntoView({ block: "nearest" });
+        let [nearest, least] = [from, Infinity];
+        for (const button of document.querySelectorAll("button")) {
+            const length = distance(from.getBoundingClientRect(), button.getBoundingClientRect(), direction);
+            if (length < least) {
+                [nearest, least] = [button, length];
+            }
+        }
+        nearest.focus();
+        nearest.scrollIntoView({ block: "nearest" });
     }
 
     document.addEventListener("keydown", (event) => {
@@ -146,111 +139,103 @@
         }
     });
 
-    // What the page asks of the television
-
-    /** Shows what becomes of a request, with the state "good" or "bad" for its colour. */
-    function showResult(element, state, text) {
-        element.dataset.state = state;
-        element.textContent = text;
+    /** Shows the progress or the result of a request. The state "good" or "bad" selects the colour. */
+    function showResult(id, state, text) {
+        byId(id).dataset.state = state;
+        byId(id).textContent = text;
     }
 
     async function sendEvent(texts) {
-        const result = part("compose-result");
-        showResult(result, "", `Sending ${lineOf(texts)}`);
+        showResult("compose-result", "", `Sending ${formatList(texts)}`);
         try {
             await nrx.set("event", texts);
-            showResult(result, "good", `${timeOfDay()}  Sent: ${lineOf(texts)}`);
-            console.log(`sent event: ${lineOf(texts)}`);
+            showResult("compose-result", "good", `${timeOfDay()}  Sent: ${formatList(texts)}`);
+            console.log(`sent event: ${formatList(texts)}`);
         } catch (error) {
-            showResult(result, "bad", `Not sent. ${explain(error).join(" ")}`);
+            showResult("compose-result", "bad", `Not sent. ${explain(error).join(" ")}`);
             console.log(`not sent: ${explain(error)[0]}`);
         }
     }
 
     async function startService() {
-        const result = part("start-result");
-        showResult(result, "", "Asking the television");
+        showResult("start-result", "", "Asking the television");
         try {
-            await nrx.get("command");  // The request itself does not say that nobody is there.
+            await nrx.get("command");  // Rejects without a television; the request itself does not.
             await nrx.requestStartService();
-            showResult(result, "good", `${timeOfDay()}  The television was asked. The service reports with its first list.`);
+            const text = `${timeOfDay()}  The television was asked. The service reports with its first list.`;
+            showResult("start-result", "good", text);
             console.log("asked for the service");
         } catch (error) {
-            showResult(result, "bad", `Not asked. ${explain(error).join(" ")}`);
+            showResult("start-result", "bad", `Not asked. ${explain(error).join(" ")}`);
             console.log(`not asked: ${explain(error)[0]}`);
         }
     }
 
     async function showDevice() {
         const facts = await nrx.device();
-        for (const [id, fact] of [["model-name", facts.modelName], ["software-version", facts.softwareVersion],
-                                  ["feature-code", facts.featureCode], ["device-id", facts.deviceId]]) {
-            part(id).textContent = shorten(fact ?? "unknown");
-            part(id).classList.toggle("unknown", fact === null);
+        for (const element of document.querySelectorAll("[data-fact]")) {
+            const fact = facts[element.dataset.fact];
+            element.textContent = shorten(fact ?? "unknown");
+            element.classList.toggle("unknown", fact === null);
         }
-        console.log(`device: ${lineOf([facts.modelName ?? "unknown", facts.softwareVersion ?? "unknown"])}`);
+        console.log(`device: ${formatList([facts.modelName ?? "unknown", facts.softwareVersion ?? "unknown"])}`);
     }
 
-    // The state of the television
-
     function showState(state, text, problem = null) {
-        if (part("state").textContent !== text) {
-            part("state").dataset.state = state;
-            part("state").textContent = text;
+        if (byId("state").textContent !== text) {
+            byId("state").dataset.state = state;
+            byId("state").textContent = text;
             console.log(`${text}${problem === null ? "" : `: ${problem[0]}`}`);
         }
-        part("problem").hidden = problem === null;
-        [part("problem-meaning").textContent, part("problem-advice").textContent] = problem ?? ["", ""];
+        byId("problem").hidden = problem === null;
+        [byId("problem-meaning").textContent, byId("problem-advice").textContent] = problem ?? ["", ""];
     }
 
     async function watchTelevision() {
-        let isThere = false;
+        const connected = window.isRecorded ? ["recorded", "no television: recorded session"]
+            : ["there", "television connected"];
+        let isConnected = false;
         for (;;) {
             try {
                 await nrx.get("command");
-                if (!isThere) {
+                if (!isConnected) {
                     await showDevice();
-                    isThere = true;
+                    isConnected = true;
                 }
-                if (window.isRecorded) {
-                    showState("recorded", "no television: recorded session");
-                } else {
-                    showState("there", "television connected");
-                }
+                showState(...connected);
             } catch (error) {
-                isThere = false;
+                isConnected = false;
                 const [meaning, advice] = explain(error);
                 showState("away", "television away", [`${meaning} (Status ${error.status})`, advice]);
             }
-            await new Promise((resolve) => setTimeout(resolve, LOOK_AFTER));
+            await new Promise((resolve) => setTimeout(resolve, POLL_INTERVAL));
         }
     }
 
     function addChoices() {
         for (const [word, values] of EVENTS) {
-            addElement(part("choices"), "span", "choice-word", word);
+            addElement(byId("choices"), "span", "choice-word", word);
             for (const value of values) {
-                const button = addElement(part("choices"), "button", "choice", value);
+                const button = addElement(byId("choices"), "button", "choice", value);
                 button.type = "button";
                 button.setAttribute("aria-label", `Send ${word} ${value}`);
+                const hint = `Enter sends ${formatList([word, value])}`;
                 button.addEventListener("click", () => sendEvent([word, value]));
-                button.addEventListener("focus", () => {
-                    showResult(part("compose-result"), "", `Enter sends ${lineOf([word, value])}`);
-                });
+                button.addEventListener("focus", () => showResult("compose-result", "", hint));
                 button.addEventListener("blur", () => {
-                    if (part("compose-result").textContent.startsWith("Enter sends")) {
-                        showResult(part("compose-result"), "", "");
+                    if (byId("compose-result").textContent === hint) {
+                        showResult("compose-result", "", "");
                     }
                 });
             }
         }
-        part("start").addEventListener("click", startService);
+        byId("start").addEventListener("click", startService);
         focused().focus({ preventScroll: true });
     }
 
     addChoices();
     if (typeof nrx === "undefined") {
-        showState("away", "television away", NO_LIBRARY);
+        showState("away", "television away", ["The page has no object nrx.", "Put nrx.js one folder above the page."]);
         return;
     }
     nrx.oncommand = ({ detail }) => {
