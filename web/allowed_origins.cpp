@@ -3,30 +3,29 @@
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
+#include <utility>
 
 #include "television/report.h"
 #include "web/log.h"
 
 namespace web {
 
+using namespace std::string_view_literals;
+
 namespace {
 
 constexpr char VARIABLE[] = "NRX_WEB_ORIGINS";
 constexpr char FILE_ORIGIN[] = "file://";
 
-/// As an engine writes it: in lower case, and without the port that the scheme has anyway.
+/// Accepts the engine's spelling of an origin only: lower case, without the scheme's default port.
 bool isOrigin(std::string_view word) {
     if (word == FILE_ORIGIN) {
         return true;
     }
-    struct Scheme {
-        std::string_view begin;
-        std::string_view port;
-    };
-    for (auto const& [begin, port] : {Scheme{"http://", ":80"}, Scheme{"https://", ":443"}}) {
-        if (word.starts_with(begin)) {
-            std::string_view const host = word.substr(begin.size());
-            return !host.empty() && !host.ends_with(port) &&
+    for (auto const& [scheme, defaultPort] : {std::pair("http://"sv, ":80"sv), std::pair("https://"sv, ":443"sv)}) {
+        if (word.starts_with(scheme)) {
+            std::string_view const host = word.substr(scheme.size());
+            return !host.empty() && !host.ends_with(defaultPort) &&
                    host.find_first_of("/?#@*ABCDEFGHIJKLMNOPQRSTUVWXYZ") == std::string_view::npos;
         }
     }
@@ -55,7 +54,7 @@ AllowedOrigins AllowedOrigins::fromEnvironment() {
 }
 
 bool AllowedOrigins::allows(std::string_view protocol, std::string_view origin) const {
-    if (protocol == "file:") {  // All files are of one origin here, whatever the engine says of it.
+    if (protocol == "file:") {  // All files share one origin here; engines differ in their `self.origin`.
         origin = FILE_ORIGIN;
     } else if (protocol != "http:" && protocol != "https:") {
         return false;

@@ -6,17 +6,17 @@
 
 namespace web {
 
-/// The origins whose documents see `nrx`.
+/// The origins whose documents get `nrx`.
 class AllowedOrigins {
 public:
-    /// Those in the environment variable NRX_WEB_ORIGINS, separated by blanks: `scheme://host[:port]` with the scheme
-    /// http or https, as a document's `self.origin` has it (lower case, no default port), and `file://`. One line of
-    /// the log for each other word, and one when there is no origin.
+    /// Parses the environment variable NRX_WEB_ORIGINS, a list separated by blanks. Valid are `file://` and
+    /// `scheme://host[:port]` with the scheme http or https, written like a document's `self.origin`: in lower case,
+    /// without the default port. Logs one line for each invalid origin, and one line if no origin is valid.
     static AllowedOrigins fromEnvironment();
 
     [[nodiscard]] bool isEmpty() const { return origins_.empty(); }
 
-    /// `protocol` is the `location.protocol` of a document, `origin` its `self.origin`, which is opaque in a sandbox.
+    /// `protocol` is the document's `location.protocol`, `origin` its `self.origin`, which is opaque in a sandbox.
     [[nodiscard]] bool allows(std::string_view protocol, std::string_view origin) const;
 
 private:

@@ -32,27 +32,26 @@ int parseCall(std::string_view name, std::string_view json, FacadeWorker::Operat
         return television::STATUS_OK;
     }
     try {
-        // Half of a surrogate pair has no UTF-8, so that its escape is no JSON text here.
+        // The parser refuses the escape of half a surrogate pair, which has no UTF-8.
         auto const arguments = nlohmann::json::parse(json);
         std::optional<ListType> const type = listTypeOf(arguments.at(0).get_ref<std::string const&>());
         if (type && name == "get") {
             operation = [type = *type](Session& session) { return session.get(type); };
-            return television::STATUS_OK;
-        }
-        if (type && name == "set") {
+        } else if (type && name == "set") {
             if (isTooLarge(arguments.at(1).get<std::vector<std::string>>())) {
                 return STATUS_TOO_LARGE;
             }
-            // The call may wait long: its JSON text is smaller than many short texts.
+            // The call may wait long. The JSON text takes less memory than many short strings.
             operation = [type = *type, json = std::string(json)](Session& session) {
                 return session.set(type, nlohmann::json::parse(json).at(1).get<std::vector<std::string>>());
             };
-            return television::STATUS_OK;
+        } else {
+            return television::STATUS_NOT_SUPPORTED;
         }
     } catch (nlohmann::json::exception const&) {
         return television::STATUS_NOT_CARRIED;
     }
-    return television::STATUS_NOT_SUPPORTED;
+    return television::STATUS_OK;
 }
 
 }  // namespace web

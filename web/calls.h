@@ -6,9 +6,9 @@
 
 namespace web {
 
-/// Reads what a script calls: the operation's name ("get", "set", "device" or "requestStartService") and the JSON text
-/// of the array of its arguments. Returns 0 and sets `operation`, or a status: the list is too large, or its texts are
-/// not what a television takes.
+/// Parses a script's call: the operation's name ("get", "set", "device" or "requestStartService") and the JSON text of
+/// its argument array. Returns 0 and sets `operation`, or returns a status: the operation or the list is unknown, the
+/// list is too large, or a television does not accept the list's texts.
 int parseCall(std::string_view name, std::string_view json, FacadeWorker::Operation& operation);
 
 }  // namespace web

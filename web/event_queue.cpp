@@ -19,30 +19,29 @@ bool EventQueue::isListening(ListType type) const {
 }
 
 void EventQueue::push(ListType type, ListText const& list) {
-    bool isFirst = false;
-    bool isFirstDropped = false;
+    bool isWakeNeeded = false;
+    bool isFirstDrop = false;
     {
         television::MutexLock const lock(mutex_);
         if (isClosed_ || !isListening_.at(indexOf(type))) {
             return;
         }
-        Event event{type, list};
         bool const hadDropped = droppedCount_ > 0;
-        makeRoom(type, sizeOf(event));
-        isFirstDropped = !hadDropped && droppedCount_ > 0;
-        events_.push_back(std::move(event));
-        bytes_ += sizeOf(events_.back());
-        isFirst = !std::exchange(isWoken_, true);
+        makeRoom(type, sizeOf(list));
+        isFirstDrop = !hadDropped && droppedCount_ > 0;
+        events_.push_back({type, list});
+        bytes_ += sizeOf(list);
+        isWakeNeeded = !std::exchange(isWoken_, true);
     }
-    if (isFirstDropped) {
+    if (isFirstDrop) {
         television::report(LOG_TAG, "a page does not take its lists in time: older lists give way to newer ones");
     }
-    if (isFirst) {
+    if (isWakeNeeded) {
         try {
             wake_();
         } catch (...) {
             television::MutexLock const lock(mutex_);
-            isWoken_ = false;  // The next list tries again.
+            isWoken_ = false;  // The next push calls `wake` again.
             throw;
         }
     }
@@ -51,8 +50,8 @@ void EventQueue::push(ListType type, ListText const& list) {
 void EventQueue::makeRoom(ListType type, std::size_t size) {
     for (auto event = events_.begin(); event != events_.end() && bytes_ + size > LIMIT;) {
         if (event->type == type) {
-            assert(bytes_ >= sizeOf(*event));
-            bytes_ -= sizeOf(*event);
+            assert(bytes_ >= sizeOf(event->list));
+            bytes_ -= sizeOf(event->list);
             event = events_.erase(event);
             ++droppedCount_;
         } else {
@@ -68,7 +67,7 @@ std::optional<EventQueue::Event> EventQueue::pop() {
         if (!events_.empty()) {
             Event event = std::move(events_.front());
             events_.pop_front();
-            bytes_ -= sizeOf(event);
+            bytes_ -= sizeOf(event.list);
             return event;
         }
         isWoken_ = false;
@@ -81,16 +80,11 @@ std::optional<EventQueue::Event> EventQueue::pop() {
 }
 
 void EventQueue::close() {
-    std::deque<Event> events;  // Destroyed with the mutex unlocked.
+    std::deque<Event> events;  // Destroyed after the mutex is unlocked.
     television::MutexLock const lock(mutex_);
     isClosed_ = true;
     events_.swap(events);
     bytes_ = 0;
-}
-
-bool EventQueue::isClosed() const {
-    television::MutexLock const lock(mutex_);
-    return isClosed_;
 }
 
 }  // namespace web

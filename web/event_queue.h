@@ -13,17 +13,17 @@
 
 namespace web {
 
-/// A list as the JSON text of its array, shared by the documents that receive it.
+/// A list as the JSON text of its array. All documents that receive the list share the text.
 using ListText = std::shared_ptr<std::string const>;
 
-/// The lists that wait for one document, in the order in which they came.
+/// The lists that wait for one document, in the order of their arrival.
 ///
-/// The delivery thread pushes and the main thread pops. What waits is bounded: above the bound a list displaces the
-/// oldest lists of its type, and the newest list of each type is always kept. One line of the log says that lists are
-/// dropped, another one how many were, once none waits any more.
+/// The delivery thread pushes, the main thread pops. The queue is bounded: above the bound a new list replaces the
+/// oldest lists of its type. The newest list of each type is always kept. The log gets one line when lists are first
+/// dropped, and one line with their number when the queue is empty again.
 class EventQueue {
 public:
-    /// The bound: the bytes of the JSON texts, and `OVERHEAD` for each.
+    /// The bound for the bytes of all JSON texts plus `OVERHEAD` for each list.
     static constexpr std::size_t LIMIT = std::size_t{16} << 20U;
     static constexpr std::size_t OVERHEAD = 128;
 
@@ -32,25 +32,24 @@ public:
         ListText list;
     };
 
-    /// `wake` is called, on the thread that pushes and with no lock held, when the first list waits.
+    /// `push` calls `wake`, with no lock held, for the first list and for the first list after each empty `pop`.
     explicit EventQueue(std::function<void()> wake) : wake_(std::move(wake)) {}
 
-    /// Whether lists of the type are taken; at first none are.
+    /// Selects whether `push` accepts lists of the type. At first the queue accepts none.
     void setListening(ListType type, bool isOn);
     [[nodiscard]] bool isListening(ListType type) const;
 
     void push(ListType type, ListText const& list);
 
-    /// Nothing when no list waits; the next list to be pushed then wakes again.
+    /// Returns nothing if the queue is empty.
     std::optional<Event> pop();
 
-    /// Drops what waits, and whatever is pushed later.
+    /// Drops the waiting lists and all lists pushed later.
     void close();
-    [[nodiscard]] bool isClosed() const;
 
 private:
-    static std::size_t sizeOf(Event const& event) { return event.list->size() + OVERHEAD; }
-    /// Drops old lists of the type until a list of `size` bytes keeps the bound.
+    static std::size_t sizeOf(ListText const& list) { return list->size() + OVERHEAD; }
+    /// Drops the oldest lists of the type until a list of `size` bytes fits.
     void makeRoom(ListType type, std::size_t size) NRX_REQUIRES(mutex_);
 
     std::function<void()> const wake_;

@@ -1,4 +1,4 @@
-// The entry of the web process extension: decides which documents see `nrx`.
+// The entry point of the web process extension. Decides which documents get `nrx`.
 
 #include <wpe/webkit-web-extension.h>
 
@@ -18,26 +18,27 @@ namespace {
 
 using namespace web;
 
-/// What the process has; it is never destroyed, since pages may use it until the process ends.
+/// The state of the process. Never destroyed: pages may use the state until the process ends.
 struct Extension {
     explicit Extension(AllowedOrigins origins)
         : allowed(std::move(origins)), worker([](auto task) { runOnMainContext(std::move(task)); }) {}
 
     AllowedOrigins const allowed;
     FacadeWorker worker;
-    /// A page's scripts cannot change what is read here.
+    /// A page's scripts cannot change the objects of this script world.
     Ref<WebKitScriptWorld> const isolatedWorld{webkit_script_world_new()};
 };
 
-std::string textOf(JSCContext* context, char const* expression) {
+std::string evaluate(JSCContext* context, char const* expression) {
     Ref<JSCValue> const value(jsc_context_evaluate(context, expression, -1));
     return takeText(jsc_value_to_string(value.get()));
 }
 
-/// By the document itself: its process has had others, and its address says nothing of a sandbox.
+/// Asks the document itself. The process loads several documents, and the address does not show a sandbox.
 bool isAllowed(Extension const& extension, WebKitFrame* frame) {
     Ref<JSCContext> const context(webkit_frame_get_js_context_for_script_world(frame, extension.isolatedWorld.get()));
-    return extension.allowed.allows(textOf(context.get(), "location.protocol"), textOf(context.get(), "self.origin"));
+    return extension.allowed.allows(evaluate(context.get(), "location.protocol"),
+                                    evaluate(context.get(), "self.origin"));
 }
 
 void onWindowObjectCleared(WebKitScriptWorld* world, WebKitWebPage* /*page*/, WebKitFrame* frame, gpointer data) {
@@ -59,9 +60,8 @@ void onWindowObjectCleared(WebKitScriptWorld* world, WebKitWebPage* /*page*/, We
 extern "C" G_MODULE_EXPORT void webkit_web_extension_initialize(WebKitWebExtension* /*extension*/) {
     int const status = television::catchToStatus([] {
         if (AllowedOrigins allowed = AllowedOrigins::fromEnvironment(); !allowed.isEmpty()) {
-            auto* const extension = new Extension(std::move(allowed));
             g_signal_connect(webkit_script_world_get_default(), "window-object-cleared",
-                             G_CALLBACK(onWindowObjectCleared), extension);
+                             G_CALLBACK(onWindowObjectCleared), new Extension(std::move(allowed)));
         }
         return television::STATUS_OK;
     });

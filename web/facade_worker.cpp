@@ -16,33 +16,28 @@ FacadeWorker::~FacadeWorker() {
         television::MutexLock const lock(mutex_);
         isStopping_ = true;
     }
-    isPosted_.notify_one();
+    workAvailable_.notify_one();
     thread_.join();
 }
 
 void FacadeWorker::attach(std::shared_ptr<EventQueue> document) {
     {
         television::MutexLock const lock(mutex_);
-        documents_.push_back(document);
+        documents_.reserve(documents_.size() + 1);  // No session starts if the document cannot be added.
     }
     if (session_ == nullptr) {
-        try {
-            auto session = std::make_shared<Session>(*this);
-            post({[this, session] {
-                      if (!session->isEnded()) {
-                          current_ = session;
-                          session->start();
-                          nextConnect_ = Clock::now() + RECONNECT_PAUSE;
-                      }
-                  },
-                  nullptr});
-            session_ = std::move(session);
-        } catch (...) {
-            television::MutexLock const lock(mutex_);
-            documents_.pop_back();
-            throw;
-        }
+        auto session = std::make_shared<Session>(*this);
+        post([this, session] {
+            if (!session->isStartCancelled()) {
+                startedSession_ = session;
+                session->start();
+                nextReconnect_ = Clock::now() + RECONNECT_INTERVAL;
+            }
+        });
+        session_ = std::move(session);
     }
+    television::MutexLock const lock(mutex_);
+    documents_.push_back(std::move(document));
 }
 
 void FacadeWorker::detach(EventQueue& document) {
@@ -56,30 +51,27 @@ void FacadeWorker::detach(EventQueue& document) {
             (task.document.get() == &document ? dropped : kept).push_back(std::move(task));
         }
         tasks_.swap(kept);
-        auto const place = std::find_if(documents_.begin(), documents_.end(),
-                                        [&](auto const& attached) { return attached.get() == &document; });
-        if (place == documents_.end()) {
+        if (std::erase_if(documents_, [&](auto const& attached) { return attached.get() == &document; }) == 0) {
             return;
         }
-        documents_.erase(place);
         isLast = documents_.empty();
     }
-    dropped.clear();  // With the mutex unlocked, and before the worker may hold the last reference to the session.
+    dropped.clear();  // The tasks refer to the session. The worker thread must drop the last reference, below.
     for (ListType const type : LISTS) {
-        updateSwitch(type);
+        updateListener(type);
     }
     if (isLast) {
-        session_->end();
-        // The worker destroys the session: with this task goes the last reference.
-        post({[this, session = std::exchange(session_, nullptr)] { current_ = nullptr; }, nullptr});
+        session_->cancelStart();
+        // The task holds the last reference, so the worker destroys the session.
+        post([this, session = std::exchange(session_, nullptr)] { startedSession_ = nullptr; });
     }
 }
 
 void FacadeWorker::listen(EventQueue& document, ListType type, bool isOn) {
     document.setListening(type, isOn);
-    updateSwitch(type);
-    // A connect may be due. `updateSwitch` had the mutex, so that the worker waits or has yet to look.
-    isPosted_.notify_one();
+    updateListener(type);
+    // The list may need a connect. `updateListener` has locked the mutex since, so the worker waits or checks later.
+    workAvailable_.notify_one();
 }
 
 void FacadeWorker::call(std::shared_ptr<EventQueue const> document, Operation operation,
@@ -92,15 +84,7 @@ void FacadeWorker::call(std::shared_ptr<EventQueue const> document, Operation op
         });
         runOnMain_([done, answer = Answer{status, std::move(answer.json)}] { done(answer); });
     };
-    post({std::move(run), std::move(document)});
-}
-
-void FacadeWorker::onNRXCommandReceived(std::vector<std::string> const& parameters) {
-    distribute(ListType::COMMAND, parameters);
-}
-
-void FacadeWorker::onNRXEventReceived(std::vector<std::string> const& parameters) {
-    distribute(ListType::EVENT, parameters);
+    post(std::move(run), std::move(document));
 }
 
 void FacadeWorker::distribute(ListType type, std::vector<std::string> const& texts) noexcept {
@@ -121,21 +105,21 @@ void FacadeWorker::distribute(ListType type, std::vector<std::string> const& tex
     }
 }
 
-void FacadeWorker::updateSwitch(ListType type) {
+void FacadeWorker::updateListener(ListType type) {
     bool isOn = false;
     {
         television::MutexLock const lock(mutex_);
-        isOn = isListenedTo(type);
+        isOn = hasListener(type);
     }
     session_->setListening(type, isOn);
 }
 
-void FacadeWorker::post(Task task) {
+void FacadeWorker::post(std::function<void()> run, std::shared_ptr<EventQueue const> document) {
     {
         television::MutexLock const lock(mutex_);
-        tasks_.push_back(std::move(task));
+        tasks_.push_back({std::move(run), std::move(document)});
     }
-    isPosted_.notify_one();
+    workAvailable_.notify_one();
 }
 
 void FacadeWorker::run() {
@@ -146,50 +130,44 @@ void FacadeWorker::run() {
                 Task const task = std::move(tasks_.front());
                 tasks_.pop_front();
                 lock.unlock();
-                television::catchToStatus([&] {
-                    task.run();
-                    return television::STATUS_OK;
-                });
+                television::catchToStatus([&] { return task.run(), television::STATUS_OK; });
             }
             lock.lock();
-        } else if (!isConnectDue()) {
-            lock.wait(isPosted_);
-        } else if (Clock::now() < nextConnect_) {
-            lock.waitUntil(isPosted_, nextConnect_);
+        } else if (!isReconnectNeeded()) {
+            lock.wait(workAvailable_);
+        } else if (Clock::now() < nextReconnect_) {
+            lock.waitUntil(workAvailable_, nextReconnect_);
         } else {
             lock.unlock();
-            connectMissing();
-            nextConnect_ = Clock::now() + RECONNECT_PAUSE;
+            reconnectLists();
+            nextReconnect_ = Clock::now() + RECONNECT_INTERVAL;
             lock.lock();
         }
     }
     lock.unlock();
-    current_ = nullptr;
+    startedSession_ = nullptr;
     session_ = nullptr;
 }
 
-bool FacadeWorker::isListenedTo(ListType type) const {
+bool FacadeWorker::hasListener(ListType type) const {
     return std::any_of(documents_.begin(), documents_.end(),
                        [&](auto const& document) { return document->isListening(type); });
 }
 
-bool FacadeWorker::isConnectDue() {
-    bool isDue = false;
+bool FacadeWorker::isReconnectNeeded() {
     for (ListType const type : LISTS) {
-        isDue = isDue || (current_ != nullptr && !current_->list(type).isConnected() && isListenedTo(type));
+        if (startedSession_ != nullptr && !startedSession_->list(type).isConnected() && hasListener(type)) {
+            return true;
+        }
     }
-    return isDue;
+    return false;
 }
 
-void FacadeWorker::connectMissing() noexcept {
+void FacadeWorker::reconnectLists() noexcept {
     for (ListType const type : LISTS) {
-        ListAccess& list = current_->list(type);
-        television::catchToStatus([&] {
-            if (!list.isConnected()) {
-                list.connectOnce();
-            }
-            return television::STATUS_OK;
-        });
+        if (ListAccess& list = startedSession_->list(type); !list.isConnected()) {
+            list.connectOnce();
+        }
     }
 }
 

@@ -17,67 +17,71 @@
 
 namespace web {
 
-/// Uses the facade for the documents of a process, on a thread of its own: the calls, in their order, and the connects.
+/// Makes the calls and the connects of all documents of the process, in order, on one worker thread.
 ///
-/// The main thread calls the public operations; none waits. The delivery thread hands the lists to the queues of the
-/// documents that listen. A list that is not connected while a document listens is connected again every second.
+/// The main thread calls the public operations; none blocks. The delivery thread pushes each list to the queues of the
+/// documents that listen. While a document listens to a list that is not connected, the worker tries to connect the
+/// list every second.
 class FacadeWorker : public orvane::NRXModelAccessClient {
 public:
-    /// Hands a task to the main thread, from any thread.
+    /// Posts a task to the main thread, from any thread.
     using Executor = std::function<void(std::function<void()> task)>;
-    /// What the worker thread does for a call.
+    /// The part of a call that runs on the worker thread.
     using Operation = std::function<Answer(Session&)>;
 
-    /// Starts the thread. Throws `std::system_error` if the system has no room for one.
+    /// Starts the thread. Throws `std::system_error` if the system cannot create a thread.
     explicit FacadeWorker(Executor runOnMain);
     FacadeWorker(FacadeWorker const&) = delete;
     FacadeWorker& operator=(FacadeWorker const&) = delete;
-    /// Returns when the session is destroyed. What waited is not done.
+    /// Destroys the session and joins the thread. Drops the calls that the worker has not started.
     virtual ~FacadeWorker();
 
-    /// A document uses the facade from now on. The first one begins a session.
+    /// Registers a document. The first document starts a session.
     void attach(std::shared_ptr<EventQueue> document);
-    /// Closes the queue and drops the calls that the worker has not begun for the document. After the last document the
-    /// session ends.
+    /// Closes the queue and drops the document's calls that the worker has not started. The last document ends the
+    /// session.
     void detach(EventQueue& document);
-    /// Once it has returned, every list that comes reaches the queue, or none does.
+    /// Starts or stops listening to the lists of a type. The change applies to every list that arrives after the
+    /// return.
     void listen(EventQueue& document, ListType type, bool isOn);
-    /// `done` is called with the answer on the main thread, unless the document is detached before.
+    /// Runs the operation on the worker thread, then `done` on the main thread with the operation's answer.
     void call(std::shared_ptr<EventQueue const> document, Operation operation, std::function<void(Answer)> done);
 
 private:
     using Clock = std::chrono::steady_clock;
-    static constexpr std::chrono::seconds RECONNECT_PAUSE{1};
+    static constexpr std::chrono::seconds RECONNECT_INTERVAL{1};
 
-    void onNRXCommandReceived(std::vector<std::string> const& parameters) override;
-    void onNRXEventReceived(std::vector<std::string> const& parameters) override;
+    void onNRXCommandReceived(std::vector<std::string> const& texts) override { distribute(ListType::COMMAND, texts); }
+    void onNRXEventReceived(std::vector<std::string> const& texts) override { distribute(ListType::EVENT, texts); }
+    /// Pushes a list to the documents that listen.
     void distribute(ListType type, std::vector<std::string> const& texts) noexcept;
 
-    /// What the worker thread does, and the document that it is done for, if any.
+    /// Work for the worker thread; for a document's call with the document.
     struct Task {
         std::function<void()> run;
         std::shared_ptr<EventQueue const> document;
     };
-    void post(Task task);
+    void post(std::function<void()> run, std::shared_ptr<EventQueue const> document = nullptr);
     void run();
-    void updateSwitch(ListType type);
-    [[nodiscard]] bool isListenedTo(ListType type) const NRX_REQUIRES(mutex_);
+    /// Starts or stops the facade's listener of the type.
+    void updateListener(ListType type);
+    [[nodiscard]] bool hasListener(ListType type) const NRX_REQUIRES(mutex_);
     /// Whether a document listens to a list that is not connected.
-    [[nodiscard]] bool isConnectDue() NRX_REQUIRES(mutex_);
-    void connectMissing() noexcept;
+    [[nodiscard]] bool isReconnectNeeded() NRX_REQUIRES(mutex_);
+    void reconnectLists() noexcept;
 
     Executor const runOnMain_;
-    std::shared_ptr<Session> session_;  // The main thread's; null without a document.
-    std::shared_ptr<Session> current_;  // The worker's: once it was started.
-    Clock::time_point nextConnect_;     // The worker's.
+    std::shared_ptr<Session> session_;         // Main thread only; null while no document is attached.
+    std::shared_ptr<Session> startedSession_;  // Worker thread only.
+    Clock::time_point nextReconnect_;          // Worker thread only.
 
     television::Mutex mutex_;
-    std::condition_variable isPosted_;
+    std::condition_variable workAvailable_;
     std::deque<Task> tasks_ NRX_GUARDED_BY(mutex_);
     std::vector<std::shared_ptr<EventQueue>> documents_ NRX_GUARDED_BY(mutex_);
     bool isStopping_ NRX_GUARDED_BY(mutex_) = false;
 
-    std::thread thread_;  // The last, so that the others are there when it starts.
+    std::thread thread_;  // The last member, because the thread uses the others.
 };
 
 }  // namespace web

@@ -7,18 +7,18 @@
 
 namespace web {
 
-/// The lists of the facade.
+/// The facade's lists.
 enum class ListType : std::size_t { COMMAND, EVENT };
 
 inline constexpr std::array LISTS = {ListType::COMMAND, ListType::EVENT};
 
-/// What pages call them, by type.
+/// The names that pages use, by type.
 inline constexpr std::array<char const*, LISTS.size()> LIST_NAMES = {"command", "event"};
 
 template <typename T>
 using PerList = std::array<T, LISTS.size()>;
 
-/// Its place in a `PerList`.
+/// The type's index in a `PerList`.
 constexpr std::size_t indexOf(ListType type) { return static_cast<std::size_t>(type); }
 
 constexpr std::optional<ListType> listTypeOf(std::string_view name) {

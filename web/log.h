@@ -2,7 +2,7 @@
 
 namespace web {
 
-/// The extension's lines in the television's log bear it.
+/// The tag of the extension's lines in the television's log.
 inline constexpr char LOG_TAG[] = "WEB";
 
 }  // namespace web

@@ -1,20 +1,20 @@
-// The object `nrx` of pages on a television, for authors in TypeScript.
+// Types of the object `nrx`, for pages written in TypeScript.
 
-/** What `addEventListener` hands over: a list that came, in the order of the lists. */
+/** The event of a received list. `detail` has the list's texts; events arrive in the order of the lists. */
 type NRXListEvent = CustomEvent<readonly string[]>;
 
 type NRXList = "command" | "event";
 
 type NRXListener = ((this: NRX, event: NRXListEvent) => unknown) | { handleEvent(event: NRXListEvent): unknown };
 
-/** What `get`, `set` and the bounds reject with. */
+/** The reason of rejected calls. */
 interface NRXError extends Error {
     readonly name: "NRXError";
-    /** The television's, or 127: the list is too large, 128: too many calls wait, 129: the page is gone. */
+    /** The television's status, or 127: the list is too large, 128: too many calls wait, 129: the page was left. */
     readonly status: number;
 }
 
-/** Facts about the television; `null` where one cannot be read. */
+/** Facts about the television. A fact that cannot be read is `null`. */
 interface NRXDevice {
     softwareVersion: string | null;
     modelName: string | null;
@@ -36,13 +36,13 @@ interface NRX extends EventTarget {
     readonly get: (list: NRXList) => Promise<string[]>;
     /** Writes a list of at most 1 MiB. Rejects with an `NRXError`. */
     readonly set: (list: NRXList, texts: readonly string[]) => Promise<void>;
-    /** Reads the facts about the television anew. */
+    /** Reads the facts about the television; never returns cached facts. */
     readonly device: () => Promise<NRXDevice>;
-    /** Asks the television to start the NRX service; resolves when it was asked, whatever becomes of it. */
+    /** Asks the television to start the NRX service. Resolves after the request, whatever the television's reply. */
     readonly requestStartService: () => Promise<void>;
 }
 
-/** There only in the main documents of the origins that the television allows. */
+/** Exists only in the main documents of the origins that the television allows. */
 declare const nrx: NRX;
 
 interface Window {

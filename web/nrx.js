@@ -1,22 +1,23 @@
 /**
- * Gives this document the object `nrx`. Runs before the first script of the document.
+ * Defines the object `nrx` in this document, before the document's first script.
  *
  * `native` connects the document with the television:
- *   attach(receiveList, updateLists, receiveAnswer)
- *                                       keeps the functions and calls them until `detach`; returns a status;
- *   detach()                            releases them, stops both lists and drops what waits;
- *   listen(type, isOn)                  starts or stops the lists of one type;
- *   call(operation, id, json)           returns 0 and answers later under `id`, or returns a status.
- * `receiveList(type, json)` takes the JSON text of a list; when it returns true, `updateLists()` is called after the
- * page's microtasks. `receiveAnswer(id, status, json)` takes the JSON text of a value, or an empty text.
+ *   attach(receiver)           calls the functions of `receiver` until `detach`; returns a status;
+ *   detach()                   releases `receiver`, stops both lists, drops waiting lists and calls;
+ *   listen(type, isOn)         starts or stops the lists of one type;
+ *   call(operation, id, json)  returns 0 and sends an answer with this `id` later, or returns another status.
+ * `receiver` has three functions:
+ *   receiveList(type, json)          takes a list's JSON text; returns whether to call `updateListening`;
+ *   updateListening()                stops lists without listeners; to be called after the page's microtasks;
+ *   receiveAnswer(id, status, json)  takes the JSON text of a call's value, or an empty text.
  */
 function installNrx(native) {
     "use strict";
 
     const TYPES = ["command", "event"];
-    const STATUS_PAGE_GONE = 129;
+    const STATUS_PAGE_HIDDEN = 129;
 
-    // What a library of the page may replace later.
+    // A library of the page may replace these functions later.
     const { CustomEvent } = globalThis;
     const { parse, stringify } = JSON;
     const { apply } = Reflect;
@@ -31,11 +32,11 @@ function installNrx(native) {
     let isConstructing = false;
     let isShown = true;
     let isAttached = false;
-    let isReceiving = false;  // A list is being received: what its listeners switch off is switched off after them.
+    let isStopDeferred = false;  // While a list is dispatched, `native` keeps listening to a type without listeners.
     let lastId = 0;
     const pendingCalls = new Map();  // By identifier.
-    const listeners = new Map();     // By type: what `addEventListener` was called with.
-    const listening = new Set();     // The types that the native part was asked for.
+    const listeners = { command: [], event: [] };       // By type: entries with the arguments of `addEventListener`.
+    const isActive = { command: false, event: false };  // Whether `native` listens to the type.
 
     class NRXError extends Error {
         constructor(status) {
@@ -45,23 +46,21 @@ function installNrx(native) {
     }
     Object.defineProperty(NRXError.prototype, "name", { value: "NRXError", writable: true, configurable: true });
 
-    /** Attaches at the first use, so that a document without one costs nothing. Returns a status. */
+    /** Attaches on first use, so that a document that does not use `nrx` costs nothing. Returns a status. */
     function attach() {
         if (!isShown) {
-            return STATUS_PAGE_GONE;
+            return STATUS_PAGE_HIDDEN;
         }
-        if (isAttached) {
-            return 0;
-        }
-        const status = native.attach(receiveList, updateLists, receiveAnswer);
+        const status = isAttached ? 0 : native.attach({ receiveList, updateListening, receiveAnswer });
         isAttached = status === 0;
         return status;
     }
 
     function detach() {
         isAttached = false;
-        isReceiving = false;
-        listening.clear();
+        isStopDeferred = false;
+        isActive.command = false;
+        isActive.event = false;
         native.detach();
     }
 
@@ -76,55 +75,50 @@ function installNrx(native) {
         }
         isShown = false;
         detach();
-        const calls = [...pendingCalls.values()];
-        pendingCalls.clear();
-        for (const { reject } of calls) {
-            reject(new NRXError(STATUS_PAGE_GONE));
+        for (const { reject } of pendingCalls.values()) {
+            reject(new NRXError(STATUS_PAGE_HIDDEN));
         }
+        pendingCalls.clear();
     }
 
     function onPageShow(event) {
         if (event.isTrusted && event.persisted) {
             isShown = true;
-            updateLists();
+            updateListening();
         }
     }
 
-    function updateListening(type) {
-        const isOn = listeners.get(type).length > 0;
-        if (isOn === listening.has(type) || (!isOn && isReceiving) || attach() !== 0) {
+    function updateListeningTo(type) {
+        const isOn = listeners[type].length > 0;
+        if (isOn === isActive[type] || (!isOn && isStopDeferred) || attach() !== 0) {
             return;
         }
-        if (isOn) {
-            listening.add(type);
-        } else {
-            listening.delete(type);
-        }
+        isActive[type] = isOn;
         native.listen(type, isOn);
     }
 
-    function updateLists() {
-        isReceiving = false;
-        TYPES.forEach(updateListening);
+    function updateListening() {
+        isStopDeferred = false;
+        TYPES.forEach(updateListeningTo);
     }
 
     function receiveList(type, json) {
-        // An "abort" listener of the page may have kept the event from ours.
-        for (const entry of listeners.get(type).filter(({ signal }) => signal?.aborted)) {
+        // The page's own "abort" listener may have stopped the event before the entry's listener.
+        for (const entry of listeners[type].filter(({ signal }) => signal?.aborted)) {
             removeEntry(entry);
         }
-        // A page that waits for one list after the other has no listener between two of them.
-        isReceiving = true;
+        // A page that awaits one list after another has no listener between two lists.
+        isStopDeferred = true;
         const detail = Object.freeze(parse(json));
         apply(dispatchEvent, nrx, [new CustomEvent(type, { __proto__: null, detail })]);
-        isReceiving = TYPES.some((each) => listening.has(each) && listeners.get(each).length === 0);
-        return isReceiving;
+        isStopDeferred = TYPES.some((each) => isActive[each] && listeners[each].length === 0);
+        return isStopDeferred;
     }
 
     function receiveAnswer(id, status, json) {
         const call = pendingCalls.get(id);
         if (call === undefined) {
-            return;  // It was rejected when the page was hidden.
+            return;  // `onPageHide` has rejected the call.
         }
         pendingCalls.delete(id);
         if (status === 0) {
@@ -137,7 +131,7 @@ function installNrx(native) {
     function call(operation, ...values) {
         return new Promise((resolve, reject) => {
             const id = ++lastId;
-            // Without a prototype, so that no `toJSON` of the page is called.
+            // Without a prototype, the array inherits no `toJSON` of the page.
             const json = stringify(Object.setPrototypeOf(values, null));
             const status = attach() || native.call(operation, id, json);
             if (status === 0) {
@@ -148,14 +142,17 @@ function installNrx(native) {
         });
     }
 
+    function findEntry({ type, callback, capture }) {
+        return listeners[type].find((entry) => entry.callback === callback && entry.capture === capture);
+    }
+
     function addEntry(entry) {
-        const entries = listeners.get(entry.type);
-        if (entries.some(({ callback, capture }) => callback === entry.callback && capture === entry.capture)) {
+        if (findEntry(entry) !== undefined) {
             return;
         }
         const { type, callback, capture, once, passive, signal } = entry;
-        // The listener that the browser calls; it must know when a listener for one event is gone.
-        entry.listener = function (event) {
+        // The browser calls this wrapper. The wrapper also removes the entry of a listener for one event.
+        entry.wrapper = function (event) {
             if (once) {
                 removeEntry(entry);
             }
@@ -165,39 +162,35 @@ function installNrx(native) {
                 callback.handleEvent(event);
             }
         };
-        const options = { __proto__: null, capture, once, passive };
-        apply(addEventListener, nrx, [type, entry.listener, signal === undefined ? options : { ...options, signal }]);
+        apply(addEventListener, nrx, [type, entry.wrapper, { __proto__: null, capture, once, passive, signal }]);
         if (signal?.aborted) {
             return;
         }
         if (signal !== undefined) {
-            entry.abort = () => removeEntry(entry);
-            apply(addEventListener, signal, ["abort", entry.abort]);
+            entry.onAbort = () => removeEntry(entry);
+            apply(addEventListener, signal, ["abort", entry.onAbort]);
         }
-        entries.push(entry);
-        updateListening(type);
+        listeners[type].push(entry);
+        updateListeningTo(type);
     }
 
     function removeEntry(entry) {
-        const entries = listeners.get(entry.type);
+        const entries = listeners[entry.type];
         const index = entries.indexOf(entry);
         if (index < 0) {
             return;
         }
         entries.splice(index, 1);
-        apply(removeEventListener, nrx, [entry.type, entry.listener, entry.capture]);
+        apply(removeEventListener, nrx, [entry.type, entry.wrapper, entry.capture]);
         if (entry.signal !== undefined) {
-            apply(removeEventListener, entry.signal, ["abort", entry.abort]);
+            apply(removeEventListener, entry.signal, ["abort", entry.onAbort]);
         }
-        updateListening(entry.type);
+        updateListeningTo(entry.type);
     }
 
-    /** The members of `options` in the order in which a browser reads them. */
     function readOptions(options) {
-        if (!isObject(options)) {
-            return { capture: Boolean(options), once: false };
-        }
-        const { capture, once, passive, signal } = options;
+        // A browser reads the members in this order, too.
+        const { capture, once, passive, signal } = isObject(options) ? options : { __proto__: null, capture: options };
         return { capture: Boolean(capture), once: Boolean(once), passive, signal };
     }
 
@@ -205,23 +198,22 @@ function installNrx(native) {
         return (typeof value === "object" && value !== null) || typeof value === "function";
     }
 
-    /** The event handler attribute of a type. A handler keeps the place of the one that it replaces. */
+    /** The event handler attribute of a type. A new handler keeps the old handler's place among the listeners. */
     function makeHandler(type) {
         let handler = null;
-        let entry = null;
+        function callback(event) {
+            if (typeof handler === "function" && apply(handler, nrx, [event]) === false) {
+                event.preventDefault();
+            }
+        }
+        const entry = { type, callback, capture: false, once: false };
         return {
             get: () => handler,
             set(value) {
                 handler = isObject(value) ? value : null;
-                if (handler === null && entry !== null) {
+                if (handler === null) {
                     removeEntry(entry);
-                    entry = null;
-                } else if (handler !== null && entry === null) {
-                    entry = { type, capture: false, once: false, callback(event) {
-                        if (typeof handler === "function" && apply(handler, nrx, [event]) === false) {
-                            event.preventDefault();
-                        }
-                    } };
+                } else {
                     addEntry(entry);
                 }
             },
@@ -251,7 +243,7 @@ function installNrx(native) {
         }
 
         addEventListener(type, callback, options = undefined) {
-            this.#handlers;  // Of `nrx` alone: a TypeError otherwise.
+            this.#handlers;  // Throws a TypeError unless `this` is `nrx`.
             checkListener(arguments, "addEventListener");
             if (!TYPES.includes(type)) {
                 apply(addEventListener, this, [type, callback, options]);
@@ -267,30 +259,18 @@ function installNrx(native) {
                 apply(removeEventListener, this, [type, callback, options]);
                 return;
             }
-            const { capture } = readOptions(options);
-            const entry = listeners.get(type).find((added) => added.callback === callback && added.capture === capture);
+            const entry = findEntry({ type, callback, ...readOptions(options) });
             if (entry !== undefined) {
                 removeEntry(entry);
             }
         }
 
-        get oncommand() {
-            return this.#handlers.command.get();
-        }
+        get oncommand() { return this.#handlers.command.get(); }
+        set oncommand(handler) { this.#handlers.command.set(handler); }
+        get onevent() { return this.#handlers.event.get(); }
+        set onevent(handler) { this.#handlers.event.set(handler); }
 
-        set oncommand(handler) {
-            this.#handlers.command.set(handler);
-        }
-
-        get onevent() {
-            return this.#handlers.event.get();
-        }
-
-        set onevent(handler) {
-            this.#handlers.event.set(handler);
-        }
-
-        // The asynchronous ones reject, also where another object or a wrong argument is the reason.
+        // The asynchronous methods never throw: a wrong `this` and a wrong argument reject, too.
 
         async get(list) {
             this.#handlers;
@@ -326,15 +306,14 @@ function installNrx(native) {
         }
     }
     Object.defineProperty(NRX.prototype, Symbol.toStringTag, { value: "NRX" });
-    TYPES.forEach((type) => listeners.set(type, []));
 
     isConstructing = true;
     const nrx = new NRX();
     isConstructing = false;
     [NRX, NRX.prototype, nrx].forEach(Object.freeze);
-    // A script of the page may declare a variable of this name.
+    // Configurable, so that a script of the page may declare a variable of this name.
     Object.defineProperty(globalThis, "nrx", { value: nrx, enumerable: true, configurable: true });
     watchPage();
-    // `document.open` removes all listeners. One that is there is not added twice.
+    // `document.open` removes all listeners. `watchPage` never adds a listener twice.
     new MutationObserver(watchPage).observe(document, { childList: true });
 }

@@ -17,16 +17,15 @@ using television::STATUS_OK;
 
 namespace {
 
-/// After so many lists the page does what else is due: its timers, messages and answers of the network.
-constexpr int LISTS_AT_ONCE = 64;
-constexpr int BEHIND_TIMERS = G_PRIORITY_DEFAULT + 20;
+/// The page's timers, messages and network replies run after this number of lists.
+constexpr int MAX_LISTS_PER_TURN = 64;
+constexpr int PRIORITY_BELOW_TIMERS = G_PRIORITY_DEFAULT + 20;
 
-/// The native functions know their binding by this. The script engine destroys it with the function.
+/// The data of each native function. The script engine deletes the data with the function.
 using Owner = std::shared_ptr<ScriptBinding>;
 ScriptBinding& bindingOf(gpointer owner) { return **static_cast<Owner*>(owner); }
-void destroyOwner(gpointer owner) { std::default_delete<Owner>()(static_cast<Owner*>(owner)); }
 
-/// What the script did not catch is an error of the script's own.
+/// Logs an exception that nrx.js did not catch.
 void reportException(JSCContext* context) {
     if (JSCException* const exception = jsc_context_get_exception(context)) {
         television::report(LOG_TAG, takeText(jsc_exception_report(exception)).c_str());
@@ -41,15 +40,14 @@ std::weak_ptr<ScriptBinding> ScriptBinding::install(JSCContext* context, FacadeW
     Ref<JSCValue> const native(jsc_value_new_object(context, nullptr, nullptr));
     auto const add = [&](char const* name, GCallback callback, GType result, std::vector<GType> types) {
         Ref<JSCValue> const function(
-            jsc_value_new_functionv(context, name, callback, std::make_unique<Owner>(binding).release(), destroyOwner,
+            jsc_value_new_functionv(context, name, callback, std::make_unique<Owner>(binding).release(), destroy<Owner>,
                                     result, static_cast<unsigned int>(types.size()), types.data()));
         jsc_value_object_set_property(native.get(), name, function.get());
     };
-    add("attach",
-        G_CALLBACK(+[](JSCValue* receiveList, JSCValue* updateLists, JSCValue* receiveAnswer, gpointer owner) {
-            return catchToStatus([&] { return bindingOf(owner).attach(receiveList, updateLists, receiveAnswer); });
+    add("attach", G_CALLBACK(+[](JSCValue* receiver, gpointer owner) {
+            return catchToStatus([&] { return bindingOf(owner).attach(receiver); });
         }),
-        G_TYPE_INT, {JSC_TYPE_VALUE, JSC_TYPE_VALUE, JSC_TYPE_VALUE});
+        G_TYPE_INT, {JSC_TYPE_VALUE});
     add("detach",
         G_CALLBACK(+[](gpointer owner) { catchToStatus([&] { return bindingOf(owner).detach(), STATUS_OK; }); }),
         G_TYPE_NONE, {});
@@ -68,29 +66,25 @@ std::weak_ptr<ScriptBinding> ScriptBinding::install(JSCContext* context, FacadeW
     return binding;
 }
 
-int ScriptBinding::attach(JSCValue* receiveList, JSCValue* updateLists, JSCValue* receiveAnswer) {
+int ScriptBinding::attach(JSCValue* receiver) {
     detach();
     auto queue = std::make_shared<EventQueue>([binding = weak_from_this()] {
         runOnMainContext([binding] {
             if (auto const self = binding.lock()) {
-                self->deliver();
+                self->deliverLists();
             }
         });
     });
     worker_.attach(queue);
     queue_ = std::move(queue);
-    receiveList_ = addRef(receiveList);
-    updateLists_ = addRef(updateLists);
-    receiveAnswer_ = addRef(receiveAnswer);
+    receiver_ = addRef(receiver);
     pendingCalls_ = 0;
     return STATUS_OK;
 }
 
 void ScriptBinding::detach() {
     if (queue_ != nullptr) {
-        receiveList_ = nullptr;
-        updateLists_ = nullptr;
-        receiveAnswer_ = nullptr;
+        receiver_ = nullptr;
         worker_.detach(*std::exchange(queue_, nullptr));
     }
 }
@@ -103,7 +97,7 @@ void ScriptBinding::listen(char const* name, bool isOn) {
 
 int ScriptBinding::call(char const* name, double id, char const* json) {
     if (queue_ == nullptr) {
-        return STATUS_PAGE_GONE;
+        return STATUS_PAGE_HIDDEN;
     }
     if (pendingCalls_ >= MOST_CALLS) {
         return STATUS_TOO_MANY_CALLS;
@@ -115,37 +109,37 @@ int ScriptBinding::call(char const* name, double id, char const* json) {
     worker_.call(queue_, std::move(operation), [binding = weak_from_this(), queue = queue_, id](Answer const& answer) {
         if (auto const self = binding.lock(); self != nullptr && self->queue_ == queue) {
             --self->pendingCalls_;
-            self->answer(id, answer);
+            self->sendAnswer(id, answer);
         }
     });
     ++pendingCalls_;
     return STATUS_OK;
 }
 
-void ScriptBinding::deliver() {
-    for (int count = 0; count < LISTS_AT_ONCE; ++count) {
+void ScriptBinding::deliverLists() {
+    for (int count = 0; count < MAX_LISTS_PER_TURN; ++count) {
         auto const event = queue_ == nullptr ? std::nullopt : queue_->pop();
         if (!event) {
             return;
         }
-        Ref<JSCValue> const receive = addRef(receiveList_.get());  // The script may detach.
-        Ref<JSCValue> const update = addRef(updateLists_.get());
-        Ref<JSCValue> const isUpdateDue(jsc_value_function_call(receive.get(), G_TYPE_STRING,
-                                                                LIST_NAMES.at(indexOf(event->type)), G_TYPE_STRING,
-                                                                event->list->c_str(), G_TYPE_NONE));
+        Ref<JSCValue> const receiver = addRef(receiver_.get());  // The script may detach.
+        Ref<JSCValue> const isUpdateDue(jsc_value_object_invoke_method(
+            receiver.get(), "receiveList", G_TYPE_STRING, LIST_NAMES.at(indexOf(event->type)), G_TYPE_STRING,
+            event->list->c_str(), G_TYPE_NONE));
         if (jsc_value_to_boolean(isUpdateDue.get()) != FALSE) {
-            Ref<JSCValue> const result(jsc_value_function_call(update.get(), G_TYPE_NONE));
+            Ref<JSCValue> const result(jsc_value_object_invoke_method(receiver.get(), "updateListening", G_TYPE_NONE));
         }
-        reportException(jsc_value_get_context(receive.get()));
+        reportException(jsc_value_get_context(receiver.get()));
     }
-    runOnMainContext([self = shared_from_this()] { self->deliver(); }, BEHIND_TIMERS);
+    runOnMainContext([self = shared_from_this()] { self->deliverLists(); }, PRIORITY_BELOW_TIMERS);
 }
 
-void ScriptBinding::answer(double id, Answer const& answer) {
-    Ref<JSCValue> const receive = addRef(receiveAnswer_.get());
-    Ref<JSCValue> const result(jsc_value_function_call(receive.get(), G_TYPE_DOUBLE, id, G_TYPE_INT, answer.status,
-                                                       G_TYPE_STRING, answer.json.c_str(), G_TYPE_NONE));
-    reportException(jsc_value_get_context(receive.get()));
+void ScriptBinding::sendAnswer(double id, Answer const& answer) {
+    Ref<JSCValue> const receiver = addRef(receiver_.get());
+    Ref<JSCValue> const result(jsc_value_object_invoke_method(receiver.get(), "receiveAnswer", G_TYPE_DOUBLE, id,
+                                                              G_TYPE_INT, answer.status, G_TYPE_STRING,
+                                                              answer.json.c_str(), G_TYPE_NONE));
+    reportException(jsc_value_get_context(receiver.get()));
 }
 
 }  // namespace web

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
+#include "television/catch_to_status.h"
 
 namespace web {
 
@@ -12,13 +13,13 @@ namespace model_keys = orvane::model_keys;
 
 namespace {
 
-std::string textOf(nlohmann::json const& value) {
+std::string toJson(nlohmann::json const& value) {
     return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 }  // namespace
 
-std::string jsonOf(std::vector<std::string> const& texts) { return textOf(texts); }
+std::string jsonOf(std::vector<std::string> const& texts) { return toJson(texts); }
 
 int ListAccess::setValue(std::vector<std::string> const& texts) {
     if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
@@ -28,17 +29,14 @@ int ListAccess::setValue(std::vector<std::string> const& texts) {
     for (int index = 0; std::string const& text : texts) {
         elements.emplace_hint(elements.end(), index++, text);
     }
-    // A connected one is of this type: a connect to any other fails.
+    // A connected object has this type: a connect to any other type fails.
     return static_cast<objbus::ObjectVectorString*>(object)->setValue(elements);
 }
 
-void ListAccess::connectOnce() {
-    struct Restore {
-        int& place;
-        int const value = place;
-        ~Restore() { place = value; }
-    } const budget{connectTimeoutMs};
-    connect(0);
+void ListAccess::connectOnce() noexcept {
+    int const budget = connectTimeoutMs;
+    television::catchToStatus([this] { return connect(0); });
+    connectTimeoutMs = budget;
 }
 
 Session::Session(orvane::NRXModelAccessClient& client)
@@ -55,10 +53,7 @@ Session::Session(orvane::NRXModelAccessClient& client)
 
 Session::~Session() {
     for (auto const& access : lists_) {
-        try {
-            access->disconnect();
-        } catch (...) {  // The platform's own failure.
-        }
+        television::catchToStatus([&] { return access->disconnect(); });
     }
 }
 
@@ -91,7 +86,7 @@ Answer Session::device() {
         {"featureCode", read(*featureCode_)},
         {"deviceId", deviceId.empty() ? nlohmann::json(nullptr) : nlohmann::json(deviceId)},
     };
-    return {STATUS_OK, textOf(facts)};
+    return {STATUS_OK, toJson(facts)};
 }
 
 Answer Session::requestStartService() {

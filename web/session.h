@@ -10,16 +10,16 @@
 
 namespace web {
 
-/// The end of a call: a status and, if it is 0, the JSON text of the value, or an empty text when there is none.
+/// A call's result: a status and, if the status is 0, the value's JSON text, or an empty text without a value.
 struct Answer {
     int status = 0;
     std::string json;
 };
 
-/// The JSON text of the array. What is no UTF-8 becomes U+FFFD.
+/// Returns the array's JSON text. Invalid UTF-8 becomes U+FFFD.
 std::string jsonOf(std::vector<std::string> const& texts);
 
-/// A list of the facade whose writes return the model's own status.
+/// A list of the facade. Its writes return the model's own status.
 class ListAccess : public orvane::NRXModelAccess::StringListAccess {
 public:
     using ValueAccessT::ValueAccessT;
@@ -28,32 +28,32 @@ public:
     int setValue(std::vector<std::string> const& texts) override;
 
     [[nodiscard]] bool isConnected() const { return object != nullptr; }
-    /// Connects by one attempt, and leaves the budget of reads and writes as it was.
-    void connectOnce();
+    /// Makes one connect attempt. Keeps the connect budget of reads and writes.
+    void connectOnce() noexcept;
 };
 
-/// The facade with its access objects, from the first use by a document until the last document has gone.
+/// The facade with its access objects, from the first document's attach until the last document's detach.
 ///
-/// Operations that may wait are the worker thread's alone; it also destroys the session.
+/// Only the worker thread calls the operations that may block. The worker thread also destroys the session.
 class Session {
 public:
-    /// Connects nothing. `client` must outlive the session.
+    /// Does not connect. `client` must outlive the session.
     explicit Session(orvane::NRXModelAccessClient& client);
     Session(Session const&) = delete;
     Session& operator=(Session const&) = delete;
-    /// Once it has returned, the client is not called any more.
+    /// The session does not call the client after the return.
     ~Session();
 
-    /// @name Any thread, at once
+    /// @name Callable from any thread; never block
     /// @{
 
     void setListening(ListType type, bool isOn);
-    /// Tells the worker thread not to start the session, if it has not yet.
-    void end() { isEnded_ = true; }
-    [[nodiscard]] bool isEnded() const { return isEnded_; }
+    /// Prevents a start that the worker thread has not begun.
+    void cancelStart() { isStartCancelled_ = true; }
+    [[nodiscard]] bool isStartCancelled() const { return isStartCancelled_; }
     /// @}
 
-    /// @name The worker thread
+    /// @name For the worker thread only
     /// @{
 
     /// Connects both lists.
@@ -68,7 +68,7 @@ public:
 private:
     using StringAccess = orvane::NRXModelAccess::StringAccess;
 
-    std::atomic<bool> isEnded_ = false;
+    std::atomic<bool> isStartCancelled_ = false;
     PerList<std::shared_ptr<ListAccess>> lists_;
     std::shared_ptr<StringAccess> softwareVersion_;
     std::shared_ptr<StringAccess> featureCode_;

@@ -1,5 +1,5 @@
-// Gives a page without a television the object `nrx`, whose lists and answers are recorded. `installNrx` is in nrx.js:
-// the object is the same one, and only its native part is replaced here.
+// Defines `nrx` in a page without a television. The object is the real one, made by `installNrx` of nrx.js; only the
+// native part is replaced. The native part plays recorded lists and sends recorded answers.
 
 (function () {
     "use strict";
@@ -11,7 +11,7 @@
 
     const DEVICE = { softwareVersion: "7.2.114", modelName: "OL-55-D", featureCode: "F3A9", deviceId: "TV-0042-1138" };
 
-    // What comes, and after how many milliseconds. The session is played in a loop.
+    // Each row: milliseconds to wait, type and texts of the list. The session is played in a loop.
     const SESSION = [
         [700, "command", ["play", "channel 5"]],
         [900, "event", ["playing", "channel 5"]],
@@ -25,17 +25,17 @@
         [5000, "command", []],
     ];
 
-    const ANSWER_AFTER = 40;  // Milliseconds.
+    const ANSWER_DELAY = 40;  // Milliseconds.
     const lists = { command: [], event: [] };
-    const listening = new Set();
-    let receive = null;  // What the page hears with, from `attach` to `detach`.
+    let listening = {};  // By type.
+    let receiver = null;  // The functions of nrx.js, from `attach` to `detach`.
     let position = 0;
     let timer = 0;
 
     function publish(type, texts) {
         lists[type] = texts;
-        if (receive !== null && listening.has(type) && receive.list(type, JSON.stringify(texts))) {
-            setTimeout(receive.updateLists);
+        if (receiver !== null && listening[type] && receiver.receiveList(type, JSON.stringify(texts))) {
+            setTimeout(receiver.updateListening);
         }
     }
 
@@ -50,38 +50,30 @@
 
     const operations = {
         get: (type) => lists[type],
-        set(type, texts) {
-            setTimeout(publish, 0, type, texts);
-        },
+        set(type, texts) { setTimeout(publish, 0, type, texts); },
         device: () => DEVICE,
-        requestStartService() {
-            setTimeout(publish, 1000, "command", ["service", "started"]);
-        },
+        requestStartService() { setTimeout(publish, 1000, "command", ["service", "started"]); },
     };
 
     installNrx({
-        attach(list, updateLists, answer) {
-            receive = { list, updateLists, answer };
+        attach(functions) {
+            receiver = functions;
             playNext();
             return 0;
         },
         detach() {
             clearTimeout(timer);
-            receive = null;
-            listening.clear();
+            receiver = null;
+            listening = {};
         },
         listen(type, isOn) {
-            if (isOn) {
-                listening.add(type);
-            } else {
-                listening.delete(type);
-            }
+            listening[type] = isOn;
         },
         call(operation, id, json) {
             setTimeout(() => {
                 const result = operations[operation](...JSON.parse(json));
-                receive?.answer(id, 0, result === undefined ? "" : JSON.stringify(result));
-            }, ANSWER_AFTER);
+                receiver?.receiveAnswer(id, 0, result === undefined ? "" : JSON.stringify(result));
+            }, ANSWER_DELAY);
             return 0;
         },
     });
