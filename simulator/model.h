@@ -32,13 +32,13 @@ using namespace television;
 
 class ModelObject;
 
-/// Everything about one key. Never removed, since objects refer to it.
+/// The state of one key. Never removed, because objects refer to it.
 struct KeyEntry {
     ModelObject* published = nullptr;
-    /// Withdrawn ones too: clients keep plain pointers to them.
+    /// Includes withdrawn objects, because clients keep plain pointers to them.
     std::vector<std::unique_ptr<ModelObject>> objects;
-    KeyCounts counts;                  ///< But for the following one, which is counted without the mutex.
-    std::atomic<int> typeQueries = 0;  ///< Not added to atomically, which would take as long as what it counts.
+    KeyCounts counts;                  ///< Except the type queries, which are counted without the mutex.
+    std::atomic<int> typeQueries = 0;  ///< Not incremented atomically: that would take as long as a query.
     ConnectFault connectFault{STATUS_OK, false, 0};
     ReadFault readFault;
     int invokeFault = STATUS_OK;
@@ -48,7 +48,7 @@ struct KeyEntry {
     int destroyFault = STATUS_OK;
     std::optional<IteratorRequest> iteratorRequest;
 
-    /// Throws when the call is the one that is to throw; `none` never is.
+    /// Throws if `throwFrom` selected this call. Never throws for `none`.
     void failAt(Call call) const {
         if (call != Call::none && call == throwing) {
             throw std::bad_alloc();
@@ -56,10 +56,10 @@ struct KeyEntry {
     }
 };
 
-/// The data model. `mutex` guards the rest and the state of the objects; it is taken before the delivery's own.
+/// The data model. `mutex` guards the other members and the objects' state. It is locked before the delivery's mutex.
 class __attribute__((visibility("default"))) Model : public std::enable_shared_from_this<Model> {
 public:
-    /// The model of the television that is on, or null.
+    /// Returns the model of the television that is on, or null.
     static std::shared_ptr<Model> current();
 
     Model();
@@ -67,7 +67,7 @@ public:
     int connect(std::string const& name, objbus::Observer* observer, objbus::Object*& object);
     int disconnect(std::string const& name, objbus::Observer* observer, objbus::Object const* object);
 
-    /// Makes an object of the class under the key.
+    /// Publishes a new object of the class under the key.
     template <typename Object, typename... Arguments>
     void publish(std::string const& name, objbus::ObjectTypeSpec type, Arguments&&... arguments) NRX_EXCLUDES(mutex) {
         MutexLock const lock(mutex);
@@ -83,7 +83,7 @@ public:
     Mutex mutex;
     std::map<std::string, KeyEntry> keys NRX_GUARDED_BY(mutex);
     RootLookup rootLookup NRX_GUARDED_BY(mutex) = RootLookup::published;
-    /// Made beforehand: a client may look it up when memory has run out.
+    /// Allocated in advance, so that a lookup needs no memory.
     boost::shared_ptr<frame::Interface> const root = frame::simulatedRoot();
     int lookups NRX_GUARDED_BY(mutex) = 0;
     Delivery delivery;
@@ -94,10 +94,10 @@ private:
         std::shared_ptr<Registration> registration;
     };
 
-    /// Tells the listener that another object than before, or none, is published under the key.
+    /// Notifies the listener that the key's object was published, replaced or withdrawn.
     void notifyListener(std::string const& name) NRX_REQUIRES(mutex);
 
-    std::shared_ptr<ListenerRegistration> listener_ NRX_GUARDED_BY(mutex);  ///< Null while there is none.
+    std::shared_ptr<ListenerRegistration> listener_ NRX_GUARDED_BY(mutex);  ///< Null without a listener.
 };
 
 }  // namespace simulator

@@ -41,7 +41,7 @@ void Iterator::post(Notify notify) const {
     }
 }
 
-// A negative number lies far behind the end.
+// The cast turns a negative number into one far behind the end.
 bool Iterator::hasRow(int row) const { return static_cast<std::size_t>(row) < table_.rows().size(); }
 
 std::vector<std::string> Iterator::selectedColumns(int row) const {
@@ -118,7 +118,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     auto const iterator = std::make_shared<Iterator>(*this, observer, columns);
     decltype(iterators_)::Prepared prepared(iterator);
     iterator->post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
-    return iterators_.add(std::move(prepared));  // Only now: until here this may run out of memory.
+    return iterators_.add(std::move(prepared));  // Last, because the earlier steps may run out of memory.
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {

@@ -18,7 +18,7 @@
 
 namespace simulator {
 
-/// The model's side of an object. The operations here are called with the model's mutex held.
+/// The model's side of an object. All operations are called with the model's mutex held.
 class ModelObject {
 public:
     ModelObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type)
@@ -34,7 +34,7 @@ public:
     virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
     [[nodiscard]] virtual std::size_t observerCount() const = 0;
 
-    /// Changes the value and returns true when the object has one of this type.
+    /// Changes the value and returns true, or returns false if the object has no value of this type.
     virtual bool change(Value const& /*value*/) { return false; }
     [[nodiscard]] virtual std::optional<Value> value() const { return {}; }
 
@@ -61,7 +61,7 @@ private:
 template <typename Interface, typename Obs>
 using ObjectOf = ObservedObject<Interface, Obs, ModelObject>;
 
-/// Keeps the model alive and locked while an operation that a client started on an object runs.
+/// Keeps the model alive and locked while a client's operation on an object runs.
 struct Operation {
     explicit Operation(ModelObject const& object, Call call = Call::none)
         : model(object.model().shared_from_this()), lock(model->mutex) {
@@ -72,7 +72,7 @@ struct Operation {
     MutexLock lock;
 };
 
-/// A plain value that is kept here.
+/// An object with a plain value.
 template <typename T>
 class StoredValue : public ObjectOf<typename PlainKind<T>::Object, typename PlainKind<T>::Observer> {
 public:
@@ -130,7 +130,7 @@ private:
     T value_;
 };
 
-/// An action. Its script runs on the caller's thread, and what the script says is sent on the delivery thread.
+/// An action. The script runs on the caller's thread. The delivery thread sends the script's answer.
 class ActionObject final : public ObjectOf<objbus::ObjectAction, objbus::ObserverAction> {
 public:
     ActionObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, ActionScript script = {});
@@ -144,7 +144,7 @@ private:
 
 class TableObject;
 
-/// An iterator over a table, whose notifications are posted in the order of the operations that ask for them.
+/// An iterator over a table. Posts its notifications in the order of the requested operations.
 class Iterator final : public objbus::TableIterator {
 public:
     Iterator(TableObject& table, objbus::ObserverTableIterator* observer, std::vector<int> columns);
@@ -156,7 +156,7 @@ public:
     void readRowChunk(int count) override;
     void commit() override;
 
-    // With the model's mutex held:
+    // Called with the model's mutex held:
     template <typename Notify>
     void post(Notify notify) const;
     [[nodiscard]] std::shared_ptr<Registration> registration() const { return registration_; }
@@ -171,7 +171,7 @@ private:
     int cursor_ = 0;
 };
 
-/// A table with its rows, and the iterators that were made on it.
+/// A table with its rows and its iterators.
 class TableObject final : public ObjectOf<objbus::ObjectTable, objbus::ObserverTable> {
 public:
     TableObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, Rows rows = {});
@@ -181,7 +181,7 @@ public:
                                           std::vector<objbus::TableOrder> const& orders) override;
     int destroyIterator(objbus::TableIterator* iterator) override;
 
-    // With the model's mutex held:
+    // Called with the model's mutex held:
     void setRows(Rows rows);
     [[nodiscard]] Rows const& rows() const { return rows_; }
 
@@ -190,13 +190,13 @@ private:
     Iterators<Iterator, objbus::TableIterator> iterators_;
 };
 
-/// The classes of the objects, by their kinds.
+/// The object classes, by kind.
 struct Objects {
     template <typename T>
     using Plain = PlainObject<T, StoredValue<T>>;
     using Action = ActionObject;
     using Table = TableObject;
-    using Bare = ObjectOf<objbus::Object, objbus::Observer>;  ///< No client operation serves one.
+    using Bare = ObjectOf<objbus::Object, objbus::Observer>;  ///< For a type without client operations.
 };
 
 }  // namespace simulator

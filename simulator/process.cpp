@@ -9,7 +9,7 @@ namespace frame {
 
 namespace {
 
-/// Belongs to the process and not to a television: a client may keep its pointer while none is on.
+/// Exists as long as the process: a client may keep its pointer while no television is on.
 class Root final : public television::RootBase {
 public:
     int connectObject(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
@@ -25,7 +25,7 @@ public:
 
 Root root;
 
-/// The television's answer to one lookup of the root interface.
+/// Counts a lookup of the root interface and returns its result.
 simulator::RootLookup lookUpRoot(simulator::Model& model) {
     television::MutexLock const lock(model.mutex);
     ++model.lookups;

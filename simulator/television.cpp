@@ -35,7 +35,7 @@ Television::Television() : model_(std::make_shared<Model>()) {
 }
 
 Television::~Television() {
-    model_->delivery.stop();  // First: until it has ended, a client's disconnect waits for what is running.
+    model_->delivery.stop();  // First: until then a client's disconnect waits for a running notification.
     MutexLock const lock(currentMutex);
     currentModel.reset();
 }

@@ -21,136 +21,136 @@ class __attribute__((visibility("default"))) Model;  // Private to the simulator
 using television::Rows;
 using television::Value;
 
-/// How a simulated action answers one `invoke`.
+/// A simulated action's answer to one `invoke`.
 struct ActionAnswer {
-    /// The action is done.
+    /// The action succeeds.
     using Results = std::vector<objbus::Argument>;
-    /// It failed; the number is the observer's `error`.
+    /// The action fails; the number is the observer's `error`.
     using Error = int;
 
-    int status = 0;                                          ///< What `invoke` returns.
-    std::optional<unsigned int> actionId{};                  ///< Written to the caller's id; left as it was when empty.
+    int status = 0;                                          ///< The return value of `invoke`.
+    std::optional<unsigned int> actionId{};                  ///< Written to the caller's id unless empty.
     std::variant<std::monostate, Results, Error> outcome{};  ///< Sent on the delivery thread; nothing for `monostate`.
 };
 
 /// Called on the thread of `invoke`, with no lock held.
 using ActionScript = std::function<ActionAnswer(std::vector<objbus::Argument> const& arguments)>;
 
-/// Told of a key under which another object than before stands now, or none.
+/// Called with the key of an object that was published, replaced or withdrawn.
 using ObjectListener = std::function<void(std::string const& key)>;
 
-/// What a client asked for when it made a table iterator.
+/// A client's request for a table iterator.
 struct IteratorRequest {
     objbus::IteratorType type{};                     ///< Recorded, not applied.
-    std::vector<objbus::TableSelection> selections;  ///< Likewise.
-    std::vector<int> columns;                        ///< Their numbers, from 0; all of them when empty.
+    std::vector<objbus::TableSelection> selections;  ///< Recorded, not applied.
+    std::vector<int> columns;                        ///< Column numbers, from 0; all columns if empty.
     std::vector<objbus::TableOrder> orders;          ///< Recorded, not applied.
 };
 
-/// A key that does not connect. `status` 0 without an object is a fault too.
+/// A fault of connects to a key. The status 0 without an object is a fault, too.
 struct ConnectFault {
     static constexpr int FOREVER = -1;  ///< Until the fault is replaced.
 
-    int status = 1;               ///< What `connectObject` returns.
-    bool handsOutObject = false;  ///< Sets the object all the same; the observer is not registered even so.
-    int attempts = FOREVER;       ///< The key is available again after so many failed attempts.
+    int status = 1;               ///< The return value of `connectObject`.
+    bool handsOutObject = false;  ///< Sets the object, but does not register the observer.
+    int attempts = FOREVER;       ///< The number of failing attempts.
 };
 
-/// A key whose strings and lists are not read as they should; numbers are read without a status.
+/// A fault of a key's reads of strings and lists. Reads of numbers have no status.
 struct ReadFault {
-    int status = 0;        ///< What the read returns.
-    bool halfWay = false;  ///< Hands out the first half of the value all the same, instead of nothing.
+    int status = 0;        ///< The return value of the read.
+    bool halfWay = false;  ///< Returns the first half of the value instead of nothing.
 };
 
-/// What the inter-process framework answers to a lookup of the root interface.
+/// The inter-process framework's result of a lookup of the root interface.
 enum class RootLookup {
     published,       ///< The root interface.
     refused,         ///< Non-zero status.
-    emptyReference,  ///< Status 0, yet no reference.
-    nullObject,      ///< A reference with nothing behind it.
+    emptyReference,  ///< Status 0 without a reference.
+    nullObject,      ///< A reference to a null object.
 };
 
-/// An operation of the model's, as a client calls it.
+/// An operation of the model that clients call.
 enum class Call { none, connect, disconnect, type, read, write, invoke, createIterator, destroyIterator };
 
-/// What clients asked about one key.
+/// Numbers of the clients' operations on one key.
 struct KeyCounts {
-    int connectAttempts = 0;           ///< The failed ones too.
-    int disconnects = 0;               ///< Of observers that were not connected too.
-    int disconnectsWithoutObject = 0;  ///< Of those, the ones given a null object.
-    int typeQueries = 0;               ///< Exact while one thread asks at a time.
-    int reads = 0;                     ///< The failed ones too.
-    int writes = 0;                    ///< Likewise.
-    int destroyIteratorCalls = 0;      ///< On the key's tables, whatever they were given.
+    int connectAttempts = 0;           ///< Including failed attempts.
+    int disconnects = 0;               ///< Including observers that were not connected.
+    int disconnectsWithoutObject = 0;  ///< Disconnects with a null object.
+    int typeQueries = 0;               ///< Exact if one thread asks at a time.
+    int reads = 0;                     ///< Including failed reads.
+    int writes = 0;                    ///< Including failed writes.
+    int destroyIteratorCalls = 0;      ///< Including calls with an unknown iterator.
 };
 
 /// An in-process television: the data model, the inter-process framework and one thread that delivers notifications.
 ///
-/// Switched on from construction to destruction; one at a time in a process (a second constructor throws
-/// `std::logic_error`). Destroy it after every client of the model: their object pointers end with it. While none is
-/// on, lookups are refused.
+/// A television is on from construction until destruction. A process has at most one: a second constructor throws
+/// `std::logic_error`. Destroy the television after all clients of the model, because the destructor invalidates their
+/// object pointers. Lookups fail while no television is on.
 ///
-/// Every operation may be called from any thread, also from inside a notification (`waitUntilDelivered` and the
-/// destructor excepted). No lock is held while an observer or a script runs.
+/// All operations may be called from any thread, and all except `waitUntilDelivered` and the destructor also from
+/// inside a notification. No lock is held while an observer or a script runs.
 class __attribute__((visibility("default"))) Television {
 public:
     Television();
     Television(Television const&) = delete;
     Television& operator=(Television const&) = delete;
-    /// Drops what is still to be delivered, waits for a notification that is running, and ends the thread.
+    /// Drops the pending notifications, waits for a running notification, and ends the delivery thread.
     ~Television();
 
-    /// Publishes a plain-valued object. A key that is taken is withdrawn first.
+    /// Publishes a plain-valued object. Withdraws the key's earlier object first.
     void publish(std::string const& key, Value value);
-    /// Publishes an action that `script` answers.
+    /// Publishes an action. `script` answers its invocations.
     void publishAction(std::string const& key, ActionScript script);
-    /// Publishes a table. An iterator reads from its rows the columns that it asked for.
+    /// Publishes a table. An iterator reads the columns that its client requested.
     void publishTable(std::string const& key, Rows rows);
-    /// Publishes an object of any type, with an empty value. One of `OBJECT_TYPE_VECTOR_INTEGER`, which no client
-    /// operation serves, has a type and nothing else; one of no type that is known is a table that does not say so.
+    /// Publishes an object of any type, with an empty value. An object of `OBJECT_TYPE_VECTOR_INTEGER` has a type only,
+    /// because no client operation supports this type. An object of an unknown type behaves like a table.
     void publishBare(std::string const& key, objbus::ObjectTypeSpec type);
 
-    /// Takes the object away from its key and returns whether there was one. Clients connected to it keep their
-    /// pointer; it takes no writes, sends no notifications, and its reads of strings and lists fail.
+    /// Withdraws the key's object and returns whether there was one. Connected clients keep their pointers. A withdrawn
+    /// object accepts no writes, sends no notifications, and its reads of strings and lists fail.
     bool withdraw(std::string const& key);
 
-    /// Changes a value as the television does: every connected observer hears it, in the order of the changes.
-    /// Returns whether `key` names a plain-valued object of the value's type; nothing changes otherwise.
+    /// Changes a value and notifies every connected observer, in the order of the changes. Returns false and changes
+    /// nothing if `key` has no plain-valued object of the value's type.
     bool set(std::string const& key, Value const& value);
-    /// The value now; empty when `key` names no plain-valued object.
+    /// Returns the current value; empty if `key` has no plain-valued object.
     [[nodiscard]] std::optional<Value> get(std::string const& key) const;
-    /// What is published now: the keys, and the types of their objects.
+    /// Returns the keys and the types of the published objects.
     [[nodiscard]] std::map<std::string, objbus::ObjectTypeSpec> objects() const;
-    /// The type of the object under one key; empty when nothing is published there.
+    /// Returns the type of the key's object; empty if none is published.
     [[nodiscard]] std::optional<objbus::ObjectTypeSpec> type(std::string const& key) const;
-    /// Calls `listener` from now on for every object that is published under a key or withdrawn, once for one that
-    /// replaces another: on the delivery thread, in the order of these and of the notifications of changes. What stands
-    /// under the key then, `objects` and `get` tell; it may be a later object already. Empty: no longer, once no call
-    /// is running.
+    /// Calls `listener` for every object that is published or withdrawn from now on, once for an object that replaces
+    /// another. The delivery thread calls, in the order of publications, withdrawals and notifications of changes.
+    /// Inside the call, `objects` and `get` may already return a later object. An empty `listener` removes the listener
+    /// and waits for a running call.
     void setObjectListener(ObjectListener listener);
-    /// Replaces the rows of a table; its observers and its iterators' observers hear `notifyUpdate`. Returns whether
-    /// `key` names a table.
+    /// Replaces the rows of a table and sends `notifyUpdate` to the observers of the table and of its iterators.
+    /// Returns whether `key` has a table.
     bool setRows(std::string const& key, Rows rows);
 
-    /// Blocks until every notification of the changes made so far has returned. Not to be called from inside one.
+    /// Blocks until every notification of the changes made so far has returned. Must not be called from inside one.
     void waitUntilDelivered();
 
     /// @name Faults
     /// @{
 
-    /// Decides what clients get from now on when they look the root interface up.
+    /// Sets the result of later lookups of the root interface.
     void setRootLookup(RootLookup answer);
-    /// Makes connects to `key` fail from now on, until the fault is used up or replaced.
+    /// Makes later connects to `key` fail, until the fault is used up or replaced.
     void failConnects(std::string const& key, ConnectFault fault);
-    /// Makes the reads of strings and lists under `key` return another status from now on; `{}` ends the fault.
+    /// Makes later reads of strings and lists under `key` return another status; `{}` ends the fault.
     void failReads(std::string const& key, ReadFault fault);
-    /// Makes `invoke` of the action under `key` return `status` without reaching its script; 0 ends the fault.
+    /// Makes `invoke` of the action under `key` return `status` without calling its script; 0 ends the fault.
     void failInvokes(std::string const& key, int status);
-    /// Makes every call of one operation on `key`, or on its objects, throw `std::bad_alloc` before it does anything;
-    /// `none` ends it.
+    /// Makes every call of one operation on `key`, or on its objects, throw `std::bad_alloc` without any effect; `none`
+    /// ends the fault.
     void throwFrom(std::string const& key, Call call);
-    /// Makes every connect to the value under `key` notify its observers before it returns, as a television does that
-    /// tells the value at once. Such a connect is not made from inside a notification.
+    /// Makes every connect to the value under `key` notify the value's observers before the return, like a television
+    /// that sends the value at once. Such a connect must not be made from inside a notification.
     void notifyEarly(std::string const& key, bool early);
     /// Makes `createIterator` on the table under `key` return null.
     void refuseIterators(std::string const& key, bool refuse);
@@ -159,14 +159,14 @@ public:
 
     /// @}
 
-    /// @name What clients did since the television is on
+    /// @name Operations of clients since the television is on
     /// @{
 
-    /// Lookups of the root interface, the refused ones too.
+    /// Lookups of the root interface, including refused lookups.
     [[nodiscard]] int lookups() const;
-    /// What was asked about one key, whichever objects were published under it.
+    /// Operations on one key, for all objects that were published under the key.
     [[nodiscard]] KeyCounts counts(std::string const& key) const;
-    /// The registrations of observers with the objects published under `key`, withdrawn ones included.
+    /// The registrations of observers with the objects published under `key`, including withdrawn objects.
     [[nodiscard]] int registrations(std::string const& key) const;
     /// The newest request for an iterator on the table under `key`.
     [[nodiscard]] std::optional<IteratorRequest> iteratorRequest(std::string const& key) const;

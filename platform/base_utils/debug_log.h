@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What a log statement asks the platform to admit. The caller owns it, fresh for each check; the check may write the
-/// last two words.
+/// A log statement's request for admission of a line. The caller makes and owns a new record for each check. The check
+/// may write the last two words.
 struct __attribute__((visibility("default"))) DebugLevelRecord {
     std::uint32_t levelCode;  ///< Module code in the upper 16 bits, severity in the lower 16.
-    std::uint32_t frame;      ///< The platform's own; 0 at first.
-    std::uint32_t chunk;      ///< Likewise.
+    std::uint32_t frame;      ///< For the platform's use; initially 0.
+    std::uint32_t chunk;      ///< For the platform's use; initially 0.
 };
 
 static_assert(offsetof(DebugLevelRecord, levelCode) == 0);
@@ -16,13 +16,13 @@ static_assert(offsetof(DebugLevelRecord, frame) == 4);
 static_assert(offsetof(DebugLevelRecord, chunk) == 8);
 static_assert(sizeof(DebugLevelRecord) == 12);
 
-/// Nonzero when a line at the record's level is to be written now. Safe to call from several threads at once, as are
-/// the two operations below.
+/// Returns nonzero if a line of the record's level is to be written now. All operations of this header may be called
+/// from several threads at once.
 __attribute__((visibility("default"))) int debugCheckLevel(DebugLevelRecord* record);
 
-/// Writes one diagnostic line, printf style; the format ends in its own line feed. Called after a check that admitted
-/// it, on the same thread. Reports no failure.
+/// Writes one diagnostic line, printf style. The format ends with a line feed. Called after a check that admitted the
+/// line, on the same thread. Reports no failure.
 __attribute__((visibility("default"), format(printf, 1, 2))) void debugOutput(char const* format, ...);
 
-/// The text of `path` after its last '/': a pointer into `path`.
+/// Returns a pointer into `path`: to the text after the last '/'.
 __attribute__((visibility("default"))) char const* sourceBaseName(char const* path);

@@ -7,8 +7,8 @@
 
 namespace objbus {
 
-/// The way into the data model, published by name in the inter-process framework. The platform owns it, for as long as
-/// the process runs; any thread may call it.
+/// The entry point of the data model, published by name in the inter-process framework. The platform owns the root
+/// interface until the process ends. All threads may call the root interface.
 ///
 /// The order of the virtual operations is a binary contract.
 class __attribute__((visibility("default"))) RootInterface {
@@ -18,23 +18,24 @@ public:
     RootInterface& operator=(RootInterface const&) = delete;
     virtual ~RootInterface();
 
-    /// @name The television's own
+    /// @name For the television's own use
     /// @{
 
-    /// Holds its slot; the library does not call it.
+    /// These operations keep their slots; the library does not call them.
     virtual int platformReserved1() = 0;
     virtual int platformReserved2() = 0;
     virtual int platformReserved3() = 0;
     /// @}
 
-    /// Registers `observer`, which is to be of the typed interface that matches the object's type, for the
-    /// notifications of the object named `key`; who finds another type disconnects at once. Available: returns 0 and
-    /// sets `object`. Not available now: any other status, or 0 with `object` left null; it may become available later.
+    /// Registers `observer` for the notifications of the object named `key`. The observer must have the typed interface
+    /// that matches the object's type; a caller that finds another type disconnects at once. Returns 0 and sets
+    /// `object` if the object is available. Otherwise returns another status, or 0 with a null `object`; the object may
+    /// become available later.
     virtual int connectObject(std::string const& key, Observer* observer, Object*& object) = 0;
 
-    /// Ends that registration. Once it has returned, `observer` is not called any more: it waits for a call that is
-    /// running, but for the one it is called from. Accepts a null `object`, and one that the caller rejected for its
-    /// type. The library does not look at the status.
+    /// Ends the registration. The model does not call `observer` after the return: the operation waits for a running
+    /// notification, except for the notification that it is called from. Accepts a null `object`, and an object that
+    /// the caller rejected for its type. The library ignores the status.
     virtual int disconnectObject(std::string const& key, Observer* observer, Object* object) = 0;
 };
 

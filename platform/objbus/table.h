@@ -6,23 +6,23 @@
 
 namespace objbus {
 
-/// The kind of a table iterator; its values are the television's.
+/// The kind of a table iterator. The television defines the values.
 enum class IteratorType : std::int32_t {};
 
-/// One selection of a table iterator; the meaning of its fields is the television's.
+/// One selection of a table iterator. The television defines the meaning of the fields.
 struct __attribute__((visibility("default"))) TableSelection {
-    std::int32_t first = 0;   ///< The television's.
-    std::int32_t second = 0;  ///< The television's.
-    std::string value;        ///< The television's.
+    std::int32_t first = 0;   ///< Defined by the television.
+    std::int32_t second = 0;  ///< Defined by the television.
+    std::string value;        ///< Defined by the television.
 };
 
-/// One order of a table iterator: 64 bits whose meaning is the television's.
+/// One order of a table iterator: 64 bits. The television defines their meaning.
 struct __attribute__((visibility("default"))) TableOrder {
-    std::int32_t first = 0;   ///< The television's.
-    std::int32_t second = 0;  ///< The television's.
+    std::int32_t first = 0;   ///< Defined by the television.
+    std::int32_t second = 0;  ///< Defined by the television.
 };
 
-/// An iterator over a table. Its operations are the television's.
+/// An iterator over a table. The television defines its operations.
 class TableIterator;
 
 static_assert(sizeof(IteratorType) == 4);
