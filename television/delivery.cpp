@@ -13,7 +13,7 @@ namespace {
 
 constexpr char TAG[] = "DELIVERY";
 constexpr std::size_t DEFAULT_LIMIT = std::size_t{64} * 1024 * 1024;
-constexpr std::size_t ENTRY_SIZE = 256;  ///< What a change takes in the queue besides its payload, about.
+constexpr std::size_t ENTRY_SIZE = 256;  ///< A queued change's approximate size without payload.
 
 }  // namespace
 
@@ -51,7 +51,7 @@ void Delivery::enqueue(Notification notification, void const* object, std::size_
         entry->number = ++postedCount_;
         queue_.splice(queue_.end(), added);
     }
-    posted_.notify_one();  // With the mutex released, or the woken thread would wait for the mutex.
+    posted_.notify_one();  // With the mutex released, so that the woken thread need not wait for it.
 }
 
 void Delivery::dropOldest(std::deque<Queue::iterator>& changes) {

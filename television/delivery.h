@@ -19,16 +19,16 @@
 
 namespace television {
 
-/// One registration of an observer with a source of notifications. Each connect makes a new one, so that a notification
-/// that was queued for an earlier registration of the same observer is not delivered to the new one.
+/// One registration of an observer with a source of notifications. Each connect makes a new registration, which does
+/// not receive the notifications queued for an earlier registration of the same observer.
 struct Registration {
     objbus::Observer* observer;
     void const* source;
     bool isCancelled = false;  ///< Guarded by the delivery's mutex.
 };
 
-/// A registration with the interface of the observer that receives its notifications: null for an observer of another
-/// kind, which receives none.
+/// A registration with the observer's typed interface. `receiver` is null for an observer with another interface, which
+/// receives no notifications.
 template <typename Obs>
 struct TypedRegistration : Registration {
     TypedRegistration(objbus::Observer* untyped, Obs* typed, void const* from)
@@ -37,19 +37,19 @@ struct TypedRegistration : Registration {
     Obs* const receiver;
 };
 
-/// One notification, and the registrations that it goes to.
+/// One notification and its recipients.
 struct Notification {
     std::vector<std::shared_ptr<Registration const>> recipients;
-    /// Called for each of them that is not cancelled.
+    /// Called for each recipient that is not cancelled.
     std::function<void(Registration const& recipient)> notify;
 };
 
-/// Runs notifications on a thread of its own, one after the other in the order of posting.
+/// Runs notifications on its own thread, one after the other, in the order of posting.
 ///
-/// The payload of the changes that wait is bounded. Above the bound a change of an object displaces the object's oldest
-/// changes, until the bound is kept or the object has no other change; the newest change of each object is always
-/// delivered. Other notifications are neither counted nor dropped. Before the next notification after that, one
-/// line of the log says that changes are dropped, and another one how many were, once half of the bound is free again.
+/// The payload of the waiting changes is bounded. Above the bound a change of an object replaces the object's oldest
+/// changes, until the bound is kept or the object has no other change. The newest change of each object is always
+/// delivered. Other notifications are neither counted nor dropped. Before the next notification one line of the log
+/// reports that changes are dropped; another line reports their number when half of the bound is free again.
 class Delivery {
 public:
     /// The bound: NRX_DELIVERY_LIMIT in bytes, or 64 MiB.
@@ -60,34 +60,34 @@ public:
     Delivery& operator=(Delivery const&) = delete;
     ~Delivery();
 
-    /// Starts the thread. Throws `std::system_error` if the system has no room for one.
+    /// Starts the thread. Throws `std::system_error` if the system cannot create a thread.
     void start();
 
     /// Runs the notification later, for the recipients that are not cancelled by then.
     void post(Notification notification) { enqueue(std::move(notification), nullptr, 0); }
 
-    /// The same for a change of an object's value, whose payload has so many bytes.
+    /// Like `post`, for a change of an object's value. `payload` is the value's size in bytes.
     void postChange(Notification notification, void const* object, std::size_t payload) {
         enqueue(std::move(notification), object, payload);
     }
 
-    /// No notification to this registration starts from now on.
+    /// After the return, no notification of this registration starts.
     void cancel(Registration& registration);
 
-    /// Waits for a notification from `source` to `observer` that is running, whichever registration it belongs to:
-    /// another call may have cancelled that one already. Does not wait from inside it, which would wait for itself.
+    /// Waits for a running notification from `source` to `observer`, also if another call has cancelled the
+    /// notification's registration. Returns at once inside a notification, which would wait for itself.
     void waitWhileRunning(objbus::Observer const* observer, void const* source);
 
-    /// Returns when everything posted before is done, or after `stop`.
+    /// Waits until all notifications posted before are done, or until `stop`.
     void waitUntilDone();
 
-    /// Drops what is queued, waits for the notification that is running, and ends the thread.
+    /// Drops the queued notifications, waits for a running notification, and ends the thread.
     void stop();
 
 private:
     struct Entry {
         Notification notification;
-        void const* object;  ///< Whose change it is, or null.
+        void const* object;  ///< The changed object, or null.
         std::size_t payload;
         std::uint64_t number = 0;  ///< In the order of posting.
     };
@@ -96,7 +96,7 @@ private:
     void enqueue(Notification notification, void const* object, std::size_t payload) NRX_EXCLUDES(mutex_);
     void dropOldest(std::deque<Queue::iterator>& changes) NRX_REQUIRES(mutex_);
     void runThread() NRX_EXCLUDES(mutex_);
-    // Unlock the mutex meanwhile:
+    // These operations unlock the mutex temporarily:
     void runNext() NRX_REQUIRES(mutex_);
     void reportDropping() NRX_REQUIRES(mutex_);
     [[nodiscard]] std::uint64_t firstPending() const NRX_REQUIRES(mutex_);
@@ -107,9 +107,9 @@ private:
     std::condition_variable posted_;
     std::condition_variable done_;
     Queue queue_ NRX_GUARDED_BY(mutex_);
-    /// The changes in the queue, by their objects, oldest first.
+    /// The queued changes by object, oldest first.
     std::map<void const*, std::deque<Queue::iterator>> changes_ NRX_GUARDED_BY(mutex_);
-    std::size_t payload_ NRX_GUARDED_BY(mutex_) = 0;  ///< Of these changes.
+    std::size_t payload_ NRX_GUARDED_BY(mutex_) = 0;  ///< Of the queued changes.
     std::uint64_t postedCount_ NRX_GUARDED_BY(mutex_) = 0;
     std::uint64_t current_ NRX_GUARDED_BY(mutex_) = 0;     ///< The number of the running notification, or 0.
     std::size_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  ///< Since dropping began.

@@ -10,13 +10,13 @@
 
 namespace television {
 
-/// Writes the text as it is. Needs no memory.
+/// Writes the text unchanged. Allocates no memory.
 void writeToStandardError(std::string_view text);
 
 /// Writes `NAME is "WORD": expected EXPECTED; using FALLBACK`.
 void reportEnvironment(char const* name, std::string_view word, char const* expected, char const* fallback);
 
-/// The whole text as a decimal number, or nothing.
+/// Parses the whole text as a decimal number. Returns nothing for any other text.
 template <typename T>
 std::optional<T> parseNumber(std::string_view text) {
     T number{};
@@ -25,9 +25,9 @@ std::optional<T> parseNumber(std::string_view text) {
     return isNumber ? std::optional(number) : std::nullopt;
 }
 
-/// What `parse` makes of the environment variable, or the fallback when there is no such variable. `parse` takes a
-/// `std::string_view` and returns a `std::optional<T>`: for an empty one, one line on standard error names the
-/// variable, what was expected and the fallback, which is used.
+/// Returns the environment variable's value as parsed by `parse`, or the fallback if the variable is not set. `parse`
+/// takes a `std::string_view` and returns a `std::optional<T>`. If that is empty, one line on standard error names the
+/// variable, the expected form and the fallback, and the fallback is returned.
 template <typename T, typename Parse>
 T fromEnvironment(char const* name, T fallback, char const* expected, char const* fallbackText, Parse const& parse) {
     char const* const word = std::getenv(name);

@@ -11,18 +11,18 @@
 
 namespace television {
 
-/// The iterators of one table, to which clients have plain pointers. Guarded by the model's mutex. Keeps the iterators
-/// that were destroyed last, so that no newer iterator has the address of a pointer that a client destroys again.
-/// `Handle` is the class that the clients' pointers point to.
+/// The iterators of one table. Guarded by the model's mutex. Clients hold plain pointers to the iterators; `Handle` is
+/// the pointers' class. The last destroyed iterators stay in memory, so that a client that destroys a pointer twice
+/// does not destroy a newer iterator at the same address.
 template <typename Iterator, typename Handle = Iterator>
 class Iterators {
 public:
-    static constexpr std::size_t MAX_DESTROYED = 1000;  ///< How many destroyed iterators are kept.
+    static constexpr std::size_t MAX_DESTROYED = 1000;  ///< The number of destroyed iterators kept.
 
     using List = std::list<std::shared_ptr<Iterator>>;
-    using Index = std::map<Handle const*, typename List::iterator>;  ///< By their addresses.
+    using Index = std::map<Handle const*, typename List::iterator>;  ///< By address.
 
-    /// An iterator with the memory that its table needs for it.
+    /// An iterator with the memory for its entries in the table's list and index.
     class Prepared {
     public:
         explicit Prepared(std::shared_ptr<Iterator> iterator) : list_{std::move(iterator)} {
@@ -39,7 +39,7 @@ public:
         Index index_;
     };
 
-    /// Takes over the iterator, and returns it. Needs no memory.
+    /// Adds the iterator and returns it. Allocates no memory.
     Iterator* add(Prepared&& prepared) {
         live_.splice(live_.end(), prepared.list_);
         index_.merge(prepared.index_);
@@ -47,7 +47,7 @@ public:
         return live_.back().get();
     }
 
-    /// Returns the iterator, which is destroyed now; null when no live one has this address. Needs no memory.
+    /// Marks the live iterator with this address as destroyed and returns it, or null. Allocates no memory.
     std::shared_ptr<Iterator> destroy(Handle const* iterator) {
         auto const found = index_.find(iterator);
         if (found == index_.end()) {
@@ -64,9 +64,9 @@ public:
     [[nodiscard]] List const& live() const { return live_; }
 
 private:
-    List live_;       ///< In the order of their making.
-    Index index_;     ///< Of the live ones.
-    List destroyed_;  ///< The oldest one first.
+    List live_;       ///< In the order of creation.
+    Index index_;     ///< Of the live iterators.
+    List destroyed_;  ///< Oldest first.
 };
 
 }  // namespace television

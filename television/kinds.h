@@ -12,9 +12,9 @@
 
 // Private to the televisions.
 
-/// The kinds of objects with a plain value, which the televisions, the bus and the console follow: KIND(C++ type,
-/// object interface, observer interface, notification, object type, name in a model file, interface on the bus, its
-/// signature).
+/// The kinds of objects with a plain value: KIND(C++ type, object interface, observer interface, notification, object
+/// type, name in a model file, interface on the bus, its signature). The televisions, the bus and the console use these
+/// rows.
 // clang-format off
 #define NRX_PLAIN_KINDS(KIND)                                                                                          \
     KIND(int, ObjectNumericInteger, ObserverNumericInteger, notifyNewValue,                                            \
@@ -58,7 +58,7 @@ bool anyPlainKind(Use const& use) {
 }
 
 /// Calls `make.operator()<Class>()` for the class of `Classes` that serves objects of the type. A client casts an
-/// object to the kind that its type names, so that the object must be one.
+/// object to the interface of the object's type, so the class must implement this interface.
 template <typename Classes, typename Make>
 void objectFor(objbus::ObjectTypeSpec type, Make const& make) {
     switch (type) {
@@ -75,7 +75,7 @@ void objectFor(objbus::ObjectTypeSpec type, Make const& make) {
         case objbus::OBJECT_TYPE_NONE:
             break;
     }
-    make.template operator()<typename Classes::Table>();  // A client takes an object of no known kind for a table, too.
+    make.template operator()<typename Classes::Table>();  // A client treats an object of unknown type as a table.
 }
 
 /// The approximate payload of a number in bytes.
@@ -93,8 +93,8 @@ std::size_t sizeOf(std::vector<T> const& values) {
     return size;
 }
 
-/// The value that a write operation is given: a plain value itself, or the list of elements that are given by position,
-/// in the order of the positions and without gaps.
+/// Converts the argument of a write operation to a value. A plain value stays unchanged. Elements by position become a
+/// list in the order of the positions, without gaps.
 template <typename T>
 T const& writtenValue(T const& value) {
     return value;

@@ -26,10 +26,10 @@ namespace television {
 namespace {
 
 constexpr std::uint32_t SEVERITY_BITS = 0xFFFF;
-constexpr std::size_t SHORT_LINE_SIZE = 512;  ///< Standard error hears so much even when memory has run out.
+constexpr std::size_t SHORT_LINE_SIZE = 512;  ///< Lines up to this size need no allocation.
 constexpr std::size_t STAMP_SIZE = 48;
 
-/// Of the check that last let this thread through.
+/// The severity of this thread's last admitted check.
 thread_local int lastSeverity = 0;
 
 LogLevel levelFromEnvironment() {
@@ -52,7 +52,7 @@ bool wantsStamps() {
     return wanted;
 }
 
-/// Puts the stamp of this moment and thread at `begin`, when stamps are wanted, and returns its length.
+/// Writes the stamp of the current time and thread to `begin`, if stamps are enabled. Returns the stamp's length.
 std::size_t putStamp(char* begin) {
     timespec now{};
     if (!wantsStamps() || ::clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
@@ -68,7 +68,7 @@ std::atomic<LogLevel>& admittedLevel() {
     return level;
 }
 
-/// The state that all threads that log share.
+/// The state shared by all logging threads.
 struct Shared {
     Mutex captureMutex;
     std::condition_variable captureReleased;
@@ -79,14 +79,14 @@ struct Shared {
     LogSink sink NRX_GUARDED_BY(sinkMutex);
 };
 
-/// Never destroyed: threads log while the process's own objects are destroyed.
+/// Never destroyed: threads log while the process destroys its static objects.
 Shared& shared() {
     alignas(Shared) static std::byte storage[sizeof(Shared)];
     static Shared& made = *new (storage) Shared;
     return made;
 }
 
-/// The capture of now, or null; it is not destroyed while used here.
+/// The current capture, or null. The capture's destructor waits for the end of this use.
 class CaptureUse {
 public:
     CaptureUse() {
@@ -122,7 +122,7 @@ bool levelAdmits(int severity) {
     return level != LogLevel::off && severity <= static_cast<int>(level);
 }
 
-/// Whether there is a sink, which has taken the line.
+/// Passes the line to the sink. Returns false without a sink.
 bool sinkTakes(std::string_view text) {
     Shared& state = shared();
     MutexLock const lock(state.sinkMutex);
@@ -146,10 +146,10 @@ void writeLine(std::string_view line) {
     std::array<char, STAMP_SIZE + SHORT_LINE_SIZE> stamped;
     std::size_t const stampSize = putStamp(stamped.data());
     bool const plain = std::all_of(text.begin(), text.end(), [](char byte) { return byte >= ' ' && byte <= '~'; });
-    if (plain && line.size() <= SHORT_LINE_SIZE) {  // The usual line, which needs no memory.
+    if (plain && line.size() <= SHORT_LINE_SIZE) {  // The usual line needs no allocation.
         std::copy(line.begin(), line.end(), stamped.data() + stampSize);
         writeToStandardError({stamped.data(), stampSize + line.size()});
-    } else {  // What comes from outside must not steer the terminal, or forge a line.
+    } else {  // A text from outside must not control the terminal or forge a line.
         writeToStandardError(std::string(stamped.data(), stampSize) + printable(text) + "\n");
     }
 }
@@ -224,7 +224,7 @@ int debugCheckLevel(DebugLevelRecord* record) {
     television::LogCapture const* const capture = use.get();
     bool const admitted = capture != nullptr ? capture->admits(*record) : television::levelAdmits(severity);
     if (admitted) {
-        television::lastSeverity = severity;  // After the check, which may have logged for itself.
+        television::lastSeverity = severity;  // After the check, because the check may log.
     }
     return admitted ? 1 : 0;
 }

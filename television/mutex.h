@@ -18,7 +18,7 @@
 
 namespace television {
 
-/// A `std::mutex` that the analysis knows.
+/// A `std::mutex` with the attributes of the analysis.
 class NRX_THREAD_SAFETY(capability("mutex")) Mutex {
 public:
     void lock() NRX_THREAD_SAFETY(acquire_capability()) { mutex_.lock(); }
@@ -30,8 +30,8 @@ private:
     std::mutex mutex_;
 };
 
-/// Holds a mutex until the end of the scope. A condition is waited for in a loop in the function that holds the lock,
-/// since the analysis does not follow a lock into a lambda.
+/// Holds a mutex until the end of the scope. The function that holds the lock waits for a condition in a loop, because
+/// the analysis does not follow a lock into a lambda.
 class NRX_THREAD_SAFETY(scoped_lockable) MutexLock {
 public:
     explicit MutexLock(Mutex& mutex) NRX_THREAD_SAFETY(acquire_capability(mutex)) : lock_(mutex.mutex_) {}

@@ -13,7 +13,7 @@
 
 namespace television {
 
-/// Calls `notify` with the receiver of a registration.
+/// Returns a function that calls `notify` with a registration's receiver.
 template <typename Obs, typename Notify>
 auto withReceiver(Notify notify) {
     return [notify = std::move(notify)](Registration const& recipient) {
@@ -23,7 +23,7 @@ auto withReceiver(Notify notify) {
     };
 }
 
-/// Calls `notify` with the receiver of one registration, later.
+/// Posts a call of `notify` with one registration's receiver.
 template <typename Obs, typename Notify>
 void postTo(std::shared_ptr<TypedRegistration<Obs>> const& registration, Delivery& delivery, Notify notify) {
     if (registration->receiver != nullptr) {
@@ -31,11 +31,11 @@ void postTo(std::shared_ptr<TypedRegistration<Obs>> const& registration, Deliver
     }
 }
 
-/// The observers of one object, which are notified through the interface `Obs`. One that has another is not notified.
+/// The observers of one object, notified through the interface `Obs`. Observers without it receive no notifications.
 template <typename Obs>
 class Observers {
 public:
-    /// The source is what a disconnect names besides the observer.
+    /// A disconnect selects registrations by observer and source.
     void add(objbus::Observer* observer, void const* source) {
         registrations_.push_back(
             std::make_shared<TypedRegistration<Obs>>(observer, dynamic_cast<Obs*>(observer), source));
@@ -50,18 +50,18 @@ public:
             delivery.cancel(*registration);
             return true;
         };
-        return std::erase_if(registrations_, cancel);  // Without an allocation: memory may have run out.
+        return std::erase_if(registrations_, cancel);  // Allocates nothing: memory may have run out.
     }
 
     [[nodiscard]] std::size_t size() const { return registrations_.size(); }
 
-    /// Calls `notify` with each observer, later.
+    /// Posts a call of `notify` for each observer.
     template <typename Notify>
     void post(Delivery& delivery, Notify notify) const {
         delivery.post(notification(std::move(notify)));
     }
 
-    /// The same for a change of the object's value, whose payload has so many bytes.
+    /// Like `post`, for a change of the object's value. `payload` is the value's size in bytes.
     template <typename Notify>
     void postChange(Delivery& delivery, std::size_t payload, Notify notify) const {
         delivery.postChange(notification(std::move(notify)), this, payload);
@@ -83,7 +83,7 @@ private:
     std::vector<std::shared_ptr<TypedRegistration<Obs>>> registrations_;
 };
 
-/// Tells the rows to an iterator's observer.
+/// Sends the rows to an iterator's observer.
 inline void notifyChunk(objbus::ObserverTableIterator& observer, Rows const& rows) {
     std::vector<std::vector<std::string> const*> pointers;
     for (auto const& row : rows) {

@@ -12,8 +12,8 @@
 namespace television {
 
 /// The operations of an object with a plain value of the type `T`, as its interface declares them. `Storage` derives
-/// from that interface and decides where the value is: its `write` takes a `T`, or a list's elements by position, its
-/// `read` fills a `T` and returns a status, and its `readNumber` returns a number.
+/// from that interface and reads and writes the value: its `write` takes a `T`, or a list's elements by position, its
+/// `read` sets a `T` and returns a status, and its `readNumber` returns a number.
 template <typename T, typename Storage>
 class PlainObject final : public Storage {
 public:

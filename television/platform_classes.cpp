@@ -1,4 +1,4 @@
-// What the platform's classes have out of line, so that each has its one virtual table here.
+// The out-of-line members of the platform's classes. Each class has its only virtual table here.
 
 #include "frame/process.h"
 #include "objbus/object.h"

@@ -12,7 +12,7 @@ namespace {
 
 namespace utf = boost::locale::utf;
 
-/// Whether the character steers a terminal, or the direction and the lines of what it shows.
+/// Whether the character controls the terminal, or the text's direction or lines.
 bool steers(utf::code_point character) {
     constexpr std::pair<utf::code_point, utf::code_point> RANGES[] = {
         {0x00, 0x1F}, {0x7F, 0x9F}, {0x061C, 0x061C}, {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069},
@@ -35,7 +35,7 @@ void appendEscaped(std::string& line, char byte) {
     line += escape.data();
 }
 
-/// With a backslash before each character of `marked`.
+/// Returns the printable text with a backslash before each character of `marked`.
 std::string shown(std::string_view text, std::string_view marked) {
     std::string line;
     for (char const *at = text.data(), *const end = at + text.size(); at != end;) {
@@ -72,7 +72,7 @@ std::string shortened(std::string text, std::size_t most) {
     if (text.size() <= most) {
         return text;
     }
-    while (most > 0 && (static_cast<unsigned char>(text[most]) & 0xC0U) == 0x80) {  // Not inside a character.
+    while (most > 0 && (static_cast<unsigned char>(text[most]) & 0xC0U) == 0x80) {  // Do not cut inside a character.
         --most;
     }
     return text.substr(0, most) + "...";

@@ -8,10 +8,10 @@
 
 namespace television {
 
-/// The name that the root interface is looked up by.
+/// The name for lookups of the root interface.
 constexpr char ROOT_INTERFACE_NAME[] = "torvi.ob.interfaces.tvapi.RootInterface";
 
-/// The root interface without its operations that the televisions here do not support.
+/// The root interface's reserved operations, which the televisions do not support.
 class RootBase : public objbus::RootInterface {
 public:
     int platformReserved1() override { return STATUS_NOT_SUPPORTED; }

@@ -6,13 +6,13 @@
 
 namespace objbus {
 
-/// The table iterator of the televisions here. Each operation is answered later, on the delivery thread, by the
-/// notification named beside it; a row outside the table is answered with -1, or with no row. The cursor
-/// starts on row 0; a seek that fails leaves it on no row, and reading does not move it.
+/// The table iterator of the televisions. The notification named beside an operation sends the result later, on the
+/// delivery thread. For a row outside the table the result is -1 or no row. The cursor starts on row 0. A failed seek
+/// leaves the cursor on no row; reads do not move the cursor.
 ///
-/// `destroyIterator` refuses the pointer to an iterator that is destroyed already. Until 1,000 others of its table have
-/// been destroyed, no newer iterator has that address, and its operations do nothing. After that the pointer must not
-/// be used.
+/// `destroyIterator` refuses the pointer of a destroyed iterator. Until the table has destroyed 1,000 further
+/// iterators, no newer iterator has the same address, and operations through the pointer do nothing. After that the
+/// pointer must not be used.
 class __attribute__((visibility("default"))) TableIterator {
 public:
     TableIterator(TableIterator const&) = delete;
@@ -20,7 +20,7 @@ public:
 
     virtual void requestTotalCount() = 0;                        ///< `notifyTotalCount`
     virtual void seekToRow(int row) = 0;                         ///< `notifySeekToRow`, then `notifyCursorPosition`
-    virtual void seekToContent(std::string const& content) = 0;  ///< `notifySeekToContent`: the first row holding it
+    virtual void seekToContent(std::string const& content) = 0;  ///< `notifySeekToContent`: the first matching row
     virtual void readRow() = 0;                                  ///< `notifyReadRow`: the row under the cursor
     virtual void readRowChunk(int count) = 0;                    ///< `notifyReadRowChunk`: from the cursor on
     virtual void commit() = 0;                                   ///< `notifyCommit` with 0

@@ -6,7 +6,7 @@
 
 namespace television {
 
-/// The value of a plain-valued model object; its alternative decides the object's type.
+/// The value of a plain-valued model object. The alternative determines the object's type.
 using Value = std::variant<int, long long, std::string, std::vector<int>, std::vector<std::string>>;
 
 /// The rows of a table.
