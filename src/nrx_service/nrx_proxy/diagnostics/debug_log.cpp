@@ -4,7 +4,7 @@ namespace orvane::diagnostics {
 
 namespace {
 
-/// A failure of the platform's own ends here: a lost line must change nothing, least of all in a destructor or while an
+/// Catches exceptions of the platform: a lost line must have no other effect, above all in a destructor or while an
 /// exception unwinds.
 template <typename Statement>
 void lossy(Statement const& statement) noexcept {
@@ -14,7 +14,7 @@ void lossy(Statement const& statement) noexcept {
     }
 }
 
-/// Writes one trace line when the platform admits it.
+/// Writes one trace line if the platform admits it.
 void writeTrace(bool entered, char const* function, char const* file, int line) {
     DebugLevelRecord record = levelRecord(LOG_DEBUG);
     if (debugCheckLevel(&record) != 0) {

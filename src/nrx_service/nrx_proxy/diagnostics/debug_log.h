@@ -8,7 +8,7 @@
 
 namespace orvane::diagnostics {
 
-/// Lower is more severe.
+/// A lower number is more severe.
 enum LogLevel : std::uint32_t {
     LOG_CRITICAL = 1,
     LOG_ERROR = 1000,
@@ -16,14 +16,14 @@ enum LogLevel : std::uint32_t {
     LOG_DEBUG = 5000,
 };
 
-/// The library's number among the modules of the television's log.
+/// The library's module number in the television's log.
 inline constexpr std::uint32_t LOG_MODULE_CODE = 0x5F;
 
-/// A fresh record for one check.
+/// Returns a new record for one check.
 constexpr DebugLevelRecord levelRecord(LogLevel level) { return {LOG_MODULE_CODE << 16U | level, 0, 0}; }
 
-/// Writes a trace line when a traced operation is entered and when it is left, by whatever way. Owns nothing and
-/// refers to static data only, so the traced object may be gone when the scope ends.
+/// Writes a trace line on entry to a traced operation and on every exit. Refers to static data only, so the traced
+/// object may be destroyed when the scope ends.
 class TraceScope {
 public:
     TraceScope(char const* function, char const* path, int line) noexcept;
@@ -40,8 +40,8 @@ private:
 }  // namespace orvane::diagnostics
 
 /// Writes one line at `severity`: the printf-style literal `message`, tagged with file, line and enclosing function.
-/// The arguments are evaluated only when the platform admits the line. What they, or the platform, throw passes
-/// through.
+/// The arguments are evaluated only if the platform admits the line. Exceptions of the arguments and of the platform
+/// pass through.
 #define DEBUG_LOG(severity, message, ...)                                                                      \
     do {                                                                                                       \
         DebugLevelRecord debugLogRecord = ::orvane::diagnostics::levelRecord(::orvane::diagnostics::severity); \

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The keys of the model objects that the facade uses, for who publishes them (a simulated television, a fake) or uses
-/// them beside the facade.
+/// The keys of the model objects that the facade uses, for programs that publish these objects (a simulated television,
+/// a fake) or use them without the facade.
 namespace orvane::model_keys {
 
 inline constexpr char COMMAND[] = "torvi.sl2.vstr.videoplayer.nrx.command";              ///< String list.

@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what the library exports; everything else stays inside.
+/// Marks the symbols that the library exports.
 #define NRX_EXPORT __attribute__((visibility("default")))

@@ -14,8 +14,8 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/model_connection.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 
-// The body of both relays. A macro, so that each line names the relay that writes it. The client comes last: it may
-// destroy the facade.
+// The body of both relays. A macro, so that each log line names its relay. The call of the client is last, because the
+// client may destroy the facade.
 #define RELAY_LIST(value, listenerStarted, receive)                                \
     if ((value).type() != VALUE_VECTOR) {                                          \
         DEBUG_LOG(LOG_ERROR, "Not array type.");                                   \
@@ -50,10 +50,10 @@ constexpr char SOURCE_SWITCH_TARGET[] = "12";
 constexpr char SERVICE_DESCRIPTION[] =
     R"({"id":"nrxservice","name":"nrxservice","pid": "","appType": "bgAppType","url": "","type": "bgAppType"})";
 
-/// Numbers the requests of the whole process.
+/// Numbers the start requests of the process.
 std::atomic<int> serviceRequestCounter = 0;
 
-/// Held while a facade makes its action; shared by all facades of the process.
+/// Locked while a facade creates its action; shared by all facades of the process.
 constinit std::mutex sourceSwitchMutex;
 
 struct FileCloser {
@@ -61,7 +61,7 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-/// The list named `key`, whose values go to `relay` of `facade`.
+/// Creates the list named `key`; `relay` of `facade` receives its values.
 std::shared_ptr<NRXModelAccess::StringListAccess> relayedList(char const* key, NRXModelAccess* facade,
                                                               void (NRXModelAccess::*relay)(IValueObject const&)) {
     return std::shared_ptr<NRXModelAccess::StringListAccess>(
@@ -73,7 +73,7 @@ std::shared_ptr<Access> orFresh(std::shared_ptr<Access> access, char const* key)
     return access ? std::move(access) : std::shared_ptr<Access>(new Access(key));
 }
 
-/// The list that `key` names, or null.
+/// Returns the list named `key`, or null.
 NRXModelAccess::StringListAccess* listByKey(std::string const& key, NRXModelAccess::StringListAccess& command,
                                             NRXModelAccess::StringListAccess& event) {
     if (key == model_keys::COMMAND) {
@@ -82,7 +82,7 @@ NRXModelAccess::StringListAccess* listByKey(std::string const& key, NRXModelAcce
     return key == model_keys::EVENT ? &event : nullptr;
 }
 
-/// What a start request sends: its identifier, the switch's target and the service, in this order.
+/// The arguments of a start request: its identifier, the switch's target and the service.
 std::vector<objbus::Argument> startArguments() {
     std::array<char, 64> identifier{};
     int const number = ++serviceRequestCounter;
@@ -100,7 +100,7 @@ std::vector<objbus::Argument> startArguments() {
 
 INrxModelAccess::~INrxModelAccess() = default;
 
-// Braces, so that the objects are made in the order in which they stand.
+// Braces guarantee that the objects are created in their order here.
 NRXModelAccess::NRXModelAccess()
     : NRXModelAccess{nullptr,
                      relayedList(model_keys::COMMAND, this, &NRXModelAccess::onNRXCommandValueChanged),
@@ -125,7 +125,7 @@ NRXModelAccess::NRXModelAccess(NRXModelAccessClient* newClient, std::shared_ptr<
       productionTypeValue(orFresh(std::move(productionType), model_keys::PRODUCTION_TYPE)) {}
 
 NRXModelAccess::~NRXModelAccess() {
-    // Deaf first: a list on its way is dropped instead of reaching a client that may be going too.
+    // First, so that an arriving list is dropped and does not reach a client that is being destroyed, too.
     commandListenerStarted = false;
     eventListenerStarted = false;
     DEBUG_TRACE();

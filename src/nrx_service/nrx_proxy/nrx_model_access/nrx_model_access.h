@@ -16,47 +16,47 @@ namespace system::support {
 class ActionAccess;
 }
 
-/// The facade, which the embedding process constructs itself.
+/// The facade, which the embedding process constructs.
 ///
-/// Construct it, `setClient` if no client was given, `start()`, then start the listeners. Everything else may be used
-/// at any time and connects on demand. The operations are the caller's to call from one thread at a time, except the
-/// client and listener switches and `requestStartNRXService`, which any thread may call; the relay runs on the model's
-/// delivery thread. Lack of memory passes through as `std::bad_alloc` and breaks nothing; a list that cannot be copied
-/// is lost.
+/// Construct the facade, call `setClient` if no client was given, then `start()`, then start the listeners. The other
+/// operations may be called at any time and connect on demand. The caller calls the operations from one thread at a
+/// time; any thread may call the client and listener switches and `requestStartNRXService`. The relay runs on the
+/// model's delivery thread. Without memory an operation throws `std::bad_alloc`, and the facade stays usable; a list
+/// that cannot be copied is lost.
 ///
-/// Owns its access objects, shared with whoever injected them, and never the client.
+/// The facade owns its access objects, together with the owner of injected objects. It never owns the client.
 ///
-/// A test of the embedding process puts fakes into the places of the access objects, so that no television is asked:
+/// A test of the embedding process replaces the access objects by fakes and needs no television:
 ///
 ///     auto const command = std::make_shared<FakeList>();  // As in value_access.h.
 ///     orvane::NRXModelAccess access(&client, command, nullptr, nullptr, nullptr, nullptr);
 ///     command->setNewValueHandler(make_value_handler(&access, &orvane::NRXModelAccess::onNRXCommandValueChanged));
 ///     access.startCommandListener();
-///     command->notifyStringVector({"play"});  // As the television does; the client hears it.
+///     command->notifyStringVector({"play"});  // As the television does; the client receives the list.
 ///
-/// A derived class may override any operation, the relay above all, and use the fields. Its members are gone before the
-/// access objects are: destroy it only while no list can arrive.
+/// A derived class may override any operation, for example the relay, and use the fields. Its members are destroyed
+/// before the access objects: destroy it only while no list can arrive.
 class NRX_EXPORT NRXModelAccess : public INrxModelAccess {
 public:
-    /// Of the television's facts.
+    /// For the television's facts.
     using StringAccess = system::support::ValueAccessT<objbus::ObserverString>;
-    /// Of the command and the event list.
+    /// For the command and the event list.
     using StringListAccess = system::support::ValueAccessT<objbus::ObserverVectorString>;
 
-    /// Makes its access objects, those of the two lists with the relay as their handler. Connects nothing.
+    /// Creates the access objects, with the relay as the handler of the two lists. Does not connect.
     NRXModelAccess();
-    /// The same, with a client from the start.
+    /// Also sets the client.
     explicit NRXModelAccess(NRXModelAccessClient* newClient);
-    /// Takes the access objects instead of making them. Lists reach the relay only through handlers that the caller
-    /// bound to it; they must not be called any more when the facade is destroyed. An empty pointer stands for a fresh
-    /// object of that place's key, without a handler.
+    /// Uses the given access objects. Lists reach the relay only through handlers that the caller binds to the relay.
+    /// These handlers must not be called after the facade's destruction. For an empty pointer the constructor creates
+    /// an access object with the parameter's key and without a handler.
     NRXModelAccess(NRXModelAccessClient* newClient, std::shared_ptr<StringListAccess> command,
                    std::shared_ptr<StringListAccess> event, std::shared_ptr<StringAccess> softwareVersion,
                    std::shared_ptr<StringAccess> featureCode, std::shared_ptr<StringAccess> productionType);
-    NRXModelAccess(NRXModelAccess const&) = delete;  ///< The handlers of its lists know it by its address.
+    NRXModelAccess(NRXModelAccess const&) = delete;  ///< The lists' handlers hold the facade's address.
     NRXModelAccess& operator=(NRXModelAccess const&) = delete;
-    /// For the access objects made here, no client call runs or starts once it has returned, but for the one that it
-    /// may be called from. A failure of the platform's own ends here; registrations may then remain.
+    /// After the return, the lists created by the facade make no call to the client, except the call that the
+    /// destructor may run inside. Catches exceptions of the platform; registrations may then remain.
     ~NRXModelAccess() override;
 
     void setClient(NRXModelAccessClient* newClient) override;
@@ -79,7 +79,7 @@ protected:
     /// @name Switches
     /// @{
 
-    /// Written by the caller, read on the delivery thread.
+    /// The caller writes these fields, the delivery thread reads them.
     std::atomic<NRXModelAccessClient*> client = nullptr;
     std::atomic<bool> commandListenerStarted = false;
     std::atomic<bool> eventListenerStarted = false;
@@ -96,7 +96,7 @@ protected:
     std::shared_ptr<StringAccess> productionTypeValue;
     /// @}
 
-    system::support::ActionAccess* sourceSwitchAction = nullptr;  ///< Owned; connected whenever it is there.
+    system::support::ActionAccess* sourceSwitchAction = nullptr;  ///< Owned; connected if not null.
 };
 
 }  // namespace orvane

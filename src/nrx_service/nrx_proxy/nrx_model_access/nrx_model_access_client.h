@@ -7,21 +7,21 @@
 
 namespace orvane {
 
-/// What the embedding process implements to hear from the NRX service. The process owns it and keeps it alive until
-/// the facade is destroyed or was given another client and no call is running.
+/// Receives the lists of the NRX service. The embedding process implements and owns the client, and keeps it alive
+/// until the facade is destroyed, or has another client and no call is running.
 ///
-/// Called on the model's delivery thread, which waits for the return. Once `start()` has returned, a client may call
-/// the facade, and may destroy it, from inside a call, while no other thread does.
+/// Called on the model's delivery thread, which waits for the return. After `start()` has returned, a client may call
+/// and destroy the facade from inside a call, if no other thread does.
 class NRX_EXPORT NRXModelAccessClient {
 public:
-    /// A new command list, which may be empty: check its size before an element is taken. It ends with the call. A
-    /// television that comes back with another list than was heard last tells that one, though nobody sent it.
+    /// Receives a new command list. The list may be empty: check its size before reading an element. Valid during the
+    /// call only. A television that returns sends its current list if it differs from the last one received.
     virtual void onNRXCommandReceived(std::vector<std::string> const& parameters) = 0;
-    /// A new event list, likewise.
+    /// Receives a new event list, with the same rules.
     virtual void onNRXEventReceived(std::vector<std::string> const& parameters) = 0;
 
 protected:
-    /// Not deleted through this interface: who made a client knows its class, and the facade never deletes one.
+    /// Protected: the facade never deletes a client, and the process deletes it by its own class.
     ~NRXModelAccessClient() = default;
 };
 

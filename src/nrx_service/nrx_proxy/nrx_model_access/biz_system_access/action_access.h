@@ -9,22 +9,22 @@
 
 namespace orvane::system::support {
 
-/// Receiver of an action's answers. Shared between its creator and the access objects that call it.
+/// Receives an action's answers. Shared between its creator and the access objects that call it.
 class NRX_EXPORT ActionHandler {
 public:
-    /// Called on the model's delivery thread. `results` is a list value of texts, ordered by the results' position; it
-    /// ends with the call.
+    /// Called on the model's delivery thread. `results` is a list value of texts, in the order of the results' indexes,
+    /// valid during the call only.
     virtual void handleResult(unsigned int actionId, ValueObject const& results) = 0;
-    /// Called there too, when the action failed after it had been started. `error` is the television's.
+    /// Called on the same thread if the action failed after its start. The television defines `error`.
     virtual void handleExecutionError(unsigned int actionId, int error) = 0;
     virtual ~ActionHandler() = default;
 };
 
 /// One action of the television's data model.
 ///
-/// `invoke` never connects by itself. Answers arrive on the model's delivery thread, are logged and passed on there,
-/// before the notification returns; the handler stays alive for the call and may disconnect and destroy this object
-/// from inside it.
+/// `invoke` never connects. Answers arrive on the model's delivery thread, which logs them and passes them to the
+/// handler before the notification returns. The handler stays alive during the call, and may disconnect and destroy
+/// this object inside the call.
 ///
 /// The owner calls `disconnect()` before destroying a connected access.
 ///
@@ -32,33 +32,33 @@ public:
 ///     unsigned int actionId = 0;
 ///     if (action.connect(1000) == STATUS_OK) {
 ///         action.invoke(actionId, {{0, 0, 0, "standby"}});  // Tag, position, flags and text of each argument.
-///         ...                                               // The answer under `actionId` goes to the handler.
+///         ...                                               // The handler receives the answer with `actionId`.
 ///         action.disconnect();
 ///     }
 class NRX_EXPORT ActionAccess : public ValueAccessBase, public objbus::ObserverAction {
 public:
-    /// Without a handler: answers are only logged. Connects nothing.
+    /// Without a handler: answers are only logged. Does not connect.
     explicit ActionAccess(std::string key);
-    /// The usual way to install a handler: no notification can arrive before it.
+    /// The usual way to install a handler: no notification can arrive earlier.
     ActionAccess(std::string key, std::shared_ptr<ActionHandler> newHandler);
-    ActionAccess(ActionAccess const&) = delete;  ///< The model knows the object by its address.
+    ActionAccess(ActionAccess const&) = delete;  ///< The model holds the object's address.
     ActionAccess& operator=(ActionAccess const&) = delete;
     ~ActionAccess() override;
 
-    /// 0 connected or connected already, 5 not obtained within the budget (or no root interface), 6 not an action.
+    /// Returns 0 if connected, 5 if not available within the budget or without a root interface, 6 if not an action.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    /// Installs, replaces or (empty) removes the receiver of answers; not while they can arrive. Returns 0.
+    /// Installs, replaces or removes (empty) the receiver of answers; not while answers can arrive. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<ActionHandler> newHandler);
 
-    /// Starts the action. The model writes the identifier under which the answer will arrive, and its status is
-    /// returned; -1 when not connected, with `actionId` left alone. May run on several threads at once.
+    /// Starts the action. The model writes the identifier of the later answer to `actionId`. Returns the model's
+    /// status, or -1 if not connected, with `actionId` unchanged. Several threads may call at once.
     virtual int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments);
 
-    /// The model's, on its delivery thread: logged, then passed on to the handler.
+    /// Called by the model on its delivery thread. Logs the error and passes it to the handler.
     void notifyExecutionError(unsigned int actionId, int error) override;
-    /// Likewise. A result whose index lies outside the list of results is dropped.
+    /// The same for the results. A result whose index is outside the list of results is dropped.
     void notifyResult(unsigned int actionId, std::vector<objbus::Argument> const& results) override;
 
 protected:

@@ -15,7 +15,7 @@ namespace {
 constexpr int TABLE_CONNECT_BUDGET_MS = 1000;
 constexpr int STATUS_NO_TABLE = 4;
 
-/// Calls `operation` of the handler, of which a reference is held for the call.
+/// Calls `operation` of the handler, and keeps the handler alive during the call.
 template <typename Argument>
 void passOn(std::shared_ptr<IteratorHandler> const& handler, void (IteratorHandler::*operation)(Argument),
             std::type_identity_t<Argument> argument) {
@@ -24,7 +24,7 @@ void passOn(std::shared_ptr<IteratorHandler> const& handler, void (IteratorHandl
     }
 }
 
-/// Whether the object says that it is something else than a table. One whose type has no name does not tell.
+/// Whether the object reports the type of another kind. An object with an unnamed type may be a table.
 bool isOfAnotherKind(TableAccess& object) {
     auto const type = object.getType();
     std::string_view const none = object.accessTypeName(objbus::OBJECT_TYPE_NONE);
@@ -46,7 +46,7 @@ IteratorAccess::IteratorAccess(std::string key, std::shared_ptr<IteratorHandler>
 
 IteratorAccess::~IteratorAccess() {
     DEBUG_TRACE();
-    tableAccess.reset();  // Between the trace lines.
+    tableAccess.reset();  // Here, so that its lines are between the trace lines.
 }
 
 void IteratorAccess::TableRelease::operator()(TableAccess* table) const {

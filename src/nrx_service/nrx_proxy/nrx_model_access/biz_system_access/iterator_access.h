@@ -12,39 +12,39 @@ namespace orvane::system::support {
 
 class TableAccess;
 
-/// Receiver of a table iterator's notifications, one operation for each; all on the model's delivery thread. Shared
-/// between its creator and the access objects that call it. The rows end with the call.
+/// Receives a table iterator's notifications, on the model's delivery thread. Shared between its creator and the access
+/// objects that call it. Rows are valid during the call only.
 class NRX_EXPORT IteratorHandler {
 public:
-    /// A commit ended, with a status of the television's.
+    /// A commit ended. The television defines `status`.
     virtual void handleCommit(int status) = 0;
-    /// The total number of rows, which had been asked for.
+    /// The requested total number of rows.
     virtual void handleTotalCount(int count) = 0;
-    /// A seek by position ended; where, is the television's to say.
+    /// A seek by position ended. The television defines how rows are counted.
     virtual void handleSeekToRow(int row) = 0;
-    /// A seek by content ended, likewise.
+    /// A seek by content ended. The television defines how rows are counted.
     virtual void handleSeekToContent(int row) = 0;
-    /// The cursor stands on another row.
+    /// The cursor moved to another row.
     virtual void handleCursorPosition(int row) = 0;
     /// The texts of one row.
     virtual void handleReadRow(std::vector<std::string> const& row) = 0;
     /// The texts of several rows.
     virtual void handleReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) = 0;
-    /// The iterator can be used, or cannot, as the television's status says.
+    /// The television's status says whether the iterator is usable.
     virtual void handleIteratorReady(int status) = 0;
-    /// The rows changed; what `update` tells of it is the television's to say.
+    /// The rows changed. The television defines `update`.
     virtual void handleUpdate(int update) = 0;
     virtual ~IteratorHandler() = default;
 };
 
 /// One iterator over a table of the television's data model.
 ///
-/// `create()` connects to the table and has the iterator made; the iterator's own operations, reached through
-/// `getIterator()`, are the television's. Its notifications are passed on to the handler as they come, whatever the
-/// state of this object; the handler stays alive for the call.
+/// `create()` connects to the table and creates the iterator. `getIterator()` returns the iterator, whose operations
+/// the television defines. Each notification is passed to the handler at once, whatever the state of this object; the
+/// handler stays alive during the call.
 ///
-/// The owner calls `destroy()` before destroying this object, lest the model keep an iterator that reports to it. A
-/// handler may use `getIterator()` once `create()` has returned.
+/// The owner calls `destroy()` before destroying this object; otherwise the model keeps an iterator that notifies a
+/// destroyed object. A handler may use `getIterator()` after `create()` has returned.
 ///
 ///     IteratorAccess channels("channels", handler, type, selections, {0, 2}, orders);  // Columns 0 and 2.
 ///     if (channels.create() == STATUS_OK && channels.getIterator() != nullptr) {
@@ -53,17 +53,17 @@ public:
 ///     channels.destroy();
 class NRX_EXPORT IteratorAccess : public ValueAccessBase, public objbus::ObserverTableIterator {
 public:
-    /// `key` names the table. The rest is handed to the table as it is.
+    /// `key` names the table. The table receives the other arguments unchanged.
     IteratorAccess(std::string key, std::shared_ptr<IteratorHandler> newHandler, objbus::IteratorType const& type,
                    std::vector<objbus::TableSelection> const& tableSelections, std::vector<int> const& tableColumns,
                    std::vector<objbus::TableOrder> const& tableOrders);
-    IteratorAccess(IteratorAccess const&) = delete;  ///< The model knows the object by its address.
+    IteratorAccess(IteratorAccess const&) = delete;  ///< The model holds the object's address.
     IteratorAccess& operator=(IteratorAccess const&) = delete;
-    /// Disconnects from the table; does not destroy the iterator. A failure of the platform's own ends here; the table
-    /// may then keep its registration.
+    /// Disconnects from the table. Does not destroy the iterator. Catches exceptions of the platform; the registration
+    /// with the table may then remain.
     ~IteratorAccess() override;
 
-    /// @name Nothing connects but create()
+    /// @name Only create() connects
     /// @{
 
     /// Does nothing and returns 0.
@@ -71,28 +71,28 @@ public:
     int disconnect() override;
     /// @}
 
-    /// Connects to the table within 1000 milliseconds and has the iterator made. 0 for success, though the television
-    /// may have refused the iterator (`getIterator()` is null then); 4 when there is no such table, or an object that
-    /// says it is of another kind, with everything left as it was. An object that does not tell its type
-    /// (`OBJECT_TYPE_NONE`, or a number that names none) is taken for the table that was asked for. An earlier iterator
-    /// is destroyed first when the new table is connected, and its table is let go afterwards; should the television
-    /// throw instead of making the new one, there is none.
+    /// Connects to the table within 1000 milliseconds and creates the iterator. Returns 0 on success, also if the
+    /// television refuses the iterator (`getIterator()` is null then). Returns 4 and changes nothing if there is no
+    /// such table, or if the object reports the type of another kind. An object without a known type
+    /// (`OBJECT_TYPE_NONE`, or a number that names no type) is treated as the table. After the new table's connect, an
+    /// earlier iterator is destroyed first, and the earlier table is released last. If the television throws when it
+    /// creates the new iterator, there is none.
     virtual int create();
-    /// Has the iterator destroyed, if there is one; the table stays connected. Returns 0; when the television throws,
-    /// the iterator is still there.
+    /// Destroys the iterator, if there is one. The table stays connected. Returns 0. If the television throws, the
+    /// iterator still exists.
     virtual int destroy();
 
-    /// The iterator, or null. The model owns it; it is valid until `destroy()`.
+    /// Returns the iterator, or null. The model owns the iterator, which is valid until `destroy()`.
     objbus::TableIterator* getIterator() const;
 
-    /// Installs, replaces or (empty) removes the receiver; not while notifications can arrive. Returns 0.
+    /// Installs, replaces or removes (empty) the receiver; not while notifications can arrive. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<IteratorHandler> newHandler);
 
     /// @name Notifications
     /// @{
 
-    /// The model's, on its delivery thread: each hands its argument, the very same, to the handler's operation of the
-    /// same name.
+    /// Called by the model on its delivery thread. Each notification passes its argument by reference to the handler's
+    /// operation of the same name.
     void notifyCommit(int status) override;
     void notifyTotalCount(int count) override;
     void notifySeekToRow(int row) override;
@@ -105,17 +105,17 @@ public:
     /// @}
 
 protected:
-    /// Disconnects a table that is connected, and deletes it.
+    /// Disconnects a connected table and deletes it.
     struct TableRelease {
-        void operator()(TableAccess* table) const;  ///< Throws nothing.
+        void operator()(TableAccess* table) const;  ///< Never throws.
     };
 
     std::shared_ptr<IteratorHandler> iteratorHandler;  ///< May be empty.
 
-    /// @name What create() asks the table for
+    /// @name The request of create()
     /// @{
 
-    /// As given at construction.
+    /// The constructor's arguments.
     objbus::IteratorType const iteratorType;
     std::vector<objbus::TableSelection> const selections;
     std::vector<int> const columns;
@@ -123,7 +123,7 @@ protected:
     /// @}
 
     objbus::TableIterator* iterator = nullptr;  ///< The model owns it.
-    /// Connected when there, as it is while `iterator` is not null.
+    /// Connected if not null. Not null while `iterator` is not null.
     std::unique_ptr<TableAccess, TableRelease> tableAccess;
 };
 

@@ -8,7 +8,7 @@
 
 namespace orvane::system::support {
 
-/// A list value with one element per item, in order.
+/// Returns a list value with one element per item, in order.
 template <typename T>
 ValueObject listValue(std::vector<T> const& items) {
     ValueObject list;

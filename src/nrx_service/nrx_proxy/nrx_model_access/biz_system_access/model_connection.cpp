@@ -15,7 +15,7 @@ ModelConnection::ModelConnection(int timeoutMs, objbus::RootInterface* root, std
     }
     int remainingMs = timeoutMs;
     while (true) {
-        objbus::Object* found = nullptr;  // Anew: what a failed attempt handed out is not taken.
+        objbus::Object* found = nullptr;  // Null again: a failed attempt's object is not used.
         status_ = root->connectObject(key, observer, found);
         if (status_ == STATUS_OK && found != nullptr) {
             object_ = found;
@@ -36,7 +36,7 @@ ModelConnection::~ModelConnection() {
         if (object_ != nullptr) {
             end(key_);
         }
-    } catch (...) {  // The model's own failure, while another one unwinds: that one goes on.
+    } catch (...) {  // An exception of the model; an earlier exception may be unwinding.
     }
 }
 
@@ -44,7 +44,7 @@ objbus::Object* ModelConnection::keep() { return std::exchange(object_, nullptr)
 
 void ModelConnection::end(std::string const& key) {
     root_->disconnectObject(key, observer_, object_);
-    object_ = nullptr;  // Only now: when the model throws, the destructor tries once more.
+    object_ = nullptr;  // Last: if the model throws, the destructor tries again.
 }
 
 void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus::Observer* observer,

@@ -5,31 +5,31 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access_base.h"
 #include "objbus/root_interface.h"
 
-// What the connects of all access kinds share. Private to the access layer.
+// The common part of the connects of all access kinds. Private to the access layer.
 
-/// The messages of a failed connect; each `connect` writes them itself, so that a line names its place.
+/// The messages of a failed connect. Each `connect` writes them itself, so that a line names its source.
 #define CONNECT_FAILED_MESSAGE "Failed %d"
 #define OBSERVER_MISMATCH_MESSAGE "Observer Type not match for %s,( %d ) vs %s "
 
 namespace orvane::system::support {
 
-/// A connect on its way: the model object and the registration that came with it, which ends here, whatever throws,
-/// unless the access object keeps it.
+/// A connect in progress: the model object and its registration. The destructor ends the registration unless the access
+/// object keeps it.
 class ModelConnection {
 public:
-    /// Asks `root` for the object named `key`, every 100 milliseconds until `timeoutMs` is spent. Without a root
-    /// interface: status 5 at once.
+    /// Connects to the object named `key`, with an attempt every 100 milliseconds until `timeoutMs` is spent. Without a
+    /// root interface the status is 5 at once.
     ModelConnection(int timeoutMs, objbus::RootInterface* root, std::string const& key, objbus::Observer* observer);
     ModelConnection(ModelConnection const&) = delete;
     ModelConnection& operator=(ModelConnection const&) = delete;
     ~ModelConnection();
 
-    /// Null when it was not obtained.
+    /// Null if the connect failed.
     [[nodiscard]] objbus::Object* object() const { return object_; }
-    /// Of the last attempt.
+    /// The last attempt's status.
     [[nodiscard]] int status() const { return status_; }
 
-    /// Leaves the registration to the caller.
+    /// Passes the registration to the caller.
     objbus::Object* keep();
     /// Ends the registration made under `key`.
     void end(std::string const& key);
@@ -42,15 +42,15 @@ private:
     int status_ = STATUS_ERR_CONNECT_FAILED;
 };
 
-/// Ends the registration of `observer`; does nothing without a root interface.
+/// Ends the registration of `observer`. Does nothing without a root interface.
 void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus::Observer* observer,
                     objbus::Object* object);
 
-/// Disconnects an access object that is about to go. What the platform throws here must not end the host: it ends here,
-/// and the registration may then remain.
+/// Disconnects an access object before its destruction. Catches exceptions of the platform, which would end the host;
+/// the registration may then remain.
 void disconnectForDestruction(ValueAccessBase& access) noexcept;
 
-/// The type that `object` reports; `OBJECT_TYPE_NONE` for null, which a connect of an `IteratorAccess` leaves behind.
+/// Returns the type that `object` reports; `OBJECT_TYPE_NONE` for null, as after a connect of an `IteratorAccess`.
 objbus::ObjectTypeSpec typeOf(objbus::Object* object);
 
 }  // namespace orvane::system::support

@@ -24,8 +24,8 @@ int TableAccess::connect(int timeoutMs) {
         DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, found.status());
         return STATUS_ERR_CONNECT_FAILED;
     }
-    // Whatever it is: a static_cast would be undefined for an object that is no table. A table has the same address as
-    // its only base.
+    // For an object of any type: a static_cast would be undefined if the object is no table. A table has the same
+    // address as its only base.
     object = found.keep();
     table = reinterpret_cast<objbus::ObjectTable*>(object);
     return STATUS_OK;

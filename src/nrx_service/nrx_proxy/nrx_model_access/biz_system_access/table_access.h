@@ -8,13 +8,13 @@
 
 namespace orvane::system::support {
 
-/// Kept alive by the table accesses that share it; nothing is reported to it.
+/// Kept alive by the table accesses that share it. Receives no notifications.
 class NRX_EXPORT TableHandler {
 public:
     virtual ~TableHandler() = default;
 };
 
-/// One table of the television's data model, connected so that iterators can be made on it.
+/// One table of the television's data model. A connected table can create iterators.
 ///
 /// The owner calls `disconnect()` before destroying a connected access.
 class NRX_EXPORT TableAccess : public ValueAccessBase, public objbus::ObserverTable {
@@ -22,32 +22,32 @@ public:
     /// @name Constructors
     /// @{
 
-    /// Connects nothing; `key` names the table.
+    /// Does not connect. `key` names the table.
     explicit TableAccess(std::string key);
     TableAccess(std::string key, std::shared_ptr<TableHandler> newHandler);
     /// @}
 
-    TableAccess(TableAccess const&) = delete;  ///< The model knows the object by its address.
+    TableAccess(TableAccess const&) = delete;  ///< The model holds the object's address.
     TableAccess& operator=(TableAccess const&) = delete;
     ~TableAccess() override;
 
-    /// 0 connected or connected already, 5 not obtained within the budget (or no root interface). Takes whatever
-    /// object the model has under the key; `getType()` tells whether it is a table.
+    /// Returns 0 if connected, 5 if the object was not available within the budget, or without a root interface.
+    /// Accepts an object of any type under the key; `getType()` returns the type.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    /// The connected table, null while unconnected. The model owns it; it is valid until `disconnect()`.
+    /// Returns the connected table, or null. The model owns the table, which is valid until `disconnect()`.
     objbus::ObjectTable* getAccess();
 
-    /// Replaces or (empty) releases the handler. Returns 0.
+    /// Replaces the handler, or releases it (empty). Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<TableHandler> newHandler);
 
-    /// The table changed, on the model's delivery thread; only traced.
+    /// The table changed. Called on the model's delivery thread; only traced.
     void notifyUpdate(int update) override;
 
 protected:
     std::shared_ptr<TableHandler> tableHandler;  ///< May be empty.
-    objbus::ObjectTable* table = nullptr;        ///< `object`, as the table it is taken for.
+    objbus::ObjectTable* table = nullptr;        ///< `object`, treated as a table.
 };
 
 }  // namespace orvane::system::support

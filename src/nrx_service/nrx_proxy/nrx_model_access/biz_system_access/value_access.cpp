@@ -11,7 +11,7 @@ namespace orvane::system::support {
 
 namespace {
 
-/// The key that stands for "no such value on this television".
+/// The key for a value that the television does not have.
 constexpr char MISSING_KEY[] = "missing";
 
 template <typename T>
@@ -26,8 +26,8 @@ ValueObject valueOf(std::vector<T> const& items) {
 
 }  // namespace
 
-/// The operations as far as they do not depend on what is observed: here once, instead of once in each instance. A line
-/// that one of them writes names it as the operation that it is.
+/// The parts of the operations that do not depend on the observer interface: compiled once instead of once per
+/// instance. Their names are those of the operations, because log lines name the function.
 struct ValueOperations {
     static int connect(ValueAccessBase& access, int timeoutMs, objbus::Observer* observer,
                        objbus::ObjectTypeSpec acceptedType, char const* observerName) {

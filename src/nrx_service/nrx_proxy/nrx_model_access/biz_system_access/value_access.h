@@ -13,13 +13,13 @@ namespace orvane::system::support {
 /// `ObserverNumericInteger`, `ObserverNumericInt64`, `ObserverString`, `ObserverVectorNumericInteger` or
 /// `ObserverVectorString` of `objbus`; the library holds the instances for these five.
 ///
-/// Watching a value, with a handler that is bound to a member of the watcher:
+/// Receiving a value's changes, with a handler that calls a member of the receiver:
 ///
 ///     auto const handler = make_value_handler(this, &Panel::onVolumeChanged);
 ///     ValueAccessT<objbus::ObserverNumericInteger> volume("volume", handler);
 ///     if (volume.connect(1000) != STATUS_OK) { ... }
 ///
-/// A fake that takes its place in a test, of the facade for one, overrides what its user calls:
+/// A fake for a test, for example of the facade, overrides the operations that its user calls:
 ///
 ///     struct FakeList : ValueAccessT<objbus::ObserverVectorString> {
 ///         using ValueAccessT::getValue, ValueAccessT::setValue;  // The other overloads.
@@ -29,30 +29,30 @@ namespace orvane::system::support {
 ///         std::vector<std::string> list;
 ///     };
 ///
-/// Destroying it disconnects it; a failure of the platform's own ends there, and the registration may then remain. A
-/// derived class with state of its own, or with a notification of its own, disconnects in its own destructor, and
-/// catches what the platform throws: here that state is gone already. It may be disconnected or destroyed from inside
-/// its own notification: nothing of it is touched after its handler has returned.
+/// The destructor disconnects and catches exceptions of the platform; the registration may then remain. A derived class
+/// with its own state or its own notification must disconnect in its own destructor, before its state is destroyed, and
+/// catch exceptions of the platform. An access may be disconnected or destroyed inside its own notification: nothing of
+/// it is used after its handler has returned.
 template <typename Obs>
 class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:
     /// With an empty key and no handler.
     ValueAccessT();
-    /// Without a handler: for reads and writes. Connects nothing.
+    /// Without a handler: for reads and writes. Does not connect.
     explicit ValueAccessT(std::string key);
-    /// The usual way to install a handler: no notification can arrive before it.
+    /// The usual way to install a handler: no notification can arrive earlier.
     ValueAccessT(std::string key, std::shared_ptr<ValueHandler> newHandler);
-    /// A fresh object, as from the default constructor: nothing is taken from `other`.
+    /// Like the default constructor: copies nothing from `other`.
     ValueAccessT(ValueAccessT const& other);
-    ValueAccessT& operator=(ValueAccessT const&) = delete;  ///< The model knows the object by its address and key.
+    ValueAccessT& operator=(ValueAccessT const&) = delete;  ///< The model holds the object's address and key.
     ~ValueAccessT() override;
 
-    /// 0 connected or connected already, 5 not obtained within the budget (or no root interface), 6 an object of
-    /// another type, 8 for the key "missing", which is never asked for.
+    /// Returns 0 if connected, 5 if not available within the budget or without a root interface, 6 if the object has
+    /// another type, and 8 for the key "missing", without an attempt.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    // Which one overrides an operation of `Obs` depends on the instance, so that none can say so.
+    // Which notification overrides an operation of `Obs` depends on the instance, so none has `override`.
     // NOLINTBEGIN(modernize-use-override)
 #ifdef __clang__
 #pragma clang diagnostic push
@@ -62,8 +62,8 @@ public:
     /// @name Notifications
     /// @{
 
-    /// Builds one value of its kind and hands it to the handler through `onNewValue`, before it returns; without a
-    /// handler it does neither. The model calls the one that belongs to `Obs`, on its delivery thread.
+    /// Creates a value of its kind and passes it to the handler through `onNewValue`. Does nothing without a handler.
+    /// The model calls the notification of `Obs`, on its delivery thread.
     virtual void notifyNewValue(int value);
     virtual void notifyNewValue(long long value);
     virtual void notifyNewValue(std::string const& value);

@@ -10,20 +10,20 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/model_connection.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_kinds.h"
 
-// Reads and writes write their own lines, so that the line names the operation.
+// Reads and writes write their own log lines, so that a line names the operation.
 #define TYPE_MISMATCH_MESSAGE "Object Type mismatch:  %s"
 
 namespace orvane::system::support {
 
 namespace {
 
-/// Made once and never freed, so that a destructor can look the root interface up even without memory.
+/// Allocated once and never freed, so that a destructor can look up the root interface without memory.
 std::string const& rootInterfaceName() {
     static auto const* const name = new std::string("torvi.ob.interfaces.tvapi.RootInterface");
     return *name;
 }
 
-/// The form in which the model takes a value: a list by position, anything else as it is.
+/// The model's form of a written value: a list by position, any other value unchanged.
 template <typename T>
 T const& modelForm(T const& value) {
     return value;
@@ -39,11 +39,11 @@ std::map<int, T> modelForm(std::vector<T> const& list) {
     return elements;
 }
 
-/// The typed reads and writes, for all kinds. They are called as the operations that they are, whose lines they write.
-/// `connected` is the access's own field, which connecting changes.
+/// The typed reads and writes, for all kinds. They have the operations' names, because log lines name the function.
+/// `connected` is the access's field, which a connect changes.
 namespace typed {
 
-/// The beginning of every read: 0 when an object of the type is connected.
+/// The first step of every read: returns 0 if an object of the type is connected.
 int getValue(ValueAccessBase& access, objbus::Object* const& connected, objbus::ObjectTypeSpec type) {
     if (int const status = access.tryConnectIfNeeded(); status != STATUS_OK) {
         return status;
@@ -80,7 +80,7 @@ int setValue(ValueAccessBase& access, objbus::Object* const& connected, T const&
         static_cast<typename ValueKind<T>::Object*>(connected)->setValue(modelForm(value));
         return STATUS_OK;
     }
-    if constexpr (std::is_same_v<T, int> || std::is_same_v<T, long long>) {  // Whole numbers cross over.
+    if constexpr (std::is_same_v<T, int> || std::is_same_v<T, long long>) {  // The other integer type fits, too.
         using Other = std::conditional_t<std::is_same_v<T, int>, long long, int>;
         if (type == ValueKind<Other>::TYPE) {
             if (!std::in_range<Other>(value)) {

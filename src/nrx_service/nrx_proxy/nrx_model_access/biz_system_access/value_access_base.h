@@ -11,51 +11,51 @@
 
 namespace orvane::system::support {
 
-/// What every access object shares: one model object named by its key, typed reads and writes that connect on demand,
-/// and the way of new values to a `ValueHandler`. What varies is best put into a handler; a class that derives from an
-/// access object, for a reaction of its own or as a fake, may override any operation and use the fields.
+/// The common part of all access objects: one model object named by its key, typed reads and writes that connect on
+/// demand, and the delivery of new values to a `ValueHandler`. Put the reaction to values into a handler. A class that
+/// derives from an access object, for its own reaction or as a fake, may override any operation and use the fields.
 ///
-/// The caller's thread connects, disconnects, reads and writes; calls on one access object come from one thread at a
-/// time, unless an operation says otherwise. Notifications come on the model's delivery thread, perhaps before
-/// `connect` has returned; a handler leaves the access object alone until it has. No lock is taken: the handler is
-/// installed before the first connect and not replaced while notifications can arrive.
+/// The caller connects, disconnects, reads and writes, from one thread at a time unless an operation says otherwise.
+/// Notifications arrive on the model's delivery thread, possibly before `connect` has returned; a handler must not use
+/// the access object until then. No lock is taken: install the handler before the first connect, and do not replace it
+/// while notifications can arrive.
 ///
-/// Operations that return an `int` return a `Status`, or the model's own status where they say so. Every failure found
-/// here is logged; the model's statuses are passed on without a line. What the platform throws, and lack of memory,
-/// passes through, and the object can still be used. The order of the virtual operations is a binary
+/// Operations that return an `int` return a `Status`, or the model's own status where documented. Every failure
+/// detected here is logged; the model's statuses are returned without a log line. Exceptions of the platform and
+/// `std::bad_alloc` pass through, and the object stays usable. The order of the virtual operations is a binary
 /// contract.
 class NRX_EXPORT ValueAccessBase {
 public:
-    ValueAccessBase(ValueAccessBase const&) = delete;  ///< The model knows the object by its address.
+    ValueAccessBase(ValueAccessBase const&) = delete;  ///< The model holds the object's address.
     ValueAccessBase& operator=(ValueAccessBase const&) = delete;
-    /// Does not disconnect; that is the concrete class's or its owner's part.
+    /// Does not disconnect. The concrete class or the object's owner disconnects.
     virtual ~ValueAccessBase();
 
-    /// Installs, replaces or (empty) removes the receiver of new values. Returns 0.
+    /// Installs or replaces the receiver of new values, or removes it (empty). Returns 0.
     virtual int setNewValueHandler(std::shared_ptr<ValueHandler> newHandler);
 
-    /// Obtains the model object, asking every 100 milliseconds until `timeoutMs` is spent, and keeps `timeoutMs` as
-    /// the budget of later implicit connects. Asks once, without waiting, for a budget of 0 or less.
+    /// Connects to the model object, with an attempt every 100 milliseconds until `timeoutMs` is spent. A budget of 0
+    /// or less makes one attempt without waiting. `timeoutMs` is also the budget of later implicit connects.
     virtual int connect(int timeoutMs) = 0;
-    /// Detaches from the model object. No notification runs or starts after it returned, but for the one it may be
-    /// called from. Without a root interface the model cannot be told: it may go on notifying. Returns 0; when the
-    /// model throws, nothing has happened, and it may be tried again.
+    /// Disconnects from the model object. After the return no notification runs or starts, except the notification that
+    /// the call may run inside. Without a root interface the call cannot reach the model, which may continue to notify.
+    /// Returns 0. If the model throws, the call has had no effect and may be repeated.
     virtual int disconnect() = 0;
 
-    /// The connected object's type; `OBJECT_TYPE_NONE` when not connected. Never connects.
+    /// Returns the connected object's type; `OBJECT_TYPE_NONE` if not connected. Never connects.
     virtual objbus::ObjectTypeSpec getType();
     /// The key of the model object, as given at construction.
     virtual std::string getName();
 
-    /// The enumerator's name; "OBJECT_TYPE_NONE" for any number outside 1 to 8.
+    /// Returns the enumerator's name; "OBJECT_TYPE_NONE" for any number outside 1 to 8.
     char const* accessTypeName(objbus::ObjectTypeSpec type);
 
     /// @name Reads
     /// @{
 
     /// Reads the model object into `out`. An unconnected access connects first, with the budget of the last
-    /// `connect(int)` (1000 milliseconds before any) and its statuses; 6 when the object is not of exactly the type
-    /// read. The string and list reads pass on the model's status. `out` is left alone on our own failures.
+    /// `connect(int)` (initially 1000 milliseconds) and its statuses. Returns 6 if the object does not have exactly the
+    /// type read. The string and list reads return the model's status. Failures detected here leave `out` unchanged.
     virtual int getValue(std::string& out);
     virtual int getValue(int& out);
     virtual int getValue(long long& out);
@@ -66,8 +66,9 @@ public:
     /// @name Writes
     /// @{
 
-    /// Writes the model object; connecting and statuses as for reads, but 0 whatever the model makes of the write.
-    /// Whole numbers cross over between the two integer types when they fit (6 when not); a list is handed over whole.
+    /// Writes the model object. Connects and returns statuses like a read, but returns 0 whatever the model's status.
+    /// Each integer write accepts objects of both integer types; returns 6 if the number does not fit. A list write
+    /// replaces the whole list.
     virtual int setValue(std::string const& value);
     virtual int setValue(int value);
     virtual int setValue(long long value);
@@ -75,34 +76,34 @@ public:
     virtual int setValue(std::vector<int> const& value);
     /// @}
 
-    /// Hands a new value to the handler, if there is one, on the thread that calls. The handler may destroy this
-    /// object: a caller touches nothing of it afterwards.
+    /// Passes a new value to the handler, if there is one, on the calling thread. The handler may destroy this object:
+    /// the caller must not use it afterwards.
     virtual void onNewValue(ValueObject const& value);
 
-    /// Connects, when not connected, with the budget of the last `connect(int)`, and logs the outcome. 0 connected or
-    /// connected already, else the status of `connect`. Reads and writes begin with it.
+    /// Connects an unconnected access with the budget of the last `connect(int)`, and logs the result. Returns 0 if
+    /// connected, else the status of `connect`. Reads and writes call this operation first.
     int tryConnectIfNeeded();
 
-    /// Looks the root interface up, anew at every call. Null when the framework refuses, or has nothing behind
-    /// the name. It stays valid for as long as the process runs.
+    /// Looks up the root interface, at every call. Returns null if the framework refuses, or has no object under the
+    /// name. The root interface stays valid until the process ends.
     objbus::RootInterface* getRootInterface();
 
 protected:
     /// @name Constructors
     /// @{
 
-    /// Not connected; with an empty key unless one is given.
+    /// Does not connect. The key is empty unless one is given.
     ValueAccessBase();
     explicit ValueAccessBase(std::string const& key);
     /// @}
 
-    objbus::Object* object = nullptr;       ///< Connected exactly when not null. The model owns it.
+    objbus::Object* object = nullptr;       ///< Null if not connected. The model owns it.
     std::shared_ptr<ValueHandler> handler;  ///< May be empty.
     std::string name;                       ///< The key.
     int connectTimeoutMs = 1000;            ///< The budget of implicit connects, in milliseconds.
 
 private:
-    friend struct ValueOperations;  ///< What the instances of `ValueAccessT` have in common.
+    friend struct ValueOperations;  ///< The common part of the instances of `ValueAccessT`.
 };
 
 }  // namespace orvane::system::support

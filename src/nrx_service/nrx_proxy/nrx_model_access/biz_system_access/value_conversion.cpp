@@ -6,7 +6,7 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_object.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_scalar.h"
 
-// What a value converts to, and what it equals.
+// Conversions and comparison of a value.
 
 namespace orvane::system::support {
 
@@ -18,7 +18,7 @@ Integer truncate(double value) {
     if (std::isnan(value)) {
         return 0;
     }
-    // The power of two above the maximum is exact; the maximum itself need not be.
+    // The power of two above the maximum is exact; the maximum may not be.
     if (value >= std::ldexp(1.0, Limits::digits)) {
         return Limits::max();
     }
@@ -39,8 +39,8 @@ To convertNumber(From value) {
     }
 }
 
-/// The number that a value holds, as the widest type of its kind: every conversion gives from it what it gives from the
-/// number's own type. Nothing for a value that holds none.
+/// Returns a value's number as the widest type of the number's kind, which converts to every type like the number's own
+/// type. Returns nothing for a value without a number.
 using Number = std::variant<std::monostate, long long, unsigned long long, double>;
 
 Number numberOf(ValueObject const& value) {

@@ -6,24 +6,24 @@
 
 namespace orvane::system::support {
 
-/// Receiver of new model values. Shared between its creator and the access objects that call it.
+/// Receives new model values. Shared between its creator and the access objects that call it.
 class NRX_EXPORT ValueHandler {
 public:
-    /// Called on the model's delivery thread. `value` ends with the call: copy or convert what is kept. The handler
-    /// may destroy the access object, and so itself, from here.
+    /// Called on the model's delivery thread. `value` is valid during the call only: copy or convert it. The handler
+    /// may destroy the access object, and thereby itself, inside the call.
     virtual void handleNewValue(IValueObject const& value) = 0;
     virtual ~ValueHandler() = default;
 };
 
-/// Binds a `ValueHandler` to a member operation of an object that it does not own. A null object or member makes it
-/// ignore every value.
+/// A handler that calls a member operation of an object. Does not own the object. Ignores all values if the object or
+/// the member is null.
 template <typename T>
 class ValueHandlerT : public ValueHandler {
 public:
-    /// Takes a value as `handleNewValue` does.
+    /// Receives a value like `handleNewValue`.
     using Member = void (T::*)(IValueObject const&);
 
-    /// See `make_value_handler`, the usual way to make one.
+    /// See `make_value_handler`, the usual way to create a handler.
     ValueHandlerT(T* boundObject, Member boundMember) : object(boundObject), member(boundMember) {}
 
     void handleNewValue(IValueObject const& value) override {
@@ -37,8 +37,8 @@ protected:
     Member member;  ///< May be null.
 };
 
-/// A handler that calls `member` on `object`, by its dynamic type when the member is virtual. The object must outlive
-/// the handler's last call: the access objects that hold the handler are disconnected or destroyed before it.
+/// Returns a handler that calls `member` on `object`; a virtual member by the object's dynamic type. Disconnect or
+/// destroy the access objects that hold the handler before the object is destroyed.
 template <typename T>
 std::shared_ptr<ValueHandler> make_value_handler(T* object, void (T::*member)(IValueObject const&)) {
     return std::shared_ptr<ValueHandler>(new ValueHandlerT<T>(object, member));

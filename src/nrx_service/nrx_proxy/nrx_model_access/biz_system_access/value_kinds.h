@@ -9,9 +9,9 @@
 
 // Private to the access layer.
 
-/// What the model calls each kind of plain value: KIND(C++ type, object interface, object type, observer interface,
-/// notification). What differs between the kinds follows from a row here and from the public declarations; only that
-/// whole numbers cross over when they are written is the write's own.
+/// The kinds of plain values: KIND(C++ type, object interface, object type, observer interface, notification). The rows
+/// and the public declarations define all differences between the kinds, except that integer writes accept objects of
+/// both integer types.
 #define NRX_VALUE_KINDS(KIND)                                                                            \
     KIND(int, ObjectNumericInteger, OBJECT_TYPE_NUMERIC_INTEGER, ObserverNumericInteger, notifyNewValue) \
     KIND(long long, ObjectNumericInt64, OBJECT_TYPE_NUMERIC_INT64, ObserverNumericInt64, notifyNewValue) \
@@ -50,7 +50,7 @@ struct ObserverKind;
 NRX_VALUE_KINDS(NRX_DESCRIBE_KIND)
 #undef NRX_DESCRIBE_KIND
 
-/// How a value of the kind is handed over in the public declarations.
+/// The parameter type of the kind in the public declarations.
 template <typename T>
 using Passed = std::conditional_t<std::is_arithmetic_v<T>, T, T const&>;
 

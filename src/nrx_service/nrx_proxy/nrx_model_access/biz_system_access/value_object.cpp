@@ -6,7 +6,7 @@
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_scalar.h"
 
-// What a value holds: construction, copies, moves and assignment.
+// Construction, copies, moves and assignment of a value.
 
 namespace orvane::system::support {
 
@@ -17,7 +17,7 @@ static_assert(std::is_nothrow_move_constructible_v<ValueObject> && std::is_nothr
 
 namespace {
 
-/// The size of the alternative that the tag names; 0 for a tag that names none.
+/// The size of the tag's alternative; 0 for a tag without one.
 std::size_t scalarSize(ValueObjectType tag) {
     switch (tag) {
 #define NRX_SIZE(T, TAG, ALTERNATIVE) \
@@ -72,7 +72,7 @@ ValueObject::~ValueObject() = default;
 
 ValueObject& ValueObject::operator=(ValueObject const& other) {
     if (this != &other) {
-        // Our elements, among which `other` may be, live until all of it is copied.
+        // `other` may be one of our elements: they exist until the copy is complete.
         std::vector<ValueObject> newElements = other.elements;
         std::string newString = other.stringValue;
         typeTag = other.typeTag;
@@ -85,7 +85,7 @@ ValueObject& ValueObject::operator=(ValueObject const& other) {
 
 ValueObject& ValueObject::operator=(ValueObject&& other) noexcept {
     if (this != &other) {
-        // Our elements, among which `other` may be, live until all of it is taken.
+        // `other` may be one of our elements: they exist until the move is complete.
         std::vector<ValueObject> newElements;
         newElements.swap(other.elements);
         typeTag = other.typeTag;

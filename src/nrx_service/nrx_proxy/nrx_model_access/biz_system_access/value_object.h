@@ -10,8 +10,8 @@
 
 namespace orvane::system::support {
 
-/// What a value holds. `typeTag` may hold any other number too: such a value has an empty text, converts like an empty
-/// string, and equals nothing, not even itself.
+/// The type of a value. `typeTag` may have any other number: such a value has an empty text, converts like an empty
+/// string, and equals no value, not even itself.
 enum ValueObjectType : std::int32_t {
     VALUE_NULL = 0,
     VALUE_INT = 1,
@@ -28,7 +28,7 @@ enum ValueObjectType : std::int32_t {
 
 namespace detail {
 
-/// `char const*` and what converts to it is text; any other pointer would silently become a bool.
+/// `char const*` and types that convert to it are text. Any other pointer would silently become a bool.
 template <typename T>
 inline constexpr bool IS_TEXT = std::conjunction_v<std::is_pointer<T>, std::is_convertible<T, char const*>>;
 template <typename T>
@@ -38,25 +38,25 @@ inline std::string textOf(char const* text) { return text != nullptr ? std::stri
 
 }  // namespace detail
 
-/// A model value as handlers see it.
+/// A model value as handlers receive it.
 ///
-/// Conversions never fail. A number converts to every scalar type: to bool by being unequal to zero, among integers
-/// modulo the target's width, from floating point to integers by truncation, limited to the target's range (NaN gives
-/// 0). What is no number (strings are not parsed) converts to zero, false, or its text. Const operations may run on
-/// several threads at once.
+/// Conversions never fail. A number converts to every scalar type: to bool by comparison with zero, between integers
+/// modulo the target's width, from floating point to integers by truncation, limited to the target's range (NaN becomes
+/// 0). Any other value (strings are not parsed) converts to zero, false, or its text. Several threads may call const
+/// operations at once.
 ///
 /// The order of the virtual operations is a binary contract. Convert to a list by copy-initialisation
 /// (`std::vector<std::string> list = value;`): direct initialisation would also consider the list's size constructor.
 class NRX_EXPORT IValueObject {
 public:
     virtual ~IValueObject();
-    /// What it holds.
+    /// The type of the value.
     virtual ValueObjectType type() const = 0;
 
     /// @name Assignments
     /// @{
 
-    /// Makes the object hold a copy of the argument, and its type. When memory runs out nothing has changed.
+    /// Assigns a copy of the argument, and its type. Changes nothing if memory runs out.
     virtual IValueObject& operator=(bool value) = 0;
     virtual IValueObject& operator=(int value) = 0;
     virtual IValueObject& operator=(unsigned int value) = 0;
@@ -70,7 +70,7 @@ public:
     /// @name Refused
     /// @{
 
-    /// No pointer, not even a string literal: wrap it in a `std::string`.
+    /// No pointers, including string literals: use a `std::string`.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
     IValueObject& operator=(Pointer value) = delete;
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
@@ -84,7 +84,7 @@ public:
     /// @name Scalar conversions
     /// @{
 
-    /// The value as a scalar, by the rules of the class; never fails.
+    /// Returns the value as a scalar, by the rules of the class. Never fails.
     virtual operator bool() const = 0;
     virtual operator int() const = 0;
     virtual operator unsigned int() const = 0;
@@ -94,7 +94,7 @@ public:
     virtual operator double() const = 0;
     /// @}
 
-    virtual operator std::string() const = 0;  ///< As `convertToStringType`.
+    virtual operator std::string() const = 0;  ///< Like `convertToStringType`.
 
     /// @name List conversions
     /// @{
@@ -107,32 +107,32 @@ public:
 
 protected:
     IValueObject() = default;
-    IValueObject(IValueObject const&) = default;             ///< For derived classes: nothing is held here.
-    IValueObject& operator=(IValueObject const&) = default;  ///< Likewise.
+    IValueObject(IValueObject const&) = default;             ///< For derived classes.
+    IValueObject& operator=(IValueObject const&) = default;  ///< For derived classes.
 };
 
 /// The variant value: a scalar, a string or a list of further values, held by value.
 ///
-/// Lists may be nested as deep as the caller's stack allows a recursion. The fields are public; a list is built by
-/// setting `typeTag` to `VALUE_VECTOR` and appending to `elements`, which hold plain `ValueObject`s: an element of a
-/// derived class would be cut to its base.
+/// The caller's stack limits the depth of nested lists. The fields are public. To build a list, set `typeTag` to
+/// `VALUE_VECTOR` and append to `elements`. The elements are plain `ValueObject`s: an element of a derived class would
+/// be sliced.
 ///
-/// A value is made from what it is to hold: `ValueObject value = 5;`, `list.elements.push_back("text")`. Because it
-/// converts to many types and from them, some shorthands are ambiguous and do not compile: `value == 5` (write
+/// Construct a value from its content: `ValueObject value = 5;`, `list.elements.push_back("text")`. Because the class
+/// converts from and to many types, some expressions are ambiguous and do not compile: `value == 5` (write
 /// `value == ValueObject(5)`), `value != other` before C++20 (`!(value == other)`), `text = value` and
 /// `std::string{value}` (`std::string text = value`, or `convertToStringType`), `value = {}` (`value = ValueObject()`),
-/// and what is of type `long`, such as `size_t` and `int64_t` on x86-64, or is to become one (cast to or from
-/// `long long`). `nullptr` and pointers to anything but text are refused. Some traps are left, which compile: a lambda
-/// without captures, or an object of a class that converts to a pointer, becomes a bool; `ValueObject({"a", "b"})` the
-/// text between two pointers; and C++20 reads `text == value` as `value == ValueObject(text)`.
+/// and conversions from and to `long`, which includes `size_t` and `int64_t` on x86-64 (cast to or from `long long`).
+/// `nullptr` and pointers to anything but text are refused. Some mistakes compile: a lambda without captures, or an
+/// object of a class that converts to a pointer, becomes a bool; `ValueObject({"a", "b"})` becomes the text between two
+/// pointers; and C++20 reads `text == value` as `value == ValueObject(text)`.
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
 
-    /// @name From what it is to hold
+    /// @name From the content
     /// @{
 
-    /// Holds a copy of the argument, and its type; text is held as a string, a null pointer to it as an empty one.
+    /// Copies the argument, and its type. Text becomes a string, a null pointer to text an empty string.
     ValueObject(bool value);
     ValueObject(int value);
     ValueObject(unsigned int value);
@@ -144,19 +144,19 @@ public:
     ValueObject(char const* value) : ValueObject(detail::textOf(value)) {}
     /// @}
 
-    /// No other pointer.
+    /// No other pointers.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject(Pointer value) = delete;
 
-    /// Takes the tag and the member that it names; the other members start empty.
+    /// Copies the tag and the tag's member; the other members are empty.
     ValueObject(ValueObject const& other);
-    /// The same, moving: the source keeps its tag and loses the string or list that the tag names.
+    /// Moves the tag and the tag's member. The source keeps its tag and loses its string or list.
     ValueObject(ValueObject&& other) noexcept;
     ~ValueObject() override;
 
-    /// Takes all members, whatever the tag. `other` may be the object itself or lie inside it, at any depth.
+    /// Copies all members, whatever the tag. `other` may be this object or an element of it, at any depth.
     ValueObject& operator=(ValueObject const& other);
-    /// The same, moving: the source keeps its tag and scalar, and its string and list are left empty. It must not
+    /// Moves all members. The source keeps its tag and scalar; its string and list become empty. The source must not
     /// contain this object.
     ValueObject& operator=(ValueObject&& other) noexcept;
 
@@ -165,7 +165,7 @@ public:
     /// @name Assignments
     /// @{
 
-    /// As in `IValueObject`, text as in the constructors. The other fields stay as they are.
+    /// As in `IValueObject`, with text as in the constructors. The other fields stay unchanged.
     ValueObject& operator=(bool value) override;
     ValueObject& operator=(int value) override;
     ValueObject& operator=(unsigned int value) override;
@@ -180,7 +180,7 @@ public:
     /// @name Refused
     /// @{
 
-    /// No other pointer.
+    /// No other pointers.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject& operator=(Pointer value) = delete;
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
@@ -204,12 +204,12 @@ public:
     template <typename T>
     std::vector<T> convertToVectorT(T elementType) const;
 
-    /// Compares in the type of the left operand, to which the right one is converted: not symmetric. Strings equal
-    /// only strings, lists only lists.
+    /// Converts the right operand to the type of the left one and compares: not symmetric. Strings equal only strings,
+    /// lists only lists.
     bool operator==(ValueObject const& other) const;
 
-    ValueObjectType typeTag = VALUE_UNDEFINED;  ///< What is held.
-    /// Room for any scalar, without a tag of its own.
+    ValueObjectType typeTag = VALUE_UNDEFINED;  ///< The type of the value.
+    /// Storage for any scalar. The union has no tag of its own.
     union Scalar {
         bool boolValue;                      ///< `VALUE_BOOL`
         int intValue;                        ///< `VALUE_INT`
@@ -218,7 +218,7 @@ public:
         unsigned long long uint64Value = 0;  ///< `VALUE_UINT64`
         float floatValue;                    ///< `VALUE_FLOAT`
         double doubleValue;                  ///< `VALUE_DOUBLE`
-    } scalar;                                ///< For the tags 1 to 7, the alternative that the tag names.
+    } scalar;                                ///< For the tags 1 to 7: the tag's alternative.
     std::string stringValue;                 ///< For `VALUE_STRING`.
     std::vector<ValueObject> elements;       ///< For `VALUE_VECTOR`.
 };

@@ -6,7 +6,7 @@
 
 // Private to the value object.
 
-/// The scalars that a value may hold: SCALAR(C++ type, tag, alternative of the union).
+/// The scalar types of a value: SCALAR(C++ type, tag, alternative of the union).
 #define NRX_SCALARS(SCALAR)                               \
     SCALAR(bool, VALUE_BOOL, boolValue)                   \
     SCALAR(int, VALUE_INT, intValue)                      \
@@ -18,7 +18,8 @@
 
 namespace orvane::system::support {
 
-/// The bool alternative by its byte: the fields are public, and any other byte than 0 or 1 in a bool is undefined.
+/// Reads the bool alternative as a byte: a caller may set the public field, and reading a bool other than 0 or 1 is
+/// undefined.
 inline bool boolOf(ValueObject::Scalar const& scalar) {
     unsigned char byte = 0;
     std::memcpy(&byte, &scalar, sizeof byte);

@@ -13,10 +13,10 @@ namespace orvane::system::support {
 
 namespace {
 
-/// Of the text of anything but a string or a list: 20 digits and a sign, or six digits with point, sign and exponent.
+/// The longest text of a scalar: 20 digits and a sign, or six digits with point, sign and exponent.
 constexpr std::size_t LONGEST_SCALAR = 21;
 
-/// At least the length of the text of `value`.
+/// An upper bound for the length of the text of `value`.
 std::size_t textBound(ValueObject const& value) {
     if (value.typeTag == VALUE_STRING) {
         return value.stringValue.size();
@@ -33,7 +33,7 @@ std::size_t textBound(ValueObject const& value) {
 
 char* writeText(char* at, std::string_view text) { return at + text.copy(at, text.size()); }
 
-/// In parts of 32 bits: a 32-bit processor has no instruction to divide larger numbers.
+/// Divides parts of 32 bits, because a 32-bit processor has no instruction to divide larger numbers.
 char* writeNatural(char* at, unsigned long long number) {
     using Limits = std::numeric_limits<unsigned int>;
     constexpr int PART_DIGITS = 9;
@@ -63,7 +63,7 @@ char* writeFloating(char* at, double number) {
     return std::to_chars(at, at + LONGEST_SCALAR, number, std::chars_format::general, DIGITS).ptr;
 }
 
-/// Writes the text of `value` at `at`, where there is room for it, and returns its end.
+/// Writes the text of `value` to `at`, where there must be space, and returns the text's end.
 char* writeValue(char* at, ValueObject const& value) {
     switch (value.typeTag) {
         case VALUE_NULL:
@@ -80,7 +80,7 @@ char* writeValue(char* at, ValueObject const& value) {
                 at = writeValue(at, element);
                 *at++ = ',';
             }
-            at -= value.elements.empty() ? 0 : 1;  // The end takes the place of the last comma.
+            at -= value.elements.empty() ? 0 : 1;  // The closing bracket replaces the last comma.
             *at++ = ']';
             return at;
         case VALUE_INT:
@@ -100,7 +100,7 @@ char* writeValue(char* at, ValueObject const& value) {
     }
 }
 
-/// The text, put together on the stack when its bound is small: then only the result itself is allocated.
+/// Builds the text on the stack if its bound is small: then only the result is allocated.
 std::string written(ValueObject const& value) {
     std::size_t const bound = textBound(value);
     std::array<char, 256> shortText;
