@@ -25,7 +25,7 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "television/log.h"
-#include "tests/child.h"
+#include "tests/child_process.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ using bench::COUNTS;
 using bench::LENGTH;
 using bench::Strings;
 using orvane::model_keys::COMMAND;
-using test::Child;
+using test::ChildProcess;
 using Type = television::PlainKind<Strings>;
 
 constexpr int BATCH = 20;  ///< The number of exchanges between two readings of the clock.
@@ -181,7 +181,7 @@ public:
         round_ = mapRound(file);
         ::sem_init(&round_->isComplete, 1, 0);
         for (std::size_t number = 0; number < count; ++number) {
-            clients_.push_back(std::make_unique<Child>(
+            clients_.push_back(std::make_unique<ChildProcess>(
                 std::vector<std::string>{"/proc/self/exe", part, fixture.address, std::to_string(file)}));
             clients_.back()->readLine();
         }
@@ -204,7 +204,7 @@ public:
 private:
     BusFixture const& fixture_;
     std::unique_ptr<Round, Unmap> round_;
-    std::vector<std::unique_ptr<Child>> clients_;
+    std::vector<std::unique_ptr<ChildProcess>> clients_;
 };
 
 void addClients(std::string const& name, char const* part, BusFixture const& fixture, std::size_t count) {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "measure.h"
-#include "tests/child.h"
+#include "tests/child_process.h"
 
 // The shared parts of the benchmarks over the message bus. Each program starts itself as the television.
 
@@ -28,8 +28,8 @@ struct BusFixture {
     void publish(std::size_t which) const { television.write(std::string(1, static_cast<char>(which))); }
 
     std::string address{};
-    std::unique_ptr<test::Child> bus = test::startBus(address);
-    test::Child television{{"/proc/self/exe", "television", address}};
+    std::unique_ptr<test::ChildProcess> bus = test::startBus(address);
+    test::ChildProcess television{{"/proc/self/exe", "television", address}};
     std::string const serving = television.readLine();
 };
 

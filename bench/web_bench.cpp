@@ -24,7 +24,7 @@
 namespace {
 
 namespace files = std::filesystem;
-using test::Child;
+using test::ChildProcess;
 
 /// A temporary folder.
 struct Folder {
@@ -72,7 +72,7 @@ public:
         ::setenv("NRX_BUS_ADDRESS", fixture_.address.c_str(), 1);
         ::setenv("NRX_WEB_ORIGINS", "file://", 1);
         ::setenv("NRX_BENCH_PIPE", pipe.c_str(), 1);
-        cog_ = std::make_unique<Child>(
+        cog_ = std::make_unique<ChildProcess>(
             std::vector<std::string>{"cog", "--platform=headless",
                                      "--web-extensions-dir=" NRX_WEB_FOLDERS "/" + extensions, "file://" NRX_WEB_PAGE});
     }
@@ -143,7 +143,7 @@ private:
     Folder const folder_;
     bench::BusFixture const fixture_;
     int pipe_ = -1;
-    std::unique_ptr<Child> cog_;
+    std::unique_ptr<ChildProcess> cog_;
 };
 
 void addWay(char const* name, Browser const& browser, std::size_t which) {

@@ -19,7 +19,7 @@
 #include "stress/program.h"
 #include "television/log.h"
 #include "television/status.h"
-#include "tests/child.h"
+#include "tests/child_process.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ using namespace std::chrono_literals;
 using namespace stress;
 using orvane::NRXModelAccess;
 using orvane::model_keys::COMMAND;
-using test::Child;
+using test::ChildProcess;
 using Clock = std::chrono::steady_clock;
 
 constexpr char MODEL[] = R"({"objects": [
@@ -88,8 +88,8 @@ enum Doing { CONNECTING, LISTENING, LEAVING };
 
 /// How many paths' signals the bus passes on, whoever asked for them.
 long registrations(std::string const& address) {
-    Child busctl({"busctl", "--address=" + address, "call", "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                  "org.freedesktop.DBus.Debug.Stats", "GetAllMatchRules"});
+    ChildProcess busctl({"busctl", "--address=" + address, "call", "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                         "org.freedesktop.DBus.Debug.Stats", "GetAllMatchRules"});
     std::string const rules = busctl.readLine();
     constexpr std::string_view PATH = "/nrx/Television1/";
     long paths = 0;
@@ -118,15 +118,15 @@ struct Fire {
     std::atomic<int> turns = 0;  ///< Odd while something is off, or not heard yet.
 
     std::string address{};
-    std::unique_ptr<Child> bus = test::startBus(address);
-    std::unique_ptr<Child> television = test::startTelevision(NRX_TELEVISION, address, MODEL);
+    std::unique_ptr<ChildProcess> bus = test::startBus(address);
+    std::unique_ptr<ChildProcess> television = test::startTelevision(NRX_TELEVISION, address, MODEL);
 };
 
 void run(int kills, int busKills, int leastPassing) {
     Watchdog watchdog(90s);
     Fire fire;
     ::setenv("NRX_BUS_ADDRESS", fire.address.c_str(), 1);
-    Child writer({"/proc/self/exe", "write"});
+    ChildProcess writer({"/proc/self/exe", "write"});
     Client client;
     Client fresh;
     auto access = listening(client);

@@ -1,28 +1,20 @@
-// What all access objects have in common: the statuses and the lines of what is refused, and what a destructor does
-// when the television throws. Whatever else happens between the television and them, fuzz/access_fuzz.cpp shows.
+// What all access objects have in common. Sequences of model events are tested by fuzz/access_fuzz.cpp.
 
 #include <climits>
-#include <functional>
-#include <map>
-#include <optional>
-#include <tuple>
 
 #include "support.h"
 
-namespace test {
-namespace {
+namespace test::access_test {
 
 using namespace objbus;
 using simulator::Call;
 using simulator::RootLookup;
-using AccessPtr = std::unique_ptr<ValueAccessBase>;
 
 template <typename Access>
-AccessPtr make() {
+std::unique_ptr<ValueAccessBase> make() {
     return std::make_unique<Access>(KEY);
 }
 
-/// An access that others know under another name.
 template <typename Access>
 struct Renamed : Access {
     Renamed() : Access(KEY) {}
@@ -34,7 +26,7 @@ struct Kind {
     ObjectTypeSpec type;
     Source source;
     std::string observer;
-    AccessPtr (*make)();
+    std::unique_ptr<ValueAccessBase> (*make)();
     Value value{};
 };
 
@@ -49,7 +41,7 @@ Kind const KINDS[] = {
     {OBJECT_TYPE_TABLE, TABLE, "", make<TableAccess>},
 };
 
-/// The types that there are, and some that there are not.
+/// All types, and numbers of none.
 int const TYPES[] = {INT_MIN, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 255, INT_MAX};
 
 std::string nameOf(int type) {
@@ -63,7 +55,7 @@ struct Operation {
     std::string name;
     std::function<int(ValueAccessBase&)> call;
     std::map<ObjectTypeSpec, Value> accepted;
-    std::string number{};  ///< That is written, if it is one.
+    std::string number{};  ///< The written number, if it is one.
 
     /// The lines of a call, with those of a refusal by the type if there is one.
     [[nodiscard]] Lines lines(std::optional<ObjectTypeSpec> refusing, Lines inside = {}) const {
@@ -91,12 +83,11 @@ Operation read(ObjectTypeSpec type, T const& before, T const& inModel) {
 }
 
 template <typename T>
-Operation write(T const& value, std::map<ObjectTypeSpec, Value> const& accepted) {
-    auto const call = [=](ValueAccessBase& access) { return access.setValue(value); };
-    if constexpr (std::is_integral_v<T>) {
-        return {"setValue", call, accepted, std::to_string(value)};
-    }
-    return {"setValue", call, accepted};
+Operation write(T const& value, std::map<ObjectTypeSpec, Value> const& accepted, std::string const& number = "") {
+    return {"setValue", [=](ValueAccessBase& access) { return access.setValue(value); }, accepted, number};
+}
+Operation writeNumber(auto value, std::map<ObjectTypeSpec, Value> const& accepted) {
+    return write(value, accepted, std::to_string(value));
 }
 
 Operation const OPERATIONS[] = {
@@ -105,39 +96,27 @@ Operation const OPERATIONS[] = {
     read(OBJECT_TYPE_STRING, "before"s, "old"s),
     read(OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, Integers{9}, Integers{1, 2}),
     read(OBJECT_TYPE_VECTOR_STRING, Strings{"z"}, Strings{"p"}),
-    write(-1, {{OBJECT_TYPE_NUMERIC_INTEGER, -1}, {OBJECT_TYPE_NUMERIC_INT64, -1LL}}),
-    write(-2147483648LL, {{OBJECT_TYPE_NUMERIC_INTEGER, INT_MIN}, {OBJECT_TYPE_NUMERIC_INT64, -2147483648LL}}),
-    write(2147483647LL, {{OBJECT_TYPE_NUMERIC_INTEGER, INT_MAX}, {OBJECT_TYPE_NUMERIC_INT64, 2147483647LL}}),
-    write(-2147483649LL, {{OBJECT_TYPE_NUMERIC_INT64, -2147483649LL}}),
-    write(2147483648LL, {{OBJECT_TYPE_NUMERIC_INT64, 2147483648LL}}),
+    writeNumber(-1, {{OBJECT_TYPE_NUMERIC_INTEGER, -1}, {OBJECT_TYPE_NUMERIC_INT64, -1LL}}),
+    writeNumber(-2147483648LL, {{OBJECT_TYPE_NUMERIC_INTEGER, INT_MIN}, {OBJECT_TYPE_NUMERIC_INT64, -2147483648LL}}),
+    writeNumber(2147483647LL, {{OBJECT_TYPE_NUMERIC_INTEGER, INT_MAX}, {OBJECT_TYPE_NUMERIC_INT64, 2147483647LL}}),
+    writeNumber(-2147483649LL, {{OBJECT_TYPE_NUMERIC_INT64, -2147483649LL}}),
+    writeNumber(2147483648LL, {{OBJECT_TYPE_NUMERIC_INT64, 2147483648LL}}),
     write("new"s, {{OBJECT_TYPE_STRING, "new"s}}),
     write(Integers{7, 8, 9}, {{OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, Integers{7, 8, 9}}}),
     write(Strings{}, {{OBJECT_TYPE_VECTOR_STRING, Strings{}}}),
 };
 
-/// Why a connect is refused, and what it says.
+/// Why a connect is refused, and what the log says.
 struct Refusal {
     RootLookup root = RootLookup::published;
     simulator::ConnectFault unavailable{.status = 0, .attempts = 0};
-    std::optional<int> type{};  ///< Of the object; of the kind that is wanted, if empty.
+    std::optional<int> type{};  ///< Of the object; empty: the type that the access wants.
     int failed = 5;             ///< The number in the line.
 
     [[nodiscard]] int status() const { return type ? 6 : 5; }
 };
 
-std::vector<Refusal> refusals() {
-    std::vector<Refusal> refusals{{.root = RootLookup::refused},
-                                  {.root = RootLookup::emptyReference},
-                                  {.root = RootLookup::nullObject},
-                                  {.unavailable = {0, false}, .failed = 0},
-                                  {.unavailable = {INT_MIN, true}, .failed = INT_MIN}};
-    for (int const type : TYPES) {
-        refusals.push_back({.type = type});
-    }
-    return refusals;
-}
-
-/// With a log that is refused, too.
+/// The parameter says whether the log refuses every line.
 class AccessTest : public TelevisionTest, public ::testing::WithParamInterface<bool> {
 public:
     AccessTest() {
@@ -145,7 +124,7 @@ public:
         silent = GetParam();
     }
 
-    /// An object with the value of the kind of that type, if there is one.
+    /// Publishes an object of the type, with the value of its kind if it has one.
     void publish(int type) {
         tv.publishBare(KEY, static_cast<ObjectTypeSpec>(type));
         for (Kind const& kind : KINDS) {
@@ -153,45 +132,49 @@ public:
         }
     }
     void expectLines(Lines const& lines) { EXPECT_EQ(logged(), silent ? Lines{} : lines); }
-    void expectRefusal(Refusal const& refusal, Kind const& kind);
+    void expectRefusal(Refusal const& refusal, Kind const& kind) {
+        auto const access = kind.make();
+        int const published = refusal.type.value_or(kind.type);
+        publish(published);
+        tv.setRootLookup(refusal.root);
+        tv.failConnects(KEY, refusal.unavailable);
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(access->connect(0), refusal.status());
+        bool const reported = refusal.root == RootLookup::refused || refusal.root == RootLookup::emptyReference;
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), reported ? "get interface Reference failed.\n" : "");
+        std::string const vs = "test.key,( " + std::to_string(published) + " ) vs " + kind.observer + " ";
+        std::string const mismatch = "Observer Type not match for " + vs;
+        std::string const failed = "Failed " + std::to_string(refusal.failed);
+        Lines const refused{kind.source.error("connect", refusal.type ? mismatch : failed)};
+        expectLines(refused);
+        std::string const onDemand = "BizValue connect failed:'test.key', ret: " + std::to_string(refusal.status());
+        for (Operation const& operation : OPERATIONS) {
+            EXPECT_EQ(operation.call(*access), refusal.status());
+            expectLines(operation.lines({}, refused + Lines{BASE.error("tryConnectIfNeeded", onDemand)}));
+        }
+        EXPECT_EQ(tv.registrations(KEY), 0);
+        tv.setRootLookup(RootLookup::published);
+        int const before = tv.counts(KEY).disconnectsWithoutObject;
+        EXPECT_EQ(access->disconnect(), 0);  // Calls the model, though nothing is connected.
+        EXPECT_EQ(tv.counts(KEY).disconnectsWithoutObject - before, 1);
+    }
 };
 INSTANTIATE_TEST_SUITE_P(Refused, AccessTest, ::testing::Bool());
 
-void AccessTest::expectRefusal(Refusal const& refusal, Kind const& kind) {
-    auto const access = kind.make();
-    int const published = refusal.type.value_or(kind.type);
-    publish(published);
-    tv.setRootLookup(refusal.root);
-    tv.failConnects(KEY, refusal.unavailable);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(access->connect(0), refusal.status());
-    bool const reported = refusal.root == RootLookup::refused || refusal.root == RootLookup::emptyReference;
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), reported ? "get interface Reference failed.\n" : "");
-    std::string const vs = "test.key,( " + std::to_string(published) + " ) vs " + kind.observer + " ";
-    std::string const mismatch = "Observer Type not match for " + vs;
-    std::string const failed = "Failed " + std::to_string(refusal.failed);
-    Lines const refused{kind.source.error("connect", refusal.type ? mismatch : failed)};
-    expectLines(refused);
-    std::string const onDemand = "BizValue connect failed:'test.key', ret: " + std::to_string(refusal.status());
-    for (Operation const& operation : OPERATIONS) {
-        EXPECT_EQ(operation.call(*access), refusal.status());
-        expectLines(operation.lines({}, refused + Lines{BASE.error("tryConnectIfNeeded", onDemand)}));
-    }
-    EXPECT_EQ(tv.registrations(KEY), 0);
-    tv.setRootLookup(RootLookup::published);
-    int const before = tv.counts(KEY).disconnectsWithoutObject;
-    EXPECT_EQ(access->disconnect(), 0);  // Reaches the model even so.
-    EXPECT_EQ(tv.counts(KEY).disconnectsWithoutObject - before, 1);
-}
-
 TEST_P(AccessTest, ARefusedConnectSaysWhyAndSoDoesEveryReadAndWrite) {
-    for (int row = 0; Refusal const& refusal : refusals()) {
+    std::vector<Refusal> refusals{{.root = RootLookup::refused},
+                                  {.root = RootLookup::emptyReference},
+                                  {.root = RootLookup::nullObject},
+                                  {.unavailable = {0, false}, .failed = 0},
+                                  {.unavailable = {INT_MIN, true}, .failed = INT_MIN}};
+    std::transform(std::begin(TYPES), std::end(TYPES), std::back_inserter(refusals),
+                   [](int type) { return Refusal{.type = type}; });
+    for (Refusal const& refusal : refusals) {
         for (Kind const& kind : KINDS) {
-            SCOPED_TRACE("refusal " + std::to_string(row) + ", type " + std::to_string(kind.type));
+            SCOPED_TRACE(testing::Message() << "refusal " << &refusal - refusals.data() << ", type " << kind.type);
             bool const accepted = refusal.type && (kind.type == OBJECT_TYPE_TABLE || kind.type == refusal.type);
             accepted ? void() : expectRefusal(refusal, kind);
         }
-        ++row;
     }
 }
 
@@ -276,9 +259,8 @@ TEST_P(AccessTest, WhatThrowsLeavesNoRegistrationThatCanBeEnded) {
     auto doomed = std::make_unique<ValueAccessT<ObserverString>>(KEY);
     EXPECT_EQ(doomed->connect(0), 0);
     tv.throwFrom(KEY, Call::disconnect);
-    doomed.reset();  // Keeps to itself what its disconnect throws.
+    doomed.reset();  // The destructor lets no exception of its disconnect pass.
     EXPECT_EQ(tv.registrations(KEY), 5);
 }
 
-}  // namespace
-}  // namespace test
+}  // namespace test::access_test

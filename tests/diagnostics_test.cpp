@@ -1,10 +1,7 @@
-#include <stdexcept>
-
 #include "nrx_service/nrx_proxy/diagnostics/debug_log.h"
 #include "support.h"
 
-namespace test {
-namespace {
+namespace test::diagnostics_test {
 
 TEST(DebugLog, WritesTheWholeLineAndEvaluatesNothingOfARefusedOne) {
     std::vector<unsigned int> codes;
@@ -66,5 +63,4 @@ TEST(LogSink, OutlivesTheObjectsOfTheProcess) {
     EXPECT_EXIT(exitWithSink(), testing::ExitedWithCode(0), "");
 }
 
-}  // namespace
-}  // namespace test
+}  // namespace test::diagnostics_test

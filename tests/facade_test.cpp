@@ -2,27 +2,23 @@
 #include <unistd.h>
 
 #include <barrier>
-#include <optional>
 #include <set>
-#include <tuple>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "support.h"
 
-namespace test {
-namespace {
+namespace test::facade_test {
 
 using orvane::NRXModelAccess;
-using StringAccess = NRXModelAccess::StringAccess;
-using StringListAccess = NRXModelAccess::StringListAccess;
 
-/// Keeps what it hears.
-struct Client final : orvane::NRXModelAccessClient {
-    void onNRXCommandReceived(Strings const& parameters) override { calls.push_back(joined("command", parameters)); }
-    void onNRXEventReceived(Strings const& parameters) override { calls.push_back(joined("event", parameters)); }
-    Strings take() { return std::exchange(calls, {}); }
+using Calls = std::vector<std::pair<std::string, Strings>>;
 
-    Strings calls;
+struct RecordingClient final : orvane::NRXModelAccessClient {
+    void onNRXCommandReceived(Strings const& parameters) override { calls.emplace_back("command", parameters); }
+    void onNRXEventReceived(Strings const& parameters) override { calls.emplace_back("event", parameters); }
+    Calls take() { return std::exchange(calls, {}); }
+
+    Calls calls;
 };
 
 /// The television of a facade, with all that it reaches for but the three texts.
@@ -42,8 +38,8 @@ public:
         });
     }
 
-    /// Changes both lists and returns what the client heard.
-    Strings heard(Strings const& list) {
+    /// Changes both lists and returns what the client received.
+    Calls received(Strings const& list) {
         tv.set(COMMAND, list);
         tv.set(EVENT, list);
         tv.waitUntilDelivered();
@@ -54,7 +50,7 @@ public:
     std::set<int> numbers;  ///< Of the start requests that arrived, from their identifiers.
     std::vector<objbus::Argument> requested;
     ActionAnswer answer;
-    Client client;
+    RecordingClient client;
     std::optional<NRXModelAccess> facade;
 };
 
@@ -90,22 +86,20 @@ TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilTheFacadeGoes) {
     facade->start();
     facade->startCommandListener();
     logged();
-    EXPECT_EQ(heard({"a\0b"s, "\xff\xc0", "%s%n"}), Lines{"command a\0b \xff\xc0 %s%n"s});
+    EXPECT_EQ(received({"a\0b"s, "\xff\xc0", "%s%n"}), (Calls{{"command", {"a\0b"s, "\xff\xc0", "%s%n"}}}));
     EXPECT_EQ(logged().at(4), FACADE.debug("onNRXCommandValueChanged", "parameter 2:   %s%n "));
     ownLinesOnly = true;  // The long ones are not logged.
     for (Strings const& list : {Strings(100'000, "x"), Strings{std::string(16U << 20U, 'y')}}) {
-        EXPECT_TRUE(heard(list) == Lines{joined("command", list)});
+        EXPECT_TRUE((received(list) == Calls{{"command", list}}));
     }
     ownLinesOnly = false;
-    beforeOwnLine = [this] { EXPECT_EQ(heard({"late"}), Lines{}); };
+    beforeOwnLine = [this] { EXPECT_EQ(received({"late"}), Calls{}); };
     facade.reset();  // Deaf from its first line on.
 }
 
 TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
-    ValueObject list;
-    list.typeTag = VALUE_VECTOR;
-    list.elements = {ValueObject("x"s), ValueObject(2), ValueObject(true)};
-    beforeOwnLine = [this] { EXPECT_EQ(client.take(), Lines{}); };  // A call comes after all lines.
+    ValueObject const list = listOf({ValueObject("x"s), ValueObject(2), ValueObject(true)});
+    beforeOwnLine = [this] { EXPECT_EQ(client.take(), Calls{}); };  // A call comes after all lines.
     for (bool const command : {true, false}) {
         facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);
         logged();
@@ -120,10 +114,10 @@ TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
         auto const line = [&](std::string const& parameter) { return FACADE.debug(name, "parameter " + parameter); };
         Lines const elements{line("0:   x "), line("1:   2 "), line("2:   TRUE ")};
         EXPECT_EQ(relayed(list), elements);
-        EXPECT_EQ(client.take(), Lines{command ? "command x 2 TRUE" : "event x 2 TRUE"});
+        EXPECT_EQ(client.take(), (Calls{{command ? "command" : "event", {"x", "2", "TRUE"}}}));
         facade->setClient(nullptr);
         EXPECT_EQ(relayed(list), elements);
-        EXPECT_EQ(client.take(), Lines{});
+        EXPECT_EQ(client.take(), Calls{});
         command ? facade->stopCommandListener() : facade->stopEventListener();
         EXPECT_EQ(relayed(list), Lines{FACADE.info(name, "Listener Not started, ignore.")});
     }
@@ -153,11 +147,12 @@ TEST_F(FacadeTest, InjectedObjectsAreUsedInTheirPlacesAndReleasedLast) {
             delete last;
         });
     };
-    facade.emplace(&client, noted(new StringListAccess(EVENT)), noted(new StringListAccess(COMMAND)),
-                   noted(new StringAccess("version")), noted(new StringAccess("feature")),
-                   noted(new StringAccess("production")));
+    using Text = NRXModelAccess::StringAccess;
+    using List = NRXModelAccess::StringListAccess;
+    facade.emplace(&client, noted(new List(EVENT)), noted(new List(COMMAND)), noted(new Text("version")),
+                   noted(new Text("feature")), noted(new Text("production")));
     facade->startCommandListener();
-    EXPECT_EQ(heard({"no handler"}), Lines{});
+    EXPECT_EQ(received({"no handler"}), Calls{});
     facade->requestStartNRXService();
     beforeOwnLine = [&] { released.push_back(std::to_string(tv.counts(SOURCE_SWITCH).disconnects)); };
     facade.reset();  // The action goes between the lines.
@@ -237,5 +232,4 @@ TEST_F(FacadeTest, ConcurrentStartRequestsShareOneActionAndRepeatNoNumber) {
     EXPECT_EQ(tv.counts(SOURCE_SWITCH).connectAttempts, ROUNDS);
 }
 
-}  // namespace
-}  // namespace test
+}  // namespace test::facade_test

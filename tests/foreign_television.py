@@ -15,18 +15,18 @@ def invoke(action, arguments):
     """Shows the first text to who watches the string, and answers with all texts, once the caller has the number.
     Told "long", it makes of the list, and of the answer, more than a message may have."""
     if arguments and arguments[0][3] == "long":
-        GLib.idle_add(tell_long, action, priority=GLib.PRIORITY_HIGH)
+        GLib.idle_add(send_long, action, priority=GLib.PRIORITY_HIGH)
         return dbus.UInt32(0)
     action.invocations = getattr(action, "invocations", 0) + 1
     number = dbus.UInt32(action.invocations)
     get_object(MAIN_OBJ + "/a/text_2d1").UpdateProperties("", {"Value": arguments[0][3]})
-    # Before the next call is taken, which may ask whether all was told.
+    # Sent before the next call is taken, which may be a sync.
     GLib.idle_add(action.EmitSignal, "", "Result", "ua(nnns)", [number, arguments], priority=GLib.PRIORITY_HIGH)
     return number
 
 
-def tell_long(action):
-    """Has more to tell than a message may have."""
+def send_long(action):
+    """Sends longer messages than the contract allows."""
     long = dbus.Array(["x" * (33 * 1024 * 1024)])
     get_object(MAIN_OBJ + "/list").UpdateProperties(BUS_NAME + ".StringList", {"Value": long})
     numbers = [dbus.Int16(0)] * 3
@@ -41,7 +41,7 @@ def load(mock, _parameters):
         ("a/text_2d1", 2, "String", {"Value": dbus.String("old")}, []),
         ("list", 4, "StringList", {"Value": dbus.Array(["a", "b c"], signature="s")}, []),
         ("do", 5, "Action", {}, [("Invoke", "a(nnns)", "u", invoke)]),
-        ("odd", 2, "Int64", {"Value": dbus.Int64(5)}, []),  # Is not what it says.
+        ("odd", 2, "Int64", {"Value": dbus.Int64(5)}, []),  # Its type and its interface do not match.
     ):
         path = f"{MAIN_OBJ}/{key}"
         mock.AddObject(path, f"{BUS_NAME}.{interface}", properties, methods)

@@ -1,6 +1,5 @@
-// The virtual slots and the fields are a binary contract, with the television on one side and with the embedding
-// process on the other. The slots of the classes that the library's exported interface names are compared with the
-// record in abi/.
+// Virtual slots and fields are a binary contract with the television and the embedding process. The slots of exported
+// classes are compared with the record in abi/.
 
 #include <array>
 #include <bit>
@@ -8,8 +7,7 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "support.h"
 
-namespace test {
-namespace {
+namespace test::slot_test {
 
 using namespace objbus;
 
@@ -73,5 +71,4 @@ TEST(Fields, StandInTheirOrderAndAreAllThereIs) {  // Compiled without the contr
     expectFields<V>(16 + TEXT + (WORD == 4 ? 16 : 32), &V::typeTag, &V::scalar, &V::stringValue, &V::elements);
 }
 
-}  // namespace
-}  // namespace test
+}  // namespace test::slot_test

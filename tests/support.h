@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
-#include <string>
+#include <map>
 #include <thread>
-#include <vector>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
@@ -39,21 +37,30 @@ inline std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
 /// The sleeps asked for since the last call, in microseconds. Nothing sleeps in this program.
 std::vector<unsigned int> takeSleeps();
 
-/// While it lives, memory runs out for the thread that made it: after so many allocations one fails, or all from there.
-struct Shortage {
-    explicit Shortage(int allocations, bool lasts = true);
-    Shortage(Shortage const&) = delete;
-    Shortage& operator=(Shortage const&) = delete;
-    ~Shortage();
+/// Lets one allocation of this thread fail after so many others, or all from there on, while it lives.
+struct ScopedAllocationFailure {
+    explicit ScopedAllocationFailure(int allocations, bool lasts = true);
+    ScopedAllocationFailure(ScopedAllocationFailure const&) = delete;
+    ScopedAllocationFailure& operator=(ScopedAllocationFailure const&) = delete;
+    ~ScopedAllocationFailure();
 };
 
-Lines operator+(Lines first, Lines const& second);
+inline Lines operator+(Lines first, Lines const& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
 
-/// The text with each of the words after it, behind a blank.
-std::string joined(std::string text, Strings const& words);
+inline ValueObject listOf(std::vector<ValueObject> const& elements) {
+    ValueObject list;
+    list.typeTag = VALUE_VECTOR;
+    list.elements = elements;
+    return list;
+}
 
 /// A value as its type and its text.
-std::string shown(IValueObject const& value);
+inline std::string shown(IValueObject const& value) {
+    return std::to_string(value.type()) + " " + value.convertToStringType();
+}
 
 /// Spells out the lines of a source file.
 struct Source {
@@ -65,7 +72,11 @@ struct Source {
     [[nodiscard]] std::string info(Text function, Text message) const { return line("INFO", function, message); }
     [[nodiscard]] std::string debug(Text function, Text message) const { return line("DEBUG", function, message); }
     /// The trace lines of an operation around the lines written inside it.
-    [[nodiscard]] Lines traced(std::string const& function, Lines const& inside = {}) const;
+    [[nodiscard]] Lines traced(Text function, Lines const& inside = {}) const {
+        std::string const place = file + ":#:" + function + "() \n";
+        return Lines{"DEBUG [TRACE -> " + function + "(IN)] " + place} + inside +
+               Lines{"DEBUG [TRACE <- " + function + "(OUT)] " + place};
+    }
 
     std::string file;
 };
@@ -82,8 +93,17 @@ class TelevisionTest : public ::testing::Test {
 public:
     TelevisionTest() { takeSleeps(); }
 
-    /// The lines since the last call.
-    Lines logged();
+    Lines logged() {
+        static std::map<int, std::string> const names{
+            {1, "CRITICAL "}, {1000, "ERROR "}, {4000, "INFO "}, {5000, "DEBUG "}};
+        Lines lines;
+        for (auto& [severity, text] : log.take()) {
+            auto const number = text.find(".cpp:") + 5;
+            text.replace(number, text.find(':', number) - number, "#");
+            lines.push_back(names.at(severity) + text);
+        }
+        return lines;
+    }
 
     simulator::Television tv;
     std::atomic<bool> silent = false;             ///< Refuses every line.

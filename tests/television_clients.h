@@ -3,23 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <future>
 #include <map>
-#include <memory>
 #include <mutex>
-#include <numeric>
 #include <sstream>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "frame/process.h"
 #include "objbus/root_interface.h"
+#include "src/nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_kinds.h"
 #include "television/status.h"
 #include "television/table_iterator.h"
 
@@ -39,105 +31,76 @@ inline RootInterface& root() {
     return *static_cast<RootInterface*>(reference->getObject());
 }
 
-/// Ends the program when the event does not come in a time that nothing here needs: what hangs cannot be given up.
-template <typename Event>
-auto await(Event event) {
-    if (event.wait_for(std::chrono::seconds(90)) != std::future_status::ready) {
-        std::fputs("a deadlock\n", stderr);
-        std::abort();
-    }
-    return event.get();
-}
-
-/// Keeps what an observer hears, and may act on it. `heard` is looked at when that has been delivered.
+/// Keeps what an observer receives. `received` may be read directly once everything has been delivered.
 template <typename T>
-struct Record {
+struct Recorder {
     std::vector<T> take() {
         std::lock_guard const lock(mutex);
-        return std::exchange(heard, {});
+        return std::exchange(received, {});
     }
-    void keep(T const& value) {
+    void record(T const& value) {
         {
             std::lock_guard const lock(mutex);
-            heard.push_back(value);
+            received.push_back(value);
         }
-        then();
+        onReceived();
     }
     template <typename... Parts>
-    void say(Parts const&... parts) {
-        std::ostringstream text;
-        ((text << parts << ' '), ...);
-        keep(text.str());
+    void recordLine(Parts const&... parts) {
+        std::ostringstream line;
+        ((line << parts << ' '), ...);
+        record(line.str());
     }
 
     std::mutex mutex;
-    std::vector<T> heard;
-    std::function<void()> then = [] {};
+    std::vector<T> received;
+    std::function<void()> onReceived = [] {};  ///< Called on the delivery thread, after each record.
 };
 
+/// Records the notifications of a plain value of type `T`, of an action, of a table or of an iterator.
 template <typename T>
-struct Ear;
+struct RecordingObserver;
+#define TEST_RECORDING_OBSERVER(T, OBJECT, OBJECT_TYPE, OBSERVER, NOTIFICATION)                 \
+    template <>                                                                                 \
+    struct RecordingObserver<T> : OBSERVER, Recorder<T> {                                       \
+        using Interface = OBJECT;                                                               \
+        static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE;                                     \
+        void NOTIFICATION(orvane::system::support::Passed<T> value) override { record(value); } \
+    };
+NRX_VALUE_KINDS(TEST_RECORDING_OBSERVER)
+#undef TEST_RECORDING_OBSERVER
 template <>
-struct Ear<int> : ObserverNumericInteger, Record<int> {
-    using Interface = ObjectNumericInteger;
-    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_NUMERIC_INTEGER;
-    void notifyNewValue(int value) override { keep(value); }
-};
-template <>
-struct Ear<long long> : ObserverNumericInt64, Record<long long> {
-    using Interface = ObjectNumericInt64;
-    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_NUMERIC_INT64;
-    void notifyNewValue(long long value) override { keep(value); }
-};
-template <>
-struct Ear<std::string> : ObserverString, Record<std::string> {
-    using Interface = ObjectString;
-    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_STRING;
-    void notifyNewValue(std::string const& value) override { keep(value); }
-};
-template <>
-struct Ear<Integers> : ObserverVectorNumericInteger, Record<Integers> {
-    using Interface = ObjectVectorNumericInteger;
-    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_VECTOR_NUMERIC_INTEGER;
-    void notifyIntegerVector(Integers const& values) override { keep(values); }
-};
-template <>
-struct Ear<Strings> : ObserverVectorString, Record<Strings> {
-    using Interface = ObjectVectorString;
-    static constexpr ObjectTypeSpec TYPE = OBJECT_TYPE_VECTOR_STRING;
-    void notifyStringVector(Strings const& values) override { keep(values); }
-};
-template <>
-struct Ear<ObjectAction> : ObserverAction, Record<std::string> {
+struct RecordingObserver<ObjectAction> : ObserverAction, Recorder<std::string> {
     using Interface = ObjectAction;
     void notifyResult(unsigned int id, std::vector<Argument> const& results) override {
-        auto const add = [](std::string const& text, Argument const& result) {
-            return text + std::to_string(result.index) + ":" + result.value + ";";
-        };
-        say(id, std::accumulate(results.begin(), results.end(), std::string(), add));
+        std::string texts;
+        for (Argument const& result : results) {
+            texts += std::to_string(result.index) + ":" + result.value + ";";
+        }
+        recordLine(id, texts);
     }
-    void notifyExecutionError(unsigned int id, int error) override { say(id, "error", error); }
+    void notifyExecutionError(unsigned int id, int error) override { recordLine(id, "error", error); }
 };
 template <>
-struct Ear<ObjectTable> : ObserverTable, Record<std::string> {
+struct RecordingObserver<ObjectTable> : ObserverTable, Recorder<std::string> {
     using Interface = ObjectTable;
-    void notifyUpdate(int update) override { say("update", update); }
+    void notifyUpdate(int update) override { recordLine("update", update); }
 };
 template <>
-struct Ear<TableIterator> : ObserverTableIterator, Record<std::string> {
-    void notifyCommit(int status) override { say("commit", status); }
-    void notifyTotalCount(int count) override { say("count", count); }
-    void notifySeekToRow(int row) override { say("row", row); }
-    void notifySeekToContent(int row) override { say("content", row); }
-    void notifyCursorPosition(int row) override { say("cursor", row); }
-    void notifyReadRow(Strings const& row) override { say("read", ::testing::PrintToString(row)); }
+struct RecordingObserver<TableIterator> : ObserverTableIterator, Recorder<std::string> {
+    void notifyCommit(int status) override { recordLine("commit", status); }
+    void notifyTotalCount(int count) override { recordLine("count", count); }
+    void notifySeekToRow(int row) override { recordLine("row", row); }
+    void notifySeekToContent(int row) override { recordLine("content", row); }
+    void notifyCursorPosition(int row) override { recordLine("cursor", row); }
+    void notifyReadRow(Strings const& row) override { recordLine("read", ::testing::PrintToString(row)); }
     void notifyReadRowChunk(std::vector<Strings const*> const& rows) override {
         std::vector<Strings> copies;
         std::transform(rows.begin(), rows.end(), std::back_inserter(copies), [](auto* row) { return *row; });
-        say("chunk", ::testing::PrintToString(copies));
+        recordLine("chunk", ::testing::PrintToString(copies));
     }
-    void notifyIteratorReady(int status) override { say("ready", status); }
-    void notifyUpdate(int update) override { say("update", update); }
+    void notifyIteratorReady(int status) override { recordLine("ready", status); }
+    void notifyUpdate(int update) override { recordLine("update", update); }
 };
 
 /// Another value for every number.
@@ -161,17 +124,17 @@ inline int connectTo(std::string const& key, Observer* observer, Object*& object
     return status;
 }
 
-/// An observer and its registration, which ends with it.
+/// An observer that is registered while it lives.
 template <typename T>
-struct Client {
-    explicit Client(std::string at) : key(std::move(at)), status(connectTo(key, &ear, object)) {}
+struct Client : RecordingObserver<T> {
+    explicit Client(std::string at) : key(std::move(at)), status(connectTo(key, this, object)) {}
     Client(Client const&) = delete;
     Client& operator=(Client const&) = delete;
-    ~Client() { end(); }
+    ~Client() override { disconnect(); }
 
-    int end() { return root().disconnectObject(key, &ear, object); }
+    int disconnect() { return root().disconnectObject(key, this, object); }
     auto* operator->() const {
-        return object != nullptr ? static_cast<typename Ear<T>::Interface*>(object)
+        return object != nullptr ? static_cast<typename RecordingObserver<T>::Interface*>(object)
                                  : throw std::runtime_error(key + " is not connected");
     }
     [[nodiscard]] ObjectTypeSpec type() const {
@@ -190,12 +153,16 @@ struct Client {
             return (*this)->setValue(elements);
         }
     }
+    /// The status of a read into the variable, which a failed one leaves alone. Numbers are read without a status.
     int read(T& value) const {
         if constexpr (std::is_arithmetic_v<T>) {
             value = (*this)->getValue();
             return 0;
         } else {
-            return (*this)->getValue(value);
+            T const before = value;
+            int const result = (*this)->getValue(value);
+            EXPECT_TRUE(result == 0 || value == before);
+            return result;
         }
     }
     [[nodiscard]] T read() const {
@@ -203,12 +170,21 @@ struct Client {
         EXPECT_EQ(read(value), 0);
         return value;
     }
+    [[nodiscard]] int readStatus() const {
+        T value = valueOf<T>(7);
+        return read(value);
+    }
 
     std::string const key;
-    Ear<T> ear;
     Object* object = nullptr;
     int const status;
 };
+
+using IteratorObserver = RecordingObserver<TableIterator>;
+/// Makes an iterator over all columns of a table.
+inline TableIterator* makeIterator(Client<ObjectTable> const& table, ObserverTableIterator* observer) {
+    return table->createIterator({}, observer, {}, {}, {});
+}
 
 /// A key of the test's own, with all that a key may hold.
 inline std::string testKey() {

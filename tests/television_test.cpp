@@ -1,33 +1,30 @@
-// The simulated television, where no test of its clients sees it fail.
+// The simulated television, where its clients' tests do not show its faults.
 
 #include "support.h"
 #include "television/iterators.h"
 
-namespace test {
-namespace {
-
-using namespace objbus;
+namespace test::television_test {
 
 TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
-    auto const heard = std::make_shared<RecordingHandler>();
+    auto const handler = std::make_shared<RecordingHandler>();
     tv.publish(KEY, 1);
-    ValueAccessT<ObserverNumericInteger> access(KEY, heard);
+    ValueAccessT<objbus::ObserverNumericInteger> access(KEY, handler);
     EXPECT_EQ(access.connect(0), 0);
-    tv.setObjectListener([&](std::string const& key) { heard->values.push_back(key); });
+    tv.setObjectListener([&](std::string const& key) { handler->values.push_back(key); });
     tv.set(KEY, 2);
-    tv.publish(KEY, 3);  // In place of the other: told once.
+    tv.publish(KEY, 3);  // Replaces the object: one call of the listener.
     tv.withdraw("nothing");
     tv.withdraw(KEY);
     tv.waitUntilDelivered();
     tv.setObjectListener({});
     tv.publish(KEY, 4);
     tv.waitUntilDelivered();
-    EXPECT_EQ(heard->values, (Lines{"1 2", KEY, KEY}));
+    EXPECT_EQ(handler->values, (Lines{"1 2", KEY, KEY}));
     EXPECT_THROW(simulator::Television(), std::logic_error);  // One at a time.
     EXPECT_THROW(simulator::LogCapture(), std::logic_error);
 }
 
-TEST(Iterators, KeepSoManyThatWereDestroyed) {
+TEST(Iterators, KeepABoundedNumberOfDestroyedOnes) {
     television::Iterators<int> iterators;
     std::vector<std::weak_ptr<int>> destroyed;
     for (std::size_t count = 0; count <= iterators.MAX_DESTROYED; ++count) {
@@ -36,5 +33,4 @@ TEST(Iterators, KeepSoManyThatWereDestroyed) {
     EXPECT_TRUE(destroyed[0].expired() && !destroyed[1].expired() && iterators.live().empty());
 }
 
-}  // namespace
-}  // namespace test
+}  // namespace test::television_test

@@ -1,29 +1,18 @@
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_object.h"
-
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <cmath>
 #include <iomanip>
 #include <locale>
 #include <sstream>
-#include <tuple>
 
-namespace {
+#include "support.h"
 
-using namespace orvane::system::support;
-using namespace std::string_literals;
+namespace test::value_object_test {
+
 using V = ValueObject;  // For rows of one line.
 
 ValueObject tagged(int tag) {
     ValueObject value(2);  // Its lowest byte is no bool.
     value.typeTag = static_cast<ValueObjectType>(tag);
-    return value;
-}
-
-ValueObject list(std::vector<ValueObject> const& elements) {
-    ValueObject value = tagged(VALUE_VECTOR);
-    value.elements = elements;
     return value;
 }
 
@@ -54,7 +43,8 @@ TEST(ValueObject, EveryTypeConvertsToEveryOther) {
         {V(1e300), "7: 1 2147483647 4294967295 9223372036854775807 18446744073709551615 inf 1e+300 1e+300"},
         {V(std::nan("")), "7: 1 0 0 0 0 nan nan nan"},
         {V("4\0\""s), "8: 0 0 0 0 0 0 0 4\0\""s},
-        {list({V(1), V("a"s), list({V(true), list({})})}), "9: 0 0 0 0 0 0 0 [1,a,[TRUE,[]]]"},
+        {listOf({V(1), V("a"s), listOf({V(true), listOf({})})}), "9: 0 0 0 0 0 0 0 [1,a,[TRUE,[]]]"},
+        {tagged(9), "9: 0 0 0 0 0 0 0 []"},
         {tagged(10), "10: 0 0 0 0 0 0 0 "},
         {V(), "255: 0 0 0 0 0 0 0 Undefined"},
     };
@@ -70,7 +60,7 @@ struct GroupedDigits : std::numpunct<char> {
 
 TEST(ValueObject, NumbersReadTheSameInEveryLocale) {
     std::locale const previous = std::locale::global(std::locale(std::locale::classic(), new GroupedDigits));
-    EXPECT_EQ(list({V(100.0), V(123456.789), V(999999.5), V(0.0001), V(1e-5), V(-1.0F / 3.0F), V(-1234567)})
+    EXPECT_EQ(listOf({V(100.0), V(123456.789), V(999999.5), V(0.0001), V(1e-5), V(-1.0F / 3.0F), V(-1234567)})
                   .convertToStringType(),
               "[100,123457,1e+06,0.0001,1e-05,-0.333333,-1234567]");
     std::locale::global(previous);
@@ -83,7 +73,7 @@ TEST(ValueObject, EqualityComparesInTheTypeOfTheLeftOperand) {
         {V(std::nan("")), V(std::nan("")), false, false},
         {V("a\0b"s), V("a\0c"s), false, false},
         {V(), V(), true, true},
-        {V(), list({}), false, false},
+        {V(), listOf({}), false, false},
         {tagged(10), tagged(10), false, false},
     };
     for (auto const& [left, right, equal, equalReversed] : pairs) {
@@ -92,4 +82,4 @@ TEST(ValueObject, EqualityComparesInTheTypeOfTheLeftOperand) {
     }
 }
 
-}  // namespace
+}  // namespace test::value_object_test

@@ -1,108 +1,51 @@
-"""A bus, a television and a browser of a test's own, and what the test expects of them."""
+"""A browser of a check's own, on a television of its own."""
 
 import base64
 import contextlib
 import json
 import os
 import signal
-import subprocess
-import sys
-import threading
 import time
 import urllib.error
 import urllib.request
 
-PATIENCE = 60  # Seconds.
+import checks
+from checks import PATIENCE, Program, scratch, until
+
 COMMAND = "torvi.sl2.vstr.videoplayer.nrx.command"
 EVENT = "torvi.sl2.vstr.videoplayer.nrx.event"
-
-failures = []
-started = []
+LOG = scratch() + "/log"
 
 
-def expect(what, found, expected):
-    """Notes a failure, and goes on."""
-    if found != expected:
-        failures.append(what)
-        print(f"{what}: found {found}, expected {expected}", flush=True)
+class Television(checks.Television):
+    """Changes lists of texts."""
 
-
-def until(condition, what):
-    """Waits until the condition holds; returns its value."""
-    end = time.monotonic() + PATIENCE
-    while not (value := condition()):
-        if time.monotonic() > end:
-            sys.exit("waited in vain: " + what)
-        time.sleep(0.02)
-    return value
-
-
-class Bus:
-    """A bus of the test's own, which comes back at the same address. The browser's session bus is another one."""
-
-    def __init__(self, directory):
-        self.address = f"unix:path={directory}/nrx_bus"
-        self.start()
-
-    def start(self):
-        with contextlib.suppress(FileNotFoundError):
-            os.unlink(self.address.split("=")[1])
-        self.process = subprocess.Popen(
-            ["dbus-daemon", "--session", "--nofork", "--nosyslog", "--print-address", f"--address={self.address}"],
-            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-        self.process.stdout.readline()
-
-    def kill(self):
-        self.process.kill()
-        self.process.wait()
-
-
-class Television:
-    """The program, which carries out commands."""
-
-    def __init__(self, program, bus):
-        self.process = subprocess.Popen([program, "--address", bus.address, "--commands"], text=True,
-                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-        until(lambda: "serving" in self.process.stdout.readline(), "the television serves")
-        self.output = []
-        threading.Thread(target=lambda: self.output.extend(self.process.stdout), daemon=True).start()
-
-    def tell(self, *commands):
-        """Returns when the commands are carried out and what they changed was sent."""
-        done = f"list {time.monotonic_ns()}"
-        self.process.stdin.write("\n".join([*commands, "wait", done]) + "\n")
-        self.process.stdin.flush()
-        until(lambda: f"> {done}\n" in self.output, "the television carries out its commands")
-        self.output.clear()
+    def execute(self, *commands):
+        """Returns when the commands are carried out, and their changes were sent to the bus."""
+        super().execute(*commands, "wait")
 
     def set(self, key, *texts):
-        self.tell(" ".join(["tv set", key, *(json.dumps(text) for text in texts)]))
+        self.execute(" ".join(["tv set", key, *(json.dumps(text) for text in texts)]))
 
-    def kill(self):
-        self.process.kill()
+
+class Family(Program):
+    """A program that writes to the log, and ends with all processes that it has started."""
+
+    def __init__(self, *command, env):
+        with open(LOG, "ab") as log:
+            super().__init__(*command, env=env, stdout=log, stderr=log)
+
+    def kill(self, members=()):
+        members = [*members, *descendants(self.process.pid)]  # Some do not notice the program's end.
+        self.process.terminate()
         self.process.wait()
+        for member in members:
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(member, signal.SIGKILL)
 
-
-def start(command, variables, log):
-    """A program that writes to the log, and ends with `endStarted`."""
-    started.append(subprocess.Popen(command, env=variables, stdout=log, stderr=log))
-    return started[-1]
-
-
-def endStarted():
-    for process in reversed(started):
-        end(process)
-    started.clear()
-
-
-def end(process, family=()):
-    """Ends the program and what it has started, which may not notice, and the processes of the family."""
-    family = [*family, *descendants(process.pid)]
-    process.terminate()
-    process.wait()
-    for member in family:
-        with contextlib.suppress(ProcessLookupError):
-            os.kill(member, signal.SIGKILL)
+    def web_processes(self):
+        return [member for member in descendants(self.process.pid)
+                if open(f"/proc/{member}/comm", encoding="utf-8").read() == "WPEWebProcess\n"]
 
 
 def descendants(ancestor):
@@ -112,27 +55,26 @@ def descendants(ancestor):
     return []
 
 
-def webProcesses(ancestor):
-    """The web processes among the descendants of a process."""
-    return [member for member in descendants(ancestor)
-            if open(f"/proc/{member}/comm", encoding="utf-8").read() == "WPEWebProcess\n"]
+def logged(text):
+    """How often the text is in the log."""
+    return checks.text_of(LOG).count(text)
 
 
 class Browser:
-    """Cog, and in it one page."""
+    """Cog, with one page."""
 
     KEYS = {"left": "\ue012", "up": "\ue013", "right": "\ue014", "down": "\ue015", "enter": "\ue007"}
 
-    def __init__(self, environment, log, *options):
+    def __init__(self, environment, *options):
         self.port = 20000 + os.getpid() % 10000
-        self.driver = start(["WPEWebDriver", f"--port={self.port}"], environment, log)
+        self.driver = Family("WPEWebDriver", f"--port={self.port}", env=environment)
         self.session = ""
-        until(self.isReady, "the driver answers")
+        until(self.is_ready, "the driver answers")
         browser = {"binary": "/usr/bin/cog", "args": ["--automation", *options, "about:blank"]}
         answer = self.ask("POST", "/session", {"capabilities": {"alwaysMatch": {"wpe:browserOptions": browser}}})
         self.session = "/session/" + answer["sessionId"]
 
-    def isReady(self):
+    def is_ready(self):
         try:
             return self.ask("GET", "/status") is not None
         except OSError:
@@ -145,13 +87,13 @@ class Browser:
             with urllib.request.urlopen(request, timeout=4 * PATIENCE) as answer:
                 return json.load(answer)["value"]
         except urllib.error.HTTPError as error:
-            return json.load(error)["value"]  # What the driver says of it.
+            return json.load(error)["value"]  # The driver's error message.
 
     def open(self, url):
         self.ask("POST", "/url", {"url": url})
 
     def run(self, script):
-        """What the body of an asynchronous function returns, or [name, status] of what it throws."""
+        """The result of the body of an asynchronous function, or [name, status] of its exception."""
         return self.ask("POST", "/execute/async", {"args": [], "script": (
             "const done = arguments[0]; (async () => {" + script + "})().then((value) => done(value ?? null),"
             "(error) => done([error.name, error.status ?? error.message]));")})
@@ -167,8 +109,8 @@ class Browser:
             file.write(base64.b64decode(self.ask("GET", "/screenshot")))
 
     def memory(self):
-        """Of the web process, in KiB: the least of what it has while it collects its garbage."""
-        (process,) = webProcesses(self.driver.pid)
+        """The memory of the web process in KiB: the least amount while it collects its garbage."""
+        (process,) = self.driver.web_processes()
         samples = []
         for _ in range(10):
             time.sleep(0.5)
@@ -177,24 +119,23 @@ class Browser:
         return min(samples)
 
     def close(self):
-        """Ends the page and its browser."""
-        family = descendants(self.driver.pid)
+        members = descendants(self.driver.process.pid)
         with contextlib.suppress(OSError):
             self.ask("DELETE", "")
-        end(self.driver, family)
+        self.driver.kill(members)
 
 
 class Screen:
     """A display that nobody sees, for windows of any size."""
 
-    def __init__(self, directory, environment, log):
-        self.environment, self.log = environment, log
-        self.socket = directory + "/display"
-        start(["weston", "--backend=headless-backend.so", "--socket=display", "--idle-time=0"], environment, log)
+    def __init__(self, environment):
+        self.environment = environment
+        self.socket = scratch() + "/display"
+        Family("weston", "--backend=headless-backend.so", "--socket=display", "--idle-time=0", env=environment)
         until(lambda: os.path.exists(self.socket), "the display is there")
 
     def open(self, width, height, *options):
         """A browser whose page has this size."""
         environment = dict(self.environment, WAYLAND_DISPLAY=self.socket, COG_PLATFORM_WL_VIEW_WIDTH=str(width),
                            COG_PLATFORM_WL_VIEW_HEIGHT=str(height))
-        return Browser(environment, self.log, "--platform=wl", *options)
+        return Browser(environment, "--platform=wl", *options)

@@ -1,20 +1,12 @@
-// The thread that uses the facade for the pages of a web engine, with a simulated television and without an engine: the
-// test is the main thread.
+// The thread that uses the facade for pages, with a simulated television and without a web engine.
 
 #include <gmock/gmock.h>
 
 #include <condition_variable>
-#include <cstdlib>
 #include <deque>
-#include <functional>
 #include <future>
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 #include "simulator/log.h"
@@ -25,33 +17,24 @@
 #include "web/facade_worker.h"
 #include "web/status.h"
 
-namespace web {
-namespace {
+namespace web::web_worker_test {
 
 using orvane::model_keys::COMMAND;
 using orvane::model_keys::EVENT;
-using orvane::model_keys::SOURCE_SWITCH;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using namespace std::string_literals;
 using Strings = std::vector<std::string>;
 
-Strings takeTexts(simulator::LogCapture& log) {
-    Strings texts;
-    for (auto const& line : log.take()) {
-        texts.push_back(line.text);
-    }
-    return texts;
+auto lineWith(std::string const& text) {
+    return testing::Field(&simulator::LogCapture::Line::text, testing::HasSubstr(text));
 }
 
-/// Runs what other threads hand over.
+/// The test's own thread, which runs the tasks of other threads.
 class MainThread {
 public:
     void post(std::function<void()> task) {
-        {
-            std::lock_guard const lock(mutex_);
-            tasks_.push_back(std::move(task));
-        }
+        std::lock_guard const lock(mutex_);
+        tasks_.push_back(std::move(task));
         isPosted_.notify_one();
     }
 
@@ -75,7 +58,7 @@ private:
 
 class FacadeWorkerTest : public testing::Test {
 protected:
-    /// What a script does.
+    /// Stands in for the script of a document.
     struct Document {
         explicit Document(FacadeWorkerTest& test)
             : queue(std::make_shared<EventQueue>([this, &main = test.main] { main.post([this] { take(); }); })) {
@@ -83,11 +66,11 @@ protected:
         }
         void take() {
             while (auto const event = queue->pop()) {
-                heard.push_back(LIST_NAMES.at(indexOf(event->type)) + *event->list);
+                received.push_back(LIST_NAMES.at(indexOf(event->type)) + *event->list);
             }
         }
         std::shared_ptr<EventQueue> const queue;
-        Strings heard;
+        Strings received;
     };
 
     FacadeWorkerTest() {
@@ -95,16 +78,15 @@ protected:
         television.publish(EVENT, Strings{});
     }
 
-    int call(Document& document, char const* name, char const* json, std::string* value = nullptr) {
+    Answer call(Document& document, std::string const& name, std::string const& json) {
         FacadeWorker::Operation operation;
-        if (int const status = parseCall(name, json, operation); status != 0) {
-            return status;
+        if (int const status = parseCall(name.c_str(), json.c_str(), operation); status != 0) {
+            return {status, ""};
         }
         std::optional<Answer> answer;
         worker->call(document.queue, operation, [&](Answer const& given) { answer = given; });
         main.runUntil([&] { return answer.has_value(); });
-        value != nullptr ? * value = answer->json : "";
-        return answer->status;
+        return *answer;
     }
 
     simulator::Television television;
@@ -113,13 +95,13 @@ protected:
         std::make_unique<FacadeWorker>([this](std::function<void()> task) { main.post(std::move(task)); });
 };
 
-TEST_F(FacadeWorkerTest, DocumentsHearTheListsThatTheyListenTo) {
+TEST_F(FacadeWorkerTest, DocumentsReceiveTheListsThatTheyListenTo) {
     Document one(*this);
     Document two(*this);
     worker->listen(*one.queue, ListType::COMMAND, true);
     worker->listen(*two.queue, ListType::COMMAND, true);
     worker->listen(*two.queue, ListType::EVENT, true);
-    ASSERT_EQ(call(one, "get", R"(["event"])"), 0);  // Both lists are connected.
+    ASSERT_EQ(call(one, "get", R"(["event"])").status, 0);  // Both lists are connected.
     television.set(COMMAND, Strings{"a\0b"s, "\"\\\xff\xc3\xa4"});
     television.set(EVENT, Strings{});
     television.waitUntilDelivered();
@@ -129,20 +111,20 @@ TEST_F(FacadeWorkerTest, DocumentsHearTheListsThatTheyListenTo) {
     worker->detach(*one.queue);
     television.set(COMMAND, Strings{"third"});
     television.set(EVENT, Strings{"last"});
-    main.runUntil([&] { return two.heard.size() == 3; });
+    main.runUntil([&] { return two.received.size() == 3; });
     std::string const first = "command[\"a\\u0000b\",\"\\\"\\\\\xef\xbf\xbd\xc3\xa4\"]";
-    EXPECT_THAT(two.heard, ElementsAre(first, "event[]", "event[\"last\"]"));
-    EXPECT_THAT(one.heard, testing::Not(testing::Contains("command[\"third\"]")));
+    EXPECT_THAT(two.received, ElementsAre(first, "event[]", "event[\"last\"]"));
+    EXPECT_THAT(one.received, testing::Not(testing::Contains("command[\"third\"]")));
     worker->detach(*two.queue);
 }
 
 TEST_F(FacadeWorkerTest, CallsHaveTheModelsOwnStatus) {
     Document document(*this);
     struct Row {
-        char const* name;
+        std::string name;
         std::string json;
         int status;
-        char const* value = "";
+        std::string value{};
     };
     for (Row const& row : {
              Row{"set", R"(["event",["a\u0000b","ä"]])", 0},
@@ -160,21 +142,20 @@ TEST_F(FacadeWorkerTest, CallsHaveTheModelsOwnStatus) {
              Row{"requestStartService", "[]", 0},
          }) {
         SCOPED_TRACE(row.json.substr(0, 60));
-        if (row.name == std::string("device")) {
+        if (row.name == "device") {
             television.publish(orvane::model_keys::SOFTWARE_VERSION, std::string());
             television.publish(orvane::model_keys::PRODUCTION_TYPE, 1);
             television.publish(orvane::model_keys::FEATURE_CODE, std::string("half"));
             television.failReads(orvane::model_keys::FEATURE_CODE, {7, true});
         }
-        std::string value;
-        EXPECT_EQ(call(document, row.name, row.json.c_str(), &value), row.status);
-        EXPECT_EQ(value, row.value);
+        Answer const answer = call(document, row.name, row.json);
+        EXPECT_EQ(std::pair(answer.status, answer.json), std::pair(row.status, row.value));
     }
     television.withdraw(EVENT);
-    EXPECT_EQ(call(document, "set", R"(["event",[]])"), television::STATUS_WITHDRAWN);
-    EXPECT_EQ(call(document, "get", R"(["event"])"), television::STATUS_WITHDRAWN);
+    EXPECT_EQ(call(document, "set", R"(["event",[]])").status, television::STATUS_WITHDRAWN);
+    EXPECT_EQ(call(document, "get", R"(["event"])").status, television::STATUS_WITHDRAWN);
     television.throwFrom(COMMAND, simulator::Call::write);
-    EXPECT_EQ(call(document, "set", R"(["command",[]])"), television::STATUS_NO_RESOURCES);
+    EXPECT_EQ(call(document, "set", R"(["command",[]])").status, television::STATUS_NO_RESOURCES);
     worker->detach(*document.queue);
 }
 
@@ -182,30 +163,30 @@ TEST_F(FacadeWorkerTest, ListsAreConnectedAgainWhileADocumentListens) {
     auto const attempts = [this] { return television.counts(COMMAND).connectAttempts; };
     television.withdraw(COMMAND);
     Document document(*this);
-    ASSERT_EQ(call(document, "get", R"(["command"])"), 5);
+    ASSERT_EQ(call(document, "get", R"(["command"])").status, 5);
     int const before = attempts();
-    ASSERT_EQ(call(document, "get", R"(["event"])"), 0);
+    ASSERT_EQ(call(document, "get", R"(["event"])").status, 0);
     EXPECT_EQ(attempts(), before);  // Nobody listens.
     worker->listen(*document.queue, ListType::COMMAND, true);
     while (attempts() == before) {  // The next attempt is made by itself.
         std::this_thread::yield();
     }
-    EXPECT_EQ(call(document, "get", R"(["command"])"), 5);
+    EXPECT_EQ(call(document, "get", R"(["command"])").status, 5);
     EXPECT_GE(attempts(), before + 1 + 10);  // A read still has its whole budget.
     television.publish(COMMAND, Strings{});
     while (television.registrations(COMMAND) == 0) {
         std::this_thread::yield();
     }
     television.set(COMMAND, Strings{"late"});
-    main.runUntil([&] { return !document.heard.empty(); });
-    EXPECT_THAT(document.heard, ElementsAre("command[\"late\"]"));
+    main.runUntil([&] { return !document.received.empty(); });
+    EXPECT_THAT(document.received, ElementsAre("command[\"late\"]"));
     worker->detach(*document.queue);
 }
 
 TEST_F(FacadeWorkerTest, NothingIsDoneForADocumentThatIsGone) {
     std::promise<void> isInvoked;
     std::promise<void> isGone;
-    television.publishAction(SOURCE_SWITCH, [&](auto const&) -> simulator::ActionAnswer {
+    television.publishAction(orvane::model_keys::SOURCE_SWITCH, [&](auto const&) -> simulator::ActionAnswer {
         isInvoked.set_value();
         isGone.get_future().wait();
         return {};
@@ -222,7 +203,7 @@ TEST_F(FacadeWorkerTest, NothingIsDoneForADocumentThatIsGone) {
     worker->detach(*Document(*this).queue);
     Document next(*this);
     isGone.set_value();
-    ASSERT_EQ(call(next, "get", R"(["event"])"), 0);
+    ASSERT_EQ(call(next, "get", R"(["event"])").status, 0);
     EXPECT_EQ(television.counts(EVENT).writes, 0);
     EXPECT_EQ(television.counts(EVENT).connectAttempts, 2);  // The second session ended before it was started.
     EXPECT_FALSE(isAnswered);
@@ -250,7 +231,7 @@ TEST(EventQueueTest, OlderListsOfATypeGiveWayAboveTheBound) {
     }
     EXPECT_EQ(order, "edef");
     EXPECT_EQ(wakes, 1);
-    EXPECT_THAT(takeTexts(log), ElementsAre(HasSubstr("older lists give way"), HasSubstr("in time: 3")));
+    EXPECT_THAT(log.take(), ElementsAre(lineWith("older lists give way"), lineWith("in time: 3")));
     queue.push(ListType::COMMAND, list('g'));
     queue.close();
     queue.push(ListType::COMMAND, list('h'));
@@ -266,31 +247,20 @@ TEST(AllowedOriginsTest, OnlyTheOriginsListedSeeNrx) {
              1);
     AllowedOrigins const allowed = AllowedOrigins::fromEnvironment();
     EXPECT_EQ(log.take().size(), 8U);
-    struct Row {
-        char const* protocol;
-        char const* origin;
-        bool isAllowed;
-    };
-    for (Row const& row : {
-             Row{"http:", "http://a.example", true},
-             Row{"https:", "https://a.example:8443", true},
-             Row{"file:", "null", true},
-             Row{"file:", "file://", true},
-             Row{"https:", "https://a.example", false},
-             Row{"http:", "http://a.example:8443", false},
-             Row{"http:", "http://a.example.org", false},
-             Row{"http:", "null", false},
-             Row{"blob:", "http://a.example", false},
-             Row{"data:", "null", false},
-             Row{"about:", "http://a.example", false},
-             Row{"http:", "http://b.example", false},
-         }) {
-        EXPECT_EQ(allowed.allows(row.protocol, row.origin), row.isAllowed) << row.protocol << ' ' << row.origin;
+    using Page = std::pair<char const*, char const*>;  // Its protocol and its origin.
+    for (auto const& [protocol, origin] : {Page("http:", "http://a.example"), Page("https:", "https://a.example:8443"),
+                                           Page("file:", "null"), Page("file:", "file://")}) {
+        EXPECT_TRUE(allowed.allows(protocol, origin)) << protocol << ' ' << origin;
+    }
+    for (auto const& [protocol, origin] :
+         {Page("https:", "https://a.example"), Page("http:", "http://a.example:8443"),
+          Page("http:", "http://a.example.org"), Page("http:", "null"), Page("blob:", "http://a.example"),
+          Page("data:", "null"), Page("about:", "http://a.example"), Page("http:", "http://b.example")}) {
+        EXPECT_FALSE(allowed.allows(protocol, origin)) << protocol << ' ' << origin;
     }
     ::unsetenv("NRX_WEB_ORIGINS");
     EXPECT_TRUE(AllowedOrigins::fromEnvironment().isEmpty());
-    EXPECT_THAT(takeTexts(log), ElementsAre(HasSubstr("no page sees nrx")));
+    EXPECT_THAT(log.take(), ElementsAre(lineWith("no page sees nrx")));
 }
 
-}  // namespace
-}  // namespace web
+}  // namespace web::web_worker_test

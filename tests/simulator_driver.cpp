@@ -1,11 +1,9 @@
-// The television in the process.
+// Drives the television in the process.
 
-#include <mutex>
-
-#include "driven_television.h"
 #include "simulator/television.h"
+#include "television_driver.h"
 
-namespace driven {
+namespace driver {
 
 namespace {
 
@@ -16,7 +14,7 @@ decltype(simulator::ActionAnswer::outcome) outcome;
 std::vector<std::string> lastTexts;
 unsigned int lastId = 0;
 
-simulator::ActionAnswer answerNow(std::vector<objbus::Argument> const& arguments) {
+simulator::ActionAnswer answer(std::vector<objbus::Argument> const& arguments) {
     std::lock_guard const lock(mutex);
     lastTexts.clear();
     for (objbus::Argument const& argument : arguments) {
@@ -31,7 +29,7 @@ bool carriesEveryText() { return true; }
 
 void publish(Key key, television::Value const& value) { tv.publish(key, value); }
 void publishTable(Key key, television::Rows const& rows) { tv.publishTable(key, rows); }
-void publishAction(Key key) { tv.publishAction(key, answerNow); }
+void publishAction(Key key) { tv.publishAction(key, answer); }
 void withdraw(Key key) { tv.withdraw(key); }
 void set(Key key, television::Value const& value) { tv.set(key, value); }
 void setRows(Key key, television::Rows const& rows) { tv.setRows(key, rows); }
@@ -57,6 +55,6 @@ std::vector<std::string> lastArguments() {
     return lastTexts;
 }
 
-void settle() { tv.waitUntilDelivered(); }
+void sync() { tv.waitUntilDelivered(); }
 
-}  // namespace driven
+}  // namespace driver

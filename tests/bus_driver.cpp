@@ -1,20 +1,14 @@
-// The television that another program has, on a bus of its own.
-
-#include <gtest/gtest.h>
+// Drives the television of another program, on a bus of its own.
 
 #include <csignal>
-#include <cstdlib>
-#include <map>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "bus/bus_platform.h"
-#include "child.h"
-#include "driven_bus.h"
-#include "television/status.h"
+#include "child_process.h"
+#include "television_driver.h"
 #include "tools/nrx_console/words.h"
 
-namespace driven {
+namespace driver {
 
 namespace {
 
@@ -26,44 +20,39 @@ using Json = nlohmann::json;
 std::string wordsOf(Json const& value) {
     std::string words;
     for (Json const& element : value.is_array() ? value : Json::array({value})) {
-        words += (element.is_array()    ? typed(wordsOf(element))
-                  : element.is_string() ? typed(element.get<std::string>())
-                                        : element.dump()) +
-                 ' ';
+        std::string const text = element.is_string() ? element.get<std::string>() : element.dump();
+        words += typed(element.is_array() ? wordsOf(element) : text) + ' ';
     }
     return words;
 }
 
-/// There is one while tests run, and not while they are listed.
+/// The bus and the program: they run while tests run, and not while tests are listed.
 struct Television : ::testing::Environment {
-    // What is thrown ends the program: tests that were skipped would not count.
+    // An exception ends the program: skipped tests would count as passed.
     void SetUp() noexcept override {  // NOLINT(bugprone-exception-escape)
-        startBus();
+        start();
         ::setenv("NRX_BUS_ADDRESS", address.c_str(), 1);
-        startProgram();
     }
     void TearDown() override {
         EXPECT_EQ(program ? program->end(SIGTERM) : -1, 0);
         bus.reset();
     }
 
-    void startBus() { bus = test::startBus(address); }
-    void startProgram() {
+    void start() {
+        bus = bus ? std::move(bus) : test::startBus(address);
         auto list = Json::array();
         for (auto const& [key, object] : objects) {
             list.push_back(object);
-            list.back()["key"] = key;
         }
         program = test::startTelevision(NRX_TELEVISION, address, Json{{"objects", list}}.dump());
     }
 
-    /// Returns when the program has carried the line out: what is published then may have to come to the bus yet.
+    /// Returns when the program has carried out the line; the bus may not have what it published yet.
     void command(std::string const& line) {
         if (!program) {
             return;
         }
-        // What the test did before comes to the platform's threads by way of another process. A thread sanitizer does
-        // not see that way; it sees this one.
+        // A thread sanitizer sees no order of accesses through another process, but it sees this call.
         std::map<std::string, objbus::ObjectTypeSpec> listed;
         bus::listObjects(listed);
         std::string const mark = "# " + std::to_string(++marks);
@@ -77,10 +66,12 @@ struct Television : ::testing::Environment {
         }
     }
 
-    void publish(Key key, char const* type, Json const& value) {
-        objects[key] = {{"type", type}, {"value", value}};
-        command("tv publish " + typed(key) + ' ' + type + ' ' + wordsOf(value));
+    void publish(Key key, Json object) {
+        std::string const type = object["type"];
+        command("tv publish " + typed(key) + ' ' + type + ' ' + wordsOf(object.value("value", Json::array())));
         command("wait");
+        object["key"] = key;
+        objects[key] = std::move(object);
     }
     void set(Key key, Json const& value) {
         objects[key]["value"] = value;
@@ -88,9 +79,9 @@ struct Television : ::testing::Environment {
     }
 
     std::string address;
-    std::unique_ptr<test::Child> bus;
-    std::unique_ptr<test::Child> program;  ///< Null while it is off.
-    std::map<std::string, Json> objects;   ///< What it has when it starts.
+    std::unique_ptr<test::ChildProcess> bus;
+    std::unique_ptr<test::ChildProcess> program;  ///< Null while the television is off.
+    std::map<std::string, Json> objects;          ///< Of the model file at the next start.
     Words arguments;
     int marks = 0;
 };
@@ -103,14 +94,10 @@ bool carriesEveryText() { return false; }
 
 void publish(Key key, television::Value const& value) {
     constexpr char const* TYPES[] = {"integer", "int64", "string", "integer-list", "string-list"};
-    std::visit([&](auto const& typed) { tv.publish(key, TYPES[value.index()], typed); }, value);
+    std::visit([&](auto const& plain) { tv.publish(key, {{"type", TYPES[value.index()]}, {"value", plain}}); }, value);
 }
-void publishTable(Key key, television::Rows const& rows) { tv.publish(key, "table", rows); }
-void publishAction(Key key) {
-    tv.objects[key] = {{"type", "action"}};
-    tv.command("tv publish " + typed(key) + " action");
-    tv.command("wait");
-}
+void publishTable(Key key, television::Rows const& rows) { tv.publish(key, {{"type", "table"}, {"value", rows}}); }
+void publishAction(Key key) { tv.publish(key, {{"type", "action"}}); }
 void withdraw(Key key) {
     tv.objects.erase(key);
     tv.command("tv withdraw " + typed(key));
@@ -146,21 +133,20 @@ void killBus() {
 }
 
 void start() {
-    tv.bus ? void() : tv.startBus();
-    tv.startProgram();
+    tv.start();
     test::awaitStatus(television::STATUS_OK);
-    settleAgain();
+    syncReads();
 }
 
-void settleAgain() {
+void syncReads() {
     for (int questions = 0; questions < 3; ++questions) {
-        settle();
+        sync();
     }
 }
 
-void settle() {
+void sync() {
     tv.command("wait");
     EXPECT_EQ(bus::waitUntilDelivered(), 0);
 }
 
-}  // namespace driven
+}  // namespace driver

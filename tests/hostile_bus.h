@@ -1,0 +1,209 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include "bus/bus_platform.h"
+#include "bus/protocol/contract.h"
+#include "bus/protocol/message.h"
+#include "television/log.h"
+#include "television_clients.h"
+
+/// A television on a bus that answers and signals whatever a test wants, and clients of it in the same process. The
+/// program runs on a bus of its own that carries no message of more than a million bytes.
+namespace test {
+
+inline constexpr char LIST[] = "/nrx/Television1/model/l";
+inline constexpr char ACTION[] = "/nrx/Television1/model/a";
+inline constexpr char TABLE[] = "/nrx/Television1/model/r";
+inline constexpr char ITERATOR[] = "/nrx/Television1/iterator/1";
+inline constexpr char CHANGED[] = "PropertiesChanged";
+inline constexpr char REMOVED[] = "InterfacesRemoved";
+inline constexpr char SYNC[] = "Sync";
+inline constexpr auto& LISTS = television::PlainKind<Strings>::INTERFACE;
+inline constexpr auto& PROPERTIES = bus::PROPERTIES_INTERFACE;
+inline constexpr auto& MANAGER = bus::MANAGER_INTERFACE;
+
+/// Appends the body of a message, of any types.
+using Body = std::function<int(sd_bus_message* message)>;
+template <typename... Values>
+Body with(char const* types, Values... values) {
+    return [=](sd_bus_message* message) { return sd_bus_message_append(message, types, values...); };
+}
+
+/// Answers a call: with a body, with an error, with the value of a list, or never.
+using Answer = std::function<int(sd_bus_message* call)>;
+template <typename... Values>
+Answer returns(char const* types, Values... values) {
+    return [=](sd_bus_message* call) { return sd_bus_reply_method_return(call, types, values...); };
+}
+inline Answer fails(char const* error, char const* text) {
+    return [=](sd_bus_message* call) {
+        sd_bus_error const answer{error, text, 0};
+        return sd_bus_reply_method_error(call, &answer);
+    };
+}
+inline Answer returnsList(Strings const& list) {
+    return [list](sd_bus_message* call) {
+        sd_bus_message* made = nullptr;
+        sd_bus_message_new_method_return(call, &made);
+        bus::Message const reply(made);
+        return bus::appendVariant(made, "as", list) < 0 ? -1 : sd_bus_send(nullptr, made, nullptr);
+    };
+}
+inline int never(sd_bus_message* /*call*/) { return 1; }
+
+/// A signal, and the records of the observers that receive it.
+struct Signal {
+    char const* path;
+    char const* interface;
+    char const* name;
+    Body body;
+    Strings received{};
+};
+inline Signal const VALID_SIGNALS[] = {
+    {LIST, PROPERTIES, CHANGED, with("sa{sv}as", LISTS, 1, "Value", "as", 2, "x", "y", 0), {"x", "y"}},
+    {ACTION, bus::ACTION_INTERFACE, "ExecutionError", with("ui", 2, 5), {"2 error 5 "}},
+    {TABLE, bus::TABLE_INTERFACE, "Updated", with("i", 7), {"update 7 "}},
+    {ITERATOR, bus::ITERATOR_INTERFACE, "TotalCount", with("i", 3), {"count 3 "}},
+};
+
+struct Clients {
+    TableIterator* iterate() { return makeIterator(table, &iteratorObserver); }
+
+    Client<int> number{"n"};
+    Client<Strings> list{"l"};
+    Client<ObjectAction> action{"a"};
+    Client<ObjectTable> table{"r"};
+    IteratorObserver iteratorObserver;
+    TableIterator* iterator = iterate();
+};
+
+class HostileBus : public ::testing::Test {
+public:
+    void SetUp() override {
+        television::setLogSink([this](int /*severity*/, std::string const& line) {
+            EXPECT_EQ(root().disconnectObject("l", nullptr, nullptr), 0);  // The platform holds no lock while it logs.
+            log.record(line);
+        });
+        for (auto const& [key, type] : {std::pair("n", 1), {"l", 4}, {"a", 5}, {"r", 6}, {"x", 2}, {"y", 1}}) {
+            answers[key + " Type"s] = returns("v", "i", type);
+        }
+        startTelevision();
+        serve([this] { clients = std::make_unique<Clients>(); });
+        answers["CreateIterator"] = returns("o", "/nrx/Television1/iterator/2");
+        received();
+    }
+    /// Expects that valid signals are received after all that the test did.
+    void TearDown() override {
+        for (Signal const& signal : VALID_SIGNALS) {
+            send(signal);
+            EXPECT_EQ(received(), signal.received);
+        }
+        EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
+        EXPECT_EQ(clients->number.disconnect() + clients->list.disconnect() + clients->action.disconnect() +
+                      clients->table.disconnect(),
+                  0);
+        television::setLogSink({});
+    }
+
+    /// Starts a television, which replaces an earlier one.
+    void startTelevision() {
+        ASSERT_GE(bus::openBus(television, bus::addressFromEnvironment()), 0);
+        ASSERT_GE(sd_bus_add_filter(television.get(), nullptr, handleMessage, this), 0);
+        ASSERT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
+        serveUntilDone(bus::waitUntilDelivered);
+    }
+    /// The same, and makes the clients' iterator again.
+    void restartTelevision() {
+        startTelevision();
+        EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
+        Answer const right = std::exchange(answers["CreateIterator"], returns("o", ITERATOR));
+        serveUntilDone([this] { return (clients->iterator = clients->iterate()) == nullptr; });
+        answers["CreateIterator"] = right;
+    }
+    void send(Signal const& signal) const {
+        send(signal, television.get(), signal.path == ITERATOR ? clientName.c_str() : nullptr);
+    }
+    static void send(Signal const& signal, sd_bus* bus, char const* destination) {
+        sd_bus_message* made = nullptr;
+        sd_bus_message_new_signal(bus, &made, signal.path, signal.interface, signal.name);
+        bus::Message const message(made);
+        EXPECT_GE(signal.body(made), 0) << signal.name;
+        EXPECT_GE(sd_bus_send_to(bus, made, destination, nullptr), 0) << signal.name;
+    }
+
+    /// Serves while another thread runs the operation of a client, and returns the operation's result.
+    template <typename Operation>
+    std::invoke_result_t<Operation> serve(Operation operation) const {
+        auto result = std::async(std::launch::async, operation);
+        while (result.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+            while (sd_bus_process(television.get(), nullptr) > 0) {
+            }
+            sd_bus_wait(television.get(), 1000);
+        }
+        return result.get();
+    }
+    /// Repeats the operation until it returns 0, for as long as a test may run.
+    void serveUntilDone(std::function<int()> const& operation) const {
+        while (serve(operation) != 0) {
+        }
+    }
+    /// Repeats an operation that times out unexpectedly: a busy machine may need more than the time of one attempt.
+    int serve(std::function<int()> const& operation, int expected) {
+        int status = serve(operation);
+        for (int tries = 0; status == 122 && expected != 122 && tries < 100; ++tries) {
+            received();
+            status = serve(operation);
+        }
+        return status;
+    }
+    static int handleMessage(sd_bus_message* call, void* test, sd_bus_error* /*error*/) {
+        auto& self = *static_cast<HostileBus*>(test);
+        if (sd_bus_message_is_method_call(call, nullptr, nullptr) <= 0) {
+            return 0;
+        }
+        self.clientName = sd_bus_message_get_sender(call);
+        std::string method = sd_bus_message_get_member(call);
+        char const* property = nullptr;
+        if (Strings value; method == "Get" && sd_bus_message_read(call, "ss", nullptr, &property) > 0) {
+            method = bus::keyOf(sd_bus_message_get_path(call)).value_or("none") + ' ' + property;
+        } else if (method == "Set" && sd_bus_message_skip(call, "ss") > 0 && bus::readVariant(call, "as", value) >= 0) {
+            self.answers["l Value"] = returnsList(value);
+        }
+        auto const found = self.answers.find(method);
+        int const result =
+            found != self.answers.end() ? found->second(call) : fails(SD_BUS_ERROR_UNKNOWN_OBJECT, "")(call);
+        EXPECT_TRUE(result >= 0 || sd_bus_is_open(self.television.get()) <= 0) << method;
+        return 1;
+    }
+
+    /// All that was logged and that the observers received since the last call, once everything has been delivered.
+    Strings received() {
+        EXPECT_EQ(serve(bus::waitUntilDelivered), 0);
+        Strings all = log.take();
+        std::vector<Strings> lists = clients->list.take();
+        lists.insert(lists.end(), {clients->action.take(), clients->table.take(), clients->iteratorObserver.take()});
+        for (Strings const& lines : lists) {
+            all.insert(all.end(), lines.begin(), lines.end());
+        }
+        return all;
+    }
+
+    std::map<std::string, Answer> answers{
+        {"n Value", returns("v", "i", 7)},
+        {"l Value", returns("v", "as", 0)},
+        {"Invoke", returns("u", 1)},
+        {"CreateIterator", returns("o", ITERATOR)},
+        {"x Value", returns("v", "s", "")},
+        {"y Value", returns("v", "i", 7)},
+        {"Set", returns("")},
+        {SYNC, returns("")},
+        {"GetManagedObjects", returns("a{oa{sa{sv}}}", 0)},
+    };
+    bus::Bus television;
+    std::string clientName;
+    Recorder<std::string> log;
+    std::unique_ptr<Clients> clients;
+};
+
+}  // namespace test

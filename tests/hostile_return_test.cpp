@@ -1,0 +1,184 @@
+// Replies that come late, beside notifications, or after the television was replaced.
+
+#include "hostile_bus.h"
+
+namespace test::hostile_return_test {
+
+/// Keeps the calls of a method until they are answered.
+struct HeldCalls {
+    Answer hold() {
+        return [this](sd_bus_message* call) {
+            calls.emplace_back(sd_bus_message_ref(call));
+            most = std::max(most, calls.size());
+            return 1;
+        };
+    }
+    void answer(Answer const& answer) {
+        for (bus::Message const& call : std::exchange(calls, {})) {
+            EXPECT_GE(answer(call.get()), 0);
+        }
+    }
+
+    std::vector<bus::Message> calls{};
+    std::size_t most = 0;
+};
+
+TEST_F(HostileBus, AConnectTakesTheAnswerToAnEarlierAttempt) {
+    HeldCalls held;
+    RecordingObserver<std::string> observer;
+    Object* object = nullptr;
+    auto const connect = [&] { return root().connectObject("x", &observer, object); };
+    Signal const change{"/nrx/Television1/model/x", PROPERTIES, CHANGED,
+                        with("sa{sv}as", television::PlainKind<std::string>::INTERFACE, 1, "Value", "s", "new", 0)};
+    Answer const right = std::exchange(answers["x Type"], held.hold());
+    for (int attempts = 0; attempts < 5; ++attempts) {
+        EXPECT_EQ(serve(connect), 122);
+    }
+    EXPECT_LT(held.calls.size(), 5U);
+    held.answer(right);
+    send(change);
+    EXPECT_EQ(received(), Strings{});
+    EXPECT_EQ(observer.take(), Strings{});  // A late answer registers nothing.
+    EXPECT_EQ(serve(connect), 0);
+    EXPECT_TRUE(held.calls.empty());
+    EXPECT_EQ(root().disconnectObject("x", &observer, object), 0);
+    EXPECT_EQ(serve(connect), 122);
+    held.answer(fails(SD_BUS_ERROR_UNKNOWN_OBJECT, ""));
+    received();
+    EXPECT_EQ(connect(), 104);  // Without a call.
+    answers["x Type"] = right;
+    EXPECT_EQ(serve(connect), 0);
+    send(change);
+    EXPECT_EQ(received(), Strings{});
+    EXPECT_EQ(observer.take(), Strings{"new"});
+    EXPECT_EQ(root().disconnectObject("x", &observer, object), 0);
+}
+
+TEST_F(HostileBus, ManyClientsReceiveTheChangesThatTheyMissed) {
+    constexpr int COUNT = 700;  // More than the bus lets a client have rules, or open calls.
+    std::vector<std::unique_ptr<Client<int>>> many;
+    std::atomic<int> notified = 0;
+    HeldCalls held;
+    auto const answerAll = [&](Answer const& value) {
+        for (int number = 0; number < COUNT; ++number) {
+            answers["k" + std::to_string(number) + " Type"] = returns("v", "i", 1);
+            answers["k" + std::to_string(number) + " Value"] = value;
+        }
+    };
+    answerAll(returns("v", "i", 1));
+    serve([&] {
+        for (int number = 0; number < COUNT; ++number) {
+            many.push_back(std::make_unique<Client<int>>("k" + std::to_string(number)));
+            many.back()->onReceived = [&notified] { ++notified; };
+            EXPECT_EQ(many.back()->status, 0);
+        }
+    });
+    answerAll(held.hold());
+    restartTelevision();
+    EXPECT_FALSE(std::exchange(held.calls, {}).empty());  // Nobody answers these.
+    restartTelevision();
+    for (std::size_t failed = 0; notified < COUNT;) {
+        received();
+        bool const fail = failed < 100;
+        failed += fail ? held.calls.size() : 0;
+        held.answer(fail ? fails(SD_BUS_ERROR_LIMITS_EXCEEDED, "") : returns("v", "i", 2));
+    }
+    received();
+    EXPECT_LE(held.most, 64U);
+    for (auto const& each : many) {
+        EXPECT_EQ(each->take(), Integers{2});
+    }
+}
+
+TEST_F(HostileBus, AReadAfterTheReturnIsRepeatedUntilItSucceeds) {
+    HeldCalls held;
+    auto const restartAndHoldRead = [&] {
+        answers["l Value"] = held.hold();
+        restartTelevision();
+        while (held.calls.empty()) {
+            received();
+        }
+    };
+    restartAndHoldRead();
+    EXPECT_GE(sd_bus_release_name(television.get(), bus::SERVICE), 0);
+    serveUntilDone([this] { return clients->list.readStatus() - 101; });
+    held.answer(returnsList({"of an earlier owner"}));
+    answers["l Value"] = fails(SD_BUS_ERROR_LIMITS_EXCEEDED, "");
+    EXPECT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
+    while (log.take().empty()) {  // Until the failed read is logged.
+        serve(bus::waitUntilDelivered);
+    }
+    std::unique_ptr<Client<Strings>> other;
+    serve([&other] { other = std::make_unique<Client<Strings>>("l"); });
+    answers["l Value"] = returnsList({"missed"});
+    for (Strings all; std::count(all.begin(), all.end(), "missed") == 0;) {
+        received().swap(all);
+        EXPECT_EQ(std::count(all.begin(), all.end(), "of an earlier owner"), 0);
+    }
+
+    restartAndHoldRead();
+    send(VALID_SIGNALS[0]);
+    send({bus::MODEL_PATH, MANAGER, REMOVED, with("oas", LIST, 1, bus::OBJECT_INTERFACE)});
+    for (int times = 0; times < 2; ++times) {
+        received();
+        EXPECT_EQ(serve([&] { return clients->list.write({"new"}); }), 106);
+        held.answer(returnsList({"late"}));
+    }
+    answers["l Value"] = returnsList({});
+    restartTelevision();
+    EXPECT_EQ(other->disconnect(), 0);
+    received();
+}
+
+TEST_F(HostileBus, AChangeAfterTheReturnIsReceivedLast) {
+    bool isRead = false;
+    Answer const value = std::exchange(answers["l Value"], [&isRead](sd_bus_message* call) {
+        isRead = true;
+        return returnsList({"earlier"})(call);
+    });
+    Answer const sync = std::exchange(answers[SYNC], [&](sd_bus_message* call) {
+        std::exchange(isRead, false) ? send(VALID_SIGNALS[0]) : void();
+        return returns("")(call);
+    });
+    restartTelevision();
+    Strings all;
+    for (int questions = 0; questions < 3; ++questions) {
+        Strings const more = received();
+        all.insert(all.end(), more.begin(), more.end());
+    }
+    EXPECT_EQ(all, (Strings{"x", "y", "ready 126 "}));
+    answers["l Value"] = value;
+    answers[SYNC] = sync;
+}
+
+TEST_F(HostileBus, AReplyIsReadWhileANotificationRuns) {
+    std::promise<int> status;
+    clients->list.onReceived = [&] { EXPECT_EQ(status.get_future().get(), 0); };
+    answers["n Value"] = [this](sd_bus_message* call) {
+        send(VALID_SIGNALS[0]);
+        return returns("v", "i", 8)(call);
+    };
+    serve([&] { status.set_value(clients->number.read() - 8); });
+    EXPECT_EQ(received(), VALID_SIGNALS[0].received);
+    clients->list.onReceived = [] {};
+}
+
+TEST_F(HostileBus, TheOldestOfManyActionsIsForgotten) {
+    constexpr unsigned int MOST = 1000;
+    answers["Invoke"] = [next = MOST + 1](auto* call) mutable { return returns("u", next--)(call); };
+    serve([this] {
+        unsigned int id = 0;
+        for (unsigned int count = 0; count <= MOST; ++count) {
+            EXPECT_EQ(clients->action->invoke(id, {}), 0);
+        }
+    });
+    restartTelevision();
+    Strings expected;
+    for (unsigned int id = MOST; id > 0; --id) {
+        expected.push_back(std::to_string(id) + " error 126 ");
+    }
+    expected.push_back("ready 126 ");
+    EXPECT_EQ(received(), expected);
+}
+
+}  // namespace test::hostile_return_test
