@@ -1,37 +1,27 @@
-// Facades and access objects that come and go while the model changes as fast as it can:
-// nrx_stress [SECONDS [CYCLES]] goes on for at least so long and so many lives, 60 and 0 by default.
+// Facades and access objects that come and go while the television changes as fast as it can:
+// nrx_stress [SECONDS [CYCLES]] runs for at least so many seconds and life cycles, 60 and 0 by default.
 
 #include <array>
-#include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <memory>
 #include <semaphore>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
-#include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "simulator/log.h"
 #include "simulator/table_iterator.h"
-#include "simulator/television.h"
-#include "stress/program.h"
+#include "stress/changing_television.h"
 
 namespace {
 
-using namespace orvane::model_keys;
 using namespace orvane::system::support;
 using namespace stress;
 using orvane::NRXModelAccess;
+using IntegerAccess = ValueAccessT<objbus::ObserverNumericInteger>;
 
-constexpr char TABLE[] = "stress.table";
-constexpr char VALUE[] = "stress.value";
-
-/// What happened, for the line at the end.
+/// The events of all lives, for the line at the end.
 struct {
     std::atomic<int> lists = 0;
     std::atomic<int> switches = 0;
@@ -39,327 +29,239 @@ struct {
     std::atomic<int> notifications = 0;
 } counts;
 
-/// Who hears nothing any more, once it has left.
-struct Leaver {
-    void checkThatItIsThere() const { left ? fail("something is heard after the end of the listening") : void(); }
+/// A receiver that must not be called once it has left.
+struct Receiver {
+    void checkPresence() const { expect(!hasLeft, "nothing is received after the end"); }
 
-    std::atomic<bool> left = false;
+    std::atomic<bool> hasLeft = false;
 };
 
-/// The television, and the thread on which it changes.
-class Model {
-public:
-    Model() {
-        tv.publish(COMMAND, List{});
-        tv.publish(EVENT, List{});
-        tv.publish(VALUE, 0);
-        tv.publishTable(TABLE, {});
-        tv.publishAction(SOURCE_SWITCH, [](auto const& /*arguments*/) {
-            return simulator::ActionAnswer{.outcome = simulator::ActionAnswer::Results{{0, 0, 0, "done"}}};
-        });
-        thread_ = std::jthread([this](std::stop_token const& stop) { change(stop); });
-    }
-    void stop() { thread_ = {}; }
-    /// Comes to nothing, but for what a missing lock does.
-    void useEverythingElse() {
-        tv.setObjectListener([this](std::string const& key) {
-            key != "stress.other" || tv.objects().size() < 5 ? fail(key + " has come or gone") : void();
-        });
-        if (constexpr int SOME = 300; ++uses_ < SOME) {  // What was withdrawn is kept.
-            tv.publish("stress.other", 0);
-            tv.withdraw("stress.other");
-        }
-        tv.setObjectListener({});
-        tv.setRootLookup(simulator::RootLookup::published);
-        tv.failConnects(VALUE, {.attempts = 0});
-        tv.failReads(COMMAND, {});
-        tv.failInvokes(SOURCE_SWITCH, 0);
-        tv.throwFrom(TABLE, simulator::Call::none);
-        tv.notifyEarly(VALUE, false);
-        tv.refuseIterators(TABLE, false);
-        auto const request = tv.iteratorRequest(TABLE).value_or(simulator::IteratorRequest{});
-        if (tv.lookups() + tv.registrations(VALUE) < 0 || tv.counts(VALUE).reads != 0 || !tv.get(VALUE) ||
-            !request.columns.empty()) {
-            fail("the television tells what nobody did");
-        }
-    }
-
-    simulator::Television tv;
-    std::atomic<int> begun = 0;  ///< The number of the lists that are set now,
-    std::atomic<int> done = 0;   ///< and of the last ones that are.
-
-private:
-    void change(std::stop_token const& stop) {
-        constexpr int MOST_WAITING = 50;  // Or the lists would fill the memory.
-        for (int number = 1; !stop.stop_requested(); ++number) {
-            begun = number;
-            tv.set(COMMAND, listOf(number));
-            tv.set(EVENT, listOf(number));
-            done = number;
-            tv.set(VALUE, number);
-            tv.setRows(TABLE, {listOf(number), listOf(number)});
-            if (number % MOST_WAITING == 0) {
-                tv.waitUntilDelivered();
-                useEverythingElse();
-            }
-        }
-    }
-
-    std::atomic<int> uses_ = 0;
-    std::jthread thread_;
-};
-
-/// Checks one kind of list: whole, in order, none left out.
-struct Sequence {
-    void check(List const& list, bool mayMiss) {
-        int const number = numberOf(list);
-        int const before = last.exchange(number);
-        if (number <= before || (before != 0 && number != before + 1 && !mayMiss)) {
-            fail("list " + std::to_string(before) + " is followed by list " + std::to_string(number) +
-                 ", 0 is a torn one");
-        }
-        first = before == 0 ? number : first.load();
-    }
-    /// Of all lists from the one after `begun` to `done`, none is missing.
-    void checkEnds(int begun, int done) const {
-        if (first > begun + 1 || last < done) {
-            fail("lists " + std::to_string(begun + 1) + " to " + std::to_string(done) + " were due, " +
-                 std::to_string(first) + " to " + std::to_string(last) + " came");
-        }
-    }
-
-    std::atomic<int> first = 0;
-    std::atomic<int> last = 0;
-};
-
-/// A client that checks what it hears, and does something then.
-struct Client final : orvane::NRXModelAccessClient, Leaver {
-    void onNRXCommandReceived(List const& list) override { hear(list, commands); }
-    void onNRXEventReceived(List const& list) override { hear(list, events); }
-    void hear(List const& list, Sequence& sequence) {
-        checkThatItIsThere();
-        sequence.check(list, mayMiss);
+/// Checks the lists, and acts inside its calls.
+struct Client final : orvane::NRXModelAccessClient, Receiver {
+    void onNRXCommandReceived(List const& list) override { receive(list, commands); }
+    void onNRXEventReceived(List const& list) override { receive(list, events); }
+    void receive(List const& list, Sequence& sequence) {
+        checkPresence();
+        expect(!sequence.isGapBefore(list) || mayMiss, "no list is missing between two others");
         ++counts.lists;
-        then();
+        react();
     }
 
     Sequence commands;
     Sequence events;
     bool mayMiss = false;
-    std::function<void()> then = [] {};
+    std::function<void()> react = [] {};
 };
 
-void startListeners(NRXModelAccess& access) {
-    access.startCommandListener();
-    access.startEventListener();
+std::unique_ptr<NRXModelAccess> startWithListeners(Client& client) {
+    auto access = std::make_unique<NRXModelAccess>(&client);
+    access->startCommandListener();
+    access->startEventListener();
+    access->start();
+    return access;
 }
 
-/// Hears every list from the start of the listeners to their stop.
-void hearAll(Model& model, int round) {
+/// Receives every list from the start of the listeners to their stop.
+void receiveAll(ChangingTelevision& television, int round) {
     Client client;
     auto access = std::make_unique<NRXModelAccess>(&client);
     access->start();
-    int const begun = model.begun;
-    startListeners(*access);
-    while (client.events.last <= begun + round % 4) {
-        std::this_thread::yield();
+    int const begun = television.begun;
+    access->startCommandListener();
+    access->startEventListener();
+    waitUntil([&] { return client.events.last > begun + round % 4; });
+    if (round % 8 == 0) {
+        access->requestStartNRXService();
+        television.callOtherOperations();
     }
-    round % 8 == 0 ? (access->requestStartNRXService(), model.useEverythingElse()) : void();
-    int const done = model.done;
-    model.tv.waitUntilDelivered();
+    int const done = television.done;
+    television.waitUntilDelivered();
     access->stopCommandListener();
     access->stopEventListener();
-    client.commands.checkEnds(begun, done);
-    client.events.checkEnds(begun, done);
-    access.reset();
-    client.left = true;
-}
-
-/// Goes while lists come.
-void leaveEarly(Model& /*model*/, int round) {
-    Client client;
-    auto access = std::make_unique<NRXModelAccess>(&client);
-    startListeners(*access);
-    access->start();
-    while (round % 3 != 0 && client.commands.last + client.events.last == 0) {
-        std::this_thread::yield();
+    for (Sequence const& lists : {std::cref(client.commands), std::cref(client.events)}) {
+        if (lists.first > begun + 1 || lists.last < done) {
+            fail("lists " + std::to_string(begun + 1) + " to " + std::to_string(done) + " were due, " +
+                 std::to_string(lists.first) + " to " + std::to_string(lists.last) + " came");
+        }
     }
     access.reset();
-    client.left = true;
+    client.hasLeft = true;
+}
+
+/// Is destroyed while lists come.
+void leaveEarly(ChangingTelevision& /*television*/, int round) {
+    Client client;
+    auto access = startWithListeners(client);
+    waitUntil([&] { return round % 3 == 0 || client.commands.last + client.events.last != 0; });
+    access.reset();
+    client.hasLeft = true;
 }
 
 /// Is destroyed from inside its client's call.
-void goInside(Model& /*model*/, int round) {
+void leaveInsideCall(ChangingTelevision& /*television*/, int round) {
     Client client;
-    auto access = std::make_unique<NRXModelAccess>(&client);
-    std::atomic<bool> mayGo = false;
-    std::binary_semaphore gone(0);
-    client.then = [&, left = round % 5]() mutable {
-        if (mayGo && left-- == 0) {
+    std::unique_ptr<NRXModelAccess> access;
+    std::atomic<bool> mayLeave = false;
+    std::binary_semaphore destroyed(0);
+    client.react = [&, left = round % 5]() mutable {
+        if (mayLeave && left-- == 0) {
             access.reset();
-            client.left = true;
-            gone.release();
+            client.hasLeft = true;
+            destroyed.release();
         }
     };
-    startListeners(*access);
-    access->start();
-    mayGo = true;
-    gone.acquire();
+    access = startWithListeners(client);
+    mayLeave = true;
+    destroyed.acquire();
 }
 
-/// Ends, renews or destroys its access object from inside its own call.
-struct Handler : ValueHandler {
+/// Disconnects, reconnects or destroys its access object inside its own call.
+struct ActingHandler : ValueHandler {
     void handleNewValue(IValueObject const& /*value*/) override {
         ++counts.notifications;
         if (!access || !mayAct) {
             return;
         }
-        int const left = --lives;
+        int const left = --connections;
+        expect(left >= 0, "no value comes after the disconnect");
         if (left > 0) {
             access->disconnect();
             access->connect(1000);
-        } else if (left == 0) {
-            leavesWhole ? access->disconnect() : (access.reset(), 0);
-            ended.release();
         } else {
-            fail("a value comes after the disconnect");
+            onlyDisconnects ? access->disconnect() : (access.reset(), STATUS_OK);
+            ended.release();
         }
     }
 
-    std::unique_ptr<ValueAccessT<objbus::ObserverNumericInteger>> access;
+    std::unique_ptr<IntegerAccess> access;
     std::atomic<bool> mayAct = false;
-    bool leavesWhole = false;
-    int lives = 0;
+    bool onlyDisconnects = false;
+    int connections = 0;
     std::binary_semaphore ended{0};
 };
 
-void actInside(Model& /*model*/, int round) {
-    auto const handler = std::make_shared<Handler>();
-    handler->access = std::make_unique<ValueAccessT<objbus::ObserverNumericInteger>>(VALUE, handler);
-    handler->lives = 1 + round % 3;
-    handler->leavesWhole = round % 2 == 0;
-    if (handler->access->connect(1000) != STATUS_OK) {
-        fail("the value does not connect");
-    }
+void actInsideCall(ChangingTelevision& /*television*/, int round) {
+    auto const handler = std::make_shared<ActingHandler>();
+    handler->access = std::make_unique<IntegerAccess>(VALUE, handler);
+    handler->connections = 1 + round % 3;
+    handler->onlyDisconnects = round % 2 == 0;
+    expect(handler->access->connect(1000) == STATUS_OK, "the value connects");
     handler->mayAct = true;
     handler->ended.acquire();
     handler->access.reset();
 }
 
-/// Hears the answers of its action until that is disconnected.
-struct Answers : ActionHandler, Leaver {
+/// Receives the answers of its action until that is disconnected.
+struct AnswerHandler : ActionHandler, Receiver {
     void handleResult(unsigned int /*id*/, ValueObject const& results) override {
-        checkThatItIsThere();
-        static_cast<List>(results) != List{"done"} ? fail("an answer is another one") : void();
+        checkPresence();
+        expect(static_cast<List>(results) == List{"done"}, "the answer is the action's");
         ++counts.answers;
     }
     void handleExecutionError(unsigned int /*id*/, int error) override { fail("error " + std::to_string(error)); }
 };
 
-void leaveWhileAnswered(Model& /*model*/, int round) {
-    auto const handler = std::make_shared<Answers>();
+void leaveWhileAnswered(ChangingTelevision& /*television*/, int round) {
+    auto const handler = std::make_shared<AnswerHandler>();
     ActionAccess action(SOURCE_SWITCH, handler);
     unsigned int id = 0;
-    if (action.connect(1000) != STATUS_OK || action.invoke(id, {}) != 0) {
-        fail("the action cannot be invoked");
-    }
+    expect(action.connect(1000) == STATUS_OK && action.invoke(id, {}) == STATUS_OK, "the action is invoked");
     round % 2 == 0 ? std::this_thread::yield() : void();
     action.disconnect();
-    handler->left = true;
+    handler->hasLeft = true;
 }
 
-/// Hears rows until its iterator is destroyed.
-struct Reader : IteratorHandler, Leaver {
-    void hear() const {
-        checkThatItIsThere();
+/// Receives rows until its iterator is destroyed.
+struct RowHandler : IteratorHandler, Receiver {
+    void receive() const {
+        checkPresence();
         ++counts.notifications;
     }
-    void handleCommit(int /*status*/) override { hear(); }
-    void handleTotalCount(int /*count*/) override { hear(); }
-    void handleSeekToRow(int /*row*/) override { hear(); }
-    void handleSeekToContent(int /*row*/) override { hear(); }
-    void handleCursorPosition(int /*row*/) override { hear(); }
+    void handleCommit(int /*status*/) override { receive(); }
+    void handleTotalCount(int /*count*/) override { receive(); }
+    void handleSeekToRow(int /*row*/) override { receive(); }
+    void handleSeekToContent(int /*row*/) override { receive(); }
+    void handleCursorPosition(int /*row*/) override { receive(); }
     void handleReadRow(List const& row) override {
-        hear();
-        row.empty() || numberOf(row) != 0 ? void() : fail("a torn row");
+        receive();
+        expect(row.empty() || decodeList(row) != 0, "a row is whole");
     }
     void handleReadRowChunk(std::vector<List const*> const& rows) override {
-        hear();
+        receive();
         for (List const* const row : rows) {
-            *row == *rows[0] ? void() : fail("the rows of two changes");
+            expect(*row == *rows[0], "the rows are of one change");
         }
-        checkThatItIsThere();  // Its end waits for the call.
+        checkPresence();  // The end waits for the call.
     }
-    void handleIteratorReady(int /*status*/) override { hear(); }
-    void handleUpdate(int /*update*/) override { hear(); }
+    void handleIteratorReady(int /*status*/) override { receive(); }
+    void handleUpdate(int /*update*/) override { receive(); }
 };
 
-void iterate(Model& /*model*/, int round) {
-    auto const handler = std::make_shared<Reader>();
+void iterate(ChangingTelevision& /*television*/, int round) {
+    auto const handler = std::make_shared<RowHandler>();
     IteratorAccess rows(TABLE, handler, {}, {}, {}, {});
-    if (rows.create() != STATUS_OK || rows.getIterator() == nullptr) {
-        fail("there is no iterator");
-    }
+    expect(rows.create() == STATUS_OK && rows.getIterator() != nullptr, "there is an iterator");
     rows.getIterator()->seekToRow(0);
     rows.getIterator()->readRow();
     rows.getIterator()->readRowChunk(2);
     round % 2 == 0 ? std::this_thread::yield() : void();
     rows.destroy();
-    handler->left = true;
+    handler->hasLeft = true;
 }
 
-/// Switches the listeners and the client of a facade that another thread has started.
-void keepSwitching(NRXModelAccess& access, std::array<Client*, 2> const& clients, std::stop_token const& stop) {
-    for (int round = 0; !stop.stop_requested(); ++round, ++counts.switches) {
-        access.setClient(round % 3 == 2 ? nullptr : clients.at(static_cast<std::size_t>(round % 3)));
-        round % 5 == 4 ? access.stopCommandListener() : access.startCommandListener();
-        round % 7 == 6 ? access.stopEventListener() : access.startEventListener();
-        std::this_thread::yield();
-    }
+/// Runs the action while a thread switches the listeners and the client of a facade that this thread has started.
+template <typename Action>
+void runWhileSwitching(Action const& action) {
+    std::array<Client, 2> clients;
+    clients[0].mayMiss = clients[1].mayMiss = true;
+    NRXModelAccess access(clients.data());
+    access.start();
+    std::jthread const switching([&](std::stop_token const& stop) {
+        for (int round = 0; !stop.stop_requested(); ++round, ++counts.switches) {
+            access.setClient(round % 3 == 2 ? nullptr : &clients[static_cast<std::size_t>(round % 3)]);
+            round % 5 == 4 ? access.stopCommandListener() : access.startCommandListener();
+            round % 7 == 6 ? access.stopEventListener() : access.startEventListener();
+            std::this_thread::yield();
+        }
+    });
+    action();
 }
 
+/// Creates an object of the library, uses it and destroys it. The round varies how.
 struct Life {
     char const* name;
-    void (*live)(Model& model, int round);
+    void (*live)(ChangingTelevision& television, int round);
     std::atomic<int> cycles = 0;
 };
 
 void run(std::chrono::seconds time, int leastCycles) {
     Watchdog watchdog(std::chrono::seconds(60));
-    Model model;
-    std::array<Life, 6> lives{{{"heard all lists", hearAll},
+    ChangingTelevision television;
+    std::array<Life, 6> lives{{{"received all lists", receiveAll},
                                {"left early", leaveEarly},
-                               {"went inside a call", goInside},
-                               {"acted inside a call", actInside},
+                               {"left inside a call", leaveInsideCall},
+                               {"acted inside a call", actInsideCall},
                                {"left an action", leaveWhileAnswered},
                                {"iterated", iterate}}};
     std::atomic<int> cycles = 0;
     auto const end = std::chrono::steady_clock::now() + time;
-    auto const live = [&](std::size_t place) {
+    auto const liveInTurn = [&](std::size_t next) {
         for (int round = 0; cycles < leastCycles || std::chrono::steady_clock::now() < end; ++round) {
-            Life& life = lives.at(place++ % lives.size());
-            life.live(model, round);
+            Life& life = lives.at(next++ % lives.size());
+            life.live(television, round);
             ++life.cycles;
             ++cycles;
-            watchdog.beat();
+            watchdog.kick();
         }
     };
-    {
-        Client one;
-        Client other;
-        one.mayMiss = other.mayMiss = true;
-        NRXModelAccess switched(&one);
-        switched.start();
-        std::jthread const switching([&](std::stop_token const& stop) {
-            keepSwitching(switched, {&one, &other}, stop);
-        });
-        std::jthread const companion(live, 0);
-        live(3);
-    }
-    model.stop();
-    model.tv.waitUntilDelivered();
+    runWhileSwitching([&] {
+        std::jthread const companion(liveInTurn, 0);
+        liveInTurn(3);
+    });
+    television.stop();
+    television.waitUntilDelivered();
     for (char const* const key : {COMMAND, EVENT, SOURCE_SWITCH, TABLE, VALUE}) {
-        if (int const left = model.tv.registrations(key); left != 0) {
+        if (int const left = television.registrations(key); left != 0) {
             fail(std::to_string(left) + " registrations are left of " + key);
         }
     }

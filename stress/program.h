@@ -1,52 +1,104 @@
 #pragma once
 
+#include <sys/prctl.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <charconv>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
-// What the programs here have in common.
+// Shared by the stress programs.
 
 namespace stress {
 
+/// Ends the program at once, with the failure on standard error.
+[[noreturn]] inline void fail(std::string const& what) {
+    std::fprintf(stderr, "stress: %s\n", what.c_str());
+    std::_Exit(EXIT_FAILURE);
+}
+inline void expect(bool condition, char const* what) { condition ? void() : fail(std::string("expected: ") + what); }
+
+/// The whole number in an argument, or the default without that argument. Fails if the argument is no such number.
+inline int numberAt(int position, int argc, char** argv, int defaultNumber) {
+    if (position >= argc) {
+        return defaultNumber;
+    }
+    std::string_view const text = argv[position];
+    int number = -1;
+    auto const [end, error] = std::from_chars(text.begin(), text.end(), number);
+    if (error != std::errc() || end != text.end() || number < 0) {
+        fail("found \"" + std::string(text) + "\", expected a whole number that is not below 0");
+    }
+    return number;
+}
+
+template <typename Condition>
+void waitUntil(Condition const& condition) {
+    while (!condition()) {
+        std::this_thread::yield();
+    }
+}
+
 using List = std::vector<std::string>;
 
-/// The list of a number above 0: each of its elements carries it, and how many and how long they are follows from it.
-inline List listOf(int number) {
+/// The list of a number above 0: each element carries the number, which decides their count and length, too.
+inline List encodeList(int number) {
     return List(1 + static_cast<std::size_t>(number) % 40,
                 std::to_string(number) + std::string(static_cast<std::size_t>(number) * 7 % 300, '.'));
 }
 
-/// The number whose list it is; 0 when it is none's.
-inline int numberOf(List const& list) {
+/// The number of a list; 0 for a list of no number, such as a torn one.
+inline int decodeList(List const& list) {
     int const number = list.empty() ? 0 : std::atoi(list[0].c_str());
-    return number > 0 && list == listOf(number) ? number : 0;
+    return number > 0 && list == encodeList(number) ? number : 0;
 }
 
-/// The whole number in the argument at the place, or the other one if there is none. Fails when it is no number.
-int numberAt(int place, int argc, char** argv, int otherwise);
+/// The lists that a client receives.
+struct Sequence {
+    /// Fails unless the list is whole and follows the earlier ones. Returns whether lists are missing between them.
+    bool isGapBefore(List const& list) {
+        int const number = decodeList(list);
+        int const before = last.exchange(number);
+        if (number <= before) {
+            fail("list " + std::to_string(before) + " is followed by list " + std::to_string(number) +
+                 ", 0 is a torn one");
+        }
+        first = before == 0 ? number : first.load();
+        return before != 0 && number != before + 1;
+    }
 
-/// Ends the program at once, with what it found on standard error.
-[[noreturn]] void fail(std::string const& what);
+    std::atomic<int> first = 0;
+    std::atomic<int> last = 0;
+};
 
-/// Ends the program, with the stacks of all its threads on standard error, when nothing has got on for so long.
+/// Ends the program, with the stacks of all its threads on standard error, if it is not kicked for the timeout.
 class Watchdog {
 public:
-    explicit Watchdog(std::chrono::seconds patience);
-    Watchdog(Watchdog const&) = delete;
-    Watchdog& operator=(Watchdog const&) = delete;
-    ~Watchdog() = default;
+    explicit Watchdog(std::chrono::seconds timeout)
+        : timeout_(timeout), thread_([this](std::stop_token const& stop) { watch(stop); }) {}
 
-    /// Something has got on.
-    void beat() { beats_.fetch_add(1, std::memory_order_relaxed); }
+    void kick() { lastKick_ = std::chrono::steady_clock::now(); }
 
 private:
-    void watch(std::stop_token const& stop);
+    void watch(std::stop_token const& stop) const {
+        while (!stop.stop_requested()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            if (std::chrono::steady_clock::now() - lastKick_.load() > timeout_) {
+                ::prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);  // Where a process may look only into its children.
+                int const status = std::system(("exec eu-stack -p " + std::to_string(::getpid()) + " >&2").c_str());
+                fail(status == 0 ? "no progress any more" : "no progress any more, and eu-stack cannot say where");
+            }
+        }
+    }
 
-    std::chrono::seconds const patience_;
-    std::atomic<unsigned int> beats_ = 0;
+    std::chrono::seconds const timeout_;
+    std::atomic<std::chrono::steady_clock::time_point> lastKick_ = std::chrono::steady_clock::now();
     std::jthread const thread_;
 };
 

@@ -194,10 +194,10 @@ TEST_F(HostileBus, AMessageThatTheBusDoesNotCarryIsLostAlone) {
     restartTelevision();
     serveUntilDone(readList);
     Strings const lines = received();
-    EXPECT_EQ(
-        std::count(lines.begin(), lines.end(),
-                   "ERROR [BUS] l: write failed, status 122: no reply arrived in time, the television may still carry out the call"),
-        1);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(),
+                         "ERROR [BUS] l: write failed, status 122: no reply arrived in time, the television may still "
+                         "carry out the call"),
+              1);
 }
 
 }  // namespace test::hostile_messages_test

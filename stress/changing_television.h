@@ -1,0 +1,79 @@
+#pragma once
+
+#include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
+#include "simulator/television.h"
+#include "stress/program.h"
+
+namespace stress {
+
+using namespace orvane::model_keys;
+
+constexpr char TABLE[] = "stress.table";
+constexpr char VALUE[] = "stress.value";
+
+/// A television whose values and rows change as fast as they can, on a thread of its own.
+class ChangingTelevision : public simulator::Television {
+public:
+    ChangingTelevision() {
+        publish(COMMAND, List{});
+        publish(EVENT, List{});
+        publish(VALUE, 0);
+        publishTable(TABLE, {});
+        publishAction(SOURCE_SWITCH, [](auto const& /*arguments*/) {
+            return simulator::ActionAnswer{.outcome = simulator::ActionAnswer::Results{{0, 0, 0, "done"}}};
+        });
+        thread_ = std::jthread([this](std::stop_token const& stop) { change(stop); });
+    }
+
+    void stop() { thread_ = {}; }
+
+    /// Calls the operations that nothing else here calls. They change nothing for the clients.
+    void callOtherOperations() {
+        setObjectListener([this](std::string const& key) {
+            expect(key == "stress.other" && objects().size() >= 5, "only the other object comes and goes");
+        });
+        if (constexpr int MOST = 300; ++calls_ < MOST) {  // Withdrawn objects are kept.
+            publish("stress.other", 0);
+            withdraw("stress.other");
+        }
+        setObjectListener({});
+        setRootLookup(simulator::RootLookup::published);
+        failConnects(VALUE, {.attempts = 0});
+        failReads(COMMAND, {});
+        failInvokes(SOURCE_SWITCH, 0);
+        throwFrom(TABLE, simulator::Call::none);
+        notifyEarly(VALUE, false);
+        refuseIterators(TABLE, false);
+        auto const request = iteratorRequest(TABLE).value_or(simulator::IteratorRequest{});
+        expect(
+            lookups() + registrations(VALUE) >= 0 && counts(VALUE).reads == 0 && get(VALUE) && request.columns.empty(),
+            "the television tells what clients did");
+    }
+
+    // The numbers of the lists:
+    std::atomic<int> begun = 0;  ///< That are being set.
+    std::atomic<int> done = 0;   ///< That were set last.
+
+private:
+    void change(std::stop_token const& stop) {
+        constexpr int MOST_PENDING = 50;  // Otherwise the notifications would fill the memory.
+        for (int number = 1; !stop.stop_requested(); ++number) {
+            List const list = encodeList(number);
+            begun = number;
+            set(COMMAND, list);
+            set(EVENT, list);
+            done = number;
+            set(VALUE, number);
+            setRows(TABLE, {list, list});
+            if (number % MOST_PENDING == 0) {
+                waitUntilDelivered();
+                callOtherOperations();
+            }
+        }
+    }
+
+    std::atomic<int> calls_ = 0;
+    std::jthread thread_;
+};
+
+}  // namespace stress
