@@ -33,8 +33,8 @@ std::string reasonOf(int failure) {
         case -EILSEQ:
             return "found a text that the bus does not carry, expected UTF-8 without zero bytes and noncharacters";
         case -EMSGSIZE:
-            return "found more than the bus carries, expected at most " + std::to_string(MAX_MESSAGE_BYTES / 1024 / 1024) +
-                   " MiB";
+            return "found more than the bus carries, expected at most " +
+                   std::to_string(MAX_MESSAGE_BYTES / 1024 / 1024) + " MiB";
         default:
             return std::generic_category().message(-failure);
     }
