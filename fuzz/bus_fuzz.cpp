@@ -395,7 +395,8 @@ std::string codeFrom(Bytes& bytes) {
 void checkTexts(Bytes& bytes) {
     int const status = bytes.ConsumeIntegral<int>();
     sd_bus_error made{};
-    expect(bus::setStatusError(&made, status) < 0 && bus::statusOfError(made) == statusIn(std::to_string(status)), "a status, back");
+    expect(bus::setStatusError(&made, status) < 0 && bus::statusOfError(made) == statusIn(std::to_string(status)),
+           "a status, back");
     sd_bus_error_free(&made);
     std::string const text = (bytes.ConsumeBool() ? codeFrom(bytes) : "") + bytes.ConsumeRandomLengthString();
     expect(bus::hasValidText(text) == isCarried(text), "both opinions on a text are one");
