@@ -32,7 +32,6 @@ public:
     /// Destroys the iterator here and in the television.
     void destroy(std::string const& table) NRX_NOT_ANALYSED;
 
-    [[nodiscard]] std::string const& path() const { return path_; }
     [[nodiscard]] std::shared_ptr<television::Registration> registration() const { return registration_; }
 
 private:
