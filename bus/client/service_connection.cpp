@@ -24,7 +24,25 @@ constexpr char DISCONNECTED_RULE[] =
     "type='signal',sender='org.freedesktop.DBus.Local',path='/org/freedesktop/DBus/Local',"
     "interface='org.freedesktop.DBus.Local',member='Disconnected'";
 
+constexpr unsigned int NO_FLAGS = 0;  ///< Of a start of a service.
+
 }  // namespace
+
+template <void (ServiceConnection::*HANDLER)(sd_bus_message*)>
+int ServiceConnection::dispatch(sd_bus_message* message, void* connection, sd_bus_error* /*error*/) noexcept {
+    return runNoexcept([&] { (static_cast<ServiceConnection*>(connection)->*HANDLER)(message); });
+}
+
+template <void (ServiceConnection::*HANDLER)(sd_bus_message*), typename... Arguments>
+int ServiceConnection::callBusDaemon(Slot& slot, char const* method, Arguments const&... arguments) {
+    Message call;
+    NRX_TRY(makeInto(call, [&](auto made) {
+        return sd_bus_message_new_method_call(bus_.get(), made, BUS_NAME, BUS_PATH, BUS_NAME, method);
+    }));
+    NRX_TRY(appendAll(call.get(), arguments...));
+    return makeInto(
+        slot, [&](auto made) { return sd_bus_call_async(bus_.get(), made, call.get(), dispatch<HANDLER>, this, 0); });
+}
 
 ServiceConnection::ServiceConnection(ServiceWatcher& watcher)
     : watcher_(watcher),
@@ -96,28 +114,18 @@ int ServiceConnection::initializeBus() {
     sd_bus* const bus = bus_.get();
     NRX_TRY(sd_bus_attach_event(bus, loop_.get(), SD_EVENT_PRIORITY_NORMAL));
     auto const add = [this](auto const& makeSlot) { return makeInto(slots_.emplace_back(), makeSlot); };
-    NRX_TRY(add([&](auto slot) { return sd_bus_add_match(bus, slot, DISCONNECTED_RULE, onDisconnected, this); }));
-    // A filter receives the objects' signals, since a handler of the rule would miss those before the rule's reply.
-    NRX_TRY(add([&](auto slot) { return sd_bus_add_filter(bus, slot, onSignal, this); }));
-    // The connection ends if the bus refuses one of these rules.
-    NRX_TRY(add(
-        [&](auto slot) { return sd_bus_add_match_async(bus, slot, OWNER_RULE, onNameOwnerChanged, nullptr, this); }));
-    NRX_TRY(add([&](auto slot) { return sd_bus_add_match_async(bus, slot, MODEL_RULE, nullptr, nullptr, nullptr); }));
-    return callBusDaemon(slots_.emplace_back(), "GetNameOwner", onNameOwner, SERVICE);
-}
-
-int ServiceConnection::callBusDaemon(Slot& slot, char const* method, sd_bus_message_handler_t handler,
-                                     std::string const& argument) {
-    Message message;
-    NRX_TRY(makeInto(message, [&](auto made) {
-        return sd_bus_message_new_method_call(bus_.get(), made, BUS_NAME, BUS_PATH, BUS_NAME, method);
+    NRX_TRY(add([&](auto slot) {
+        return sd_bus_add_match(bus, slot, DISCONNECTED_RULE, dispatch<&ServiceConnection::onDisconnected>, this);
     }));
-    NRX_TRY(append(message.get(), argument));
-    if (handler == onServiceStarted) {
-        NRX_TRY(append(message.get(), 0U));  // No flags.
-    }
-    return makeInto(
-        slot, [&](auto pending) { return sd_bus_call_async(bus_.get(), pending, message.get(), handler, this, 0); });
+    // A filter receives the objects' signals, since a handler of the rule would miss those before the rule's reply.
+    NRX_TRY(add([&](auto slot) { return sd_bus_add_filter(bus, slot, dispatch<&ServiceConnection::onSignal>, this); }));
+    // The connection ends if the bus refuses one of these rules.
+    NRX_TRY(add([&](auto slot) {
+        return sd_bus_add_match_async(bus, slot, OWNER_RULE, dispatch<&ServiceConnection::onNameOwnerChanged>, nullptr,
+                                      this);
+    }));
+    NRX_TRY(add([&](auto slot) { return sd_bus_add_match_async(bus, slot, MODEL_RULE, nullptr, nullptr, nullptr); }));
+    return callBusDaemon<&ServiceConnection::onNameOwner>(slots_.emplace_back(), "GetNameOwner", SERVICE);
 }
 
 void ServiceConnection::disconnectBus() {
@@ -157,14 +165,15 @@ void ServiceConnection::handleNameOwner(std::string const& owner) {
     }
     setNameOwner("");
     candidateOwner_ = owner;
-    if (!owner.empty() && callBusDaemon(ownerUserSlot_, "GetConnectionUnixUser", onOwnerUser, owner) < 0) {
+    if (!owner.empty() &&
+        callBusDaemon<&ServiceConnection::onOwnerUser>(ownerUserSlot_, "GetConnectionUnixUser", owner) < 0) {
         candidateOwner_.clear();
         scheduleReconnect();  // The new connection asks again.
     }
     sendHeldCalls();
 }
 
-void ServiceConnection::handleOwnerUser(sd_bus_message* reply) {
+void ServiceConnection::onOwnerUser(sd_bus_message* reply) {
     std::string owner = std::exchange(candidateOwner_, {});
     unsigned int user = 0;
     if (sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NAME_HAS_NO_OWNER) != 0) {
@@ -181,77 +190,61 @@ void ServiceConnection::handleOwnerUser(sd_bus_message* reply) {
     sendHeldCalls();
 }
 
-int ServiceConnection::onDisconnected(sd_bus_message* /*message*/, void* connection, sd_bus_error* /*error*/) noexcept {
-    return runNoexcept([&] {
-        auto& self = *static_cast<ServiceConnection*>(connection);
-        self.isOnBus_ = false;
-        self.scheduleReconnect();  // Later: sd-bus is processing the bus now.
-        self.clearNameOwner();
-    });
+void ServiceConnection::onDisconnected(sd_bus_message* /*signal*/) {
+    isOnBus_ = false;
+    scheduleReconnect();  // Later: sd-bus is processing the bus now.
+    clearNameOwner();
 }
 
-int ServiceConnection::onNameOwner(sd_bus_message* message, void* connection, sd_bus_error* /*error*/) noexcept {
-    return runNoexcept([&] {
-        auto& self = *static_cast<ServiceConnection*>(connection);
-        sd_bus_error const* const error = sd_bus_message_get_error(message);
-        std::string owner;
-        if ((error != nullptr || read(message, owner) < 0) &&
-            sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
-            self.scheduleReconnect();  // The new connection asks again.
-            return;
-        }
-        self.retryDelay_ = FIRST_DELAY;
-        self.isOnBus_ = true;
-        self.handleNameOwner(owner);
-    });
+void ServiceConnection::onNameOwner(sd_bus_message* reply) {
+    sd_bus_error const* const error = sd_bus_message_get_error(reply);
+    std::string owner;
+    if ((error != nullptr || read(reply, owner) < 0) &&
+        sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
+        scheduleReconnect();  // The new connection asks again.
+        return;
+    }
+    retryDelay_ = FIRST_DELAY;
+    isOnBus_ = true;
+    handleNameOwner(owner);
 }
 
-int ServiceConnection::onNameOwnerChanged(sd_bus_message* message, void* connection, sd_bus_error* /*error*/) noexcept {
-    return runNoexcept([&] {
-        std::string name;
-        std::string before;
-        std::string owner;
-        if (isFromBus(message) && read(message, name) >= 0 && read(message, before) >= 0 && read(message, owner) >= 0) {
-            static_cast<ServiceConnection*>(connection)->handleNameOwner(owner);
-        }
-    });
-}
-
-int ServiceConnection::onOwnerUser(sd_bus_message* message, void* connection, sd_bus_error* /*error*/) noexcept {
-    return runNoexcept([&] { static_cast<ServiceConnection*>(connection)->handleOwnerUser(message); });
+void ServiceConnection::onNameOwnerChanged(sd_bus_message* signal) {
+    std::string name;
+    std::string before;
+    std::string owner;
+    if (isFromBus(signal) && readAll(signal, name, before, owner) >= 0) {
+        handleNameOwner(owner);
+    }
 }
 
 void ServiceConnection::startService() {
-    if (int const result = callBusDaemon(startSlot_, "StartServiceByName", onServiceStarted, SERVICE); result < 0) {
+    int const result =
+        callBusDaemon<&ServiceConnection::onServiceStarted>(startSlot_, "StartServiceByName", SERVICE, NO_FLAGS);
+    if (result < 0) {
         failHeldCalls(statusOfSend(result));
     } else {
         isServiceStarting_ = true;
     }
 }
 
-int ServiceConnection::onServiceStarted(sd_bus_message* message, void* connection, sd_bus_error* /*error*/) noexcept {
-    return runNoexcept([&] {
-        auto& self = *static_cast<ServiceConnection*>(connection);
-        self.isServiceStarting_ = false;
-        if (sd_bus_error const* const error = sd_bus_message_get_error(message)) {
-            self.failHeldCalls(statusOfError(*error));
-        } else if (!self.isOwnerPending() && self.owner_.empty()) {  // The owner has gone again, or is not trusted.
-            self.failHeldCalls(television::STATUS_NO_TELEVISION);
-        } else {
-            self.sendHeldCalls();
-        }
-    });
+void ServiceConnection::onServiceStarted(sd_bus_message* reply) {
+    isServiceStarting_ = false;
+    if (sd_bus_error const* const error = sd_bus_message_get_error(reply)) {
+        failHeldCalls(statusOfError(*error));
+    } else if (!isOwnerPending() && owner_.empty()) {  // The owner has gone again, or is not trusted.
+        failHeldCalls(television::STATUS_NO_TELEVISION);
+    } else {
+        sendHeldCalls();
+    }
 }
 
-int ServiceConnection::onSignal(sd_bus_message* message, void* connection, sd_bus_error* /*error*/) noexcept {
-    return runNoexcept([&] {
-        auto const& self = *static_cast<ServiceConnection*>(connection);
-        char const* const sender = sd_bus_message_get_sender(message);
-        // Every connection may send signals to this one.
-        if (sender != nullptr && self.owner_ == sender && sd_bus_message_is_signal(message, nullptr, nullptr) > 0) {
-            self.watcher_.handleSignal(message);
-        }
-    });
+void ServiceConnection::onSignal(sd_bus_message* message) {
+    char const* const sender = sd_bus_message_get_sender(message);
+    // Every connection may send signals to this one.
+    if (sender != nullptr && owner_ == sender && sd_bus_message_is_signal(message, nullptr, nullptr) > 0) {
+        watcher_.handleSignal(message);
+    }
 }
 
 }  // namespace bus

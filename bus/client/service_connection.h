@@ -101,9 +101,10 @@ private:
     void disconnectBus();
     int initializeBus();
     void scheduleReconnect();
-    int callBusDaemon(Slot& slot, char const* method, sd_bus_message_handler_t handler, std::string const& argument);
+    /// Calls the method and passes the reply to the handler, unless the slot is destroyed before.
+    template <void (ServiceConnection::*HANDLER)(sd_bus_message*), typename... Arguments>
+    int callBusDaemon(Slot& slot, char const* method, Arguments const&... arguments);
     void handleNameOwner(std::string const& owner);
-    void handleOwnerUser(sd_bus_message* reply);
     void setNameOwner(std::string owner);
     void clearNameOwner();
     /// Whether the owner is unknown but will be known soon.
@@ -123,12 +124,16 @@ private:
     int newMethodCall(Method const& method, MessageBody const& arguments, Message& message) const;
     static int onReply(sd_bus_message* message, void* pending, sd_bus_error* error) noexcept;
 
-    static int onSignal(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
-    static int onNameOwner(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
-    static int onNameOwnerChanged(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
-    static int onOwnerUser(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
-    static int onServiceStarted(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
-    static int onDisconnected(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
+    // Handlers of messages.
+    void onSignal(sd_bus_message* message);
+    void onNameOwner(sd_bus_message* reply);
+    void onNameOwnerChanged(sd_bus_message* signal);
+    void onOwnerUser(sd_bus_message* reply);
+    void onServiceStarted(sd_bus_message* reply);
+    void onDisconnected(sd_bus_message* signal);
+    /// Calls a handler of a connection, as sd-bus calls it.
+    template <void (ServiceConnection::*HANDLER)(sd_bus_message*)>
+    static int dispatch(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
 
     ServiceWatcher& watcher_;
     std::string const address_;

@@ -60,18 +60,14 @@ int readCredentials(sd_bus_message* reply, uid_t& user, std::vector<gid_t>& grou
 }  // namespace
 
 CallFilter::CallFilter(sd_bus* bus, Permissions permissions) : bus_(bus), permissions_(std::move(permissions)) {
-    filterSlot_ = makeSlot(sd_bus_add_filter, bus, handleMessage, this);
-    clientLeftSlot_ = makeSlot(sd_bus_add_match, bus, CLIENT_LEFT_RULE, handleClientLeft, this);
-}
-
-int CallFilter::handleMessage(sd_bus_message* message, void* filter, sd_bus_error* error) noexcept {
-    return catchToError(error, [=] {
-        bool const isCall = sd_bus_message_is_method_call(message, nullptr, nullptr) > 0;
-        return isCall ? static_cast<CallFilter*>(filter)->filterCall(message, error) : 0;
-    });
+    filterSlot_ = makeSlot(sd_bus_add_filter, bus, dispatch<&CallFilter::filterCall>, this);
+    clientLeftSlot_ = makeSlot(sd_bus_add_match, bus, CLIENT_LEFT_RULE, dispatch<&CallFilter::handleClientLeft>, this);
 }
 
 int CallFilter::filterCall(sd_bus_message* call, sd_bus_error* error) {
+    if (sd_bus_message_is_method_call(call, nullptr, nullptr) <= 0) {
+        return 0;
+    }
     char const* const sender = sd_bus_message_get_sender(call);
     std::string const name = sender != nullptr ? sender : "";  // The bus has no credentials for this name.
     auto position = clients_.find(name);
@@ -134,17 +130,12 @@ int CallFilter::refuse(Client const& client, sd_bus_message* call, sd_bus_error*
     return sd_bus_error_set(error, SD_BUS_ERROR_ACCESS_DENIED, what.c_str());
 }
 
-int CallFilter::handleClientLeft(sd_bus_message* signal, void* filter, sd_bus_error* error) noexcept {
-    return catchToError(error, [=] {
-        char const* client = nullptr;
-        if (isFromBus(signal) && sd_bus_message_read_basic(signal, SD_BUS_TYPE_STRING, &client) > 0) {
-            auto& clients = static_cast<CallFilter*>(filter)->clients_;
-            if (auto const position = clients.find(client); position != clients.end()) {
-                clients.erase(position);
-            }
-        }
-        return 0;
-    });
+int CallFilter::handleClientLeft(sd_bus_message* signal, sd_bus_error* /*error*/) {
+    char const* name = nullptr;
+    if (isFromBus(signal) && sd_bus_message_read_basic(signal, SD_BUS_TYPE_STRING, &name) > 0) {
+        clients_.erase(name);
+    }
+    return 0;
 }
 
 }  // namespace bus::server

@@ -33,10 +33,8 @@ private:
         Slot credentialsSlot{};
     };
 
-    static int handleMessage(sd_bus_message* message, void* filter, sd_bus_error* error) noexcept;
     static int handleCredentials(sd_bus_message* reply, void* client, sd_bus_error* error) noexcept;
-    static int handleClientLeft(sd_bus_message* signal, void* filter, sd_bus_error* error) noexcept;
-
+    int handleClientLeft(sd_bus_message* signal, sd_bus_error* error);
     int filterCall(sd_bus_message* call, sd_bus_error* error);
     int requestCredentials(Client& client);
     /// Takes the credentials, and handles the client's held calls.

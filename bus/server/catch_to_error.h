@@ -24,4 +24,17 @@ int catchToError(sd_bus_error* error, Body const& body) noexcept {
     }
 }
 
+/// A handler that sd-bus calls with an object: calls a member function of the object.
+template <auto METHOD>
+struct Dispatch;
+
+template <typename Object, int (Object::*METHOD)(sd_bus_message*, sd_bus_error*)>
+struct Dispatch<METHOD> {
+    static int handle(sd_bus_message* message, void* object, sd_bus_error* error) noexcept {
+        return catchToError(error, [=] { return (static_cast<Object*>(object)->*METHOD)(message, error); });
+    }
+};
+template <auto METHOD>
+constexpr sd_bus_message_handler_t dispatch = Dispatch<METHOD>::handle;
+
 }  // namespace bus::server

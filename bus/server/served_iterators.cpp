@@ -168,7 +168,8 @@ ServedIterators::ServedIterators(sd_bus* bus, ServerLoop& loop) : loop_(loop), p
     interfaceSlot_ = makeSlot(sd_bus_add_fallback_vtable, bus, ITERATOR_PATH, ITERATOR_INTERFACE, ITERATOR_VTABLE,
                               findIterator, this);
     nodesSlot_ = makeSlot(sd_bus_add_node_enumerator, bus, ITERATOR_PATH, enumerateNodes, this);
-    clientLeftSlot_ = makeSlot(sd_bus_add_match, bus, CLIENT_LEFT_RULE, handleClientLeft, this);
+    clientLeftSlot_ =
+        makeSlot(sd_bus_add_match, bus, CLIENT_LEFT_RULE, dispatch<&ServedIterators::handleClientLeft>, this);
 }
 
 ServedIterators::~ServedIterators() = default;
@@ -258,14 +259,12 @@ int ServedIterators::enumerateNodes(sd_bus* /*bus*/, char const* prefix, void* i
         error, [=] { return makeNodeList(static_cast<ServedIterators*>(iterators)->iterators_, prefix, nodes); });
 }
 
-int ServedIterators::handleClientLeft(sd_bus_message* signal, void* iterators, sd_bus_error* error) noexcept {
-    return catchToError(error, [=] {
-        char const* client = nullptr;
-        if (isFromBus(signal) && sd_bus_message_read_basic(signal, SD_BUS_TYPE_STRING, &client) > 0) {
-            static_cast<ServedIterators*>(iterators)->eraseClient(client);
-        }
-        return 0;
-    });
+int ServedIterators::handleClientLeft(sd_bus_message* signal, sd_bus_error* /*error*/) {
+    char const* client = nullptr;
+    if (isFromBus(signal) && sd_bus_message_read_basic(signal, SD_BUS_TYPE_STRING, &client) > 0) {
+        eraseClient(client);
+    }
+    return 0;
 }
 
 }  // namespace bus::server

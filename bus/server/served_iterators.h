@@ -41,7 +41,7 @@ private:
                             sd_bus_error* error) noexcept;
     static int enumerateNodes(sd_bus* bus, char const* prefix, void* iterators, char*** nodes,
                               sd_bus_error* error) noexcept;
-    static int handleClientLeft(sd_bus_message* signal, void* iterators, sd_bus_error* error) noexcept;
+    int handleClientLeft(sd_bus_message* signal, sd_bus_error* error);
 
     ServerLoop& loop_;
     std::string const pathPrefix_;

@@ -68,13 +68,13 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
     }
     static constexpr sd_bus_vtable MODEL_VTABLE[] = {
         SD_BUS_VTABLE_START(0),
-        SD_BUS_METHOD(SYNC_METHOD, "", "", handleSync, SD_BUS_VTABLE_UNPRIVILEGED),
+        SD_BUS_METHOD(SYNC_METHOD, "", "", dispatch<&Server::handleSync>, SD_BUS_VTABLE_UNPRIVILEGED),
         SD_BUS_VTABLE_END,
     };
     addVtable(MODEL_INTERFACE, MODEL_VTABLE, findModel);
     slots_.push_back(makeSlot(sd_bus_add_node_enumerator, bus, MODEL_PATH, enumerateNodes, this));
     slots_.push_back(makeSlot(sd_bus_add_object_manager, bus, MODEL_PATH));
-    slots_.push_back(makeSlot(sd_bus_add_object, bus, MODEL_PATH, handleModelCall, this));
+    slots_.push_back(makeSlot(sd_bus_add_object, bus, MODEL_PATH, dispatch<&Server::handleGetManagedObjects>, this));
     terminationSources_.push_back(addTerminationSource(SIGTERM));
     terminationSources_.push_back(addTerminationSource(SIGINT));
     television_.setObjectListener(
@@ -203,6 +203,10 @@ void Server::emitManagerSignal(ServedObject const& object, char const* member, A
 }
 
 int Server::handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error) {
+    // sd-bus's own reply fails when one object cannot be read. sd-bus handles all other calls.
+    if (sd_bus_message_is_method_call(call, MANAGER_INTERFACE, "GetManagedObjects") <= 0) {
+        return 0;
+    }
     std::size_t size = 0;
     for (auto const& [path, object] : objects_) {
         size += object->sizeWithoutValue();
@@ -248,27 +252,16 @@ int Server::enumerateNodes(sd_bus* /*bus*/, char const* prefix, void* server, ch
     return catchToError(error, [=] { return makeNodeList(static_cast<Server*>(server)->objects_, prefix, nodes); });
 }
 
-int Server::handleSync(sd_bus_message* call, void* server, sd_bus_error* error) noexcept {
-    return catchToError(error, [=] {
-        auto& self = *static_cast<Server*>(server);
-        self.television_.waitUntilDelivered();  // The signals of all changes are tasks now. The reply follows them.
-        std::shared_ptr<sd_bus_message> const pending(sd_bus_message_ref(call), sd_bus_message_unref);
-        self.loop_.tasks.post([pending, &sendQueue = self.sendQueue_] {
-            sd_bus_message* made = nullptr;
-            if (sd_bus_message_new_method_return(pending.get(), &made) >= 0) {
-                sendQueue.send(Message(made), 0);
-            }
-        });
-        return 1;
+int Server::handleSync(sd_bus_message* call, sd_bus_error* /*error*/) {
+    television_.waitUntilDelivered();  // The signals of all changes are tasks now. The reply follows them.
+    std::shared_ptr<sd_bus_message> const pending(sd_bus_message_ref(call), sd_bus_message_unref);
+    loop_.tasks.post([this, pending] {
+        Message reply;
+        if (makeInto(reply, [&](auto made) { return sd_bus_message_new_method_return(pending.get(), made); }) >= 0) {
+            sendQueue_.send(std::move(reply), 0);
+        }
     });
-}
-
-int Server::handleModelCall(sd_bus_message* call, void* server, sd_bus_error* error) noexcept {
-    // sd-bus's own reply to GetManagedObjects fails when one object cannot be read.
-    bool const wantsObjects = sd_bus_message_is_method_call(call, MANAGER_INTERFACE, "GetManagedObjects") > 0;
-    return wantsObjects
-               ? catchToError(error, [=] { return static_cast<Server*>(server)->handleGetManagedObjects(call, error); })
-               : 0;
+    return 1;
 }
 
 int Server::handleTermination(sd_event_source* /*source*/, signalfd_siginfo const* /*information*/,

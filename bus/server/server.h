@@ -50,8 +50,7 @@ private:
                          sd_bus_error* error) noexcept;
     static int enumerateNodes(sd_bus* bus, char const* prefix, void* server, char*** nodes,
                               sd_bus_error* error) noexcept;
-    static int handleSync(sd_bus_message* call, void* server, sd_bus_error* error) noexcept;
-    static int handleModelCall(sd_bus_message* call, void* server, sd_bus_error* error) noexcept;
+    int handleSync(sd_bus_message* call, sd_bus_error* error);
     static int handleTermination(sd_event_source* source, signalfd_siginfo const* information, void* server) noexcept;
 
     void addObject(std::unique_ptr<ServedObject> object);
