@@ -1,321 +1,245 @@
 #pragma once
 
-#include <algorithm>
-#include <climits>
-#include <functional>
-#include <map>
-#include <memory>
-#include <set>
-#include <string>
-#include <utility>
-#include <vector>
+#include "fuzz/reference_television.h"
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/status.h"
-#include "simulator/television.h"
-
-/// A plain model of the access objects, and of the television in front of them: what ought to come of each operation.
+/// The reference model of the access objects and of the facade, as simple as they can be. Each class has the operations
+/// of its originals under their names, with the same results.
 namespace fuzz {
 
-using namespace orvane::system::support;
-using simulator::ActionAnswer, simulator::Call, simulator::Rows, simulator::Value;
-using Strings = std::vector<std::string>;
+/// An access object of any kind, and the iterator of one.
+class ReferenceAccess : public ReferenceObserver, public std::enable_shared_from_this<ReferenceAccess> {
+public:
+    ReferenceAccess(ReferenceTelevision& television, ReferenceObserver const& observer)
+        : ReferenceObserver(observer), television_(television), keyState_(television.keys[key]) {}
 
-/// The kinds of access objects. The plain-valued ones have the order of the alternatives of `Value`.
-enum Kind { INTEGER, INT64, TEXT, INTEGERS, TEXTS, ACTION, TABLE, ITERATOR };
-constexpr int TYPES[] = {objbus::OBJECT_TYPE_NUMERIC_INTEGER,
-                         objbus::OBJECT_TYPE_NUMERIC_INT64,
-                         objbus::OBJECT_TYPE_STRING,
-                         objbus::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER,
-                         objbus::OBJECT_TYPE_VECTOR_STRING,
-                         objbus::OBJECT_TYPE_ACTION,
-                         objbus::OBJECT_TYPE_TABLE};
-
-constexpr int THROWS = INT_MAX;  ///< The outcome of an operation that the television's exception left.
-constexpr int WITHDRAWN = 106;   ///< What the simulated television says of an object that is gone.
-
-// A value as a handler is to hear it: its type and its texts.
-inline Strings shown(int value) { return {"1", std::to_string(value)}; }
-inline Strings shown(long long value) { return {"3", std::to_string(value)}; }
-inline Strings shown(std::string const& value) { return {"8", value}; }
-template <typename T>
-Strings shown(std::vector<T> const& list) {
-    Strings line{"9"};
-    for (T const& element : list) {
-        line.push_back(shown(element)[1]);
+    void connect(int budgetMs) {
+        failIf(kind < ACTION && key == "missing", STATUS_ERR_MISSING_VALUE);
+        budgetMs_ = budgetMs;
+        if (kind == ITERATOR || object != nullptr) {
+            return;
+        }
+        failIf(!television_.isReachable, STATUS_ERR_CONNECT_FAILED);
+        failIfThrowing(Call::connect);
+        auto& [status, handsOutObject, faults] = keyState_.connectFault;
+        int attempts = std::max(1, (budgetMs + 99) / 100);
+        bool fails = false;
+        bool isFound = false;
+        do {
+            fails = faults != 0;
+            faults -= faults > 0 ? 1 : 0;
+            isFound = keyState_.object != nullptr && (!fails || (status == STATUS_OK && handsOutObject));
+            television_.sleeps += !isFound && budgetMs > 0 ? 1 : 0;
+        } while (!isFound && --attempts > 0);
+        failIf(!isFound, STATUS_ERR_CONNECT_FAILED);
+        if (!fails) {  // Otherwise the television only says that it has connected the observer.
+            television_.registrations.emplace_back(shared_from_this(), keyState_.object);
+            keyState_.notifiesEarly ? television_.set(keyState_.object, Value(keyState_.object->value)) : false;
+        }
+        if (kind != TABLE && (throwsFrom(Call::type) || keyState_.object->type != TYPES[kind])) {
+            failIfThrowing(Call::disconnect);
+            unregister(keyState_.object);
+            failIfThrowing(Call::type);
+            throw Failure{STATUS_ERR_VALUE_TYPE_MISMATCH};
+        }
+        object = keyState_.object;
     }
-    return line;
-}
 
-/// What the television has, or had, under a key.
-struct Object {
-    [[nodiscard]] bool namesNoKind() const { return type < 1 || type > 8; }
-    /// One that does not say what it is is a table, too.
-    [[nodiscard]] bool isTable() const { return type == TYPES[TABLE] || namesNoKind(); }
+    void disconnect() {
+        if (kind != ITERATOR && television_.isReachable) {
+            failIfThrowing(Call::disconnect);
+            unregister(object);
+        }
+        object = nullptr;
+    }
 
-    int type = objbus::OBJECT_TYPE_NONE;
-    Value value{};
-    Rows rows{};
-    bool answers = false;  ///< An action's.
-    bool published = true;
-};
-using ObjectPtr = std::shared_ptr<Object>;
+    [[nodiscard]] int getType() const {
+        object != nullptr ? failIfThrowing(Call::type) : void();
+        return object != nullptr ? object->type : OBJECT_TYPE_NONE;
+    }
 
-/// A key, and what goes wrong under it.
-struct Key {
-    ObjectPtr object;
-    simulator::ConnectFault unavailable{.status = 0, .attempts = 0};
-    simulator::ReadFault unreadable;
-    int refusal = 0;  ///< Of invocations.
-    Call throws = Call::none;
-    bool early = false;
-    bool refusesIterators = false;
-};
+    template <typename T>
+    void getValue(T& out) {
+        prepare();
+        failIf(object->type != TYPES[Value(T()).index()], STATUS_ERR_VALUE_TYPE_MISMATCH);
+        failIfThrowing(Call::read);
+        if constexpr (std::is_arithmetic_v<T>) {  // Read without a status.
+            out = std::get<T>(object->value);
+        } else {
+            failIf(!object->isPublished, STATUS_WITHDRAWN);
+            auto const& [fault, isHalfWay] = keyState_.readFault;
+            if (isHalfWay || fault == STATUS_OK) {
+                out = std::get<T>(object->value);
+                out.resize(isHalfWay ? out.size() / 2 : out.size());
+            }
+            failIf(fault != STATUS_OK, fault);
+        }
+    }
 
-/// An access object as it ought to be.
-struct Twin {
-    Kind kind;
-    std::string key;
-    std::function<void(Strings)> hear = [](Strings const& /*line*/) {};
-    int budgetMs = 1000;
-    ObjectPtr object{};
-    std::shared_ptr<Twin> table{};  ///< Connected; an iterator's.
-    ObjectPtr rows{};               ///< Of the table on which there is an iterator.
-};
-using TwinPtr = std::shared_ptr<Twin>;
+    void setValue(int number) { setValue(static_cast<long long>(number)); }
+    void setValue(long long number) {
+        prepare();
+        bool const isSmall = object->type == TYPES[INTEGER] && number == static_cast<int>(number);
+        isSmall ? write(static_cast<int>(number)) : write(number);
+    }
+    void setValue(Value const& value) {
+        prepare();
+        write(value);
+    }
 
-struct Model {
-    bool throws(TwinPtr const& twin, Call call) { return keys[twin->key].throws == call; }
+    int invoke(unsigned int& id, Arguments const& arguments) {
+        failIf(object == nullptr, -1);
+        failIfThrowing(Call::invoke);
+        int const refusal = object->isPublished ? keyState_.invokeFault : STATUS_WITHDRAWN;
+        if (refusal != STATUS_OK || !object->script) {
+            return refusal;
+        }
+        ActionAnswer const answer = object->script(arguments);
+        id = answer.actionId.value_or(id);
+        if (auto const* const error = std::get_if<ActionAnswer::Error>(&answer.outcome)) {
+            television_.notify(*object, lineOf("error", id, *error));
+        } else if (auto const* const results = std::get_if<ActionAnswer::Results>(&answer.outcome)) {
+            Strings texts(results->size());
+            for (Argument const& result : *results) {
+                if (auto const index = static_cast<std::size_t>(result.index); index < texts.size()) {
+                    texts[index] = result.value;
+                }
+            }
+            television_.notify(*object, lineOf(id, VALUE_TYPES[ACTION], texts));
+        }
+        return answer.status;
+    }
 
-    bool isRegistered(TwinPtr const& twin) const {
-        return std::any_of(registrations.begin(), registrations.end(), [&](auto& each) { return each.first == twin; });
+    void create() {
+        auto const table = std::make_shared<ReferenceAccess>(television_, ReferenceObserver{TABLE, key, receive});
+        try {
+            table->connect(1000);
+            failIfThrowing(Call::type);
+            failIf(!table->object->isTable(), STATUS_NO_TABLE);
+            destroy();
+            failIfThrowing(Call::createIterator);
+        } catch (Failure const& failure) {
+            table->release();
+            throw Failure{failure.status == STATUS_THROWS ? STATUS_THROWS : STATUS_NO_TABLE};
+        }
+        if (!keyState_.refusesIterators) {
+            rowsOf = table->object;
+            television_.iterators.insert(this);
+            receive(lineOf("ready", 0));
+        }
+        auto const former = std::exchange(table_, table);
+        former ? former->disconnect() : void();
+    }
+
+    void destroy() {
+        rowsOf != nullptr ? failIfThrowing(Call::destroyIterator) : void();
+        television_.iterators.erase(this);
+        rowsOf = nullptr;
+    }
+
+    // The operations of the iterator.
+    void requestTotalCount() const { receiveFromTable(lineOf("count", static_cast<int>(rowsOf->rows.size()))); }
+    void readRow() const { receiveFromTable(rowsOf->rows.empty() ? Strings() : rowsOf->rows[0]); }
+    void readRowChunk(int /*all*/) const {
+        receiveFromTable(rowsOf->rows.empty() ? Strings{"none"} : rowsOf->rows.back());
+    }
+    void commit() const { receiveFromTable(lineOf("commit", 0)); }
+
+    /// What the destructor does. A registration that the television does not end remains.
+    void release() {
+        statusOf([this] { object != nullptr ? disconnect() : void(); });
+        statusOf([this] { table_ ? table_->disconnect() : void(); });
+    }
+    [[nodiscard]] bool throwsFrom(Call call) const { return keyState_.throwingCall == call; }
+    /// Whether there is a registration, not counting those with the object.
+    [[nodiscard]] bool isRegistered(ReferenceObject const* except = nullptr) const {
+        auto const& all = television_.registrations;
+        return std::any_of(all.begin(), all.end(), [this, except](auto& registration) {
+            return registration.first.get() == this && registration.second != except;
+        });
+    }
+
+    ReferenceObject* object = nullptr;  ///< Connected.
+
+private:
+    void failIfThrowing(Call call) const { failIf(throwsFrom(call), STATUS_THROWS); }
+    /// The beginning of every read and write.
+    void prepare() {
+        object == nullptr ? connect(budgetMs_) : void();
+        failIf(kind == ITERATOR, STATUS_ERR_VALUE_TYPE_MISMATCH);
+        failIfThrowing(Call::type);
+    }
+    void write(Value const& value) {
+        failIf(object->type != TYPES[value.index()], STATUS_ERR_VALUE_TYPE_MISMATCH);
+        failIfThrowing(Call::write);
+        television_.set(object, value);
     }
     /// Ends the registrations with the object; without one, with all.
-    void unregister(TwinPtr const& twin, ObjectPtr const& object) {
-        std::erase_if(registrations,
-                      [&](auto& each) { return each.first == twin && (!object || each.second == object); });
+    void unregister(ReferenceObject const* source) {
+        std::erase_if(television_.registrations, [this, source](auto& registration) {
+            return registration.first.get() == this && (source == nullptr || registration.second == source);
+        });
     }
+    void receiveFromTable(Strings const& line) const { rowsOf->isPublished ? receive(line) : void(); }
 
-    /// Tells those that are registered and of the object's kind.
-    void tell(ObjectPtr const& object, Strings const& line) const {
-        for (auto const& [twin, source] : registrations) {
-            if (source == object && twin->kind <= ACTION && TYPES[twin->kind] == object->type) {
-                twin->hear(line);
-            }
-        }
-    }
-
-    bool withdraw(std::string const& key) {
-        ObjectPtr const object = std::exchange(keys[key].object, nullptr);
-        return object && std::exchange(object->published, false);
-    }
-
-    bool set(ObjectPtr const& object, Value const& value) const {
-        bool const fits = object && object->published && object->type == TYPES[value.index()];
-        if (fits) {
-            object->value = value;
-            tell(object, std::visit([](auto const& plain) { return shown(plain); }, value));
-        }
-        return fits;
-    }
-
-    bool setRows(ObjectPtr const& object, Rows const& rows) const {
-        bool const fits = object && object->isTable();
-        if (fits) {
-            object->rows = rows;
-            for (TwinPtr const& iterator : iterators) {
-                iterator->rows == object ? iterator->hear({"update", "0"}) : void();
-            }
-        }
-        return fits;
-    }
-
-    int connect(TwinPtr const& twin, int budgetMs);
-    int disconnect(TwinPtr const& twin);
-    int find(TwinPtr const& twin);
-    int read(TwinPtr const& twin, Value& out);
-    int write(TwinPtr const& twin, Value value);
-    int invoke(TwinPtr const& twin, unsigned int& id);
-    int create(TwinPtr const& twin);
-    int destroy(TwinPtr const& twin);
-
-    std::map<std::string, Key> keys;
-    bool reachable = true;
-    int sleeps = 0;
-    std::vector<std::pair<TwinPtr, ObjectPtr>> registrations;
-    std::set<TwinPtr> iterators;  ///< That there are.
-    ActionAnswer answer;          ///< Of every action that answers.
-    bool answered = false;        ///< Whether one was asked.
+    ReferenceTelevision& television_;
+    ReferenceKey& keyState_;
+    int budgetMs_ = 1000;
+    std::shared_ptr<ReferenceAccess> table_;  ///< An iterator's, connected.
 };
 
-inline int Model::connect(TwinPtr const& twin, int budgetMs) {
-    if (twin->kind == ITERATOR) {
-        return STATUS_OK;
-    }
-    if (twin->kind < ACTION && twin->key == "missing") {
-        return STATUS_ERR_MISSING_VALUE;
-    }
-    twin->budgetMs = budgetMs;
-    if (twin->object || !reachable) {
-        return twin->object ? STATUS_OK : STATUS_ERR_CONNECT_FAILED;
-    }
-    Key& key = keys[twin->key];
-    if (key.throws == Call::connect) {
-        return THROWS;
-    }
-    auto& [status, handsOutObject, faults] = key.unavailable;
-    bool fails = true;
-    for (int attempts = std::max(1, (budgetMs + 99) / 100);; --attempts) {
-        fails = faults != 0;
-        faults -= faults > 0 ? 1 : 0;
-        if (key.object && (!fails || (status == 0 && handsOutObject))) {
-            break;
-        }
-        sleeps += budgetMs > 0 ? 1 : 0;
-        if (attempts == 1) {
-            return STATUS_ERR_CONNECT_FAILED;
+/// The facade. Its operations return nothing, so that only the failure `STATUS_THROWS` counts.
+class ReferenceFacade {
+public:
+    ReferenceFacade(ReferenceTelevision& television, RecordingClient* newClient) : client_(newClient) {
+        for (auto const& [name, kind] : KEYS) {
+            auto const relay = [this, key = name](Strings line) {
+                line[0] = key;  // Instead of the type.
+                isListening_[key] && client_ != nullptr ? client_->expected.push_back(line) : void();
+            };
+            accesses_[name] = std::make_shared<ReferenceAccess>(television, ReferenceObserver{kind, name, relay});
         }
     }
-    if (!fails) {  // Or the television only says that it has connected.
-        registrations.emplace_back(twin, key.object);
-        key.early ? set(key.object, key.object->value) : false;
+
+    void start() {
+        failIf(statusOf([this] { accesses_[COMMAND]->connect(1000); }) == STATUS_THROWS, STATUS_THROWS);
+        accesses_[EVENT]->connect(1000);
     }
-    if (twin->kind != TABLE) {  // That one does not ask for the type.
-        bool const fits = key.object->type == TYPES[twin->kind];
-        if (key.throws == Call::type || (!fits && key.throws != Call::disconnect)) {
-            unregister(twin, key.object);
+    void startCommandListener() { isListening_[COMMAND] = true; }
+    void stopCommandListener() { isListening_[COMMAND] = false; }
+    void startEventListener() { isListening_[EVENT] = true; }
+    void stopEventListener() { isListening_[EVENT] = false; }
+    void setClient(RecordingClient* newClient) { client_ = newClient; }
+    void setAccessValue(std::string const& key, Strings const& list) { findList(key).setValue(list); }
+    void getAccessValue(std::string const& key, Strings& list) { findList(key).getValue(list); }
+    std::string getSoftwareVersion() {
+        std::string version;
+        failIf(statusOf([&] { accesses_[SOFTWARE_VERSION]->getValue(version); }) == STATUS_THROWS, STATUS_THROWS);
+        return version;
+    }
+    void requestStartNRXService() {
+        auto& action = accesses_[SOURCE_SWITCH];
+        if (action->object == nullptr) {  // A request that does not connect destroys its action.
+            action = std::make_shared<ReferenceAccess>(*action);
         }
-        if (key.throws == Call::type || !fits) {
-            bool const thrown = key.throws == Call::type || key.throws == Call::disconnect;
-            return thrown ? THROWS : STATUS_ERR_VALUE_TYPE_MISMATCH;
-        }
+        unsigned int id = UINT_MAX;
+        action->connect(100);
+        action->invoke(id, {{0, 0, 0, ANY_TEXT}, {0, 1, 0, "12"}, {0, 2, 0, ANY_TEXT}});
     }
-    twin->object = key.object;
-    return STATUS_OK;
-}
 
-inline int Model::disconnect(TwinPtr const& twin) {
-    if (twin->kind == ITERATOR) {
-        return STATUS_OK;
+    /// What the destructor does.
+    void release() {
+        std::for_each(accesses_.begin(), accesses_.end(), [](auto& part) { part.second->release(); });
     }
-    if (reachable) {
-        if (throws(twin, Call::disconnect)) {
-            return THROWS;
-        }
-        unregister(twin, twin->object);
-    }
-    twin->object.reset();
-    return STATUS_OK;
-}
 
-/// The beginning of every read and write.
-inline int Model::find(TwinPtr const& twin) {
-    int const status = twin->object ? STATUS_OK : connect(twin, twin->budgetMs);
-    if (status != STATUS_OK || twin->kind == ITERATOR) {
-        return status != STATUS_OK ? status : STATUS_ERR_VALUE_TYPE_MISMATCH;
+private:
+    ReferenceAccess& findList(std::string const& key) {
+        failIf(accesses_[key]->kind != TEXTS, STATUS_ERR_UNKNOWN_KEY);
+        return *accesses_[key];
     }
-    return throws(twin, Call::type) ? THROWS : STATUS_OK;
-}
 
-inline int Model::read(TwinPtr const& twin, Value& out) {
-    int const status = find(twin);
-    if (status != STATUS_OK || twin->object->type != TYPES[out.index()]) {
-        return status != STATUS_OK ? status : STATUS_ERR_VALUE_TYPE_MISMATCH;
-    }
-    auto const& [fault, halfWay] = keys[twin->key].unreadable;
-    bool const number = out.index() <= INT64;  // Is read without a status.
-    if (throws(twin, Call::read)) {
-        return THROWS;
-    }
-    if (!number && !twin->object->published) {
-        return WITHDRAWN;
-    }
-    if (number || halfWay || fault == STATUS_OK) {
-        out = twin->object->value;
-    }
-    auto const halve = [](auto& value) {
-        if constexpr (requires { value.resize(0); }) {
-            value.resize(value.size() / 2);
-        }
-    };
-    halfWay ? std::visit(halve, out) : void();
-    return number ? STATUS_OK : fault;
-}
-
-inline int Model::write(TwinPtr const& twin, Value value) {
-    if (int const status = find(twin); status != STATUS_OK) {
-        return status;
-    }
-    int const type = twin->object->type;
-    if (auto const* const number = std::get_if<int>(&value); number != nullptr && type == TYPES[INT64]) {
-        value = static_cast<long long>(*number);
-    } else if (auto const* const large = std::get_if<long long>(&value);
-               large != nullptr && type == TYPES[INTEGER] && *large >= INT_MIN && *large <= INT_MAX) {
-        value = static_cast<int>(*large);
-    }
-    if (type != TYPES[value.index()]) {
-        return STATUS_ERR_VALUE_TYPE_MISMATCH;
-    }
-    if (throws(twin, Call::write)) {
-        return THROWS;
-    }
-    set(twin->object, value);
-    return STATUS_OK;
-}
-
-inline int Model::invoke(TwinPtr const& twin, unsigned int& id) {
-    if (!twin->object || throws(twin, Call::invoke)) {
-        return twin->object ? THROWS : -1;
-    }
-    int const refusal = twin->object->published ? keys[twin->key].refusal : WITHDRAWN;
-    if (refusal != 0 || !twin->object->answers) {
-        return refusal;
-    }
-    answered = true;
-    id = answer.actionId.value_or(id);
-    if (auto const* const error = std::get_if<ActionAnswer::Error>(&answer.outcome)) {
-        tell(twin->object, {"error", std::to_string(id), std::to_string(*error)});
-    } else if (auto const* const results = std::get_if<ActionAnswer::Results>(&answer.outcome)) {
-        Strings texts(results->size());
-        for (objbus::Argument const& result : *results) {
-            if (result.index >= 0 && result.index < static_cast<int>(texts.size())) {
-                texts[static_cast<std::size_t>(result.index)] = result.value;
-            }
-        }
-        texts.insert(texts.begin(), {std::to_string(id), "9"});
-        tell(twin->object, texts);
-    }
-    return answer.status;
-}
-
-inline int Model::create(TwinPtr const& twin) {
-    auto const table = std::make_shared<Twin>(Twin{TABLE, twin->key});
-    int status = connect(table, 1000);
-    if (status == STATUS_OK) {
-        status = throws(table, Call::type) ? THROWS : table->object->isTable() ? destroy(twin) : 4;
-    }
-    if (status == STATUS_OK && throws(table, Call::createIterator)) {
-        status = THROWS;
-    }
-    if (status != STATUS_OK) {
-        table->object ? disconnect(table) : 0;
-        return status == THROWS ? THROWS : 4;
-    }
-    if (!keys[twin->key].refusesIterators) {
-        twin->rows = table->object;
-        iterators.insert(twin);
-        twin->hear({"ready", "0"});
-    }
-    TwinPtr const former = std::exchange(twin->table, table);
-    return former ? disconnect(former) : STATUS_OK;
-}
-
-inline int Model::destroy(TwinPtr const& twin) {
-    if (twin->rows && throws(twin, Call::destroyIterator)) {
-        return THROWS;
-    }
-    iterators.erase(twin);
-    twin->rows.reset();
-    return STATUS_OK;
-}
+    std::map<std::string, std::shared_ptr<ReferenceAccess>> accesses_;  ///< By their keys; not all are used.
+    std::map<std::string, bool> isListening_;
+    RecordingClient* client_;
+};
 
 }  // namespace fuzz

@@ -1,14 +1,12 @@
-// The console: the objects of a model file, and the lines that are typed in front of a television that has them. Most
-// lines are made of what completes them, so that they are commands.
+// The console: a model file, and command lines in front of a television with the objects of the file. Most lines are
+// made of their completions, so that they are commands.
 
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <new>
 #include <nlohmann/json.hpp>
 #include <thread>
-#include <utility>
 
 #include "fuzz/harness.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
@@ -19,23 +17,23 @@
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/session.h"
 
-/// Stands before the C library's, so that waiting costs no time.
+/// Replaces the C library's, so that waiting costs no time.
 extern "C" __attribute__((visibility("default"))) int usleep(useconds_t /*microseconds*/) { return 0; }
 
 namespace {
 
 using namespace nrx_console;
 using namespace orvane::model_keys;
-using fuzz::expect;
-using Bytes = FuzzedDataProvider;
+using fuzz::Bytes, fuzz::expect;
+using Json = nlohmann::json;
 
-// Those with a value first, in the order of its alternatives.
+// The plain-valued types come first, in the order of the alternatives of a value.
 constexpr char const* TYPES[] = {"integer", "int64", "string", "integer-list", "string-list", "table", "action", "x"};
 constexpr char const* KEYS[] = {COMMAND, EVENT, SOFTWARE_VERSION, SOURCE_SWITCH, "k", "command"};
 
-std::string text(Bytes& bytes) { return bytes.ConsumeRandomLengthString(24); }
+std::string text(Bytes& bytes) { return bytes.text(24); }
 
-// What the console prints: it is checked, and the answers are kept.
+// The output of the console, of which the answers are kept.
 
 std::thread::id const ownThread = std::this_thread::get_id();
 Words answers;
@@ -43,7 +41,7 @@ Words answers;
 void takeLine(std::string const& line, Kind kind) {
     bool const isText =
         std::none_of(line.begin(), line.end(), [](unsigned char byte) { return byte < ' ' || byte == 0x7F; });
-    expect(isText && line == television::printable(line), "a line that may be shown");
+    expect(isText && line == television::printable(line), "a line is printable");
     if (kind == Kind::ordinary && std::this_thread::get_id() == ownThread) {
         answers.push_back(line);
     }
@@ -51,22 +49,16 @@ void takeLine(std::string const& line, Kind kind) {
 
 // Model files.
 
-using Json = nlohmann::json;
-
 Json value(Bytes& bytes, int depth = 0) {
     constexpr int DEEPEST = 3;
-    switch (bytes.ConsumeIntegralInRange(0, depth < DEEPEST ? 4 : 2)) {
-        case 0:
-            return bytes.ConsumeIntegral<std::int64_t>();
-        case 1:
-            return bytes.ConsumeIntegral<std::int8_t>();
-        case 2:
-            return text(bytes);
-        default:
-            break;
+    int const kind = bytes.number(0, depth < DEEPEST ? 4 : 2);
+    if (kind <= 2) {
+        return kind == 0   ? Json(bytes.number<std::int64_t>())
+               : kind == 1 ? Json(bytes.number<std::int8_t>())
+                           : Json(text(bytes));
     }
     Json list = Json::array();
-    while (bytes.ConsumeBool()) {
+    while (bytes.nextBool()) {
         list.push_back(value(bytes, depth + 1));
     }
     return list;
@@ -74,18 +66,18 @@ Json value(Bytes& bytes, int depth = 0) {
 
 std::string modelText(Bytes& bytes) {
     Json objects = Json::array();
-    while (bytes.ConsumeBool()) {
-        std::string const key = bytes.ConsumeBool() ? bytes.PickValueInArray(KEYS) : text(bytes);
-        Json object{{"key", key}, {"type", bytes.PickValueInArray(TYPES)}};
+    while (bytes.nextBool()) {
+        std::string const key = bytes.nextBool() ? bytes.pick(KEYS) : text(bytes);
+        Json object{{"key", key}, {"type", bytes.pick(TYPES)}};
         if (object["type"] != "action") {
             object["value"] = value(bytes);
         }
         objects.push_back(object);
     }
-    std::string model = Json{{"objects", objects}}.dump(-1, ' ', bytes.ConsumeBool(), Json::error_handler_t::replace);
-    if (bytes.ConsumeIntegralInRange(0, 7) == 7) {  // Perhaps no JSON.
-        auto const at = bytes.ConsumeIntegralInRange<std::size_t>(0, model.size());
-        model.replace(at, bytes.ConsumeIntegral<std::uint8_t>(), text(bytes));
+    std::string model = Json{{"objects", objects}}.dump(-1, ' ', bytes.nextBool(), Json::error_handler_t::replace);
+    if (bytes.number(0, 7) == 7) {  // Perhaps no JSON.
+        auto const at = bytes.number<std::size_t>(0, model.size());
+        model.replace(at, bytes.number<std::uint8_t>(), text(bytes));
     }
     return model;
 }
@@ -153,15 +145,15 @@ std::string commandLine(Bytes& bytes, Console const& console) {
     std::string line;
     while (true) {
         Words const choices = completions(console, line);
-        int const way = bytes.ConsumeIntegralInRange(0, 15);
+        int const way = bytes.number(0, 15);
         if (way > 4 && !choices.empty()) {
-            line += choices[bytes.ConsumeIntegralInRange<std::size_t>(0, choices.size() - 1)];
+            line += bytes.pick(choices);
         } else if (way == 0 || way > 8) {
             return line;
         } else if (way == 1) {
             line += text(bytes);  // Perhaps no word, or several.
         } else {
-            line += way == 2 ? std::to_string(bytes.ConsumeIntegral<int>()) : typed(text(bytes));
+            line += way == 2 ? std::to_string(bytes.number<int>()) : typed(text(bytes));
         }
         completions(console, line);  // Of the unfinished word.
         line += ' ';
@@ -191,11 +183,6 @@ Words answerTo(Console& console, std::string const& line) {
     return std::exchange(answers, {});
 }
 
-void checkValue(Console& console, std::string const& key, std::string const& value) {
-    console.execute("tv set " + key + " " + value);
-    expect(answerTo(console, "read " + key) == Words{key + ": " + value}, "the value that was shown");
-}
-
 /// What is shown of each object can be typed, and is the same again.
 void checkShown(Console& console) {
     console.execute("tv on");
@@ -203,11 +190,13 @@ void checkShown(Console& console) {
         Words const words = wordsOf(object);
         std::string const key = typed(words.at(0));
         expect(object.starts_with(key + " "), "a key");
-        console.execute("tv heal " + key);
-        std::string const VALUE = "value: ";
+        console.execute("tv clearFaults " + key);
+        constexpr std::string_view VALUE = "value: ";
         for (std::string const& line : answerTo(console, "show " + key)) {
             if (line.starts_with(VALUE)) {
-                checkValue(console, key, line.substr(VALUE.size()));
+                std::string const value = line.substr(VALUE.size());
+                console.execute("tv set " + key + " " + value);
+                expect(answerTo(console, "read " + key) == Words{key + ": " + value}, "a shown value can be typed");
             }
         }
         if (words.at(1) == "table") {
@@ -234,7 +223,7 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     checkValues(objects);
     Console console(makeTelevision(objects));
     bool mayRunOut = false;
-    while (bytes.remaining_bytes() > 0) {
+    while (bytes.isLeft()) {
         std::string const line = commandLine(bytes, console);
         if (line.find("disconnect") != std::string::npos) {
             continue;  // A client that the model does not let go is called when it is gone, as docs/guarantees.md says.

@@ -2,22 +2,59 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <tuple>
 
 /// One run of a harness on the bytes; the fuzzer calls it again and again.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size);
 
 namespace fuzz {
 
-/// Ends the program, which the fuzzer takes for a find, unless it holds.
-inline void expect(bool holds, char const* what) {
-    if (!holds) {
+using Strings = std::vector<std::string>;
+
+/// Aborts the program, which the fuzzer reports, if the condition does not hold.
+inline void expect(bool condition, char const* what) {
+    if (!condition) {
         std::fprintf(stderr, "expected: %s\n", what);
         std::abort();
     }
 }
+
+/// The input of one run, which decides every choice of the harness. The kept inputs depend on the order of the choices.
+class Bytes : public FuzzedDataProvider {
+public:
+    using FuzzedDataProvider::FuzzedDataProvider;
+
+    bool isLeft() { return remaining_bytes() > 0; }
+    bool nextBool() { return ConsumeBool(); }
+    template <typename Number>
+    Number number(Number least = std::numeric_limits<Number>::min(), Number most = std::numeric_limits<Number>::max()) {
+        return ConsumeIntegralInRange(least, most);
+    }
+    std::size_t indexBelow(std::size_t size) { return number<std::size_t>(0, size - 1); }
+    std::string text(std::size_t longest) { return ConsumeRandomLengthString(longest); }
+    template <typename Elements>
+    auto& pick(Elements& elements) {
+        return elements[indexBelow(std::size(elements))];
+    }
+    /// So many elements, each the result of `make`.
+    template <typename Make>
+    auto list(std::size_t count, Make const& make) {
+        std::vector<decltype(make())> elements(count);
+        std::generate(elements.begin(), elements.end(), make);
+        return elements;
+    }
+    /// Runs one of the steps.
+    template <typename... Steps>
+    void runOneOf(Steps const&... steps) {
+        std::size_t chosen = indexBelow(sizeof...(steps));
+        static_cast<void>(((chosen-- == 0 && (steps(), true)) || ...));
+    }
+};
 
 }  // namespace fuzz

@@ -1,0 +1,159 @@
+#pragma once
+
+#include "fuzz/access_model.h"
+
+namespace fuzz {
+
+/// Runs the operation on the reference, then on its original, and expects the same status.
+template <typename Reference, typename Original, typename Operation>
+void runBoth(Reference& reference, Original& original, Operation const& operation) {
+    int const status = statusOf([&] { return operation(reference); });
+    bool const returnsStatus = !std::is_void_v<decltype(operation(original))> || status == STATUS_THROWS;
+    int const expected = returnsStatus ? status : STATUS_OK;
+    expect(statusOf([&] { return operation(original); }) == expected, "an operation ends as the reference model's");
+}
+
+/// The same for an operation that may change an output argument.
+template <typename Reference, typename Original, typename Output, typename Operation>
+void runBoth(Reference& reference, Original& original, Output const& output, Operation const& operation) {
+    Output outputs[] = {output, output};
+    Output* next = outputs;
+    runBoth(reference, original, [&](auto& object) { return operation(object, *next++); });
+    expect(outputs[0] == outputs[1], "an output argument is as the reference model leaves it");
+}
+
+/// The television and its reference, which change together.
+class FuzzedTelevision {
+protected:
+    FuzzedTelevision(std::uint8_t const* data, std::size_t size) : bytes(data, size) {
+        for (auto const& [key, kind] : KEYS) {
+            publish(key, kind);
+        }
+    }
+    ~FuzzedTelevision() = default;
+
+    std::size_t count() { return bytes.number<std::size_t>(0, 3); }
+    std::string text() { return bytes.text(4); }
+    Strings texts() {
+        return bytes.list(count(), [this] { return text(); });
+    }
+    /// Mostly the usual kind.
+    int kind(int usual) { return bytes.nextBool() ? usual : bytes.number<int>(INTEGER, ITERATOR); }
+    Value plainValue(int kind) {
+        auto const edge = bytes.PickValueInArray({INT_MIN - 1LL, 0LL + INT_MIN, -1LL, 0LL + INT_MAX, INT_MAX + 1LL});
+        int const small = static_cast<int>(edge);
+        return kind == INTEGER    ? Value(small)
+               : kind == INT64    ? Value(edge)
+               : kind == TEXT     ? Value(text())
+               : kind == INTEGERS ? Value(std::vector<int>(count(), small))
+                                  : Value(texts());
+    }
+    Value value(int usual) { return plainValue(kind(usual)); }
+    Rows rows() {
+        return bytes.list(count(), [this] { return texts(); });
+    }
+
+    /// Decides what receivers do inside their next notification; that of the access object in use does nothing.
+    virtual void arm(void const* used) = 0;
+
+    void publish(std::string const& key, int kind) {
+        ReferenceObject object{kind <= TABLE ? TYPES[kind] : bytes.PickValueInArray({-1, 0, 5, 7, 9, 255})};
+        if (kind < ACTION) {
+            television.publish(key, object.value = plainValue(kind));
+        } else if (kind == ACTION) {
+            object.script = [this](Arguments const& arguments) {
+                invocations.push_back(arguments);
+                return answer;
+            };
+            television.publishAction(key, object.script);
+        } else if (kind == TABLE) {
+            television.publishTable(key, object.rows = rows());
+        } else {
+            television.publishBare(key, static_cast<ObjectTypeSpec>(object.type));
+        }
+        reference.publish(key, object);
+    }
+
+    /// Ends all faults but those of reads, invocations and iterators.
+    void clearFaults() {
+        television.setRootLookup(simulator::RootLookup::published);
+        reference.isReachable = true;
+        for (auto& [name, key] : reference.keys) {
+            television.throwFrom(name, key.throwingCall = Call::none);
+            television.failConnects(name, key.connectFault = {.status = 0, .attempts = 0});
+        }
+    }
+
+    /// Changes a value, an object or a fault under the key.
+    void change(std::string const& name, int usual) {
+        ReferenceKey& key = reference.keys[name];
+        auto const setRows = [&] {
+            Rows const changed = rows();
+            arm(nullptr);
+            bool const fits = reference.setRows(key.object, changed);
+            expect(television.setRows(name, changed) == fits, "a table takes rows");
+        };
+        auto const set = [&] {
+            Value const changed = value(usual);
+            arm(nullptr);
+            bool const fits = reference.set(key.object, changed);
+            expect(television.set(name, changed) == fits, "an object takes values of its type");
+        };
+        bytes.runOneOf(
+            [&] { publish(name, kind(usual)); },
+            [&] { expect(reference.withdraw(name) == television.withdraw(name), "what is published is withdrawn"); },
+            setRows, setRows,
+            [&] {
+                auto const lookup = static_cast<simulator::RootLookup>(bytes.number(0, 3));
+                reference.isReachable = lookup == simulator::RootLookup::published;
+                television.setRootLookup(lookup);
+            },
+            [&] {
+                key.connectFault = {bytes.number(0, 1), bytes.nextBool(), bytes.number(-1, 3)};
+                television.failConnects(name, key.connectFault);
+            },
+            [&] {
+                television.failReads(name, key.readFault = {bytes.number(-1, 1), bytes.nextBool()});
+                television.failInvokes(name, key.invokeFault = bytes.number(-1, 1));
+            },
+            [&] { television.throwFrom(name, key.throwingCall = static_cast<Call>(bytes.number(0, 8))); },
+            [&] {
+                television.notifyEarly(name, key.notifiesEarly = bytes.nextBool());
+                television.refuseIterators(name, key.refusesIterators = bytes.nextBool());
+            },
+            [&] { clearFaults(); }, set, set, set, set);
+    }
+
+    /// Decides how actions answer from now on.
+    void chooseAnswer() {
+        invocations.clear();
+        answer = {.status = bytes.number(-1, 1)};
+        if (bytes.nextBool()) {
+            answer.actionId = bytes.number<unsigned int>();
+        }
+        if (int const outcome = bytes.number(0, 2); outcome == 1) {
+            answer.outcome = bytes.number<int>();
+        } else if (outcome == 2) {
+            auto const makeResult = [this] { return Argument{0, bytes.number<std::int8_t>(-1, 3), 0, text()}; };
+            answer.outcome = bytes.list(count(), makeResult);
+        }
+    }
+    void checkArguments() const {
+        auto const isSame = [](Argument const& expected, Argument const& actual) {
+            return expected.index == actual.index && (expected.value == ANY_TEXT || expected.value == actual.value);
+        };
+        bool const isInvoked = invocations.size() == 2;  // By the reference model first.
+        expect(isInvoked ? std::ranges::equal(invocations[0], invocations[1], isSame) : invocations.empty(),
+               "the arguments arrive with the action");
+    }
+
+    Bytes bytes;
+    simulator::Television television;
+    ReferenceTelevision reference;
+
+private:
+    ActionAnswer answer;
+    std::vector<Arguments> invocations;  ///< Since the answer was chosen.
+};
+
+}  // namespace fuzz

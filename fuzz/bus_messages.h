@@ -1,0 +1,143 @@
+#pragma once
+
+#include <sys/socket.h>
+
+#include <concepts>
+
+#include "bus/protocol/contract.h"
+#include "bus/protocol/message.h"
+#include "fuzz/bus_items.h"
+
+// Messages with any content, as no bus would bring them, and what the platform library is to read from them.
+
+namespace fuzz {
+
+using namespace objbus;
+
+struct Signal {
+    char const* interface;
+    char const* name;
+    std::string_view signature;
+};
+constexpr char CHANGE[] = "PropertiesChanged";
+constexpr Signal SIGNALS[] = {
+    {bus::PROPERTIES_INTERFACE, CHANGE, "sa{sv}as"},  {bus::ACTION_INTERFACE, "Result", "ua(nnns)"},
+    {bus::ACTION_INTERFACE, "ExecutionError", "ui"},  {bus::TABLE_INTERFACE, "Updated", "i"},
+    {bus::ITERATOR_INTERFACE, "Ready", "i"},          {bus::ITERATOR_INTERFACE, "TotalCount", "i"},
+    {bus::ITERATOR_INTERFACE, "RowSought", "i"},      {bus::ITERATOR_INTERFACE, "ContentSought", "i"},
+    {bus::ITERATOR_INTERFACE, "CursorMoved", "i"},    {bus::ITERATOR_INTERFACE, "RowRead", "as"},
+    {bus::ITERATOR_INTERFACE, "RowChunkRead", "aas"}, {bus::ITERATOR_INTERFACE, "Committed", "i"},
+    {bus::ITERATOR_INTERFACE, "Updated", "i"},
+};
+
+/// A message as its receiver gets it, with what `append` appends; null when that fails.
+template <typename Append>
+bus::Message makeMessage(Signal const& signal, bool isCall, Append const& append) {
+    static bus::Bus const local = [] {
+        int ends[2]{};
+        sd_bus* made = nullptr;
+        expect(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0 && sd_bus_new(&made) >= 0 &&
+                   sd_bus_set_fd(made, ends[0], ends[0]) >= 0 && sd_bus_start(made) >= 0,
+               "a bus is made");
+        return bus::Bus(made);
+    }();
+    constexpr char PATH[] = "/nrx/Television1/model/a";
+    sd_bus_message* made = nullptr;
+    isCall ? sd_bus_message_new_method_call(local.get(), &made, nullptr, PATH, signal.interface, signal.name)
+           : sd_bus_message_new_signal(local.get(), &made, PATH, signal.interface, signal.name);
+    bus::Message message(made);
+    expect(message != nullptr, "a message is made");
+    bool const isWhole = append(made) >= 0 && sd_bus_message_seal(made, 1, 0) >= 0;
+    return isWhole && sd_bus_message_rewind(made, 1) >= 0 ? std::move(message) : bus::Message();
+}
+
+/// Appends the text as it is: a sender need not know which texts the bus carries.
+inline int appendText(sd_bus_message* message, std::string const& text) {
+    char* space = nullptr;
+    int const result = sd_bus_message_append_string_space(message, text.size(), &space);
+    result < 0 ? space : std::copy(text.begin(), text.end(), space);
+    return result;
+}
+
+inline int appendItem(sd_bus_message* message, Item const& item, int depth = 0) {
+    char const first = item.type[0];
+    if (item.type == "s") {
+        return appendText(message, item.text);
+    }
+    if (!item.isContainer()) {  // The low bytes of a number come first.
+        void const* const value = item.isText() ? static_cast<void const*>(item.text.c_str()) : &item.number;
+        return sd_bus_message_append_basic(message, first, value);
+    }
+    if (depth > 60 || (item.items.empty() && first != 'a')) {  // No bus brings a deeper one.
+        return -EINVAL;
+    }
+    std::string const contents = first == 'v'   ? item.items[0].type
+                                 : first == 'a' ? item.type.substr(1)
+                                                : item.type.substr(1, item.type.size() - 2);
+    char const kind = first == '(' ? SD_BUS_TYPE_STRUCT : first == '{' ? SD_BUS_TYPE_DICT_ENTRY : first;
+    int result = sd_bus_message_open_container(message, kind, contents.c_str());
+    for (auto inner = item.items.begin(); result >= 0 && inner != item.items.end(); ++inner) {
+        result = appendItem(message, *inner, depth + 1);
+    }
+    return result < 0 ? result : sd_bus_message_close_container(message);
+}
+
+inline bus::Message makeMessage(Signal const& signal, bool isCall, Item const& root) {
+    return makeMessage(signal, isCall, [&root](sd_bus_message* made) {
+        auto const fails = [made](Item const& item) { return appendItem(made, item) < 0; };
+        return std::any_of(root.items.begin(), root.items.end(), fails) ? -1 : 0;
+    });
+}
+
+/// Whether sd-bus takes the text from a message. It takes ASCII.
+inline bool isValidText(std::string const& text) {
+    if (std::all_of(text.begin(), text.end(), [](char byte) { return byte > 0; })) {
+        return true;
+    }
+    char const* read = nullptr;
+    auto const message = makeMessage(SIGNALS[0], false, [&](auto* made) { return appendText(made, text); });
+    return message && sd_bus_message_read_basic(message.get(), 's', &read) > 0;
+}
+
+inline bool hasValidText(Item const& item) {
+    return (item.type != "s" || isValidText(item.text)) &&
+           std::all_of(item.items.begin(), item.items.end(), hasValidText);
+}
+
+/// Whether the item is read as a value of the type: an argument's index and flags are bytes.
+inline bool isReadAs(Item const& item, std::string_view type) {
+    auto const hasBytes = [](Item const& argument) {
+        return std::all_of(argument.items.begin() + 1, argument.items.begin() + 3,
+                           [](Item const& byte) { return byte.number >= -128 && byte.number <= 127; });
+    };
+    return item.type == type && hasValidText(item) &&
+           (type != "a(nnns)" || std::all_of(item.items.begin(), item.items.end(), hasBytes));
+}
+
+// Values of the platform, and their items.
+
+inline auto fieldsOf(Argument& value) { return std::tie(value.tag, value.index, value.flags, value.value); }
+inline auto fieldsOf(TableSelection& value) { return std::tie(value.first, value.second, value.value); }
+inline auto fieldsOf(TableOrder& value) { return std::tie(value.first, value.second); }
+
+inline Item itemOf(std::string const& value) { return {"s", 0, value}; }
+template <std::integral T>
+Item itemOf(T value) {
+    return {sizeof(T) < 4 ? "n" : sizeof(T) > 4 ? "x" : std::is_signed_v<T> ? "i" : "u", value};
+}
+template <typename T>
+Item itemOf(T value) {
+    Item item{"()"};
+    std::apply([&item](auto const&... fields) { item.items = {itemOf(fields)...}; }, fieldsOf(value));
+    makeValid(item);
+    return item;
+}
+template <typename T>
+Item itemOf(std::vector<T> const& values) {
+    Item item{'a' + itemOf(T{}).type};
+    std::transform(values.begin(), values.end(), std::back_inserter(item.items),
+                   [](T const& one) { return itemOf(one); });
+    return item;
+}
+
+}  // namespace fuzz

@@ -1,0 +1,136 @@
+#pragma once
+
+#include <deque>
+#include <new>
+#include <set>
+
+#include "fuzz/access_recorder.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/status.h"
+#include "simulator/television.h"
+
+// The reference model's television: what access objects find there, and what they are notified of.
+
+namespace fuzz {
+
+using namespace objbus;
+using simulator::ActionAnswer, simulator::Call, simulator::Rows, simulator::Value;
+using Arguments = std::vector<Argument>;
+
+/// The kinds of access objects. The plain-valued ones have the order of the alternatives of `Value`.
+enum Kind { INTEGER, INT64, TEXT, INTEGERS, TEXTS, ACTION, TABLE, ITERATOR };
+constexpr int TYPES[] = {
+    OBJECT_TYPE_NUMERIC_INTEGER, OBJECT_TYPE_NUMERIC_INT64, OBJECT_TYPE_STRING, OBJECT_TYPE_VECTOR_NUMERIC_INTEGER,
+    OBJECT_TYPE_VECTOR_STRING,   OBJECT_TYPE_ACTION,        OBJECT_TYPE_TABLE};
+/// The keys, each with the kind that it usually has.
+constexpr std::pair<char const*, Kind> KEYS[] = {{COMMAND, TEXTS},        {EVENT, TEXTS},   {SOFTWARE_VERSION, TEXT},
+                                                 {SOURCE_SWITCH, ACTION}, {"table", TABLE}, {"number", INT64},
+                                                 {"missing", INTEGER}};
+
+/// The types of the values that handlers receive.
+constexpr int VALUE_TYPES[] = {VALUE_INT, VALUE_INT64, VALUE_STRING, VALUE_VECTOR, VALUE_VECTOR, VALUE_VECTOR};
+constexpr int STATUS_THROWS = INT_MAX;  ///< The status of an operation that ends with the television's exception.
+constexpr int STATUS_WITHDRAWN = 106;   ///< The simulated television's, for an object that is withdrawn.
+constexpr int STATUS_NO_TABLE = 4;
+constexpr char ANY_TEXT[] = "any text";  ///< An argument that the reference model does not know.
+
+/// Ends an operation of the reference model.
+struct Failure {
+    int status;
+};
+inline void failIf(bool condition, int status) { condition ? throw Failure{status} : void(); }
+
+/// The status that the operation returns; one that returns nothing succeeds.
+template <typename Operation>
+int statusOf(Operation const& operation) {
+    try {
+        if constexpr (std::is_void_v<decltype(operation())>) {
+            operation();
+            return STATUS_OK;
+        } else {
+            return operation();
+        }
+    } catch (Failure const& failure) {
+        return failure.status;
+    } catch (std::bad_alloc const&) {
+        return STATUS_THROWS;
+    }
+}
+
+/// An object that the television publishes, or has withdrawn.
+struct ReferenceObject {
+    /// An object whose type names no kind is a table, too.
+    [[nodiscard]] bool isTable() const { return type == TYPES[TABLE] || type < 1 || type > 8; }
+
+    int type;
+    Value value{};
+    Rows rows{};
+    simulator::ActionScript script{};
+    bool isPublished = true;
+};
+
+/// A key: its object, and the faults there.
+struct ReferenceKey {
+    ReferenceObject* object = nullptr;
+    simulator::ConnectFault connectFault{.status = 0, .attempts = 0};
+    simulator::ReadFault readFault;
+    int invokeFault = 0;
+    Call throwingCall = Call::none;
+    bool notifiesEarly = false;
+    bool refusesIterators = false;
+};
+
+/// What the television knows of an access object.
+struct ReferenceObserver {
+    Kind const kind;
+    std::string const key;
+    std::function<void(Strings const& line)> const receive;
+    ReferenceObject* rowsOf = nullptr;  ///< The table of the iterator, while there is one.
+};
+
+struct ReferenceTelevision {
+    void publish(std::string const& key, ReferenceObject const& object) {
+        withdraw(key);
+        keys[key].object = &objects.emplace_back(object);
+    }
+    bool withdraw(std::string const& key) {
+        ReferenceObject* const object = std::exchange(keys[key].object, nullptr);
+        return object != nullptr && std::exchange(object->isPublished, false);
+    }
+    /// Notifies the observers of the object's type.
+    void notify(ReferenceObject const& object, Strings const& line) const {
+        for (auto const& [observer, source] : registrations) {
+            if (source == &object && observer->kind <= ACTION && TYPES[observer->kind] == object.type) {
+                observer->receive(line);
+            }
+        }
+    }
+    bool set(ReferenceObject* object, Value const& value) const {
+        bool const fits = object != nullptr && object->isPublished && object->type == TYPES[value.index()];
+        if (fits) {
+            object->value = value;
+            auto const line = [&](auto const& plain) { return lineOf(VALUE_TYPES[value.index()], plain); };
+            notify(*object, std::visit(line, value));
+        }
+        return fits;
+    }
+    bool setRows(ReferenceObject* object, Rows const& rows) const {
+        bool const fits = object != nullptr && object->isTable();
+        if (fits) {
+            object->rows = rows;
+            for (ReferenceObserver const* const iterator : iterators) {
+                iterator->rowsOf == object ? iterator->receive(lineOf("update", 0)) : void();
+            }
+        }
+        return fits;
+    }
+
+    std::map<std::string, ReferenceKey> keys;
+    std::deque<ReferenceObject> objects;  ///< Published and withdrawn.
+    bool isReachable = true;
+    /// A registration may outlive the access object.
+    std::vector<std::pair<std::shared_ptr<ReferenceObserver const>, ReferenceObject const*>> registrations;
+    std::set<ReferenceObserver const*> iterators;
+    int sleeps = 0;  ///< Of clients that wait for an object.
+};
+
+}  // namespace fuzz
