@@ -57,7 +57,7 @@ void Model::notifyListener(std::string const& name) {
 int Model::connect(std::string const& name, objbus::Observer* observer, objbus::Object*& object) {
     MutexLock lock(mutex);
     KeyEntry& entry = keys[name];
-    entry.failAt(Call::connect);
+    entry.throwIfFaulty(Call::connect);
     ++entry.counts.connectAttempts;
     bool const fails = consumeFault(entry.connectFault);
     if (entry.published != nullptr && (!fails || entry.connectFault.handsOutObject)) {
@@ -73,7 +73,7 @@ int Model::connect(std::string const& name, objbus::Observer* observer, objbus::
     entry.published->connect(observer);
     if (early) {
         try {
-            entry.published->change(*early);
+            entry.published->replaceValue(*early);
         } catch (...) {  // Out of memory: a failed connect leaves no registration.
             entry.published->disconnect(observer);
             throw;
@@ -90,7 +90,7 @@ int Model::disconnect(std::string const& name, objbus::Observer* observer, objbu
     {
         MutexLock const lock(mutex);
         KeyEntry& entry = keys[name];
-        entry.failAt(Call::disconnect);
+        entry.throwIfFaulty(Call::disconnect);
         source = &entry;
         ++entry.counts.disconnects;
         if (object == nullptr) {

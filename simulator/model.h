@@ -42,15 +42,15 @@ struct KeyEntry {
     ConnectFault connectFault{STATUS_OK, false, 0};
     ReadFault readFault;
     int invokeFault = STATUS_OK;
-    std::atomic<Call> throwing = Call::none;
+    std::atomic<Call> throwingCall = Call::none;
     bool notifiesEarly = false;
     bool refusesIterators = false;
     int destroyFault = STATUS_OK;
     std::optional<IteratorRequest> iteratorRequest;
 
     /// Throws if `throwFrom` selected this call. Never throws for `none`.
-    void failAt(Call call) const {
-        if (call != Call::none && call == throwing) {
+    void throwIfFaulty(Call call) const {
+        if (call != Call::none && call == throwingCall) {
             throw std::bad_alloc();
         }
     }

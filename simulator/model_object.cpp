@@ -10,7 +10,7 @@ ActionObject::ActionObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec
 int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) {
     auto const kept = model().shared_from_this();
     {
-        Operation const operation(*this, Call::invoke);
+        LockedModel const operation(*this, Call::invoke);
         if (isWithdrawn()) {
             return STATUS_WITHDRAWN;
         }
@@ -20,7 +20,7 @@ int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> c
     }
     ActionAnswer answer = script_ ? script_(arguments) : ActionAnswer{};
     actionId = answer.actionId.value_or(actionId);
-    Operation const operation(*this);
+    LockedModel const operation(*this);
     if (auto* const results = std::get_if<ActionAnswer::Results>(&answer.outcome)) {
         post([id = actionId, list = std::move(*results)](auto& observer) { observer.notifyResult(id, list); });
     } else if (auto const* const error = std::get_if<ActionAnswer::Error>(&answer.outcome)) {
@@ -58,19 +58,19 @@ std::vector<std::string> Iterator::selectedColumns(int row) const {
 }
 
 void Iterator::requestTotalCount() {
-    Operation const operation(table_);
+    LockedModel const operation(table_);
     post([count = static_cast<int>(table_.rows().size())](auto& observer) { observer.notifyTotalCount(count); });
 }
 
 void Iterator::seekToRow(int row) {
-    Operation const operation(table_);
+    LockedModel const operation(table_);
     cursor_ = hasRow(row) ? row : -1;
     post([cursor = cursor_](auto& observer) { observer.notifySeekToRow(cursor); });
     post([cursor = cursor_](auto& observer) { observer.notifyCursorPosition(cursor); });
 }
 
 void Iterator::seekToContent(std::string const& content) {
-    Operation const operation(table_);
+    LockedModel const operation(table_);
     cursor_ = -1;
     for (int row = 0; cursor_ < 0 && hasRow(row); ++row) {
         auto const columns = selectedColumns(row);
@@ -82,14 +82,14 @@ void Iterator::seekToContent(std::string const& content) {
 }
 
 void Iterator::readRow() {
-    Operation const operation(table_);
+    LockedModel const operation(table_);
     post([row = hasRow(cursor_) ? selectedColumns(cursor_) : std::vector<std::string>{}](auto& observer) {
         observer.notifyReadRow(row);
     });
 }
 
 void Iterator::readRowChunk(int count) {
-    Operation const operation(table_);
+    LockedModel const operation(table_);
     Rows chunk;
     for (int row = cursor_; count > 0 && hasRow(row); ++row, --count) {
         chunk.push_back(selectedColumns(row));
@@ -98,7 +98,7 @@ void Iterator::readRowChunk(int count) {
 }
 
 void Iterator::commit() {
-    Operation const operation(table_);
+    LockedModel const operation(table_);
     post([](auto& observer) { observer.notifyCommit(STATUS_OK); });
 }
 
@@ -110,13 +110,13 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
                                                    std::vector<objbus::TableSelection> const& selections,
                                                    std::vector<int> const& columns,
                                                    std::vector<objbus::TableOrder> const& orders) {
-    Operation const operation(*this, Call::createIterator);
+    LockedModel const operation(*this, Call::createIterator);
     entry().iteratorRequest = {.type = type, .selections = selections, .columns = columns, .orders = orders};
     if (isWithdrawn() || entry().refusesIterators) {
         return nullptr;
     }
     auto const iterator = std::make_shared<Iterator>(*this, observer, columns);
-    decltype(iterators_)::Prepared prepared(iterator);
+    decltype(iterators_)::PreparedInsertion prepared(iterator);
     iterator->post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
     return iterators_.add(std::move(prepared));  // Last, because the earlier steps may run out of memory.
 }
@@ -125,7 +125,7 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     auto const kept = model().shared_from_this();
     std::shared_ptr<Registration> registration;
     {
-        Operation const operation(*this, Call::destroyIterator);
+        LockedModel const operation(*this, Call::destroyIterator);
         ++entry().counts.destroyIteratorCalls;
         if (int const fault = entry().destroyFault; fault != STATUS_OK) {
             return fault;

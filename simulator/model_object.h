@@ -35,7 +35,7 @@ public:
     [[nodiscard]] virtual std::size_t observerCount() const = 0;
 
     /// Changes the value and returns true, or returns false if the object has no value of this type.
-    virtual bool change(Value const& /*value*/) { return false; }
+    virtual bool replaceValue(Value const& /*value*/) { return false; }
     [[nodiscard]] virtual std::optional<Value> value() const { return {}; }
 
     [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
@@ -47,7 +47,7 @@ public:
 
 protected:
     void handleTypeQuery() {
-        entry_.failAt(Call::type);
+        entry_.throwIfFaulty(Call::type);
         auto& queries = entry_.typeQueries;
         queries.store(queries.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
@@ -62,10 +62,10 @@ template <typename Interface, typename Obs>
 using ObjectOf = ObservedObject<Interface, Obs, ModelObject>;
 
 /// Keeps the model alive and locked while a client's operation on an object runs.
-struct Operation {
-    explicit Operation(ModelObject const& object, Call call = Call::none)
+struct LockedModel {
+    explicit LockedModel(ModelObject const& object, Call call = Call::none)
         : model(object.model().shared_from_this()), lock(model->mutex) {
-        object.entry().failAt(call);
+        object.entry().throwIfFaulty(call);
     }
 
     std::shared_ptr<Model> const model;
@@ -79,7 +79,7 @@ public:
     StoredValue(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, T value = {})
         : StoredValue::ObservedObject(model, entry, type), value_(std::move(value)) {}
 
-    bool change(Value const& value) final {
+    bool replaceValue(Value const& value) final {
         T const* const changed = std::get_if<T>(&value);
         if (changed == nullptr) {
             return false;
@@ -96,23 +96,23 @@ protected:
     template <typename Written>
     int write(Written const& written) {
         T value = writtenValue(written);
-        Operation const operation(*this, Call::write);
+        LockedModel const operation(*this, Call::write);
         ++this->entry().counts.writes;
         if (this->isWithdrawn()) {
             return STATUS_WITHDRAWN;
         }
-        change(std::move(value));
+        replaceValue(std::move(value));
         return STATUS_OK;
     }
 
     T readNumber() const {
-        Operation const operation(*this, Call::read);
+        LockedModel const operation(*this, Call::read);
         ++this->entry().counts.reads;
         return value_;
     }
 
     int read(T& value) const {
-        Operation const operation(*this, Call::read);
+        LockedModel const operation(*this, Call::read);
         ++this->entry().counts.reads;
         if (this->isWithdrawn()) {
             return STATUS_WITHDRAWN;

@@ -63,7 +63,7 @@ bool Television::withdraw(std::string const& key) { return model_->withdraw(key)
 bool Television::set(std::string const& key, Value const& value) {
     MutexLock const lock(model_->mutex);
     ModelObject* const published = model_->keys[key].published;
-    return published != nullptr && published->change(value);
+    return published != nullptr && published->replaceValue(value);
 }
 
 std::optional<Value> Television::get(std::string const& key) const {
@@ -121,7 +121,7 @@ void Television::failInvokes(std::string const& key, int status) {
     setField(*model_, key, &KeyEntry::invokeFault, status);
 }
 
-void Television::throwFrom(std::string const& key, Call call) { setField(*model_, key, &KeyEntry::throwing, call); }
+void Television::throwFrom(std::string const& key, Call call) { setField(*model_, key, &KeyEntry::throwingCall, call); }
 
 void Television::notifyEarly(std::string const& key, bool early) {
     setField(*model_, key, &KeyEntry::notifiesEarly, early);

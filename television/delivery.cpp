@@ -72,14 +72,15 @@ void Delivery::waitWhileRunning(objbus::Observer const* observer, void const* so
     if (runningThread_ == std::this_thread::get_id()) {
         return;
     }
-    while (running_ && running_->observer == observer && running_->source == source) {
+    while (runningRegistration_ && runningRegistration_->observer == observer &&
+           runningRegistration_->source == source) {
         lock.wait(done_);
     }
 }
 
-std::uint64_t Delivery::firstPending() const {
-    if (current_ != 0) {
-        return current_;
+std::uint64_t Delivery::oldestUnfinishedNumber() const {
+    if (runningNumber_ != 0) {
+        return runningNumber_;
     }
     return queue_.empty() ? postedCount_ + 1 : queue_.front().number;
 }
@@ -87,7 +88,7 @@ std::uint64_t Delivery::firstPending() const {
 void Delivery::waitUntilDone() {
     MutexLock lock(mutex_);
     std::uint64_t const last = postedCount_;
-    while (firstPending() <= last && !isStopping_) {
+    while (oldestUnfinishedNumber() <= last && !isStopping_) {
         lock.wait(done_);
     }
 }
@@ -118,11 +119,11 @@ void Delivery::runThread() {
 }
 
 void Delivery::runNext() {
-    assert(!queue_.empty() && current_ == 0);
+    assert(!queue_.empty() && runningNumber_ == 0);
     Queue next;
     next.splice(next.begin(), queue_, queue_.begin());
     Entry const& entry = next.front();
-    current_ = entry.number;
+    runningNumber_ = entry.number;
     if (entry.object != nullptr) {
         auto const changes = changes_.find(entry.object);
         assert(payload_ >= entry.payload && changes != changes_.end());
@@ -137,16 +138,16 @@ void Delivery::runNext() {
         if (recipient->isCancelled || isStopping_) {
             continue;
         }
-        running_ = recipient;
+        runningRegistration_ = recipient;
         runningThread_ = std::this_thread::get_id();
         mutex_.unlock();
         entry.notification.notify(*recipient);
         mutex_.lock();
-        running_.reset();
+        runningRegistration_.reset();
         runningThread_ = {};
         done_.notify_all();
     }
-    current_ = 0;
+    runningNumber_ = 0;
     done_.notify_all();
 }
 

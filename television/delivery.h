@@ -99,7 +99,7 @@ private:
     // These operations unlock the mutex temporarily:
     void runNext() NRX_REQUIRES(mutex_);
     void reportDropping() NRX_REQUIRES(mutex_);
-    [[nodiscard]] std::uint64_t firstPending() const NRX_REQUIRES(mutex_);
+    [[nodiscard]] std::uint64_t oldestUnfinishedNumber() const NRX_REQUIRES(mutex_);
 
     std::size_t const limit_;
 
@@ -111,10 +111,10 @@ private:
     std::map<void const*, std::deque<Queue::iterator>> changes_ NRX_GUARDED_BY(mutex_);
     std::size_t payload_ NRX_GUARDED_BY(mutex_) = 0;  ///< Of the queued changes.
     std::uint64_t postedCount_ NRX_GUARDED_BY(mutex_) = 0;
-    std::uint64_t current_ NRX_GUARDED_BY(mutex_) = 0;     ///< The number of the running notification, or 0.
-    std::size_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  ///< Since dropping began.
+    std::uint64_t runningNumber_ NRX_GUARDED_BY(mutex_) = 0;  ///< The number of the running notification, or 0.
+    std::size_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;     ///< Since dropping began.
     bool isDroppingReported_ NRX_GUARDED_BY(mutex_) = false;
-    std::shared_ptr<Registration const> running_ NRX_GUARDED_BY(mutex_);
+    std::shared_ptr<Registration const> runningRegistration_ NRX_GUARDED_BY(mutex_);
     std::thread::id runningThread_ NRX_GUARDED_BY(mutex_);
     bool isStopping_ NRX_GUARDED_BY(mutex_) = false;
 

@@ -23,14 +23,14 @@ public:
     using Index = std::map<Handle const*, typename List::iterator>;  ///< By address.
 
     /// An iterator with the memory for its entries in the table's list and index.
-    class Prepared {
+    class PreparedInsertion {
     public:
-        explicit Prepared(std::shared_ptr<Iterator> iterator) : list_{std::move(iterator)} {
+        explicit PreparedInsertion(std::shared_ptr<Iterator> iterator) : list_{std::move(iterator)} {
             index_.emplace(list_.front().get(), list_.begin());
         }
-        Prepared(Prepared const&) = delete;
-        Prepared& operator=(Prepared const&) = delete;
-        ~Prepared() = default;
+        PreparedInsertion(PreparedInsertion const&) = delete;
+        PreparedInsertion& operator=(PreparedInsertion const&) = delete;
+        ~PreparedInsertion() = default;
 
     private:
         friend class Iterators;
@@ -40,7 +40,7 @@ public:
     };
 
     /// Adds the iterator and returns it. Allocates no memory.
-    Iterator* add(Prepared&& prepared) {
+    Iterator* add(PreparedInsertion&& prepared) {
         live_.splice(live_.end(), prepared.list_);
         index_.merge(prepared.index_);
         assert(prepared.index_.empty() && index_.size() == live_.size());

@@ -22,11 +22,11 @@ public:
 /// The result of a lookup of the root interface.
 class RootReference final : public frame::Interface {
 public:
-    explicit RootReference(objbus::RootInterface* target) : target_(target) {}
-    void* getObject() override { return target_; }
+    explicit RootReference(objbus::RootInterface* root) : root_(root) {}
+    void* getObject() override { return root_; }
 
 private:
-    objbus::RootInterface* target_;
+    objbus::RootInterface* root_;
 };
 
 }  // namespace television

@@ -28,7 +28,8 @@ TEST(Iterators, KeepABoundedNumberOfDestroyedOnes) {
     television::Iterators<int> iterators;
     std::vector<std::weak_ptr<int>> destroyed;
     for (std::size_t count = 0; count <= iterators.MAX_DESTROYED; ++count) {
-        destroyed.push_back(iterators.destroy(iterators.add(decltype(iterators)::Prepared(std::make_shared<int>()))));
+        destroyed.push_back(
+            iterators.destroy(iterators.add(decltype(iterators)::PreparedInsertion(std::make_shared<int>()))));
     }
     EXPECT_TRUE(destroyed[0].expired() && !destroyed[1].expired() && iterators.live().empty());
 }

@@ -23,9 +23,9 @@ using ListText = std::shared_ptr<std::string const>;
 /// dropped, and one line with their number when the queue is empty again.
 class EventQueue {
 public:
-    /// The bound for the bytes of all JSON texts plus `OVERHEAD` for each list.
+    /// The bound for the bytes of all JSON texts plus `BYTES_PER_EVENT` for each list.
     static constexpr std::size_t LIMIT = std::size_t{16} << 20U;
-    static constexpr std::size_t OVERHEAD = 128;
+    static constexpr std::size_t BYTES_PER_EVENT = 128;
 
     struct Event {
         ListType type;
@@ -48,7 +48,7 @@ public:
     void close();
 
 private:
-    static std::size_t sizeOf(ListText const& list) { return list->size() + OVERHEAD; }
+    static std::size_t sizeOf(ListText const& list) { return list->size() + BYTES_PER_EVENT; }
     /// Drops the oldest lists of the type until a list of `size` bytes fits.
     void makeRoom(ListType type, std::size_t size) NRX_REQUIRES(mutex_);
 

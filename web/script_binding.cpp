@@ -99,7 +99,7 @@ int ScriptBinding::call(char const* name, double id, char const* json) {
     if (queue_ == nullptr) {
         return STATUS_PAGE_HIDDEN;
     }
-    if (pendingCalls_ >= MOST_CALLS) {
+    if (pendingCalls_ >= MAX_PENDING_CALLS) {
         return STATUS_TOO_MANY_CALLS;
     }
     FacadeWorker::Operation operation;

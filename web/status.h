@@ -6,15 +6,15 @@ namespace web {
 
 /// Statuses of `nrx` in addition to those of the library and of the television.
 enum Status : int {
-    STATUS_TOO_LARGE = 127,       ///< The list has more than `MOST_BYTES`.
-    STATUS_TOO_MANY_CALLS = 128,  ///< `MOST_CALLS` calls of the document are pending.
+    STATUS_TOO_LARGE = 127,       ///< The list has more than `MAX_LIST_BYTES`.
+    STATUS_TOO_MANY_CALLS = 128,  ///< `MAX_PENDING_CALLS` calls of the document are pending.
     STATUS_PAGE_HIDDEN = 129,     ///< The document was hidden before the answer.
 };
 
 /// The largest list that a page may write. A text counts its bytes in UTF-8, an empty text counts one byte.
-inline constexpr std::size_t MOST_BYTES = std::size_t{1} << 20U;
+inline constexpr std::size_t MAX_LIST_BYTES = std::size_t{1} << 20U;
 
 /// The number of calls of one document that may be pending.
-inline constexpr std::size_t MOST_CALLS = 1000;
+inline constexpr std::size_t MAX_PENDING_CALLS = 1000;
 
 }  // namespace web

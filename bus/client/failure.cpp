@@ -46,7 +46,7 @@ void reportFailure(std::string const& target, char const* operation, int status)
     });
 }
 
-int statusOfSend(int result) {
+int statusOfSendError(int result) {
     switch (result) {
         case -EILSEQ:
         case -EINVAL:  // The path is too long.
@@ -62,7 +62,7 @@ int statusOfSend(int result) {
     }
 }
 
-int statusOfRead(int result) {
+int statusOfReadError(int result) {
     return result == -EMSGSIZE ? television::STATUS_NOT_CARRIED : television::STATUS_NOT_UNDERSTOOD;
 }
 

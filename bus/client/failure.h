@@ -2,7 +2,7 @@
 
 #include <string>
 
-// How the platform library reports failures of the bus. Private to the platform library.
+// How the platform library reports failures of the bus.
 
 namespace bus {
 
@@ -12,9 +12,9 @@ void report(char const* line) noexcept;
 void reportFailure(std::string const& target, char const* operation, int status) noexcept;
 
 /// The status of a message that could not be made or sent, by sd-bus's error number.
-int statusOfSend(int result);
+int statusOfSendError(int result);
 /// The status of a message that could not be read.
-int statusOfRead(int result);
+int statusOfReadError(int result);
 
 /// Runs the body of a handler that libsystemd calls. The handler is C code: an exception, which only a lack of memory
 /// causes, ends here.

@@ -33,8 +33,8 @@ void RecoveryQueue::start() {
             }
         }
         ++runningCount_;
-        auto const complete = [this, next, owner = ownerCount_](int status) {
-            if (owner == ownerCount_) {
+        auto const complete = [this, next, owner = lostOwnerCount_](int status) {
+            if (owner == lostOwnerCount_) {
                 end(next, status);
             }
         };
@@ -50,7 +50,7 @@ void RecoveryQueue::start() {
 }
 
 void RecoveryQueue::clear() {
-    ++ownerCount_;
+    ++lostOwnerCount_;
     waiting_.clear();
     runningCount_ = 0;
 }
@@ -64,8 +64,8 @@ void RecoveryQueue::end(Recovery const& recovery, int status) {
         if (recovery.retryDelay == FIRST_DELAY) {
             recovery.object->report("read", status);
         }
-        context_.connection.runLater(recovery.retryDelay, [this, recovery, owner = ownerCount_] {
-            if (owner == ownerCount_) {
+        context_.connection.runLater(recovery.retryDelay, [this, recovery, owner = lostOwnerCount_] {
+            if (owner == lostOwnerCount_) {
                 waiting_.push_back({recovery.object, std::min(2 * recovery.retryDelay, LAST_DELAY)});
                 start();
             }

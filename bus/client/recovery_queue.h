@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <deque>
 
-// Private to the platform library.
-
 namespace bus {
 
 struct KeyEntry;
@@ -36,7 +34,7 @@ private:
     ModelContext& context_;
     std::deque<Recovery> waiting_;
     std::size_t runningCount_ = 0;
-    std::uint64_t ownerCount_ = 0;  ///< How many televisions have gone.
+    std::uint64_t lostOwnerCount_ = 0;  ///< How many televisions have gone.
 };
 
 }  // namespace bus

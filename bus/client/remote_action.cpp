@@ -9,7 +9,7 @@ namespace bus {
 
 namespace {
 
-constexpr std::size_t MAX_UNANSWERED = 1000;  ///< The television may never answer.
+constexpr std::size_t MAX_PENDING_INVOCATIONS = 1000;  ///< The television may never answer.
 
 }  // namespace
 
@@ -19,7 +19,7 @@ int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> c
             ACTION_INTERFACE, "Invoke", [&arguments](sd_bus_message* message) { return append(message, arguments); },
             [this, &actionId](sd_bus_message* message) {
                 NRX_TRY(read(message, actionId));
-                addUnanswered(actionId);
+                addPendingInvocation(actionId);
                 return 0;
             });
     });
@@ -39,33 +39,33 @@ void ActionObject::handleSignal(sd_bus_message* signal) {
     }
     int const result = isResult ? readAll(signal, id, results) : readAll(signal, id, error);
     if (result < 0) {
-        report("notify", statusOfRead(result));
+        report("notify", statusOfReadError(result));
     } else if (isResult) {
-        notifyAnswer(id, [id, list = std::move(results)](auto& observer) { observer.notifyResult(id, list); });
+        notifyOutcome(id, [id, list = std::move(results)](auto& observer) { observer.notifyResult(id, list); });
     } else {
-        notifyAnswer(id, [id, error](auto& observer) { observer.notifyExecutionError(id, error); });
+        notifyOutcome(id, [id, error](auto& observer) { observer.notifyExecutionError(id, error); });
     }
 }
 
 void ActionObject::failPending() {
-    for (unsigned int const id : unanswered_) {
+    for (unsigned int const id : pendingInvocations_) {
         post([id](auto& observer) { observer.notifyExecutionError(id, television::STATUS_LOST); });
     }
-    unanswered_.clear();
+    pendingInvocations_.clear();
 }
 
-void ActionObject::addUnanswered(unsigned int id) {
+void ActionObject::addPendingInvocation(unsigned int id) {
     television::MutexLock const lock(context().mutex);
-    unanswered_.push_back(id);
-    if (unanswered_.size() > MAX_UNANSWERED) {
-        unanswered_.pop_front();
+    pendingInvocations_.push_back(id);
+    if (pendingInvocations_.size() > MAX_PENDING_INVOCATIONS) {
+        pendingInvocations_.pop_front();
     }
 }
 
 template <typename Notify>
-void ActionObject::notifyAnswer(unsigned int id, Notify notify) {
+void ActionObject::notifyOutcome(unsigned int id, Notify notify) {
     television::MutexLock const lock(context().mutex);
-    std::erase(unanswered_, id);
+    std::erase(pendingInvocations_, id);
     post(std::move(notify));
 }
 

@@ -5,8 +5,6 @@
 
 #include "bus/client/remote_object.h"
 
-// Private to the platform library.
-
 namespace bus {
 
 /// An action. All connected observers receive the answers to all clients' invocations.
@@ -22,12 +20,12 @@ public:
     void failPending() override;
 
 private:
-    void addUnanswered(unsigned int id);
+    void addPendingInvocation(unsigned int id);
     template <typename Notify>
-    void notifyAnswer(unsigned int id, Notify notify);
+    void notifyOutcome(unsigned int id, Notify notify);
 
     /// The invocations of this process that were not answered. Guarded by the context's mutex.
-    std::deque<unsigned int> unanswered_;
+    std::deque<unsigned int> pendingInvocations_;
 };
 
 }  // namespace bus

@@ -114,7 +114,7 @@ std::shared_ptr<ConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry& entry,
         if (found != entry.attempts.end() && !found->second->isReady()) {
             attempt = found->second;
             attempt->retryInterval *= 2;
-            attempt->nextCall = deadlineAfter(attempt->retryInterval);
+            attempt->nextRequest = deadlineAfter(attempt->retryInterval);
         } else {
             attempt = std::make_shared<ConnectAttempt>();
         }
@@ -135,16 +135,16 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ConnectAttempt> c
         return result;
     };
     auto const complete = [attempt](int status) {
-        auto const answer = [attempt](int prepared) {
+        auto const answer = [attempt](int initialStatus) {
             if (!std::exchange(attempt->isAnswered, true)) {
-                attempt->answer.set_value(prepared);
+                attempt->statusPromise.set_value(initialStatus);
             }
         };
         if (status != television::STATUS_OK || attempt->isAnswered) {  // Another call was answered first.
             answer(status);
         } else {
             assert(attempt->object != nullptr);
-            attempt->object->prepare(answer);
+            attempt->object->requestInitialValue(answer);
         }
     };
     connection.callAsync({entry.path, PROPERTIES_INTERFACE, "Get"}, Caller::CLIENT,

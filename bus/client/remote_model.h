@@ -10,26 +10,24 @@
 #include "bus/client/recovery_queue.h"
 #include "bus/client/remote_object.h"
 
-// Private to the platform library.
-
 namespace bus {
 
 /// The television's answer to the attempts of one observer to connect. The answer may take longer than one attempt
 /// waits, and the next attempt takes it then.
 struct ConnectAttempt {
-    std::promise<int> answer{};
-    std::shared_future<int> status = answer.get_future().share();
+    std::promise<int> statusPromise{};
+    std::shared_future<int> status = statusPromise.get_future().share();
     bool isAnswered = false;         ///< Used on the connection's thread.
     RemoteObject* object = nullptr;  ///< Set before the answer, if that is 0.
     // Guarded by the context's mutex. A call that the television has lost is repeated.
     std::chrono::seconds retryInterval{1};
-    Deadline nextCall = deadlineAfter(retryInterval);
+    Deadline nextRequest = deadlineAfter(retryInterval);
 
     [[nodiscard]] bool isReady() const { return status.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
     /// Whether another attempt may take the answer: a success while it holds, a failure until the next call is due.
     [[nodiscard]] bool isUsable() const {
         return isReady() && status.get() == television::STATUS_OK ? object->isPublished()
-                                                                  : std::chrono::steady_clock::now() < nextCall;
+                                                                  : std::chrono::steady_clock::now() < nextRequest;
     }
 };
 

@@ -12,8 +12,6 @@
 #include "television/observed_object.h"
 #include "television/status.h"
 
-// Private to the platform library.
-
 namespace bus {
 
 class RemoteIterator;
@@ -52,7 +50,7 @@ public:
 
     // Called on the connection's thread:
     /// Reads what must be known before an observer is connected.
-    virtual void prepare(Completion completion) { completion(television::STATUS_OK); }
+    virtual void requestInitialValue(Completion completion) { completion(television::STATUS_OK); }
     /// Handles a signal from the object's path.
     virtual void handleSignal(sd_bus_message* signal) = 0;
     /// Asks the next television whether it publishes the object, and for the value that observers missed.

@@ -122,7 +122,7 @@ void RemoteIterator::handleSignal(sd_bus_message* signal) {
         post([rows = std::move(rows)](Observer& observer) { television::notifyChunk(observer, rows); });
     }
     if (result < 0) {
-        reportFailure(path_, "notify", statusOfRead(result));
+        reportFailure(path_, "notify", statusOfReadError(result));
     }
 }
 
@@ -140,10 +140,10 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         NRX_TRY(readPath(message, iteratorPath));
         // Before the next message is read, which may be a signal of the iterator.
         iterator = std::make_shared<RemoteIterator>(context(), iteratorPath, observer);
-        decltype(iterators_)::Prepared prepared(iterator);
+        decltype(iterators_)::PreparedInsertion initialStatus(iterator);
         television::MutexLock const lock(context().mutex);
         context().iterators.insert_or_assign(iteratorPath, iterator);
-        iterators_.add(std::move(prepared));
+        iterators_.add(std::move(initialStatus));
         return 1;
     };
     int const status = catchToStatus([&] {

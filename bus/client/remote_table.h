@@ -8,8 +8,6 @@
 #include "television/iterators.h"
 #include "television/table_iterator.h"
 
-// Private to the platform library.
-
 namespace bus {
 
 /// An iterator that the television made for this process. Receives the signals of its path until it is destroyed.

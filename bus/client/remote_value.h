@@ -12,8 +12,6 @@
 #include "bus/protocol/contract.h"
 #include "television/kinds.h"
 
-// Private to the platform library.
-
 namespace bus {
 
 /// A plain value that the television has.
@@ -29,7 +27,7 @@ public:
         T value{};
         int const result = readChange(signal, value);
         if (result < 0) {
-            this->report("notify", statusOfRead(result));
+            this->report("notify", statusOfReadError(result));
         } else if (result > 0) {
             handleValue(value);
             television::MutexLock const lock(this->context().mutex);
@@ -181,20 +179,20 @@ class RemoteNumber : public RemoteValue<T> {
 public:
     using RemoteValue<T>::RemoteValue;
 
-    void prepare(Completion completion) override {
+    void requestInitialValue(Completion completion) override {
         this->requestValue(Caller::CLIENT, std::make_shared<T>(), std::move(completion));
     }
 
 protected:
     T readNumber() {
         T value{};
-        return this->read(value) == television::STATUS_OK ? value : last_.load();
+        return this->read(value) == television::STATUS_OK ? value : lastValue_.load();
     }
 
 private:
-    void handleValue(T const& value) override { last_ = value; }
+    void handleValue(T const& value) override { lastValue_ = value; }
 
-    std::atomic<T> last_ = 0;
+    std::atomic<T> lastValue_ = 0;
 };
 
 }  // namespace bus

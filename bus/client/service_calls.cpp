@@ -79,13 +79,13 @@ void ServiceConnection::routeCall(std::shared_ptr<PendingCall> const& call) {
 
 void ServiceConnection::sendOrHoldCall(std::shared_ptr<PendingCall> const& call) {
     if (isReconnecting_) {
-        int const status = statusOfSend(connectError_);
+        int const status = statusOfSendError(connectError_);
         call->end(status == television::STATUS_NO_RESOURCES ? status : static_cast<int>(television::STATUS_NO_BUS));
     } else if (isOwnerPending()) {
         heldCalls_.push_back(call);
     } else if (!owner_.empty()) {
         if (int const result = sendCall(call); result < 0) {
-            call->end(statusOfSend(result));
+            call->end(statusOfSendError(result));
         }
     } else if (call->caller == Caller::CLIENT) {
         heldCalls_.push_back(call);
@@ -145,7 +145,7 @@ int ServiceConnection::onReply(sd_bus_message* message, void* pending, sd_bus_er
             MessageBody const& readReply = call->isAbandoned ? call->late : call->reply;
             status = catchToStatus([&] {
                 int const result = readReply ? readReply(message) : 0;
-                return result >= 0 ? static_cast<int>(television::STATUS_OK) : statusOfRead(result);
+                return result >= 0 ? static_cast<int>(television::STATUS_OK) : statusOfReadError(result);
             });
         }
         call->end(status);
@@ -164,7 +164,7 @@ void ServiceConnection::callNoReply(Method method, MessageBody arguments) {
             if (owner_.empty()) {
                 reportFailure(called.path, called.name, television::STATUS_NO_TELEVISION);
             } else if (int const result = send(); result < 0) {
-                reportFailure(called.path, called.name, statusOfSend(result));
+                reportFailure(called.path, called.name, statusOfSendError(result));
             }
         });
     });

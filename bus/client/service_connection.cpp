@@ -222,7 +222,7 @@ void ServiceConnection::startService() {
     int const result =
         callBusDaemon<&ServiceConnection::onServiceStarted>(startSlot_, "StartServiceByName", SERVICE, NO_FLAGS);
     if (result < 0) {
-        failHeldCalls(statusOfSend(result));
+        failHeldCalls(statusOfSendError(result));
     } else {
         isServiceStarting_ = true;
     }

@@ -15,8 +15,6 @@
 #include "bus/protocol/task_queue.h"
 #include "television/catch_to_status.h"
 
-// Private to the platform library.
-
 namespace bus {
 
 using television::catchToStatus;

@@ -5,8 +5,6 @@
 #include <optional>
 #include <string>
 
-// Private to the platform library.
-
 namespace bus {
 
 /// The users whose processes may own the television's name: this process's own user and root, or, if NRX_BUS_OWNER is

@@ -5,8 +5,6 @@
 #include <optional>
 #include <string_view>
 
-// Private to both sides of the bus.
-
 namespace bus {
 
 /// The number of a user or a group that is given by its name or number; empty if there is none.

@@ -8,7 +8,7 @@
 
 #include "objbus/object_type.h"
 
-// The names and errors of bus/nrx.Television1.xml. Private to both sides of the bus.
+// The names and errors of bus/nrx.Television1.xml.
 
 namespace bus {
 

@@ -18,7 +18,7 @@
 #include "television/kinds.h"
 
 // The contents of messages. Every operation returns a negative error number when it fails, as sd-bus does; the caller
-// then discards the message. Private to both sides of the bus.
+// then discards the message.
 
 /// Returns from the function with the step's error number when the step fails. A step may contain others in a lambda.
 #define NRX_TRY(step) NRX_TRY_NUMBERED(step, __COUNTER__)

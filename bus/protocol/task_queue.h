@@ -8,8 +8,6 @@
 #include "bus/protocol/message.h"
 #include "television/mutex.h"
 
-// Private to both sides of the bus.
-
 namespace bus {
 
 /// Tasks that any thread posts to the thread of an event loop. The loop runs the tasks in the order of `post`, and

@@ -12,8 +12,6 @@
 
 #include "bus/protocol/message.h"
 
-// Private to the server.
-
 namespace bus::server {
 
 /// A client's connection has left the bus. The handler of a match with this rule must check the sender.

@@ -6,8 +6,6 @@
 #include <exception>
 #include <new>
 
-// Private to the server.
-
 namespace bus::server {
 
 /// Runs the body of a handler that libsystemd calls. An exception becomes the error of the reply.

@@ -10,11 +10,11 @@
 namespace bus::server {
 
 int SendQueue::send(Message message, std::size_t size) {
-    Latest none;
+    LatestMessage none;
     return send(std::move(message), size, none);
 }
 
-int SendQueue::send(Message message, std::size_t size, Latest& latest) {
+int SendQueue::send(Message message, std::size_t size, LatestMessage& latest) {
     QueuedMessage next{std::move(message), size + MESSAGE_OVERHEAD};
     if (auto const earlier = latest.queued_.lock()) {
         *earlier = std::move(next);

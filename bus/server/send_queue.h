@@ -8,8 +8,6 @@
 
 #include "bus/protocol/message.h"
 
-// Private to the server.
-
 namespace bus::server {
 
 /// Sends messages in their order. While the bus reads none, at most `MAX_CONNECTION_BYTES` of them are in sd-bus's own
@@ -26,7 +24,7 @@ public:
     static constexpr std::size_t MAX_CONNECTION_BYTES = std::size_t{8} * 1024 * 1024;
 
     /// Refers to the last message of one series while this message waits.
-    class Latest {
+    class LatestMessage {
         friend SendQueue;
         std::weak_ptr<QueuedMessage> queued_;
     };
@@ -39,7 +37,7 @@ public:
     /// Sends a message whose contents have so many bytes, now or later. Returns what `sd_bus_send` returns.
     int send(Message message, std::size_t size);
     /// The same for a message that replaces the last message of its series if that one still waits.
-    int send(Message message, std::size_t size, Latest& latest);
+    int send(Message message, std::size_t size, LatestMessage& latest);
 
     /// Sends waiting messages while sd-bus's queue has room. To be called when the connection may have sent some.
     void sendWaiting();

@@ -87,12 +87,12 @@ int ServedObject::appendInterfaces(sd_bus_message* message) const {
     return append(message, interfaces);
 }
 
-int ServedObject::appendInterfacesAndProperties(sd_bus_message* message, std::size_t& room) {
+int ServedObject::appendInterfacesAndProperties(sd_bus_message* message, std::size_t& remainingBytes) {
     return appendContainer(message, SD_BUS_TYPE_ARRAY, "{sa{sv}}", [&] {
         NRX_TRY(appendInterface(message, OBJECT_INTERFACE,
                                 [&] { return appendProperty(message, "Type", "i", static_cast<int>(type_)); }));
         return descriptor_ == nullptr ? 0 : appendInterface(message, descriptor_->interface, [&] {
-            int const result = descriptor_->appendProperties(message, *this, room);
+            int const result = descriptor_->appendProperties(message, *this, remainingBytes);
             bool const wasLeftOut = std::exchange(isValueLeftOut_, result == -EMSGSIZE);
             if (isValueLeftOut_ && !wasLeftOut) {
                 reportObject(key(), "the value is left out of the list of objects: " + reasonOf(result));

@@ -10,8 +10,6 @@
 #include "objbus/object.h"
 #include "objbus/root_interface.h"
 
-// Private to the server.
-
 namespace bus::server {
 
 class ServedIterators;
@@ -56,9 +54,9 @@ public:
     [[nodiscard]] std::size_t sizeWithoutValue() const;
     /// Appends the names of the interfaces.
     int appendInterfaces(sd_bus_message* message) const;
-    /// Appends the interfaces with the properties that can be read, and subtracts the value's bytes from the room. A
-    /// value for which there is no room is left out, which is reported the first time.
-    int appendInterfacesAndProperties(sd_bus_message* message, std::size_t& room);
+    /// Appends the interfaces with the properties that can be read, and subtracts the value's bytes from
+    /// `remainingBytes`. A value for which there is no room is left out, which is reported the first time.
+    int appendInterfacesAndProperties(sd_bus_message* message, std::size_t& remainingBytes);
 
 private:
     ServedObject(ObjectContext const& context, SignalEmitter emitter, objbus::ObjectTypeSpec type,

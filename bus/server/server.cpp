@@ -173,8 +173,8 @@ void Server::updateObject(std::string const& key) {
         objects_.erase(old);
     }
     if (added) {
-        emitManagerSignal(*added, "InterfacesAdded", [&added](sd_bus_message* message, std::size_t& room) {
-            return added->appendInterfacesAndProperties(message, room);
+        emitManagerSignal(*added, "InterfacesAdded", [&added](sd_bus_message* message, std::size_t& remainingBytes) {
+            return added->appendInterfacesAndProperties(message, remainingBytes);
         });
         addObject(std::move(added));
     }
@@ -193,9 +193,9 @@ void Server::emitManagerSignal(ServedObject const& object, char const* member, A
             return sd_bus_message_new_signal(bus_.get(), made, MODEL_PATH, MANAGER_INTERFACE, member);
         }));
         NRX_TRY(sd_bus_message_append(signal.get(), "o", object.path().c_str()));
-        std::size_t room = MAX_MESSAGE_BYTES - object.sizeWithoutValue();
-        NRX_TRY(appendContents(signal.get(), room));
-        return sendQueue_.send(std::move(signal), MAX_MESSAGE_BYTES - room);
+        std::size_t remainingBytes = MAX_MESSAGE_BYTES - object.sizeWithoutValue();
+        NRX_TRY(appendContents(signal.get(), remainingBytes));
+        return sendQueue_.send(std::move(signal), MAX_MESSAGE_BYTES - remainingBytes);
     };
     if (int const result = makeAndSend(); result < 0) {
         reportObject(object.key(), std::string(member) + " cannot be sent: " + reasonOf(result));
@@ -214,19 +214,19 @@ int Server::handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error) {
     if (size > MAX_MESSAGE_BYTES) {
         return refuseUnread(error, MODEL_PATH, -EMSGSIZE);
     }
-    std::size_t room = MAX_MESSAGE_BYTES - size;
+    std::size_t remainingBytes = MAX_MESSAGE_BYTES - size;
     Message reply;
     NRX_TRY(makeInto(reply, [call](auto made) { return sd_bus_message_new_method_return(call, made); }));
     NRX_TRY(appendContainer(reply.get(), SD_BUS_TYPE_ARRAY, "{oa{sa{sv}}}", [&] {
         for (auto const& entry : objects_) {
             NRX_TRY(appendContainer(reply.get(), SD_BUS_TYPE_DICT_ENTRY, "oa{sa{sv}}", [&] {
                 NRX_TRY(sd_bus_message_append(reply.get(), "o", entry.first.c_str()));
-                return entry.second->appendInterfacesAndProperties(reply.get(), room);
+                return entry.second->appendInterfacesAndProperties(reply.get(), remainingBytes);
             }));
         }
         return 0;
     }));
-    NRX_TRY(sendQueue_.send(std::move(reply), MAX_MESSAGE_BYTES - room));
+    NRX_TRY(sendQueue_.send(std::move(reply), MAX_MESSAGE_BYTES - remainingBytes));
     return 1;
 }
 

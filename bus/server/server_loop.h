@@ -6,8 +6,6 @@
 #include "bus/protocol/task_queue.h"
 #include "objbus/observer.h"
 
-// Private to the server.
-
 namespace bus::server {
 
 /// The event loop of the server, and what the television's notifications use. Outlives the television.

@@ -14,8 +14,6 @@
 #include "bus/server/report.h"
 #include "bus/server/send_queue.h"
 
-// Private to the server.
-
 namespace bus::server {
 
 /// Appends a dictionary entry with the name of a property and its value.
@@ -118,7 +116,7 @@ private:
         TaskQueue& tasks;
         SignalSource source;
         bool isClosed = false;
-        SendQueue::Latest latestChange{};
+        SendQueue::LatestMessage latestChange{};
     };
 
     template <typename T>

@@ -179,7 +179,7 @@ constexpr sd_bus_vtable TABLE_VTABLE[] = {
 constexpr std::size_t MAX_LISTED_BYTES = std::size_t{64} * 1024;  ///< Of one value in a list of all objects.
 
 template <typename T>
-int appendValue(sd_bus_message* message, ServedObject const& object, std::size_t& room) {
+int appendValue(sd_bus_message* message, ServedObject const& object, std::size_t& remainingBytes) {
     T value{};
     try {
         if (readValue(object, value) != television::STATUS_OK || sizeOf(value) > MAX_LISTED_BYTES) {
@@ -188,14 +188,16 @@ int appendValue(sd_bus_message* message, ServedObject const& object, std::size_t
     } catch (...) {  // A failure of one object leaves the others readable.
         return 0;
     }
-    if (wireSize(value) > room) {
+    if (wireSize(value) > remainingBytes) {
         return -EMSGSIZE;
     }
-    room -= wireSize(value);
+    remainingBytes -= wireSize(value);
     return appendProperty(message, "Value", PlainKind<T>::SIGNATURE, value);
 }
 
-int appendNothing(sd_bus_message* /*message*/, ServedObject const& /*object*/, std::size_t& /*room*/) { return 0; }
+int appendNothing(sd_bus_message* /*message*/, ServedObject const& /*object*/, std::size_t& /*remainingBytes*/) {
+    return 0;
+}
 
 template <typename Observer>
 std::unique_ptr<objbus::Observer> makeObserver(SignalEmitter const& emitter) {

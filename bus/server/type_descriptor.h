@@ -9,8 +9,6 @@
 #include "bus/server/signal_emitter.h"
 #include "objbus/object.h"
 
-// Private to the server.
-
 namespace bus::server {
 
 class ServedObject;
@@ -22,9 +20,10 @@ struct TypeDescriptor {
     sd_bus_vtable const* vtable;  ///< Of the interface. The handlers are given a `ServedObject` of the type.
     std::unique_ptr<objbus::Observer> (*makeObserver)(SignalEmitter const& emitter);
     bool (*isInstance)(objbus::Object* object);
-    /// Appends the properties that can be read, and subtracts their bytes from the room. Appends nothing and returns
+    /// Appends the properties that can be read, and subtracts their bytes from `remainingBytes`. Appends nothing and
+    /// returns
     /// `-EMSGSIZE` if there is too little room.
-    int (*appendProperties)(sd_bus_message* message, ServedObject const& object, std::size_t& room);
+    int (*appendProperties)(sd_bus_message* message, ServedObject const& object, std::size_t& remainingBytes);
 };
 
 /// All types that have an interface of their own.
