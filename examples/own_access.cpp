@@ -99,6 +99,6 @@ int main() {
     television.waitUntilDelivered();
     assert((recording.answers == std::vector<std::string>{"failed: -7", "recorded News"}));
 
-    std::unique_ptr<ValueAccessBase>(std::move(volume)).reset();  // By any base, likewise.
+    std::unique_ptr<ValueAccessBase>(std::move(volume)).reset();  // Deletes through a base class.
     assert(television.registrations("audio.volume") == 0);
 }

@@ -59,7 +59,7 @@ struct ConnectFault {
 /// A fault of a key's reads of strings and lists. Reads of numbers have no status.
 struct ReadFault {
     int status = 0;        ///< The return value of the read.
-    bool halfWay = false;  ///< Returns the first half of the value instead of nothing.
+    bool halfWay = false;  ///< Returns half of the value beside the status. Otherwise a failed read returns none.
 };
 
 /// The inter-process framework's result of a lookup of the root interface.

@@ -13,7 +13,7 @@ namespace bus {
 
 namespace {
 
-/// Blocks the signals of the process but for those of a fault. Threads that are started meanwhile inherit this.
+/// Blocks all signals but those of a fault on this thread. Threads that this thread starts inherit the blocked signals.
 class SignalsBlocked {
 public:
     SignalsBlocked() {
@@ -87,7 +87,7 @@ int RemoteModel::connect(std::string const& key, objbus::Observer* observer, obj
     }
     television::MutexLock const lock(mutex);
     int status = attempt->status.get();
-    if (status == television::STATUS_OK && !attempt->object->isPublished()) {  // Withdrawn meanwhile.
+    if (status == television::STATUS_OK && !attempt->object->isPublished()) {  // Withdrawn since the reply.
         status = television::STATUS_NOT_PUBLISHED;
     }
     if (status == television::STATUS_OK) {

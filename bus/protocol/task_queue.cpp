@@ -46,7 +46,7 @@ int TaskQueue::runTasks(sd_event_source* /*source*/, int descriptor, unsigned in
     for (auto const& task : due) {
         try {
             task();
-        } catch (...) {  // For example without memory: the other tasks run all the same.
+        } catch (...) {  // For example without memory. The other tasks still run.
         }
     }
     return 0;
