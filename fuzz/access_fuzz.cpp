@@ -71,7 +71,7 @@ public:
     }
 
 private:
-    Slot& slot() { return slots_[count()]; }
+    Slot& slot() { return slots_[makeCount()]; }
 
     void check() {
         television.waitUntilDelivered();
@@ -91,13 +91,13 @@ private:
     /// Mostly changes the object of an access object, with values of the expected kind.
     void changeAnyKey() {
         if (Slot const& user = slot(); bytes.nextBool() && user.access) {
-            return change(user.reference->key, std::min(user.reference->kind, TABLE));
+            return changeKey(user.reference->key, std::min(user.reference->kind, TABLE));
         }
         auto const& [key, usual] = bytes.pick(KEYS);
-        change(key, usual);
+        changeKey(key, usual);
     }
 
-    void arm(void const* used) override {
+    void prepareReaction(void const* used) override {
         Slot& receiver = slot();
         if (bytes.nextBool() && &receiver != used) {
             receiver.reaction = [this, &receiver, isWhole = bytes.nextBool()] {
@@ -131,14 +131,14 @@ private:
             end(slot);
         }
         slot.access.reset();
-        slot.reference->release();
+        slot.reference->simulateDestruction();
         slot.expected.resize(slot.received.size());
     }
 
     void useSlot(Slot& slot) {
         if (!slot.access) {
             auto const& [key, usual] = bytes.pick(KEYS);
-            int const made = kind(usual == TABLE ? bytes.number<int>(TABLE, ITERATOR) : usual);
+            int const made = makeKind(usual == TABLE ? bytes.number<int>(TABLE, ITERATOR) : usual);
             ReferenceObserver const observer{static_cast<Kind>(made), key,
                                              [&slot](Strings const& line) { slot.expected.push_back(line); }};
             slot.reference = std::make_shared<ReferenceAccess>(reference, observer);
@@ -153,12 +153,12 @@ private:
             [&] { run([budgetMs = bytes.number(-1, 301)](auto& access) { return access.connect(budgetMs); }); },
             [&] { run([](auto& access) { return access.disconnect(); }); },
             [&] {
-                run(value(usual), [](auto& access, Value& out) {
+                run(makeValue(usual), [](auto& access, Value& out) {
                     return std::visit([&](auto& variable) { return access.getValue(variable); }, out);
                 });
             },
             [&] {
-                run([written = value(usual)](auto& access) {
+                run([written = makeValue(usual)](auto& access) {
                     return std::visit([&](auto const& plain) { return access.setValue(plain); }, written);
                 });
             },
@@ -168,8 +168,8 @@ private:
     void useSlotByKind(Slot& slot) {
         if (auto* const action = dynamic_cast<ActionAccess*>(slot.access.get())) {
             chooseAnswer();
-            arm(&slot);
-            Arguments const arguments{{0, 0, 0, text()}};
+            prepareReaction(&slot);
+            Arguments const arguments{{0, 0, 0, makeText()}};
             runBoth(*slot.reference, *action, 7U,
                     [&](auto& access, unsigned int& id) { return access.invoke(id, arguments); });
             checkArguments();
@@ -219,13 +219,13 @@ private:
             case 3:
                 return run([on](auto& facade) { on ? facade.startEventListener() : facade.stopEventListener(); });
             case 4: {
-                RecordingClient* const client = on ? &clients_[count() / 2] : nullptr;
+                RecordingClient* const client = on ? &clients_[makeCount() / 2] : nullptr;
                 return run([client](auto& facade) { facade.setClient(client); });
             }
             case 5:
-                return run([key, list = texts()](auto& facade) { facade.setAccessValue(key, list); });
+                return run([key, list = makeTexts()](auto& facade) { facade.setAccessValue(key, list); });
             case 6:
-                return run(texts(), [key](auto& facade, Strings& list) { facade.getAccessValue(key, list); });
+                return run(makeTexts(), [key](auto& facade, Strings& list) { facade.getAccessValue(key, list); });
             case 7:
                 return run(std::string(), [](auto& facade, auto& version) { version = facade.getSoftwareVersion(); });
             default:
@@ -237,7 +237,7 @@ private:
     void releaseFacade() {
         clearFaults();
         facade_.reset();
-        referenceFacade_->release();
+        referenceFacade_->simulateDestruction();
         referenceFacade_.reset();
     }
 

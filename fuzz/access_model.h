@@ -37,7 +37,7 @@ public:
         }
         if (kind != TABLE && (throwsFrom(Call::type) || keyState_.object->type != TYPES[kind])) {
             failIfThrowing(Call::disconnect);
-            unregister(keyState_.object);
+            removeRegistrations(keyState_.object);
             failIfThrowing(Call::type);
             throw Failure{STATUS_ERR_VALUE_TYPE_MISMATCH};
         }
@@ -47,7 +47,7 @@ public:
     void disconnect() {
         if (kind != ITERATOR && television_.isReachable) {
             failIfThrowing(Call::disconnect);
-            unregister(object);
+            removeRegistrations(object);
         }
         object = nullptr;
     }
@@ -118,7 +118,7 @@ public:
             destroy();
             failIfThrowing(Call::createIterator);
         } catch (Failure const& failure) {
-            table->release();
+            table->simulateDestruction();
             throw Failure{failure.status == STATUS_THROWS ? STATUS_THROWS : STATUS_NO_TABLE};
         }
         if (!keyState_.refusesIterators) {
@@ -126,7 +126,7 @@ public:
             television_.iterators.insert(this);
             receive(lineOf("ready", 0));
         }
-        auto const former = std::exchange(table_, table);
+        auto const former = std::exchange(iteratorTable_, table);
         former ? former->disconnect() : void();
     }
 
@@ -145,9 +145,9 @@ public:
     void commit() const { receiveFromTable(lineOf("commit", 0)); }
 
     /// What the destructor does. A registration that the television does not end remains.
-    void release() {
+    void simulateDestruction() {
         statusOf([this] { object != nullptr ? disconnect() : void(); });
-        statusOf([this] { table_ ? table_->disconnect() : void(); });
+        statusOf([this] { iteratorTable_ ? iteratorTable_->disconnect() : void(); });
     }
     [[nodiscard]] bool throwsFrom(Call call) const { return keyState_.throwingCall == call; }
     /// Whether there is a registration, not counting those with the object.
@@ -174,7 +174,7 @@ private:
         television_.set(object, value);
     }
     /// Ends the registrations with the object; without one, with all.
-    void unregister(ReferenceObject const* source) {
+    void removeRegistrations(ReferenceObject const* source) {
         std::erase_if(television_.registrations, [this, source](auto& registration) {
             return registration.first.get() == this && (source == nullptr || registration.second == source);
         });
@@ -184,7 +184,7 @@ private:
     ReferenceTelevision& television_;
     ReferenceKey& keyState_;
     int budgetMs_ = 1000;
-    std::shared_ptr<ReferenceAccess> table_;  ///< An iterator's, connected.
+    std::shared_ptr<ReferenceAccess> iteratorTable_;  ///< An iterator's, connected.
 };
 
 /// The facade. Its operations return nothing, so that only the failure `STATUS_THROWS` counts.
@@ -227,8 +227,8 @@ public:
     }
 
     /// What the destructor does.
-    void release() {
-        std::for_each(accesses_.begin(), accesses_.end(), [](auto& part) { part.second->release(); });
+    void simulateDestruction() {
+        std::for_each(accesses_.begin(), accesses_.end(), [](auto& part) { part.second->simulateDestruction(); });
     }
 
 private:

@@ -32,34 +32,34 @@ protected:
     }
     ~FuzzedTelevision() = default;
 
-    std::size_t count() { return bytes.number<std::size_t>(0, 3); }
-    std::string text() { return bytes.text(4); }
-    Strings texts() {
-        return bytes.list(count(), [this] { return text(); });
+    std::size_t makeCount() { return bytes.number<std::size_t>(0, 3); }
+    std::string makeText() { return bytes.text(4); }
+    Strings makeTexts() {
+        return bytes.list(makeCount(), [this] { return makeText(); });
     }
     /// Mostly the usual kind.
-    int kind(int usual) { return bytes.nextBool() ? usual : bytes.number<int>(INTEGER, ITERATOR); }
-    Value plainValue(int kind) {
+    int makeKind(int usual) { return bytes.nextBool() ? usual : bytes.number<int>(INTEGER, ITERATOR); }
+    Value makePlainValue(int kind) {
         auto const edge = bytes.PickValueInArray({INT_MIN - 1LL, 0LL + INT_MIN, -1LL, 0LL + INT_MAX, INT_MAX + 1LL});
         int const small = static_cast<int>(edge);
         return kind == INTEGER    ? Value(small)
                : kind == INT64    ? Value(edge)
-               : kind == TEXT     ? Value(text())
-               : kind == INTEGERS ? Value(std::vector<int>(count(), small))
-                                  : Value(texts());
+               : kind == TEXT     ? Value(makeText())
+               : kind == INTEGERS ? Value(std::vector<int>(makeCount(), small))
+                                  : Value(makeTexts());
     }
-    Value value(int usual) { return plainValue(kind(usual)); }
-    Rows rows() {
-        return bytes.list(count(), [this] { return texts(); });
+    Value makeValue(int usual) { return makePlainValue(makeKind(usual)); }
+    Rows makeRows() {
+        return bytes.list(makeCount(), [this] { return makeTexts(); });
     }
 
     /// Decides what receivers do inside their next notification; that of the access object in use does nothing.
-    virtual void arm(void const* used) = 0;
+    virtual void prepareReaction(void const* used) = 0;
 
     void publish(std::string const& key, int kind) {
         ReferenceObject object{kind <= TABLE ? TYPES[kind] : bytes.PickValueInArray({-1, 0, 5, 7, 9, 255})};
         if (kind < ACTION) {
-            television.publish(key, object.value = plainValue(kind));
+            television.publish(key, object.value = makePlainValue(kind));
         } else if (kind == ACTION) {
             object.script = [this](Arguments const& arguments) {
                 invocations.push_back(arguments);
@@ -67,7 +67,7 @@ protected:
             };
             television.publishAction(key, object.script);
         } else if (kind == TABLE) {
-            television.publishTable(key, object.rows = rows());
+            television.publishTable(key, object.rows = makeRows());
         } else {
             television.publishBare(key, static_cast<ObjectTypeSpec>(object.type));
         }
@@ -85,22 +85,22 @@ protected:
     }
 
     /// Changes a value, an object or a fault under the key.
-    void change(std::string const& name, int usual) {
+    void changeKey(std::string const& name, int usual) {
         ReferenceKey& key = reference.keys[name];
         auto const setRows = [&] {
-            Rows const changed = rows();
-            arm(nullptr);
+            Rows const changed = makeRows();
+            prepareReaction(nullptr);
             bool const fits = reference.setRows(key.object, changed);
             expect(television.setRows(name, changed) == fits, "a table takes rows");
         };
         auto const set = [&] {
-            Value const changed = value(usual);
-            arm(nullptr);
+            Value const changed = makeValue(usual);
+            prepareReaction(nullptr);
             bool const fits = reference.set(key.object, changed);
             expect(television.set(name, changed) == fits, "an object takes values of its type");
         };
         bytes.runOneOf(
-            [&] { publish(name, kind(usual)); },
+            [&] { publish(name, makeKind(usual)); },
             [&] { expect(reference.withdraw(name) == television.withdraw(name), "what is published is withdrawn"); },
             setRows, setRows,
             [&] {
@@ -134,8 +134,8 @@ protected:
         if (int const outcome = bytes.number(0, 2); outcome == 1) {
             answer.outcome = bytes.number<int>();
         } else if (outcome == 2) {
-            auto const makeResult = [this] { return Argument{0, bytes.number<std::int8_t>(-1, 3), 0, text()}; };
-            answer.outcome = bytes.list(count(), makeResult);
+            auto const makeResult = [this] { return Argument{0, bytes.number<std::int8_t>(-1, 3), 0, makeText()}; };
+            answer.outcome = bytes.list(makeCount(), makeResult);
         }
     }
     void checkArguments() const {

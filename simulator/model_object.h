@@ -85,7 +85,7 @@ public:
             return false;
         }
         value_ = *changed;
-        this->postChange(sizeOf(value_),
+        this->postChange(payloadSize(value_),
                          [changedTo = value_](auto& observer) { (observer.*PlainKind<T>::NOTIFY)(changedTo); });
         return true;
     }
@@ -95,7 +95,7 @@ public:
 protected:
     template <typename Written>
     int write(Written const& written) {
-        T value = writtenValue(written);
+        T value = valueFromWriteArgument(written);
         LockedModel const operation(*this, Call::write);
         ++this->entry().counts.writes;
         if (this->isWithdrawn()) {

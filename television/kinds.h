@@ -51,7 +51,7 @@ NRX_PLAIN_KINDS(NRX_DESCRIBE_KIND)
 
 /// Calls `use.operator()<T>()` for the value type of each kind until a call returns true. Returns whether one did.
 template <typename Use>
-bool anyPlainKind(Use const& use) {
+bool anyOfPlainKinds(Use const& use) {
 #define NRX_USE(T, ...) || use.template operator()<T>()
     return false NRX_PLAIN_KINDS(NRX_USE);
 #undef NRX_USE
@@ -80,15 +80,15 @@ void objectFor(objbus::ObjectTypeSpec type, Make const& make) {
 
 /// The approximate payload of a number in bytes.
 template <typename Number>
-requires std::is_arithmetic_v<Number> std::size_t sizeOf(Number /*value*/) { return sizeof(long long); }
+requires std::is_arithmetic_v<Number> std::size_t payloadSize(Number /*value*/) { return sizeof(long long); }
 /// The approximate payload of a string in bytes.
-inline std::size_t sizeOf(std::string const& value) { return value.size() + sizeof(long long); }
+inline std::size_t payloadSize(std::string const& value) { return value.size() + sizeof(long long); }
 /// The approximate payload of a list in bytes: the sum of its elements' payloads.
 template <typename T>
-std::size_t sizeOf(std::vector<T> const& values) {
+std::size_t payloadSize(std::vector<T> const& values) {
     std::size_t size = 0;
     for (T const& value : values) {
-        size += sizeOf(value);
+        size += payloadSize(value);
     }
     return size;
 }
@@ -96,11 +96,11 @@ std::size_t sizeOf(std::vector<T> const& values) {
 /// Converts the argument of a write operation to a value. A plain value stays unchanged. Elements by position become a
 /// list in the order of the positions, without gaps.
 template <typename T>
-T const& writtenValue(T const& value) {
+T const& valueFromWriteArgument(T const& value) {
     return value;
 }
 template <typename Element>
-std::vector<Element> writtenValue(std::map<int, Element> const& elements) {
+std::vector<Element> valueFromWriteArgument(std::map<int, Element> const& elements) {
     std::vector<Element> list;
     list.reserve(elements.size());
     for (auto const& [position, element] : elements) {

@@ -12,7 +12,7 @@ namespace television {
 constexpr char ROOT_INTERFACE_NAME[] = "torvi.ob.interfaces.tvapi.RootInterface";
 
 /// The root interface's reserved operations, which the televisions do not support.
-class RootBase : public objbus::RootInterface {
+class RootInterfaceBase : public objbus::RootInterface {
 public:
     int platformReserved1() override { return STATUS_NOT_SUPPORTED; }
     int platformReserved2() override { return STATUS_NOT_SUPPORTED; }

@@ -109,7 +109,7 @@ void FacadeWorker::updateListener(ListType type) {
     bool isOn = false;
     {
         television::MutexLock const lock(mutex_);
-        isOn = hasListener(type);
+        isOn = hasListeningDocument(type);
     }
     session_->setListening(type, isOn);
 }
@@ -149,14 +149,14 @@ void FacadeWorker::run() {
     session_ = nullptr;
 }
 
-bool FacadeWorker::hasListener(ListType type) const {
+bool FacadeWorker::hasListeningDocument(ListType type) const {
     return std::any_of(documents_.begin(), documents_.end(),
                        [&](auto const& document) { return document->isListening(type); });
 }
 
 bool FacadeWorker::isReconnectNeeded() {
     for (ListType const type : LISTS) {
-        if (startedSession_ != nullptr && !startedSession_->list(type).isConnected() && hasListener(type)) {
+        if (startedSession_ != nullptr && !startedSession_->list(type).isConnected() && hasListeningDocument(type)) {
             return true;
         }
     }

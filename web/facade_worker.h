@@ -65,7 +65,7 @@ private:
     void run();
     /// Starts or stops the facade's listener of the type.
     void updateListener(ListType type);
-    [[nodiscard]] bool hasListener(ListType type) const NRX_REQUIRES(mutex_);
+    [[nodiscard]] bool hasListeningDocument(ListType type) const NRX_REQUIRES(mutex_);
     /// Whether a document listens to a list that is not connected.
     [[nodiscard]] bool isReconnectNeeded() NRX_REQUIRES(mutex_);
     void reconnectLists() noexcept;

@@ -7,7 +7,7 @@
 
 namespace {
 
-class Root final : public television::RootBase {
+class Root final : public television::RootInterfaceBase {
 public:
     int connectObject(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
         return bus::catchToStatus([&] { return bus::RemoteModel::get().connect(key, observer, object); });

@@ -71,7 +71,7 @@ protected:
     template <typename Written>
     int write(Written const& written) const {
         int const status = catchToStatus([&] {
-            auto const& value = television::writtenValue(written);
+            auto const& value = television::valueFromWriteArgument(written);
             auto const arguments = [&value](sd_bus_message* message) {
                 NRX_TRY(sd_bus_message_append(message, "ss", Kind::INTERFACE, "Value"));
                 return appendVariant(message, Kind::SIGNATURE, value);
@@ -120,7 +120,7 @@ private:
 
     /// Called with the context's mutex held.
     void notifyValue(std::shared_ptr<T const> value) {
-        this->postChange(sizeOf(*value), [value](auto& observer) { (observer.*Kind::NOTIFY)(*value); });
+        this->postChange(payloadSize(*value), [value](auto& observer) { (observer.*Kind::NOTIFY)(*value); });
         lastNotified_ = std::move(value);
         missedValue_.reset();
         this->endRecovery();

@@ -47,7 +47,7 @@ int ServiceConnection::call(Method method, Deadline deadline, MessageBody argume
                             MessageBody late) {
     std::shared_ptr<PendingCall> const call(new PendingCall{*this, std::move(method), Caller::CLIENT,
                                                             std::move(arguments), std::move(reply), std::move(late)});
-    tasks_.post([this, call] { beginCall(call); });
+    tasks_.post([this, call] { startCall(call); });
     television::MutexLock lock(call->mutex);
     while (!call->isEnded && lock.waitUntil(call->ended, deadline)) {
     }
@@ -59,10 +59,10 @@ void ServiceConnection::callAsync(Method method, Caller caller, MessageBody argu
                                   Completion completion) {
     std::shared_ptr<PendingCall> const call(new PendingCall{
         *this, std::move(method), caller, std::move(arguments), std::move(reply), {}, std::move(completion)});
-    tasks_.post([this, call] { beginCall(call); });
+    tasks_.post([this, call] { startCall(call); });
 }
 
-void ServiceConnection::beginCall(std::shared_ptr<PendingCall> const& call) {
+void ServiceConnection::startCall(std::shared_ptr<PendingCall> const& call) {
     if (isReconnecting_ && call->caller == Caller::CLIENT) {
         runNoexcept([this] { connectBus(); });
     }

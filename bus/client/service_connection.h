@@ -112,7 +112,7 @@ private:
     void startService();
 
     // The calls: service_calls.cpp.
-    void beginCall(std::shared_ptr<PendingCall> const& call);
+    void startCall(std::shared_ptr<PendingCall> const& call);
     void routeCall(std::shared_ptr<PendingCall> const& call);
     void sendOrHoldCall(std::shared_ptr<PendingCall> const& call);
     int sendCall(std::shared_ptr<PendingCall> const& call);

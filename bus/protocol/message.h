@@ -67,7 +67,7 @@ bool hasValidText(std::vector<T> const& values) {
     return std::all_of(values.begin(), values.end(), [](T const& value) { return hasValidText(value); });
 }
 
-using television::sizeOf;
+using television::payloadSize;
 
 /// The limit for the values of a message together, as `wireSize` counts them. A bus with dbus-daemon's built-in limits
 /// ends a connection that sends 32 MiB; the rest is room for the header and the containers.

@@ -93,11 +93,11 @@ int ServedObject::appendInterfacesAndProperties(sd_bus_message* message, std::si
                                 [&] { return appendProperty(message, "Type", "i", static_cast<int>(type_)); }));
         return descriptor_ == nullptr ? 0 : appendInterface(message, descriptor_->interface, [&] {
             int const result = descriptor_->appendProperties(message, *this, remainingBytes);
-            bool const wasLeftOut = std::exchange(isValueLeftOut_, result == -EMSGSIZE);
-            if (isValueLeftOut_ && !wasLeftOut) {
+            bool const wasOmitted = std::exchange(isValueOmitted_, result == -EMSGSIZE);
+            if (isValueOmitted_ && !wasOmitted) {
                 reportObject(key(), "the value is left out of the list of objects: " + reasonOf(result));
             }
-            return isValueLeftOut_ ? 0 : result;
+            return isValueOmitted_ ? 0 : result;
         });
     });
 }

@@ -72,7 +72,7 @@ private:
     TypeDescriptor const* const descriptor_;  ///< Null for a type that has no interface of its own.
     std::unique_ptr<objbus::Observer> observer_;
     objbus::Object* object_ = nullptr;
-    bool isValueLeftOut_ = false;
+    bool isValueOmitted_ = false;
 };
 
 }  // namespace bus::server

@@ -182,7 +182,7 @@ template <typename T>
 int appendValue(sd_bus_message* message, ServedObject const& object, std::size_t& remainingBytes) {
     T value{};
     try {
-        if (readValue(object, value) != television::STATUS_OK || sizeOf(value) > MAX_LISTED_BYTES) {
+        if (readValue(object, value) != television::STATUS_OK || payloadSize(value) > MAX_LISTED_BYTES) {
             return 0;
         }
     } catch (...) {  // A failure of one object leaves the others readable.

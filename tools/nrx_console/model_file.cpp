@@ -95,7 +95,7 @@ private:
 /// The names of all types in a model file.
 Words fileTypes() {
     Words names;
-    television::anyPlainKind([&names]<typename T>() {
+    television::anyOfPlainKinds([&names]<typename T>() {
         names.push_back(television::PlainKind<T>::NAME);
         return false;
     });
@@ -268,7 +268,7 @@ Words wordsOfValue(television::Value const& value) {
 
 std::string typeName(objbus::ObjectTypeSpec type) {
     std::string name;
-    bool const isPlain = television::anyPlainKind([&]<typename T>() {
+    bool const isPlain = television::anyOfPlainKinds([&]<typename T>() {
         name = television::PlainKind<T>::NAME;
         return type == television::PlainKind<T>::TYPE;
     });

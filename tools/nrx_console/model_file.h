@@ -55,7 +55,7 @@ std::string typeNames();
 /// one.
 template <typename Use>
 bool usePlainKind(std::string const& name, Use const& use) {
-    return television::anyPlainKind([&]<typename T>() {
+    return television::anyOfPlainKinds([&]<typename T>() {
         bool const isNamed = name == television::PlainKind<T>::NAME;
         if (isNamed) {
             use.template operator()<T>();
