@@ -1,6 +1,5 @@
-// Testing a client of your own, in two ways. Without any television: fakes stand in the places of the facade's access
-// objects, and what the television would publish is said by the test itself. And against the simulated television,
-// which fails where it is told to.
+// Two ways to test a client of your own. `withFakes` has no television: fakes replace the facade's access objects, and
+// the test sends the notifications. `withATelevisionThatFails` uses the simulated television and its faults.
 
 #undef NDEBUG
 #include <cassert>
@@ -20,9 +19,9 @@ using Strings = std::vector<std::string>;
 
 using model_keys::COMMAND, model_keys::EVENT;
 
-/// A list that is always there, and remembers what is written to it.
+/// A list that is always connected and stores the written strings.
 struct FakeList : NRXModelAccess::StringListAccess {
-    using ValueAccessT::getValue, ValueAccessT::setValue;  // The overloads that are not replaced here.
+    using ValueAccessT::getValue, ValueAccessT::setValue;  // Keeps the overloads that this class does not override.
     int connect(int /*timeoutMs*/) override { return STATUS_OK; }
     int getValue(Strings& out) override { return out = list, STATUS_OK; }
     int setValue(Strings const& value) override { return list = value, STATUS_OK; }
@@ -30,7 +29,7 @@ struct FakeList : NRXModelAccess::StringListAccess {
     Strings list;
 };
 
-/// A text that is always there.
+/// A string that is always connected.
 struct FakeString : NRXModelAccess::StringAccess {
     using ValueAccessT::getValue;
     explicit FakeString(std::string value) : text(std::move(value)) {}
@@ -39,10 +38,10 @@ struct FakeString : NRXModelAccess::StringAccess {
     std::string text;
 };
 
-/// The client under test: plays what it is told to, and reports.
+/// The client under test: plays the channel of a "play" command and writes an event.
 struct Player final : NRXModelAccessClient {
     void onNRXCommandReceived(Strings const& command) override {
-        if (command.size() != 2 || command[0] != "play") {  // Such as the empty list of a television that came back.
+        if (command.size() != 2 || command[0] != "play") {  // A restarted television sends an empty list.
             return;
         }
         played.push_back(command[1]);
@@ -54,7 +53,7 @@ struct Player final : NRXModelAccessClient {
     Strings played;
 };
 
-/// A facade of one's own, which counts the commands on their way.
+/// A facade class of your own, which counts the received commands.
 struct CountingAccess : NRXModelAccess {
     using NRXModelAccess::NRXModelAccess;
     void onNRXCommandValueChanged(IValueObject const& value) override {
@@ -73,21 +72,21 @@ void withFakes() {
                           std::make_shared<FakeString>("F3A9"), std::make_shared<FakeString>("OL-55-D"));
     player.service = &facade;
 
-    // The facade leaves the handlers of injected lists to their maker. Bound to the virtual operation of the interface,
-    // they reach the facade's own.
+    // The facade sets no handler on injected lists. The handler is bound to the interface, so that a notification calls
+    // the override in `CountingAccess`.
     command->setNewValueHandler(
         make_value_handler<INrxModelAccess>(&facade, &INrxModelAccess::onNRXCommandValueChanged));
     facade.start();
     facade.startCommandListener();
 
-    // The queries ask the fakes, each in its place.
+    // Each query reads its fake.
     assert(facade.getSoftwareVersion() == "7.2" && facade.getFeatureCode() == "F3A9");
     assert(facade.getModelname() == "OL-55-D");
 
-    // A command arrives as the television would send it, through the interface that the television knows.
+    // This notification sends a command as the television does, through the observer interface.
     static_cast<objbus::ObserverVectorString&>(*command).notifyStringVector({"play", "channel 5"});
     assert(facade.commands == 1 && player.played == Strings{"channel 5"});
-    assert((event->list == Strings{"playing", "channel 5"}));  // What the client reported.
+    assert((event->list == Strings{"playing", "channel 5"}));  // The client wrote this event.
 
     Strings reported;
     facade.getAccessValue(EVENT, reported);
@@ -101,18 +100,18 @@ void withATelevisionThatFails() {
     player.service = &facade;
     television.publish(COMMAND, Strings{});
     television.publish(EVENT, Strings{});
-    television.failConnects(EVENT, {42, false, 12});  // For twelve attempts the event list is not to be had.
-    facade.start();                                   // Gives up after ten of them, and says so in the log.
+    television.failConnects(EVENT, {42, false, 12});  // The next twelve attempts to connect the event list fail.
+    facade.start();                                   // Logs a failure after ten attempts.
     facade.startCommandListener();
 
-    // The client is not told of that: its first report connects on demand, and gets through.
+    // The client receives no failure. Its first write of the event list connects the list.
     television.set(COMMAND, Strings{"play", "channel 5"});
     television.set(COMMAND, Strings{});
     television.waitUntilDelivered();
     assert(player.played == Strings{"channel 5"});
     assert(television.get(EVENT) == simulator::Value(Strings{"playing", "channel 5"}));
 
-    // Nor is it told that a read fails: its variable is left as it was.
+    // The caller receives no failure of a read either, and its variable is unchanged.
     television.failReads(EVENT, {43});
     Strings reported{"unchanged"};
     facade.getAccessValue(EVENT, reported);

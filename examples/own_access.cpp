@@ -1,5 +1,5 @@
-// Access objects of one's own, where a handler is not enough: a value with a rule for what is written and a memory of
-// what came, and an action that hears its answers itself.
+// Access classes of your own, for programs that need more than a handler. `Volume` limits the written value and keeps
+// the loudest received value. `Recording` receives the action's replies itself.
 
 #undef NDEBUG
 #include <algorithm>
@@ -17,13 +17,13 @@ namespace {
 
 using namespace orvane::system::support;
 
-/// Called in the destructor of a class of one's own, while all of it is there: until the disconnect, the television may
-/// call it. A destructor must not throw.
+/// Disconnects. Called in the destructor of the derived class, because the television calls the derived operations
+/// until the disconnect. Catches every exception, because a destructor must not throw.
 template <typename Access>
 void leave(Access& access) {
     try {
         access.isConnected() ? access.disconnect() : 0;
-    } catch (...) {  // The television's own failure; it may go on notifying.
+    } catch (...) {  // The disconnect failed. The television may continue to notify.
     }
 }
 
@@ -35,23 +35,23 @@ public:
     Volume& operator=(Volume const&) = delete;
     ~Volume() override { leave(*this); }
 
-    using ValueAccessT::setValue;  // The overloads that are not replaced.
+    using ValueAccessT::setValue;  // Keeps the overloads that this class does not override.
     int setValue(int level) override { return ValueAccessT::setValue(std::min(level, 100)); }
 
-    /// On the television's thread; the handler, if there is one, hears of it as ever, last: it may destroy this.
-    /// (`onNewValue` would not be called without a handler.)
+    /// Called on the television's thread, also without a handler (`onNewValue` needs a handler). Calls the base last,
+    /// because the base calls the handler, which may destroy this object.
     using ValueAccessT::notifyNewValue;
     void notifyNewValue(int level) override {
         loudest = std::max(loudest.load(), level);
         ValueAccessT::notifyNewValue(level);
     }
 
-    bool isConnected() const { return object != nullptr; }  // The fields are there for a derived class.
+    bool isConnected() const { return object != nullptr; }  // `object` is a protected field.
 
     std::atomic<int> loudest = 0;
 };
 
-/// An action that keeps its answers. The base would not disconnect by itself.
+/// An action that keeps its replies. Disconnects in its destructor, because `ActionAccess` does not.
 class Recording : public ActionAccess {
 public:
     using ActionAccess::ActionAccess;
@@ -61,17 +61,17 @@ public:
 
     bool isConnected() const { return object != nullptr; }
 
-    /// On the television's thread.
+    /// Called on the television's thread.
     void notifyResult(unsigned int actionId, std::vector<objbus::Argument> const& results) override {
         answers.push_back(results.empty() ? "recorded" : "recorded " + results[0].value);
         ActionAccess::notifyResult(actionId, results);
     }
     void notifyExecutionError(unsigned int actionId, int error) override {
         answers.push_back("failed: " + std::to_string(error));
-        ActionAccess::notifyExecutionError(actionId, error);  // Which logs it.
+        ActionAccess::notifyExecutionError(actionId, error);  // Logs the error.
     }
 
-    std::vector<std::string> answers;  ///< Looked at when they have been delivered.
+    std::vector<std::string> answers;  ///< Read after `waitUntilDelivered`.
 };
 
 }  // namespace
@@ -88,7 +88,7 @@ int main() {
     assert(!volume->isConnected() && volume->getRootInterface() != nullptr);
     assert(volume->tryConnectIfNeeded() == STATUS_OK && volume->isConnected());
     television.set("audio.volume", 60);
-    assert(static_cast<ValueAccessBase&>(*volume).setValue(250) == STATUS_OK);  // Whoever writes, by whichever base.
+    assert(static_cast<ValueAccessBase&>(*volume).setValue(250) == STATUS_OK);  // A base class calls the override.
     television.set("audio.volume", 30);
     television.waitUntilDelivered();
     assert(volume->loudest == 100);
