@@ -1,4 +1,4 @@
-// What access objects of each kind do of their own: notifications, handlers and lifetimes.
+// The notifications, handlers and lifetimes of each kind of access object.
 
 #include <climits>
 
@@ -77,7 +77,7 @@ struct RecordingActionHandler : ActionHandler {
         record(actionId, "error " + std::to_string(error));
     }
     void record(unsigned int actionId, std::string const& answer) {
-        access.setActionResultHandler(nullptr);  // The call is what still holds this.
+        access.setActionResultHandler(nullptr);  // From here only the running call owns this handler.
         records.push_back(std::to_string(actionId) + " " + answer);
     }
 
@@ -107,7 +107,7 @@ TEST_F(TelevisionTest, AnActionsAnswersAreLoggedAndPassedOnToAHandlerThatTheCall
                    "4294967294 error -7");
     std::vector<Argument> all;
     std::string texts;
-    for (int index = 127; index >= -128; --index) {  // Those that are negative lie outside the list.
+    for (int index = 127; index >= -128; --index) {  // The negative indexes lie outside the list.
         all.push_back({0, static_cast<std::int8_t>(index), 0, "x"});
         texts += index > 0 ? "x," : index == 0 ? "x" : ",";
     }
@@ -201,7 +201,7 @@ TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {
     tv.waitUntilDelivered();
     logged();
     beforeOwnLine = [&, count = 1]() mutable { EXPECT_EQ(released(), std::pair(2, count++)); };
-    access.reset();  // Between its lines; the iterator is its owner's to destroy.
+    access.reset();  // Disconnects between its two lines, and does not destroy the iterator.
     EXPECT_EQ(logged(), ITERATOR.traced("~IteratorAccess"));
 }
 

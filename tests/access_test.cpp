@@ -1,4 +1,4 @@
-// What all access objects have in common. Sequences of model events are tested by fuzz/access_fuzz.cpp.
+// The common behaviour of all access objects. fuzz/access_fuzz.cpp tests sequences of model events.
 
 #include <climits>
 
@@ -21,7 +21,7 @@ struct Renamed : Access {
     std::string getName() override { return "alias"; }
 };
 
-/// One kind of object, its access and, for a plain-valued one, a value.
+/// One kind of object, its access class and, for a plain value, the value.
 struct Kind {
     ObjectTypeSpec type;
     Source source;
@@ -41,7 +41,7 @@ Kind const KINDS[] = {
     {OBJECT_TYPE_TABLE, TABLE, "", make<TableAccess>},
 };
 
-/// All types, and numbers of none.
+/// The numbers of all types, and numbers that name no type.
 int const TYPES[] = {INT_MIN, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 255, INT_MAX};
 
 std::string nameOf(int type) {
@@ -50,14 +50,14 @@ std::string nameOf(int type) {
     return "OBJECT_TYPE_" + (type < 1 || type > 8 ? "NONE" : names[static_cast<std::size_t>(type) - 1]);
 }
 
-/// A read or write, and for each type that accepts it what the object holds afterwards.
+/// A read or write, and the value of the object after the operation, for each type that accepts the operation.
 struct Operation {
     std::string name;
     std::function<int(ValueAccessBase&)> call;
     std::map<ObjectTypeSpec, Value> accepted;
-    std::string number{};  ///< The written number, if it is one.
+    std::string number{};  ///< The text of a written number.
 
-    /// The lines of a call, with those of a refusal by the type if there is one.
+    /// The log lines of a call, or of a call that is refused because the object has the type `refusing`.
     [[nodiscard]] Lines lines(std::optional<ObjectTypeSpec> refusing, Lines inside = {}) const {
         if (refusing) {
             bool const large = refusing == OBJECT_TYPE_NUMERIC_INTEGER;
@@ -106,12 +106,12 @@ Operation const OPERATIONS[] = {
     write(Strings{}, {{OBJECT_TYPE_VECTOR_STRING, Strings{}}}),
 };
 
-/// Why a connect is refused, and what the log says.
+/// The reason why a connect is refused, and the number in its log line.
 struct Refusal {
     RootLookup root = RootLookup::published;
     simulator::ConnectFault unavailable{.status = 0, .attempts = 0};
-    std::optional<int> type{};  ///< Of the object; empty: the type that the access wants.
-    int failed = 5;             ///< The number in the line.
+    std::optional<int> type{};  ///< The object's type; empty: the access object's type.
+    int failed = 5;             ///< The number in the log line.
 
     [[nodiscard]] int status() const { return type ? 6 : 5; }
 };
@@ -155,7 +155,7 @@ public:
         EXPECT_EQ(tv.registrations(KEY), 0);
         tv.setRootLookup(RootLookup::published);
         int const before = tv.counts(KEY).disconnectsWithoutObject;
-        EXPECT_EQ(access->disconnect(), 0);  // Calls the model, though nothing is connected.
+        EXPECT_EQ(access->disconnect(), 0);  // Calls the model also without a connected object.
         EXPECT_EQ(tv.counts(KEY).disconnectsWithoutObject - before, 1);
     }
 };
@@ -181,7 +181,7 @@ TEST_P(AccessTest, ARefusedConnectSaysWhyAndSoDoesEveryReadAndWrite) {
 TEST_P(AccessTest, AReadOrWriteNeedsItsTypeAndNamesAnyOther) {
     for (int const number : TYPES) {
         auto const type = static_cast<ObjectTypeSpec>(number);
-        TableAccess access(KEY);  // Takes whatever object there is.
+        TableAccess access(KEY);  // Accepts objects of every type.
         publish(type);
         EXPECT_EQ(access.connect(0), 0);
         for (Operation const& operation : OPERATIONS) {
@@ -213,7 +213,7 @@ TEST_P(AccessTest, AnIteratorHasNoObjectOfItsOwnAndNeedsATable) {
     std::string const failed = "Error connect name : test.key,  status: ";
     expectLines({TABLE.error("connect", "Failed 104"), ITERATOR.error("create", failed + "5")});
     for (int const type : TYPES) {
-        bool const table = type < 1 || type > 8 || type == OBJECT_TYPE_TABLE;  // Or an object that does not tell.
+        bool const table = type < 1 || type > 8 || type == OBJECT_TYPE_TABLE;  // Or an object of no type.
         publish(type);
         EXPECT_EQ(access.create(), table ? 0 : 4);
         expectLines(table ? Lines{} : Lines{ITERATOR.error("create", failed + "6")});
@@ -244,7 +244,7 @@ TEST_P(AccessTest, WhatThrowsLeavesNoRegistrationThatCanBeEnded) {
     Renamed<ValueAccessT<ObserverString>> value;
     Renamed<ActionAccess> action;
     tv.publishTable(KEY, {});
-    beforeOwnLine = [] { throw std::bad_alloc(); };  // At the line of a mismatch, and then the model throws, too.
+    beforeOwnLine = [] { throw std::bad_alloc(); };  // The log throws at the mismatch; then the model throws, too.
     for (Call const call : {Call::none, Call::disconnect}) {
         tv.throwFrom(KEY, call);
         EXPECT_THROW(value.connect(0), std::bad_alloc);
@@ -254,12 +254,12 @@ TEST_P(AccessTest, WhatThrowsLeavesNoRegistrationThatCanBeEnded) {
     beforeOwnLine = [] {};
     tv.throwFrom(KEY, Call::none);
     EXPECT_EQ(value.connect(0) + action.connect(0), 12);
-    EXPECT_EQ(tv.counts("alias").disconnects, 2);  // A rejected object is left under the name.
+    EXPECT_EQ(tv.counts("alias").disconnects, 2);  // The disconnect of a refused object uses `getName`.
     tv.publish(KEY, "text"s);
     auto doomed = std::make_unique<ValueAccessT<ObserverString>>(KEY);
     EXPECT_EQ(doomed->connect(0), 0);
     tv.throwFrom(KEY, Call::disconnect);
-    doomed.reset();  // The destructor lets no exception of its disconnect pass.
+    doomed.reset();  // The destructor catches the exception of its disconnect.
     EXPECT_EQ(tv.registrations(KEY), 5);
 }
 

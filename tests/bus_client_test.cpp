@@ -1,4 +1,4 @@
-// Clients of a television on a bus that comes late, is lost or returns.
+// Clients of a television on a bus that starts late, is lost or returns.
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -8,9 +8,9 @@
 
 #include "television_driver.h"
 
-// The functions here replace the C library's for the whole process, the platform library included.
+// These functions replace the C library's functions in the whole process, including the platform library.
 
-static std::atomic<int> environmentReads = 0;  ///< By other threads than the first.
+static std::atomic<int> environmentReads = 0;  ///< The number of `getenv` calls outside the main thread.
 
 extern "C" __attribute__((visibility("default"))) char* getenv(char const* name) noexcept {
     static auto const read = reinterpret_cast<decltype(&getenv)>(::dlsym(RTLD_NEXT, __func__));
@@ -26,7 +26,7 @@ namespace test::bus_client_test {
 
 using namespace television;
 
-/// Runs its statements in processes of their own, which have not used the platform yet.
+/// Runs each `use` in a new process, in which nothing has used the platform yet.
 struct BusClientDeathTest : PlainValueTest<int> {
     BusClientDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
@@ -39,7 +39,7 @@ TEST_F(BusClientDeathTest, ConnectsWhenTheBusComes) {
     expectTrue([this] {
         driver::killBus();
         Client<int> const early(key);
-        ::setenv("NRX_BUS_ADDRESS", "unix:path=/elsewhere", 1);  // The environment was read, on the first thread.
+        ::setenv("NRX_BUS_ADDRESS", "unix:path=/elsewhere", 1);  // `early` read the environment, on the main thread.
         driver::publish(key, 7);
         driver::start();
         Client<int> const late(key);
@@ -91,7 +91,7 @@ TYPED_TEST(LostValue, RefusesMeanwhileAndNotifiesAnotherValueAtReturn) {
         loss.lose();
         Client<TypeParam> late(this->key);
         EXPECT_TRUE(late.status == loss.status && late.object == nullptr);
-        constexpr bool IS_NUMBER = std::is_arithmetic_v<TypeParam>;  // The last value is read.
+        constexpr bool IS_NUMBER = std::is_arithmetic_v<TypeParam>;  // A read of a number returns the last value.
         EXPECT_EQ(client.readStatus(), IS_NUMBER ? 0 : loss.status);
         EXPECT_TRUE(!IS_NUMBER || client.read() == list[0]);
         EXPECT_EQ(client.write(list[2]), loss.status);
@@ -104,7 +104,7 @@ TYPED_TEST(LostValue, RefusesMeanwhileAndNotifiesAnotherValueAtReturn) {
         driver::start();
         loss.lose();
         driver::set(this->key, list[0]);
-        driver::set(this->key, list[1]);  // The value returns unchanged.
+        driver::set(this->key, list[1]);  // The clients have already received this value.
         driver::start();
         this->expectReceived({}, client, other);
 
@@ -113,13 +113,13 @@ TYPED_TEST(LostValue, RefusesMeanwhileAndNotifiesAnotherValueAtReturn) {
         EXPECT_EQ(other.disconnect(), STATUS_NOT_CONNECTED);
         driver::set(this->key, list[2]);
         driver::start();
-        driver::set(this->key, list[2]);  // An equal value is a change, as ever.
+        driver::set(this->key, list[2]);  // A write of an equal value is a change, too.
         EXPECT_EQ(client.write(list[1]), 0);
         this->expectReceived({list[2], list[2], list[1]}, client);
         EXPECT_EQ(client.read(), list[1]);
         this->expectReceived({}, other, late);
 
-        // What clients receive at the return depends on what the clients of that moment have received before.
+        // At the return, the notification depends on the values that the connected clients have received.
         EXPECT_EQ(client.disconnect(), 0);
         Client<TypeParam> fresh(this->key);
         driver::set(this->key, list[2]);
@@ -161,7 +161,7 @@ TYPED_TEST(LostValue, ComesBackWithTheNextTelevisionThatHasIt) {
         driver::withdraw(this->key);
         driver::publish(this->key, this->values[1]);
         this->expectReceived({this->values[0]}, client, later);
-        EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);  // One television does not bring an object back.
+        EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);  // The same television restores no object.
         EXPECT_EQ(later.write(this->values[1]), STATUS_WITHDRAWN);
         EXPECT_EQ(client.disconnect() + later.disconnect(), 0);
     }
@@ -243,7 +243,7 @@ TEST_P(LostTelevision, AnswersEveryInvocationOnce) {
 TEST_P(LostTelevision, NotifiesItsIteratorsWhichStayDestroyable) {
     driver::kill();
     driver::publishTable(key, {{"a"}});
-    driver::start();  // Its first iterator is `old`; the next television's first one is `renewed`, with the same path.
+    driver::start();  // The first iterators of both televisions, `old` and `renewed`, have the same path.
     Client<ObjectTable> table(key);
     IteratorObserver oldObserver;
     IteratorObserver newObserver;

@@ -1,4 +1,4 @@
-// Drives the television of another program, on a bus of its own.
+// Drives the television of a child process on a private bus.
 
 #include <csignal>
 #include <nlohmann/json.hpp>
@@ -16,7 +16,7 @@ using nrx_console::typed;
 using nrx_console::Words;
 using Json = nlohmann::json;
 
-/// A value as it is typed: a list as its elements' words, a row as one word.
+/// Returns the console's words for a value: one word for each element of a list or each row of a table.
 std::string wordsOf(Json const& value) {
     std::string words;
     for (Json const& element : value.is_array() ? value : Json::array({value})) {
@@ -26,7 +26,7 @@ std::string wordsOf(Json const& value) {
     return words;
 }
 
-/// The bus and the program: they run while tests run, and not while tests are listed.
+/// The bus and the television's program. Both run while tests run, but not while the tests are listed.
 struct Television : ::testing::Environment {
     // An exception ends the program: skipped tests would count as passed.
     void SetUp() noexcept override {  // NOLINT(bugprone-exception-escape)
@@ -47,12 +47,12 @@ struct Television : ::testing::Environment {
         program = test::startTelevision(NRX_TELEVISION, address, Json{{"objects", list}}.dump());
     }
 
-    /// Returns when the program has carried out the line; the bus may not have what it published yet.
+    /// Sends the line and returns when the program has carried out the line. Its changes may not be on the bus yet.
     void command(std::string const& line) {
         if (!program) {
             return;
         }
-        // A thread sanitizer sees no order of accesses through another process, but it sees this call.
+        // ThreadSanitizer sees no synchronization through another process. This call synchronizes the threads.
         std::map<std::string, objbus::ObjectTypeSpec> listed;
         bus::listObjects(listed);
         std::string const mark = "# " + std::to_string(++marks);
@@ -81,7 +81,7 @@ struct Television : ::testing::Environment {
     std::string address;
     std::unique_ptr<test::ChildProcess> bus;
     std::unique_ptr<test::ChildProcess> program;  ///< Null while the television is off.
-    std::map<std::string, Json> objects;          ///< Of the model file at the next start.
+    std::map<std::string, Json> objects;          ///< The objects of the model file at the next start.
     Words arguments;
     int marks = 0;
 };
@@ -128,7 +128,7 @@ void kill() {
 void killBus() {
     tv.bus->end(SIGKILL);
     tv.bus.reset();
-    tv.program.reset();  // It has ended by itself.
+    tv.program.reset();  // The program ends when its bus is lost.
     test::awaitStatus(television::STATUS_NO_BUS);
 }
 

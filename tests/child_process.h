@@ -20,7 +20,7 @@
 
 namespace test {
 
-/// A child process that ends with this one, however this one ends. This process has its standard input and output.
+/// A child process, which the kernel ends with this process. A socket is its standard input and output.
 class ChildProcess {
 public:
     explicit ChildProcess(std::vector<std::string> words) {
@@ -83,13 +83,13 @@ private:
     std::string printed_;
 };
 
-/// Starts a bus at the address. Sets an empty address, at which a later bus can be started again.
+/// Starts a bus at the address. Replaces an empty address by the new bus's, at which a later bus can start again.
 inline std::unique_ptr<ChildProcess> startBus(std::string& address) {
     std::string const option = "--address=" + (address.empty() ? "unix:tmpdir=/tmp" : address);
     auto bus = std::make_unique<ChildProcess>(
         std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--print-address", option});
     std::string const printed = bus->readLine();
-    address = printed.substr(0, printed.find(','));  // What follows is of this bus alone.
+    address = printed.substr(0, printed.find(','));  // Without the identifier of this bus.
     return bus;
 }
 
@@ -100,7 +100,7 @@ inline std::unique_ptr<ChildProcess> startTelevision(std::string const& program,
     if (!file || std::fputs(model.c_str(), file.get()) < 0 || std::fflush(file.get()) != 0) {
         throw std::runtime_error("no file for a model");
     }
-    std::string const path = "/proc/self/fd/" + std::to_string(::fileno(file.get()));  // Which the program inherits.
+    std::string const path = "/proc/self/fd/" + std::to_string(::fileno(file.get()));  // The program inherits the file.
     auto television = std::make_unique<ChildProcess>(
         std::vector<std::string>{program, "--address", address, "--model", path, "--commands"});
     while (!television->readLine().starts_with("serving nrx.Television1")) {
@@ -108,7 +108,7 @@ inline std::unique_ptr<ChildProcess> startTelevision(std::string const& program,
     return television;
 }
 
-/// Returns when the platform in this process has this status of the television, and has notified its observers of it.
+/// Returns when `waitUntilDelivered` returns the status: the observers have then received all earlier notifications.
 inline void awaitStatus(int status) {
     while (bus::waitUntilDelivered() != status) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

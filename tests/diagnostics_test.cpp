@@ -8,7 +8,7 @@ TEST(DebugLog, WritesTheWholeLineAndEvaluatesNothingOfARefusedOne) {
     simulator::LogCapture log([&codes](DebugLevelRecord& record) {
         codes.push_back(record.levelCode);
         EXPECT_EQ(record.frame | record.chunk, 0U);
-        record.frame = record.chunk = 0xFFFFFFFF;  // A check may write here.
+        record.frame = record.chunk = 0xFFFFFFFF;  // A filter may change these fields.
         return codes.size() < 4;
     });
     int evaluated = 0;
@@ -21,7 +21,7 @@ TEST(DebugLog, WritesTheWholeLineAndEvaluatesNothingOfARefusedOne) {
     EXPECT_EQ(evaluated, 1);
     EXPECT_EQ(codes, (std::vector{0x5F0001U, 0x5F0FA0U, 0x5F1388U, 0x5F03E8U, 0x5F1388U, 0x5F1388U}));
     auto const lines = log.take();
-    for (std::size_t length = 400; length < 600; ++length) {  // None is cut, on the stack or off it.
+    for (std::size_t length = 400; length < 600; ++length) {  // No message is cut at a buffer's end.
         std::string const message(length, 'x');
         codes.clear();
         DEBUG_LOG(LOG_INFO, "%s", message.c_str());

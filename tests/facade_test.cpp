@@ -21,14 +21,14 @@ struct RecordingClient final : orvane::NRXModelAccessClient {
     Calls calls;
 };
 
-/// The television of a facade, with all that it reaches for but the three texts.
+/// A television with the objects that a facade uses, except the three strings.
 class FacadeTest : public TelevisionTest {
 public:
     FacadeTest() {
         tv.publish(COMMAND, Strings{});
         tv.publish(EVENT, Strings{});
         tv.publishAction(SOURCE_SWITCH, [this](auto const& arguments) {
-            std::string const prefix = "nrx_access_" + std::to_string(syscall(SYS_gettid)) + "_";  // The caller's.
+            std::string const prefix = "nrx_access_" + std::to_string(syscall(SYS_gettid)) + "_";  // The caller's TID.
             std::string const identifier = arguments.at(0).value;
             EXPECT_EQ(identifier.substr(0, prefix.size()), prefix);
             std::lock_guard const lock(mutex);
@@ -47,7 +47,7 @@ public:
     }
 
     std::mutex mutex;
-    std::set<int> numbers;  ///< Of the start requests that arrived, from their identifiers.
+    std::set<int> numbers;  ///< The numbers in the identifiers of the received start requests.
     std::vector<objbus::Argument> requested;
     ActionAnswer answer;
     RecordingClient client;
@@ -58,12 +58,12 @@ TEST_F(FacadeTest, ConstructionConnectsNothingAndDestructionReleasesEverything) 
     Lines const destroyed = FACADE.traced("~NRXModelAccess");
     facade.emplace();
     facade.emplace(&client);
-    facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);  // Fresh objects stand in for the null ones.
+    facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);  // New objects replace the null ones.
     EXPECT_EQ(logged(), destroyed + FACADE.traced("NRXModelAccess") + destroyed);
     EXPECT_EQ(tv.lookups(), 0);
     facade->start();
     facade.reset();
-    EXPECT_EQ(tv.lookups(), 4);  // Two connects and disconnects.
+    EXPECT_EQ(tv.lookups(), 4);  // Two connects and two disconnects.
 }
 
 TEST_F(FacadeTest, StartConnectsBothListsWhateverBecomesOfTheFirst) {
@@ -88,18 +88,18 @@ TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilTheFacadeGoes) {
     logged();
     EXPECT_EQ(received({"a\0b"s, "\xff\xc0", "%s%n"}), (Calls{{"command", {"a\0b"s, "\xff\xc0", "%s%n"}}}));
     EXPECT_EQ(logged().at(4), FACADE.debug("onNRXCommandValueChanged", "parameter 2:   %s%n "));
-    ownLinesOnly = true;  // The long ones are not logged.
+    ownLinesOnly = true;  // Does not log the long lists.
     for (Strings const& list : {Strings(100'000, "x"), Strings{std::string(16U << 20U, 'y')}}) {
         EXPECT_TRUE((received(list) == Calls{{"command", list}}));
     }
     ownLinesOnly = false;
     beforeOwnLine = [this] { EXPECT_EQ(received({"late"}), Calls{}); };
-    facade.reset();  // Deaf from its first line on.
+    facade.reset();  // Drops lists from its first line on.
 }
 
 TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
     ValueObject const list = listOf({ValueObject("x"s), ValueObject(2), ValueObject(true)});
-    beforeOwnLine = [this] { EXPECT_EQ(client.take(), Calls{}); };  // A call comes after all lines.
+    beforeOwnLine = [this] { EXPECT_EQ(client.take(), Calls{}); };  // The client is called after all lines.
     for (bool const command : {true, false}) {
         facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);
         logged();
@@ -155,7 +155,7 @@ TEST_F(FacadeTest, InjectedObjectsAreUsedInTheirPlacesAndReleasedLast) {
     EXPECT_EQ(received({"no handler"}), Calls{});
     facade->requestStartNRXService();
     beforeOwnLine = [&] { released.push_back(std::to_string(tv.counts(SOURCE_SWITCH).disconnects)); };
-    facade.reset();  // The action goes between the lines.
+    facade.reset();  // Disconnects the action between its two lines.
     EXPECT_EQ(released, (Lines{"0", "1", "production", "feature", "version", COMMAND, EVENT}));
 }
 
@@ -211,12 +211,12 @@ TEST_F(FacadeTest, AStartRequestSendsItsThreeArguments) {
     EXPECT_EQ(takeSleeps().size(), 1U);
     facade->requestStartNRXService();
     EXPECT_EQ(numbers.size(), 4U);
-    EXPECT_EQ(*numbers.rbegin() - *numbers.begin(), 3);  // One sequence, without what did not connect.
+    EXPECT_EQ(*numbers.rbegin() - *numbers.begin(), 3);  // A failed connect uses no number.
 }
 
 TEST_F(FacadeTest, ConcurrentStartRequestsShareOneActionAndRepeatNoNumber) {
     constexpr int ROUNDS = 200;
-    std::barrier round(4, [this]() noexcept { facade.emplace(); });  // Fresh: who asks first makes the action.
+    std::barrier round(4, [this]() noexcept { facade.emplace(); });  // The first request makes the action.
     auto const request = [&] {
         for (int done = 0; done < ROUNDS; ++done) {
             round.arrive_and_wait();

@@ -8,8 +8,8 @@
 #include "television/log.h"
 #include "television_clients.h"
 
-/// A television on a bus that answers and signals whatever a test wants, and clients of it in the same process. The
-/// program runs on a bus of its own that carries no message of more than a million bytes.
+/// A television whose replies and signals a test sets, and its clients in the same process. The program runs on a
+/// private bus that carries no message of more than a million bytes.
 namespace test {
 
 inline constexpr char LIST[] = "/nrx/Television1/model/l";
@@ -23,14 +23,14 @@ inline constexpr auto& LISTS = television::PlainKind<Strings>::INTERFACE;
 inline constexpr auto& PROPERTIES = bus::PROPERTIES_INTERFACE;
 inline constexpr auto& MANAGER = bus::MANAGER_INTERFACE;
 
-/// Appends the body of a message, of any types.
+/// Appends a body of any D-Bus types to a message.
 using Body = std::function<int(sd_bus_message* message)>;
 template <typename... Values>
 Body with(char const* types, Values... values) {
     return [=](sd_bus_message* message) { return sd_bus_message_append(message, types, values...); };
 }
 
-/// Answers a call: with a body, with an error, with the value of a list, or never.
+/// Replies to a call with a body, an error or the value of a list, or does not reply.
 using Answer = std::function<int(sd_bus_message* call)>;
 template <typename... Values>
 Answer returns(char const* types, Values... values) {
@@ -93,7 +93,7 @@ public:
         answers["CreateIterator"] = returns("o", "/nrx/Television1/iterator/2");
         received();
     }
-    /// Expects that valid signals are received after all that the test did.
+    /// Expects that the clients receive valid signals after the test.
     void TearDown() override {
         for (Signal const& signal : VALID_SIGNALS) {
             send(signal);
@@ -113,7 +113,7 @@ public:
         ASSERT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
         serveUntilDone(bus::waitUntilDelivered);
     }
-    /// The same, and makes the clients' iterator again.
+    /// Starts a television and makes the clients' iterator again.
     void restartTelevision() {
         startTelevision();
         EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
@@ -132,7 +132,7 @@ public:
         EXPECT_GE(sd_bus_send_to(bus, made, destination, nullptr), 0) << signal.name;
     }
 
-    /// Serves while another thread runs the operation of a client, and returns the operation's result.
+    /// Serves calls while another thread runs a client's operation, and returns the operation's result.
     template <typename Operation>
     std::invoke_result_t<Operation> serve(Operation operation) const {
         auto result = std::async(std::launch::async, operation);
@@ -143,12 +143,12 @@ public:
         }
         return result.get();
     }
-    /// Repeats the operation until it returns 0, for as long as a test may run.
+    /// Repeats the operation until the operation returns 0; only the test's timeout limits the repetitions.
     void serveUntilDone(std::function<int()> const& operation) const {
         while (serve(operation) != 0) {
         }
     }
-    /// Repeats an operation that times out unexpectedly: a busy machine may need more than the time of one attempt.
+    /// Repeats an operation that times out unexpectedly, because a busy machine may need longer than one attempt.
     int serve(std::function<int()> const& operation, int expected) {
         int status = serve(operation);
         for (int tries = 0; status == 122 && expected != 122 && tries < 100; ++tries) {
@@ -177,7 +177,7 @@ public:
         return 1;
     }
 
-    /// All that was logged and that the observers received since the last call, once everything has been delivered.
+    /// Waits for all notifications. Returns the log lines and the observers' records since the last call.
     Strings received() {
         EXPECT_EQ(serve(bus::waitUntilDelivered), 0);
         Strings all = log.take();

@@ -1,4 +1,4 @@
-// Wrong answers become statuses, and wrong signals are dropped; what comes later is received.
+// A wrong reply causes a status. A wrong signal is dropped. Later messages are received.
 
 #include <dlfcn.h>
 
@@ -6,7 +6,7 @@
 
 static std::atomic<bool> isWithoutMemory = false;
 
-/// Replaces libsystemd's function for the whole process, the platform library included.
+/// Replaces libsystemd's function in the whole process, including the platform library.
 extern "C" __attribute__((visibility("default"))) int sd_bus_message_new_method_call(
     sd_bus* bus, sd_bus_message** message, char const* destination, char const* path, char const* interface,
     char const* member) {
@@ -23,7 +23,7 @@ int connectOnce(std::string const& key) {
     return status != 0 ? status : root().disconnectObject(key, nullptr, object);
 }
 
-/// A method, and an operation that calls it and returns its status. One that fails leaves the caller's variables alone.
+/// A method, and an operation that calls the method and returns the status. A failure changes no variable.
 struct Operation {
     char const* method;
     int (*perform)(Clients& clients);
@@ -31,7 +31,8 @@ struct Operation {
 constexpr Operation CONNECT{"x Type", [](auto& /*clients*/) { return connectOnce("x"); }};
 constexpr Operation CONNECT_NUMBER{"y Value", [](auto& /*clients*/) { return connectOnce("y"); }};
 constexpr Operation READ{"l Value", [](auto& clients) { return clients.list.readStatus(); }};
-constexpr Operation READ_NUMBER{"n Value", [](auto& clients) { return clients.number.read() - 7; }};  // Or the last.
+// A failed read of a number returns the last value, which is 7.
+constexpr Operation READ_NUMBER{"n Value", [](auto& clients) { return clients.number.read() - 7; }};
 constexpr Operation WRITE{"Set", [](auto& clients) { return clients.list.write({"new"}); }};
 constexpr Operation INVOKE{"Invoke", [](auto& clients) {
                                unsigned int id = 5;
@@ -61,17 +62,17 @@ TEST_F(HostileBus, AWrongAnswerIsAStatus) {
     auto const& OBJECT = bus::OBJECT_INTERFACE;
     Answer const unknown = fails(SD_BUS_ERROR_UNKNOWN_PROPERTY, "");
     std::vector<Row> rows{
-        {CONNECT, 124, {returns(""), returns("v", "s", "2"), returns("v", "i", 1)}},  // The last would have a number.
-        {CONNECT, 0, {returns("v", "i", 99), returns("v", "i", -1)}},                 // Objects that nobody serves.
+        {CONNECT, 124, {returns(""), returns("v", "s", "2"), returns("v", "i", 1)}},  // Type 1, but a string value.
+        {CONNECT, 0, {returns("v", "i", 99), returns("v", "i", -1)}},                 // Unknown types are accepted.
         {CONNECT, 104, {unknown}},
         {CONNECT_NUMBER, 124, {returns("v", "x", 7LL)}},
         {CONNECT_NUMBER, 104, {unknown}},
         {READ, 124, {returns("v", "s", "x"), returns("v", "aas", 1, 1, "x")}},
         {READ, 106, {unknown}},
         {READ_NUMBER, 0, {returns("v", "s", "x"), unknown, never}},
-        {WRITE, 0, {returns("s", "x")}},  // A write's answer has no body, and none is read.
+        {WRITE, 0, {returns("s", "x")}},  // The body of a reply to a write is not read.
         {INVOKE, 124, {returns("i", 5)}},
-        {ITERATE, -1, {returns(""), never, returns("o", LIST), returns("o", bus::MODEL_PATH)}},  // Paths of others.
+        {ITERATE, -1, {returns(""), never, returns("o", LIST), returns("o", bus::MODEL_PATH)}},  // No iterator's path.
         {ITERATE, 109, {fails(bus::STATUS_ERROR, "109")}},
         {LIST_ALL, 124, {returns(""), returns("s", "x"), returns("a{sa{sa{sv}}}", 1, LIST, 0)}},
         {LIST_ALL, 124, {returns("a{os}", 1, LIST, ""), returns(ALL, 1, LIST, 1, OBJECT, 1, "Type", "s", "2")}},

@@ -1,10 +1,10 @@
-// Replies that come late, beside notifications, or after the television was replaced.
+// Replies that arrive late, during a notification, or after a new television has started.
 
 #include "hostile_bus.h"
 
 namespace test::hostile_return_test {
 
-/// Keeps the calls of a method until they are answered.
+/// Keeps the calls of a method until `answer` replies to the calls.
 struct HeldCalls {
     Answer hold() {
         return [this](sd_bus_message* call) {
@@ -38,14 +38,14 @@ TEST_F(HostileBus, AConnectTakesTheAnswerToAnEarlierAttempt) {
     held.answer(right);
     send(change);
     EXPECT_EQ(received(), Strings{});
-    EXPECT_EQ(observer.take(), Strings{});  // A late answer registers nothing.
+    EXPECT_EQ(observer.take(), Strings{});  // A late reply registers no observer.
     EXPECT_EQ(serve(connect), 0);
     EXPECT_TRUE(held.calls.empty());
     EXPECT_EQ(root().disconnectObject("x", &observer, object), 0);
     EXPECT_EQ(serve(connect), 122);
     held.answer(fails(SD_BUS_ERROR_UNKNOWN_OBJECT, ""));
     received();
-    EXPECT_EQ(connect(), 104);  // Without a call.
+    EXPECT_EQ(connect(), 104);  // Uses the earlier call's reply.
     answers["x Type"] = right;
     EXPECT_EQ(serve(connect), 0);
     send(change);
@@ -55,7 +55,7 @@ TEST_F(HostileBus, AConnectTakesTheAnswerToAnEarlierAttempt) {
 }
 
 TEST_F(HostileBus, ManyClientsReceiveTheChangesThatTheyMissed) {
-    constexpr int COUNT = 700;  // More than the bus lets a client have rules, or open calls.
+    constexpr int COUNT = 700;  // Exceeds the bus's limits on a client's match rules and pending calls.
     std::vector<std::unique_ptr<Client<int>>> many;
     std::atomic<int> notified = 0;
     HeldCalls held;
@@ -75,7 +75,7 @@ TEST_F(HostileBus, ManyClientsReceiveTheChangesThatTheyMissed) {
     });
     answerAll(held.hold());
     restartTelevision();
-    EXPECT_FALSE(std::exchange(held.calls, {}).empty());  // Nobody answers these.
+    EXPECT_FALSE(std::exchange(held.calls, {}).empty());  // Drops these calls without a reply.
     restartTelevision();
     for (std::size_t failed = 0; notified < COUNT;) {
         received();

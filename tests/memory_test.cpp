@@ -1,4 +1,4 @@
-// Each operation is tried with its first allocation failing, its second, and so on: that one alone, and all from there.
+// Each operation runs twice for each of its allocations: this allocation fails alone, or with all later allocations.
 
 #include <climits>
 
@@ -13,7 +13,7 @@ Strings const LIST{"a text that is too long for the string itself to hold", "b"}
 
 std::vector<objbus::Argument> const RESULTS{{0, 1, 0, "b"}, {0, 0, 0, LIST[0]}};
 
-/// The objects of all operations, and whether they received a list or value.
+/// The objects of all operations. `isReceived` tells whether a handler has received the list or the value.
 struct Things : orvane::NRXModelAccessClient, ValueHandler, ActionHandler {
     explicit Things(simulator::Television& on) : tv(on) {
         facade.startCommandListener();
@@ -71,7 +71,7 @@ Operation const OPERATIONS[] = {
 
 class MemoryTest : public ::testing::Test {
 public:
-    /// Whether the operation needs no more than so many allocations.
+    /// Returns whether the operation needs at most `allocations` allocations. A failure must not change the target.
     bool getsThrough(Operation const& operation, int allocations, bool lasts) {
         tv.set(COMMAND, Strings{});
         SCOPED_TRACE(operation.first + ", allocation " + std::to_string(allocations));
@@ -84,9 +84,9 @@ public:
         } catch (std::bad_alloc const&) {
             through = false;
             EXPECT_EQ(std::tuple(things->target.type(), things->target.stringValue, things->target.elements.size()),
-                      std::tuple(VALUE_INT, LIST[1], 0U));  // All or nothing.
+                      std::tuple(VALUE_INT, LIST[1], 0U));  // The target is unchanged.
         }
-        EXPECT_TRUE(operation.second(*things));  // Nothing is broken.
+        EXPECT_TRUE(operation.second(*things));  // The objects can still be used.
         {
             ScopedAllocationFailure const all(0);  // Moves and destruction need no memory.
             things->target = std::move(things->value);
@@ -95,12 +95,12 @@ public:
             things.reset();
         }
         tv.waitUntilDelivered();
-        std::string const log = testing::internal::GetCapturedStderr();  // Each operation was entered and left.
+        std::string const log = testing::internal::GetCapturedStderr();  // Each entry has its exit.
         EXPECT_EQ(std::count(log.begin(), log.end(), '>'), std::count(log.begin(), log.end(), '<'));
         for (std::string const& key : {COMMAND, EVENT, SOFTWARE_VERSION, SOURCE_SWITCH, NUMBERS, ROWS}) {
             EXPECT_EQ(tv.registrations(key), 0);
         }
-        tv.setRows(ROWS, {});  // Nobody may hear of it: the iterators' observers are gone.
+        tv.setRows(ROWS, {});  // Must not notify the destroyed observers.
         tv.waitUntilDelivered();
         return through;
     }

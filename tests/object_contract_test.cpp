@@ -1,4 +1,4 @@
-// How every television here serves actions and tables, and how it refuses texts that it does not carry.
+// Both televisions serve actions and tables, and refuse each text that they do not carry.
 
 #include <climits>
 #include <set>

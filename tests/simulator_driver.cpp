@@ -1,4 +1,4 @@
-// Drives the television in the process.
+// Drives the simulated television in this process.
 
 #include "simulator/television.h"
 #include "television_driver.h"
@@ -9,7 +9,7 @@ namespace {
 
 simulator::Television tv;
 
-std::mutex mutex;  // Guards what follows: actions are invoked on any thread.
+std::mutex mutex;  // Guards the next three variables, because actions run on any thread.
 decltype(simulator::ActionAnswer::outcome) outcome;
 std::vector<std::string> lastTexts;
 unsigned int lastId = 0;

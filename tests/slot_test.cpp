@@ -11,8 +11,8 @@ namespace test::slot_test {
 
 using namespace objbus;
 
-/// Expects the virtual members, one after the other, from the slot on; a destructor takes two. The first word of a
-/// pointer to a member is the offset of its slot, on some processors plus one.
+/// Expects the virtual members in consecutive slots from `first` on. A destructor takes two slots. The first word of a
+/// pointer to a virtual member is the offset of its slot, on some processors plus one.
 template <typename... Members>
 void expectSlots(std::size_t first, Members... members) {
     for (auto const& words : {std::bit_cast<std::array<std::size_t, 2>>(members)...}) {
@@ -38,7 +38,7 @@ TEST(Slots, WhatTheEmbeddingProcessImplements) {
                 &H::handleUpdate);
 }
 
-/// Expects the fields to be in this order in a class of the size: which fields those are, their sizes tell.
+/// Expects the fields in this order in a class of `size` bytes. The size shows that the class has no other field.
 template <typename Class, typename... Fields>
 void expectFields(std::size_t size, Fields... fields) {
     EXPECT_EQ(sizeof(Class), size);
@@ -49,7 +49,7 @@ void expectFields(std::size_t size, Fields... fields) {
     }
 }
 
-TEST(Fields, StandInTheirOrderAndAreAllThereIs) {  // Compiled without the control of access.
+TEST(Fields, StandInTheirOrderAndAreAllThereIs) {  // Compiled with -fno-access-control.
     constexpr std::size_t WORD = sizeof(void*);
     constexpr std::size_t TEXT = sizeof(std::string);
     constexpr std::size_t ACCESS = 6 * WORD + TEXT;

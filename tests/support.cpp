@@ -5,17 +5,17 @@
 #include <cstdlib>
 #include <new>
 
-static std::vector<unsigned int> sleeps;       // Only the test's own thread waits.
-static thread_local int allocationsLeft = -1;  // Before one fails; below 0 none does.
+static std::vector<unsigned int> sleeps;       // Needs no mutex: only the test's thread sleeps.
+static thread_local int allocationsLeft = -1;  // The allocations before a failure; below 0: no failure.
 static thread_local bool failureLasts = false;
 
-/// Replaces the C library's for the whole process, so that waiting costs the tests no time.
+/// Replaces the C library's function in the whole process, so that a sleep takes no time.
 extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microseconds) {
     sleeps.push_back(microseconds);
     return 0;
 }
 
-// These replace the C++ library's, all forms of new, for the whole process. Inlined, they look mismatched to compilers.
+// These operators replace all forms of new and delete in the process. `noinline` avoids warnings about mismatches.
 
 [[gnu::noinline]] void* operator new(std::size_t size) {
     bool const none = allocationsLeft == 0;

@@ -22,11 +22,11 @@ using simulator::ActionAnswer;
 using simulator::Value;
 using Integers = std::vector<int>;
 using Strings = std::vector<std::string>;
-using Lines = Strings;  ///< Written ones, each as its severity and its text; the source line is shown as '#'.
+using Lines = Strings;  ///< Log lines, each with its severity, and with '#' for the number of its source line.
 
 constexpr char KEY[] = "test.key";
 
-// The keys that the facade holds.
+// The keys of the facade's objects.
 inline std::string const COMMAND = "torvi.sl2.vstr.videoplayer.nrx.command";
 inline std::string const EVENT = "torvi.sl2.vstr.videoplayer.nrx.event";
 inline std::string const SOFTWARE_VERSION = "torvi.sl2.str.orvfactory.software.version";
@@ -34,10 +34,10 @@ inline std::string const PRODUCTION_TYPE = "torvi.sl2.str.orvfactory.production.
 inline std::string const FEATURE_CODE = "torvi.sl2.str.basic.settings.tv.featurecode";
 inline std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
 
-/// The sleeps asked for since the last call, in microseconds. Nothing sleeps in this program.
+/// Returns the arguments of `usleep` since the last call, in microseconds. `usleep` does not sleep in this program.
 std::vector<unsigned int> takeSleeps();
 
-/// Lets one allocation of this thread fail after so many others, or all from there on, while it lives.
+/// While this object exists, an allocation of this thread fails after `allocations` others, with `lasts` all after it.
 struct ScopedAllocationFailure {
     explicit ScopedAllocationFailure(int allocations, bool lasts = true);
     ScopedAllocationFailure(ScopedAllocationFailure const&) = delete;
@@ -57,12 +57,12 @@ inline ValueObject listOf(std::vector<ValueObject> const& elements) {
     return list;
 }
 
-/// A value as its type and its text.
+/// Returns the type and the text of a value.
 inline std::string shown(IValueObject const& value) {
     return std::to_string(value.type()) + " " + value.convertToStringType();
 }
 
-/// Spells out the lines of a source file.
+/// Makes the expected log lines of a source file.
 struct Source {
     using Text = std::string const&;
     [[nodiscard]] std::string line(Text severity, Text function, Text message) const {
@@ -71,7 +71,7 @@ struct Source {
     [[nodiscard]] std::string error(Text function, Text message) const { return line("ERROR", function, message); }
     [[nodiscard]] std::string info(Text function, Text message) const { return line("INFO", function, message); }
     [[nodiscard]] std::string debug(Text function, Text message) const { return line("DEBUG", function, message); }
-    /// The trace lines of an operation around the lines written inside it.
+    /// The lines of an operation: its entry, the lines `inside`, and its exit.
     [[nodiscard]] Lines traced(Text function, Lines const& inside = {}) const {
         std::string const place = file + ":#:" + function + "() \n";
         return Lines{"DEBUG [TRACE -> " + function + "(IN)] " + place} + inside +
@@ -88,7 +88,7 @@ inline Source const ACTION{"action_access.cpp"};
 inline Source const TABLE{"table_access.cpp"};
 inline Source const ITERATOR{"iterator_access.cpp"};
 
-/// A television that is on and a log that admits everything.
+/// A television, and a log that admits every line.
 class TelevisionTest : public ::testing::Test {
 public:
     TelevisionTest() { takeSleeps(); }
@@ -107,8 +107,8 @@ public:
 
     simulator::Television tv;
     std::atomic<bool> silent = false;             ///< Refuses every line.
-    std::atomic<bool> ownLinesOnly = false;       ///< Leaves out the delivery thread's.
-    std::function<void()> beforeOwnLine = [] {};  ///< Called when a line of this thread is about to be written.
+    std::atomic<bool> ownLinesOnly = false;       ///< Refuses the lines of other threads.
+    std::function<void()> beforeOwnLine = [] {};  ///< Called before each line of this thread.
     std::thread::id const ownThread = std::this_thread::get_id();
     simulator::LogCapture log{[this](DebugLevelRecord&) {
         bool const own = std::this_thread::get_id() == ownThread;

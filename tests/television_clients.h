@@ -15,7 +15,7 @@
 #include "television/status.h"
 #include "television/table_iterator.h"
 
-/// What the tests of every television have: its clients, through the platform's interfaces alone.
+/// The clients in the tests of both televisions. The clients use only the platform's interfaces.
 namespace test {
 
 using namespace objbus;
@@ -31,7 +31,7 @@ inline RootInterface& root() {
     return *static_cast<RootInterface*>(reference->getObject());
 }
 
-/// Keeps what an observer receives. `received` may be read directly once everything has been delivered.
+/// Keeps the records of an observer. After all notifications are delivered, `received` may be read without the mutex.
 template <typename T>
 struct Recorder {
     std::vector<T> take() {
@@ -103,7 +103,7 @@ struct RecordingObserver<TableIterator> : ObserverTableIterator, Recorder<std::s
     void notifyUpdate(int update) override { recordLine("update", update); }
 };
 
-/// Another value for every number.
+/// Returns a different value for each number.
 template <typename T>
 T valueOf(int number) {
     if constexpr (std::is_arithmetic_v<T>) {
@@ -115,7 +115,7 @@ T valueOf(int number) {
     }
 }
 
-/// Tries once more where no answer came in the short time that an attempt has: the machine may be busy.
+/// Connects. Repeats an attempt that times out, because a busy machine may need longer than one attempt.
 inline int connectTo(std::string const& key, Observer* observer, Object*& object) {
     int status = television::STATUS_NO_ANSWER;
     for (int tries = 0; status == television::STATUS_NO_ANSWER && tries < 100; ++tries) {
@@ -124,7 +124,7 @@ inline int connectTo(std::string const& key, Observer* observer, Object*& object
     return status;
 }
 
-/// An observer that is registered while it lives.
+/// An observer that is registered while the observer exists.
 template <typename T>
 struct Client : RecordingObserver<T> {
     explicit Client(std::string at) : key(std::move(at)), status(connectTo(key, this, object)) {}
@@ -146,14 +146,14 @@ struct Client : RecordingObserver<T> {
         if constexpr (requires { (*this)->setValue(value); }) {
             return (*this)->setValue(value);
         } else {
-            std::map<int, typename T::value_type> elements;  // With gaps, which the list does not have.
+            std::map<int, typename T::value_type> elements;  // The indexes have gaps. The object stores no gaps.
             for (auto const& element : value) {
                 elements.emplace(3 * static_cast<int>(elements.size()), element);
             }
             return (*this)->setValue(elements);
         }
     }
-    /// The status of a read into the variable, which a failed one leaves alone. Numbers are read without a status.
+    /// Reads into the variable and returns the status, 0 for a number. A failed read must not change the variable.
     int read(T& value) const {
         if constexpr (std::is_arithmetic_v<T>) {
             value = (*this)->getValue();
@@ -186,13 +186,13 @@ inline TableIterator* makeIterator(Client<ObjectTable> const& table, ObserverTab
     return table->createIterator({}, observer, {}, {}, {});
 }
 
-/// A key of the test's own, with all that a key may hold.
+/// Returns a key with the test's name and all kinds of characters.
 inline std::string testKey() {
     auto const& info = *::testing::UnitTest::GetInstance()->current_test_info();
     return std::string(info.test_suite_name()) + "." + info.name() + ".._.a-b/c_2d_\u00e5 \U0001F4FA\n\"\\\x01\x7f.";
 }
 
-/// A key of the test's own, and three values.
+/// A key with the test's name, and three values.
 template <typename T>
 struct PlainValueTest : ::testing::Test {
     std::string const key = testKey();

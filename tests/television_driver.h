@@ -6,14 +6,14 @@
 #include "television_clients.h"
 
 /// Changes the television of the test program: one in the process, or another program on a bus. One thread at a time
-/// calls these functions; a call returns when the television has carried it out.
+/// calls these functions. Each returns when the television has made the change.
 namespace driver {
 
 using Key = std::string const&;
-/// How an action is answered: not at all, with the texts of results, or with an execution error.
+/// The reply of an action: none, the texts of results, or an execution error.
 using Answer = std::variant<std::monostate, std::vector<std::string>, int>;
 
-/// Whether a text may hold a zero byte, or bytes that are no UTF-8.
+/// Returns whether a text may hold a zero byte, or bytes that are not UTF-8.
 bool carriesEveryText();
 
 void publish(Key key, television::Value const& value);
@@ -30,33 +30,33 @@ test::Client<T> published(Key key, T const& value) {
     return test::Client<T>(key);
 }
 
-/// Sets the answer of every action from now on.
+/// Sets the reply of every action from now on.
 void answerWith(Answer const& answer);
-void failInvokes(Key key, int status);  ///< From now on; 0 ends the fault, here and below.
+void failInvokes(Key key, int status);  ///< `failInvokes` and `failReads`: status 0 ends the fault.
 void failReads(Key key, int status);
 
 /// The arguments of the newest invocation, each as its index and its text, "0: text". Valid after `sync`.
 std::vector<std::string> lastArguments();
 
-/// Returns when every notification of the changes so far was delivered to the observers in this process.
+/// Returns when the observers in this process have received the notifications of all earlier changes.
 void sync();
 
-/// All that an observer has received since the last call, with the notifications of the changes so far.
+/// Calls `sync` and returns the records of the observer since the last call.
 template <typename Recorder>
 auto received(Recorder& observer) {
     sync();
     return observer.take();
 }
 
-// A television on a bus can be lost. It starts again as it was, with the changes that the test made meanwhile. The
-// functions return when the clients have noticed the loss and were notified of it.
+// These functions kill a television on a bus, and return when the clients have been notified of the loss. After `start`
+// the television has the earlier objects, with the changes that the test made during the loss.
 void kill();
-void killBus();  ///< Ends the television, too.
+void killBus();  ///< The television ends, too.
 
-/// Starts what was killed, the bus at its earlier address, and returns after `syncReads`.
+/// Starts the television, and a killed bus at its earlier address. Returns after `syncReads`.
 void start();
 
-/// Returns when the clients have also received the values that they began to read when the television changed.
+/// Returns when the clients have also received the values that the platform reads after a change of the television.
 void syncReads();
 
 /// One of the two ways to lose the television, with the status of operations until it returns.

@@ -1,4 +1,4 @@
-// The simulated television, where its clients' tests do not show its faults.
+// The operations of the simulated television that the tests of its clients do not check.
 
 #include "support.h"
 #include "television/iterators.h"

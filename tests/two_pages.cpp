@@ -1,5 +1,5 @@
 // A host of the web engine with two pages in one web process: two_pages EXTENSIONS URL URL
-// What the pages write to their consoles goes to standard output; a page whose title is "close" is closed.
+// Writes the pages' console messages to standard output. Closes a page whose title becomes "close".
 
 #include <wpe/fdo.h>
 #include <wpe/unstable/fdo-shm.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-/// One page, whose pictures nobody looks at.
+/// One page, whose frames are released without a display.
 struct View {
     View(char const* url, WebKitWebContext* context, WebKitWebView* related, GMainLoop* loop) : loop_(loop) {
         static wpe_view_backend_exportable_fdo_client const client = {

@@ -1,4 +1,4 @@
-// How every television here serves plain values, and how it notifies the observers that are connected to them.
+// Both televisions serve plain values and notify connected observers.
 
 #include <climits>
 #include <limits>
@@ -72,7 +72,7 @@ TYPED_TEST(PlainValueContract, KeepsThePointerToAWithdrawnObjectValid) {
     auto old = driver::published(this->key, this->values[0]);
     auto const expectWithdrawn = [&] {
         driver::sync();
-        EXPECT_TRUE(old.readStatus() != 0 || std::is_arithmetic_v<TypeParam>);  // Numbers have no status.
+        EXPECT_TRUE(old.readStatus() != 0 || std::is_arithmetic_v<TypeParam>);  // A read of a number has no status.
         EXPECT_NE(old.write(this->values[2]), 0);
     };
     driver::withdraw(this->key);
@@ -125,7 +125,7 @@ TEST_F(ConnectionContract, DisconnectsAllRegistrationsOfAnObserverWithAnObject) 
         driver::set(key, value);
         return driver::received(client);
     };
-    EXPECT_NE(root().disconnectObject(key, &other, client.object), 0);  // Was never connected there.
+    EXPECT_NE(root().disconnectObject(key, &other, client.object), 0);  // `other` was never connected under this key.
     EXPECT_NE(root().disconnectObject(key, &client, other.object), 0);
     EXPECT_EQ(root().disconnectObject(key, &other, nullptr), 0);
     EXPECT_EQ(receivedOf(1), (Integers{1, 1}));
@@ -144,7 +144,7 @@ TEST_F(ConnectionContract, ADisconnectWaitsForTheCallToItsObserverAlone) {
     driver::set(key, 1);
     held.entered.get_future().wait();
     auto ending = std::async(std::launch::async, [&] { return client.disconnect() == 0 && held.isLeft; });
-    for (int cycle = 0; cycle < 500; ++cycle) {  // So often that the other one would return if it did not wait.
+    for (int cycle = 0; cycle < 500; ++cycle) {  // Time for `ending` to return if it did not wait.
         EXPECT_EQ(Client<int>(key).disconnect(), 0);
     }
     EXPECT_NE(ending.wait_for(std::chrono::seconds(0)), std::future_status::ready);
@@ -191,7 +191,7 @@ TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
     constexpr int COUNT = 80;
     constexpr std::size_t SIZE = 1'048'576;
     char const* const setting = std::getenv("NRX_DELIVERY_LIMIT");
-    int const kept = setting != nullptr && setting == "1000"s ? 1 : 63;  // The queue's entries have a size, too.
+    int const kept = setting != nullptr && setting == "1000"s ? 1 : 63;  // A change counts 256 bytes besides its text.
     auto slow = driver::published(key, ""s);
     Client<std::string> twin(key);  // The same change counts once.
     auto other = driver::published(key + ".other", 0);
@@ -204,7 +204,7 @@ TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
         number > COUNT - kept ? expected.push_back(number) : void();
         EXPECT_TRUE(number != 2 || other.write(1) == 0);
     }
-    EXPECT_EQ(driver::published(key + ".last", 0).status, 0);  // By then all changes have arrived in this process.
+    EXPECT_EQ(driver::published(key + ".last", 0).status, 0);  // All changes have arrived in this process.
     held.release.set_value();
     driver::sync();
     for (auto* each : {&slow, &twin}) {
@@ -214,7 +214,7 @@ TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
         }
         EXPECT_EQ(received, expected);
     }
-    EXPECT_EQ(other.take(), Integers{1});  // Its changes do not exceed the bound.
+    EXPECT_EQ(other.take(), Integers{1});  // The changes of `other` do not exceed the bound.
     std::string const dropped = std::to_string(COUNT - 1 - kept);
     auto const lines = log.take();
     ASSERT_EQ(lines.size(), 2U);

@@ -11,12 +11,12 @@ namespace test::value_object_test {
 using V = ValueObject;  // For rows of one line.
 
 ValueObject tagged(int tag) {
-    ValueObject value(2);  // Its lowest byte is no bool.
+    ValueObject value(2);  // The lowest byte of 2 is not a bool.
     value.typeTag = static_cast<ValueObjectType>(tag);
     return value;
 }
 
-/// The type and what converts to bool, int, unsigned, long long, unsigned long long, float, double and text.
+/// Returns the type and the conversions to bool, int, unsigned, long long, unsigned long long, float, double and text.
 std::string conversionsOf(IValueObject const& value) {
     std::ostringstream text;
     text << value.type() << ": " << static_cast<bool>(value) << ' ' << static_cast<int>(value) << ' '

@@ -87,7 +87,7 @@ TEST_F(ScriptTest, ADocumentThatIsGoneIsHeldByNothing) {
     runUntil("ends.length === 1");
     run("call(nrx.get('event'))");
     context = nullptr;
-    ASSERT_FALSE(binding.expired());  // It is attached: the script is needed yet.
+    ASSERT_FALSE(binding.expired());  // While attached, the binding and its script own each other.
     binding.lock()->detach();
     EXPECT_TRUE(binding.expired());
     while (television.registrations(COMMAND) > 0) {

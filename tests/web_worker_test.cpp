@@ -1,4 +1,4 @@
-// The thread that uses the facade for pages, with a simulated television and without a web engine.
+// The worker thread, which uses the facade for pages, with a simulated television and without a web engine.
 
 #include <gmock/gmock.h>
 
@@ -29,7 +29,7 @@ auto lineWith(std::string const& text) {
     return testing::Field(&simulator::LogCapture::Line::text, testing::HasSubstr(text));
 }
 
-/// The test's own thread, which runs the tasks of other threads.
+/// The test's thread, which runs the tasks that other threads post.
 class MainThread {
 public:
     void post(std::function<void()> task) {
@@ -58,7 +58,7 @@ private:
 
 class FacadeWorkerTest : public testing::Test {
 protected:
-    /// Stands in for the script of a document.
+    /// Replaces the script of a document.
     struct Document {
         explicit Document(FacadeWorkerTest& test)
             : queue(std::make_shared<EventQueue>([this, &main = test.main] { main.post([this] { take(); }); })) {
@@ -166,9 +166,9 @@ TEST_F(FacadeWorkerTest, ListsAreConnectedAgainWhileADocumentListens) {
     ASSERT_EQ(call(document, "get", R"(["command"])").status, 5);
     int const before = attempts();
     ASSERT_EQ(call(document, "get", R"(["event"])").status, 0);
-    EXPECT_EQ(attempts(), before);  // Nobody listens.
+    EXPECT_EQ(attempts(), before);  // No document listens to the command list.
     worker->listen(*document.queue, ListType::COMMAND, true);
-    while (attempts() == before) {  // The next attempt is made by itself.
+    while (attempts() == before) {  // The worker makes the next attempt without a call.
         std::this_thread::yield();
     }
     EXPECT_EQ(call(document, "get", R"(["command"])").status, 5);
@@ -207,7 +207,7 @@ TEST_F(FacadeWorkerTest, NothingIsDoneForADocumentThatIsGone) {
     EXPECT_EQ(television.counts(EVENT).writes, 0);
     EXPECT_EQ(television.counts(EVENT).connectAttempts, 2);  // The second session ended before it was started.
     EXPECT_FALSE(isAnswered);
-    EXPECT_EQ(television.registrations(COMMAND), 1);  // The next session's: the first one has ended.
+    EXPECT_EQ(television.registrations(COMMAND), 1);  // Of the next session. The first session has ended.
     worker->detach(*next.queue);
     worker = nullptr;
     EXPECT_EQ(television.registrations(COMMAND), 0);
@@ -247,7 +247,7 @@ TEST(AllowedOriginsTest, OnlyTheOriginsListedSeeNrx) {
              1);
     AllowedOrigins const allowed = AllowedOrigins::fromEnvironment();
     EXPECT_EQ(log.take().size(), 8U);
-    using Page = std::pair<char const*, char const*>;  // Its protocol and its origin.
+    using Page = std::pair<char const*, char const*>;  // The page's protocol and origin.
     for (auto const& [protocol, origin] : {Page("http:", "http://a.example"), Page("https:", "https://a.example:8443"),
                                            Page("file:", "null"), Page("file:", "file://")}) {
         EXPECT_TRUE(allowed.allows(protocol, origin)) << protocol << ' ' << origin;
