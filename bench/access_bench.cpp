@@ -16,8 +16,8 @@ using Integers = std::vector<int>;
 using StringAccess = ValueAccessT<objbus::ObserverString>;
 using StringListAccess = ValueAccessT<objbus::ObserverVectorString>;
 
-/// Publishes `value`, and connects an access object and, without it, the model object itself. Neither observes changes,
-/// so that a write has no effect after its return.
+/// Publishes `value`, and connects an access object and, without this access object, the model object. Neither connect
+/// registers an observer, so that a write has no effect after its return.
 template <typename Access, typename Object>
 struct Connected {
     Connected(simulator::Television& television, std::string const& key, simulator::Value const& value)

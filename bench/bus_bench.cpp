@@ -92,7 +92,7 @@ private:
     std::unique_ptr<sdbus::IProxy> const proxy_ = sdbus::createProxy(*connection_, bus::SERVICE, bus::pathOf(COMMAND));
 };
 
-/// Exchanges with a client in this process: each list that arrives makes the television publish the next one.
+/// Exchanges lists with a client in this process: each received list makes the television publish the next list.
 template <typename Way>
 class Exchange {
 public:
@@ -145,7 +145,7 @@ struct Unmap {
     void operator()(Round* round) const { ::munmap(round, sizeof(Round)); }
 };
 
-/// Maps the round that is in the file.
+/// Maps the `Round` that the file contains.
 std::unique_ptr<Round, Unmap> mapRound(int file) {
     void* const memory = ::mmap(nullptr, sizeof(Round), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     if (memory == MAP_FAILED) {
@@ -170,7 +170,7 @@ template <typename Way>
     }
 }
 
-/// Exchanges with client processes, which run a `part` of this program.
+/// Exchanges lists with client processes, which run a `part` of this program.
 class ClientProcesses {
 public:
     ClientProcesses(BusFixture const& fixture, char const* part, std::size_t count) : fixture_(fixture) {
@@ -186,7 +186,7 @@ public:
             clients_.back()->readLine();
         }
         ::close(file);
-        run(BATCH);  // A process is slow at first.
+        run(BATCH);  // The first exchanges of a new process are slower.
     }
 
     /// Returns whether all clients received all lists.
@@ -215,7 +215,7 @@ void addClients(std::string const& name, char const* part, BusFixture const& fix
 }
 
 int run(int argc, char** argv) {
-    BusFixture const forMany;  // On any processor.
+    BusFixture const forMany;  // Runs on any processor.
     bench::runOnOneProcessor(true);
     BusFixture const forOne;
     ::setenv("NRX_BUS_ADDRESS", forOne.address.c_str(), 1);

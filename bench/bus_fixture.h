@@ -14,8 +14,8 @@ namespace bench {
 inline constexpr std::array COUNTS = {3, 100, 10'000};  ///< The lengths of the lists.
 inline constexpr int LENGTH = 48;                       ///< The length of each string.
 
-/// Restricts this process and its later children to one processor, or to none. The time of an exchange between
-/// processes depends on which processors the system chooses for them.
+/// Restricts this process and its later child processes to one processor, or lifts the restriction. The time of an
+/// exchange depends on the processors that the system chooses for the processes.
 void runOnOneProcessor(bool one);
 
 /// Serves the command list on the bus at the address, and publishes a new list for each byte from standard input, which
@@ -37,8 +37,8 @@ struct BusFixture {
 std::string nameOf(std::string const& way, std::size_t which);
 
 /// Registers a benchmark of list exchanges with other processes, in real time. `prepare` returns a function object that
-/// makes a number of exchanges and returns whether all lists arrived. It makes `batch` exchanges between two readings
-/// of the clock.
+/// makes a number of exchanges and returns whether all lists arrived. The benchmark makes `batch` exchanges between two
+/// readings of the clock.
 template <typename Prepare>
 void addExchange(std::string const& name, Prepare const& prepare, int batch = 1) {
     auto const measure = [prepare, batch](benchmark::State& state) {

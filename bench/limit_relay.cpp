@@ -15,7 +15,7 @@ bool admitted(diagnostics::LogLevel level) {
     return debugCheckLevel(&record) != 0;
 }
 
-/// Makes the calls of the platform that a traced operation makes.
+/// Calls the platform as a traced operation does.
 class Trace {
 public:
     Trace() : file_(sourceBaseName(__FILE__)) { write(); }
@@ -46,7 +46,7 @@ struct Fields {
     std::vector<Fields> elements;
 };
 
-/// Hides the class of an object from the compiler, which otherwise makes direct calls of virtual operations.
+/// Hides the class of an object from the compiler, which otherwise replaces virtual calls by direct calls.
 template <typename T>
 T* hidden(T* object) {
     benchmark::DoNotOptimize(object);

@@ -24,7 +24,7 @@ std::int64_t iterationsOf(std::string_view option) {
 
 }  // namespace
 
-/// Takes the options of Google Benchmark. The first one may be `--iterations=N`, to make each call N times.
+/// Takes the options of Google Benchmark. With `--iterations=N` as the first option, each call is made N times.
 int main(int argc, char** argv) {
     bench::keepHeap();
     if (argc > 1 && std::string_view(argv[1]).starts_with(OPTION)) {

@@ -18,11 +18,11 @@ public:
 
 }  // namespace
 
-// These replace the operators in the whole program with its shared libraries. The other forms of new and delete call
-// these.
+// These operators replace the standard operators in the program and its shared libraries. The other forms of new and
+// delete call these operators.
 
 void* operator new(std::size_t size) {
-    // A locked addition would take as long as the allocation. Only one thread allocates at a time.
+    // Avoids an atomic addition, which takes as long as the allocation. Only one thread allocates at a time.
     allocationCount.store(allocationCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     if (void* const memory = std::malloc(size != 0 ? size : 1)) {
         return memory;
@@ -62,7 +62,7 @@ int runBenchmarks(int argc, char** argv) {
         return EXIT_FAILURE;
     }
     benchmark::RunSpecifiedBenchmarks();
-    benchmark::ClearRegisteredBenchmarks();  // They may own clients of a television.
+    benchmark::ClearRegisteredBenchmarks();  // The benchmarks may own clients of a television.
     benchmark::Shutdown();
     return EXIT_SUCCESS;
 }

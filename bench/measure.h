@@ -30,13 +30,13 @@ inline void use(void const* memory) {
 /// Receives the lists of all benchmarks. The class is hidden, so that every call is a virtual call.
 orvane::NRXModelAccessClient& client();
 
-/// Prevents the heap from returning memory to the system: whether a call does so depends on the earlier benchmarks.
+/// Prevents the heap from returning memory to the system. Otherwise a call's time depends on the earlier benchmarks.
 void keepHeap();
 
 /// The number of calls of `operator new` so far, on all threads.
 std::int64_t heapAllocations();
 
-/// How often each call is made; 0 lets Google Benchmark decide.
+/// The number of calls in each benchmark. With 0 Google Benchmark selects the number.
 inline std::int64_t iterations = 0;
 
 /// Runs the registered benchmarks with the options of Google Benchmark, and returns the program's exit status.

@@ -11,7 +11,7 @@ namespace bench {
 
 namespace {
 
-// Each class makes a value from a list, passes the value on, and calls the client with the list in the value.
+// Each class makes a value from a list, relays the value, and calls the client with the list in the value.
 
 /// The facade as an embedding process uses it.
 class Relay {
@@ -30,9 +30,9 @@ private:
 
 struct LimitTwoCopies {
     void operator()(Strings const& list) const {
-        Strings const value = list;  // NOLINT(performance-unnecessary-copy-initialization): this is measured.
+        Strings const value = list;  // NOLINT(performance-unnecessary-copy-initialization): the measured copy.
         use(value.data());
-        Strings const received = value;  // NOLINT(performance-unnecessary-copy-initialization): this too.
+        Strings const received = value;  // NOLINT(performance-unnecessary-copy-initialization): as above.
         client().onNRXCommandReceived(received);
     }
 };

@@ -45,9 +45,9 @@ struct Use {
     double switches = 0;  ///< Voluntary context switches.
     double seconds = 0;   ///< Processor time.
 };
-using Uses = std::map<std::string, Use>;  ///< By the threads' identifiers.
+using Uses = std::map<std::string, Use>;  ///< The keys are the threads' identifiers.
 
-/// The sum of the resources that the threads of `before` have used since.
+/// The sum of the resources that the threads in `before` have used between `before` and `after`.
 Use operator-(Uses const& after, Uses const& before) {
     Use sum;
     for (auto const& [thread, use] : after) {
@@ -59,8 +59,7 @@ Use operator-(Uses const& after, Uses const& before) {
     return sum;
 }
 
-/// A browser with the extensions of a folder and with the page, which receives the lists of the browser's own
-/// television.
+/// A browser with the extensions of a folder, its own television, and the page, which receives the television's lists.
 class Browser {
 public:
     explicit Browser(std::string const& extensions) {
@@ -86,7 +85,7 @@ public:
         return isMarked(milliseconds);
     }
 
-    /// Publishes lists until the page receives one, and waits for late ones.
+    /// Publishes lists until the page receives a list, then waits for late lists.
     void awaitPage() const {
         for (int tries = 0; !exchange(0, 100); ++tries) {
             if (tries == 600) {
@@ -109,7 +108,7 @@ public:
                     status >> use.switches;
                 }
             }
-            // The first number is the processor time in nanoseconds.
+            // The first number of the file is the processor time in nanoseconds.
             if (!(std::ifstream(thread.path() / "schedstat") >> use.seconds)) {
                 throw std::runtime_error("no processor time of a thread");
             }
@@ -174,7 +173,7 @@ int run(int argc, char** argv) {
     bench::runOnOneProcessor(true);
     Browser const extension("extension");
     Browser const peer("peer");
-    Browser const idle("extension");  // Without the garbage of earlier lists.
+    Browser const idle("extension");  // A process that has not received lists.
     Browser const none("none");
     extension.awaitPage();
     peer.awaitPage();

@@ -49,7 +49,7 @@ gboolean onReadable(gint /*descriptor*/, GIOCondition /*condition*/, gpointer /*
 }
 
 void onWindowObjectCleared(WebKitScriptWorld* world, WebKitWebPage* /*page*/, WebKitFrame* frame, gpointer /*data*/) {
-    page = webkit_frame_get_js_context_for_script_world(frame, world);  // The only page.
+    page = webkit_frame_get_js_context_for_script_world(frame, world);  // The browser has only this page.
 }
 
 }  // namespace
