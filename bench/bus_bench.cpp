@@ -57,7 +57,7 @@ private:
     orvane::NRXModelAccess access_{this};
 };
 
-/// Reads the list directly from the signal, on the thread that receives it.
+/// Reads the list directly from the signal, on the thread that receives the signal.
 class PeerBusProxy {
 public:
     explicit PeerBusProxy(Receive receive) : receive_(std::move(receive)) {
@@ -154,7 +154,7 @@ std::unique_ptr<Round, Unmap> mapRound(int file) {
     return std::unique_ptr<Round, Unmap>(static_cast<Round*>(memory));
 }
 
-/// Runs a client process until it is killed.
+/// Runs a client process until the process is killed.
 template <typename Way>
 [[noreturn]] void listen(int file) {
     bench::runOnOneProcessor(false);

@@ -71,7 +71,7 @@ private:
         expect(sd_bus_send(bus_.get(), made, nullptr));
     }
 
-    /// Answers the only call that clients make, which reads the type of the object.
+    /// Replies to the only call of the clients, which reads the object's type.
     static int handleMessage(sd_bus_message* message, void* /*unused*/, sd_bus_error* /*error*/) {
         if (sd_bus_message_is_method_call(message, bus::PROPERTIES_INTERFACE, "Get") <= 0) {
             return 0;

@@ -79,7 +79,7 @@ public:
     Browser& operator=(Browser const&) = delete;
     ~Browser() { ::close(pipe_); }
 
-    /// Publishes a list and waits until the page has received it.
+    /// Publishes a list and waits until the page has received the list.
     [[nodiscard]] bool exchange(std::size_t which, int milliseconds = 60'000) const {
         fixture_.publish(which);
         return isMarked(milliseconds);
@@ -173,7 +173,7 @@ int run(int argc, char** argv) {
     bench::runOnOneProcessor(true);
     Browser const extension("extension");
     Browser const peer("peer");
-    Browser const idle("extension");  // A process that has not received lists.
+    Browser const idle("extension");  // A web process that receives no lists.
     Browser const none("none");
     extension.awaitPage();
     peer.awaitPage();

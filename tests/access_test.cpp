@@ -70,7 +70,7 @@ struct Operation {
     }
 };
 
-/// Reads into a variable that must change exactly when the read succeeds.
+/// Reads into a variable. The variable must change if and only if the read succeeds.
 template <typename T>
 Operation read(ObjectTypeSpec type, T const& before, T const& inModel) {
     auto const call = [=](ValueAccessBase& access) {
@@ -124,7 +124,7 @@ public:
         silent = GetParam();
     }
 
-    /// Publishes an object of the type, with the value of its kind if it has one.
+    /// Publishes an object of the type, with the value of its kind if the kind has a value.
     void publish(int type) {
         tv.publishBare(KEY, static_cast<ObjectTypeSpec>(type));
         for (Kind const& kind : KINDS) {

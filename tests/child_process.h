@@ -93,7 +93,7 @@ inline std::unique_ptr<ChildProcess> startBus(std::string& address) {
     return bus;
 }
 
-/// Starts a television with the objects of a model file, and returns when it serves.
+/// Starts a television with the objects of a model file, and returns when the television serves.
 inline std::unique_ptr<ChildProcess> startTelevision(std::string const& program, std::string const& address,
                                                      std::string const& model) {
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> const file(std::tmpfile(), std::fclose);

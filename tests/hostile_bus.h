@@ -52,7 +52,7 @@ inline Answer returnsList(Strings const& list) {
 }
 inline int never(sd_bus_message* /*call*/) { return 1; }
 
-/// A signal, and the records of the observers that receive it.
+/// A signal, and the records of the observers that receive the signal.
 struct Signal {
     char const* path;
     char const* interface;
@@ -82,7 +82,7 @@ class HostileBus : public ::testing::Test {
 public:
     void SetUp() override {
         television::setLogSink([this](int /*severity*/, std::string const& line) {
-            EXPECT_EQ(root().disconnectObject("l", nullptr, nullptr), 0);  // The platform holds no lock while it logs.
+            EXPECT_EQ(root().disconnectObject("l", nullptr, nullptr), 0);  // The platform logs without a held mutex.
             log.record(line);
         });
         for (auto const& [key, type] : {std::pair("n", 1), {"l", 4}, {"a", 5}, {"r", 6}, {"x", 2}, {"y", 1}}) {

@@ -13,7 +13,7 @@ Strings const LIST{"a text that is too long for the string itself to hold", "b"}
 
 std::vector<objbus::Argument> const RESULTS{{0, 1, 0, "b"}, {0, 0, 0, LIST[0]}};
 
-/// The objects of all operations. `isReceived` tells whether a handler has received the list or the value.
+/// The objects of all operations. `isReceived` is true after a handler has received the list or the value.
 struct Things : orvane::NRXModelAccessClient, ValueHandler, ActionHandler {
     explicit Things(simulator::Television& on) : tv(on) {
         facade.startCommandListener();

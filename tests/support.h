@@ -37,7 +37,7 @@ inline std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
 /// Returns the arguments of `usleep` since the last call, in microseconds. `usleep` does not sleep in this program.
 std::vector<unsigned int> takeSleeps();
 
-/// While this object exists, an allocation of this thread fails after `allocations` others, with `lasts` all after it.
+/// Until its destruction, an allocation of this thread fails after `allocations` others, with `lasts` all later ones.
 struct ScopedAllocationFailure {
     explicit ScopedAllocationFailure(int allocations, bool lasts = true);
     ScopedAllocationFailure(ScopedAllocationFailure const&) = delete;

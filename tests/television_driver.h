@@ -23,7 +23,7 @@ void withdraw(Key key);
 void set(Key key, television::Value const& value);
 void setRows(Key key, television::Rows const& rows);
 
-/// Publishes a value, and connects a client to it.
+/// Publishes a value, and connects a client to the value.
 template <typename T>
 test::Client<T> published(Key key, T const& value) {
     publish(key, value);
@@ -59,7 +59,7 @@ void start();
 /// Returns when the clients have also received the values that the platform reads after a change of the television.
 void syncReads();
 
-/// One of the two ways to lose the television, with the status of operations until it returns.
+/// One of the two ways to lose the television, with the status of operations during the loss.
 struct Loss {
     char const* name;
     void (*lose)();

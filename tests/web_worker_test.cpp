@@ -205,7 +205,7 @@ TEST_F(FacadeWorkerTest, NothingIsDoneForADocumentThatIsGone) {
     isGone.set_value();
     ASSERT_EQ(call(next, "get", R"(["event"])").status, 0);
     EXPECT_EQ(television.counts(EVENT).writes, 0);
-    EXPECT_EQ(television.counts(EVENT).connectAttempts, 2);  // The second session ended before it was started.
+    EXPECT_EQ(television.counts(EVENT).connectAttempts, 2);  // The second session ended before its start.
     EXPECT_FALSE(isAnswered);
     EXPECT_EQ(television.registrations(COMMAND), 1);  // Of the next session. The first session has ended.
     worker->detach(*next.queue);
