@@ -108,7 +108,7 @@ inline std::unique_ptr<ChildProcess> startTelevision(std::string const& program,
     return television;
 }
 
-/// Returns when `waitUntilDelivered` returns the status: the observers have then received all earlier notifications.
+/// Returns when `waitUntilDelivered` returns the status. The observers have then received all earlier notifications.
 inline void awaitStatus(int status) {
     while (bus::waitUntilDelivered() != status) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -143,7 +143,7 @@ public:
         }
         return result.get();
     }
-    /// Repeats the operation until the operation returns 0; only the test's timeout limits the repetitions.
+    /// Repeats the operation until the operation returns 0. Only the test's timeout limits the repetitions.
     void serveUntilDone(std::function<int()> const& operation) const {
         while (serve(operation) != 0) {
         }
