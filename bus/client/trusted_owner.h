@@ -21,7 +21,7 @@ public:
 private:
     struct Setting {
         bool isAny = false;
-        std::optional<uid_t> user{};  ///< None: this process's own, and root.
+        std::optional<uid_t> user{};  ///< Empty: this process's user and root.
     };
     static std::optional<Setting> parse(std::string_view word);
 

@@ -14,7 +14,7 @@ namespace bus {
 /// before the next message of a bus.
 class TaskQueue {
 public:
-    /// Adds an event source to the loop. Throws `std::system_error` if the kernel has no resources for that.
+    /// Adds an event source to the loop. Throws `std::system_error` if the kernel lacks resources.
     explicit TaskQueue(sd_event* loop);
     TaskQueue(TaskQueue const&) = delete;
     TaskQueue& operator=(TaskQueue const&) = delete;
