@@ -21,7 +21,7 @@ public:
     INrxModelAccess& operator=(INrxModelAccess const&) = delete;
     virtual ~INrxModelAccess();
 
-    /// Replaces the receiver of command and event lists. Does not own the client. Null: lists are not passed on.
+    /// Replaces the client, which receives the lists. Does not own the client. Without a client (null) drops the lists.
     virtual void setClient(NRXModelAccessClient* newClient) = 0;
 
     /// Connects to the command and the event list, and waits up to 1000 milliseconds for each. After a failure only
@@ -29,7 +29,7 @@ public:
     virtual void start() = 0;
 
     /// @name Facts about the television
-    /// Read at each call. Empty if a fact cannot be read, or the part of a text that a failed read has left.
+    /// Each call reads the fact. If the read fails, the result is empty, or the part of the text that was read.
     /// @{
 
     /// The version of the television's software, from the data model's factory data. This call and the next two wait
@@ -45,10 +45,10 @@ public:
     virtual std::string getDeviceID() = 0;
     /// @}
 
-    /// Starts passing command lists to the client; initially they are dropped. A list may be empty, and a list may
-    /// arrive that nobody sent (see `NRXModelAccessClient`).
+    /// Starts passing command lists to the client. Earlier lists are dropped. A list may be empty. A television that
+    /// returns may send its current list (see `NRXModelAccessClient`).
     virtual void startCommandListener() = 0;
-    /// Stops passing command lists. Lists that arrive meanwhile are dropped.
+    /// Stops passing command lists to the client. Lists are dropped until the next start.
     virtual void stopCommandListener() = 0;
 
     /// @name The same for event lists
@@ -68,7 +68,7 @@ public:
     /// @{
 
     /// Passes a new command or event value to the client, on the model's delivery thread: the texts of the list's
-    /// elements, valid during the call only. Drops values that are no list, and values while the listener is off.
+    /// elements, valid during the call only. Drops a value that is no list, and every value while the listener is off.
     virtual void onNRXCommandValueChanged(system::support::IValueObject const& value) = 0;
     virtual void onNRXEventValueChanged(system::support::IValueObject const& value) = 0;
     /// @}

@@ -100,7 +100,7 @@ std::vector<objbus::Argument> startArguments() {
 
 INrxModelAccess::~INrxModelAccess() = default;
 
-// Braces guarantee that the objects are created in their order here.
+// Braces guarantee that the objects are created in the order of the arguments.
 NRXModelAccess::NRXModelAccess()
     : NRXModelAccess{nullptr,
                      relayedList(model_keys::COMMAND, this, &NRXModelAccess::onNRXCommandValueChanged),

@@ -24,7 +24,7 @@ class ActionAccess;
 /// model's delivery thread. Without memory an operation throws `std::bad_alloc`, and the facade stays usable; a list
 /// that cannot be copied is lost.
 ///
-/// The facade owns its access objects, together with the owner of injected objects. It never owns the client.
+/// The facade owns its access objects, and shares injected objects with the caller. The facade never owns the client.
 ///
 /// A test of the embedding process replaces the access objects by fakes and needs no television:
 ///
@@ -45,7 +45,7 @@ public:
 
     /// Creates the access objects, with the relay as the handler of the two lists. Does not connect.
     NRXModelAccess();
-    /// Also sets the client.
+    /// Like the default constructor. Also sets the client.
     explicit NRXModelAccess(NRXModelAccessClient* newClient);
     /// Uses the given access objects. Lists reach the relay only through handlers that the caller binds to the relay.
     /// These handlers must not be called after the facade's destruction. For an empty pointer the constructor creates

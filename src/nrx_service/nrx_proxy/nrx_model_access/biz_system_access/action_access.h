@@ -39,7 +39,7 @@ class NRX_EXPORT ActionAccess : public ValueAccessBase, public objbus::ObserverA
 public:
     /// Without a handler: answers are only logged. Does not connect.
     explicit ActionAccess(std::string key);
-    /// The usual way to install a handler: no notification can arrive earlier.
+    /// Installs the handler before any notification can arrive. Does not connect.
     ActionAccess(std::string key, std::shared_ptr<ActionHandler> newHandler);
     ActionAccess(ActionAccess const&) = delete;  ///< The model holds the object's address.
     ActionAccess& operator=(ActionAccess const&) = delete;
@@ -49,7 +49,7 @@ public:
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    /// Installs, replaces or removes (empty) the receiver of answers; not while answers can arrive. Returns 0.
+    /// Replaces the handler, or removes it (empty). Must not be called while answers can arrive. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<ActionHandler> newHandler);
 
     /// Starts the action. The model writes the identifier of the later answer to `actionId`. Returns the model's
@@ -58,7 +58,7 @@ public:
 
     /// Called by the model on its delivery thread. Logs the error and passes it to the handler.
     void notifyExecutionError(unsigned int actionId, int error) override;
-    /// The same for the results. A result whose index is outside the list of results is dropped.
+    /// Like `notifyExecutionError`, for the results. Drops a result whose index is outside the list of results.
     void notifyResult(unsigned int actionId, std::vector<objbus::Argument> const& results) override;
 
 protected:

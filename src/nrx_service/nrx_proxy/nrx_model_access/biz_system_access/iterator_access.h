@@ -40,7 +40,7 @@ public:
 /// One iterator over a table of the television's data model.
 ///
 /// `create()` connects to the table and creates the iterator. `getIterator()` returns the iterator, whose operations
-/// the television defines. Each notification is passed to the handler at once, whatever the state of this object; the
+/// the television defines. Each notification is passed to the handler at once, in every state of this object. The
 /// handler stays alive during the call.
 ///
 /// The owner calls `destroy()` before destroying this object; otherwise the model keeps an iterator that notifies a
@@ -76,7 +76,7 @@ public:
     /// such table, or if the object reports the type of another kind. An object without a known type
     /// (`OBJECT_TYPE_NONE`, or a number that names no type) is treated as the table. After the new table's connect, an
     /// earlier iterator is destroyed first, and the earlier table is released last. If the television throws when it
-    /// creates the new iterator, there is none.
+    /// creates the new iterator, there is no iterator.
     virtual int create();
     /// Destroys the iterator, if there is one. The table stays connected. Returns 0. If the television throws, the
     /// iterator still exists.
@@ -85,7 +85,7 @@ public:
     /// Returns the iterator, or null. The model owns the iterator, which is valid until `destroy()`.
     objbus::TableIterator* getIterator() const;
 
-    /// Installs, replaces or removes (empty) the receiver; not while notifications can arrive. Returns 0.
+    /// Replaces the handler, or removes it (empty). Must not be called while notifications can arrive. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<IteratorHandler> newHandler);
 
     /// @name Notifications

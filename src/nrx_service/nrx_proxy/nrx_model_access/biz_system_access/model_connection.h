@@ -7,7 +7,7 @@
 
 // The common part of the connects of all access kinds. Private to the access layer.
 
-/// The messages of a failed connect. Each `connect` writes them itself, so that a line names its source.
+/// The messages of a failed connect. Each `connect` writes the messages itself, so that a log line names its source.
 #define CONNECT_FAILED_MESSAGE "Failed %d"
 #define OBSERVER_MISMATCH_MESSAGE "Observer Type not match for %s,( %d ) vs %s "
 

@@ -8,7 +8,7 @@
 
 namespace orvane::system::support {
 
-/// Kept alive by the table accesses that share it. Receives no notifications.
+/// Kept alive by the table accesses that share the handler. Receives no notifications.
 class NRX_EXPORT TableHandler {
 public:
     virtual ~TableHandler() = default;
@@ -42,7 +42,7 @@ public:
     /// Replaces the handler, or releases it (empty). Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<TableHandler> newHandler);
 
-    /// The table changed. Called on the model's delivery thread; only traced.
+    /// The table changed. Called on the model's delivery thread. Writes trace lines only.
     void notifyUpdate(int update) override;
 
 protected:

@@ -31,8 +31,8 @@ namespace orvane::system::support {
 ///
 /// The destructor disconnects and catches exceptions of the platform; the registration may then remain. A derived class
 /// with its own state or its own notification must disconnect in its own destructor, before its state is destroyed, and
-/// catch exceptions of the platform. An access may be disconnected or destroyed inside its own notification: nothing of
-/// it is used after its handler has returned.
+/// catch exceptions of the platform. An access may be disconnected or destroyed inside its own notification: the access
+/// is not used after the handler has returned.
 template <typename Obs>
 class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:
@@ -40,7 +40,7 @@ public:
     ValueAccessT();
     /// Without a handler: for reads and writes. Does not connect.
     explicit ValueAccessT(std::string key);
-    /// The usual way to install a handler: no notification can arrive earlier.
+    /// Installs the handler before any notification can arrive. Does not connect.
     ValueAccessT(std::string key, std::shared_ptr<ValueHandler> newHandler);
     /// Like the default constructor: copies nothing from `other`.
     ValueAccessT(ValueAccessT const& other);
@@ -48,11 +48,11 @@ public:
     ~ValueAccessT() override;
 
     /// Returns 0 if connected, 5 if not available within the budget or without a root interface, 6 if the object has
-    /// another type, and 8 for the key "missing", without an attempt.
+    /// another type. Returns 8 without an attempt for the key "missing".
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    // Which notification overrides an operation of `Obs` depends on the instance, so none has `override`.
+    // No notification has `override`, because each instance overrides only the notification of its `Obs`.
     // NOLINTBEGIN(modernize-use-override)
 #ifdef __clang__
 #pragma clang diagnostic push

@@ -9,8 +9,8 @@ namespace orvane::system::support {
 /// Receives new model values. Shared between its creator and the access objects that call it.
 class NRX_EXPORT ValueHandler {
 public:
-    /// Called on the model's delivery thread. `value` is valid during the call only: copy or convert it. The handler
-    /// may destroy the access object, and thereby itself, inside the call.
+    /// Called on the model's delivery thread. `value` is valid during the call only: copy or convert `value`. The
+    /// handler may destroy the access object, and thereby itself, inside the call.
     virtual void handleNewValue(IValueObject const& value) = 0;
     virtual ~ValueHandler() = default;
 };

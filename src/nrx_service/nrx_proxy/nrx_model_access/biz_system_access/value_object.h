@@ -70,7 +70,7 @@ public:
     /// @name Refused
     /// @{
 
-    /// No pointers, including string literals: use a `std::string`.
+    /// Refuses pointers, including string literals: use a `std::string`.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
     IValueObject& operator=(Pointer value) = delete;
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
@@ -99,7 +99,7 @@ public:
     /// @name List conversions
     /// @{
 
-    /// A list converts element by element; any other value gives one entry.
+    /// A list converts element by element. Any other value converts to a list of one element.
     virtual operator std::vector<unsigned int>() const = 0;
     virtual operator std::vector<int>() const = 0;
     virtual operator std::vector<std::string>() const = 0;
@@ -144,7 +144,7 @@ public:
     ValueObject(char const* value) : ValueObject(detail::textOf(value)) {}
     /// @}
 
-    /// No other pointers.
+    /// Refuses all other pointers.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject(Pointer value) = delete;
 
@@ -180,7 +180,7 @@ public:
     /// @name Refused
     /// @{
 
-    /// No other pointers.
+    /// Refuses all other pointers.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject& operator=(Pointer value) = delete;
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
@@ -204,8 +204,8 @@ public:
     template <typename T>
     std::vector<T> convertToVectorT(T elementType) const;
 
-    /// Converts the right operand to the type of the left one and compares: not symmetric. Strings equal only strings,
-    /// lists only lists.
+    /// Converts the right operand to the type of the left operand and compares, so the result is not symmetric. Strings
+    /// equal only strings, and lists equal only lists.
     bool operator==(ValueObject const& other) const;
 
     ValueObjectType typeTag = VALUE_UNDEFINED;  ///< The type of the value.
