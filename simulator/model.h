@@ -38,7 +38,7 @@ struct KeyEntry {
     /// Includes withdrawn objects, because clients keep plain pointers to them.
     std::vector<std::unique_ptr<ModelObject>> objects;
     KeyCounts counts;                  ///< Except the type queries, which are counted without the mutex.
-    std::atomic<int> typeQueries = 0;  ///< Not incremented atomically: that would take as long as a query.
+    std::atomic<int> typeQueries = 0;  ///< Loaded and stored: an atomic increment would take as long as a query.
     ConnectFault connectFault{STATUS_OK, false, 0};
     ReadFault readFault;
     int invokeFault = STATUS_OK;

@@ -102,7 +102,7 @@ public:
 
     /// Publishes a plain-valued object. Withdraws the key's earlier object first.
     void publish(std::string const& key, Value value);
-    /// Publishes an action. `script` answers its invocations.
+    /// Publishes an action. `script` answers the invocations.
     void publishAction(std::string const& key, ActionScript script);
     /// Publishes a table. An iterator reads the columns that its client requested.
     void publishTable(std::string const& key, Rows rows);
@@ -132,7 +132,7 @@ public:
     /// Returns whether `key` has a table.
     bool setRows(std::string const& key, Rows rows);
 
-    /// Blocks until every notification of the changes made so far has returned. Must not be called from inside one.
+    /// Blocks until all notifications of earlier changes have returned. Must not be called inside a notification.
     void waitUntilDelivered();
 
     /// @name Faults

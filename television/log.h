@@ -34,16 +34,16 @@ using LogSink = std::function<void(int severity, std::string const& line)>;
 /// the process ends: replace the sink before any object that it uses is destroyed.
 __attribute__((visibility("default"))) void setLogSink(LogSink sink);
 
-/// Captures the lines written during its lifetime; they do not reach standard error. A process has at most one capture:
-/// a second constructor throws `std::logic_error`.
+/// Captures the lines written during its lifetime instead of writing the lines to standard error. A process has at most
+/// one capture: a second constructor throws `std::logic_error`.
 class __attribute__((visibility("default"))) LogCapture {
 public:
     /// One captured line.
     struct Line {
-        int severity;      ///< Of the writing thread's last admitted check.
+        int severity;      ///< The severity of the writing thread's last admitted check.
         std::string text;  ///< As written, including the line feed.
     };
-    /// Decides instead of the level. May write the record's last two words. Called without a lock of the log.
+    /// Admits or refuses a line, instead of the level. May write the record's last two words. Called with no lock held.
     using Check = std::function<bool(DebugLevelRecord&)>;
 
     /// Admits the lines that `check` admits, or all lines without a check.

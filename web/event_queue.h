@@ -56,7 +56,7 @@ private:
     mutable television::Mutex mutex_;
     std::deque<Event> events_ NRX_GUARDED_BY(mutex_);
     std::size_t bytes_ NRX_GUARDED_BY(mutex_) = 0;
-    std::uint64_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  // Since the queue was empty.
+    std::uint64_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  // The lists dropped since the queue was empty.
     PerList<bool> isListening_ NRX_GUARDED_BY(mutex_){};
     bool isWoken_ NRX_GUARDED_BY(mutex_) = false;
     bool isClosed_ NRX_GUARDED_BY(mutex_) = false;

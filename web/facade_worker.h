@@ -56,7 +56,7 @@ private:
     /// Pushes a list to the documents that listen.
     void distribute(ListType type, std::vector<std::string> const& texts) noexcept;
 
-    /// Work for the worker thread; for a document's call with the document.
+    /// Work for the worker thread. `document` is the document that made a call, or null.
     struct Task {
         std::function<void()> run;
         std::shared_ptr<EventQueue const> document;
