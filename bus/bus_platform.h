@@ -10,8 +10,8 @@
 /// this process's user; the environment variable NRX_BUS_OWNER permits another user. Clients of the model use
 /// `frame::Process`, as with every platform library. The operations here are for programs that show a television.
 ///
-/// Any thread may call these operations, but `waitUntilDelivered` not from inside a notification. Each operation waits
-/// for the television for at most a second, and returns a status of `television::Status`.
+/// Any thread may call these operations. `waitUntilDelivered` must not be called inside a notification. Each operation
+/// waits for the television for at most a second, and returns a status of `television::Status`.
 namespace bus {
 
 /// Replaces `objects` by the keys and the types of the published objects. A failure changes nothing.

@@ -32,7 +32,7 @@ using namespace television;
 
 class ModelObject;
 
-/// The state of one key. Never removed, because objects refer to it.
+/// The state of one key. Never removed, because the key's objects refer to the state.
 struct KeyEntry {
     ModelObject* published = nullptr;
     /// Includes withdrawn objects, because clients keep plain pointers to them.

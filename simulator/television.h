@@ -59,7 +59,7 @@ struct ConnectFault {
 /// A fault of a key's reads of strings and lists. Reads of numbers have no status.
 struct ReadFault {
     int status = 0;        ///< The return value of the read.
-    bool halfWay = false;  ///< Returns half of the value beside the status. Otherwise a failed read returns none.
+    bool halfWay = false;  ///< Returns half of the value beside the status. Otherwise a failed read has no value.
 };
 
 /// The inter-process framework's result of a lookup of the root interface.
@@ -121,7 +121,7 @@ public:
     [[nodiscard]] std::optional<Value> get(std::string const& key) const;
     /// Returns the keys and the types of the published objects.
     [[nodiscard]] std::map<std::string, objbus::ObjectTypeSpec> objects() const;
-    /// Returns the type of the key's object; empty if none is published.
+    /// Returns the type of the key's object; empty if the key has no object.
     [[nodiscard]] std::optional<objbus::ObjectTypeSpec> type(std::string const& key) const;
     /// Calls `listener` for every object that is published or withdrawn from now on, once for an object that replaces
     /// another. The delivery thread calls, in the order of publications, withdrawals and notifications of changes.

@@ -41,7 +41,7 @@ public:
             std::make_shared<TypedRegistration<Obs>>(observer, dynamic_cast<Obs*>(observer), source));
     }
 
-    /// Cancels the observer's registrations and returns how many it had.
+    /// Cancels the observer's registrations and returns their number.
     std::size_t remove(objbus::Observer const* observer, Delivery& delivery) {
         auto const cancel = [observer, &delivery](auto const& registration) {
             if (registration->observer != observer) {

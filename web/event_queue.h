@@ -20,7 +20,7 @@ using ListText = std::shared_ptr<std::string const>;
 ///
 /// The delivery thread pushes, the main thread pops. The queue is bounded: above the bound a new list replaces the
 /// oldest lists of its type. The newest list of each type is always kept. The log gets one line when lists are first
-/// dropped, and one line with their number when the queue is empty again.
+/// dropped, and one line with the number of dropped lists when the queue is empty again.
 class EventQueue {
 public:
     /// The bound for the bytes of all JSON texts plus `BYTES_PER_EVENT` for each list.
@@ -35,7 +35,7 @@ public:
     /// `push` calls `wake`, with no lock held, for the first list and for the first list after each empty `pop`.
     explicit EventQueue(std::function<void()> wake) : wake_(std::move(wake)) {}
 
-    /// Selects whether `push` accepts lists of the type. At first the queue accepts none.
+    /// Selects whether `push` accepts lists of the type. At first `push` accepts no list.
     void setListening(ListType type, bool isOn);
     [[nodiscard]] bool isListening(ListType type) const;
 

@@ -64,7 +64,7 @@ public:
     virtual void failPending() {}
     virtual void handleFirstObserver() { endRecovery(); }
     virtual void connect(objbus::Observer* observer) = 0;
-    /// Cancels the observer's registrations and returns how many it had.
+    /// Cancels the observer's registrations and returns their number.
     virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
     [[nodiscard]] virtual std::size_t observerCount() const = 0;
     /// Called when the television publishes the object. A withdrawn object stays withdrawn.

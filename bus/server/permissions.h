@@ -14,7 +14,7 @@ enum class Access { NONE, READ, ALL };
 /// The access of users and groups.
 class Permissions {
 public:
-    /// Root and this process's own user have all access, other users none.
+    /// Root and this process's own user have all access. Other users have no access.
     Permissions();
 
     /// Gives access to a user (a name or number), to a group (a name or number after an @), or to "any". Returns false

@@ -96,7 +96,7 @@ Server::~Server() {
     television_.setObjectListener({});
     objects_.clear();
     iterators_.reset();
-    // Sends the remaining messages. The bus may not read them.
+    // Sends the remaining messages until `end`, because the bus may not read the messages.
     auto const end = std::chrono::steady_clock::now() + LONGEST_FLUSH;
     auto const isUnsent = [this] {
         sendQueue_.sendWaiting();

@@ -12,7 +12,8 @@ public:
     Interface(Interface const&) = delete;
     Interface& operator=(Interface const&) = delete;
     virtual ~Interface();
-    /// Returns the published object or null. The platform owns the object. The name of the lookup determines its type.
+    /// Returns the published object or null. The platform owns the object. The looked-up name determines the object's
+    /// type.
     virtual void* getObject() = 0;
 };
 

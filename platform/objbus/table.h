@@ -22,7 +22,7 @@ struct __attribute__((visibility("default"))) TableOrder {
     std::int32_t second = 0;  ///< Defined by the television.
 };
 
-/// An iterator over a table. The television defines its operations.
+/// An iterator over a table. The television defines the iterator's operations.
 class TableIterator;
 
 static_assert(sizeof(IteratorType) == 4);

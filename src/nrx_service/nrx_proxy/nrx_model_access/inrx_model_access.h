@@ -24,16 +24,16 @@ public:
     /// Replaces the client, which receives the lists. Does not own the client. Without a client (null) drops the lists.
     virtual void setClient(NRXModelAccessClient* newClient) = 0;
 
-    /// Connects to the command and the event list, and waits up to 1000 milliseconds for each. After a failure only
-    /// reads, writes and another `start()` try again.
+    /// Connects to the command and the event list, and waits up to 1000 milliseconds for each list. After a failure
+    /// only reads, writes and another `start()` try again.
     virtual void start() = 0;
 
     /// @name Facts about the television
     /// Each call reads the fact. If the read fails, the result is empty, or the part of the text that was read.
     /// @{
 
-    /// The version of the television's software, from the data model's factory data. This call and the next two wait
-    /// for the fact's object for up to 1000 milliseconds, the connect budget.
+    /// The version of the television's software, from the data model's factory data. This operation and the next two
+    /// operations wait for the fact's object for up to 1000 milliseconds, the connect budget.
     virtual std::string getSoftwareVersion() = 0;
     /// The production type, from the factory data.
     virtual std::string getModelname() = 0;
@@ -51,10 +51,10 @@ public:
     /// Stops passing command lists to the client. Lists are dropped until the next start.
     virtual void stopCommandListener() = 0;
 
-    /// @name The same for event lists
+    /// @name The event listener
     /// @{
 
-    /// As for command lists.
+    /// Like the operations for command lists.
     virtual void startEventListener() = 0;
     virtual void stopEventListener() = 0;
     /// @}

@@ -45,7 +45,7 @@ public:
     ActionAccess& operator=(ActionAccess const&) = delete;
     ~ActionAccess() override;
 
-    /// Returns 0 if connected, 5 if not available within the budget or without a root interface, 6 if not an action.
+    /// Returns 0 if connected, 5 without a root interface or object within the budget, 6 if the object is no action.
     int connect(int timeoutMs) override;
     int disconnect() override;
 

@@ -122,7 +122,7 @@ protected:
     std::vector<objbus::TableOrder> const orders;
     /// @}
 
-    objbus::TableIterator* iterator = nullptr;  ///< The model owns it.
+    objbus::TableIterator* iterator = nullptr;  ///< The model owns the iterator.
     /// Connected if not null. Not null while `iterator` is not null.
     std::unique_ptr<TableAccess, TableRelease> tableAccess;
 };

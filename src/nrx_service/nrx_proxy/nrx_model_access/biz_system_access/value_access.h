@@ -11,7 +11,7 @@ namespace orvane::system::support {
 
 /// The access object of one plain-valued model object. `Obs` is the model's observer interface for the object's type:
 /// `ObserverNumericInteger`, `ObserverNumericInt64`, `ObserverString`, `ObserverVectorNumericInteger` or
-/// `ObserverVectorString` of `objbus`; the library holds the instances for these five.
+/// `ObserverVectorString` of `objbus`; the library contains the instances for these five interfaces.
 ///
 /// Receiving a value's changes, with a handler that calls a member of the receiver:
 ///
@@ -47,8 +47,8 @@ public:
     ValueAccessT& operator=(ValueAccessT const&) = delete;  ///< The model holds the object's address and key.
     ~ValueAccessT() override;
 
-    /// Returns 0 if connected, 5 if not available within the budget or without a root interface, 6 if the object has
-    /// another type. Returns 8 without an attempt for the key "missing".
+    /// Returns 0 if connected, 5 without a root interface or object within the budget, and 6 if the object has another
+    /// type. Returns 8 without an attempt for the key "missing".
     int connect(int timeoutMs) override;
     int disconnect() override;
 

@@ -77,7 +77,7 @@ public:
     /// @}
 
     /// Passes a new value to the handler, if there is one, on the calling thread. The handler may destroy this object:
-    /// the caller must not use it afterwards.
+    /// the caller must not use this object afterwards.
     virtual void onNewValue(ValueObject const& value);
 
     /// Connects an unconnected access with the budget of the last `connect(int)`, and logs the result. Returns 0 if
@@ -97,7 +97,7 @@ protected:
     explicit ValueAccessBase(std::string const& key);
     /// @}
 
-    objbus::Object* object = nullptr;       ///< Null if not connected. The model owns it.
+    objbus::Object* object = nullptr;       ///< Null if not connected. The model owns the object.
     std::shared_ptr<ValueHandler> handler;  ///< May be empty.
     std::string name;                       ///< The key.
     int connectTimeoutMs = 1000;            ///< The budget of implicit connects, in milliseconds.

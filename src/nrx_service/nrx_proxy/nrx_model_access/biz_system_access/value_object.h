@@ -10,8 +10,8 @@
 
 namespace orvane::system::support {
 
-/// The type of a value. `typeTag` may have any other number: such a value has an empty text, converts like an empty
-/// string, and equals no value, not even itself.
+/// The type of a value. A value whose `typeTag` has any other number has an empty text, converts like an empty string,
+/// and equals no value, not even itself.
 enum ValueObjectType : std::int32_t {
     VALUE_NULL = 0,
     VALUE_INT = 1,
@@ -67,7 +67,7 @@ public:
     virtual IValueObject& operator=(std::string const& value) = 0;
     /// @}
 
-    /// @name Refused
+    /// @name Refused assignments
     /// @{
 
     /// Refuses pointers, including string literals: use a `std::string`.
@@ -177,7 +177,7 @@ public:
     ValueObject& operator=(char const* value) { return *this = detail::textOf(value); }
     /// @}
 
-    /// @name Refused
+    /// @name Refused assignments
     /// @{
 
     /// Refuses all other pointers.
