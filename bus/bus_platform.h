@@ -7,7 +7,7 @@
 
 /// The platform library nrx_bus_platform. Its television is the owner of the name nrx.Television1 on a message bus: the
 /// bus at the address in the environment variable NRX_BUS_ADDRESS, or the session bus. The owner must run as root or as
-/// this process's user; the environment variable NRX_BUS_OWNER permits another user. Clients of the model use
+/// this process's user. The environment variable NRX_BUS_OWNER permits another user. Clients of the model use
 /// `frame::Process`, as with every platform library. The operations here are for programs that show a television.
 ///
 /// Any thread may call these operations. `waitUntilDelivered` must not be called inside a notification. Each operation

@@ -45,7 +45,7 @@ void Model::setObjectListener(ObjectListener listener) {
         }
         listener_.swap(next);
     }
-    delivery.waitWhileRunning(nullptr, this);  // With the mutex released: the running call may lock it.
+    delivery.waitWhileRunning(nullptr, this);  // The mutex is released, because the running call may lock it.
 }
 
 void Model::notifyListener(std::string const& name) {
@@ -102,7 +102,7 @@ int Model::disconnect(std::string const& name, objbus::Observer* observer, objbu
             }
         }
     }
-    delivery.waitWhileRunning(observer, source);  // With the mutex released: the notification may lock it.
+    delivery.waitWhileRunning(observer, source);  // The mutex is released, because the notification may lock it.
     return ended == 0 && object != nullptr ? STATUS_NOT_CONNECTED : STATUS_OK;
 }
 

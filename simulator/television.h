@@ -47,7 +47,7 @@ struct IteratorRequest {
     std::vector<objbus::TableOrder> orders;          ///< Recorded, not applied.
 };
 
-/// A fault of connects to a key. The status 0 without an object is a fault, too.
+/// A fault of connects to a key. The status 0 without an object is also a fault.
 struct ConnectFault {
     static constexpr int FOREVER = -1;  ///< Until the fault is replaced.
 
@@ -86,7 +86,7 @@ struct KeyCounts {
 
 /// An in-process television: the data model, the inter-process framework and one thread that delivers notifications.
 ///
-/// A television is on from construction until destruction. A process has at most one: a second constructor throws
+/// A television is on from construction until destruction. The constructor of a second television throws
 /// `std::logic_error`. Destroy the television after all clients of the model, because the destructor invalidates their
 /// object pointers. Lookups fail while no television is on.
 ///

@@ -180,7 +180,7 @@ void setLogLevel(LogLevel level) { admittedLevel() = level; }
 void setLogSink(LogSink newSink) {
     Shared& state = shared();
     MutexLock const lock(state.sinkMutex);
-    state.sink.swap(newSink);  // The earlier sink is destroyed with the mutex released: its destructor may log.
+    state.sink.swap(newSink);  // The earlier sink is destroyed after the unlock, because its destructor may log.
 }
 
 LogCapture::LogCapture(Check check) : check_(std::move(check)) {

@@ -18,7 +18,7 @@ using ListText = std::shared_ptr<std::string const>;
 
 /// The lists that wait for one document, in the order of their arrival.
 ///
-/// The delivery thread pushes, the main thread pops. The queue is bounded: above the bound a new list replaces the
+/// The delivery thread pushes lists, and the main thread pops lists. Above a bound of bytes a new list replaces the
 /// oldest lists of its type. The newest list of each type is always kept. The log gets one line when lists are first
 /// dropped, and one line with the number of dropped lists when the queue is empty again.
 class EventQueue {

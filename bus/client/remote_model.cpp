@@ -185,7 +185,7 @@ int RemoteModel::disconnect(std::string const& key, objbus::Observer* observer, 
             }
         }
     }
-    delivery.waitWhileRunning(observer, source);  // With the mutex released: the notification may lock the mutex.
+    delivery.waitWhileRunning(observer, source);  // The mutex is released, because the notification may lock it.
     return ended == 0 && object != nullptr ? television::STATUS_NOT_CONNECTED : television::STATUS_OK;
 }
 

@@ -36,8 +36,8 @@ struct ModelContext {
     std::map<std::string, std::shared_ptr<RemoteIterator>, std::less<>> iterators NRX_GUARDED_BY(mutex){};
 };
 
-/// The client's side of one object of the television. The type never changes: an object of another type under the same
-/// key gets another `RemoteObject`.
+/// The client's side of one object of the television. The type never changes, because an object of another type under
+/// the same key gets another `RemoteObject`.
 class RemoteObject {
 public:
     RemoteObject(ModelContext& context, KeyEntry const& entry, objbus::ObjectTypeSpec type)

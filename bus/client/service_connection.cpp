@@ -232,7 +232,7 @@ void ServiceConnection::onServiceStarted(sd_bus_message* reply) {
     isServiceStarting_ = false;
     if (sd_bus_error const* const error = sd_bus_message_get_error(reply)) {
         failHeldCalls(statusOfError(*error));
-    } else if (!isOwnerPending() && owner_.empty()) {  // The owner has gone again, or is not trusted.
+    } else if (!isOwnerPending() && owner_.empty()) {  // The new owner has gone, or is not trusted.
         failHeldCalls(television::STATUS_NO_TELEVISION);
     } else {
         sendHeldCalls();

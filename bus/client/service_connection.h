@@ -61,7 +61,7 @@ protected:
 /// to an untrusted owner and ignores the messages of an untrusted owner.
 class ServiceConnection {
 public:
-    /// Reads the environment, on the host's thread: the host may change the environment later.
+    /// Reads the environment on the host's thread, because the host may change the environment later.
     explicit ServiceConnection(ServiceWatcher& watcher);
     ServiceConnection(ServiceConnection const&) = delete;
     ServiceConnection& operator=(ServiceConnection const&) = delete;

@@ -80,8 +80,8 @@ public:
     virtual void notifyUpdate(int update) = 0;
 };
 
-/// Receives the notifications of the iterator that `ObjectTable::createIterator` made for this observer: each requested
-/// operation was done, or failed. The rows are valid during the call only.
+/// Receives the notifications of the iterator that `ObjectTable::createIterator` made for this observer. A notification
+/// reports that a requested operation was done, or failed. The rows are valid during the call only.
 class __attribute__((visibility("default"))) ObserverTableIterator : public Observer {
 public:
     ~ObserverTableIterator() override;

@@ -12,7 +12,7 @@ class NRXModelAccessClient;
 
 /// The television's NRX service and device facts, as the embedding process sees them.
 ///
-/// Operations report a failure only by an empty result; each failure is logged. The order of the virtual operations
+/// Operations report a failure only by an empty result. Each failure is logged. The order of the virtual operations
 /// is a binary contract.
 class NRX_EXPORT INrxModelAccess {
 public:
@@ -40,8 +40,8 @@ public:
     /// The television's feature code, from the data model's basic settings.
     virtual std::string getFeatureCode() = 0;
     /// The first 1023 bytes of the device identifier's file, up to a zero byte, including line ends. A television keeps
-    /// the file at one of two paths; the operation reads the first that can be opened. A file that blocks, such as a
-    /// FIFO without a writer, blocks the caller.
+    /// the file at one of two paths. The operation reads the first file that can be opened. A file that blocks, such as
+    /// a FIFO without a writer, blocks the caller.
     virtual std::string getDeviceID() = 0;
     /// @}
 
@@ -60,7 +60,7 @@ public:
     /// @}
 
     /// Asks the television to start the NRX service as a background application. Waits up to 100 milliseconds for the
-    /// action's connect, but not for the action's answer, which is only logged. Several threads may call at once; calls
+    /// action's connect, but not for the action's answer, which is only logged. Several threads may call at once. Calls
     /// that must connect first wait for each other, also on different facades.
     virtual void requestStartNRXService() = 0;
 

@@ -20,8 +20,8 @@ class ActionAccess;
 ///
 /// Construct the facade, call `setClient` if no client was given, then `start()`, then start the listeners. The other
 /// operations may be called at any time and connect on demand. The caller calls the operations from one thread at a
-/// time; any thread may call the client and listener switches and `requestStartNRXService`. The relay runs on the
-/// model's delivery thread. Without memory an operation throws `std::bad_alloc`, and the facade stays usable; a list
+/// time. Any thread may call the client and listener switches and `requestStartNRXService`. The relay runs on the
+/// model's delivery thread. Without memory an operation throws `std::bad_alloc`, and the facade stays usable. A list
 /// that cannot be copied is lost.
 ///
 /// The facade owns its access objects, and shares injected objects with the caller. The facade never owns the client.
@@ -56,7 +56,7 @@ public:
     NRXModelAccess(NRXModelAccess const&) = delete;  ///< The lists' handlers hold the facade's address.
     NRXModelAccess& operator=(NRXModelAccess const&) = delete;
     /// After the return, the lists created by the facade make no call to the client, except the call that the
-    /// destructor may run inside. Catches exceptions of the platform; registrations may then remain.
+    /// destructor may run inside. Catches exceptions of the platform, after which registrations may remain.
     ~NRXModelAccess() override;
 
     void setClient(NRXModelAccessClient* newClient) override;

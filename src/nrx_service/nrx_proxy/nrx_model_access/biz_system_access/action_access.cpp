@@ -12,7 +12,7 @@ namespace {
 
 constexpr int STATUS_NOT_CONNECTED = -1;
 
-/// Returns the results' texts, each at its record's index; positions without a record have empty texts.
+/// Returns the results' texts, each at the index of its result. Positions without a result have empty texts.
 ValueObject textsByIndex(std::vector<objbus::Argument> const& results) {
     ValueObject texts = listValue(std::vector<std::string>(results.size()));
     for (objbus::Argument const& result : results) {

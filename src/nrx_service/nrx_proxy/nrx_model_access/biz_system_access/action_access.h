@@ -37,7 +37,7 @@ public:
 ///     }
 class NRX_EXPORT ActionAccess : public ValueAccessBase, public objbus::ObserverAction {
 public:
-    /// Without a handler: answers are only logged. Does not connect.
+    /// Installs no handler, so answers are only logged. Does not connect.
     explicit ActionAccess(std::string key);
     /// Installs the handler before any notification can arrive. Does not connect.
     ActionAccess(std::string key, std::shared_ptr<ActionHandler> newHandler);

@@ -43,7 +43,7 @@ public:
 /// the television defines. Each notification is passed to the handler at once, in every state of this object. The
 /// handler stays alive during the call.
 ///
-/// The owner calls `destroy()` before destroying this object; otherwise the model keeps an iterator that notifies a
+/// The owner calls `destroy()` before destroying this object. Otherwise the model keeps an iterator that notifies a
 /// destroyed object. A handler may use `getIterator()` after `create()` has returned.
 ///
 ///     IteratorAccess channels("channels", handler, type, selections, {0, 2}, orders);  // Columns 0 and 2.
@@ -59,8 +59,8 @@ public:
                    std::vector<objbus::TableOrder> const& tableOrders);
     IteratorAccess(IteratorAccess const&) = delete;  ///< The model holds the object's address.
     IteratorAccess& operator=(IteratorAccess const&) = delete;
-    /// Disconnects from the table. Does not destroy the iterator. Catches exceptions of the platform; the registration
-    /// with the table may then remain.
+    /// Disconnects from the table. Does not destroy the iterator. Catches exceptions of the platform, after which
+    /// the registration with the table may remain.
     ~IteratorAccess() override;
 
     /// @name Only create() connects

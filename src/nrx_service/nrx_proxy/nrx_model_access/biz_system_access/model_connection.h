@@ -46,8 +46,8 @@ private:
 void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus::Observer* observer,
                     objbus::Object* object);
 
-/// Disconnects an access object before its destruction. Catches exceptions of the platform, which would end the host;
-/// the registration may then remain.
+/// Disconnects an access object before its destruction. Catches exceptions of the platform, which would end the host.
+/// After an exception the registration may remain.
 void disconnectForDestruction(ValueAccessBase& access) noexcept;
 
 /// Returns the type that `object` reports; `OBJECT_TYPE_NONE` for null, as after a connect of an `IteratorAccess`.

@@ -32,7 +32,7 @@ public:
     ~TableAccess() override;
 
     /// Returns 0 if connected, 5 if the object was not available within the budget, or without a root interface.
-    /// Accepts an object of any type under the key; `getType()` returns the type.
+    /// Accepts an object of any type under the key. `getType()` returns the type.
     int connect(int timeoutMs) override;
     int disconnect() override;
 

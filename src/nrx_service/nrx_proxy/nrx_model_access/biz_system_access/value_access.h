@@ -29,7 +29,7 @@ namespace orvane::system::support {
 ///         std::vector<std::string> list;
 ///     };
 ///
-/// The destructor disconnects and catches exceptions of the platform; the registration may then remain. A derived class
+/// The destructor disconnects and catches exceptions of the platform. The registration may then remain. A derived class
 /// with its own state or its own notification must disconnect in its own destructor, before its state is destroyed, and
 /// catch exceptions of the platform. An access may be disconnected or destroyed inside its own notification: the access
 /// is not used after the handler has returned.
@@ -38,7 +38,7 @@ class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:
     /// With an empty key and no handler.
     ValueAccessT();
-    /// Without a handler: for reads and writes. Does not connect.
+    /// Installs no handler, for an access that only reads and writes. Does not connect.
     explicit ValueAccessT(std::string key);
     /// Installs the handler before any notification can arrive. Does not connect.
     ValueAccessT(std::string key, std::shared_ptr<ValueHandler> newHandler);

@@ -16,12 +16,12 @@ namespace orvane::system::support {
 /// derives from an access object, for its own reaction or as a fake, may override any operation and use the fields.
 ///
 /// The caller connects, disconnects, reads and writes, from one thread at a time unless an operation says otherwise.
-/// Notifications arrive on the model's delivery thread, possibly before `connect` has returned; a handler must not use
-/// the access object until then. No lock is taken: install the handler before the first connect, and do not replace it
-/// while notifications can arrive.
+/// Notifications arrive on the model's delivery thread, possibly before `connect` has returned. A handler must not use
+/// the access object before that return. The operations take no lock, so install the handler before the first connect,
+/// and do not replace the handler while notifications can arrive.
 ///
 /// Operations that return an `int` return a `Status`, or the model's own status where documented. Every failure
-/// detected here is logged; the model's statuses are returned without a log line. Exceptions of the platform and
+/// detected here is logged. The model's statuses are returned without a log line. Exceptions of the platform and
 /// `std::bad_alloc` pass through, and the object stays usable. The order of the virtual operations is a binary
 /// contract.
 class NRX_EXPORT ValueAccessBase {
@@ -67,7 +67,7 @@ public:
     /// @{
 
     /// Writes the model object. Connects and returns statuses like a read, but returns 0 whatever the model's status.
-    /// Each integer write accepts objects of both integer types; returns 6 if the number does not fit. A list write
+    /// Each integer write accepts objects of both integer types. Returns 6 if the number does not fit. A list write
     /// replaces the whole list.
     virtual int setValue(std::string const& value);
     virtual int setValue(int value);
@@ -92,7 +92,7 @@ protected:
     /// @name Constructors
     /// @{
 
-    /// Does not connect. The key is empty unless one is given.
+    /// Does not connect. Without the argument `key` the key is empty.
     ValueAccessBase();
     explicit ValueAccessBase(std::string const& key);
     /// @}

@@ -37,7 +37,7 @@ protected:
     Member member;  ///< May be null.
 };
 
-/// Returns a handler that calls `member` on `object`; a virtual member by the object's dynamic type. Disconnect or
+/// Returns a handler that calls `member` on `object`. The object's dynamic type selects a virtual member. Disconnect or
 /// destroy the access objects that hold the handler before the object is destroyed.
 template <typename T>
 std::shared_ptr<ValueHandler> make_value_handler(T* object, void (T::*member)(IValueObject const&)) {

@@ -148,7 +148,7 @@ public:
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject(Pointer value) = delete;
 
-    /// Copies the tag and the tag's member; the other members are empty.
+    /// Copies the tag and the tag's member. The other members are empty.
     ValueObject(ValueObject const& other);
     /// Moves the tag and the tag's member. The source keeps its tag and loses its string or list.
     ValueObject(ValueObject&& other) noexcept;
@@ -156,8 +156,8 @@ public:
 
     /// Copies all members, whatever the tag. `other` may be this object or an element of it, at any depth.
     ValueObject& operator=(ValueObject const& other);
-    /// Moves all members. The source keeps its tag and scalar; its string and list become empty. The source must not
-    /// contain this object.
+    /// Moves all members. The source keeps the tag and the scalar and loses the string and the list. The source must
+    /// not contain this object.
     ValueObject& operator=(ValueObject&& other) noexcept;
 
     ValueObjectType type() const override;
@@ -200,7 +200,7 @@ public:
     operator std::vector<int>() const override;
     operator std::vector<std::string>() const override;
 
-    /// The list conversion; the argument only selects the element type. For `unsigned int`, `int` and `std::string`.
+    /// The list conversion. The argument only selects the element type. For `unsigned int`, `int` and `std::string`.
     template <typename T>
     std::vector<T> convertToVectorT(T elementType) const;
 
