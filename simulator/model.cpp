@@ -7,7 +7,7 @@ namespace simulator {
 
 namespace {
 
-/// Returns whether this attempt fails. Counts the failed attempts.
+/// Returns whether this attempt fails. Decrements the number of failing attempts.
 bool consumeFault(ConnectFault& fault) {
     if (fault.attempts == 0) {
         return false;
@@ -74,7 +74,7 @@ int Model::connect(std::string const& name, objbus::Observer* observer, objbus::
     if (early) {
         try {
             entry.published->replaceValue(*early);
-        } catch (...) {  // Out of memory: a failed connect leaves no registration.
+        } catch (...) {  // If memory runs out, removes the registration.
             entry.published->disconnect(observer);
             throw;
         }

@@ -56,7 +56,7 @@ struct KeyEntry {
     }
 };
 
-/// The data model. `mutex` guards the other members and the objects' state. It is locked before the delivery's mutex.
+/// The data model. `mutex` guards the other members and the objects' state, and is locked before the delivery's mutex.
 class __attribute__((visibility("default"))) Model : public std::enable_shared_from_this<Model> {
 public:
     /// Returns the model of the television that is on, or null.

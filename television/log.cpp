@@ -149,7 +149,7 @@ void writeLine(std::string_view line) {
     if (plain && line.size() <= SHORT_LINE_SIZE) {  // The usual line needs no allocation.
         std::copy(line.begin(), line.end(), stamped.data() + stampSize);
         writeToStandardError({stamped.data(), stampSize + line.size()});
-    } else {  // A text from outside must not control the terminal or forge a line.
+    } else {  // Escapes a text from outside, which must not control the terminal or forge a line.
         writeToStandardError(std::string(stamped.data(), stampSize) + printable(text) + "\n");
     }
 }

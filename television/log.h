@@ -11,8 +11,8 @@
 /// The diagnostic log of the televisions: one write to standard error per line. The environment variable NRX_LOG (off,
 /// critical, error, info or debug; error by default) sets the level until `setLogLevel`.
 ///
-/// With NRX_LOG_STAMP=1 each line on standard error begins with the time and the writing thread, `[12345.678901 2231]
-/// `: seconds and microseconds of CLOCK_MONOTONIC, and the kernel's number of the thread.
+/// With NRX_LOG_STAMP=1 each line on standard error begins with the time and the writing thread, for example
+/// `[12345.678901 2231] `: seconds and microseconds of CLOCK_MONOTONIC, and the kernel's number of the thread.
 namespace television {
 
 /// Each level admits lines of its severity and of higher severities.
@@ -43,7 +43,7 @@ public:
         int severity;      ///< The severity of the writing thread's last admitted check.
         std::string text;  ///< As written, including the line feed.
     };
-    /// Admits or refuses a line, instead of the level. May write the record's last two words. Called with no lock held.
+    /// Admits or refuses a line instead of the level. May write the record's last two words. No log lock is held.
     using Check = std::function<bool(DebugLevelRecord&)>;
 
     /// Admits the lines that `check` admits, or all lines without a check.

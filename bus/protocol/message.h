@@ -216,7 +216,7 @@ int readVariant(sd_bus_message* message, char const* signature, T& value) {
     return readContainer(message, SD_BUS_TYPE_VARIANT, signature, [&] { return read(message, value); });
 }
 
-/// Makes an event loop. Throws `std::system_error` if the kernel has no resources for one.
+/// Makes an event loop. Throws `std::system_error` if the kernel lacks resources.
 EventLoop makeEventLoop();
 
 /// Returns the bus's address in NRX_BUS_ADDRESS, else the session bus's address; empty without both addresses.

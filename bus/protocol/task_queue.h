@@ -21,7 +21,7 @@ public:
     /// Called on the loop's thread or after the loop has ended. Drops the tasks that have not run.
     ~TaskQueue();
 
-    /// Exceptions of the task are ignored.
+    /// Adds a task. Exceptions of the task are ignored.
     void post(std::function<void()> task);
 
 private:

@@ -244,7 +244,7 @@ int Server::findObject(sd_bus* /*bus*/, char const* path, char const* interface,
 int Server::findModel(sd_bus* /*bus*/, char const* path, char const* /*interface*/, void* server, void** found,
                       sd_bus_error* /*error*/) noexcept {
     *found = server;
-    return std::string_view(path) == MODEL_PATH ? 1 : 0;  // sd-bus also asks for the paths below.
+    return std::string_view(path) == MODEL_PATH ? 1 : 0;  // sd-bus also asks for paths below `MODEL_PATH`.
 }
 
 int Server::enumerateNodes(sd_bus* /*bus*/, char const* prefix, void* server, char*** nodes,

@@ -13,7 +13,7 @@ namespace bus::server {
 
 class ServedObject;
 
-/// How the server treats the objects of one type.
+/// The server's operations for the objects of one type.
 struct TypeDescriptor {
     objbus::ObjectTypeSpec type;
     char const* interface;

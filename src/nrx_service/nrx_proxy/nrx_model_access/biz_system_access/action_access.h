@@ -53,7 +53,7 @@ public:
     virtual int setActionResultHandler(std::shared_ptr<ActionHandler> newHandler);
 
     /// Starts the action. The model writes the identifier of the later answer to `actionId`. Returns the model's
-    /// status, or -1 if not connected, with `actionId` unchanged. Several threads may call at once.
+    /// status. If not connected, returns -1 and leaves `actionId` unchanged. Several threads may call at once.
     virtual int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments);
 
     /// Called by the model on its delivery thread. Logs the error and passes it to the handler.

@@ -11,9 +11,9 @@ namespace orvane::system::support {
 
 /// The access object of one plain-valued model object. `Obs` is the model's observer interface for the object's type:
 /// `ObserverNumericInteger`, `ObserverNumericInt64`, `ObserverString`, `ObserverVectorNumericInteger` or
-/// `ObserverVectorString` of `objbus`; the library contains the instances for these five interfaces.
+/// `ObserverVectorString` of `objbus`. The library contains the instances for these five interfaces.
 ///
-/// Receiving a value's changes, with a handler that calls a member of the receiver:
+/// A client receives a value's changes through a handler, which calls a member of the receiver:
 ///
 ///     auto const handler = make_value_handler(this, &Panel::onVolumeChanged);
 ///     ValueAccessT<objbus::ObserverNumericInteger> volume("volume", handler);
@@ -36,7 +36,7 @@ namespace orvane::system::support {
 template <typename Obs>
 class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:
-    /// With an empty key and no handler.
+    /// Has an empty key and no handler.
     ValueAccessT();
     /// Installs no handler, for an access that only reads and writes. Does not connect.
     explicit ValueAccessT(std::string key);

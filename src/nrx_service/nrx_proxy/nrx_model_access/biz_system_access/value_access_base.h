@@ -54,8 +54,9 @@ public:
     /// @{
 
     /// Reads the model object into `out`. An unconnected access connects first, with the budget of the last
-    /// `connect(int)` (initially 1000 milliseconds) and its statuses. Returns 6 if the object does not have exactly the
-    /// type read. The string and list reads return the model's status. Failures detected here leave `out` unchanged.
+    /// `connect(int)` (initially 1000 milliseconds), and returns a failed connect's status. Returns 6 for any other
+    /// type of object. The string and list reads return the model's status. Failures detected here leave `out`
+    /// unchanged.
     virtual int getValue(std::string& out);
     virtual int getValue(int& out);
     virtual int getValue(long long& out);

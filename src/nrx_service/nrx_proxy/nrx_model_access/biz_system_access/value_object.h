@@ -28,7 +28,7 @@ enum ValueObjectType : std::int32_t {
 
 namespace detail {
 
-/// `char const*` and types that convert to it are text. Any other pointer would silently become a bool.
+/// Whether `T` is text: a pointer that converts to `char const*`. Any other pointer would silently become a bool.
 template <typename T>
 inline constexpr bool IS_TEXT = std::conjunction_v<std::is_pointer<T>, std::is_convertible<T, char const*>>;
 template <typename T>
@@ -123,13 +123,13 @@ protected:
 /// `std::string{value}` (`std::string text = value`, or `convertToStringType`), `value = {}` (`value = ValueObject()`),
 /// and conversions from and to `long`, which includes `size_t` and `int64_t` on x86-64 (cast to or from `long long`).
 /// `nullptr` and pointers to anything but text are refused. Some mistakes compile: a lambda without captures, or an
-/// object of a class that converts to a pointer, becomes a bool; `ValueObject({"a", "b"})` becomes the text between two
-/// pointers; and C++20 reads `text == value` as `value == ValueObject(text)`.
+/// object of a class that converts to a pointer, becomes a bool. `ValueObject({"a", "b"})` becomes the text between two
+/// pointers. C++20 reads `text == value` as `value == ValueObject(text)`.
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
 
-    /// @name From the content
+    /// @name Construction from the content
     /// @{
 
     /// Copies the argument, and its type. Text becomes a string, a null pointer to text an empty string.
