@@ -54,9 +54,8 @@ public:
     /// @{
 
     /// Reads the model object into `out`. An unconnected access connects first, with the budget of the last
-    /// `connect(int)` (initially 1000 milliseconds), and returns a failed connect's status. Returns 6 for any other
-    /// type of object. The string and list reads return the model's status. Failures detected here leave `out`
-    /// unchanged.
+    /// `connect(int)` (initially 1000 milliseconds), and returns a failed connect's status. Returns 6 for an object of
+    /// any other type. The string and list reads return the model's status. Failures detected here do not change `out`.
     virtual int getValue(std::string& out);
     virtual int getValue(int& out);
     virtual int getValue(long long& out);
