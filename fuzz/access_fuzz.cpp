@@ -45,7 +45,7 @@ constexpr AccessPtr (*MAKERS[])(char const*, std::shared_ptr<RecordingHandler> c
     makeAccess<TableAccess>,
     makeAccess<IteratorAccess>};
 
-/// Holds at most one access object, and the reference of the access object.
+/// Holds at most one access object, and its reference.
 struct Slot : Recorder {
     std::shared_ptr<ReferenceAccess> reference;
     AccessPtr access;

@@ -18,7 +18,7 @@ public:
 
     /// Adds the objects of a key.
     void add(KeyEntry const& entry);
-    /// Starts waiting recoveries up to the limit of recoveries that run at the same time.
+    /// Starts waiting recoveries until `MAX_RUNNING` recoveries run.
     void start();
     /// Called when the television is gone. Drops all recoveries and ignores the replies to their calls.
     void clear();

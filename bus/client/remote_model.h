@@ -24,7 +24,7 @@ struct ConnectAttempt {
     Deadline nextRequest = deadlineAfter(retryInterval);
 
     [[nodiscard]] bool isReady() const { return status.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
-    /// Whether a `connect` uses this request: while the object is published after a status 0, else until `nextRequest`.
+    /// After a status 0: whether the object is published. Otherwise: whether `nextRequest` is in the future.
     [[nodiscard]] bool isUsable() const {
         return isReady() && status.get() == television::STATUS_OK ? object->isPublished()
                                                                   : std::chrono::steady_clock::now() < nextRequest;

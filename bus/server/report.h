@@ -14,7 +14,7 @@ void report(std::string const& problem);
 /// Writes one line about the object under the key.
 void reportObject(std::string const& key, std::string const& problem);
 
-/// Returns the text of a negative error number from an append to a message or from its sending.
+/// Returns the text of a negative error number from appending to a message or from sending a message.
 std::string reasonOf(int failure);
 
 /// Returns a handler's result for a call whose arguments cannot be read. Arguments of too many bytes are reported with

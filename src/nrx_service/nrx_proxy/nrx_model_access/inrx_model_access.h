@@ -21,7 +21,7 @@ public:
     INrxModelAccess& operator=(INrxModelAccess const&) = delete;
     virtual ~INrxModelAccess();
 
-    /// Replaces the client, which receives the lists. Does not own the client. Without a client (null) drops the lists.
+    /// Replaces the client, which receives the lists, or removes the client (null). Does not own the client.
     virtual void setClient(NRXModelAccessClient* newClient) = 0;
 
     /// Connects to the command and the event list, and waits up to 1000 milliseconds for each list. After a failure

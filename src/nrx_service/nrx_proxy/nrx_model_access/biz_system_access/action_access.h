@@ -49,7 +49,7 @@ public:
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    /// Replaces the handler, or removes it (empty). Must not be called while answers can arrive. Returns 0.
+    /// Replaces the handler, or removes the handler (empty). Must not be called while answers can arrive. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<ActionHandler> newHandler);
 
     /// Starts the action. The model writes the identifier of the later answer to `actionId`. Returns the model's

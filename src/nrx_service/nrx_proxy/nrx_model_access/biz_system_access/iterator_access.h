@@ -85,7 +85,7 @@ public:
     /// Returns the iterator, or null. The model owns the iterator, which is valid until `destroy()`.
     objbus::TableIterator* getIterator() const;
 
-    /// Replaces the handler, or removes it (empty). Must not be called while notifications can arrive. Returns 0.
+    /// Replaces or (if empty) removes the handler. Must not be called while notifications can arrive. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<IteratorHandler> newHandler);
 
     /// @name Notifications

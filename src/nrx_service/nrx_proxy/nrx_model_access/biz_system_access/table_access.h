@@ -39,7 +39,7 @@ public:
     /// Returns the connected table, or null. The model owns the table, which is valid until `disconnect()`.
     objbus::ObjectTable* getAccess();
 
-    /// Replaces the handler, or releases it (empty). Returns 0.
+    /// Replaces the handler, or removes the handler (empty). Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<TableHandler> newHandler);
 
     /// The table changed. Called on the model's delivery thread. Writes trace lines only.

@@ -31,7 +31,7 @@ public:
     /// Does not disconnect. The concrete class or the object's owner disconnects.
     virtual ~ValueAccessBase();
 
-    /// Replaces the handler of new values, or removes it (empty). Returns 0.
+    /// Replaces the handler of new values, or removes the handler (empty). Returns 0.
     virtual int setNewValueHandler(std::shared_ptr<ValueHandler> newHandler);
 
     /// Connects to the model object, with an attempt every 100 milliseconds until `timeoutMs` is spent. A budget of 0
