@@ -5,19 +5,19 @@
 
 #include "objbus/object_type.h"
 
-/// The platform library nrx_bus_platform, whose television is the owner of the name nrx.Television1 on a message bus.
-/// The bus has the address in the environment variable NRX_BUS_ADDRESS, or is the session bus. The owner must run as
-/// this process's user or as root, or as NRX_BUS_OWNER says. Clients of the model use `frame::Process` as with every
-/// platform library; the operations here serve programs that show a television.
+/// The platform library nrx_bus_platform. Its television is the owner of the name nrx.Television1 on a message bus: the
+/// bus at the address in the environment variable NRX_BUS_ADDRESS, or the session bus. The owner must run as root or as
+/// this process's user. The environment variable NRX_BUS_OWNER permits another user. Clients of the model use
+/// `frame::Process`, as with every platform library. The operations here are for programs that show a television.
 ///
-/// Any thread may call them, also from inside a notification, except `waitUntilDelivered`. Each waits for the
-/// television for at most a second, and returns a status of `television::Status`.
+/// Any thread may call these operations. `waitUntilDelivered` must not be called inside a notification. Each operation
+/// waits for the television for at most a second, and returns a status of `television::Status`.
 namespace bus {
 
-/// Replaces `objects` by the keys that are published now, with the types of their objects. A failure changes nothing.
+/// Replaces `objects` by the keys and the types of the published objects. A failure changes nothing.
 __attribute__((visibility("default"))) int listObjects(std::map<std::string, objbus::ObjectTypeSpec>& objects);
 
-/// Asks the television to sync, and returns when all notifications that it had sent by then were delivered here.
+/// Asks the television to sync. Returns when all notifications that the television sent before its reply are delivered.
 __attribute__((visibility("default"))) int waitUntilDelivered();
 
 }  // namespace bus

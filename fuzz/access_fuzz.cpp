@@ -1,5 +1,5 @@
-// The facade and the access objects in front of a television that does what it likes. After every step they must agree
-// with a reference model: in the statuses, in what is read and held, in what was received, and in the registrations.
+// Calls the facade and the access objects of a television that behaves at random. After every step the statuses, the
+// values, the notifications and the registrations must agree with a reference model.
 
 #include <unistd.h>
 
@@ -13,7 +13,7 @@
 
 static std::atomic<int> sleeps = 0;
 
-/// Replaces the C library's, so that waiting costs no time.
+/// Replaces the C library's `usleep`, so that waits take no time.
 extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microseconds) {
     fuzz::expect(microseconds == 100'000, "a connect waits in steps of 100 milliseconds");
     ++sleeps;
@@ -34,7 +34,7 @@ AccessPtr makeAccess(char const* key, std::shared_ptr<RecordingHandler> const& h
         return std::make_unique<Access>(key, handler);
     }
 }
-/// By the kinds.
+/// Makes access objects, by `Kind`.
 constexpr AccessPtr (*MAKERS[])(char const*, std::shared_ptr<RecordingHandler> const&) = {
     makeAccess<ValueAccessT<ObserverNumericInteger>>,
     makeAccess<ValueAccessT<ObserverNumericInt64>>,
@@ -45,7 +45,7 @@ constexpr AccessPtr (*MAKERS[])(char const*, std::shared_ptr<RecordingHandler> c
     makeAccess<TableAccess>,
     makeAccess<IteratorAccess>};
 
-/// A place for one access object, and for its reference.
+/// Holds at most one access object, and its reference.
 struct Slot : Recorder {
     std::shared_ptr<ReferenceAccess> reference;
     AccessPtr access;
@@ -75,7 +75,7 @@ private:
 
     void check() {
         television.waitUntilDelivered();
-        television.waitUntilDelivered();  // What was posted from inside a notification, too.
+        television.waitUntilDelivered();  // Waits for notifications posted inside a notification.
         std::for_each(slots_.begin(), slots_.end(), [](Slot& each) { each.check(); });
         std::for_each(clients_.begin(), clients_.end(), [](RecordingClient& each) { each.check(); });
         expect(sleeps.exchange(0) == std::exchange(reference.sleeps, 0), "a connect waits as long as its budget");
@@ -88,7 +88,7 @@ private:
         }
     }
 
-    /// Mostly changes the object of an access object, with values of the expected kind.
+    /// Changes a key: often the key of an access object, with values of the kind that the access object expects.
     void changeAnyKey() {
         if (Slot const& user = slot(); bytes.nextBool() && user.access) {
             return changeKey(user.reference->key, std::min(user.reference->kind, TABLE));
@@ -104,26 +104,26 @@ private:
                 isWhole ? release(receiver) : end(receiver);
             };
         }
-        // An early notification would wait for the one inside which the facade connects.
+        // A facade that connects inside a notification would wait for an early notification without end.
         auto const isEarly = [](auto& each) { return each.second.notifiesEarly; };
         if (bytes.nextBool() && std::none_of(reference.keys.begin(), reference.keys.end(), isEarly)) {
             clients_[0].reaction = [this] { useFacade(); };
         }
     }
 
-    /// Disconnects the access object. Nothing that is on its way is received any more.
+    /// Disconnects the access object. Queued notifications are no longer received.
     void end(Slot& slot) {
         clearFaults();
         if (auto* const iterator = dynamic_cast<IteratorAccess*>(slot.access.get())) {
             runBoth(*slot.reference, *iterator, [](auto& access) { return access.destroy(); });
         }
-        while (slot.reference->isRegistered()) {  // Twice, if the television could not be told of the last disconnect.
+        while (slot.reference->isRegistered()) {  // Twice if the last disconnect did not reach the television.
             runBoth(*slot.reference, *slot.access, [](auto& access) { return access.disconnect(); });
         }
         slot.expected.resize(slot.received.size());
     }
 
-    /// Destroys the access object, after its owner's part.
+    /// Destroys the access object. Disconnects the access object first if that is the owner's duty.
     void release(Slot& slot) {
         clearFaults();
         bool const disconnectsItself = slot.reference->kind < ACTION && slot.reference->object != nullptr;
@@ -183,7 +183,7 @@ private:
 
     void useIterator(ReferenceAccess& model, IteratorAccess& access) {
         if (model.throwsFrom(Call::disconnect)) {
-            clearFaults();  // The earlier table would stay registered, although it is gone.
+            clearFaults();  // Otherwise a destroyed table would stay registered.
         }
         auto* const iterator = access.getIterator();
         expect((iterator != nullptr) == (model.rowsOf != nullptr), "an iterator is there from create to destroy");
@@ -251,7 +251,7 @@ private:
 }  // namespace fuzz
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    // The library reports there a lookup that was refused.
+    // Discards standard output, where the library reports refused lookups.
     static std::FILE* const standardOutput = std::freopen("/dev/null", "w", stdout);
     fuzz::expect(standardOutput != nullptr, "the standard output is discarded");
     simulator::setLogLevel(size % 2 == 0 ? simulator::LogLevel::debug : simulator::LogLevel::off);

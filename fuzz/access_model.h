@@ -2,11 +2,11 @@
 
 #include "fuzz/reference_television.h"
 
-/// The reference model of the access objects and of the facade, as simple as they can be. Each class has the operations
-/// of its originals under their names, with the same results.
+/// A simple reference model of the access objects and of the facade. Each class has the operations of the modelled
+/// class, with the same names and results.
 namespace fuzz {
 
-/// An access object of any kind, and the iterator of one.
+/// An access object of any kind, including the iterator of an `IteratorAccess`.
 class ReferenceAccess : public ReferenceObserver, public std::enable_shared_from_this<ReferenceAccess> {
 public:
     ReferenceAccess(ReferenceTelevision& television, ReferenceObserver const& observer)
@@ -31,7 +31,7 @@ public:
             television_.sleeps += !isFound && budgetMs > 0 ? 1 : 0;
         } while (!isFound && --attempts > 0);
         failIf(!isFound, STATUS_ERR_CONNECT_FAILED);
-        if (!fails) {  // Otherwise the television only says that it has connected the observer.
+        if (!fails) {  // A failing television reports success without a registration.
             television_.registrations.emplace_back(shared_from_this(), keyState_.object);
             keyState_.notifiesEarly ? television_.set(keyState_.object, Value(keyState_.object->value)) : false;
         }
@@ -62,7 +62,7 @@ public:
         prepare();
         failIf(object->type != TYPES[Value(T()).index()], STATUS_ERR_VALUE_TYPE_MISMATCH);
         failIfThrowing(Call::read);
-        if constexpr (std::is_arithmetic_v<T>) {  // Read without a status.
+        if constexpr (std::is_arithmetic_v<T>) {  // Reads of numbers have no status.
             out = std::get<T>(object->value);
         } else {
             failIf(!object->isPublished, STATUS_WITHDRAWN);
@@ -144,13 +144,13 @@ public:
     }
     void commit() const { receiveFromTable(lineOf("commit", 0)); }
 
-    /// What the destructor does. A registration that the television does not end remains.
+    /// Does what the destructor does. If a disconnect throws, the registration remains.
     void simulateDestruction() {
         statusOf([this] { object != nullptr ? disconnect() : void(); });
         statusOf([this] { iteratorTable_ ? iteratorTable_->disconnect() : void(); });
     }
     [[nodiscard]] bool throwsFrom(Call call) const { return keyState_.throwingCall == call; }
-    /// Whether there is a registration, not counting those with the object.
+    /// Whether the access object has a registration with an object other than `except`.
     [[nodiscard]] bool isRegistered(ReferenceObject const* except = nullptr) const {
         auto const& all = television_.registrations;
         return std::any_of(all.begin(), all.end(), [this, except](auto& registration) {
@@ -158,11 +158,11 @@ public:
         });
     }
 
-    ReferenceObject* object = nullptr;  ///< Connected.
+    ReferenceObject* object = nullptr;  ///< The connected object, or null.
 
 private:
     void failIfThrowing(Call call) const { failIf(throwsFrom(call), STATUS_THROWS); }
-    /// The beginning of every read and write.
+    /// The first step of every read and write.
     void prepare() {
         object == nullptr ? connect(budgetMs_) : void();
         failIf(kind == ITERATOR, STATUS_ERR_VALUE_TYPE_MISMATCH);
@@ -173,7 +173,7 @@ private:
         failIfThrowing(Call::write);
         television_.set(object, value);
     }
-    /// Ends the registrations with the object; without one, with all.
+    /// Ends the registrations with the object `source`, or with all objects if `source` is null.
     void removeRegistrations(ReferenceObject const* source) {
         std::erase_if(television_.registrations, [this, source](auto& registration) {
             return registration.first.get() == this && (source == nullptr || registration.second == source);
@@ -184,16 +184,16 @@ private:
     ReferenceTelevision& television_;
     ReferenceKey& keyState_;
     int budgetMs_ = 1000;
-    std::shared_ptr<ReferenceAccess> iteratorTable_;  ///< An iterator's, connected.
+    std::shared_ptr<ReferenceAccess> iteratorTable_;  ///< The connected table of an iterator, or null.
 };
 
-/// The facade. Its operations return nothing, so that only the failure `STATUS_THROWS` counts.
+/// The facade. Its operations return no status, so only the failure `STATUS_THROWS` is compared.
 class ReferenceFacade {
 public:
     ReferenceFacade(ReferenceTelevision& television, RecordingClient* newClient) : client_(newClient) {
         for (auto const& [name, kind] : KEYS) {
             auto const relay = [this, key = name](Strings line) {
-                line[0] = key;  // Instead of the type.
+                line[0] = key;  // A client's line has the key instead of the type.
                 isListening_[key] && client_ != nullptr ? client_->expected.push_back(line) : void();
             };
             accesses_[name] = std::make_shared<ReferenceAccess>(television, ReferenceObserver{kind, name, relay});
@@ -218,7 +218,7 @@ public:
     }
     void requestStartNRXService() {
         auto& action = accesses_[SOURCE_SWITCH];
-        if (action->object == nullptr) {  // A request that does not connect destroys its action.
+        if (action->object == nullptr) {  // A request whose connect fails destroys its action.
             action = std::make_shared<ReferenceAccess>(*action);
         }
         unsigned int id = UINT_MAX;
@@ -226,7 +226,7 @@ public:
         action->invoke(id, {{0, 0, 0, ANY_TEXT}, {0, 1, 0, "12"}, {0, 2, 0, ANY_TEXT}});
     }
 
-    /// What the destructor does.
+    /// Does what the destructor does.
     void simulateDestruction() {
         std::for_each(accesses_.begin(), accesses_.end(), [](auto& part) { part.second->simulateDestruction(); });
     }
@@ -237,7 +237,7 @@ private:
         return *accesses_[key];
     }
 
-    std::map<std::string, std::shared_ptr<ReferenceAccess>> accesses_;  ///< By their keys; not all are used.
+    std::map<std::string, std::shared_ptr<ReferenceAccess>> accesses_;  ///< By key. Some keys are never used.
     std::map<std::string, bool> isListening_;
     RecordingClient* client_;
 };

@@ -11,7 +11,7 @@ namespace fuzz {
 using namespace orvane::model_keys;
 using namespace orvane::system::support;
 
-// A notification as a line of texts: those of numbers, of texts, and of the elements of lists.
+// Convert a notification to a line of texts: one text for each number, text or list element.
 inline void appendTo(Strings& line, std::string const& text) { line.push_back(text); }
 inline void appendTo(Strings& line, long long number) { line.push_back(std::to_string(number)); }
 template <typename T>
@@ -25,13 +25,13 @@ Strings lineOf(Parts const&... parts) {
     return line;
 }
 
-/// The notifications that a receiver has received, and those that the reference model expects.
+/// The notifications that a receiver has received, and the notifications that the reference model expects.
 struct Recorder {
     template <typename... Parts>
     void record(Parts const&... parts) {
         received.push_back(lineOf(parts...));
         if (auto const react = std::exchange(reaction, nullptr)) {
-            react();  // Last: the receiver may be gone afterwards.
+            react();  // Last, because `react` may destroy the receiver.
         }
     }
     void check() {
@@ -49,7 +49,7 @@ struct RecordingClient final : orvane::NRXModelAccessClient, Recorder {
     void onNRXEventReceived(Strings const& list) override { record(EVENT, list); }
 };
 
-/// The handler of an access object, which alone holds it.
+/// The handler of an access object. Only the access object owns the handler.
 struct RecordingHandler final : ValueHandler, ActionHandler, IteratorHandler {
     explicit RecordingHandler(Recorder& receiver) : recorder(receiver) {}
     void handleNewValue(IValueObject const& value) override {

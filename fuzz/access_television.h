@@ -4,7 +4,7 @@
 
 namespace fuzz {
 
-/// Runs the operation on the reference, then on its original, and expects the same status.
+/// Runs the operation on the reference, then on the original, and expects the same status.
 template <typename Reference, typename Original, typename Operation>
 void runBoth(Reference& reference, Original& original, Operation const& operation) {
     int const status = statusOf([&] { return operation(reference); });
@@ -13,7 +13,7 @@ void runBoth(Reference& reference, Original& original, Operation const& operatio
     expect(statusOf([&] { return operation(original); }) == expected, "an operation ends as the reference model's");
 }
 
-/// The same for an operation that may change an output argument.
+/// The same for an operation with an output argument. Also expects the same output.
 template <typename Reference, typename Original, typename Output, typename Operation>
 void runBoth(Reference& reference, Original& original, Output const& output, Operation const& operation) {
     Output outputs[] = {output, output};
@@ -22,7 +22,7 @@ void runBoth(Reference& reference, Original& original, Output const& output, Ope
     expect(outputs[0] == outputs[1], "an output argument is as the reference model leaves it");
 }
 
-/// The television and its reference, which change together.
+/// The simulated television and the reference television. Each change applies to both televisions.
 class FuzzedTelevision {
 protected:
     FuzzedTelevision(std::uint8_t const* data, std::size_t size) : bytes(data, size) {
@@ -37,7 +37,7 @@ protected:
     Strings makeTexts() {
         return bytes.list(makeCount(), [this] { return makeText(); });
     }
-    /// Mostly the usual kind.
+    /// Often returns the usual kind.
     int makeKind(int usual) { return bytes.nextBool() ? usual : bytes.number<int>(INTEGER, ITERATOR); }
     Value makePlainValue(int kind) {
         auto const edge = bytes.PickValueInArray({INT_MIN - 1LL, 0LL + INT_MIN, -1LL, 0LL + INT_MAX, INT_MAX + 1LL});
@@ -53,7 +53,7 @@ protected:
         return bytes.list(makeCount(), [this] { return makeTexts(); });
     }
 
-    /// Decides what receivers do inside their next notification; that of the access object in use does nothing.
+    /// Chooses reactions of receivers to their next notification. The receiver `used` gets no reaction.
     virtual void prepareReaction(void const* used) = 0;
 
     void publish(std::string const& key, int kind) {
@@ -74,7 +74,7 @@ protected:
         reference.publish(key, object);
     }
 
-    /// Ends all faults but those of reads, invocations and iterators.
+    /// Ends all faults except the faults of reads, invocations and iterators.
     void clearFaults() {
         television.setRootLookup(simulator::RootLookup::published);
         reference.isReachable = true;
@@ -124,7 +124,7 @@ protected:
             [&] { clearFaults(); }, set, set, set, set);
     }
 
-    /// Decides how actions answer from now on.
+    /// Chooses the answer of later invocations.
     void chooseAnswer() {
         invocations.clear();
         answer = {.status = bytes.number(-1, 1)};
@@ -142,7 +142,7 @@ protected:
         auto const isSame = [](Argument const& expected, Argument const& actual) {
             return expected.index == actual.index && (expected.value == ANY_TEXT || expected.value == actual.value);
         };
-        bool const isInvoked = invocations.size() == 2;  // By the reference model first.
+        bool const isInvoked = invocations.size() == 2;  // The reference model invokes the action first.
         expect(isInvoked ? std::ranges::equal(invocations[0], invocations[1], isSame) : invocations.empty(),
                "the arguments arrive with the action");
     }

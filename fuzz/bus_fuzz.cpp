@@ -1,5 +1,5 @@
-// Messages of any content, read and handled by the platform library, and values that it appends. A tree beside each
-// message says what must have been read.
+// Lets the platform library read and handle messages with random content, and append random values. A tree of items
+// holds the expected content of each message.
 
 #include "fuzz/bus_messages.h"
 #include "television/status.h"
@@ -13,7 +13,7 @@ namespace {
 using Values = std::tuple<int, unsigned int, long long, std::string, std::vector<int>, Strings, std::vector<Strings>,
                           std::vector<Argument>, std::vector<TableSelection>, std::vector<TableOrder>>;
 
-/// A value of the type, and no other, is read. It replaces what an earlier read has left.
+/// Checks that only a value of the type `T` is read, and that the value replaces the value of an earlier read.
 template <typename T>
 void checkRead(sd_bus_message* message, Item const& item, T& kept) {
     std::string const type = itemOf(T{}).type;
@@ -49,7 +49,7 @@ void fill(Bytes& bytes, std::vector<T>& values) {
     std::for_each(values.begin(), values.end(), [&bytes](T& value) { fill(bytes, value); });
 }
 
-/// A value is appended as the interfaces describe it, and read as it was.
+/// Checks that a value is appended with the type in the interfaces, and that a read returns the same value.
 template <typename T>
 void checkAppend(Bytes& bytes, T& value) {
     fill(bytes, value);
@@ -76,7 +76,7 @@ void checkAppends(Bytes& bytes) {
     std::apply([&](auto&... values) { (checkAppend(bytes, values), ...); }, all);
 }
 
-/// The status that a text says, or the one of no status.
+/// The status in a text; `STATUS_NOT_UNDERSTOOD` for a text without a status.
 int statusIn(std::string const& text) {
     char* end = nullptr;
     long long const number = std::strtoll(text.c_str(), &end, 10);
@@ -85,7 +85,7 @@ int statusIn(std::string const& text) {
     return isStatus ? static_cast<int>(number) : static_cast<int>(television::STATUS_NOT_UNDERSTOOD);
 }
 
-/// A code, mostly near a limit of what the bus carries, in so many bytes, whether they are the right ones or not.
+/// A character code, often near a limit of valid codes, encoded in one to four bytes, also in a wrong number of bytes.
 std::string makeCode(Bytes& bytes) {
     constexpr int EDGES[] = {0x80, 0x800, 0xD800, 0xE000, 0xFDD0, 0xFDF0, 0xFFFE, 0x10000, 0x1FFFE, 0x10FFFE, 0x110000};
     int const code = bytes.nextBool() ? bytes.pick(EDGES) + bytes.number(-2, 2) : bytes.number(0, 0x1FFFFF);

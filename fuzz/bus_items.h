@@ -4,11 +4,11 @@
 
 #include "fuzz/harness.h"
 
-// The contents of messages as trees, which are made from the input.
+// The contents of messages as trees of items, made from the input.
 
 namespace fuzz {
 
-/// One value: its type as D-Bus writes it, and its number, its text, or what it contains.
+/// One value: its D-Bus signature, and its number, its text or its contained items.
 struct Item {
     std::string type;
     long long number = 0;
@@ -30,7 +30,7 @@ constexpr char const* TEXTS[] = {
 
 inline std::string makeText(Bytes& bytes) { return bytes.nextBool() ? bytes.pick(TEXTS) : bytes.text(40); }
 
-/// The single types of a signature without nested structures.
+/// Splits a signature without nested structures into its complete types.
 inline Strings typesOf(std::string_view signature) {
     Strings types;
     for (; !signature.empty(); signature.remove_prefix(types.back().size())) {
@@ -43,7 +43,7 @@ inline Strings typesOf(std::string_view signature) {
     return types;
 }
 
-/// A value of the type.
+/// Makes a value of the type.
 inline Item makeItem(Bytes& bytes, std::string_view type) {
     Item item{std::string(type)};
     if (type[0] == 'a') {
@@ -62,7 +62,7 @@ inline Item makeItem(Bytes& bytes, std::string_view type) {
     return item;
 }
 
-/// Changes something inside; the result need not be a value.
+/// Changes an item below `root`. The result may be invalid.
 inline void mutate(Bytes& bytes, Item& root) {
     Item* in = nullptr;
     Item* at = &root;
@@ -75,7 +75,7 @@ inline void mutate(Bytes& bytes, Item& root) {
                    },
                    [&] { in->items.erase(in->items.begin() + (at - in->items.data())); },
                    [&] { std::swap(*at, in->items[0]); },
-                   [&] {  // A list of lists must not become long in both.
+                   [&] {  // A list of lists must not become long in both dimensions.
                        std::size_t const more = bytes.number<std::size_t>(1, at->items.empty() ? 300 : 2);
                        in->items.resize(in->items.size() + more, Item(*at));
                    },
@@ -83,7 +83,7 @@ inline void mutate(Bytes& bytes, Item& root) {
                    [&] { at->type = at->isContainer() ? at->type : bytes.pick(BASIC_TYPES); });
 }
 
-/// Makes one value of the item again.
+/// Makes the item valid again.
 inline void makeValid(Item& item) {
     std::string types;
     for (Item& inner : item.items) {
@@ -105,7 +105,7 @@ inline void makeValid(Item& item) {
                                  : item.number;
 }
 
-/// The arguments of a message that is to have the signature, and mostly has it.
+/// Makes the arguments of a message, often with the signature.
 inline Item makeArguments(Bytes& bytes, std::string_view signature) {
     Item root = makeItem(bytes, '(' + std::string(signature) + ')');
     for (int count = bytes.number(0, 3); count > 0 && !root.items.empty(); --count) {

@@ -8,7 +8,7 @@
 #include "bus/protocol/message.h"
 #include "fuzz/bus_items.h"
 
-// Messages with any content, as no bus would bring them, and what the platform library is to read from them.
+// Messages with random content, which a bus may never deliver, and the values that the platform library must read.
 
 namespace fuzz {
 
@@ -30,7 +30,7 @@ constexpr Signal SIGNALS[] = {
     {bus::ITERATOR_INTERFACE, "Updated", "i"},
 };
 
-/// A message as its receiver gets it, with what `append` appends; null when that fails.
+/// Makes a received message with the content from `append`. Returns null if `append` fails.
 template <typename Append>
 bus::Message makeMessage(Signal const& signal, bool isCall, Append const& append) {
     static bus::Bus const local = [] {
@@ -51,7 +51,7 @@ bus::Message makeMessage(Signal const& signal, bool isCall, Append const& append
     return isWhole && sd_bus_message_rewind(made, 1) >= 0 ? std::move(message) : bus::Message();
 }
 
-/// Appends the text as it is: a sender need not know which texts the bus carries.
+/// Appends the text without a check, because a sender may also send a text that the bus does not carry.
 inline int appendText(sd_bus_message* message, std::string const& text) {
     char* space = nullptr;
     int const result = sd_bus_message_append_string_space(message, text.size(), &space);
@@ -64,11 +64,11 @@ inline int appendItem(sd_bus_message* message, Item const& item, int depth = 0) 
     if (item.type == "s") {
         return appendText(message, item.text);
     }
-    if (!item.isContainer()) {  // The low bytes of a number come first.
+    if (!item.isContainer()) {  // Little-endian: the low bytes of `number` come first.
         void const* const value = item.isText() ? static_cast<void const*>(item.text.c_str()) : &item.number;
         return sd_bus_message_append_basic(message, first, value);
     }
-    if (depth > 60 || (item.items.empty() && first != 'a')) {  // No bus brings a deeper one.
+    if (depth > 60 || (item.items.empty() && first != 'a')) {  // No bus delivers deeper nesting.
         return -EINVAL;
     }
     std::string const contents = first == 'v'   ? item.items[0].type
@@ -89,7 +89,7 @@ inline bus::Message makeMessage(Signal const& signal, bool isCall, Item const& r
     });
 }
 
-/// Whether sd-bus takes the text from a message. It takes ASCII.
+/// Whether sd-bus reads the text from a message. sd-bus reads every ASCII text without zero bytes.
 inline bool isValidText(std::string const& text) {
     if (std::all_of(text.begin(), text.end(), [](char byte) { return byte > 0; })) {
         return true;
@@ -104,7 +104,7 @@ inline bool hasValidText(Item const& item) {
            std::all_of(item.items.begin(), item.items.end(), hasValidText);
 }
 
-/// Whether the item is read as a value of the type: an argument's index and flags are bytes.
+/// Whether the library reads the item as a value of the type. An argument's index and flags must fit into bytes.
 inline bool isReadAs(Item const& item, std::string_view type) {
     auto const hasBytes = [](Item const& argument) {
         return std::all_of(argument.items.begin() + 1, argument.items.begin() + 3,
@@ -114,7 +114,7 @@ inline bool isReadAs(Item const& item, std::string_view type) {
            (type != "a(nnns)" || std::all_of(item.items.begin(), item.items.end(), hasBytes));
 }
 
-// Values of the platform, and their items.
+// Convert values of the platform to items.
 
 inline auto fieldsOf(Argument& value) { return std::tie(value.tag, value.index, value.flags, value.value); }
 inline auto fieldsOf(TableSelection& value) { return std::tie(value.first, value.second, value.value); }

@@ -1,4 +1,4 @@
-// What the objects of the platform library notify their observers of, when signals of any content arrive.
+// Checks the notifications of the platform library's objects when signals with random content arrive.
 
 #include <future>
 
@@ -43,7 +43,7 @@ struct RecordingObserver final : ObserverNumericInteger,
     std::vector<Item> received;
 };
 
-/// An object of a type, or an iterator, and the interface of its signals or of its value.
+/// The type of an object, or `ITERATOR`, and the interface of its signals or of its value.
 struct Source {
     int type;
     char const* interface;
@@ -61,7 +61,7 @@ constexpr Source SOURCES[] = {{1, INTEGER_INTERFACE, "i"},
                               {-1, bus::TABLE_INTERFACE},
                               {ITERATOR, bus::ITERATOR_INTERFACE}};
 
-/// The new value in a change of properties; null when there is none, or when it is not reached.
+/// The new value in a PropertiesChanged signal; null without a new value, or if an entry before the value is invalid.
 Item const* newValueIn(std::vector<Item> const& arguments, Source const& source) {
     if (arguments.size() < 2 || !isReadAs(arguments[0], "s") || arguments[0].text != source.interface ||
         arguments[1].type != "a{sv}") {
@@ -74,7 +74,7 @@ Item const* newValueIn(std::vector<Item> const& arguments, Source const& source)
     return isValue && isReadAs(last->items[1].items[0], source.valueType) ? last->items[1].items.data() : nullptr;
 }
 
-/// The notification that a signal causes, if it causes one.
+/// The notification that a signal causes, or nothing.
 std::optional<Item> notificationOf(Source const& source, Signal const& signal, std::vector<Item> const& arguments) {
     if (source.valueType != nullptr) {
         Item const* const value = signal.name == std::string_view(CHANGE) ? newValueIn(arguments, source) : nullptr;
@@ -101,7 +101,7 @@ void checkNotifications(Bytes& bytes) {
     bool const endsEarly = bytes.number(0, 7) == 7;
     RecordingObserver recorder;
     std::vector<Item> expected;
-    Observer otherObserver;  // Of no kind.
+    Observer otherObserver;  // Has no typed interface.
     bus::KeyEntry const entry("a");
     auto const object = bus::makeObject(model, entry, static_cast<ObjectTypeSpec>(source.type));
     bus::RemoteIterator iterator(model, "/nrx/Television1/iterator/1/1", &recorder);

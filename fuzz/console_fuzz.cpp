@@ -1,5 +1,5 @@
-// The console: a model file, and command lines in front of a television with the objects of the file. Most lines are
-// made of their completions, so that they are commands.
+// Loads a random model file into the console, and runs random lines against a television with the file's objects. Most
+// words come from the console's completions, so that most lines are commands.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -17,7 +17,7 @@
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/session.h"
 
-/// Replaces the C library's, so that waiting costs no time.
+/// Replaces the C library's `usleep`, so that waits take no time.
 extern "C" __attribute__((visibility("default"))) int usleep(useconds_t /*microseconds*/) { return 0; }
 
 namespace {
@@ -33,7 +33,7 @@ constexpr char const* KEYS[] = {COMMAND, EVENT, SOFTWARE_VERSION, SOURCE_SWITCH,
 
 std::string text(Bytes& bytes) { return bytes.text(24); }
 
-// The output of the console, of which the answers are kept.
+// The output of the console. The answers of commands are kept.
 
 std::thread::id const ownThread = std::this_thread::get_id();
 Words answers;
@@ -75,14 +75,14 @@ std::string modelText(Bytes& bytes) {
         objects.push_back(object);
     }
     std::string model = Json{{"objects", objects}}.dump(-1, ' ', bytes.nextBool(), Json::error_handler_t::replace);
-    if (bytes.number(0, 7) == 7) {  // Perhaps no JSON.
+    if (bytes.number(0, 7) == 7) {  // The result may be invalid JSON.
         auto const at = bytes.number<std::size_t>(0, model.size());
         model.replace(at, bytes.number<std::uint8_t>(), text(bytes));
     }
     return model;
 }
 
-/// Each value of the objects is the same again when it is typed.
+/// Checks that each value of the objects is the same after it is typed as words.
 void checkValues(std::vector<ModelObject> const& objects) {
     for (auto const& [key, content] : objects) {
         if (auto const* const value = std::get_if<television::Value>(&content)) {
@@ -92,7 +92,7 @@ void checkValues(std::vector<ModelObject> const& objects) {
     }
 }
 
-/// The objects of a file with the text; none when it is refused.
+/// Returns the objects of a model file with the content; none if the file is refused.
 std::vector<ModelObject> load(std::string const& content) {
     static int const file = memfd_create("model", 0);
     expect(ftruncate(file, 0) == 0 && pwrite(file, content.data(), content.size(), 0) >= 0, "a file");
@@ -106,7 +106,7 @@ std::vector<ModelObject> load(std::string const& content) {
 
 // Lines.
 
-/// Whether the line has words, which are the same again when they are typed.
+/// Returns whether the line consists of words. Checks that the words are the same after they are typed.
 bool checkWords(std::string const& line) {
     Words words;
     try {
@@ -123,7 +123,7 @@ bool checkWords(std::string const& line) {
     return true;
 }
 
-/// What the line's last word may become: each can be typed in its place.
+/// Returns the completions of the line's last word. Checks that each completion can be typed instead of the word.
 Words completions(Console const& console, std::string const& line) {
     Words choices;
     bool const hasWords = checkWords(line);
@@ -151,16 +151,16 @@ std::string commandLine(Bytes& bytes, Console const& console) {
         } else if (way == 0 || way > 8) {
             return line;
         } else if (way == 1) {
-            line += text(bytes);  // Perhaps no word, or several.
+            line += text(bytes);  // May be no word, or several words.
         } else {
             line += way == 2 ? std::to_string(bytes.number<int>()) : typed(text(bytes));
         }
-        completions(console, line);  // Of the unfinished word.
+        completions(console, line);  // Checks the completions of the unfinished word.
         line += ' ';
     }
 }
 
-/// Carries the line out and returns whether to go on. Memory may run out once the television was told to throw.
+/// Runs the line and returns whether the console continues. `mayRunOut` permits `std::bad_alloc`.
 bool carryOut(Console& console, std::string const& line, bool mayRunOut) {
     auto const execute = [&](std::string const& command) {
         try {
@@ -176,14 +176,14 @@ bool carryOut(Console& console, std::string const& line, bool mayRunOut) {
     return runLine(line, "line", execute) != Outcome::quit;
 }
 
-/// What the line prints, which must not fail.
+/// Runs a line that must not fail, and returns the printed lines.
 Words answerTo(Console& console, std::string const& line) {
     answers.clear();
     console.execute(line);
     return std::exchange(answers, {});
 }
 
-/// What is shown of each object can be typed, and is the same again.
+/// Checks that the shown value of each object can be typed, and is the same afterwards.
 void checkShown(Console& console) {
     console.execute("tv on");
     for (std::string const& object : answerTo(console, "list")) {
@@ -215,7 +215,7 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     [[maybe_unused]] static bool const prepared = [] {
         setLineTaker(takeLine);
         printLog(true);
-        return std::freopen("/dev/null", "w", stdout) != nullptr;  // Where the library says that nothing is there.
+        return std::freopen("/dev/null", "w", stdout) != nullptr;  // The library reports refused lookups there.
     }();
     television::setLogLevel(television::LogLevel::off);
     Bytes bytes(data, size);
@@ -226,7 +226,7 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     while (bytes.isLeft()) {
         std::string const line = commandLine(bytes, console);
         if (line.find("disconnect") != std::string::npos) {
-            continue;  // A client that the model does not let go is called when it is gone, as docs/guarantees.md says.
+            continue;  // After a failed disconnect the model calls a destroyed client, as docs/guarantees.md says.
         }
         mayRunOut |= line.find("throw") != std::string::npos;
         if (!carryOut(console, line, mayRunOut)) {

@@ -10,14 +10,14 @@
 #include <optional>
 #include <tuple>
 
-/// One run of a harness on the bytes; the fuzzer calls it again and again.
+/// Runs a harness on the bytes. The fuzzer calls this function repeatedly.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size);
 
 namespace fuzz {
 
 using Strings = std::vector<std::string>;
 
-/// Aborts the program, which the fuzzer reports, if the condition does not hold.
+/// Aborts the program if the condition does not hold. The fuzzer reports the abort.
 inline void expect(bool condition, char const* what) {
     if (!condition) {
         std::fprintf(stderr, "expected: %s\n", what);
@@ -25,7 +25,7 @@ inline void expect(bool condition, char const* what) {
     }
 }
 
-/// The input of one run, which decides every choice of the harness. The kept inputs depend on the order of the choices.
+/// The input of one run. The input determines every choice of the harness. Kept inputs depend on the order of choices.
 class Bytes : public FuzzedDataProvider {
 public:
     using FuzzedDataProvider::FuzzedDataProvider;
@@ -42,14 +42,14 @@ public:
     auto& pick(Elements& elements) {
         return elements[indexBelow(std::size(elements))];
     }
-    /// So many elements, each the result of `make`.
+    /// Returns `count` elements, each made by `make`.
     template <typename Make>
     auto list(std::size_t count, Make const& make) {
         std::vector<decltype(make())> elements(count);
         std::generate(elements.begin(), elements.end(), make);
         return elements;
     }
-    /// Runs one of the steps.
+    /// Runs one step, which the input chooses.
     template <typename... Steps>
     void runOneOf(Steps const&... steps) {
         std::size_t chosen = indexBelow(sizeof...(steps));

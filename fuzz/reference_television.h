@@ -8,7 +8,7 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/status.h"
 #include "simulator/television.h"
 
-// The reference model's television: what access objects find there, and what they are notified of.
+// The reference model's television: its objects, its faults, and the notifications of its observers.
 
 namespace fuzz {
 
@@ -16,12 +16,12 @@ using namespace objbus;
 using simulator::ActionAnswer, simulator::Call, simulator::Rows, simulator::Value;
 using Arguments = std::vector<Argument>;
 
-/// The kinds of access objects. The plain-valued ones have the order of the alternatives of `Value`.
+/// The kinds of access objects. The plain-valued kinds have the order of the alternatives of `Value`.
 enum Kind { INTEGER, INT64, TEXT, INTEGERS, TEXTS, ACTION, TABLE, ITERATOR };
 constexpr int TYPES[] = {
     OBJECT_TYPE_NUMERIC_INTEGER, OBJECT_TYPE_NUMERIC_INT64, OBJECT_TYPE_STRING, OBJECT_TYPE_VECTOR_NUMERIC_INTEGER,
     OBJECT_TYPE_VECTOR_STRING,   OBJECT_TYPE_ACTION,        OBJECT_TYPE_TABLE};
-/// The keys, each with the kind that it usually has.
+/// The keys, each with the usual kind of the key.
 constexpr std::pair<char const*, Kind> KEYS[] = {{COMMAND, TEXTS},        {EVENT, TEXTS},   {SOFTWARE_VERSION, TEXT},
                                                  {SOURCE_SWITCH, ACTION}, {"table", TABLE}, {"number", INT64},
                                                  {"missing", INTEGER}};
@@ -29,17 +29,17 @@ constexpr std::pair<char const*, Kind> KEYS[] = {{COMMAND, TEXTS},        {EVENT
 /// The types of the values that handlers receive.
 constexpr int VALUE_TYPES[] = {VALUE_INT, VALUE_INT64, VALUE_STRING, VALUE_VECTOR, VALUE_VECTOR, VALUE_VECTOR};
 constexpr int STATUS_THROWS = INT_MAX;  ///< The status of an operation that ends with the television's exception.
-constexpr int STATUS_WITHDRAWN = 106;   ///< The simulated television's, for an object that is withdrawn.
+constexpr int STATUS_WITHDRAWN = 106;   ///< The simulated television's status for a withdrawn object.
 constexpr int STATUS_NO_TABLE = 4;
-constexpr char ANY_TEXT[] = "any text";  ///< An argument that the reference model does not know.
+constexpr char ANY_TEXT[] = "any text";  ///< For an argument whose text the reference model does not know.
 
-/// Ends an operation of the reference model.
+/// Thrown by a failing operation of the reference model.
 struct Failure {
     int status;
 };
 inline void failIf(bool condition, int status) { condition ? throw Failure{status} : void(); }
 
-/// The status that the operation returns; one that returns nothing succeeds.
+/// Runs the operation and returns the status. An operation without a result has the status 0 on success.
 template <typename Operation>
 int statusOf(Operation const& operation) {
     try {
@@ -58,7 +58,7 @@ int statusOf(Operation const& operation) {
 
 /// An object that the television publishes, or has withdrawn.
 struct ReferenceObject {
-    /// An object whose type names no kind is a table, too.
+    /// An object whose type names no kind is also a table.
     [[nodiscard]] bool isTable() const { return type == TYPES[TABLE] || type < 1 || type > 8; }
 
     int type;
@@ -68,7 +68,7 @@ struct ReferenceObject {
     bool isPublished = true;
 };
 
-/// A key: its object, and the faults there.
+/// The object and the faults of a key.
 struct ReferenceKey {
     ReferenceObject* object = nullptr;
     simulator::ConnectFault connectFault{.status = 0, .attempts = 0};
@@ -79,12 +79,12 @@ struct ReferenceKey {
     bool refusesIterators = false;
 };
 
-/// What the television knows of an access object.
+/// The part of an access object that the television knows.
 struct ReferenceObserver {
     Kind const kind;
     std::string const key;
     std::function<void(Strings const& line)> const receive;
-    ReferenceObject* rowsOf = nullptr;  ///< The table of the iterator, while there is one.
+    ReferenceObject* rowsOf = nullptr;  ///< The table of the iterator; null without an iterator.
 };
 
 struct ReferenceTelevision {
@@ -96,7 +96,7 @@ struct ReferenceTelevision {
         ReferenceObject* const object = std::exchange(keys[key].object, nullptr);
         return object != nullptr && std::exchange(object->isPublished, false);
     }
-    /// Notifies the observers of the object's type.
+    /// Notifies the object's observers that have the interface of its type.
     void notify(ReferenceObject const& object, Strings const& line) const {
         for (auto const& [observer, source] : registrations) {
             if (source == &object && observer->kind <= ACTION && TYPES[observer->kind] == object.type) {
@@ -125,12 +125,12 @@ struct ReferenceTelevision {
     }
 
     std::map<std::string, ReferenceKey> keys;
-    std::deque<ReferenceObject> objects;  ///< Published and withdrawn.
+    std::deque<ReferenceObject> objects;  ///< The published and the withdrawn objects.
     bool isReachable = true;
     /// A registration may outlive the access object.
     std::vector<std::pair<std::shared_ptr<ReferenceObserver const>, ReferenceObject const*>> registrations;
     std::set<ReferenceObserver const*> iterators;
-    int sleeps = 0;  ///< Of clients that wait for an object.
+    int sleeps = 0;  ///< The waits of clients for an object.
 };
 
 }  // namespace fuzz

@@ -1,4 +1,4 @@
-// A random program on a few value objects. Each of its steps is done on the reference model, too.
+// Runs random steps on a few value objects, and the same steps on the reference model.
 
 #include <span>
 
@@ -7,7 +7,7 @@
 namespace fuzz {
 namespace {
 
-/// A value object, which may be an element of another at any depth, and its model.
+/// A value object and its model. The value object may be an element of another value object at any depth.
 struct Target {
     ValueObject* value;
     Model* model;
@@ -21,7 +21,7 @@ public:
         constexpr void (Program::*STEPS[])(Target, Target) = {
             &Program::store,  &Program::storeText, &Program::setMember, &Program::construct,
             &Program::assign, &Program::append,    &Program::erase};
-        constexpr std::size_t ENOUGH = 500;  // One step may double it.
+        constexpr std::size_t ENOUGH = 500;  // One step may double the size.
         for (std::size_t size = 0; bytes_.isLeft() && size < ENOUGH;) {
             auto const step = bytes_.pick(STEPS);
             Target const at = target();
@@ -54,7 +54,7 @@ private:
         return bytes_.nextBool() ? bytes_.text(LONG) : std::string(bytes_.number<std::size_t>(0, LONG), 'x');
     }
 
-    /// Any bits, what the other converts to, or a floating number beside a power of two.
+    /// Any bits, the number that `other` converts to, or a floating-point number near a power of two.
     template <typename Number>
     Number number(Target other) {
         if constexpr (std::is_same_v<Number, bool>) {
@@ -71,7 +71,7 @@ private:
         }
     }
 
-    /// Stores content of any type, in a new value or in the present one.
+    /// Stores a number or a text, by construction of a new value or by assignment to the current value.
     void store(Target at, Target other) {
         auto const tag = bytes_.number<std::int32_t>(VALUE_INT, VALUE_STRING);
         auto const storeContent = [&]<typename Content>(Content const& content) {
@@ -95,7 +95,7 @@ private:
                "each tag has a type");
     }
 
-    /// Stores the string of any object, or text by a pointer, which may be null.
+    /// Stores the string of `from`, or the same text by a pointer. The pointer may be null.
     void storeText(Target at, Target from) {
         std::string content = from.model->text;
         if (bytes_.nextBool()) {
@@ -121,7 +121,7 @@ private:
         }
     }
 
-    /// Made from `from` for a place in `at`; by a copy if a move would take away what contains `at`.
+    /// Constructs a value from `from` for a place in `at`. Does not move `from` if `from` is or contains `at`.
     std::pair<ValueObject, Model> made(Target from, Target at) {
         if (bytes_.nextBool() || at.value == from.value || liesIn(*from.model, *at.model)) {
             Model all = copied(*from.model);
@@ -149,7 +149,7 @@ private:
     void append(Target at, Target from) {
         auto [value, model] = made(from, at);
         if (at.value->elements.size() == at.value->elements.capacity()) {
-            for (Model& element : at.model->elements) {  // The vector moves its elements.
+            for (Model& element : at.model->elements) {  // A full vector moves its elements to grow.
                 element = moved(element);
             }
         }

@@ -7,7 +7,7 @@
 #include "fuzz/harness.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_object.h"
 
-/// The reference model of the value objects: what their members are after each operation, and what they convert to.
+/// The reference model of the value objects: their members after each operation, and their conversions.
 namespace fuzz {
 
 using namespace orvane::system::support;
@@ -20,7 +20,7 @@ struct Model {
     std::vector<Model> elements{};
 };
 
-/// The result of `use` for the number, in the type that the tag names; `otherwise` if the tag names no number.
+/// Returns the result of `use` for the number in the tag's type, or `otherwise` if the tag names no number.
 template <typename Result, typename Use>
 Result withNumber(Model const& model, Result otherwise, Use const& use) {
     std::tuple<int, unsigned int, long long, unsigned long long, bool, float, double> numbers;  // In the tags' order.
@@ -68,7 +68,7 @@ inline std::string textOf(Model const& model) {
     }
 }
 
-/// A number converts to an integer modulo its width, but a floating number to the nearest integer that there is.
+/// Integers convert modulo the target's width. Floating point converts by truncation, limited to the target's range.
 template <typename To>
 To converted(Model const& from) {
     if constexpr (std::is_same_v<To, std::string>) {
@@ -76,7 +76,7 @@ To converted(Model const& from) {
     } else {
         return withNumber(from, To{}, []<typename From>(From number) {
             if constexpr (std::is_floating_point_v<From> && std::is_integral_v<To> && !std::is_same_v<To, bool>) {
-                using Limits = std::numeric_limits<To>;  // Exact in a long double.
+                using Limits = std::numeric_limits<To>;  // A long double represents the limits exactly.
                 auto const limited = std::clamp<long double>(number, Limits::min(), Limits::max());
                 return std::isnan(number) ? To{} : static_cast<To>(limited);
             } else {
@@ -101,7 +101,7 @@ inline bool areEqual(Model const& left, Model const& right) {
     }
 }
 
-/// The result of a construction by a move: the tag, and the member that it names.
+/// The result of a move construction: the tag, and the member that the tag names.
 inline Model moved(Model& from) {
     Model made;
     made.tag = from.tag;
@@ -111,7 +111,7 @@ inline Model moved(Model& from) {
     return made;
 }
 
-/// The result of an assignment by a copy: all members, but elements as they are constructed.
+/// The result of a copy assignment: all members. An element keeps only its tag and the member that the tag names.
 inline Model copied(Model const& from) {
     Model copy{from.tag, from.scalar, from.text, {}};
     for (Model const& element : from.elements) {

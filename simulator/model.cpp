@@ -7,7 +7,7 @@ namespace simulator {
 
 namespace {
 
-/// Returns whether this attempt fails. Counts the failed attempts.
+/// Returns whether this attempt fails. Decrements the number of failing attempts.
 bool consumeFault(ConnectFault& fault) {
     if (fault.attempts == 0) {
         return false;
@@ -45,7 +45,7 @@ void Model::setObjectListener(ObjectListener listener) {
         }
         listener_.swap(next);
     }
-    delivery.waitWhileRunning(nullptr, this);  // With the mutex released: the running call may lock it.
+    delivery.waitWhileRunning(nullptr, this);  // The mutex is released, because the running call may lock it.
 }
 
 void Model::notifyListener(std::string const& name) {
@@ -74,7 +74,7 @@ int Model::connect(std::string const& name, objbus::Observer* observer, objbus::
     if (early) {
         try {
             entry.published->replaceValue(*early);
-        } catch (...) {  // Out of memory: a failed connect leaves no registration.
+        } catch (...) {  // If memory runs out, removes the registration.
             entry.published->disconnect(observer);
             throw;
         }
@@ -102,7 +102,7 @@ int Model::disconnect(std::string const& name, objbus::Observer* observer, objbu
             }
         }
     }
-    delivery.waitWhileRunning(observer, source);  // With the mutex released: the notification may lock it.
+    delivery.waitWhileRunning(observer, source);  // The mutex is released, because the notification may lock it.
     return ended == 0 && object != nullptr ? STATUS_NOT_CONNECTED : STATUS_OK;
 }
 

@@ -32,13 +32,13 @@ using namespace television;
 
 class ModelObject;
 
-/// The state of one key. Never removed, because objects refer to it.
+/// The state of one key. Never removed, because the key's objects refer to the state.
 struct KeyEntry {
     ModelObject* published = nullptr;
     /// Includes withdrawn objects, because clients keep plain pointers to them.
     std::vector<std::unique_ptr<ModelObject>> objects;
     KeyCounts counts;                  ///< Except the type queries, which are counted without the mutex.
-    std::atomic<int> typeQueries = 0;  ///< Not incremented atomically: that would take as long as a query.
+    std::atomic<int> typeQueries = 0;  ///< Loaded and stored: an atomic increment would take as long as a query.
     ConnectFault connectFault{STATUS_OK, false, 0};
     ReadFault readFault;
     int invokeFault = STATUS_OK;
@@ -56,7 +56,7 @@ struct KeyEntry {
     }
 };
 
-/// The data model. `mutex` guards the other members and the objects' state. It is locked before the delivery's mutex.
+/// The data model. `mutex` guards the other members and the objects' state, and is locked before the delivery's mutex.
 class __attribute__((visibility("default"))) Model : public std::enable_shared_from_this<Model> {
 public:
     /// Returns the model of the television that is on, or null.

@@ -41,7 +41,7 @@ void Iterator::post(Notify notify) const {
     }
 }
 
-// The cast turns a negative number into one far behind the end.
+// The cast turns a negative number into a number far behind the end.
 bool Iterator::hasRow(int row) const { return static_cast<std::size_t>(row) < table_.rows().size(); }
 
 std::vector<std::string> Iterator::selectedColumns(int row) const {

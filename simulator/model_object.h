@@ -30,7 +30,7 @@ public:
     /// The client's side of the object.
     virtual objbus::Object& object() = 0;
     virtual void connect(objbus::Observer* observer) = 0;
-    /// Ends the observer's registrations and returns how many it had.
+    /// Ends the observer's registrations and returns their number.
     virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
     [[nodiscard]] virtual std::size_t observerCount() const = 0;
 

@@ -9,7 +9,7 @@ namespace frame {
 
 namespace {
 
-/// Exists as long as the process: a client may keep its pointer while no television is on.
+/// Exists as long as the process, because a client may keep the pointer while no television is on.
 class Root final : public television::RootInterfaceBase {
 public:
     int connectObject(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {

@@ -35,7 +35,7 @@ Television::Television() : model_(std::make_shared<Model>()) {
 }
 
 Television::~Television() {
-    model_->delivery.stop();  // First: until then a client's disconnect waits for a running notification.
+    model_->delivery.stop();  // First: a disconnect waits for a running notification only while a model is current.
     MutexLock const lock(currentMutex);
     currentModel.reset();
 }

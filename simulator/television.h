@@ -47,7 +47,7 @@ struct IteratorRequest {
     std::vector<objbus::TableOrder> orders;          ///< Recorded, not applied.
 };
 
-/// A fault of connects to a key. The status 0 without an object is a fault, too.
+/// A fault of connects to a key. The status 0 without an object is also a fault.
 struct ConnectFault {
     static constexpr int FOREVER = -1;  ///< Until the fault is replaced.
 
@@ -59,7 +59,7 @@ struct ConnectFault {
 /// A fault of a key's reads of strings and lists. Reads of numbers have no status.
 struct ReadFault {
     int status = 0;        ///< The return value of the read.
-    bool halfWay = false;  ///< Returns half of the value beside the status. Otherwise a failed read returns none.
+    bool halfWay = false;  ///< Returns half of the value beside the status. Otherwise a failed read has no value.
 };
 
 /// The inter-process framework's result of a lookup of the root interface.
@@ -86,7 +86,7 @@ struct KeyCounts {
 
 /// An in-process television: the data model, the inter-process framework and one thread that delivers notifications.
 ///
-/// A television is on from construction until destruction. A process has at most one: a second constructor throws
+/// A television is on from construction until destruction. The constructor of a second television throws
 /// `std::logic_error`. Destroy the television after all clients of the model, because the destructor invalidates their
 /// object pointers. Lookups fail while no television is on.
 ///
@@ -102,7 +102,7 @@ public:
 
     /// Publishes a plain-valued object. Withdraws the key's earlier object first.
     void publish(std::string const& key, Value value);
-    /// Publishes an action. `script` answers its invocations.
+    /// Publishes an action. `script` answers the invocations.
     void publishAction(std::string const& key, ActionScript script);
     /// Publishes a table. An iterator reads the columns that its client requested.
     void publishTable(std::string const& key, Rows rows);
@@ -121,7 +121,7 @@ public:
     [[nodiscard]] std::optional<Value> get(std::string const& key) const;
     /// Returns the keys and the types of the published objects.
     [[nodiscard]] std::map<std::string, objbus::ObjectTypeSpec> objects() const;
-    /// Returns the type of the key's object; empty if none is published.
+    /// Returns the type of the key's object; empty if the key has no object.
     [[nodiscard]] std::optional<objbus::ObjectTypeSpec> type(std::string const& key) const;
     /// Calls `listener` for every object that is published or withdrawn from now on, once for an object that replaces
     /// another. The delivery thread calls, in the order of publications, withdrawals and notifications of changes.
@@ -132,7 +132,7 @@ public:
     /// Returns whether `key` has a table.
     bool setRows(std::string const& key, Rows rows);
 
-    /// Blocks until every notification of the changes made so far has returned. Must not be called from inside one.
+    /// Blocks until all notifications of earlier changes have returned. Must not be called inside a notification.
     void waitUntilDelivered();
 
     /// @name Faults

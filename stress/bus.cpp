@@ -1,5 +1,5 @@
-// Kills a television on a bus, and the bus, while another process writes lists to it and clients receive them here:
-// nrx_stress_bus [KILLS [BUS_KILLS [FACADES]]]
+// Kills a television on a bus, and the bus, while another process writes lists and this process's clients receive the
+// lists: nrx_stress_bus [KILLS [BUS_KILLS [FACADES]]]
 
 #include <algorithm>
 #include <csignal>
@@ -31,7 +31,7 @@ constexpr char MODEL[] = R"({"objects": [
     {"key": "torvi.sl2.vstr.videoplayer.nrx.event", "type": "string-list", "value": []},
     {"key": "torvi.sl2.action.source.switch", "type": "action"}]})";
 
-/// Checks every list that it receives.
+/// Checks every received list.
 struct Client final : orvane::NRXModelAccessClient {
     void onNRXCommandReceived(List const& list) override {
         if (list == List{"started"}) {
@@ -44,7 +44,7 @@ struct Client final : orvane::NRXModelAccessClient {
     }
     void onNRXEventReceived(List const& /*list*/) override { fail("an event, which nobody sent"); }
 
-    /// Returns when so many lists have come; the watchdog ends a vain wait.
+    /// Returns when `count` lists and an awaited list have arrived. The watchdog ends an endless wait.
     void waitForLists(int count) const {
         while (lists < count || isAwaited) {
             std::this_thread::sleep_for(1ms);
@@ -56,7 +56,7 @@ struct Client final : orvane::NRXModelAccessClient {
     Sequence sequence{};
     std::atomic<bool> hasMissed = false;
     std::atomic<bool> isAwaited = false;
-    std::atomic<Clock::time_point> awaitedTime{};  ///< The arrival of the list that was awaited.
+    std::atomic<Clock::time_point> awaitedTime{};  ///< When the awaited list arrived.
 };
 
 std::unique_ptr<NRXModelAccess> makeListeningFacade(Client& client) {
@@ -66,7 +66,7 @@ std::unique_ptr<NRXModelAccess> makeListeningFacade(Client& client) {
     return access;
 }
 
-/// The other process: writes the lists of all numbers, through the same platform library, until it is killed.
+/// The other process: writes the lists of all numbers through the same platform library until the process is killed.
 [[noreturn]] void write() {
     NRXModelAccess access;
     for (int number = 1;; ++number) {
@@ -77,12 +77,12 @@ std::unique_ptr<NRXModelAccess> makeListeningFacade(Client& client) {
 
 /// The television and its bus, which are killed and replaced.
 struct Processes {
-    /// Kills one, and returns the time from the return of the name to the client's next list.
+    /// Kills and replaces the television or the bus. Returns the time from the replacement to the client's next list.
     Clock::duration replace(bool withBus, Client& client) {
         ++changes;
         (withBus ? bus : television)->end(SIGKILL);
         test::awaitStatus(withBus ? television::STATUS_NO_BUS : television::STATUS_NO_TELEVISION);
-        client.isAwaited = true;  // Nothing comes from the killed television any more.
+        client.isAwaited = true;  // The killed television sends no more lists.
         bus = withBus ? test::startBus(address) : std::move(bus);
         television = test::startTelevision(NRX_TELEVISION, address, MODEL);
         auto const back = Clock::now();
@@ -91,7 +91,7 @@ struct Processes {
         return client.awaitedTime.load() - back;
     }
 
-    /// The number of match rules for paths of the television, of all connections.
+    /// The number of match rules of all connections for paths of the television.
     [[nodiscard]] long countMatches() const {
         ChildProcess busctl({"busctl", "--address=" + address, "call", "org.freedesktop.DBus", "/org/freedesktop/DBus",
                              "org.freedesktop.DBus.Debug.Stats", "GetAllMatchRules"});
@@ -117,7 +117,7 @@ void run(int kills, int busKills, int leastFacades) {
     std::atomic<bool> isStopping = false;
     std::atomic<int> phase = CONNECTING;
     std::atomic<int> facades = 0;
-    std::thread shortLived([&] {  // One facade after the other, each for a moment.
+    std::thread shortLived([&] {  // Creates and destroys one facade after the other.
         for (; !isStopping; ++facades) {
             Client guest;
             int const changes = processes.changes;
@@ -138,7 +138,7 @@ void run(int kills, int busKills, int leastFacades) {
         client.waitForLists(client.lists + 1 + round * 7 % 50);
         bool const withBus = (round + 1) * busKills / rounds != round * busKills / rounds;
         access->requestStartNRXService();
-        while (phase != round % 3) {  // Busy, to kill at the beginning of the phase.
+        while (phase != round % 3) {  // Does not sleep, so that the kill comes at the start of the phase.
         }
         ++killsInPhase[round % 3];
         longest = std::max(longest, processes.replace(withBus, client));
@@ -147,16 +147,16 @@ void run(int kills, int busKills, int leastFacades) {
         watchdog.kick();
         std::this_thread::sleep_for(1ms);
     }
-    client.waitForLists(client.lists + 2);  // Of the television's start, and of the writer.
+    client.waitForLists(client.lists + 2);  // One list of the television's start, and one list of the writer.
     isStopping = true;
     shortLived.join();
     writer.end(SIGKILL);
-    for (List now; decodeList(now) != client.sequence.last;) {  // The last list is not lost, though no other follows.
+    for (List now; decodeList(now) != client.sequence.last;) {  // The client must receive the last list.
         access->getAccessValue(COMMAND, now);
     }
     access.reset();
     test::awaitStatus(television::STATUS_OK);
-    if (long const left = processes.countMatches(); left != 1) {  // The model's own, for the object manager.
+    if (long const left = processes.countMatches(); left != 1) {  // The model's one rule for all objects.
         fail(std::to_string(left) + " match rules are left, expected 1");
     }
     access = makeListeningFacade(lateClient);

@@ -11,7 +11,7 @@ using namespace orvane::model_keys;
 constexpr char TABLE[] = "stress.table";
 constexpr char VALUE[] = "stress.value";
 
-/// A television whose values and rows change as fast as they can, on a thread of its own.
+/// A television whose own thread changes the values and rows as fast as possible.
 class ChangingTelevision : public simulator::Television {
 public:
     ChangingTelevision() {
@@ -27,12 +27,12 @@ public:
 
     void stop() { thread_ = {}; }
 
-    /// Calls the operations that nothing else here calls. They change nothing for the clients.
+    /// Calls the operations that no other code here calls. The calls change nothing for the clients.
     void callOtherOperations() {
         setObjectListener([this](std::string const& key) {
             expect(key == "stress.other" && objects().size() >= 5, "only the other object comes and goes");
         });
-        if (constexpr int MOST = 300; ++calls_ < MOST) {  // Withdrawn objects are kept.
+        if (constexpr int MOST = 300; ++calls_ < MOST) {  // The television keeps withdrawn objects.
             publish("stress.other", 0);
             withdraw("stress.other");
         }
@@ -50,9 +50,8 @@ public:
             "the television tells what clients did");
     }
 
-    // The numbers of the lists:
-    std::atomic<int> begun = 0;  ///< That are being set.
-    std::atomic<int> done = 0;   ///< That were set last.
+    std::atomic<int> begun = 0;  ///< The number of the lists that are being set.
+    std::atomic<int> done = 0;   ///< The number of the lists that were set last.
 
 private:
     void change(std::stop_token const& stop) {

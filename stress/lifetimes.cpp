@@ -1,5 +1,5 @@
-// Facades and access objects that come and go while the television changes as fast as it can:
-// nrx_stress [SECONDS [CYCLES]] runs for at least so many seconds and life cycles, 60 and 0 by default.
+// Creates and destroys facades and access objects while the television changes as fast as possible:
+// nrx_stress [SECONDS [CYCLES]] runs for at least SECONDS seconds and CYCLES life cycles, 60 and 0 by default.
 
 #include <array>
 #include <cstdio>
@@ -21,7 +21,7 @@ using namespace stress;
 using orvane::NRXModelAccess;
 using IntegerAccess = ValueAccessT<objbus::ObserverNumericInteger>;
 
-/// The events of all lives, for the line at the end.
+/// Counts the events of all lives for the line at the end.
 struct {
     std::atomic<int> lists = 0;
     std::atomic<int> switches = 0;
@@ -29,14 +29,14 @@ struct {
     std::atomic<int> notifications = 0;
 } counts;
 
-/// A receiver that must not be called once it has left.
+/// A receiver that must not be called after `hasLeft` is set.
 struct Receiver {
     void checkPresence() const { expect(!hasLeft, "nothing is received after the end"); }
 
     std::atomic<bool> hasLeft = false;
 };
 
-/// Checks the lists, and acts inside its calls.
+/// Checks each received list, and then calls `react`.
 struct Client final : orvane::NRXModelAccessClient, Receiver {
     void onNRXCommandReceived(List const& list) override { receive(list, commands); }
     void onNRXEventReceived(List const& list) override { receive(list, events); }
@@ -61,7 +61,7 @@ std::unique_ptr<NRXModelAccess> startWithListeners(Client& client) {
     return access;
 }
 
-/// Receives every list from the start of the listeners to their stop.
+/// Checks that a client receives every list from the start to the stop of the listeners.
 void receiveAll(ChangingTelevision& television, int round) {
     Client client;
     auto access = std::make_unique<NRXModelAccess>(&client);
@@ -88,7 +88,7 @@ void receiveAll(ChangingTelevision& television, int round) {
     client.hasLeft = true;
 }
 
-/// Is destroyed while lists come.
+/// Destroys a facade while lists arrive.
 void leaveEarly(ChangingTelevision& /*television*/, int round) {
     Client client;
     auto access = startWithListeners(client);
@@ -97,7 +97,7 @@ void leaveEarly(ChangingTelevision& /*television*/, int round) {
     client.hasLeft = true;
 }
 
-/// Is destroyed from inside its client's call.
+/// Destroys a facade inside a call of its client.
 void leaveInsideCall(ChangingTelevision& /*television*/, int round) {
     Client client;
     std::unique_ptr<NRXModelAccess> access;
@@ -115,7 +115,7 @@ void leaveInsideCall(ChangingTelevision& /*television*/, int round) {
     destroyed.acquire();
 }
 
-/// Disconnects, reconnects or destroys its access object inside its own call.
+/// Disconnects, reconnects or destroys the access object inside a call of this handler.
 struct ActingHandler : ValueHandler {
     void handleNewValue(IValueObject const& /*value*/) override {
         ++counts.notifications;
@@ -151,7 +151,7 @@ void actInsideCall(ChangingTelevision& /*television*/, int round) {
     handler->access.reset();
 }
 
-/// Receives the answers of its action until that is disconnected.
+/// Receives the answers of an action until the action is disconnected.
 struct AnswerHandler : ActionHandler, Receiver {
     void handleResult(unsigned int /*id*/, ValueObject const& results) override {
         checkPresence();
@@ -171,7 +171,7 @@ void leaveWhileAnswered(ChangingTelevision& /*television*/, int round) {
     handler->hasLeft = true;
 }
 
-/// Receives rows until its iterator is destroyed.
+/// Receives rows until the iterator is destroyed.
 struct RowHandler : IteratorHandler, Receiver {
     void receive() const {
         checkPresence();
@@ -191,7 +191,7 @@ struct RowHandler : IteratorHandler, Receiver {
         for (List const* const row : rows) {
             expect(*row == *rows[0], "the rows are of one change");
         }
-        checkPresence();  // The end waits for the call.
+        checkPresence();  // `destroy` waits for this call.
     }
     void handleIteratorReady(int /*status*/) override { receive(); }
     void handleUpdate(int /*update*/) override { receive(); }
@@ -227,7 +227,7 @@ void runWhileSwitching(Action const& action) {
     action();
 }
 
-/// Creates an object of the library, uses it and destroys it. The round varies how.
+/// Creates, uses and destroys an object of the library. `round` selects variants.
 struct Life {
     char const* name;
     void (*live)(ChangingTelevision& television, int round);

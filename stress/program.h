@@ -24,7 +24,7 @@ namespace stress {
 }
 inline void expect(bool condition, char const* what) { condition ? void() : fail(std::string("expected: ") + what); }
 
-/// The whole number in an argument, or the default without that argument. Fails if the argument is no such number.
+/// The whole number in an argument, or the default without the argument. Fails if the argument is no whole number.
 inline int numberAt(int position, int argc, char** argv, int defaultNumber) {
     if (position >= argc) {
         return defaultNumber;
@@ -47,13 +47,13 @@ void waitUntil(Condition const& condition) {
 
 using List = std::vector<std::string>;
 
-/// The list of a number above 0: each element carries the number, which decides their count and length, too.
+/// The list of a number above 0. Each element contains the number. The number determines the count and the length.
 inline List encodeList(int number) {
     return List(1 + static_cast<std::size_t>(number) % 40,
                 std::to_string(number) + std::string(static_cast<std::size_t>(number) * 7 % 300, '.'));
 }
 
-/// The number of a list; 0 for a list of no number, such as a torn one.
+/// The number of a list; 0 for any other list, for example a torn list.
 inline int decodeList(List const& list) {
     int const number = list.empty() ? 0 : std::atoi(list[0].c_str());
     return number > 0 && list == encodeList(number) ? number : 0;
@@ -61,7 +61,7 @@ inline int decodeList(List const& list) {
 
 /// The lists that a client receives.
 struct Sequence {
-    /// Fails unless the list is whole and follows the earlier ones. Returns whether lists are missing between them.
+    /// Fails unless the list is whole and newer than the last list. Returns whether lists are missing between the two.
     bool isGapBefore(List const& list) {
         int const number = decodeList(list);
         int const before = last.exchange(number);
@@ -77,7 +77,7 @@ struct Sequence {
     std::atomic<int> last = 0;
 };
 
-/// Ends the program, with the stacks of all its threads on standard error, if it is not kicked for the timeout.
+/// Ends the program, with the stacks of all threads on standard error, if `kick` is not called for the timeout.
 class Watchdog {
 public:
     explicit Watchdog(std::chrono::seconds timeout)
@@ -90,7 +90,7 @@ private:
         while (!stop.stop_requested()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
             if (std::chrono::steady_clock::now() - lastKick_.load() > timeout_) {
-                ::prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);  // Where a process may look only into its children.
+                ::prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);  // Lets eu-stack trace this process.
                 int const status = std::system(("exec eu-stack -p " + std::to_string(::getpid()) + " >&2").c_str());
                 fail(status == 0 ? "no progress any more" : "no progress any more, and eu-stack cannot say where");
             }

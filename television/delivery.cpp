@@ -161,7 +161,7 @@ void Delivery::reportDropping() {
     droppedCount_ = ends ? 0 : droppedCount_;
     isDroppingReported_ = !ends;
     mutex_.unlock();
-    std::array<char, 160> line;  // Memory may have run out.
+    std::array<char, 160> line;  // On the stack, because memory may have run out.
     if (begins) {
         std::snprintf(line.data(), line.size(),
                       "more than %zu bytes of changes wait for the handlers: older changes give way to newer ones",

@@ -49,7 +49,7 @@ struct Notification {
 /// The payload of the waiting changes is bounded. Above the bound a change of an object replaces the object's oldest
 /// changes, until the bound is kept or the object has no other change. The newest change of each object is always
 /// delivered. Other notifications are neither counted nor dropped. Before the next notification one line of the log
-/// reports that changes are dropped; another line reports their number when half of the bound is free again.
+/// reports that changes are dropped. Another line reports the number of dropped changes when half of the bound is free.
 class Delivery {
 public:
     /// The bound: NRX_DELIVERY_LIMIT in bytes, or 64 MiB.
@@ -89,7 +89,7 @@ private:
         Notification notification;
         void const* object;  ///< The changed object, or null.
         std::size_t payload;
-        std::uint64_t number = 0;  ///< In the order of posting.
+        std::uint64_t number = 0;  ///< The position in the order of posting.
     };
     using Queue = std::list<Entry>;
 
@@ -109,7 +109,7 @@ private:
     Queue queue_ NRX_GUARDED_BY(mutex_);
     /// The queued changes by object, oldest first.
     std::map<void const*, std::deque<Queue::iterator>> changes_ NRX_GUARDED_BY(mutex_);
-    std::size_t payload_ NRX_GUARDED_BY(mutex_) = 0;  ///< Of the queued changes.
+    std::size_t payload_ NRX_GUARDED_BY(mutex_) = 0;  ///< The payload of the queued changes.
     std::uint64_t postedCount_ NRX_GUARDED_BY(mutex_) = 0;
     std::uint64_t runningNumber_ NRX_GUARDED_BY(mutex_) = 0;  ///< The number of the running notification, or 0.
     std::size_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;     ///< Since dropping began.

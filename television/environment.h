@@ -26,8 +26,8 @@ std::optional<T> parseNumber(std::string_view text) {
 }
 
 /// Returns the environment variable's value as parsed by `parse`, or the fallback if the variable is not set. `parse`
-/// takes a `std::string_view` and returns a `std::optional<T>`. If that is empty, one line on standard error names the
-/// variable, the expected form and the fallback, and the fallback is returned.
+/// takes a `std::string_view` and returns a `std::optional<T>`. If this result is empty, one line on standard error
+/// names the variable, the expected form and the fallback, and the fallback is returned.
 template <typename T, typename Parse>
 T fromEnvironment(char const* name, T fallback, char const* expected, char const* fallbackText, Parse const& parse) {
     char const* const word = std::getenv(name);

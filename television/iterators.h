@@ -11,9 +11,9 @@
 
 namespace television {
 
-/// The iterators of one table. Guarded by the model's mutex. Clients hold plain pointers to the iterators; `Handle` is
-/// the pointers' class. The last destroyed iterators stay in memory, so that a client that destroys a pointer twice
-/// does not destroy a newer iterator at the same address.
+/// The iterators of one table. Guarded by the model's mutex. Clients hold plain pointers of the class `Handle` to the
+/// iterators. The last destroyed iterators stay in memory, so that a client that destroys a pointer twice does not
+/// destroy a newer iterator at the same address.
 template <typename Iterator, typename Handle = Iterator>
 class Iterators {
 public:

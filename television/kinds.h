@@ -49,7 +49,7 @@ struct PlainKind;
 NRX_PLAIN_KINDS(NRX_DESCRIBE_KIND)
 #undef NRX_DESCRIBE_KIND
 
-/// Calls `use.operator()<T>()` for the value type of each kind until a call returns true. Returns whether one did.
+/// Calls `use.operator()<T>()` for the value type of each kind until a call returns true, and returns that result.
 template <typename Use>
 bool anyOfPlainKinds(Use const& use) {
 #define NRX_USE(T, ...) || use.template operator()<T>()

@@ -149,7 +149,7 @@ void writeLine(std::string_view line) {
     if (plain && line.size() <= SHORT_LINE_SIZE) {  // The usual line needs no allocation.
         std::copy(line.begin(), line.end(), stamped.data() + stampSize);
         writeToStandardError({stamped.data(), stampSize + line.size()});
-    } else {  // A text from outside must not control the terminal or forge a line.
+    } else {  // Escapes a text from outside, which must not control the terminal or forge a line.
         writeToStandardError(std::string(stamped.data(), stampSize) + printable(text) + "\n");
     }
 }
@@ -180,7 +180,7 @@ void setLogLevel(LogLevel level) { admittedLevel() = level; }
 void setLogSink(LogSink newSink) {
     Shared& state = shared();
     MutexLock const lock(state.sinkMutex);
-    state.sink.swap(newSink);  // The earlier sink is destroyed with the mutex released: its destructor may log.
+    state.sink.swap(newSink);  // The earlier sink is destroyed after the unlock, because its destructor may log.
 }
 
 LogCapture::LogCapture(Check check) : check_(std::move(check)) {

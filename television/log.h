@@ -11,8 +11,8 @@
 /// The diagnostic log of the televisions: one write to standard error per line. The environment variable NRX_LOG (off,
 /// critical, error, info or debug; error by default) sets the level until `setLogLevel`.
 ///
-/// With NRX_LOG_STAMP=1 each line on standard error begins with the time and the writing thread, `[12345.678901 2231]
-/// `: seconds and microseconds of CLOCK_MONOTONIC, and the kernel's number of the thread.
+/// With NRX_LOG_STAMP=1 each line on standard error begins with the time and the writing thread, for example
+/// `[12345.678901 2231] `: seconds and microseconds of CLOCK_MONOTONIC, and the kernel's number of the thread.
 namespace television {
 
 /// Each level admits lines of its severity and of higher severities.
@@ -31,19 +31,19 @@ using LogSink = std::function<void(int severity, std::string const& line)>;
 
 /// Sends the lines that the level admits to `sink` instead of standard error. Waits for a running call of the earlier
 /// sink. An empty `sink` selects standard error again. The process never destroys the sink, because threads log until
-/// the process ends: replace the sink before any object that it uses is destroyed.
+/// the process ends. Replace the sink before any object that the sink uses is destroyed.
 __attribute__((visibility("default"))) void setLogSink(LogSink sink);
 
-/// Captures the lines written during its lifetime; they do not reach standard error. A process has at most one capture:
-/// a second constructor throws `std::logic_error`.
+/// Captures the lines written during its lifetime instead of writing the lines to standard error. A process has at most
+/// one capture: a second constructor throws `std::logic_error`.
 class __attribute__((visibility("default"))) LogCapture {
 public:
     /// One captured line.
     struct Line {
-        int severity;      ///< Of the writing thread's last admitted check.
+        int severity;      ///< The severity of the writing thread's last admitted check.
         std::string text;  ///< As written, including the line feed.
     };
-    /// Decides instead of the level. May write the record's last two words. Called without a lock of the log.
+    /// Admits or refuses a line instead of the level. May write the record's last two words. No log lock is held.
     using Check = std::function<bool(DebugLevelRecord&)>;
 
     /// Admits the lines that `check` admits, or all lines without a check.

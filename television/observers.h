@@ -31,17 +31,17 @@ void postTo(std::shared_ptr<TypedRegistration<Obs>> const& registration, Deliver
     }
 }
 
-/// The observers of one object, notified through the interface `Obs`. Observers without it receive no notifications.
+/// The observers of one object, notified through the interface `Obs`. Observers without `Obs` receive no notifications.
 template <typename Obs>
 class Observers {
 public:
-    /// A disconnect selects registrations by observer and source.
+    /// Adds a registration. `Delivery::waitWhileRunning` finds the registration by observer and source.
     void add(objbus::Observer* observer, void const* source) {
         registrations_.push_back(
             std::make_shared<TypedRegistration<Obs>>(observer, dynamic_cast<Obs*>(observer), source));
     }
 
-    /// Cancels the observer's registrations and returns how many it had.
+    /// Cancels the observer's registrations and returns their number.
     std::size_t remove(objbus::Observer const* observer, Delivery& delivery) {
         auto const cancel = [observer, &delivery](auto const& registration) {
             if (registration->observer != observer) {
@@ -50,7 +50,7 @@ public:
             delivery.cancel(*registration);
             return true;
         };
-        return std::erase_if(registrations_, cancel);  // Allocates nothing: memory may have run out.
+        return std::erase_if(registrations_, cancel);  // Allocates nothing, because memory may have run out.
     }
 
     [[nodiscard]] std::size_t size() const { return registrations_.size(); }

@@ -12,8 +12,8 @@
 namespace television {
 
 /// The operations of an object with a plain value of the type `T`, as its interface declares them. `Storage` derives
-/// from that interface and reads and writes the value: its `write` takes a `T`, or a list's elements by position, its
-/// `read` sets a `T` and returns a status, and its `readNumber` returns a number.
+/// from this interface and reads and writes the value: `write` takes a `T`, or a list's elements by position, `read`
+/// sets a `T` and returns a status, and `readNumber` returns a number.
 template <typename T, typename Storage>
 class PlainObject final : public Storage {
 public:

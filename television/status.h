@@ -13,7 +13,7 @@ enum Status : int {
     STATUS_WITHDRAWN = 106,          ///< The object was withdrawn.
     STATUS_UNKNOWN_ITERATOR = 107,   ///< The table has no such iterator, or has destroyed it.
     STATUS_NOT_SUPPORTED = 108,      ///< The television does not support the operation.
-    STATUS_TOO_MANY = 109,           ///< The client has the most iterators that the television permits.
+    STATUS_TOO_MANY = 109,           ///< The client has the largest number of iterators that the television permits.
     STATUS_DENIED = 110,             ///< The bus or the television denies the call to this user.
     STATUS_INTERNAL_ERROR = 111,     ///< An unexpected exception.
     STATUS_NO_BUS = 121,             ///< The bus cannot be reached.

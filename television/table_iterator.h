@@ -8,7 +8,7 @@ namespace objbus {
 
 /// The table iterator of the televisions. The notification named beside an operation sends the result later, on the
 /// delivery thread. For a row outside the table the result is -1 or no row. The cursor starts on row 0. A failed seek
-/// leaves the cursor on no row; reads do not move the cursor.
+/// leaves the cursor on no row. Reads do not move the cursor.
 ///
 /// `destroyIterator` refuses the pointer of a destroyed iterator. Until the table has destroyed 1,000 further
 /// iterators, no newer iterator has the same address, and operations through the pointer do nothing. After that the

@@ -54,7 +54,7 @@ AllowedOrigins AllowedOrigins::fromEnvironment() {
 }
 
 bool AllowedOrigins::allows(std::string_view protocol, std::string_view origin) const {
-    if (protocol == "file:") {  // All files share one origin here; engines differ in their `self.origin`.
+    if (protocol == "file:") {  // All files share one origin, because engines differ in `self.origin` of files.
         origin = FILE_ORIGIN;
     } else if (protocol != "http:" && protocol != "https:") {
         return false;

@@ -18,9 +18,9 @@ using ListText = std::shared_ptr<std::string const>;
 
 /// The lists that wait for one document, in the order of their arrival.
 ///
-/// The delivery thread pushes, the main thread pops. The queue is bounded: above the bound a new list replaces the
+/// The delivery thread pushes lists, and the main thread pops lists. Above a bound of bytes a new list replaces the
 /// oldest lists of its type. The newest list of each type is always kept. The log gets one line when lists are first
-/// dropped, and one line with their number when the queue is empty again.
+/// dropped, and one line with the number of dropped lists when the queue is empty again.
 class EventQueue {
 public:
     /// The bound for the bytes of all JSON texts plus `BYTES_PER_EVENT` for each list.
@@ -35,7 +35,7 @@ public:
     /// `push` calls `wake`, with no lock held, for the first list and for the first list after each empty `pop`.
     explicit EventQueue(std::function<void()> wake) : wake_(std::move(wake)) {}
 
-    /// Selects whether `push` accepts lists of the type. At first the queue accepts none.
+    /// Selects whether `push` accepts lists of the type. At first `push` accepts no list.
     void setListening(ListType type, bool isOn);
     [[nodiscard]] bool isListening(ListType type) const;
 
@@ -56,7 +56,7 @@ private:
     mutable television::Mutex mutex_;
     std::deque<Event> events_ NRX_GUARDED_BY(mutex_);
     std::size_t bytes_ NRX_GUARDED_BY(mutex_) = 0;
-    std::uint64_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  // Since the queue was empty.
+    std::uint64_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  // The lists dropped since the queue was empty.
     PerList<bool> isListening_ NRX_GUARDED_BY(mutex_){};
     bool isWoken_ NRX_GUARDED_BY(mutex_) = false;
     bool isClosed_ NRX_GUARDED_BY(mutex_) = false;

@@ -56,7 +56,7 @@ void FacadeWorker::detach(EventQueue& document) {
         }
         isLast = documents_.empty();
     }
-    dropped.clear();  // The tasks refer to the session. The worker thread must drop the last reference, below.
+    dropped.clear();  // The tasks refer to the session, whose last reference the worker thread must drop.
     for (ListType const type : LISTS) {
         updateListener(type);
     }
@@ -70,7 +70,7 @@ void FacadeWorker::detach(EventQueue& document) {
 void FacadeWorker::listen(EventQueue& document, ListType type, bool isOn) {
     document.setListening(type, isOn);
     updateListener(type);
-    // The list may need a connect. `updateListener` has locked the mutex since, so the worker waits or checks later.
+    // The list may need a connect. `updateListener` has locked the mutex after the change, so no wake-up is lost.
     workAvailable_.notify_one();
 }
 

@@ -19,9 +19,9 @@ namespace web {
 
 /// Makes the calls and the connects of all documents of the process, in order, on one worker thread.
 ///
-/// The main thread calls the public operations; none blocks. The delivery thread pushes each list to the queues of the
-/// documents that listen. While a document listens to a list that is not connected, the worker tries to connect the
-/// list every second.
+/// The main thread calls the public operations, which never block. The delivery thread pushes each list to the queues
+/// of the documents that listen. While a document listens to a list that is not connected, the worker tries to connect
+/// the list every second.
 class FacadeWorker : public orvane::NRXModelAccessClient {
 public:
     /// Posts a task to the main thread, from any thread.
@@ -56,7 +56,7 @@ private:
     /// Pushes a list to the documents that listen.
     void distribute(ListType type, std::vector<std::string> const& texts) noexcept;
 
-    /// Work for the worker thread; for a document's call with the document.
+    /// Work for the worker thread. `document` is the document that made a call, or null.
     struct Task {
         std::function<void()> run;
         std::shared_ptr<EventQueue const> document;

@@ -29,7 +29,7 @@ int ListAccess::setValue(std::vector<std::string> const& texts) {
     for (int index = 0; std::string const& text : texts) {
         elements.emplace_hint(elements.end(), index++, text);
     }
-    // A connected object has this type: a connect to any other type fails.
+    // A connected object has this type, because a connect to any other type fails.
     return static_cast<objbus::ObjectVectorString*>(object)->setValue(elements);
 }
 

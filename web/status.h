@@ -11,7 +11,7 @@ enum Status : int {
     STATUS_PAGE_HIDDEN = 129,     ///< The document was hidden before the answer.
 };
 
-/// The largest list that a page may write. A text counts its bytes in UTF-8, an empty text counts one byte.
+/// The largest list that a page may write, as the sum of the texts' UTF-8 bytes. An empty text counts as one byte.
 inline constexpr std::size_t MAX_LIST_BYTES = std::size_t{1} << 20U;
 
 /// The number of calls of one document that may be pending.

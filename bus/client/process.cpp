@@ -25,8 +25,8 @@ int frame::Process::getInterfaceReference(boost::shared_ptr<Interface>& referenc
         return television::STATUS_UNKNOWN_INTERFACE;
     }
     return bus::catchToStatus([&reference] {
-        // The process's own, whether a bus and a television are there or not. Never destroyed: clients may disconnect
-        // while the process's own objects are destroyed.
+        // The root interface exists even without a bus and a television. Never destroyed: clients may disconnect while
+        // the process destroys its static objects.
         static auto const& root =
             *new boost::shared_ptr<Interface>(boost::make_shared<television::RootReference>(new Root));
         reference = root;

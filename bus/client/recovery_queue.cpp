@@ -9,7 +9,7 @@ namespace bus {
 
 namespace {
 
-/// The bus limits the calls of a process that are not answered yet, and clients make some, too.
+/// Lower than the bus's limit for a process's pending calls, because clients also make calls.
 constexpr std::size_t MAX_RUNNING = 64;
 constexpr std::chrono::milliseconds FIRST_DELAY{100};
 constexpr std::chrono::milliseconds LAST_DELAY{10'000};

@@ -10,17 +10,17 @@ struct KeyEntry;
 struct ModelContext;
 class RemoteObject;
 
-/// The objects whose observers missed changes, since the television was gone or the object was not published. Reads a
-/// limited number of them at a time, and repeats failed reads. Used on the connection's thread alone.
+/// The objects whose observers missed changes because the television was gone or the object was not published. Reads a
+/// limited number of these objects at a time, and repeats failed reads. Used on the connection's thread only.
 class RecoveryQueue {
 public:
     explicit RecoveryQueue(ModelContext& context) : context_(context) {}
 
     /// Adds the objects of a key.
     void add(KeyEntry const& entry);
-    /// Starts as many recoveries as may run at the same time.
+    /// Starts waiting recoveries until `MAX_RUNNING` recoveries run.
     void start();
-    /// Drops all recoveries: the television is gone, and replies to calls that were made to it are ignored.
+    /// Called when the television is gone. Drops all recoveries and ignores the replies to their calls.
     void clear();
 
 private:
@@ -34,7 +34,7 @@ private:
     ModelContext& context_;
     std::deque<Recovery> waiting_;
     std::size_t runningCount_ = 0;
-    std::uint64_t lostOwnerCount_ = 0;  ///< How many televisions have gone.
+    std::uint64_t lostOwnerCount_ = 0;  ///< The number of televisions that have gone.
 };
 
 }  // namespace bus

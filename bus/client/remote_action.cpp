@@ -9,7 +9,7 @@ namespace bus {
 
 namespace {
 
-constexpr std::size_t MAX_PENDING_INVOCATIONS = 1000;  ///< The television may never answer.
+constexpr std::size_t MAX_PENDING_INVOCATIONS = 1000;  ///< Limits the memory, because a television may never answer.
 
 }  // namespace
 

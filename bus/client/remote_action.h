@@ -24,7 +24,7 @@ private:
     template <typename Notify>
     void notifyOutcome(unsigned int id, Notify notify);
 
-    /// The invocations of this process that were not answered. Guarded by the context's mutex.
+    /// The identifiers of this process's unanswered invocations. Guarded by the context's mutex.
     std::deque<unsigned int> pendingInvocations_;
 };
 

@@ -13,14 +13,14 @@ namespace bus {
 
 namespace {
 
-/// Blocks all signals but those of a fault on this thread. Threads that this thread starts inherit the blocked signals.
+/// Blocks all signals except fault signals on this thread. Threads that this thread starts inherit the blocked signals.
 class SignalsBlocked {
 public:
     SignalsBlocked() {
         sigset_t blocked;
         sigfillset(&blocked);
         for (int const fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
-            sigdelset(&blocked, fault);  // The host's handler of crashes runs where an observer has crashed.
+            sigdelset(&blocked, fault);  // The host's crash handler runs on the thread of a crashed observer.
         }
         pthread_sigmask(SIG_SETMASK, &blocked, &before_);
     }
@@ -37,7 +37,7 @@ private:
 KeyEntry::KeyEntry(std::string name) : key(std::move(name)), path(pathOf(key)) {}
 
 RemoteModel& RemoteModel::get() {
-    // Never destroyed: its threads run until the process ends, whatever else has been destroyed by then.
+    // Never destroyed, because the model's threads also run while the process destroys its static objects.
     static RemoteModel& model = []() -> RemoteModel& {
         SignalsBlocked const blocked;
         return *new RemoteModel;
@@ -58,7 +58,7 @@ KeyEntry& RemoteModel::findOrCreateEntry(std::string const& key) {
         found = entries_.emplace(key, std::make_unique<KeyEntry>(key)).first;
     }
     KeyEntry& entry = *found->second;
-    entriesByPath_.try_emplace(entry.path, &entry);  // Again, if memory ran out here before.
+    entriesByPath_.try_emplace(entry.path, &entry);  // An earlier call may have run out of memory here.
     return entry;
 }
 
@@ -87,7 +87,7 @@ int RemoteModel::connect(std::string const& key, objbus::Observer* observer, obj
     }
     television::MutexLock const lock(mutex);
     int status = attempt->status.get();
-    if (status == television::STATUS_OK && !attempt->object->isPublished()) {  // Withdrawn since the reply.
+    if (status == television::STATUS_OK && !attempt->object->isPublished()) {  // Withdrawn after the reply.
         status = television::STATUS_NOT_PUBLISHED;
     }
     if (status == television::STATUS_OK) {
@@ -121,7 +121,7 @@ std::shared_ptr<ConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry& entry,
     }
     requestType(entry, attempt);
     television::MutexLock const lock(mutex);
-    entry.attempts.insert_or_assign(observer, attempt);  // Only now: a call that failed to start has no reply.
+    entry.attempts.insert_or_assign(observer, attempt);  // After the start, because a failed start has no reply.
     return attempt;
 }
 
@@ -129,7 +129,7 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ConnectAttempt> c
     auto const reply = [this, &entry, attempt](sd_bus_message* message) {
         int type = 0;
         int const result = readVariant(message, "i", type);
-        if (result >= 0 && !attempt->isAnswered) {  // Before the next message, which may withdraw the object.
+        if (result >= 0 && !attempt->isAnswered) {  // Here, because the next message may withdraw the object.
             attempt->object = &findOrCreateObject(entry, static_cast<objbus::ObjectTypeSpec>(type));
         }
         return result;
@@ -140,7 +140,7 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ConnectAttempt> c
                 attempt->statusPromise.set_value(initialStatus);
             }
         };
-        if (status != television::STATUS_OK || attempt->isAnswered) {  // Another call was answered first.
+        if (status != television::STATUS_OK || attempt->isAnswered) {  // Another call has answered the attempt.
             answer(status);
         } else {
             assert(attempt->object != nullptr);
@@ -185,7 +185,7 @@ int RemoteModel::disconnect(std::string const& key, objbus::Observer* observer, 
             }
         }
     }
-    delivery.waitWhileRunning(observer, source);  // With the mutex released: the notification may lock the mutex.
+    delivery.waitWhileRunning(observer, source);  // The mutex is released, because the notification may lock it.
     return ended == 0 && object != nullptr ? television::STATUS_NOT_CONNECTED : television::STATUS_OK;
 }
 

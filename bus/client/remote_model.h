@@ -12,42 +12,41 @@
 
 namespace bus {
 
-/// The television's answer to the attempts of one observer to connect. The answer may take longer than one attempt
-/// waits, and the next attempt takes it then.
+/// One observer's request to connect, and the television's answer. If the answer arrives after the timeout of a
+/// `connect`, a later `connect` uses the answer.
 struct ConnectAttempt {
     std::promise<int> statusPromise{};
     std::shared_future<int> status = statusPromise.get_future().share();
     bool isAnswered = false;         ///< Used on the connection's thread.
-    RemoteObject* object = nullptr;  ///< Set before the answer, if that is 0.
-    // Guarded by the context's mutex. A call that the television has lost is repeated.
+    RemoteObject* object = nullptr;  ///< Set before the status 0.
+    // The call is repeated at `nextRequest`, because the television may lose a call. Guarded by the context's mutex.
     std::chrono::seconds retryInterval{1};
     Deadline nextRequest = deadlineAfter(retryInterval);
 
     [[nodiscard]] bool isReady() const { return status.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
-    /// Whether another attempt may take the answer: a success while it holds, a failure until the next call is due.
+    /// After a status 0: whether the object is published. Otherwise: whether `nextRequest` is in the future.
     [[nodiscard]] bool isUsable() const {
         return isReady() && status.get() == television::STATUS_OK ? object->isPublished()
                                                                   : std::chrono::steady_clock::now() < nextRequest;
     }
 };
 
-/// Everything about one key. Never removed, since clients keep plain pointers to its objects.
+/// The state of one key. Never removed, because clients keep plain pointers to the key's objects.
 struct KeyEntry {
     explicit KeyEntry(std::string name);
 
     std::string const key;
     std::string const path;
-    /// The present object and earlier ones. Guarded by the context's mutex, and changed on the connection's thread
-    /// only.
+    /// The current and earlier objects. Guarded by the context's mutex; changed on the connection's thread only.
     std::vector<std::unique_ptr<RemoteObject>> objects{};
-    /// Attempts whose answers their observers have not taken. Guarded by the context's mutex.
+    /// The observers' unfinished requests to connect. Guarded by the context's mutex.
     std::map<objbus::Observer const*, std::shared_ptr<ConnectAttempt>> attempts{};
 };
 
-/// The television's model, as far as this process knows it. Lives as long as the process.
+/// The part of the television's model that this process uses. Lives as long as the process.
 class RemoteModel final : public ModelContext, private ServiceWatcher {
 public:
-    /// The first call connects to the bus. Throws if the system lacks the resources for that.
+    /// The first call connects to the bus. Throws if the system lacks the resources for the connection.
     static RemoteModel& get();
 
     int connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object);

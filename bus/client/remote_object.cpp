@@ -14,14 +14,14 @@ namespace bus {
 
 namespace {
 
-/// An object that no client operation serves.
+/// An object of a type without client operations.
 class BareObject final : public ObjectOf<objbus::Object, objbus::Observer> {
 public:
     using ObservedObject::ObservedObject;
     void handleSignal(sd_bus_message* /*signal*/) override {}
 };
 
-/// The classes of the objects, by their kinds.
+/// The object classes, by kind.
 struct Objects {
     template <typename T>
     using Plain =

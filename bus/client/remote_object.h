@@ -17,14 +17,14 @@ namespace bus {
 class RemoteIterator;
 struct KeyEntry;
 
-/// The timeout of all operations but connect.
+/// The timeout of all operations except connect.
 constexpr std::chrono::seconds CALL_TIMEOUT{1};
 /// The timeout of one attempt to connect.
 constexpr std::chrono::milliseconds CONNECT_TIMEOUT{20};
 
 inline Deadline deadlineAfter(std::chrono::milliseconds timeout) { return std::chrono::steady_clock::now() + timeout; }
 
-/// What the model and its objects share.
+/// The state that the model and its objects share.
 struct ModelContext {
     explicit ModelContext(ServiceWatcher& watcher) : connection(watcher) {}
 
@@ -36,8 +36,8 @@ struct ModelContext {
     std::map<std::string, std::shared_ptr<RemoteIterator>, std::less<>> iterators NRX_GUARDED_BY(mutex){};
 };
 
-/// The client's side of one object of the television's. Its type never changes: where the television publishes
-/// another object under the key, another RemoteObject is made.
+/// The client's side of one object of the television. The type never changes, because an object of another type under
+/// the same key gets another `RemoteObject`.
 class RemoteObject {
 public:
     RemoteObject(ModelContext& context, KeyEntry const& entry, objbus::ObjectTypeSpec type)
@@ -49,36 +49,36 @@ public:
     virtual objbus::Object& object() = 0;
 
     // Called on the connection's thread:
-    /// Reads what must be known before an observer is connected.
+    /// Reads the value that must be known before an observer is connected, if there is one.
     virtual void requestInitialValue(Completion completion) { completion(television::STATUS_OK); }
     /// Handles a signal from the object's path.
     virtual void handleSignal(sd_bus_message* signal) = 0;
-    /// Asks the next television whether it publishes the object, and for the value that observers missed.
+    /// Reads the object's type or value again, and notifies the observers of a value that they missed.
     virtual void recover(Completion completion);
 
-    /// Writes that an operation failed. Called with no lock held.
+    /// Logs that an operation failed. Called with no lock held.
     void report(char const* operation, int status) const noexcept;
 
     // Called with the context's mutex held:
-    /// The television is gone: completes what it had not answered.
+    /// Called when the television is gone. Fails the operations that the television has not answered.
     virtual void failPending() {}
     virtual void handleFirstObserver() { endRecovery(); }
     virtual void connect(objbus::Observer* observer) = 0;
-    /// Cancels the observer's registrations and returns how many it had.
+    /// Cancels the observer's registrations and returns their number.
     virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
     [[nodiscard]] virtual std::size_t observerCount() const = 0;
-    /// The present television publishes the object. An object that it has withdrawn does not return.
+    /// Called when the television publishes the object. A withdrawn object stays withdrawn.
     void markPublished() { state_ = isWithdrawn() ? State::WITHDRAWN : State::PUBLISHED; }
-    /// The television has withdrawn the object.
+    /// Called when the television has withdrawn the object.
     void markWithdrawn() { state_ = isPublished() ? State::WITHDRAWN : state_.load(); }
-    /// The television is gone. The next one may publish the object, also one that was withdrawn.
+    /// Called when the television is gone. The next television may publish the object, even a withdrawn object.
     void markUnknown() {
         state_ = State::UNKNOWN;
         isRecoveryPending_ = true;
     }
-    /// The observers have received what they missed.
+    /// Called when the observers have received the changes that they missed.
     void endRecovery() { isRecoveryPending_ = false; }
-    /// Whether observers have still to receive what they missed.
+    /// Whether observers have not yet received the changes that they missed.
     [[nodiscard]] bool isRecoveryDue() const { return isRecoveryPending_ && !isWithdrawn() && observerCount() != 0; }
 
     [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
@@ -99,7 +99,7 @@ protected:
              MessageBody late = {}) const;
 
 private:
-    /// As far as the present television has said.
+    /// The object's state in the current television.
     enum class State { UNKNOWN, PUBLISHED, WITHDRAWN };
 
     ModelContext& context_;
@@ -112,10 +112,10 @@ private:
 template <typename Interface, typename Obs>
 using ObjectOf = television::ObservedObject<Interface, Obs, RemoteObject>;
 
-/// The object of the type, as the platform declares it.
+/// Makes an object of the class that implements the platform's interface for the type.
 std::unique_ptr<RemoteObject> makeObject(ModelContext& context, KeyEntry const& entry, objbus::ObjectTypeSpec type);
 
-/// The arguments of `Get`, or the first ones of `Set`, for a property of an interface.
+/// The arguments of `Get`, or the first arguments of `Set`, for a property of an interface.
 MessageBody propertyArguments(char const* interface, char const* property);
 
 }  // namespace bus

@@ -11,7 +11,7 @@ namespace {
 
 using Observer = objbus::ObserverTableIterator;
 
-/// A notification with one number, and its signal.
+/// A signal with one number, and the notification for the signal.
 struct NumberSignal {
     char const* name;
     void (Observer::*notify)(int number);
@@ -27,8 +27,8 @@ constexpr NumberSignal NUMBER_SIGNALS[] = {
     {"Updated", &Observer::notifyUpdate},
 };
 
-/// Reads the path of an iterator from the television's reply. Signals from other paths are not handled as an
-/// iterator's.
+/// Reads an iterator's path from the television's reply. Fails for a path outside `ITERATOR_PATH`, because the model
+/// passes no signals of such a path to an iterator.
 int readPath(sd_bus_message* message, std::string& path) {
     char const* text = nullptr;
     NRX_TRY(requireElement(sd_bus_message_read_basic(message, SD_BUS_TYPE_OBJECT_PATH, &text)));
@@ -138,7 +138,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     auto const reply = [&](sd_bus_message* message) {
         std::string iteratorPath;
         NRX_TRY(readPath(message, iteratorPath));
-        // Before the next message is read, which may be a signal of the iterator.
+        // Made here, because the next message may be a signal of the iterator.
         iterator = std::make_shared<RemoteIterator>(context(), iteratorPath, observer);
         decltype(iterators_)::PreparedInsertion initialStatus(iterator);
         television::MutexLock const lock(context().mutex);

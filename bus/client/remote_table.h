@@ -24,8 +24,8 @@ public:
 
     /// Handles a signal from the iterator's path, on the connection's thread.
     void handleSignal(sd_bus_message* signal);
-    // With the context's mutex held, which the analysis does not recognise in the callers' names for the context:
-    /// The television is gone. The next one may give the path to another iterator.
+    // Called with the context's mutex held. Not analysed, because the callers have other names for the same mutex:
+    /// Called when the television is gone. The next television may give the path to another iterator.
     void failPending() NRX_NOT_ANALYSED;
     /// Destroys the iterator here and in the television.
     void destroy(std::string const& table) NRX_NOT_ANALYSED;
@@ -39,13 +39,13 @@ private:
     template <typename Notify>
     void post(Notify notify) const;
 
-    std::atomic<bool> isClosed_ = false;  ///< Neither called nor notified any more.
+    std::atomic<bool> isClosed_ = false;  ///< No further call is sent, no further signal is handled.
     ModelContext& context_;
     std::string const path_;
     std::shared_ptr<television::TypedRegistration<Observer>> const registration_;
 };
 
-/// A table, and the iterators that were made on it here.
+/// A table, and this process's iterators over the table.
 class TableObject final : public ObjectOf<objbus::ObjectTable, objbus::ObserverTable> {
 public:
     using ObservedObject::ObservedObject;

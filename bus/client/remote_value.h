@@ -14,7 +14,7 @@
 
 namespace bus {
 
-/// A plain value that the television has.
+/// An object whose plain value the television holds.
 template <typename T>
 class RemoteValue
     : public ObjectOf<typename television::PlainKind<T>::Object, typename television::PlainKind<T>::Observer> {
@@ -48,7 +48,7 @@ public:
                 this->markPublished();
                 missedValue_ = value;
             }
-            // The reply may have overtaken changes of the value. Their signals come before the reply to this call.
+            // Signals of earlier changes may arrive after the reply. They arrive before the reply to this call.
             this->connection().callAsync(
                 {MODEL_PATH, MODEL_INTERFACE, SYNC_METHOD}, Caller::PLATFORM, {}, {},
                 [this, value, completion](int synced) {
@@ -64,7 +64,7 @@ public:
     void failPending() override { missedValue_.reset(); }
 
 protected:
-    /// Takes every value that was received. Called on the connection's thread, in the order of the bus.
+    /// Called for every received value, on the connection's thread and in the order of the messages.
     virtual void handleValue(T const& /*value*/) {}
 
     /// Writes the value, or a list's elements by position.
@@ -84,7 +84,7 @@ protected:
         return status;
     }
 
-    /// Sets `value` to the present value, or leaves it unchanged and returns another status than 0.
+    /// Sets `value` to the current value and returns 0. A failure leaves `value` unchanged and returns another status.
     int read(T& value) {
         return catchToStatus([&] {
             auto const received = std::make_shared<T>();
@@ -126,7 +126,7 @@ private:
         this->endRecovery();
     }
 
-    /// Notifies the value that was read, unless a change came meanwhile or the observers know the value.
+    /// Notifies the value that `recover` read, unless a change arrived meanwhile or the observers know the value.
     void notifyMissedValue(std::shared_ptr<T const> const& value) {
         television::MutexLock const lock(this->context().mutex);
         if (missedValue_ != value || !this->isPublished()) {
@@ -138,7 +138,7 @@ private:
         this->endRecovery();
     }
 
-    /// Returns 1 when the signal has the value, 0 when it has something else, and a negative number when the value
+    /// Returns 1 if the signal has a new value, 0 if the signal has no new value, and a negative number if the value
     /// cannot be read.
     static int readChange(sd_bus_message* signal, T& value) {
         if (sd_bus_message_is_signal(signal, PROPERTIES_INTERFACE, "PropertiesChanged") <= 0) {
@@ -165,15 +165,15 @@ private:
         NRX_TRY(sd_bus_message_exit_container(signal));
         NRX_TRY(bus::read(signal, invalidated));
         bool const isInvalidated = std::count(invalidated.begin(), invalidated.end(), "Value") != 0;
-        return isInvalidated ? -EBADMSG : 0;  // The interface declares that the signal has the value.
+        return isInvalidated ? -EBADMSG : 0;  // The interface declares that a change's signal has the value.
     }
 
     // Guarded by the context's mutex:
     std::shared_ptr<T const> lastNotified_;
-    std::shared_ptr<T const> missedValue_;  ///< To be notified unless a change comes first.
+    std::shared_ptr<T const> missedValue_;  ///< Notified unless a change arrives first.
 };
 
-/// A number, which is read without a status: a read that fails returns the last known value.
+/// A number. Reads of numbers have no status, so a failed read returns the last known value.
 template <typename T>
 class RemoteNumber : public RemoteValue<T> {
 public:

@@ -12,8 +12,8 @@
 
 namespace bus {
 
-/// One call of a method. `arguments` and `reply` run with the mutex held, so that a caller that waits does not return
-/// meanwhile.
+/// One method call. `arguments` and `reply` run with the mutex held, so that a waiting caller does not return while
+/// `arguments` or `reply` runs.
 struct ServiceConnection::PendingCall {
     ServiceConnection& connection;
     Method const method;

@@ -13,18 +13,18 @@ namespace bus {
 namespace {
 
 constexpr std::chrono::milliseconds FIRST_DELAY{100};
-constexpr std::chrono::milliseconds LAST_DELAY{400};  ///< Each attempt wakes the process.
+constexpr std::chrono::milliseconds LAST_DELAY{400};  ///< Not shorter, because each attempt wakes the process.
 
 constexpr char OWNER_RULE[] =
     "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
     "member='NameOwnerChanged',arg0='nrx.Television1'";
-/// One rule for all objects: the bus limits the number of rules of a connection.
+/// One rule for all objects, because the bus limits the number of rules of a connection.
 constexpr char MODEL_RULE[] = "type='signal',sender='nrx.Television1',path_namespace='/nrx/Television1/model'";
 constexpr char DISCONNECTED_RULE[] =
     "type='signal',sender='org.freedesktop.DBus.Local',path='/org/freedesktop/DBus/Local',"
     "interface='org.freedesktop.DBus.Local',member='Disconnected'";
 
-constexpr unsigned int NO_FLAGS = 0;  ///< Of a start of a service.
+constexpr unsigned int NO_FLAGS = 0;  ///< The flags of `StartServiceByName`.
 
 }  // namespace
 
@@ -76,7 +76,7 @@ void ServiceConnection::runLoopOnce() {
         auto const left = std::chrono::ceil<std::chrono::microseconds>(next - std::chrono::steady_clock::now());
         wait = static_cast<std::uint64_t>(std::max(left, std::chrono::microseconds(0)).count());
     }
-    if (sd_event_run(loop_.get(), wait) < 0) {  // The kernel or the memory is exhausted for now.
+    if (sd_event_run(loop_.get(), wait) < 0) {  // The kernel or this process lacks resources for now.
         std::this_thread::sleep_for(FIRST_DELAY);
     }
 }
@@ -93,7 +93,7 @@ void ServiceConnection::runLater(std::chrono::milliseconds delay, std::function<
 }
 
 void ServiceConnection::connectBus() {
-    scheduleReconnect();  // Cancelled below on success.
+    scheduleReconnect();  // A success below cancels the reconnect.
     disconnectBus();
     connectError_ = initializeBus();
     if (connectError_ >= 0) {
@@ -117,7 +117,7 @@ int ServiceConnection::initializeBus() {
     NRX_TRY(add([&](auto slot) {
         return sd_bus_add_match(bus, slot, DISCONNECTED_RULE, dispatch<&ServiceConnection::onDisconnected>, this);
     }));
-    // A filter receives the objects' signals, since a handler of the rule would miss those before the rule's reply.
+    // A filter receives the objects' signals: the rule's own handler would miss signals that precede the rule's reply.
     NRX_TRY(add([&](auto slot) { return sd_bus_add_filter(bus, slot, dispatch<&ServiceConnection::onSignal>, this); }));
     // The connection ends if the bus refuses one of these rules.
     NRX_TRY(add([&](auto slot) {
@@ -149,7 +149,7 @@ void ServiceConnection::clearNameOwner() {
 void ServiceConnection::setNameOwner(std::string owner) {
     owner.swap(owner_);
     if (!owner.empty()) {
-        failSentCalls(television::STATUS_NO_ANSWER);  // A reply of the earlier owner is not one of the next owner.
+        failSentCalls(television::STATUS_NO_ANSWER);  // The next owner does not reply to calls to the earlier owner.
         runNoexcept([this] { watcher_.handleNameVanished(); });
     }
     if (!owner_.empty()) {
@@ -168,7 +168,7 @@ void ServiceConnection::handleNameOwner(std::string const& owner) {
     if (!owner.empty() &&
         callBusDaemon<&ServiceConnection::onOwnerUser>(ownerUserSlot_, "GetConnectionUnixUser", owner) < 0) {
         candidateOwner_.clear();
-        scheduleReconnect();  // The new connection asks again.
+        scheduleReconnect();  // The next connection repeats the call.
     }
     sendHeldCalls();
 }
@@ -177,9 +177,9 @@ void ServiceConnection::onOwnerUser(sd_bus_message* reply) {
     std::string owner = std::exchange(candidateOwner_, {});
     unsigned int user = 0;
     if (sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NAME_HAS_NO_OWNER) != 0) {
-        // The owner has gone. NameOwnerChanged says that, too.
+        // The owner has gone. A NameOwnerChanged signal reports the same.
     } else if (sd_bus_message_is_method_error(reply, nullptr) != 0 || read(reply, user) < 0) {
-        scheduleReconnect();  // The new connection asks again.
+        scheduleReconnect();  // The next connection repeats the call.
     } else if (trusted_.allows(user)) {
         setNameOwner(std::move(owner));
     } else {
@@ -192,7 +192,7 @@ void ServiceConnection::onOwnerUser(sd_bus_message* reply) {
 
 void ServiceConnection::onDisconnected(sd_bus_message* /*signal*/) {
     isOnBus_ = false;
-    scheduleReconnect();  // Later: sd-bus is processing the bus now.
+    scheduleReconnect();  // Not at once, because sd-bus is processing the connection.
     clearNameOwner();
 }
 
@@ -201,7 +201,7 @@ void ServiceConnection::onNameOwner(sd_bus_message* reply) {
     std::string owner;
     if ((error != nullptr || read(reply, owner) < 0) &&
         sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
-        scheduleReconnect();  // The new connection asks again.
+        scheduleReconnect();  // The next connection repeats the call.
         return;
     }
     retryDelay_ = FIRST_DELAY;
@@ -232,7 +232,7 @@ void ServiceConnection::onServiceStarted(sd_bus_message* reply) {
     isServiceStarting_ = false;
     if (sd_bus_error const* const error = sd_bus_message_get_error(reply)) {
         failHeldCalls(statusOfError(*error));
-    } else if (!isOwnerPending() && owner_.empty()) {  // The owner has gone again, or is not trusted.
+    } else if (!isOwnerPending() && owner_.empty()) {  // The new owner has gone, or is not trusted.
         failHeldCalls(television::STATUS_NO_TELEVISION);
     } else {
         sendHeldCalls();
@@ -241,7 +241,7 @@ void ServiceConnection::onServiceStarted(sd_bus_message* reply) {
 
 void ServiceConnection::onSignal(sd_bus_message* message) {
     char const* const sender = sd_bus_message_get_sender(message);
-    // Every connection may send signals to this one.
+    // Any connection to the bus may send signals to this process.
     if (sender != nullptr && owner_ == sender && sd_bus_message_is_signal(message, nullptr, nullptr) > 0) {
         watcher_.handleSignal(message);
     }

@@ -30,10 +30,10 @@ struct Method {
 
 /// Appends the arguments of a call, or reads a reply. Returns a negative error number on failure.
 using MessageBody = std::function<int(sd_bus_message* message)>;
-/// Takes the status of a call that has ended.
+/// Receives the status of a call that has ended.
 using Completion = std::function<void(int status)>;
 
-/// Who makes a call. For a client, a lost bus is reconnected at once and the television is started.
+/// The caller of a method. A client's call reconnects a lost bus at once, and starts the television if none is on.
 enum class Caller { CLIENT, PLATFORM };
 
 /// Receives events of the bus, on the connection's thread and with no lock held.
@@ -42,7 +42,7 @@ public:
     ServiceWatcher() = default;
     ServiceWatcher(ServiceWatcher const&) = delete;
     ServiceWatcher& operator=(ServiceWatcher const&) = delete;
-    /// The television that owned the name has gone.
+    /// The television has lost the name.
     virtual void handleNameVanished() = 0;
     /// A trusted television owns the name.
     virtual void handleNameAppeared() = 0;
@@ -54,14 +54,14 @@ protected:
 };
 
 /// The connection to the bus and to the television, with the thread that sends and receives all messages. This thread
-/// never runs observers, so that a slow observer does not stop the reading. A lost bus is reconnected after a pause, or
-/// when a client calls. Lives as long as the process.
+/// never runs observers, so that a slow observer does not block messages. The thread reconnects to a lost bus after a
+/// delay, or when a client calls a method. The connection lives as long as the process.
 ///
-/// The television is the owner of the name nrx.Television1 if its user is trusted. Nothing is sent to another owner,
-/// and its messages are ignored.
+/// The television is the owner of the name nrx.Television1 if the owner's user is trusted. The connection sends nothing
+/// to an untrusted owner and ignores the messages of an untrusted owner.
 class ServiceConnection {
 public:
-    /// Reads the environment, on the host's thread: the host may change the environment later.
+    /// Reads the environment on the host's thread, because the host may change the environment later.
     explicit ServiceConnection(ServiceWatcher& watcher);
     ServiceConnection(ServiceConnection const&) = delete;
     ServiceConnection& operator=(ServiceConnection const&) = delete;
@@ -75,11 +75,11 @@ public:
     [[nodiscard]] bool isOnBus() const { return isOnBus_; }
 
     /// Calls the method and blocks until the reply or the deadline. A call not sent by then is never sent. Returns a
-    /// status. `arguments` and `reply` run on the connection's thread, and never after this function has returned; a
-    /// reply that comes later goes to `late`.
+    /// status. `arguments` and `reply` run on the connection's thread, and never after this function has returned.
+    /// `late` reads a reply that arrives later.
     int call(Method method, Deadline deadline, MessageBody arguments, MessageBody reply, MessageBody late = {});
 
-    /// Calls the method and does not wait. On the connection's thread, `completion` follows `reply`, or the failure.
+    /// Calls the method and does not wait. `completion` runs on the connection's thread, after `reply` or a failure.
     void callAsync(Method method, Caller caller, MessageBody arguments, MessageBody reply, Completion completion);
 
     /// Calls the method without a reply, and does not wait. `arguments` runs later, on the connection's thread.
@@ -105,7 +105,7 @@ private:
     void handleNameOwner(std::string const& owner);
     void setNameOwner(std::string owner);
     void clearNameOwner();
-    /// Whether the owner is unknown but will be known soon.
+    /// Whether a reply of the bus about the owner is pending.
     [[nodiscard]] bool isOwnerPending() const {
         return !isOwnerKnown_ || !candidateOwner_.empty() || isServiceStarting_;
     }
@@ -129,7 +129,7 @@ private:
     void onOwnerUser(sd_bus_message* reply);
     void onServiceStarted(sd_bus_message* reply);
     void onDisconnected(sd_bus_message* signal);
-    /// Calls a handler of a connection, as sd-bus calls it.
+    /// An sd-bus callback that calls `HANDLER` of the connection.
     template <void (ServiceConnection::*HANDLER)(sd_bus_message*)>
     static int dispatch(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
 
@@ -143,16 +143,16 @@ private:
     // Used on the connection's thread alone.
     bool isReconnecting_ = true;            ///< There is no usable bus.
     Deadline nextAttempt_{};                ///< When to reconnect.
-    std::chrono::milliseconds retryDelay_;  ///< From that attempt to the next one.
-    int connectError_;                      ///< Why the last attempt failed.
+    std::chrono::milliseconds retryDelay_;  ///< The delay of the next `scheduleReconnect`.
+    int connectError_;                      ///< The error number of the last attempt.
     std::multimap<Deadline, std::function<void()>> timers_;
     std::map<PendingCall const*, std::shared_ptr<PendingCall>> sentCalls_;
-    std::vector<std::shared_ptr<PendingCall>> heldCalls_;  ///< To be sent when the owner is known.
+    std::vector<std::shared_ptr<PendingCall>> heldCalls_;  ///< Sent when the owner is known.
     std::string owner_;                                    ///< The television's unique name, or empty.
-    std::string candidateOwner_;                           ///< The name's owner until its user is known, or empty.
-    bool isOwnerKnown_ = false;                            ///< The bus has answered who owns the name.
+    std::string candidateOwner_;                           ///< The name's owner until the owner's user is known.
+    bool isOwnerKnown_ = false;                            ///< The bus has reported the name's owner.
     bool isServiceStarting_ = false;                       ///< The bus was asked to start the television.
-    Bus bus_;                                              ///< Null while there is none.
+    Bus bus_;                                              ///< Null while disconnected.
     Slot ownerUserSlot_;                                   ///< All slots are destroyed before the bus.
     Slot startSlot_;
     std::vector<Slot> slots_;

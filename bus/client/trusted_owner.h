@@ -7,21 +7,21 @@
 
 namespace bus {
 
-/// The users whose processes may own the television's name: this process's own user and root, or, if NRX_BUS_OWNER is
-/// set, the user with this name or number, or "any".
+/// The users whose processes may own the television's name: this process's user and root. If NRX_BUS_OWNER is set,
+/// only the user with this name or number, or every user for "any".
 class TrustedOwner {
 public:
     /// Reads the environment.
     TrustedOwner();
 
     [[nodiscard]] bool allows(uid_t user) const;
-    /// The users as text, for a line of the log.
+    /// The users as text for the log.
     [[nodiscard]] std::string text() const;
 
 private:
     struct Setting {
         bool isAny = false;
-        std::optional<uid_t> user{};  ///< None: this process's own, and root.
+        std::optional<uid_t> user{};  ///< Empty: this process's user and root.
     };
     static std::optional<Setting> parse(std::string_view word);
 

@@ -13,7 +13,7 @@ namespace bus {
 
 namespace {
 
-/// Looks the word up in the system's database, by a function such as `getpwnam_r`, unless the word is a number.
+/// Returns the number in the word. Looks up any other word with `lookUp`, for example `getpwnam_r`.
 template <typename Entry, typename Number>
 std::optional<Number> find(int (*lookUp)(char const*, Entry*, char*, std::size_t, Entry**), Number Entry::*number,
                            std::string_view word) {

@@ -7,7 +7,7 @@
 
 namespace bus {
 
-/// The number of a user or a group that is given by its name or number; empty if there is none.
+/// Returns the number of the user or group with this name or number; empty for an unknown name.
 std::optional<uid_t> findUser(std::string_view word);
 std::optional<gid_t> findGroup(std::string_view word);
 

@@ -77,7 +77,7 @@ std::optional<std::string> keyOf(std::string_view path) {
     }
     std::string key = convertParts(path.substr(begin.size()), '/', '.', unescapeElement);
     return pathOf(key) == path ? std::optional(std::move(key))
-                               : std::nullopt;  // A path may have an escape that no key needs.
+                               : std::nullopt;  // A path with a needless escape has no key.
 }
 
 bool isFromBus(sd_bus_message* message) {

@@ -28,22 +28,22 @@ constexpr char MANAGER_INTERFACE[] = "org.freedesktop.DBus.ObjectManager";
 constexpr char BUS_NAME[] = "org.freedesktop.DBus";
 constexpr char BUS_PATH[] = "/org/freedesktop/DBus";
 
-/// Of the model: the reply follows the signals of all earlier changes.
+/// The model's method that replies after the signals of all earlier changes.
 constexpr char SYNC_METHOD[] = "Sync";
 
 constexpr char STATUS_ERROR[] = "nrx.Television1.Error.Status";
 
-/// The path of the object under a key, and the key of a path; empty for a path that no key has.
+/// `pathOf` returns the path of a key's object. `keyOf` returns the key of a path; empty if no key has the path.
 std::string pathOf(std::string_view key);
 std::optional<std::string> keyOf(std::string_view path);
 
-/// Whether the bus itself sent the message. A match rule does not exclude messages that another connection sends to
-/// this connection alone.
+/// Whether the bus itself sent the message. A match rule does not exclude messages that another connection sends
+/// directly to this connection.
 bool isFromBus(sd_bus_message* message);
 
-/// Sets the error of a method call to a status of the television's, and returns the result of the call's handler.
+/// Sets `error` to a status of the television, and returns the result for the handler of the method call.
 int setStatusError(sd_bus_error* error, int status);
-/// The status of a method call that failed: the television's own, or the one that the bus's error stands for.
+/// Returns the status of a failed method call: the television's status, or the status for an error of the bus.
 int statusOfError(sd_bus_error const& error);
 
 }  // namespace bus

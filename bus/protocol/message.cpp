@@ -20,10 +20,10 @@ constexpr std::size_t padded(std::size_t size, std::size_t alignment) {
     return (size + alignment - 1) / alignment * alignment;
 }
 
-/// A structure of eight bytes and a text.
+/// The size of a structure of eight bytes and a text.
 std::size_t sizeWithText(std::string const& text) { return padded(sizeof(std::uint64_t) + wireSize(text), 8); }
 
-/// Appends a container with what `appendElement` appends for each element.
+/// Appends a container: `appendElement` appends each element.
 template <typename Elements, typename AppendElement>
 int appendArray(sd_bus_message* message, char const* contents, Elements const& elements,
                 AppendElement const& appendElement) {
@@ -38,7 +38,7 @@ int appendArray(sd_bus_message* message, char const* contents, Elements const& e
     });
 }
 
-/// Reads a container, each of its elements with `readElement`, which returns 0 at the end.
+/// Reads a container: `readElement` reads one element, or returns 0 if there is no element.
 template <typename Element, typename ReadElement>
 int readArray(sd_bus_message* message, char const* contents, std::vector<Element>& elements,
               ReadElement const& readElement) {
@@ -48,7 +48,7 @@ int readArray(sd_bus_message* message, char const* contents, std::vector<Element
         while (sd_bus_message_at_end(message, 0) == 0) {
             NRX_TRY(requireElement(readElement(elements.emplace_back())));
             size += wireSize(elements.back());
-            if (size > MAX_MESSAGE_BYTES) {  // Before more memory is taken.
+            if (size > MAX_MESSAGE_BYTES) {  // Checked before the next element takes memory.
                 return -EMSGSIZE;
             }
         }
@@ -194,7 +194,7 @@ int openBus(Bus& bus, std::string const& address) {
     NRX_TRY(makeInto(bus, sd_bus_new));
     NRX_TRY(sd_bus_set_address(bus.get(), address.c_str()));
     NRX_TRY(sd_bus_set_bus_client(bus.get(), 1));
-    // By default sd-bus reads the environment, which must not be read on every thread.
+    // Without this call sd-bus would read the environment, which is not safe on every thread.
     NRX_TRY(sd_bus_set_method_call_timeout(bus.get(), REPLY_TIMEOUT_MICROSECONDS));
     return sd_bus_start(bus.get());
 }

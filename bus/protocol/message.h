@@ -17,10 +17,10 @@
 #include "objbus/table.h"
 #include "television/kinds.h"
 
-// The contents of messages. Every operation returns a negative error number when it fails, as sd-bus does; the caller
-// then discards the message.
+// Operations on the contents of messages. A failed operation returns a negative error number, like sd-bus, and the
+// caller discards the message.
 
-/// Returns from the function with the step's error number when the step fails. A step may contain others in a lambda.
+/// Returns from the function with the step's error number if the step fails. A lambda in a step may use `NRX_TRY`.
 #define NRX_TRY(step) NRX_TRY_NUMBERED(step, __COUNTER__)
 #define NRX_TRY_NUMBERED(step, number) NRX_TRY_AS(step, number)
 #define NRX_TRY_AS(step, number)                                     \
@@ -47,7 +47,7 @@ using Slot = std::unique_ptr<sd_bus_slot, Release<sd_bus_slot_unref>>;
 using EventLoop = std::unique_ptr<sd_event, Release<sd_event_unref>>;
 using EventSource = std::unique_ptr<sd_event_source, Release<sd_event_source_disable_unref>>;
 
-/// Sets the pointer to the object that an operation of libsystemd makes in its last argument, null when it fails.
+/// Sets `pointer` to the object that `operation`, a call of libsystemd, returns in its argument; null on failure.
 template <typename Pointer, typename Operation>
 int makeInto(Pointer& pointer, Operation const& operation) {
     typename Pointer::pointer made = nullptr;
@@ -56,8 +56,8 @@ int makeInto(Pointer& pointer, Operation const& operation) {
     return result;
 }
 
-// Whether the bus carries all texts of a value: each is UTF-8, without a zero byte and without the codes that Unicode
-// gives to no character ever (U+FFFE, U+FFFF and their like).
+// Whether the bus carries all texts of a value: UTF-8 without zero bytes and without Unicode's noncharacters, for
+// example U+FFFE and U+FFFF.
 bool hasValidText(std::string_view text);
 template <typename Number>
 requires std::is_arithmetic_v<Number>
@@ -69,14 +69,14 @@ bool hasValidText(std::vector<T> const& values) {
 
 using television::payloadSize;
 
-/// The limit for the values of a message together, as `wireSize` counts them. A bus with dbus-daemon's built-in limits
-/// ends a connection that sends 32 MiB; the rest is room for the header and the containers.
+/// The limit for the sum of `wireSize` of a message's values. A bus with dbus-daemon's built-in limits closes a
+/// connection that sends more than 32 MiB. The difference is for the header and the containers.
 constexpr std::size_t MAX_MESSAGE_BYTES = std::size_t{31} * 1024 * 1024;
 
-// An upper bound of the bytes of a value in a message: texts and lists have a length, an end and padding besides.
+// An upper bound of a value's bytes in a message, including the lengths, the terminating zeros and the padding.
 template <typename Number>
 requires std::is_arithmetic_v<Number> std::size_t wireSize(Number /*value*/) {
-    return sizeof(Number) > 4 ? 2 * sizeof(Number) : sizeof(Number);  // With padding to its own size.
+    return sizeof(Number) > 4 ? 2 * sizeof(Number) : sizeof(Number);  // With padding to the number's size.
 }
 std::size_t wireSize(std::string const& value);
 std::size_t wireSize(objbus::Argument const& argument);
@@ -94,13 +94,13 @@ std::size_t wireSize(std::vector<T> const& values) {
         return size;
     }
 }
-/// The same for several values.
+/// The sum for several values.
 template <typename... Values>
 std::size_t totalWireSize(Values const&... values) {
     return (std::size_t{0} + ... + wireSize(values));
 }
 
-/// A number as sd-bus takes it.
+/// The type of a number in sd-bus's operations.
 template <typename Number>
 using WireNumber = std::conditional_t<std::is_same_v<Number, long long>, std::int64_t, Number>;
 
@@ -110,11 +110,11 @@ constexpr char NUMBER_TYPE = television::PlainKind<Number>::SIGNATURE[0];
 template <>
 inline constexpr char NUMBER_TYPE<unsigned int> = SD_BUS_TYPE_UINT32;
 
-/// The result of a read operation, of which 0 says that the message has no more.
+/// Converts the result of a read operation: 0, which means the end of the message, becomes an error.
 inline int requireElement(int result) { return result == 0 ? -ENXIO : result; }
 
-// Appends one value. A text that the bus does not carry fails with `-EILSEQ`, and a value of more than
-// `MAX_MESSAGE_BYTES` with `-EMSGSIZE`.
+// Appends one value. Returns `-EILSEQ` for a text that the bus does not carry, and `-EMSGSIZE` for a value of more than
+// `MAX_MESSAGE_BYTES`.
 template <typename Number>
 requires std::is_arithmetic_v<Number>
 int append(sd_bus_message* message, Number value) {
@@ -136,7 +136,7 @@ int append(sd_bus_message* message, std::vector<objbus::Argument> const& argumen
 int append(sd_bus_message* message, std::vector<objbus::TableSelection> const& selections);
 int append(sd_bus_message* message, std::vector<objbus::TableOrder> const& orders);
 
-/// Appends several values, which have at most `MAX_MESSAGE_BYTES` together.
+/// Appends several values. Returns `-EMSGSIZE` for more than `MAX_MESSAGE_BYTES` together.
 template <typename... Values>
 int appendAll([[maybe_unused]] sd_bus_message* message, Values const&... values) {
     int result = totalWireSize(values...) > MAX_MESSAGE_BYTES ? -EMSGSIZE : 0;
@@ -144,7 +144,7 @@ int appendAll([[maybe_unused]] sd_bus_message* message, Values const&... values)
     return result;
 }
 
-// Reads one value. A value of another type fails, and so does, with `-EMSGSIZE`, one of more than `MAX_MESSAGE_BYTES`.
+// Reads one value. Fails for another type. Returns `-EMSGSIZE` for a value of more than `MAX_MESSAGE_BYTES`.
 template <typename Number>
 requires std::is_arithmetic_v<Number>
 int read(sd_bus_message* message, Number& value) {
@@ -173,7 +173,7 @@ int read(sd_bus_message* message, std::vector<objbus::Argument>& arguments);
 int read(sd_bus_message* message, std::vector<objbus::TableSelection>& selections);
 int read(sd_bus_message* message, std::vector<objbus::TableOrder>& orders);
 
-/// Reads several values, which have at most `MAX_MESSAGE_BYTES` together.
+/// Reads several values. Returns `-EMSGSIZE` for more than `MAX_MESSAGE_BYTES` together.
 template <typename... Values>
 int readAll([[maybe_unused]] sd_bus_message* message, Values&... values) {
     int result = 0;
@@ -195,7 +195,7 @@ int readContainer(sd_bus_message* message, char type, char const* contents, Read
     NRX_TRY(readContents());
     return sd_bus_message_exit_container(message);
 }
-/// Enters a dictionary, and calls `readEntry` within each entry of the signature.
+/// Enters a dictionary whose entries have the signature `entry`, and calls `readEntry` inside each entry.
 template <typename ReadEntry>
 int readDictionary(sd_bus_message* message, char const* entry, ReadEntry const& readEntry) {
     return readContainer(message, SD_BUS_TYPE_ARRAY, ("{" + std::string(entry) + "}").c_str(), [&] {
@@ -206,7 +206,7 @@ int readDictionary(sd_bus_message* message, char const* entry, ReadEntry const& 
     });
 }
 
-/// Appends, or reads, the value of a property in its variant.
+// Appends or reads a property's value inside a variant.
 template <typename T>
 int appendVariant(sd_bus_message* message, char const* signature, T const& value) {
     return appendContainer(message, SD_BUS_TYPE_VARIANT, signature, [&] { return append(message, value); });
@@ -216,13 +216,13 @@ int readVariant(sd_bus_message* message, char const* signature, T& value) {
     return readContainer(message, SD_BUS_TYPE_VARIANT, signature, [&] { return read(message, value); });
 }
 
-/// Makes an event loop. Throws `std::system_error` if the kernel has no resources for one.
+/// Makes an event loop. Throws `std::system_error` if the kernel lacks resources.
 EventLoop makeEventLoop();
 
-/// The address of the bus: that in NRX_BUS_ADDRESS, or else the session's. Empty if the environment has neither.
+/// Returns the bus's address in NRX_BUS_ADDRESS, else the session bus's address; empty without both addresses.
 std::string addressFromEnvironment();
 
-/// Begins to connect to the bus at the address.
+/// Starts to connect to the bus at the address.
 int openBus(Bus& bus, std::string const& address);
 
 }  // namespace bus

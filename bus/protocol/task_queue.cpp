@@ -38,7 +38,7 @@ int TaskQueue::runTasks(sd_event_source* /*source*/, int descriptor, unsigned in
     auto& self = *static_cast<TaskQueue*>(queue);
     eventfd_t count = 0;
     ::eventfd_read(descriptor, &count);
-    std::vector<std::function<void()>> due;  // Empty without an allocation.
+    std::vector<std::function<void()>> due;  // An empty vector allocates no memory.
     {
         television::MutexLock const lock(self.mutex_);
         due.swap(self.tasks_);
@@ -46,7 +46,7 @@ int TaskQueue::runTasks(sd_event_source* /*source*/, int descriptor, unsigned in
     for (auto const& task : due) {
         try {
             task();
-        } catch (...) {  // For example without memory. The other tasks still run.
+        } catch (...) {  // For example if memory runs out. The other tasks still run.
         }
     }
     return 0;

@@ -14,14 +14,14 @@ namespace bus {
 /// before the next message of a bus.
 class TaskQueue {
 public:
-    /// Adds an event source to the loop. Throws `std::system_error` if the kernel has no resources for that.
+    /// Adds an event source to the loop. Throws `std::system_error` if the kernel lacks resources.
     explicit TaskQueue(sd_event* loop);
     TaskQueue(TaskQueue const&) = delete;
     TaskQueue& operator=(TaskQueue const&) = delete;
     /// Called on the loop's thread or after the loop has ended. Drops the tasks that have not run.
     ~TaskQueue();
 
-    /// Exceptions of the task are ignored.
+    /// Adds a task. Exceptions of the task are ignored.
     void post(std::function<void()> task);
 
 private:

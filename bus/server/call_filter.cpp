@@ -14,7 +14,7 @@ namespace bus::server {
 
 namespace {
 
-/// A method, or all methods of an interface, that changes nothing but the caller's own iterators.
+/// A method that changes only the caller's own iterators. A null `name` stands for all methods of the interface.
 struct ReadingMethod {
     char const* interface;
     char const* name;
@@ -69,7 +69,7 @@ int CallFilter::filterCall(sd_bus_message* call, sd_bus_error* error) {
         return 0;
     }
     char const* const sender = sd_bus_message_get_sender(call);
-    std::string const name = sender != nullptr ? sender : "";  // The bus has no credentials for this name.
+    std::string const name = sender != nullptr ? sender : "";  // The bus has no credentials for an empty name.
     auto position = clients_.find(name);
     if (position == clients_.end()) {
         position = clients_.try_emplace(name, Client{*this, name}).first;
@@ -124,7 +124,7 @@ void CallFilter::applyCredentials(Client& client, sd_bus_message* reply) {
 int CallFilter::refuse(Client const& client, sd_bus_message* call, sd_bus_error* error) {
     char const* const does = client.access == Access::NONE ? "is not served" : "may only read";
     std::string const what = "user " + std::to_string(client.user) + ' ' + does;
-    if (reportedUsers_.insert(client.user).second) {  // A caller may want no reply.
+    if (reportedUsers_.insert(client.user).second) {  // Reported here, because a caller may request no reply.
         report(what + ": " + sd_bus_message_get_member(call) + " is refused");
     }
     return sd_bus_error_set(error, SD_BUS_ERROR_ACCESS_DENIED, what.c_str());

@@ -22,7 +22,7 @@ int catchToError(sd_bus_error* error, Body const& body) noexcept {
     }
 }
 
-/// A handler that sd-bus calls with an object: calls a member function of the object.
+/// An sd-bus handler that calls the member function `METHOD` of its object.
 template <auto METHOD>
 struct Dispatch;
 

@@ -8,17 +8,17 @@
 
 namespace bus::server {
 
-/// What a client may do. Each level includes the levels before it.
+/// A client's access. Each level includes the earlier levels.
 enum class Access { NONE, READ, ALL };
 
-/// Which access the users and groups have.
+/// The access of users and groups.
 class Permissions {
 public:
-    /// Root and this process's own user have all access, other users none.
+    /// Root and this process's own user have all access. Other users have no access.
     Permissions();
 
     /// Gives access to a user (a name or number), to a group (a name or number after an @), or to "any". Returns false
-    /// for another name.
+    /// for an unknown name.
     bool allow(std::string const& name, Access access);
     /// The highest access of the user and the groups.
     [[nodiscard]] Access of(uid_t user, std::vector<gid_t> const& groups) const;

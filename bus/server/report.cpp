@@ -15,7 +15,7 @@
 namespace bus::server {
 
 void report(std::string const& problem) {
-    // A pipe that can be written to takes so many bytes at once.
+    // A pipe that is ready for writing takes `PIPE_BUF` bytes without blocking.
     std::string const line = television::shortened("nrx_television: " + problem, PIPE_BUF - 4) + '\n';
     pollfd output{STDERR_FILENO, POLLOUT, 0};
     if (::poll(&output, 1, 0) > 0) {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-// What the server reports on standard error. It never waits for a reader: a line that there is no room for is dropped.
+// The server's reports on standard error. A report never blocks: a line is dropped if the pipe has no room.
 
 namespace bus::server {
 
@@ -14,11 +14,11 @@ void report(std::string const& problem);
 /// Writes one line about the object under the key.
 void reportObject(std::string const& key, std::string const& problem);
 
-/// The text of a negative error number that appending to a message, or sending it, returned.
+/// Returns the text of a negative error number from appending to a message or from sending a message.
 std::string reasonOf(int failure);
 
-/// The result of a handler that could not read the arguments of a call to the object under the key. Too many bytes are
-/// reported and refused with a status.
+/// Returns a handler's result for a call whose arguments cannot be read. Arguments of too many bytes are reported with
+/// the key of the called object, and `error` is set to a status.
 int refuseUnread(sd_bus_error* error, std::string const& key, int failure);
 
 }  // namespace bus::server

@@ -46,7 +46,7 @@ void SendQueue::sendWaiting() {
 bool SendQueue::hasRoom() {
     std::uint64_t unsent = 0;
     sd_bus_get_n_queued_write(bus_, &unsent);
-    // Replies are among the unsent messages, too: some of those counted here may have been sent, but not the reverse.
+    // `unsent` also counts replies, so `connectionSizes_` may keep some sent messages. It has all unsent messages.
     while (connectionSizes_.size() > unsent) {
         assert(connectionBytes_ >= connectionSizes_.front());
         connectionBytes_ -= connectionSizes_.front();

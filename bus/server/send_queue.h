@@ -10,8 +10,8 @@
 
 namespace bus::server {
 
-/// Sends messages in their order. While the bus reads none, at most `MAX_CONNECTION_BYTES` of them are in sd-bus's own
-/// queue, and the others wait here. Used on the loop's thread.
+/// Sends messages in order. While the bus reads no messages, sd-bus's own queue takes messages until it holds
+/// `MAX_CONNECTION_BYTES`, and further messages wait here. Used on the loop's thread.
 class SendQueue {
     struct QueuedMessage {
         Message message;
@@ -19,11 +19,11 @@ class SendQueue {
     };
 
 public:
-    /// What a message takes in memory besides its contents, approximately.
+    /// A message's approximate size in memory without its contents.
     static constexpr std::size_t MESSAGE_OVERHEAD = std::size_t{4} * 1024;
     static constexpr std::size_t MAX_CONNECTION_BYTES = std::size_t{8} * 1024 * 1024;
 
-    /// Refers to the last message of one series while this message waits.
+    /// Refers to the last message of a series while that message waits.
     class LatestMessage {
         friend SendQueue;
         std::weak_ptr<QueuedMessage> queued_;
@@ -34,12 +34,12 @@ public:
 
     [[nodiscard]] sd_bus* bus() const { return bus_; }
 
-    /// Sends a message whose contents have so many bytes, now or later. Returns what `sd_bus_send` returns.
+    /// Sends a message now or later. `size` is the size of the contents. Returns 0 or a negative error number.
     int send(Message message, std::size_t size);
-    /// The same for a message that replaces the last message of its series if that one still waits.
+    /// The same for a message of a series: replaces the last message of the series if the last message still waits.
     int send(Message message, std::size_t size, LatestMessage& latest);
 
-    /// Sends waiting messages while sd-bus's queue has room. To be called when the connection may have sent some.
+    /// Sends waiting messages while sd-bus's queue has room. Must be called after sd-bus may have sent messages.
     void sendWaiting();
     [[nodiscard]] bool isWaiting() const { return !waiting_.empty(); }
 
@@ -48,7 +48,7 @@ private:
     int sendNow(QueuedMessage const& queued);
 
     sd_bus* const bus_;
-    std::deque<std::size_t> connectionSizes_;  ///< Of the messages in sd-bus's queue, the newest last.
+    std::deque<std::size_t> connectionSizes_;  ///< The sizes of the messages in sd-bus's queue, oldest first.
     std::size_t connectionBytes_ = 0;
     std::deque<std::shared_ptr<QueuedMessage>> waiting_;
 };

@@ -56,7 +56,7 @@ private:
 /// One iterator of the model, and the client that may use it.
 class ServedIterator {
 public:
-    /// Has no iterator when the table refuses to create one.
+    /// `iterator()` is null if the table refuses to create an iterator.
     ServedIterator(SignalEmitter emitter, ServerLoop& loop, objbus::ObjectTable& table, objbus::IteratorType type,
                    std::vector<objbus::TableSelection> const& selections, std::vector<int> const& columns,
                    std::vector<objbus::TableOrder> const& orders)
@@ -78,8 +78,8 @@ public:
         }
     }
 
-    /// Returns a status of the television's, and throws what the television throws. The iterator remains when the
-    /// television throws or refuses.
+    /// Returns the television's status. Exceptions of the television pass through. If the television throws or refuses,
+    /// the iterator still exists.
     int destroy() {
         int const status = iterator_ != nullptr ? table_.destroyIterator(iterator_) : television::STATUS_OK;
         if (status == television::STATUS_OK || status == television::STATUS_UNKNOWN_ITERATOR) {
@@ -107,7 +107,7 @@ int refuseStranger(sd_bus_error* error) {
     return sd_bus_error_set(error, SD_BUS_ERROR_ACCESS_DENIED, "the iterator belongs to another client");
 }
 
-/// Handles a method call: calls the operation of the same name with the arguments of the call.
+/// Handles a method call: calls the iterator's `OPERATION` with the arguments of the call.
 template <auto OPERATION, typename... Arguments>
 int handleCall(sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
     return catchToError(error, [=] {
@@ -152,7 +152,7 @@ constexpr sd_bus_vtable ITERATOR_VTABLE[] = {
     SD_BUS_VTABLE_END,
 };
 
-/// A path prefix that no earlier television had: clients may still call the iterators of an earlier one.
+/// Makes a path prefix that no earlier television had, because clients may still call iterators of such a television.
 std::string newPathPrefix() {
     sd_id128_t id{};
     if (int const result = sd_id128_randomize(&id); result < 0) {
@@ -225,7 +225,7 @@ int ServedIterators::handleCreate(sd_bus_message* call, ServedObject const& tabl
     assert(!iterators_.contains(path));
     clientPaths_[client].insert(path);
     iterators_.emplace(path, std::move(served));
-    return sd_bus_reply_method_return(call, "o", path.c_str());  // Before the signals, which wait for the loop.
+    return sd_bus_reply_method_return(call, "o", path.c_str());  // Precedes the signals, which wait for the loop.
 }
 
 int ServedIterators::handleDestroy(sd_bus_message* call, ServedObject const& table, sd_bus_error* error) {

@@ -13,7 +13,7 @@ namespace bus::server {
 
 class ServedIterator;
 
-/// The iterators on the bus. Each belongs to the client that created it. Used on the loop's thread.
+/// The iterators on the bus. Only the client that created an iterator may call the iterator. Used on the loop's thread.
 class ServedIterators {
 public:
     static constexpr std::size_t MAX_PER_CLIENT = 1000;
@@ -27,7 +27,7 @@ public:
     /// Destroys the iterators of a table that is withdrawn.
     void eraseTable(std::string const& key);
 
-    // Handle the calls of CreateIterator and DestroyIterator on a table. Return the results of the handlers.
+    // Handle calls of CreateIterator and DestroyIterator on a table. Return the result of an sd-bus handler.
     int handleCreate(sd_bus_message* call, ServedObject const& table, sd_bus_error* error);
     int handleDestroy(sd_bus_message* call, ServedObject const& table, sd_bus_error* error);
 

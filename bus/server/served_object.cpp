@@ -49,7 +49,7 @@ bool ServedObject::connectObserver() {
     try {
         int const status = context_.root.connectObject(key(), observer_.get(), object_);
         if (status == television::STATUS_OK) {
-            return descriptor_->isInstance(object_);  // The key may have another object now, which is announced later.
+            return descriptor_->isInstance(object_);  // The key may have an object of another type now.
         }
         reportObject(key(), "cannot be connected to, status " + std::to_string(status));
     } catch (std::exception const& failure) {

@@ -14,7 +14,7 @@ namespace bus::server {
 
 class ServedIterators;
 
-/// What the served objects share. Outlives them.
+/// The state that the served objects share. Outlives the objects.
 struct ObjectContext {
     SendQueue& sendQueue;
     ServerLoop& loop;
@@ -22,12 +22,12 @@ struct ObjectContext {
     ServedIterators& iterators;
 };
 
-/// An object of the model that is on the bus: connected to the model, and sending its changes as signals. Used on the
-/// loop's thread.
+/// A model object on the bus. Connects to the object and sends the object's changes as signals. Used on the loop's
+/// thread.
 class ServedObject {
 public:
-    /// Connects to the object under the key. Returns null, after a report, when that fails, and null when the key has
-    /// an object of another type meanwhile.
+    /// Connects to the object under the key. Reports a failure and returns null. Also returns null if the key's object
+    /// has another type by now.
     static std::unique_ptr<ServedObject> connect(ObjectContext const& context, std::string const& key,
                                                  objbus::ObjectTypeSpec type);
     ServedObject(ServedObject const&) = delete;
@@ -37,12 +37,12 @@ public:
     [[nodiscard]] std::string const& key() const { return emitter_.source().key; }
     [[nodiscard]] std::string const& path() const { return emitter_.source().path; }
     [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
-    /// Whether both stand for the same object of the model.
+    /// Whether this object and `other` serve the same object of the model.
     [[nodiscard]] bool isSameObject(ServedObject const& other) const {
         return object_ != nullptr && object_ == other.object_;
     }
     [[nodiscard]] bool hasInterface(std::string const& interface) const;
-    /// The model's object as the class of its type.
+    /// The model's object as the class for its type.
     template <typename Object>
     [[nodiscard]] Object& as() const {
         assert(dynamic_cast<Object*>(object_) != nullptr);
@@ -50,12 +50,12 @@ public:
     }
     [[nodiscard]] ObjectContext const& context() const { return context_; }
 
-    /// An upper bound of the bytes that a list of objects has for this one, without its value.
+    /// An upper bound of this object's bytes in a list of objects, without the value.
     [[nodiscard]] std::size_t sizeWithoutValue() const;
     /// Appends the names of the interfaces.
     int appendInterfaces(sd_bus_message* message) const;
     /// Appends the interfaces with the properties that can be read, and subtracts the value's bytes from
-    /// `remainingBytes`. A value for which there is no room is left out, which is reported the first time.
+    /// `remainingBytes`. Omits a value that does not fit, and reports the first of successive omissions.
     int appendInterfacesAndProperties(sd_bus_message* message, std::size_t& remainingBytes);
 
 private:

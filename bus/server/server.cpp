@@ -91,12 +91,12 @@ Server::~Server() {
         if (sd_bus_is_open(bus_.get()) > 0) {
             runTasks();  // Sends the changes so far.
         }
-    } catch (...) {  // For example without memory, or without a bus.
+    } catch (...) {  // For example if memory runs out or the bus is lost.
     }
     television_.setObjectListener({});
     objects_.clear();
     iterators_.reset();
-    // Sends the remaining messages. The bus may not read them.
+    // Sends the remaining messages until `end`, because the bus may not read the messages.
     auto const end = std::chrono::steady_clock::now() + LONGEST_FLUSH;
     auto const isUnsent = [this] {
         sendQueue_.sendWaiting();
@@ -121,7 +121,7 @@ void Server::requestName() {
 }
 
 bool Server::runOnce(bool waits) {
-    requireBus();  // Before the wait, too: a lost bus causes no event.
+    requireBus();  // Also before the wait, because a lost bus causes no event.
     if (isTerminating_) {
         return false;
     }
@@ -146,7 +146,7 @@ void Server::waitUntilSent() {
 }
 
 void Server::runTasks() {
-    // Twice: a task connects to a new object, which may notify its value at once.
+    // Twice, because a task may connect to a new object that notifies its value at once.
     for (int times = 0; times < 2; ++times) {
         television_.waitUntilDelivered();
         auto const done = std::make_shared<bool>(false);
@@ -203,7 +203,7 @@ void Server::emitManagerSignal(ServedObject const& object, char const* member, A
 }
 
 int Server::handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error) {
-    // sd-bus's own reply fails when one object cannot be read. sd-bus handles all other calls.
+    // Handled here, because sd-bus's own reply fails if one object cannot be read. sd-bus handles all other calls.
     if (sd_bus_message_is_method_call(call, MANAGER_INTERFACE, "GetManagedObjects") <= 0) {
         return 0;
     }
@@ -244,7 +244,7 @@ int Server::findObject(sd_bus* /*bus*/, char const* path, char const* interface,
 int Server::findModel(sd_bus* /*bus*/, char const* path, char const* /*interface*/, void* server, void** found,
                       sd_bus_error* /*error*/) noexcept {
     *found = server;
-    return std::string_view(path) == MODEL_PATH ? 1 : 0;  // sd-bus asks for every path below, too.
+    return std::string_view(path) == MODEL_PATH ? 1 : 0;  // sd-bus also asks for paths below `MODEL_PATH`.
 }
 
 int Server::enumerateNodes(sd_bus* /*bus*/, char const* prefix, void* server, char*** nodes,
@@ -253,7 +253,7 @@ int Server::enumerateNodes(sd_bus* /*bus*/, char const* prefix, void* server, ch
 }
 
 int Server::handleSync(sd_bus_message* call, sd_bus_error* /*error*/) {
-    television_.waitUntilDelivered();  // The signals of all changes are tasks now. The reply follows them.
+    television_.waitUntilDelivered();  // The signals of all changes are tasks now. The reply is a later task.
     std::shared_ptr<sd_bus_message> const pending(sd_bus_message_ref(call), sd_bus_message_unref);
     loop_.tasks.post([this, pending] {
         Message reply;

@@ -15,32 +15,32 @@
 
 namespace bus::server {
 
-/// Connects to a bus and waits until it answers. An empty address is replaced as `addressFromEnvironment` says. Throws
-/// `std::runtime_error`.
+/// Connects to a bus and waits until the bus answers. An empty address selects the result of `addressFromEnvironment`.
+/// Throws `std::runtime_error`.
 Bus connectToBus(std::string const& address);
 
-/// Serves a simulated television on a bus, as bus/nrx.Television1.xml says. The server is a client of the television.
-/// Used on the thread that runs the loop. The television and the loop outlive the server.
+/// Serves a simulated television on a bus with the interfaces of bus/nrx.Television1.xml. The server is a client of the
+/// television. Used on the loop's thread. The television and the loop outlive the server.
 class Server {
 public:
     /// Adds the television's objects to the bus, for the clients that have permission. Throws `std::runtime_error`.
     Server(simulator::Television& television, ServerLoop& loop, Bus connected, Permissions permissions);
     Server(Server const&) = delete;
     Server& operator=(Server const&) = delete;
-    /// Sends the messages that wait, and releases the name.
+    /// Sends the waiting messages and releases the name.
     ~Server();
 
-    /// Requests the name under which clients find the television. Throws `std::runtime_error`, also when the name is
-    /// taken.
+    /// Requests the name under which clients find the television. Throws `std::runtime_error`, for example if another
+    /// television owns the name.
     void requestName();
 
     [[nodiscard]] std::size_t objectCount() const { return objects_.size(); }
 
-    /// Runs the event loop once, and waits for an event if `waits`. Returns false when the program is terminated by a
-    /// signal. Throws `std::runtime_error` when the bus is lost.
+    /// Runs the event loop once, and waits for an event if `waits`. Returns false after a SIGTERM or SIGINT.
+    /// Throws `std::runtime_error` if the bus is lost.
     bool runOnce(bool waits);
 
-    /// Returns when the signals of all changes so far were sent to the bus. Throws as `runOnce` does.
+    /// Returns when the signals of all changes so far are sent to the bus. Throws as `runOnce` does.
     void waitUntilSent();
 
 private:
@@ -54,7 +54,7 @@ private:
     static int handleTermination(sd_event_source* source, signalfd_siginfo const* information, void* server) noexcept;
 
     void addObject(std::unique_ptr<ServedObject> object);
-    /// Replaces the served object of the key by the one that the model has now.
+    /// Replaces the key's served object by the model's current object.
     void updateObject(std::string const& key);
     int handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error);
     /// Sends a signal of the object manager about the object.

@@ -8,11 +8,11 @@
 
 namespace bus::server {
 
-/// The event loop of the server, and what the television's notifications use. Outlives the television.
+/// The server's event loop, and the objects that the television's notifications use. Outlives the television.
 struct ServerLoop {
     EventLoop const loop = makeEventLoop();
     TaskQueue tasks{loop.get()};
-    /// Observers that could not be disconnected. They ignore notifications.
+    /// Observers that could not be disconnected. These observers ignore notifications.
     std::vector<std::unique_ptr<objbus::Observer>> orphanedObservers;
 };
 

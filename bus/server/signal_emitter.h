@@ -27,21 +27,21 @@ int appendProperty(sd_bus_message* message, char const* name, char const* signat
 
 /// The object or iterator that sends signals.
 struct SignalSource {
-    std::string key;  ///< Of the object, or of the iterator's table.
+    std::string key;  ///< The key of the object, or of the iterator's table.
     std::string path;
     std::string interface;    ///< Empty for an object that has no signals.
-    std::string destination;  ///< The one connection that receives the signals; every connection when empty.
+    std::string destination;  ///< The connection that receives the signals; empty for all connections.
 };
 
-/// Sends the signals of one source. Any thread may emit signals; the loop's thread sends them in this order. Copies
-/// share their state.
+/// Sends the signals of one source. Any thread may emit signals. The loop's thread sends the signals in the order of
+/// emission. Copies share one state.
 class SignalEmitter {
 public:
     /// The queues outlive all calls that emit.
     SignalEmitter(SendQueue& sendQueue, TaskQueue& tasks, SignalSource source)
         : state_(std::make_shared<State>(State{sendQueue, tasks, std::move(source)})) {}
 
-    /// Sends one signal with these arguments later.
+    /// Sends one signal with the arguments `values` later.
     template <typename... Values>
     void emitSignal(char const* member, Values const&... values) const {
         state_->tasks.post([state = state_, member, arguments = std::make_tuple(values...)] {
@@ -58,7 +58,7 @@ public:
         });
     }
 
-    /// The same, unless the values have more bytes than the bus carries: then reports that and returns false.
+    /// Like `emitSignal`. If the values have more bytes than the bus carries, reports the signal and returns false.
     template <typename... Values>
     [[nodiscard]] bool emitSignalIfCarried(char const* member, Values const&... values) const {
         if (totalWireSize(values...) > MAX_MESSAGE_BYTES) {
@@ -82,7 +82,7 @@ public:
         });
     }
 
-    /// Drops the signals that were not sent, and all later ones. Called on the loop's thread.
+    /// Drops the signals whose tasks have not run, and all later signals. Called on the loop's thread.
     void close() const { state_->isClosed = true; }
 
     [[nodiscard]] SignalSource const& source() const { return state_->source; }

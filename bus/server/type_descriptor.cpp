@@ -65,7 +65,7 @@ public:
 
 ServedObject& objectOf(void* found) { return *static_cast<ServedObject*>(found); }
 
-/// Reads the value of a plain object, and returns a status of the television's.
+/// Reads the value of a plain object, and returns the television's status.
 template <typename T>
 int readValue(ServedObject const& served, T& value) {
     auto& object = served.as<typename PlainKind<T>::Object>();
@@ -111,7 +111,7 @@ int getValue(sd_bus* /*bus*/, char const* /*path*/, char const* /*interface*/, c
     });
 }
 
-/// The observer emits the change.
+/// Writes the value. The observer emits the change.
 template <typename T>
 int setValue(sd_bus* /*bus*/, char const* /*path*/, char const* /*interface*/, char const* /*property*/,
              sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
@@ -176,7 +176,7 @@ constexpr sd_bus_vtable TABLE_VTABLE[] = {
     SD_BUS_VTABLE_END,
 };
 
-constexpr std::size_t MAX_LISTED_BYTES = std::size_t{64} * 1024;  ///< Of one value in a list of all objects.
+constexpr std::size_t MAX_LISTED_BYTES = std::size_t{64} * 1024;  ///< The largest value in a list of all objects.
 
 template <typename T>
 int appendValue(sd_bus_message* message, ServedObject const& object, std::size_t& remainingBytes) {
@@ -185,7 +185,7 @@ int appendValue(sd_bus_message* message, ServedObject const& object, std::size_t
         if (readValue(object, value) != television::STATUS_OK || payloadSize(value) > MAX_LISTED_BYTES) {
             return 0;
         }
-    } catch (...) {  // A failure of one object leaves the others readable.
+    } catch (...) {  // The values of the other objects can still be read.
         return 0;
     }
     if (wireSize(value) > remainingBytes) {

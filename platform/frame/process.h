@@ -12,7 +12,7 @@ public:
     Interface(Interface const&) = delete;
     Interface& operator=(Interface const&) = delete;
     virtual ~Interface();
-    /// Returns the published object or null. The platform owns the object. The name of the lookup determines its type.
+    /// Returns the published object, owned by the platform, or null. The looked-up name determines the object's type.
     virtual void* getObject() = 0;
 };
 

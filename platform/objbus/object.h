@@ -11,9 +11,9 @@
 
 namespace objbus {
 
-/// One object of the data model. The model owns the object; a client holds a plain pointer from a successful
+/// One object of the data model. The model owns the object. A client holds a plain pointer from a successful
 /// `RootInterface::connectObject` until the matching `RootInterface::disconnectObject`. All threads of the client may
-/// call the object. A status is 0 for success; the television defines the other statuses. The library checks the
+/// call the object. A status is 0 for success. The television defines the other statuses. The library checks the
 /// statuses of reads and of `invoke`.
 ///
 /// The order of the virtual operations is a binary contract, here and in every class below. The `platformReserved`

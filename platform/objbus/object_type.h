@@ -3,7 +3,7 @@
 namespace objbus {
 
 /// The kind of a model object. The kind determines the interfaces of the object and of its observers. A television may
-/// report any `int`; values outside 1 to 8 name no kind.
+/// report any `int`. Values outside 1 to 8 name no kind.
 enum ObjectTypeSpec : int {
     OBJECT_TYPE_NONE = 0,  ///< Not reported, or not connected.
     OBJECT_TYPE_NUMERIC_INTEGER = 1,

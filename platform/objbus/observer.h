@@ -66,7 +66,7 @@ public:
 class __attribute__((visibility("default"))) ObserverAction : public Observer {
 public:
     ~ObserverAction() override;
-    /// The action succeeded. A result's `index` is its position, whatever its place in `results`.
+    /// The action succeeded. A result's `index` is its position. The order of `results` has no meaning.
     virtual void notifyResult(unsigned int actionId, std::vector<Argument> const& results) = 0;
     /// The action failed after its start. The television defines `error`.
     virtual void notifyExecutionError(unsigned int actionId, int error) = 0;
@@ -80,8 +80,8 @@ public:
     virtual void notifyUpdate(int update) = 0;
 };
 
-/// Receives the notifications of the iterator that `ObjectTable::createIterator` made for this observer: each requested
-/// operation was done, or failed. The rows are valid during the call only.
+/// Receives the notifications of the iterator that `ObjectTable::createIterator` made for this observer. A notification
+/// reports that a requested operation was done, or failed. The rows are valid during the call only.
 class __attribute__((visibility("default"))) ObserverTableIterator : public Observer {
 public:
     ~ObserverTableIterator() override;

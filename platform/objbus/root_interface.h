@@ -21,20 +21,20 @@ public:
     /// @name For the television's own use
     /// @{
 
-    /// These operations keep their slots; the library does not call them.
+    /// The library does not call these operations, which only keep their slots.
     virtual int platformReserved1() = 0;
     virtual int platformReserved2() = 0;
     virtual int platformReserved3() = 0;
     /// @}
 
     /// Registers `observer` for the notifications of the object named `key`. The observer must have the typed interface
-    /// that matches the object's type; a caller that finds another type disconnects at once. Returns 0 and sets
-    /// `object` if the object is available. Otherwise returns another status, or 0 with a null `object`; the object may
+    /// that matches the object's type. A caller that finds another type disconnects at once. Returns 0 and sets
+    /// `object` if the object is available. Otherwise returns another status, or 0 with a null `object`. The object may
     /// become available later.
     virtual int connectObject(std::string const& key, Observer* observer, Object*& object) = 0;
 
-    /// Ends the registration. The model does not call `observer` after the return: the operation waits for a running
-    /// notification, except for the notification that it is called from. Accepts a null `object`, and an object that
+    /// Ends the registration. The model does not call `observer` after the return. The operation waits for a running
+    /// notification, except inside this notification. Accepts a null `object`, and an object that
     /// the caller rejected for its type. The library ignores the status.
     virtual int disconnectObject(std::string const& key, Observer* observer, Object* object) = 0;
 };

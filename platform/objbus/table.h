@@ -16,13 +16,13 @@ struct __attribute__((visibility("default"))) TableSelection {
     std::string value;        ///< Defined by the television.
 };
 
-/// One order of a table iterator: 64 bits. The television defines their meaning.
+/// One order of a table iterator: 64 bits. The television defines the meaning of the bits.
 struct __attribute__((visibility("default"))) TableOrder {
     std::int32_t first = 0;   ///< Defined by the television.
     std::int32_t second = 0;  ///< Defined by the television.
 };
 
-/// An iterator over a table. The television defines its operations.
+/// An iterator over a table. The television defines the iterator's operations.
 class TableIterator;
 
 static_assert(sizeof(IteratorType) == 4);

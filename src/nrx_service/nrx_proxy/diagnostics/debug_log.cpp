@@ -4,8 +4,8 @@ namespace orvane::diagnostics {
 
 namespace {
 
-/// Catches exceptions of the platform: a lost line must have no other effect, above all in a destructor or while an
-/// exception unwinds.
+/// Runs the statement and catches exceptions of the platform. A lost line must have no other effect, above all in a
+/// destructor or while an exception unwinds.
 template <typename Statement>
 void lossy(Statement const& statement) noexcept {
     try {

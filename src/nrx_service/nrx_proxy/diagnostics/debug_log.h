@@ -51,6 +51,6 @@ private:
         }                                                                                                      \
     } while (false)
 
-/// Declares the trace scope of the enclosing operation; its first statement.
+/// Declares the trace scope of an operation. Must be the first statement of the operation.
 #define DEBUG_TRACE() \
     ::orvane::diagnostics::TraceScope const debugTraceScope(static_cast<char const*>(__func__), __FILE__, __LINE__)

@@ -12,7 +12,7 @@ class NRXModelAccessClient;
 
 /// The television's NRX service and device facts, as the embedding process sees them.
 ///
-/// Operations report a failure only by an empty result; each failure is logged. The order of the virtual operations
+/// Operations report a failure only by an empty result. Each failure is logged. The order of the virtual operations
 /// is a binary contract.
 class NRX_EXPORT INrxModelAccess {
 public:
@@ -21,46 +21,46 @@ public:
     INrxModelAccess& operator=(INrxModelAccess const&) = delete;
     virtual ~INrxModelAccess();
 
-    /// Replaces the receiver of command and event lists. Does not own the client. Null: lists are not passed on.
+    /// Replaces the client, which receives the lists, or removes the client (null). Does not own the client.
     virtual void setClient(NRXModelAccessClient* newClient) = 0;
 
-    /// Connects to the command and the event list, and waits up to 1000 milliseconds for each. After a failure only
-    /// reads, writes and another `start()` try again.
+    /// Connects to the command and the event list, and waits up to 1000 milliseconds for each list. After a failure
+    /// only reads, writes and another `start()` try again.
     virtual void start() = 0;
 
     /// @name Facts about the television
-    /// Read at each call. Empty if a fact cannot be read, or the part of a text that a failed read has left.
+    /// Each call reads the fact. If the read fails, the result is empty, or the part of the text that was read.
     /// @{
 
-    /// The version of the television's software, from the data model's factory data. This call and the next two wait
-    /// for the fact's object for up to 1000 milliseconds, the connect budget.
+    /// The version of the television's software, from the data model's factory data. This operation and the next two
+    /// operations wait for the fact's object for up to 1000 milliseconds, the connect budget.
     virtual std::string getSoftwareVersion() = 0;
     /// The production type, from the factory data.
     virtual std::string getModelname() = 0;
     /// The television's feature code, from the data model's basic settings.
     virtual std::string getFeatureCode() = 0;
     /// The first 1023 bytes of the device identifier's file, up to a zero byte, including line ends. A television keeps
-    /// the file at one of two paths; the operation reads the first that can be opened. A file that blocks, such as a
-    /// FIFO without a writer, blocks the caller.
+    /// the file at one of two paths. The operation reads the first file that can be opened. A file that blocks, such as
+    /// a FIFO without a writer, blocks the caller.
     virtual std::string getDeviceID() = 0;
     /// @}
 
-    /// Starts passing command lists to the client; initially they are dropped. A list may be empty, and a list may
-    /// arrive that nobody sent (see `NRXModelAccessClient`).
+    /// Starts passing command lists to the client. Earlier lists are dropped. A list may be empty. A television that
+    /// returns may send its current list (see `NRXModelAccessClient`).
     virtual void startCommandListener() = 0;
-    /// Stops passing command lists. Lists that arrive meanwhile are dropped.
+    /// Stops passing command lists to the client. Lists are dropped until the next start.
     virtual void stopCommandListener() = 0;
 
-    /// @name The same for event lists
+    /// @name The event listener
     /// @{
 
-    /// As for command lists.
+    /// Like the operations for command lists.
     virtual void startEventListener() = 0;
     virtual void stopEventListener() = 0;
     /// @}
 
     /// Asks the television to start the NRX service as a background application. Waits up to 100 milliseconds for the
-    /// action's connect, but not for the action's answer, which is only logged. Several threads may call at once; calls
+    /// action's connect, but not for the action's answer, which is only logged. Several threads may call at once. Calls
     /// that must connect first wait for each other, also on different facades.
     virtual void requestStartNRXService() = 0;
 
@@ -68,7 +68,7 @@ public:
     /// @{
 
     /// Passes a new command or event value to the client, on the model's delivery thread: the texts of the list's
-    /// elements, valid during the call only. Drops values that are no list, and values while the listener is off.
+    /// elements, valid during the call only. Drops a value that is no list, and every value while the listener is off.
     virtual void onNRXCommandValueChanged(system::support::IValueObject const& value) = 0;
     virtual void onNRXEventValueChanged(system::support::IValueObject const& value) = 0;
     /// @}

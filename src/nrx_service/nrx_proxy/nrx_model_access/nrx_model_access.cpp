@@ -100,7 +100,7 @@ std::vector<objbus::Argument> startArguments() {
 
 INrxModelAccess::~INrxModelAccess() = default;
 
-// Braces guarantee that the objects are created in their order here.
+// Braces guarantee that the objects are created in the order of the arguments.
 NRXModelAccess::NRXModelAccess()
     : NRXModelAccess{nullptr,
                      relayedList(model_keys::COMMAND, this, &NRXModelAccess::onNRXCommandValueChanged),
@@ -125,7 +125,7 @@ NRXModelAccess::NRXModelAccess(NRXModelAccessClient* newClient, std::shared_ptr<
       productionTypeValue(orFresh(std::move(productionType), model_keys::PRODUCTION_TYPE)) {}
 
 NRXModelAccess::~NRXModelAccess() {
-    // First, so that an arriving list is dropped and does not reach a client that is being destroyed, too.
+    // First, because arriving lists must not reach the client, which may be in destruction at the same time.
     commandListenerStarted = false;
     eventListenerStarted = false;
     DEBUG_TRACE();

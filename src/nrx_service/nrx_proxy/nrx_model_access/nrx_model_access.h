@@ -20,11 +20,11 @@ class ActionAccess;
 ///
 /// Construct the facade, call `setClient` if no client was given, then `start()`, then start the listeners. The other
 /// operations may be called at any time and connect on demand. The caller calls the operations from one thread at a
-/// time; any thread may call the client and listener switches and `requestStartNRXService`. The relay runs on the
-/// model's delivery thread. Without memory an operation throws `std::bad_alloc`, and the facade stays usable; a list
+/// time. Any thread may call the client and listener switches and `requestStartNRXService`. The relay runs on the
+/// model's delivery thread. Without memory an operation throws `std::bad_alloc`, and the facade stays usable. A list
 /// that cannot be copied is lost.
 ///
-/// The facade owns its access objects, together with the owner of injected objects. It never owns the client.
+/// The facade owns its access objects, and shares injected objects with the caller. The facade never owns the client.
 ///
 /// A test of the embedding process replaces the access objects by fakes and needs no television:
 ///
@@ -35,7 +35,7 @@ class ActionAccess;
 ///     command->notifyStringVector({"play"});  // As the television does; the client receives the list.
 ///
 /// A derived class may override any operation, for example the relay, and use the fields. Its members are destroyed
-/// before the access objects: destroy it only while no list can arrive.
+/// before the access objects, so destroy the facade only while no list can arrive.
 class NRX_EXPORT NRXModelAccess : public INrxModelAccess {
 public:
     /// For the television's facts.
@@ -45,7 +45,7 @@ public:
 
     /// Creates the access objects, with the relay as the handler of the two lists. Does not connect.
     NRXModelAccess();
-    /// Also sets the client.
+    /// Like the default constructor. Also sets the client.
     explicit NRXModelAccess(NRXModelAccessClient* newClient);
     /// Uses the given access objects. Lists reach the relay only through handlers that the caller binds to the relay.
     /// These handlers must not be called after the facade's destruction. For an empty pointer the constructor creates
@@ -56,7 +56,7 @@ public:
     NRXModelAccess(NRXModelAccess const&) = delete;  ///< The lists' handlers hold the facade's address.
     NRXModelAccess& operator=(NRXModelAccess const&) = delete;
     /// After the return, the lists created by the facade make no call to the client, except the call that the
-    /// destructor may run inside. Catches exceptions of the platform; registrations may then remain.
+    /// destructor may run inside. Catches exceptions of the platform, after which registrations may remain.
     ~NRXModelAccess() override;
 
     void setClient(NRXModelAccessClient* newClient) override;

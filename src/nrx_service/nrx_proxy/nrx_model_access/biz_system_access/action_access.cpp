@@ -12,11 +12,11 @@ namespace {
 
 constexpr int STATUS_NOT_CONNECTED = -1;
 
-/// Returns the results' texts, each at its record's index; positions without a record have empty texts.
+/// Returns the results' texts, each at the index of its result. Positions without a result have empty texts.
 ValueObject textsByIndex(std::vector<objbus::Argument> const& results) {
     ValueObject texts = listValue(std::vector<std::string>(results.size()));
     for (objbus::Argument const& result : results) {
-        // NOLINTNEXTLINE(bugprone-signed-char-misuse): a negative index becomes one far behind the end.
+        // NOLINTNEXTLINE(bugprone-signed-char-misuse): a negative index becomes a position behind the end.
         auto const position = static_cast<std::size_t>(result.index);
         if (position < texts.elements.size()) {
             texts.elements[position] = result.value;

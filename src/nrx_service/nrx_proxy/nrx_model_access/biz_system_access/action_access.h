@@ -37,28 +37,28 @@ public:
 ///     }
 class NRX_EXPORT ActionAccess : public ValueAccessBase, public objbus::ObserverAction {
 public:
-    /// Without a handler: answers are only logged. Does not connect.
+    /// Installs no handler, so answers are only logged. Does not connect.
     explicit ActionAccess(std::string key);
-    /// The usual way to install a handler: no notification can arrive earlier.
+    /// Installs the handler before any notification can arrive. Does not connect.
     ActionAccess(std::string key, std::shared_ptr<ActionHandler> newHandler);
     ActionAccess(ActionAccess const&) = delete;  ///< The model holds the object's address.
     ActionAccess& operator=(ActionAccess const&) = delete;
     ~ActionAccess() override;
 
-    /// Returns 0 if connected, 5 if not available within the budget or without a root interface, 6 if not an action.
+    /// Returns 0 if connected, 5 without a root interface or object within the budget, 6 if the object is no action.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    /// Installs, replaces or removes (empty) the receiver of answers; not while answers can arrive. Returns 0.
+    /// Replaces the handler, or removes the handler (empty). Must not be called while answers can arrive. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<ActionHandler> newHandler);
 
     /// Starts the action. The model writes the identifier of the later answer to `actionId`. Returns the model's
-    /// status, or -1 if not connected, with `actionId` unchanged. Several threads may call at once.
+    /// status. If not connected, returns -1 and leaves `actionId` unchanged. Several threads may call at once.
     virtual int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments);
 
     /// Called by the model on its delivery thread. Logs the error and passes it to the handler.
     void notifyExecutionError(unsigned int actionId, int error) override;
-    /// The same for the results. A result whose index is outside the list of results is dropped.
+    /// Like `notifyExecutionError`, for the results. Drops a result whose index is outside the list of results.
     void notifyResult(unsigned int actionId, std::vector<objbus::Argument> const& results) override;
 
 protected:

@@ -40,10 +40,10 @@ public:
 /// One iterator over a table of the television's data model.
 ///
 /// `create()` connects to the table and creates the iterator. `getIterator()` returns the iterator, whose operations
-/// the television defines. Each notification is passed to the handler at once, whatever the state of this object; the
+/// the television defines. Each notification is passed to the handler at once, in every state of this object. The
 /// handler stays alive during the call.
 ///
-/// The owner calls `destroy()` before destroying this object; otherwise the model keeps an iterator that notifies a
+/// The owner calls `destroy()` before destroying this object. Otherwise the model keeps an iterator that notifies a
 /// destroyed object. A handler may use `getIterator()` after `create()` has returned.
 ///
 ///     IteratorAccess channels("channels", handler, type, selections, {0, 2}, orders);  // Columns 0 and 2.
@@ -59,8 +59,8 @@ public:
                    std::vector<objbus::TableOrder> const& tableOrders);
     IteratorAccess(IteratorAccess const&) = delete;  ///< The model holds the object's address.
     IteratorAccess& operator=(IteratorAccess const&) = delete;
-    /// Disconnects from the table. Does not destroy the iterator. Catches exceptions of the platform; the registration
-    /// with the table may then remain.
+    /// Disconnects from the table. Does not destroy the iterator. Catches exceptions of the platform, after which
+    /// the registration with the table may remain.
     ~IteratorAccess() override;
 
     /// @name Only create() connects
@@ -76,7 +76,7 @@ public:
     /// such table, or if the object reports the type of another kind. An object without a known type
     /// (`OBJECT_TYPE_NONE`, or a number that names no type) is treated as the table. After the new table's connect, an
     /// earlier iterator is destroyed first, and the earlier table is released last. If the television throws when it
-    /// creates the new iterator, there is none.
+    /// creates the new iterator, there is no iterator.
     virtual int create();
     /// Destroys the iterator, if there is one. The table stays connected. Returns 0. If the television throws, the
     /// iterator still exists.
@@ -85,7 +85,7 @@ public:
     /// Returns the iterator, or null. The model owns the iterator, which is valid until `destroy()`.
     objbus::TableIterator* getIterator() const;
 
-    /// Installs, replaces or removes (empty) the receiver; not while notifications can arrive. Returns 0.
+    /// Replaces or (if empty) removes the handler. Must not be called while notifications can arrive. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<IteratorHandler> newHandler);
 
     /// @name Notifications
@@ -122,7 +122,7 @@ protected:
     std::vector<objbus::TableOrder> const orders;
     /// @}
 
-    objbus::TableIterator* iterator = nullptr;  ///< The model owns it.
+    objbus::TableIterator* iterator = nullptr;  ///< The model owns the iterator.
     /// Connected if not null. Not null while `iterator` is not null.
     std::unique_ptr<TableAccess, TableRelease> tableAccess;
 };

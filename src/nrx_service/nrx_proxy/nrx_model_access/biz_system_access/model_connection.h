@@ -7,7 +7,7 @@
 
 // The common part of the connects of all access kinds. Private to the access layer.
 
-/// The messages of a failed connect. Each `connect` writes them itself, so that a line names its source.
+/// The messages of a failed connect. Each `connect` writes the messages itself, so that a log line names its source.
 #define CONNECT_FAILED_MESSAGE "Failed %d"
 #define OBSERVER_MISMATCH_MESSAGE "Observer Type not match for %s,( %d ) vs %s "
 
@@ -46,8 +46,8 @@ private:
 void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus::Observer* observer,
                     objbus::Object* object);
 
-/// Disconnects an access object before its destruction. Catches exceptions of the platform, which would end the host;
-/// the registration may then remain.
+/// Disconnects an access object before its destruction. Catches exceptions of the platform, which would end the host.
+/// After an exception the registration may remain.
 void disconnectForDestruction(ValueAccessBase& access) noexcept;
 
 /// Returns the type that `object` reports; `OBJECT_TYPE_NONE` for null, as after a connect of an `IteratorAccess`.

@@ -24,7 +24,7 @@ int TableAccess::connect(int timeoutMs) {
         DEBUG_LOG(LOG_ERROR, CONNECT_FAILED_MESSAGE, found.status());
         return STATUS_ERR_CONNECT_FAILED;
     }
-    // For an object of any type: a static_cast would be undefined if the object is no table. A table has the same
+    // The object may have any type, and a static_cast is undefined for an object that is no table. A table has the same
     // address as its only base.
     object = found.keep();
     table = reinterpret_cast<objbus::ObjectTable*>(object);

@@ -8,7 +8,7 @@
 
 namespace orvane::system::support {
 
-/// Kept alive by the table accesses that share it. Receives no notifications.
+/// Kept alive by the table accesses that share the handler. Receives no notifications.
 class NRX_EXPORT TableHandler {
 public:
     virtual ~TableHandler() = default;
@@ -32,17 +32,17 @@ public:
     ~TableAccess() override;
 
     /// Returns 0 if connected, 5 if the object was not available within the budget, or without a root interface.
-    /// Accepts an object of any type under the key; `getType()` returns the type.
+    /// Accepts an object of any type under the key. `getType()` returns the type.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
     /// Returns the connected table, or null. The model owns the table, which is valid until `disconnect()`.
     objbus::ObjectTable* getAccess();
 
-    /// Replaces the handler, or releases it (empty). Returns 0.
+    /// Replaces the handler, or removes the handler (empty). Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<TableHandler> newHandler);
 
-    /// The table changed. Called on the model's delivery thread; only traced.
+    /// The table changed. Called on the model's delivery thread. Writes trace lines only.
     void notifyUpdate(int update) override;
 
 protected:

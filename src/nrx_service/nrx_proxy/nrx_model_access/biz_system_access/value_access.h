@@ -11,9 +11,9 @@ namespace orvane::system::support {
 
 /// The access object of one plain-valued model object. `Obs` is the model's observer interface for the object's type:
 /// `ObserverNumericInteger`, `ObserverNumericInt64`, `ObserverString`, `ObserverVectorNumericInteger` or
-/// `ObserverVectorString` of `objbus`; the library holds the instances for these five.
+/// `ObserverVectorString` of `objbus`. The library contains the instances for these five interfaces.
 ///
-/// Receiving a value's changes, with a handler that calls a member of the receiver:
+/// A client receives a value's changes through a handler, which calls a member of the receiver:
 ///
 ///     auto const handler = make_value_handler(this, &Panel::onVolumeChanged);
 ///     ValueAccessT<objbus::ObserverNumericInteger> volume("volume", handler);
@@ -29,30 +29,30 @@ namespace orvane::system::support {
 ///         std::vector<std::string> list;
 ///     };
 ///
-/// The destructor disconnects and catches exceptions of the platform; the registration may then remain. A derived class
+/// The destructor disconnects and catches exceptions of the platform. The registration may then remain. A derived class
 /// with its own state or its own notification must disconnect in its own destructor, before its state is destroyed, and
-/// catch exceptions of the platform. An access may be disconnected or destroyed inside its own notification: nothing of
-/// it is used after its handler has returned.
+/// catch exceptions of the platform. An access may be disconnected or destroyed inside its own notification: the access
+/// is not used after the handler has returned.
 template <typename Obs>
 class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:
-    /// With an empty key and no handler.
+    /// Has an empty key and no handler.
     ValueAccessT();
-    /// Without a handler: for reads and writes. Does not connect.
+    /// Installs no handler, for an access that only reads and writes. Does not connect.
     explicit ValueAccessT(std::string key);
-    /// The usual way to install a handler: no notification can arrive earlier.
+    /// Installs the handler before any notification can arrive. Does not connect.
     ValueAccessT(std::string key, std::shared_ptr<ValueHandler> newHandler);
     /// Like the default constructor: copies nothing from `other`.
     ValueAccessT(ValueAccessT const& other);
     ValueAccessT& operator=(ValueAccessT const&) = delete;  ///< The model holds the object's address and key.
     ~ValueAccessT() override;
 
-    /// Returns 0 if connected, 5 if not available within the budget or without a root interface, 6 if the object has
-    /// another type, and 8 for the key "missing", without an attempt.
+    /// Returns 0 if connected, 5 without a root interface or object within the budget, and 6 if the object has another
+    /// type. Returns 8 without an attempt for the key "missing".
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    // Which notification overrides an operation of `Obs` depends on the instance, so none has `override`.
+    // No notification has `override`, because each instance overrides only the notification of its `Obs`.
     // NOLINTBEGIN(modernize-use-override)
 #ifdef __clang__
 #pragma clang diagnostic push

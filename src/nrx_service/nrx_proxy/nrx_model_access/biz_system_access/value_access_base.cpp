@@ -39,7 +39,7 @@ std::map<int, T> modelForm(std::vector<T> const& list) {
     return elements;
 }
 
-/// The typed reads and writes, for all kinds. They have the operations' names, because log lines name the function.
+/// The typed reads and writes, for all kinds. The functions have the operations' names, because log lines name them.
 /// `connected` is the access's field, which a connect changes.
 namespace typed {
 
@@ -80,7 +80,7 @@ int setValue(ValueAccessBase& access, objbus::Object* const& connected, T const&
         static_cast<typename ValueKind<T>::Object*>(connected)->setValue(modelForm(value));
         return STATUS_OK;
     }
-    if constexpr (std::is_same_v<T, int> || std::is_same_v<T, long long>) {  // The other integer type fits, too.
+    if constexpr (std::is_same_v<T, int> || std::is_same_v<T, long long>) {  // The other integer type is accepted, too.
         using Other = std::conditional_t<std::is_same_v<T, int>, long long, int>;
         if (type == ValueKind<Other>::TYPE) {
             if (!std::in_range<Other>(value)) {

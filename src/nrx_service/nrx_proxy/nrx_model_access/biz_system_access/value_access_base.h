@@ -16,12 +16,12 @@ namespace orvane::system::support {
 /// derives from an access object, for its own reaction or as a fake, may override any operation and use the fields.
 ///
 /// The caller connects, disconnects, reads and writes, from one thread at a time unless an operation says otherwise.
-/// Notifications arrive on the model's delivery thread, possibly before `connect` has returned; a handler must not use
-/// the access object until then. No lock is taken: install the handler before the first connect, and do not replace it
-/// while notifications can arrive.
+/// Notifications arrive on the model's delivery thread, possibly before `connect` has returned. A handler must not use
+/// the access object before that return. The operations take no lock, so install the handler before the first connect,
+/// and do not replace the handler while notifications can arrive.
 ///
 /// Operations that return an `int` return a `Status`, or the model's own status where documented. Every failure
-/// detected here is logged; the model's statuses are returned without a log line. Exceptions of the platform and
+/// detected here is logged. The model's statuses are returned without a log line. Exceptions of the platform and
 /// `std::bad_alloc` pass through, and the object stays usable. The order of the virtual operations is a binary
 /// contract.
 class NRX_EXPORT ValueAccessBase {
@@ -31,7 +31,7 @@ public:
     /// Does not disconnect. The concrete class or the object's owner disconnects.
     virtual ~ValueAccessBase();
 
-    /// Installs or replaces the receiver of new values, or removes it (empty). Returns 0.
+    /// Replaces the handler of new values, or removes the handler (empty). Returns 0.
     virtual int setNewValueHandler(std::shared_ptr<ValueHandler> newHandler);
 
     /// Connects to the model object, with an attempt every 100 milliseconds until `timeoutMs` is spent. A budget of 0
@@ -54,8 +54,8 @@ public:
     /// @{
 
     /// Reads the model object into `out`. An unconnected access connects first, with the budget of the last
-    /// `connect(int)` (initially 1000 milliseconds) and its statuses. Returns 6 if the object does not have exactly the
-    /// type read. The string and list reads return the model's status. Failures detected here leave `out` unchanged.
+    /// `connect(int)` (initially 1000 milliseconds), and returns a failed connect's status. Returns 6 for an object of
+    /// any other type. The string and list reads return the model's status. Failures detected here do not change `out`.
     virtual int getValue(std::string& out);
     virtual int getValue(int& out);
     virtual int getValue(long long& out);
@@ -67,7 +67,7 @@ public:
     /// @{
 
     /// Writes the model object. Connects and returns statuses like a read, but returns 0 whatever the model's status.
-    /// Each integer write accepts objects of both integer types; returns 6 if the number does not fit. A list write
+    /// Each integer write accepts objects of both integer types. Returns 6 if the number does not fit. A list write
     /// replaces the whole list.
     virtual int setValue(std::string const& value);
     virtual int setValue(int value);
@@ -77,7 +77,7 @@ public:
     /// @}
 
     /// Passes a new value to the handler, if there is one, on the calling thread. The handler may destroy this object:
-    /// the caller must not use it afterwards.
+    /// the caller must not use this object afterwards.
     virtual void onNewValue(ValueObject const& value);
 
     /// Connects an unconnected access with the budget of the last `connect(int)`, and logs the result. Returns 0 if
@@ -92,12 +92,12 @@ protected:
     /// @name Constructors
     /// @{
 
-    /// Does not connect. The key is empty unless one is given.
+    /// Does not connect. Without the argument `key` the key is empty.
     ValueAccessBase();
     explicit ValueAccessBase(std::string const& key);
     /// @}
 
-    objbus::Object* object = nullptr;       ///< Null if not connected. The model owns it.
+    objbus::Object* object = nullptr;       ///< Null if not connected. The model owns the object.
     std::shared_ptr<ValueHandler> handler;  ///< May be empty.
     std::string name;                       ///< The key.
     int connectTimeoutMs = 1000;            ///< The budget of implicit connects, in milliseconds.

@@ -18,7 +18,7 @@ Integer truncate(double value) {
     if (std::isnan(value)) {
         return 0;
     }
-    // The power of two above the maximum is exact; the maximum may not be.
+    // Compares with the power of two above the maximum, which is exact. The maximum may be inexact.
     if (value >= std::ldexp(1.0, Limits::digits)) {
         return Limits::max();
     }

@@ -9,8 +9,8 @@ namespace orvane::system::support {
 /// Receives new model values. Shared between its creator and the access objects that call it.
 class NRX_EXPORT ValueHandler {
 public:
-    /// Called on the model's delivery thread. `value` is valid during the call only: copy or convert it. The handler
-    /// may destroy the access object, and thereby itself, inside the call.
+    /// Called on the model's delivery thread. `value` is valid during the call only: copy or convert `value`. The
+    /// handler may destroy the access object, and thereby itself, inside the call.
     virtual void handleNewValue(IValueObject const& value) = 0;
     virtual ~ValueHandler() = default;
 };
@@ -37,7 +37,7 @@ protected:
     Member member;  ///< May be null.
 };
 
-/// Returns a handler that calls `member` on `object`; a virtual member by the object's dynamic type. Disconnect or
+/// Returns a handler that calls `member` on `object`. The object's dynamic type selects a virtual member. Disconnect or
 /// destroy the access objects that hold the handler before the object is destroyed.
 template <typename T>
 std::shared_ptr<ValueHandler> make_value_handler(T* object, void (T::*member)(IValueObject const&)) {

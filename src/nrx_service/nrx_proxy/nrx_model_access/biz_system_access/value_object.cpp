@@ -10,7 +10,7 @@
 
 namespace orvane::system::support {
 
-// No pointer may become a bool, and lists of values are moved, not copied, when they grow.
+// No pointer converts to a bool. A growing vector moves its values and does not copy the values.
 static_assert(!std::is_convertible_v<int*, ValueObject> && !std::is_assignable_v<ValueObject&, void (*)()>);
 static_assert(!std::is_assignable_v<IValueObject&, char const*>);
 static_assert(std::is_nothrow_move_constructible_v<ValueObject> && std::is_nothrow_move_assignable_v<ValueObject>);
@@ -72,7 +72,7 @@ ValueObject::~ValueObject() = default;
 
 ValueObject& ValueObject::operator=(ValueObject const& other) {
     if (this != &other) {
-        // `other` may be one of our elements: they exist until the copy is complete.
+        // `other` may be an element of this object, so the old elements exist until the copy is complete.
         std::vector<ValueObject> newElements = other.elements;
         std::string newString = other.stringValue;
         typeTag = other.typeTag;
@@ -85,7 +85,7 @@ ValueObject& ValueObject::operator=(ValueObject const& other) {
 
 ValueObject& ValueObject::operator=(ValueObject&& other) noexcept {
     if (this != &other) {
-        // `other` may be one of our elements: they exist until the move is complete.
+        // `other` may be an element of this object, so the old elements exist until the move is complete.
         std::vector<ValueObject> newElements;
         newElements.swap(other.elements);
         typeTag = other.typeTag;
@@ -98,7 +98,7 @@ ValueObject& ValueObject::operator=(ValueObject&& other) noexcept {
 }
 
 ValueObject& ValueObject::operator=(std::string const& value) {
-    stringValue = value;  // First: it may throw.
+    stringValue = value;  // First, because the copy may throw.
     typeTag = VALUE_STRING;
     return *this;
 }

@@ -10,8 +10,8 @@
 
 namespace orvane::system::support {
 
-/// The type of a value. `typeTag` may have any other number: such a value has an empty text, converts like an empty
-/// string, and equals no value, not even itself.
+/// The type of a value. A value whose `typeTag` has any other number has an empty text, converts like an empty string,
+/// and equals no value, not even itself.
 enum ValueObjectType : std::int32_t {
     VALUE_NULL = 0,
     VALUE_INT = 1,
@@ -28,7 +28,7 @@ enum ValueObjectType : std::int32_t {
 
 namespace detail {
 
-/// `char const*` and types that convert to it are text. Any other pointer would silently become a bool.
+/// Whether `T` is text: a pointer that converts to `char const*`. Any other pointer would silently become a bool.
 template <typename T>
 inline constexpr bool IS_TEXT = std::conjunction_v<std::is_pointer<T>, std::is_convertible<T, char const*>>;
 template <typename T>
@@ -67,10 +67,10 @@ public:
     virtual IValueObject& operator=(std::string const& value) = 0;
     /// @}
 
-    /// @name Refused
+    /// @name Refused assignments
     /// @{
 
-    /// No pointers, including string literals: use a `std::string`.
+    /// Refuses pointers, including string literals: use a `std::string`.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
     IValueObject& operator=(Pointer value) = delete;
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
@@ -99,7 +99,7 @@ public:
     /// @name List conversions
     /// @{
 
-    /// A list converts element by element; any other value gives one entry.
+    /// A list converts element by element. Any other value converts to a list of one element.
     virtual operator std::vector<unsigned int>() const = 0;
     virtual operator std::vector<int>() const = 0;
     virtual operator std::vector<std::string>() const = 0;
@@ -123,13 +123,13 @@ protected:
 /// `std::string{value}` (`std::string text = value`, or `convertToStringType`), `value = {}` (`value = ValueObject()`),
 /// and conversions from and to `long`, which includes `size_t` and `int64_t` on x86-64 (cast to or from `long long`).
 /// `nullptr` and pointers to anything but text are refused. Some mistakes compile: a lambda without captures, or an
-/// object of a class that converts to a pointer, becomes a bool; `ValueObject({"a", "b"})` becomes the text between two
-/// pointers; and C++20 reads `text == value` as `value == ValueObject(text)`.
+/// object of a class that converts to a pointer, becomes a bool. `ValueObject({"a", "b"})` becomes the text between two
+/// pointers. C++20 reads `text == value` as `value == ValueObject(text)`.
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
 
-    /// @name From the content
+    /// @name Construction from the content
     /// @{
 
     /// Copies the argument, and its type. Text becomes a string, a null pointer to text an empty string.
@@ -144,11 +144,11 @@ public:
     ValueObject(char const* value) : ValueObject(detail::textOf(value)) {}
     /// @}
 
-    /// No other pointers.
+    /// Refuses all other pointers.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject(Pointer value) = delete;
 
-    /// Copies the tag and the tag's member; the other members are empty.
+    /// Copies the tag and the tag's member. The other members are empty.
     ValueObject(ValueObject const& other);
     /// Moves the tag and the tag's member. The source keeps its tag and loses its string or list.
     ValueObject(ValueObject&& other) noexcept;
@@ -156,8 +156,8 @@ public:
 
     /// Copies all members, whatever the tag. `other` may be this object or an element of it, at any depth.
     ValueObject& operator=(ValueObject const& other);
-    /// Moves all members. The source keeps its tag and scalar; its string and list become empty. The source must not
-    /// contain this object.
+    /// Moves all members. The source keeps the tag and the scalar and loses the string and the list. The source must
+    /// not contain this object.
     ValueObject& operator=(ValueObject&& other) noexcept;
 
     ValueObjectType type() const override;
@@ -177,10 +177,10 @@ public:
     ValueObject& operator=(char const* value) { return *this = detail::textOf(value); }
     /// @}
 
-    /// @name Refused
+    /// @name Refused assignments
     /// @{
 
-    /// No other pointers.
+    /// Refuses all other pointers.
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer> && !detail::IS_TEXT<Pointer>, int> = 0>
     ValueObject& operator=(Pointer value) = delete;
     template <typename Pointer, std::enable_if_t<detail::IS_POINTER<Pointer>, int> = 0>
@@ -200,12 +200,12 @@ public:
     operator std::vector<int>() const override;
     operator std::vector<std::string>() const override;
 
-    /// The list conversion; the argument only selects the element type. For `unsigned int`, `int` and `std::string`.
+    /// The list conversion. The argument only selects the element type. For `unsigned int`, `int` and `std::string`.
     template <typename T>
     std::vector<T> convertToVectorT(T elementType) const;
 
-    /// Converts the right operand to the type of the left one and compares: not symmetric. Strings equal only strings,
-    /// lists only lists.
+    /// Converts the right operand to the type of the left operand and compares, so the result is not symmetric. Strings
+    /// equal only strings, and lists equal only lists.
     bool operator==(ValueObject const& other) const;
 
     ValueObjectType typeTag = VALUE_UNDEFINED;  ///< The type of the value.

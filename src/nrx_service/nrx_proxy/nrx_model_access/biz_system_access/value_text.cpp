@@ -33,7 +33,7 @@ std::size_t textBound(ValueObject const& value) {
 
 char* writeText(char* at, std::string_view text) { return at + text.copy(at, text.size()); }
 
-/// Divides parts of 32 bits, because a 32-bit processor has no instruction to divide larger numbers.
+/// Writes the digits by divisions of 32-bit parts, because a 32-bit processor cannot divide larger numbers at once.
 char* writeNatural(char* at, unsigned long long number) {
     using Limits = std::numeric_limits<unsigned int>;
     constexpr int PART_DIGITS = 9;
@@ -63,7 +63,7 @@ char* writeFloating(char* at, double number) {
     return std::to_chars(at, at + LONGEST_SCALAR, number, std::chars_format::general, DIGITS).ptr;
 }
 
-/// Writes the text of `value` to `at`, where there must be space, and returns the text's end.
+/// Writes the text of `value` to `at` and returns the text's end. The caller provides the space.
 char* writeValue(char* at, ValueObject const& value) {
     switch (value.typeTag) {
         case VALUE_NULL:
@@ -100,7 +100,7 @@ char* writeValue(char* at, ValueObject const& value) {
     }
 }
 
-/// Builds the text on the stack if its bound is small: then only the result is allocated.
+/// Returns the text. Builds a text with a small bound on the stack, so that only the result is allocated.
 std::string written(ValueObject const& value) {
     std::size_t const bound = textBound(value);
     std::array<char, 256> shortText;
