@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <clocale>
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -24,6 +25,7 @@ int fail(std::string const& what) {
 }
 
 int run(int argc, char** argv) {
+    std::setlocale(LC_CTYPE, "");  // For the characters on a terminal.
     std::optional<std::string> file;
     std::optional<std::string> sysroot;
     std::optional<std::string> script;
