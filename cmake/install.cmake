@@ -24,6 +24,9 @@ write_basic_package_version_file(nrx_model_access-config-version.cmake COMPATIBI
 install(FILES ${PROJECT_BINARY_DIR}/nrx_model_access-config.cmake
               ${PROJECT_BINARY_DIR}/nrx_model_access-config-version.cmake
         DESTINATION ${cmake_directory} COMPONENT development)
+if(simulated)  # The library is linked with no platform library.
+    set(platform_packages "; link it with nrx_simulator or nrx_bus_platform")
+endif()
 configure_file(cmake/nrx_model_access.pc.in nrx_model_access.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/nrx_model_access.pc DESTINATION ${pkgconfig_directory} COMPONENT development)
 
@@ -43,8 +46,6 @@ function(install_platform_library target component exported_name description)
 endfunction()
 
 if(TARGET nrx_simulator)
-    # The library finds the simulator beside itself. A television's own platform library is found by the system.
-    set_target_properties(nrx_model_access PROPERTIES INSTALL_RPATH $ORIGIN)
     install_platform_library(nrx_simulator simulator simulator
         "A television in the process, to test clients of its data model without a device")
 endif()

@@ -82,18 +82,19 @@ set(bus "A television on D-Bus, for several processes such as the web engine, th
 service and a console.
 ")
 
-add_package(runtime libnrx-model-access${PROJECT_VERSION_MAJOR} libs simulator
+add_package(runtime libnrx-model-access${PROJECT_VERSION_MAJOR} libs ""
 "client-side access to a television's NRX service
 ${library}
-This is the shared library, linked with the simulated television.")
+This is the shared library, which takes its television from the platform
+library of the program.")
 add_package(development libnrx-model-access-dev libdevel runtime
 "client-side access to a television's NRX service - development files
 ${library}
 These are the headers, the files for CMake and pkg-config, and examples.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libboost-dev)
-# A program also links a platform library. The library was built with the simulator.
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS libnrx-simulator-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libnrx-bus-platform-dev, libnrx-model-access-doc")
+# A program also links a platform library.
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "libnrx-simulator-dev | libnrx-bus-platform-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libnrx-model-access-doc)
 add_package(simulator libnrx-simulator${PROJECT_VERSION_MAJOR} libs ""
 "simulated television for clients of the NRX service
 ${simulator}
