@@ -79,11 +79,28 @@ if(TARGET nrx_console)
         list(APPEND programs nrx_bus_console nrx_television)
         install(TARGETS nrx_bus_console nrx_television RUNTIME COMPONENT bus_tools)
         # As examples: a bus must not start a simulated television for a program that expects a real one.
-        install(FILES ${PROJECT_BINARY_DIR}/tools/nrx_television/nrx.Television1.service
-                      ${PROJECT_BINARY_DIR}/tools/nrx_television/nrx-television.service
-                      tools/nrx_television/system/nrx-television.sysusers
+        set(bus_examples ${CMAKE_INSTALL_DATADIR}/doc/nrx-bus-tools/examples)
+        install(FILES tools/nrx_television/system/nrx-television.sysusers
                       tools/nrx_television/system/nrx.Television1.conf
-                DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/nrx-bus-tools/examples COMPONENT bus_tools)
+                DESTINATION ${bus_examples} COMPONENT bus_tools)
+        # The service files name the program by its full path: `cmake --install --prefix` may choose another prefix than
+        # was configured, and a package is staged elsewhere than it is unpacked.
+        cmake_path(ABSOLUTE_PATH bus_examples BASE_DIRECTORY "\${CMAKE_INSTALL_PREFIX}")
+        install(CODE "
+            set(program_prefix \"\${CMAKE_INSTALL_PREFIX}\")
+            if(DEFINED NRX_PACKAGE_PREFIX)
+                set(program_prefix \"\${NRX_PACKAGE_PREFIX}\")
+            endif()
+            cmake_path(ABSOLUTE_PATH program_prefix NORMALIZE)
+            set(CMAKE_INSTALL_FULL_BINDIR \"${CMAKE_INSTALL_BINDIR}\")
+            cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_FULL_BINDIR BASE_DIRECTORY \"\${program_prefix}\")
+            foreach(template nrx.Television1.service system/nrx-television.service)
+                cmake_path(GET template FILENAME file)
+                set(file \"${PROJECT_BINARY_DIR}/tools/nrx_television/installed/\${file}\")
+                configure_file(\"${PROJECT_SOURCE_DIR}/tools/nrx_television/\${template}.in\" \"\${file}\" @ONLY)
+                file(INSTALL \"\${file}\" DESTINATION \"${bus_examples}\")
+            endforeach()"
+            COMPONENT bus_tools)
     endif()
     if(TARGET nrx_simulator)  # The example is a model for the simulator.
         install(DIRECTORY tools/nrx_console/example DESTINATION ${CMAKE_INSTALL_DATADIR}/nrx_console COMPONENT tools)
