@@ -109,7 +109,7 @@ if(TARGET nrx_console)
 endif()
 
 # The README's links to docs/ also work here.
-install(FILES README.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(FILES README.md CONTRIBUTING.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 if(NOT NRX_PACKAGES)  # Packages have a Debian changelog instead.
     install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 endif()
