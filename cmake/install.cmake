@@ -114,6 +114,7 @@ if(NOT NRX_PACKAGES)  # Packages have a Debian changelog instead.
     install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 endif()
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation FILES_MATCHING PATTERN *.cpp)
-install(DIRECTORY docs/reference DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)
+install(DIRECTORY docs/reference DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation
+        FILES_MATCHING PATTERN *.md)
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.svg docs/*.png)
 install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)
