@@ -6,8 +6,9 @@
 #include "simulator/model.h"
 #include "television/root_reference.h"
 
-// A platform library that a program links before the simulator. Lookups and connects take long, an action is not handed
-// out, a value comes too late, and observers stay connected after a disconnect.
+// The lookups of a faulty platform library, for a program that otherwise uses the simulator. Lookups and connects are
+// slow, a connect to an action succeeds without an object, a value appears too late, and a disconnect keeps the
+// observer.
 
 namespace {
 

@@ -39,14 +39,14 @@ bool ok(std::string const& check, std::string const& found) {
     return true;
 }
 
-/// For a difference that the facade tolerates.
-bool tolerate(std::string const& check, std::string const& found, std::string const& expected) {
+/// Reports a difference that the facade tolerates.
+bool warn(std::string const& check, std::string const& found, std::string const& expected) {
     printLine(check + ": found " + found + ", expected " + expected);
     return true;
 }
 
 bool fail(std::string const& check, std::string const& found, std::string const& expected) {
-    return !tolerate(check, found, expected);
+    return !warn(check, found, expected);
 }
 
 std::string textOf(std::chrono::milliseconds budget) { return std::to_string(budget.count()) + " ms"; }
@@ -72,7 +72,7 @@ bool checkDeviceIdentifier() {
 
 bool checkLog(std::string const& check, orvane::diagnostics::LogLevel severity) {
     DebugLevelRecord record = orvane::diagnostics::levelRecord(severity);
-    return debugCheckLevel(&record) != 0 ? ok(check, "admitted") : tolerate(check, "refused", "admitted");
+    return debugCheckLevel(&record) != 0 ? ok(check, "admitted") : warn(check, "refused", "admitted");
 }
 
 /// Sets `root` to the root interface, or to null.
@@ -88,17 +88,17 @@ bool checkRootInterface(objbus::RootInterface*& root) {
     }
     // Each connect and each disconnect looks the interface up.
     return time <= ACTION_BUDGET ? ok(CHECK, "found in " + textOf(time))
-                                 : tolerate(CHECK, "a lookup of " + textOf(time), textOf(ACTION_BUDGET) + " at most");
+                                 : warn(CHECK, "a lookup of " + textOf(time), textOf(ACTION_BUDGET) + " at most");
 }
 
-/// What the model has under a key.
-struct Found {
+/// The object under a key: its type, or none, and a text for a line.
+struct LookupResult {
     objbus::ObjectTypeSpec type;
     std::string text;
 };
 
-Found lookUp(objbus::RootInterface& root, std::string const& key) {
-    TableAccess observer(key);  // For a moment, with an object of any type.
+LookupResult lookUp(objbus::RootInterface& root, std::string const& key) {
+    TableAccess observer(key);  // An observer of any class can connect, if no notification follows.
     objbus::Object* object = nullptr;
     int const status = root.connectObject(key, &observer, object);
     if (status != 0 || object == nullptr) {
@@ -129,7 +129,7 @@ bool checkKey(objbus::RootInterface& root, std::string const& key, objbus::Objec
     if (connect(key, budget) == STATUS_OK) {
         return ok(key, typeName(type));
     }
-    Found const found = lookUp(root, key);
+    LookupResult const found = lookUp(root, key);
     bool const isLate = found.type == type;
     return fail(key, isLate ? "no object before the budget was spent" : found.text,
                 (type == objbus::OBJECT_TYPE_ACTION ? "an " : "a ") + typeName(type));
@@ -142,45 +142,46 @@ bool checkMissingKey() {
     int const status = CONNECT_STRING("nrx.check.no.such.key", VALUE_BUDGET);
     auto const time = Clock::now() - begin;
     if (status != STATUS_ERR_CONNECT_FAILED) {
-        return tolerate(CHECK, textOf(status, "a failure"), textOf(STATUS_ERR_CONNECT_FAILED, ""));
+        return warn(CHECK, textOf(status, "a failure"), textOf(STATUS_ERR_CONNECT_FAILED, ""));
     }
     return time <= 2 * VALUE_BUDGET ? ok(CHECK, textOf(time) + " for " + budget)
-                                    : tolerate(CHECK, textOf(time), "at most twice " + budget);
+                                    : warn(CHECK, textOf(time), "at most twice " + budget);
 }
 
-/// Holds up each notification until a disconnect has returned, for a while at most.
-class HoldingHandler final : public ValueHandler {
+/// Blocks each notification until a disconnect has returned, or for `BLOCK_TIME`.
+class BlockingHandler final : public ValueHandler {
 public:
     void handleNewValue(IValueObject const& /*value*/) override {
         std::unique_lock lock(mutex_);
         isRunning_ = true;
         changed_.notify_all();
-        isLate_ = changed_.wait_for(lock, HOLD, [this] { return isDisconnected_; }) || isLate_;
+        isLate_ = changed_.wait_for(lock, BLOCK_TIME, [this] { return isDisconnected_; }) || isLate_;
         isRunning_ = false;
     }
 
     /// Returns whether a notification is running.
-    bool awaitNotification() {
+    bool waitForNotification() {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, PATIENCE, [this] { return isRunning_; });
+        return changed_.wait_for(lock, NOTIFICATION_TIMEOUT, [this] { return isRunning_; });
     }
 
-    /// To be called after the disconnect. Returns whether a notification was still running then, or began later.
-    bool awaitLateNotification() {
+    /// Call after the disconnect. Returns whether a notification was still running when it returned, or began later.
+    bool isNotifiedAfterDisconnect() {
         {
             std::lock_guard const lock(mutex_);
             isDisconnected_ = true;
             changed_.notify_all();
         }
-        std::this_thread::sleep_for(HOLD);  // The access must not be destroyed before a late notification has ended.
+        // The access must not be destroyed before a late notification has ended.
+        std::this_thread::sleep_for(BLOCK_TIME);
         std::lock_guard const lock(mutex_);
         return isLate_;
     }
 
-    static constexpr auto PATIENCE = 3000ms;
+    static constexpr auto NOTIFICATION_TIMEOUT = 3000ms;
 
 private:
-    static constexpr auto HOLD = 300ms;
+    static constexpr auto BLOCK_TIME = 300ms;
 
     std::mutex mutex_;
     std::condition_variable changed_;
@@ -192,30 +193,30 @@ private:
 /// `T` is the type of the key's value.
 template <typename T>
 bool checkDisconnectFrom(std::string const& check, std::string const& key) {
-    auto const handler = std::make_shared<HoldingHandler>();
+    auto const handler = std::make_shared<BlockingHandler>();
     ValueAccessT<typename television::PlainKind<T>::Observer> access(key, handler);
     T value{};
     if (int const status = access.getValue(value); status != STATUS_OK) {  // The read connects.
-        return tolerate(check, textOf(status, ""), "a value that can be read");
+        return warn(check, textOf(status, ""), "a value that can be read");
     }
     access.setValue(value);
     access.setValue(value);  // The second notification waits behind the first one. The disconnect must cancel it.
-    if (!handler->awaitNotification()) {
-        return tolerate(check, "no running notification of the value that was written back",
-                        "one within " + textOf(HoldingHandler::PATIENCE));
+    if (!handler->waitForNotification()) {
+        return warn(check, "no running notification of the value that was written back",
+                    "one within " + textOf(BlockingHandler::NOTIFICATION_TIMEOUT));
     }
     access.disconnect();
-    return handler->awaitLateNotification() ? fail(check, "a notification after it had returned", "none")
-                                            : ok(check, "waits for a running notification");
+    return handler->isNotifiedAfterDisconnect() ? fail(check, "a notification after it had returned", "none")
+                                                : ok(check, "waits for a running notification");
 }
 
 bool checkDisconnect(objbus::RootInterface& root, std::string const& key) {
     std::string const check = "disconnect from " + typed(key);
-    Found const found = lookUp(root, key);
+    LookupResult const found = lookUp(root, key);
     bool isOk = false;
     auto const checkKind = [&]<typename T>() { isOk = checkDisconnectFrom<T>(check, key); };
     return usePlainKind(typeName(found.type), checkKind) ? isOk
-                                                         : tolerate(check, found.text, "an object with a plain value");
+                                                         : warn(check, found.text, "an object with a plain value");
 }
 
 }  // namespace
