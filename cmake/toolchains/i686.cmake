@@ -1,5 +1,5 @@
-# 32-bit x86. The cross-compiler can be installed beside that for ARMv7, unlike g++-multilib. An x86-64 processor runs the
-# programs, with the loader and the libraries of the cross-compiler.
+# 32-bit x86. Unlike g++-multilib, this cross-compiler can be installed beside the one for ARMv7. An x86-64 processor runs
+# the programs, with the loader and the libraries of the cross-compiler.
 set(CMAKE_SYSTEM_PROCESSOR i686)
 set(NRX_TARGET i686-linux-gnu)
 include(${CMAKE_CURRENT_LIST_DIR}/debian_cross.cmake)
