@@ -24,6 +24,9 @@ write_basic_package_version_file(nrx_model_access-config-version.cmake COMPATIBI
 install(FILES ${PROJECT_BINARY_DIR}/nrx_model_access-config.cmake
               ${PROJECT_BINARY_DIR}/nrx_model_access-config-version.cmake
         DESTINATION ${cmake_directory} COMPONENT development)
+if(simulated)  # The library is linked with no platform library.
+    set(platform_packages "; link it with nrx_simulator or nrx_bus_platform")
+endif()
 configure_file(cmake/nrx_model_access.pc.in nrx_model_access.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/nrx_model_access.pc DESTINATION ${pkgconfig_directory} COMPONENT development)
 
@@ -43,8 +46,6 @@ function(install_platform_library target component exported_name description)
 endfunction()
 
 if(TARGET nrx_simulator)
-    # The library finds the simulator beside itself. A television's own platform library is found by the system.
-    set_target_properties(nrx_model_access PROPERTIES INSTALL_RPATH $ORIGIN)
     install_platform_library(nrx_simulator simulator simulator
         "A television in the process, to test clients of its data model without a device")
 endif()
@@ -78,11 +79,28 @@ if(TARGET nrx_console)
         list(APPEND programs nrx_bus_console nrx_television)
         install(TARGETS nrx_bus_console nrx_television RUNTIME COMPONENT bus_tools)
         # As examples: a bus must not start a simulated television for a program that expects a real one.
-        install(FILES ${PROJECT_BINARY_DIR}/tools/nrx_television/nrx.Television1.service
-                      ${PROJECT_BINARY_DIR}/tools/nrx_television/nrx-television.service
-                      tools/nrx_television/system/nrx-television.sysusers
+        set(bus_examples ${CMAKE_INSTALL_DATADIR}/doc/nrx-bus-tools/examples)
+        install(FILES tools/nrx_television/system/nrx-television.sysusers
                       tools/nrx_television/system/nrx.Television1.conf
-                DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/nrx-bus-tools/examples COMPONENT bus_tools)
+                DESTINATION ${bus_examples} COMPONENT bus_tools)
+        # The service files name the program by its full path: `cmake --install --prefix` may choose another prefix than
+        # was configured, and a package is staged elsewhere than it is unpacked.
+        cmake_path(ABSOLUTE_PATH bus_examples BASE_DIRECTORY "\${CMAKE_INSTALL_PREFIX}")
+        install(CODE "
+            set(program_prefix \"\${CMAKE_INSTALL_PREFIX}\")
+            if(DEFINED NRX_PACKAGE_PREFIX)
+                set(program_prefix \"\${NRX_PACKAGE_PREFIX}\")
+            endif()
+            cmake_path(ABSOLUTE_PATH program_prefix NORMALIZE)
+            set(CMAKE_INSTALL_FULL_BINDIR \"${CMAKE_INSTALL_BINDIR}\")
+            cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_FULL_BINDIR BASE_DIRECTORY \"\${program_prefix}\")
+            foreach(template nrx.Television1.service system/nrx-television.service)
+                cmake_path(GET template FILENAME file)
+                set(file \"${PROJECT_BINARY_DIR}/tools/nrx_television/installed/\${file}\")
+                configure_file(\"${PROJECT_SOURCE_DIR}/tools/nrx_television/\${template}.in\" \"\${file}\" @ONLY)
+                file(INSTALL \"\${file}\" DESTINATION \"${bus_examples}\")
+            endforeach()"
+            COMPONENT bus_tools)
     endif()
     if(TARGET nrx_simulator)  # The example is a model for the simulator.
         install(DIRECTORY tools/nrx_console/example DESTINATION ${CMAKE_INSTALL_DATADIR}/nrx_console COMPONENT tools)
@@ -91,11 +109,12 @@ if(TARGET nrx_console)
 endif()
 
 # The README's links to docs/ also work here.
-install(FILES README.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(FILES README.md CONTRIBUTING.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 if(NOT NRX_PACKAGES)  # Packages have a Debian changelog instead.
     install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 endif()
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation FILES_MATCHING PATTERN *.cpp)
-install(DIRECTORY docs/reference DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)
+install(DIRECTORY docs/reference DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation
+        FILES_MATCHING PATTERN *.md)
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.svg docs/*.png)
 install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)

@@ -11,6 +11,7 @@ set(CPACK_PACKAGE_CONTACT "NRX model access maintainers <maintainers@nrx-model-a
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # Each package has a summary of its own.
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_CUSTOM_INSTALL_VARIABLES NRX_PACKAGE_PREFIX=${CMAKE_INSTALL_PREFIX})  # Where a package is unpacked.
 set(CPACK_DEBIAN_PACKAGE_SOURCE nrx-model-access)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -82,18 +83,19 @@ set(bus "A television on D-Bus, for several processes such as the web engine, th
 service and a console.
 ")
 
-add_package(runtime libnrx-model-access${PROJECT_VERSION_MAJOR} libs simulator
+add_package(runtime libnrx-model-access${PROJECT_VERSION_MAJOR} libs ""
 "client-side access to a television's NRX service
 ${library}
-This is the shared library, linked with the simulated television.")
+This is the shared library, which takes its television from the platform
+library of the program.")
 add_package(development libnrx-model-access-dev libdevel runtime
 "client-side access to a television's NRX service - development files
 ${library}
 These are the headers, the files for CMake and pkg-config, and examples.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libboost-dev)
-# A program also links a platform library. The library was built with the simulator.
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS libnrx-simulator-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libnrx-bus-platform-dev, libnrx-model-access-doc")
+# A program also links a platform library.
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "libnrx-simulator-dev | libnrx-bus-platform-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libnrx-model-access-doc)
 add_package(simulator libnrx-simulator${PROJECT_VERSION_MAJOR} libs ""
 "simulated television for clients of the NRX service
 ${simulator}

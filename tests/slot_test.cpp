@@ -68,7 +68,7 @@ TEST(Fields, StandInTheirOrderAndAreAllThereIs) {  // Compiled with -fno-access-
     using H = ValueHandlerT<F>;
     expectFields<H>(4 * WORD, &H::object, &H::member);
     using V = ValueObject;
-    expectFields<V>(16 + TEXT + (WORD == 4 ? 16 : 32), &V::typeTag, &V::scalar, &V::stringValue, &V::elements);
+    expectFields<V>(WORD == 4 ? 48 + alignof(V) : 80, &V::typeTag, &V::scalar, &V::stringValue, &V::elements);
 }
 
 }  // namespace test::slot_test

@@ -36,6 +36,17 @@ void CommandLine::addFlag(std::string const& name, bool& isGiven, std::string co
     app_->add_flag(name, isGiven, help);
 }
 
+void CommandLine::addCommand(std::string const& name, bool& isGiven, std::string const& help,
+                             std::string const& argument, std::optional<std::string>& text,
+                             std::string const& argumentHelp) {
+    CLI::App* const command = app_->add_subcommand(name, help)->fallthrough();
+    command->callback([&isGiven] { isGiven = true; });
+    command->add_option(argument, text, argumentHelp);
+    for (CLI::Option* const positional : app_->get_options(&CLI::Option::get_positional)) {
+        command->excludes(positional);
+    }
+}
+
 std::optional<int> CommandLine::parse(int argc, char** argv) {
     try {
         app_->parse(argc, argv);

@@ -32,6 +32,9 @@ public:
     void addTexts(std::string const& name, std::vector<std::string>& texts, std::string const& help);
     void addDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help);
     void addFlag(std::string const& name, bool& isGiven, std::string const& help);
+    /// Adds a command with an optional positional text, instead of the positional texts that were added before.
+    void addCommand(std::string const& name, bool& isGiven, std::string const& help, std::string const& argument,
+                    std::optional<std::string>& text, std::string const& argumentHelp);
 
     /// Sets the variables. Returns the exit status if the program is done: after the help, or after an error, which is
     /// printed.

@@ -9,12 +9,6 @@ namespace nrx_console {
 
 namespace {
 
-void expectAnswered(int status) {
-    if (status != 0) {
-        throw CommandError("found status " + std::to_string(status) + ", expected a television that answers");
-    }
-}
-
 class BusTelevision final : public TelevisionView {
 public:
     /// The television's own process does so.
@@ -50,6 +44,8 @@ private:
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& /*model*/) {
     return std::make_unique<BusTelevision>();
 }
+
+int televisionStatus() { return bus::waitUntilDelivered(); }
 
 bool televisionIsSimulated() { return false; }
 

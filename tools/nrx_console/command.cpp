@@ -14,12 +14,6 @@ bool isRepeated(std::string const& argument) { return argument.find("...") != st
 /// Whether the argument is the choice itself. A short form of a key is not: the key is accepted as well.
 bool isLiteral(std::string const& choice) { return !isPlaceholder(choice) && keyOf(choice) == choice; }
 
-/// "a, b or c"
-std::string alternatives(Words const& choices) {
-    std::string const text = joined({choices.begin(), choices.end() - 1}, ", ");
-    return text.empty() ? choices.back() : text + " or " + choices.back();
-}
-
 }  // namespace
 
 bool isPlaceholder(std::string const& choice) {

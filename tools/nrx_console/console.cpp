@@ -67,7 +67,7 @@ bool Console::execute(std::string const& line) {
     words.front() = fullName(words.front());
     Command const* const command = find(commands_, words);
     if (command == nullptr) {
-        throw unknown(line, words.front());
+        throw unknown(words);
     }
     Words const arguments(words.begin() + static_cast<std::ptrdiff_t>(wordsOf(command->name).size()), words.end());
     command->check(arguments);
@@ -101,11 +101,19 @@ Words Console::completions(std::string const& line) const {
     return {candidates.begin(), candidates.end()};
 }
 
-CommandError Console::unknown(std::string const& found, std::string const& firstWord) const {
+CommandError Console::unknown(Words const& words) const {
     Words const missing = missingFrom(commands_);
-    bool const isMissing = std::find(missing.begin(), missing.end(), firstWord) != missing.end();
-    return unexpected(found, isMissing ? "another command: " + reasonMissing(television_ != nullptr)
-                                       : "a command that \"help\" lists");
+    if (std::find(missing.begin(), missing.end(), words.front()) != missing.end()) {
+        return unexpected(typed(words), "another command: " + reasonMissing(television_ != nullptr));
+    }
+    Words forms;  // Of the commands that have two words in common with these.
+    for (Command const& command : commands_) {
+        Words const name = wordsOf(command.name);
+        if (name.size() > 2 && beginsWith(words, {name.begin(), name.begin() + 2})) {
+            forms.push_back(command.usage());
+        }
+    }
+    return unexpected(typed(words), forms.empty() ? "a command that \"help\" lists" : alternatives(forms));
 }
 
 void Console::help(Words const& arguments) const {
@@ -114,7 +122,7 @@ void Console::help(Words const& arguments) const {
     std::copy_if(commands_.begin(), commands_.end(), std::back_inserter(listed),
                  [begin](Command const& command) { return command.name.starts_with(begin); });
     if (listed.empty()) {
-        throw unknown(typed(arguments), arguments.front());
+        throw unknown(arguments);
     }
     constexpr std::size_t COLUMN = 34;
     for (Command const& command : listed) {

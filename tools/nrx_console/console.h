@@ -28,7 +28,7 @@ public:
 
 private:
     /// The error for words that are not a command.
-    [[nodiscard]] CommandError unknown(std::string const& found, std::string const& firstWord) const;
+    [[nodiscard]] CommandError unknown(Words const& words) const;
     void help(Words const& arguments) const;
 
     bool quit_ = false;

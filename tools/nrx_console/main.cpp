@@ -1,14 +1,17 @@
 #include <unistd.h>
 
+#include <clocale>
 #include <cstdio>
 #include <exception>
 #include <fstream>
 #include <iostream>
 #include <optional>
+#include <utility>
 
 #include "television/printable.h"
 #include "tools/command_line/command_line.h"
 #include "tools/nrx_console/console.h"
+#include "tools/nrx_console/device_check.h"
 #include "tools/nrx_console/example_model.h"
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/session.h"
@@ -16,7 +19,7 @@
 
 namespace {
 
-constexpr int EXIT_SCRIPT_FAILED = 1;
+constexpr int EXIT_FAILED = 1;
 
 int fail(std::string const& what) {
     command_line::complain(NRX_PROGRAM, what);
@@ -24,6 +27,7 @@ int fail(std::string const& what) {
 }
 
 int run(int argc, char** argv) {
+    std::setlocale(LC_CTYPE, "");  // For the characters on a terminal.
     std::optional<std::string> file;
     std::optional<std::string> sysroot;
     std::optional<std::string> script;
@@ -35,6 +39,11 @@ int run(int argc, char** argv) {
     }
     words.addDirectory("--sysroot", sysroot, "Directory with the television's own files");
     words.addText("SCRIPT", script, "File with commands; standard input by default");
+    bool isCheck = false;
+    std::optional<std::string> checkedKey;
+    words.addCommand("check", isCheck, "Check whether the television has what the library needs, instead of a script",
+                     "KEY", checkedKey,
+                     "Also check whether a disconnect from this value waits; writes the value back that it reads");
     if (auto const status = words.parse(argc, argv)) {
         return *status;
     }
@@ -46,7 +55,7 @@ int run(int argc, char** argv) {
     }
     std::string const name = television::printable(script.value_or("standard input"));
     std::istream& input = script ? scriptFile : std::cin;
-    if (!onTerminal) {
+    if (!onTerminal && !isCheck) {
         input.peek();  // Fails for a directory, which can be opened.
     }
     if (input.fail() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for the end of the input.
@@ -67,14 +76,18 @@ int run(int argc, char** argv) {
     }
     nrx_console::setSysroot(sysroot.value_or(""));
 
-    nrx_console::Console console(nrx_console::makeTelevision(model.objects));
+    auto television = nrx_console::makeTelevision(model.objects);
+    if (isCheck) {
+        return nrx_console::checkDevice(checkedKey) ? 0 : EXIT_FAILED;
+    }
+    nrx_console::Console console(std::move(television));
     if (onTerminal) {
         runOnTerminal(console);
         return 0;
     }
-    return runScript(console, input, name) ? 0 : EXIT_SCRIPT_FAILED;
+    return runScript(console, input, name) ? 0 : EXIT_FAILED;
 }
 
 }  // namespace
 
-int main(int argc, char** argv) { return command_line::runProgram(NRX_PROGRAM, EXIT_SCRIPT_FAILED, run, argc, argv); }
+int main(int argc, char** argv) { return command_line::runProgram(NRX_PROGRAM, EXIT_FAILED, run, argc, argv); }

@@ -1,12 +1,20 @@
 #include "tools/nrx_console/model_commands.h"
 
+#include <boost/shared_ptr.hpp>
 #include <exception>
+#include <mutex>
+#include <optional>
+#include <set>
 #include <utility>
 
+#include "frame/process.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/table_access.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access.h"
+#include "television/root_reference.h"
 #include "tools/nrx_console/model_file.h"
 #include "tools/nrx_console/output.h"
+#include "tools/nrx_console/television_commands.h"
 
 namespace nrx_console {
 
@@ -16,12 +24,24 @@ using namespace orvane::system::support;
 
 constexpr int BUDGET_MS = 1000;
 
+/// Throws `CommandError` if the framework does not have the root interface.
+void expectRootInterface() {
+    boost::shared_ptr<frame::Interface> root;
+    expectAnswered(frame::Process::getInstance().getInterfaceReference(root, television::ROOT_INTERFACE_NAME));
+    if (!root || root->getObject() == nullptr) {
+        throw CommandError("found no root interface, expected a television that answers");
+    }
+}
+
+/// The error for a key that does not connect.
 CommandError notReached(std::string const& word, std::string const& what) {
+    expectTelevision();
     return unexpected(word, "the key of " + what + " that can be reached");
 }
 
 void expectAccepted(std::string const& word, int status) {
     if (status != STATUS_OK) {
+        expectTelevision();
         throw CommandError("found " + typed(word) + " refusing with status " + std::to_string(status) + ", expected 0");
     }
 }
@@ -69,18 +89,11 @@ std::string shown(IValueObject const& value) {
     return typed(texts);
 }
 
-/// Prints the notifications of one object.
-class Reporter final : public ValueHandler, public ActionHandler {
+class WatchPrinter final : public ValueHandler {
 public:
-    explicit Reporter(std::string key) : key_(std::move(key)) {}
+    explicit WatchPrinter(std::string key) : key_(std::move(key)) {}
     void handleNewValue(IValueObject const& value) override {
         printLine("watched: " + typed(key_) + " " + shown(value));
-    }
-    void handleResult(unsigned int actionId, ValueObject const& results) override {
-        printLine("answered: " + typed(key_) + " " + std::to_string(actionId) + " result " + shown(results));
-    }
-    void handleExecutionError(unsigned int actionId, int error) override {
-        printLine("answered: " + typed(key_) + " " + std::to_string(actionId) + " error " + std::to_string(error));
     }
 
 private:
@@ -99,6 +112,93 @@ void write(Words const& arguments) {
 
 }  // namespace
 
+/// An action that was invoked. It stays connected, since answers may be pending, and prints them. An answer may arrive
+/// before `invoke` has returned the number of the invocation; then it is printed afterwards.
+class InvokedAction final : public ActionHandler {
+public:
+    explicit InvokedAction(std::string const& word)
+        : word_(word), access_(keyOf(word), std::shared_ptr<ActionHandler>(std::shared_ptr<void>(), this)) {
+        if (access_.connect(BUDGET_MS) != STATUS_OK) {
+            throw notReached(word, "an action");
+        }
+    }
+    InvokedAction(InvokedAction const&) = delete;
+    InvokedAction& operator=(InvokedAction const&) = delete;
+    ~InvokedAction() override { release(access_); }
+
+    void invoke(std::vector<objbus::Argument> const& arguments) {
+        unsigned int actionId = 0;
+        setInvoking();
+        try {
+            int const status = access_.invoke(actionId, arguments);
+            endInvocation(status == STATUS_OK ? std::optional(actionId) : std::nullopt);
+            expectAccepted(word_, status);
+        } catch (...) {
+            endInvocation({});
+            throw;
+        }
+    }
+
+    void handleResult(unsigned int actionId, ValueObject const& results) override {
+        handleAnswer(actionId, " result " + shown(results));
+    }
+    void handleExecutionError(unsigned int actionId, int error) override {
+        handleAnswer(actionId, " error " + std::to_string(error));
+    }
+
+private:
+    void setInvoking() {
+        std::lock_guard const lock(mutex_);
+        isInvoking_ = true;
+    }
+
+    /// The invocation has a number unless it was refused.
+    void endInvocation(std::optional<unsigned int> actionId) {
+        std::lock_guard const lock(mutex_);
+        isInvoking_ = false;
+        if (actionId) {
+            invoked_.insert(*actionId);
+            printLine("invoked: " + typed(word_) + " " + std::to_string(*actionId));
+        }
+        for (auto const& [id, answer] : std::exchange(early_, {})) {
+            print(id, answer);
+        }
+    }
+
+    void handleAnswer(unsigned int actionId, std::string const& answer) {
+        std::lock_guard const lock(mutex_);
+        if (isInvoking_ && !invoked_.contains(actionId)) {
+            early_.emplace_back(actionId, answer);
+        } else {
+            print(actionId, answer);
+        }
+    }
+
+    /// The model also notifies the answers to other invocations of the action.
+    void print(unsigned int actionId, std::string const& answer) const {
+        printLine((invoked_.contains(actionId) ? "answered: " : "answered elsewhere: ") + typed(word_) + " " +
+                  std::to_string(actionId) + answer);
+    }
+
+    std::string const word_;
+    std::mutex mutex_;
+    bool isInvoking_ = false;
+    std::set<unsigned int> invoked_;
+    std::vector<std::pair<unsigned int, std::string>> early_;
+    ActionAccess access_;
+};
+
+void expectAnswered(int status) {
+    if (status != 0) {
+        throw CommandError("found status " + std::to_string(status) + ", expected a television that answers");
+    }
+}
+
+void expectTelevision() {
+    expectRootInterface();
+    expectAnswered(televisionStatus());
+}
+
 bool hasValue(objbus::ObjectTypeSpec type) {
     return usePlainKind(typeName(type), []<typename T>() {});
 }
@@ -114,11 +214,9 @@ std::string readValue(std::string const& word) {
     return text;
 }
 
-ModelCommands::~ModelCommands() {
-    for (auto const& [key, action] : actions_) {
-        release(*action);
-    }
-}
+ModelCommands::ModelCommands() = default;
+
+ModelCommands::~ModelCommands() = default;
 
 Commands ModelCommands::commands() {
     return {
@@ -138,7 +236,7 @@ void ModelCommands::watch(Words const& arguments) {
     AnyObject object(arguments[0]);
     object.useValueType([&]<typename T>() {
         using Access = ValueAccessT<typename television::PlainKind<T>::Observer>;
-        access = std::make_unique<Access>(key, std::make_shared<Reporter>(key));
+        access = std::make_unique<Access>(key, std::make_shared<WatchPrinter>(key));
     });
     if (watched_.contains(key)) {
         unwatch(arguments);
@@ -154,28 +252,17 @@ void ModelCommands::unwatch(Words const& arguments) {
     if (watched == watched_.end()) {
         throw unexpected(arguments[0], "the key of a value that is watched");
     }
-    ValueAccessBase& access = *watched->second;
-    if (access.getRootInterface() == nullptr) {
-        throw unexpected(arguments[0], "a television that can be reached");  // Without one, it would still notify.
-    }
-    access.disconnect();
+    expectRootInterface();  // Without one, the television would still notify the access.
+    watched->second->disconnect();
     watched_.erase(watched);
 }
 
 void ModelCommands::invoke(Words const& arguments) {
-    std::string const key = keyOf(arguments[0]);
-    auto& action = actions_[key];
-    if (!action) {
-        auto connecting = std::make_unique<ActionAccess>(key, std::make_shared<Reporter>(key));
-        if (connecting->connect(BUDGET_MS) != STATUS_OK) {
-            actions_.erase(key);
-            throw notReached(arguments[0], "an action");
-        }
-        action = std::move(connecting);
+    auto action = actions_.find(keyOf(arguments[0]));
+    if (action == actions_.end()) {
+        action = actions_.emplace(keyOf(arguments[0]), std::make_unique<InvokedAction>(arguments[0])).first;
     }
-    unsigned int actionId = 0;
-    expectAccepted(arguments[0], action->invoke(actionId, argumentsOf({arguments.begin() + 1, arguments.end()})));
-    printLine("invoked: " + typed(arguments[0]) + " " + std::to_string(actionId));
+    action->second->invoke(argumentsOf({arguments.begin() + 1, arguments.end()}));
 }
 
 }  // namespace nrx_console

@@ -4,12 +4,17 @@
 #include <memory>
 #include <string>
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access_base.h"
 #include "objbus/object_type.h"
 #include "tools/nrx_console/command.h"
 
 namespace nrx_console {
+
+/// Throws `CommandError` for the status of a television that does not answer.
+void expectAnswered(int status);
+
+/// Throws `CommandError` if the television does not answer.
+void expectTelevision();
 
 /// Whether objects of the type have a value that can be read.
 bool hasValue(objbus::ObjectTypeSpec type);
@@ -17,10 +22,12 @@ bool hasValue(objbus::ObjectTypeSpec type);
 /// The value of an object, as it can be typed. Throws `CommandError` if it has none.
 std::string readValue(std::string const& word);
 
+class InvokedAction;
+
 /// The commands for any object of the model, through the access layer.
 class ModelCommands {
 public:
-    ModelCommands() = default;
+    ModelCommands();
     ModelCommands(ModelCommands const&) = delete;
     ModelCommands& operator=(ModelCommands const&) = delete;
     ~ModelCommands();
@@ -34,8 +41,7 @@ private:
     void invoke(Words const& arguments);
 
     std::map<std::string, std::unique_ptr<orvane::system::support::ValueAccessBase>> watched_;
-    /// The invoked actions, which stay connected since answers may be pending.
-    std::map<std::string, std::unique_ptr<orvane::system::support::ActionAccess>> actions_;
+    std::map<std::string, std::unique_ptr<InvokedAction>> actions_;
 };
 
 }  // namespace nrx_console

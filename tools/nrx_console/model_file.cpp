@@ -242,17 +242,19 @@ Content contentFromWords(std::string const& type, Words const& words) {
         return Action{};
     }
     if (type == TABLE) {
-        television::Rows rows;
-        std::transform(words.begin(), words.end(), std::back_inserter(rows), wordsOf);
-        return rows;
+        return rowsOf(words);
     }
-    if (type == BARE && words.size() == 1) {
+    if (type == BARE) {
+        if (words.size() != 1) {
+            throw CommandError("found " + std::to_string(words.size()) +
+                               " values, expected one: bare NUMBER, the number of a type");
+        }
         return Bare{static_cast<objbus::ObjectTypeSpec>(numberOf(words.front()))};
     }
     Content content;
     auto const readWords = [&]<typename T>() { content = read<T>(Place(jsonOf<T>(words), "value")); };
     if (!usePlainKind(type, readWords)) {
-        throw unexpected(type, "one of " + joined(fileTypes(), ", ") + ", or " + BARE + " with a number");
+        throw unexpected(type, alternatives(fileTypes()));
     }
     return content;
 }

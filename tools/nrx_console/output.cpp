@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "television/printable.h"
+#include "tools/nrx_console/screen.h"
 
 namespace nrx_console {
 
@@ -22,7 +23,7 @@ void print(std::string const& line, Kind kind) {
     if (lineTaker) {
         lineTaker(line, kind);
     } else {
-        (kind == Kind::ordinary ? std::cout : std::cerr) << line + "\n" << std::flush;
+        (kind == Kind::ordinary ? std::cout : std::cerr) << onScreen(line, kind) + "\n" << std::flush;
     }
 }
 

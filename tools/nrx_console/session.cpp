@@ -13,13 +13,26 @@
 
 namespace nrx_console {
 
+namespace {
+
+/// The text of an error of the line. An exception that is not the console's does not say what failed.
+std::string textOf(std::exception const& error, std::string const& line) {
+    constexpr std::size_t MOST_BYTES = 200;
+    bool const isOurs =
+        dynamic_cast<CommandError const*>(&error) != nullptr || dynamic_cast<ModelError const*>(&error) != nullptr;
+    std::string const failed = television::printable(television::shortened(line, MOST_BYTES)) + ": failed with ";
+    return (isOurs ? "" : failed) + error.what();
+}
+
+}  // namespace
+
 Outcome runLine(std::string const& line, std::string const& place, Execute const& execute) {
     bool const isCommand = !line.empty() && line.front() != '#';
     printLine((isCommand ? "> " : "") + television::printable(line));
     try {
         return execute(line) ? Outcome::done : Outcome::quit;
     } catch (std::exception const& error) {
-        printLine(place + ": " + error.what(), Kind::error);
+        printLine(place + ": " + textOf(error, line), Kind::error);
         return Outcome::failed;
     }
 }
@@ -47,7 +60,7 @@ void runOnTerminal(Console& console) {
         try {
             return console.execute(line);
         } catch (std::exception const& error) {
-            printLine(error.what(), Kind::error);
+            printLine(textOf(error, line), Kind::error);
             return true;
         }
     };

@@ -146,6 +146,8 @@ std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> cons
     return std::make_unique<SimulatedTelevision>(model);
 }
 
+int televisionStatus() { return 0; }
+
 bool televisionIsSimulated() { return true; }
 
 std::string televisionName() { return "a simulated television"; }

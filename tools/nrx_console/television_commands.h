@@ -30,6 +30,9 @@ public:
 /// television on a message bus, which has its own objects. Null for a real television.
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
 
+/// The status that a television on a message bus fails with now; 0 if it answers, and for every other television.
+int televisionStatus();
+
 /// Whether `makeTelevision` makes a simulated television from the objects.
 bool televisionIsSimulated();
 

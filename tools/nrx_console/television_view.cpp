@@ -3,6 +3,7 @@
 #include "television/log.h"
 #include "television/table_iterator.h"
 #include "television/value.h"
+#include "tools/nrx_console/model_commands.h"
 #include "tools/nrx_console/output.h"
 
 namespace nrx_console {
@@ -79,6 +80,7 @@ void TelevisionView::table(Words const& arguments) {
         std::vector<objbus::TableOrder>()));
     if (access.create() != 0 || access.getIterator() == nullptr) {
         iterators_.pop_back();
+        expectTelevision();
         throw unexpected(arguments[0], "the key of a table that can be reached");
     }
     objbus::TableIterator* const iterator = access.getIterator();

@@ -9,7 +9,6 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
-#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/nrx_console/output.h"
+#include "tools/nrx_console/screen.h"
 
 namespace nrx_console {
 
@@ -29,16 +28,6 @@ constexpr int HISTORY_SIZE = 1000;
 constexpr wchar_t CTRL_U = 0x15;
 constexpr auto INVALID = static_cast<std::size_t>(-1);     ///< What `mbrtowc` returns for an invalid byte,
 constexpr auto INCOMPLETE = static_cast<std::size_t>(-2);  ///< and for one that needs the next ones.
-
-/// The line in the colour of its kind, unless the user wants no colours: https://no-color.org.
-std::string coloured(std::string const& line, Kind kind) {
-    constexpr char const* COLOURS[] = {"", "\x1b[1;31m", "\x1b[31m", "\x1b[36m", "\x1b[2m"};  // By kind.
-    char const* const unwanted = std::getenv("NO_COLOR");
-    if (kind == Kind::ordinary || (unwanted != nullptr && *unwanted != '\0')) {
-        return line;
-    }
-    return COLOURS[static_cast<std::size_t>(kind)] + line + "\x1b[0m";
-}
 
 std::atomic<bool> isLineEdited = false;  ///< Whether the prompt is on the screen.
 volatile std::sig_atomic_t isInterrupted = 0;
@@ -75,12 +64,22 @@ int readWideCharacter(wchar_t& character) {
     return -1;
 }
 
+/// Whether the line ends within quotes.
+bool isQuoteOpen(std::string const& line) {
+    std::string const word = line.substr(lastWordOf(line));
+    try {
+        wordsOf(word);
+        return false;
+    } catch (CommandError const&) {
+        return word.starts_with('"');
+    }
+}
+
 class LineEditor {
 public:
     LineEditor(std::string const& historyFile, Complete const& complete)
         : historyFile_(historyFile), complete_(complete) {
         HistEvent event{};
-        std::setlocale(LC_CTYPE, "");  // For the characters that are typed.
         history(history_, &event, H_SETSIZE, HISTORY_SIZE);
         history(history_, &event, H_SETUNIQUE, 1);
         history(history_, &event, H_LOAD, historyFile_.c_str());
@@ -144,10 +143,10 @@ private:
         if (kind != Kind::ordinary && isatty(STDERR_FILENO) == 0) {
             std::fputs((line + "\n").c_str(), stderr);
         } else if (isLineEdited) {
-            pending_.push_back(coloured(line, kind));
+            pending_.push_back(onScreen(line, kind));
             eventfd_write(wake_, 1);
         } else {
-            std::puts(coloured(line, kind).c_str());
+            std::puts(onScreen(line, kind).c_str());
             std::fflush(stdout);
         }
     }
@@ -203,8 +202,8 @@ private:
             choices = self.complete_(line);
         } catch (CommandError const&) {  // The line cannot be split into words yet.
         }
-        if (choices.empty()) {
-            return CC_REFRESH_BEEP;
+        if (choices.empty()) {  // Within quotes, the key is a tab.
+            return isQuoteOpen(line) && el_insertstr(editor, "\\t") == 0 ? CC_REFRESH : CC_REFRESH_BEEP;
         }
         std::string common = choices.front();
         for (std::string const& choice : choices) {

@@ -71,6 +71,19 @@ Words wordsOf(std::string_view line) {
     return words;
 }
 
+std::vector<Words> rowsOf(Words const& words) {
+    std::vector<Words> rows;
+    for (std::string const& word : words) {
+        try {
+            rows.push_back(wordsOf(word));
+        } catch (CommandError const& error) {
+            throw CommandError("row " + std::to_string(rows.size() + 1) + ": " + error.what() +
+                               R"(; a row is one word with the columns as words in it: "1 \"Films HD\"")");
+        }
+    }
+    return rows;
+}
+
 std::size_t lastWordOf(std::string_view line) {
     std::string_view rest = line;
     while (true) {
@@ -93,6 +106,11 @@ std::string joined(Words const& words, std::string const& separator) {
         text += (&word == &words.front() ? "" : separator) + word;
     }
     return text;
+}
+
+std::string alternatives(Words const& words) {
+    std::string const text = joined({words.begin(), words.end() - 1}, ", ");
+    return text.empty() ? words.back() : text + " or " + words.back();
 }
 
 std::string typed(Words const& words) {

@@ -31,10 +31,15 @@ CommandError unexpected(std::string const& found, std::string const& expected);
 /// backslash stands for that character.
 Words wordsOf(std::string_view line);
 
+/// The rows of a table. Each word is a row, whose columns are words in it.
+std::vector<Words> rowsOf(Words const& words);
+
 /// The position of the last word of a line, whose closing quote may be missing; the line's size after a blank.
 std::size_t lastWordOf(std::string_view line);
 
 std::string joined(Words const& words, std::string const& separator);
+/// "a, b or c", of at least one word.
+std::string alternatives(Words const& words);
 
 using television::typed;
 /// The words in one line, each as it can be typed.

@@ -18,6 +18,10 @@ Timeline read(std::istream& log, std::string const& name) {
     if (!open || log.bad() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for the end of the input.
         throw std::runtime_error(name + ": cannot be read, expected a log");
     }
+    if (timeline.times.empty()) {
+        throw std::runtime_error(name + ": found no line of the library among " + std::to_string(timeline.lines) +
+                                 ", expected its log");
+    }
     return timeline;
 }
 

@@ -14,12 +14,18 @@ namespace {
 constexpr std::size_t TIME_WIDTH = 90;
 constexpr std::size_t LANE_WIDTH = 680;
 constexpr std::size_t HEAD_HEIGHT = 24;
-constexpr std::size_t ROW_HEIGHT = 16;
-constexpr std::size_t TEXT_OFFSET = 12;  ///< From the top of a row to the baseline of its text.
+constexpr std::size_t LINE_HEIGHT = 16;
+constexpr std::size_t TEXT_OFFSET = 12;  ///< From the top of a line to the baseline of its text.
 constexpr std::size_t CHARACTER_WIDTH = 7;
 constexpr std::size_t INDENT = 10;
 constexpr std::size_t MOST_INDENT = 20 * INDENT;
 constexpr std::size_t MARGIN = 16;
+
+constexpr std::int64_t SHORTEST_WAIT = 10'000;  ///< The microseconds between two rows from which a gap is drawn.
+
+constexpr char MESSAGE_COLOUR[] = "#d9730d";
+constexpr char ERROR_COLOUR[] = "#c00000";
+constexpr char WAIT_COLOUR[] = "#eeeeee";
 
 /// The text for XML: printable, with markup and the two noncharacters of the basic plane escaped.
 std::string escaped(std::string_view untrusted) {
@@ -51,34 +57,78 @@ std::string decimal(std::int64_t number, std::size_t places) {
     return digits.insert(digits.size() - places, ".");
 }
 
-std::size_t top(std::size_t row) { return row * ROW_HEIGHT; }
+/// A duration in milliseconds, or in seconds from one on.
+std::string duration(std::int64_t microseconds) {
+    std::int64_t const milliseconds = (microseconds + 500) / 1000;
+    return milliseconds < 1000 ? std::to_string(milliseconds) + " ms" : decimal(milliseconds, 3) + " s";
+}
+
+/// The text in lines of at most so many characters, which end between words if possible. Very long text is cut.
+std::vector<std::string> wrapped(std::string const& untrusted, std::size_t characters) {
+    constexpr std::size_t MOST_LINES = 20;
+    std::string const text = television::printable(untrusted);
+    std::vector<std::string> lines;
+    std::string_view rest = text;
+    do {
+        std::size_t end = 0;
+        for (std::size_t count = 0; end < rest.size(); ++end) {
+            bool const isFirstByte = (static_cast<unsigned char>(rest[end]) & 0xC0U) != 0x80;
+            if (isFirstByte && ++count > characters) {
+                break;
+            }
+        }
+        std::size_t const blank = end < rest.size() ? rest.rfind(' ', end) : std::string_view::npos;
+        end = blank != std::string_view::npos && blank > end / 4 ? blank : end;
+        lines.emplace_back(rest.substr(0, end));
+        rest.remove_prefix(std::min(rest.find_first_not_of(' ', end), rest.size()));
+    } while (!rest.empty() && lines.size() < MOST_LINES);
+    lines.back() += rest.empty() ? "" : "\u2026";
+    return lines;
+}
 
 std::size_t indent(std::size_t depth) { return std::min(depth * INDENT, MOST_INDENT); }
 
 class Picture {
 public:
-    Picture(Timeline const& timeline, std::ostream& output) : timeline_(timeline), output_(output) {}
+    Picture(Timeline const& timeline, std::ostream& output) : timeline_(timeline), output_(output) {
+        std::vector<std::size_t> lineCounts(timeline.times.size() + 1, 1);
+        for (Lane const& lane : timeline.lanes) {
+            for (Slice const& slice : lane.slices) {
+                lineCounts[slice.begin.row] = linesOf(slice).size();
+            }
+            for (Mark const& mark : lane.marks) {
+                lineCounts[mark.moment.row] = linesOf(mark).size();
+            }
+        }
+        std::int64_t latest = timeline.begin;
+        for (std::size_t row = 0; row < lineCounts.size(); ++row) {
+            std::int64_t const time = row < timeline.times.size() ? timeline.times[row] : latest;
+            waits_.push_back(timeline.stamped && row > 0 ? time - latest : 0);
+            latest = row > 0 ? std::max(latest, time) : time;
+            tops_.push_back(height_ + (hasWait(row) ? LINE_HEIGHT : 0));
+            height_ = tops_[row] + lineCounts[row] * LINE_HEIGHT;
+        }
+    }
 
     void write() {
         std::size_t const width = TIME_WIDTH + timeline_.lanes.size() * LANE_WIDTH;
-        std::size_t const height = HEAD_HEIGHT + rowsHeight();
+        std::size_t const height = height_ + 2 * LINE_HEIGHT;
         output_ << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << width << "\" height=\"" << height
                 << "\" viewBox=\"0 0 " << width << ' ' << height << "\" font-family=\"monospace\" font-size=\"11\">\n"
                 << "<rect width=\"" << width << "\" height=\"" << height << "\" fill=\"white\"/>\n";
         writeHead(4, timeline_.stamped ? "second" : "line");
         for (std::size_t row = 0; row < timeline_.times.size(); ++row) {
-            std::size_t const y = HEAD_HEIGHT + top(row);
-            output_ << "<path d=\"M0 " << y << 'h' << width << "\" stroke=\"#eee\"/><text x=\"4\" y=\""
-                    << y + TEXT_OFFSET << "\" fill=\"#666\">" << timeOf(timeline_.times[row]) << "</text>\n";
+            writeRow(row, width);
         }
         for (std::size_t lane = 0; lane < timeline_.lanes.size(); ++lane) {
             writeLane(timeline_.lanes[lane], TIME_WIDTH + lane * LANE_WIDTH);
         }
+        writeLegend();
         output_ << "</svg>\n";
     }
 
 private:
-    [[nodiscard]] std::size_t rowsHeight() const { return top(timeline_.times.size() + 1); }
+    [[nodiscard]] bool hasWait(std::size_t row) const { return waits_[row] >= SHORTEST_WAIT; }
 
     [[nodiscard]] std::string timeOf(std::int64_t time) const {
         return timeline_.stamped ? decimal(time - timeline_.begin, 6) : std::to_string(time);
@@ -88,57 +138,124 @@ private:
         return (timeline_.stamped ? " at second " : " in line ") + timeOf(moment.time);
     }
 
+    [[nodiscard]] std::string nameOf(Slice const& slice) const {
+        std::string const time = decimal(slice.end.time - slice.begin.time, 3) + " ms";
+        return slice.operation + "()" + (timeline_.stamped ? " " + time : "");
+    }
+
+    static std::size_t textOf(Slice const& slice) { return indent(slice.depth) + 4; }
+    static std::size_t textOf(Mark const& mark) { return indent(mark.depth) + 14; }
+
+    static std::vector<std::string> fitted(std::string const& label, std::size_t x) {
+        return wrapped(label, (LANE_WIDTH - MARGIN - x) / CHARACTER_WIDTH);
+    }
+    [[nodiscard]] std::vector<std::string> linesOf(Slice const& slice) const {
+        return fitted(nameOf(slice) + detailsOf(slice), textOf(slice));
+    }
+    static std::vector<std::string> linesOf(Mark const& mark) { return fitted(mark.text, textOf(mark)); }
+
+    static std::string detailsOf(Slice const& slice) {
+        std::string const both = slice.key + (slice.key.empty() || slice.value.empty() ? "" : " ") + slice.value;
+        return both.empty() ? "" : ": " + both;
+    }
+
     void writeHead(std::size_t x, std::string const& text) {
         output_ << "<text x=\"" << x << "\" y=\"16\" font-weight=\"bold\">" << text << "</text>\n";
+    }
+
+    void writeText(std::size_t x, std::size_t top, std::string const& text, char const* colour) {
+        output_ << "<text x=\"" << x << "\" y=\"" << top + TEXT_OFFSET << "\" fill=\"" << colour << "\">"
+                << escaped(text) << "</text>";
+    }
+
+    void writeCircle(std::size_t x, std::size_t top, char const* colour) {
+        output_ << "<circle cx=\"" << x << "\" cy=\"" << top + LINE_HEIGHT / 2 << "\" r=\"3\" fill=\"" << colour
+                << "\"/>";
+    }
+
+    void writeBlock(std::size_t x, std::size_t top, std::size_t width, std::size_t height, std::size_t depth,
+                    bool left) {
+        constexpr char const* COLOURS[] = {"#cfe2f3", "#a9cdeb", "#c9e7cf", "#a3d5ad"};
+        output_ << "<rect x=\"" << x << "\" y=\"" << top + 1 << "\" width=\"" << width << "\" height=\"" << height - 2
+                << "\" rx=\"3\" fill=\"" << COLOURS[depth % std::size(COLOURS)] << "\" stroke=\"#5b7f9e\""
+                << (left ? "" : " stroke-dasharray=\"4 3\"") << "/>";
+    }
+
+    void writeWait(std::size_t x, std::size_t top, std::size_t width) {
+        output_ << "<rect x=\"" << x << "\" y=\"" << top << "\" width=\"" << width << "\" height=\"" << LINE_HEIGHT
+                << "\" fill=\"" << WAIT_COLOUR << "\"/>";
+    }
+
+    void writeRow(std::size_t row, std::size_t width) {
+        if (hasWait(row)) {
+            writeWait(0, tops_[row] - LINE_HEIGHT, width);
+            writeText(4, tops_[row] - LINE_HEIGHT, duration(waits_[row]), "black");
+        }
+        output_ << "<path d=\"M0 " << tops_[row] << 'h' << width << "\" stroke=\"#eee\"/>";
+        writeText(4, tops_[row], timeOf(timeline_.times[row]), "#666");
+        output_ << '\n';
     }
 
     /// A nested element, which clips wider contents.
     void writeLane(Lane const& lane, std::size_t x) {
         writeHead(x, lane.name);
-        output_ << "<svg x=\"" << x << "\" y=\"" << HEAD_HEIGHT << "\" width=\"" << LANE_WIDTH << "\" height=\""
-                << rowsHeight() << "\">\n";
+        output_ << "<svg x=\"" << x << "\" y=\"0\" width=\"" << LANE_WIDTH << "\" height=\"" << height_ << "\">\n";
         for (Slice const& slice : lane.slices) {
-            writeSlice(slice);
+            std::string const details = detailsOf(slice);
+            output_ << "<g><title>" << escaped(nameOf(slice) + ", " + slice.place) << at(slice.begin)
+                    << (slice.left ? "" : ", not left in the log") << escaped(details) << "</title>";
+            std::size_t const left = indent(slice.depth);
+            std::size_t const top = tops_[slice.begin.row];
+            std::size_t const bottom = slice.end.row + 1 < tops_.size() ? tops_[slice.end.row] + LINE_HEIGHT : height_;
+            writeBlock(left, top, LANE_WIDTH - MARGIN - left - left / 4, bottom - top, slice.depth, slice.left);
+            writeLines(linesOf(slice), textOf(slice), top, "black");
         }
         for (Mark const& mark : lane.marks) {
-            writeMark(mark);
+            char const* const colour = mark.isError ? ERROR_COLOUR : MESSAGE_COLOUR;
+            output_ << "<g><title>" << escaped(mark.text + ", " + mark.place) << at(mark.moment) << "</title>";
+            writeCircle(textOf(mark) - 6, tops_[mark.moment.row], colour);
+            writeLines(linesOf(mark), textOf(mark), tops_[mark.moment.row], mark.isError ? ERROR_COLOUR : "black");
         }
         output_ << "</svg>\n";
     }
 
-    void writeSlice(Slice const& slice) {
-        constexpr char const* COLOURS[] = {"#cfe2f3", "#a9cdeb", "#c9e7cf", "#a3d5ad"};
-        std::size_t const x = indent(slice.depth);
-        std::string label = slice.operation + "()";
-        if (timeline_.stamped) {
-            label += " " + decimal(slice.end.time - slice.begin.time, 3) + " ms";
-        }
-        output_ << "<g><title>" << escaped(label + ", " + slice.place) << at(slice.begin)
-                << (slice.left ? "" : ", not left in the log") << "</title><rect x=\"" << x << "\" y=\""
-                << top(slice.begin.row) + 1 << "\" width=\"" << LANE_WIDTH - MARGIN - x - x / 4 << "\" height=\""
-                << top(slice.end.row - slice.begin.row + 1) - 2 << "\" rx=\"3\" fill=\""
-                << COLOURS[slice.depth % std::size(COLOURS)] << "\" stroke=\"#5b7f9e\""
-                << (slice.left ? "" : " stroke-dasharray=\"4 3\"") << "/>";
-        writeText(label, x + 4, slice.begin.row);
-    }
-
-    void writeMark(Mark const& mark) {
-        std::size_t const x = indent(mark.depth) + 8;
-        output_ << "<g><title>" << escaped(mark.text + ", " + mark.place) << at(mark.moment) << "</title><circle cx=\""
-                << x << "\" cy=\"" << top(mark.moment.row) + ROW_HEIGHT / 2 << "\" r=\"3\" fill=\"#d9730d\"/>";
-        writeText(mark.text, x + 6, mark.moment.row);
-    }
-
     /// Also ends the group of the slice or the mark.
-    void writeText(std::string const& text, std::size_t x, std::size_t row) {
-        output_ << "<text x=\"" << x << "\" y=\"" << top(row) + TEXT_OFFSET << "\">"
-                << escaped(
-                       television::shortened(television::printable(text), (LANE_WIDTH - MARGIN - x) / CHARACTER_WIDTH))
-                << "</text></g>\n";
+    void writeLines(std::vector<std::string> const& lines, std::size_t x, std::size_t top, char const* colour) {
+        for (std::string const& line : lines) {
+            writeText(x, top, line, colour);
+            top += LINE_HEIGHT;
+        }
+        output_ << "</g>\n";
+    }
+
+    void writeLegend() {
+        constexpr std::size_t SYMBOL_WIDTH = 24;
+        std::size_t const top = height_ + LINE_HEIGHT / 2;
+        std::size_t x = 4;
+        auto const writeName = [&](std::string const& name) {
+            writeText(x + SYMBOL_WIDTH + 4, top, name, "black");
+            x += SYMBOL_WIDTH + (name.size() + 3) * CHARACTER_WIDTH;
+        };
+        writeBlock(x, top, SYMBOL_WIDTH, LINE_HEIGHT, 0, true);
+        writeName("operation, entry to exit");
+        writeBlock(x, top, SYMBOL_WIDTH, LINE_HEIGHT, 0, false);
+        writeName("exit not in the log");
+        writeCircle(x + SYMBOL_WIDTH / 2, top, MESSAGE_COLOUR);
+        writeName("message");
+        writeCircle(x + SYMBOL_WIDTH / 2, top, ERROR_COLOUR);
+        writeName("error");
+        if (timeline_.stamped) {
+            writeWait(x, top, SYMBOL_WIDTH);
+            writeName("wait of " + duration(SHORTEST_WAIT) + " or more");
+        }
+        output_ << '\n';
     }
 
     Timeline const& timeline_;
     std::ostream& output_;
+    std::vector<std::int64_t> waits_;  ///< The microseconds before each row.
+    std::vector<std::size_t> tops_;    ///< Of each row, and of the row after the last.
+    std::size_t height_ = HEAD_HEIGHT;
 };
 
 }  // namespace

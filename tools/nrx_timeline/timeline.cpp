@@ -1,10 +1,13 @@
 #include "tools/nrx_timeline/timeline.h"
 
 #include <algorithm>
+#include <set>
 #include <unordered_map>
 #include <utility>
 
+#include "television/printable.h"
 #include "tools/nrx_timeline/log_line.h"
+#include "tools/nrx_timeline/meaning.h"
 
 namespace nrx_timeline {
 
@@ -13,7 +16,7 @@ namespace {
 /// Builds one lane, line by line.
 class LaneBuilder {
 public:
-    LaneBuilder(int thread, std::string name) : lane_{thread, std::move(name), {}, {}} {}
+    explicit LaneBuilder(int thread) : lane_{thread, "thread " + std::to_string(thread), {}, {}} {}
 
     /// Raises the time of the moment to the latest time in the lane.
     void add(LogLine line, Moment& moment) {
@@ -21,6 +24,7 @@ public:
         latest_ = moment.time;
         switch (line.kind) {
             case LogLine::Kind::enter:
+                addRole(line.operation);
                 ++openByName_[line.operation];
                 lane_.slices.push_back(
                     {std::move(line.operation), std::move(line.place), open_.size(), moment, {}, false});
@@ -30,7 +34,9 @@ public:
                 leave(std::move(line), moment);
                 break;
             case LogLine::Kind::message:
-                mark(line.operation + "(): " + line.text, std::move(line.place), moment);
+                addRole(line.operation);
+                addDetails(detailsOf(line));
+                mark(line.operation + "(): " + line.text, std::move(line.place), moment, isError(line.text));
                 break;
         }
     }
@@ -40,12 +46,37 @@ public:
         while (!open_.empty()) {
             close(end);
         }
+        if (roles_ == std::set{Role::caller} || roles_ == std::set{Role::delivery}) {
+            lane_.name = (roles_.contains(Role::caller) ? "caller, " : "delivery, ") + lane_.name;
+        }
         return std::move(lane_);
     }
 
 private:
-    void mark(std::string text, std::string place, Moment const& moment) {
-        lane_.marks.push_back({std::move(text), std::move(place), open_.size(), moment});
+    void mark(std::string text, std::string place, Moment const& moment, bool isError = false) {
+        lane_.marks.push_back({std::move(text), std::move(place), open_.size(), moment, isError});
+    }
+
+    /// Takes the role of an outermost operation for one of the lane's.
+    void addRole(std::string const& operation) {
+        if (Role const role = roleOf(operation); role != Role::unknown && open_.empty()) {
+            roles_.insert(role);
+        }
+    }
+
+    /// Adds the details of a message to the innermost open slices.
+    void addDetails(Details const& details) {
+        constexpr std::size_t MOST_SLICES = 3;
+        constexpr std::size_t MOST_BYTES = 500;
+        for (std::size_t depth = open_.size(); depth > 0 && open_.size() - depth < MOST_SLICES; --depth) {
+            Slice& slice = lane_.slices[open_[depth - 1]];
+            if (details.key && slice.key.empty()) {
+                slice.key = *details.key;
+            }
+            if (details.value && slice.value.size() < MOST_BYTES) {
+                slice.value += (slice.value.empty() ? "" : " ") + television::typed(std::string(*details.value));
+            }
+        }
     }
 
     /// Closes the innermost open slice.
@@ -75,6 +106,7 @@ private:
     Lane lane_;
     std::vector<std::size_t> open_;
     std::unordered_map<std::string, std::size_t> openByName_;
+    std::set<Role> roles_;  ///< Of the outermost operations, where known.
     std::int64_t latest_ = 0;
 };
 
@@ -101,8 +133,7 @@ Timeline readTimeline(std::istream& log) {
         Stamp const stamp = line.stamp.value_or(Stamp{number, 0});
         auto const [lane, isNew] = laneOfThread.emplace(stamp.thread, lanes.size());
         if (isNew) {
-            lanes.emplace_back(stamp.thread,
-                               timeline.stamped ? "thread " + std::to_string(stamp.thread) : "all threads");
+            lanes.emplace_back(stamp.thread);
         }
         Moment moment{timeline.times.size(), stamp.microseconds};
         lanes[lane->second].add(std::move(line), moment);
@@ -115,6 +146,9 @@ Timeline readTimeline(std::istream& log) {
     }
     for (LaneBuilder& lane : lanes) {
         timeline.lanes.push_back(lane.finish(timeline.end));
+    }
+    if (!timeline.stamped && !lanes.empty()) {
+        timeline.lanes.front().name = "all threads";
     }
     return timeline;
 }

@@ -22,7 +22,9 @@ struct Slice {
     std::size_t depth;  ///< The number of operations around this one in its lane.
     Moment begin;
     Moment end;
-    bool left;  ///< Whether the log has the line of the exit.
+    bool left;            ///< Whether the log has the line of the exit.
+    std::string key{};    ///< From the messages within the operation, as far as they have it.
+    std::string value{};  ///< Likewise; an element of a list as one word.
 };
 
 /// A message, or the exit of an operation whose entry is not in the log.
@@ -31,6 +33,7 @@ struct Mark {
     std::string place;
     std::size_t depth;
     Moment moment;
+    bool isError;
 };
 
 /// The operations and messages of one thread in their order. Times do not decrease.

@@ -25,13 +25,21 @@ void writeTraceEvents(Timeline const& timeline, std::ostream& output) {
     for (Lane const& lane : timeline.lanes) {
         add(event("M", "thread_name", lane, 0, {{"name", lane.name}}));
         for (Slice const& slice : lane.slices) {
-            json whole =
-                event("X", slice.operation, lane, slice.begin.time, {{"place", slice.place}, {"left", slice.left}});
+            json arguments{{"place", slice.place}, {"left", slice.left}};
+            for (auto const& [name, detail] : {std::pair("key", slice.key), std::pair("value", slice.value)}) {
+                if (!detail.empty()) {
+                    arguments[name] = detail;
+                }
+            }
+            json whole = event("X", slice.operation, lane, slice.begin.time, arguments);
             whole["dur"] = slice.end.time - slice.begin.time;
             add(whole);
         }
         for (Mark const& mark : lane.marks) {
             json instant = event("i", mark.text, lane, mark.moment.time, {{"place", mark.place}});
+            if (mark.isError) {
+                instant["cname"] = "terrible";  // Red in trace viewers.
+            }
             instant["s"] = "t";  // The scope is the thread.
             add(instant);
         }
