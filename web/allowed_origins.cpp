@@ -5,7 +5,6 @@
 #include <sstream>
 #include <utility>
 
-#include "television/report.h"
 #include "web/log.h"
 
 namespace web {
@@ -42,13 +41,13 @@ AllowedOrigins AllowedOrigins::fromEnvironment() {
         if (isOrigin(word)) {
             allowed.origins_.push_back(word);
         } else {
-            television::report(LOG_TAG, (VARIABLE + (": \"" + word) +
-                                         "\" is no origin: expected http://host[:port], https://host[:port] or file://")
-                                            .c_str());
+            report((VARIABLE + (": \"" + word) +
+                    "\" is no origin: expected http://host[:port], https://host[:port] or file://")
+                       .c_str());
         }
     }
     if (allowed.isEmpty()) {
-        television::report(LOG_TAG, (VARIABLE + std::string(" lists no origin: no page sees nrx")).c_str());
+        report((VARIABLE + std::string(" lists no origin: no page sees nrx")).c_str());
     }
     return allowed;
 }

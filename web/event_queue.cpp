@@ -3,7 +3,6 @@
 #include <cassert>
 #include <utility>
 
-#include "television/report.h"
 #include "web/log.h"
 
 namespace web {
@@ -34,7 +33,7 @@ void EventQueue::push(ListType type, ListText const& list) {
         isWakeNeeded = !std::exchange(isWoken_, true);
     }
     if (isFirstDrop) {
-        television::report(LOG_TAG, "a page does not take its lists in time: older lists give way to newer ones");
+        report("a page does not take its lists in time: older lists give way to newer ones");
     }
     if (isWakeNeeded) {
         try {
@@ -74,7 +73,7 @@ std::optional<EventQueue::Event> EventQueue::pop() {
         dropped = std::exchange(droppedCount_, 0);
     }
     if (dropped > 0) {
-        television::report(LOG_TAG, ("lists that a page did not take in time: " + std::to_string(dropped)).c_str());
+        report(("lists that a page did not take in time: " + std::to_string(dropped)).c_str());
     }
     return std::nullopt;
 }

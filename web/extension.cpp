@@ -2,12 +2,10 @@
 
 #include <wpe/webkit-web-extension.h>
 
-#include <memory>
 #include <string>
 #include <utility>
 
 #include "television/catch_to_status.h"
-#include "television/report.h"
 #include "web/allowed_origins.h"
 #include "web/facade_worker.h"
 #include "web/glib.h"
@@ -66,6 +64,6 @@ extern "C" G_MODULE_EXPORT void webkit_web_extension_initialize(WebKitWebExtensi
         return television::STATUS_OK;
     });
     if (status != television::STATUS_OK) {
-        television::report(LOG_TAG, "no memory or thread is left: no page sees nrx");
+        report("no memory or thread is left: no page sees nrx");
     }
 }

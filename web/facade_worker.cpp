@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "television/catch_to_status.h"
-#include "television/report.h"
 #include "web/log.h"
 
 namespace web {
@@ -101,7 +100,7 @@ void FacadeWorker::distribute(ListType type, std::vector<std::string> const& tex
         return television::STATUS_OK;
     });
     if (status != television::STATUS_OK) {
-        television::report(LOG_TAG, "memory ran out, a list did not reach the pages");
+        report("memory ran out, a list did not reach the pages");
     }
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "television/report.h"
+
 namespace web {
 
-/// The tag of the extension's lines in the television's log.
-inline constexpr char LOG_TAG[] = "WEB";
+/// Writes one line to the television's log, with the extension's tag. Allocates no memory for a short line.
+inline void report(char const* line) noexcept { television::report("WEB", line); }
 
 }  // namespace web

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "television/catch_to_status.h"
-#include "television/report.h"
 #include "web/calls.h"
 #include "web/log.h"
 #include "web/nrx_script.h"
@@ -28,7 +27,7 @@ ScriptBinding& bindingOf(gpointer owner) { return **static_cast<Owner*>(owner); 
 /// Logs an exception that nrx.js did not catch.
 void reportException(JSCContext* context) {
     if (JSCException* const exception = jsc_context_get_exception(context)) {
-        television::report(LOG_TAG, takeText(jsc_exception_report(exception)).c_str());
+        report(takeText(jsc_exception_report(exception)).c_str());
         jsc_context_clear_exception(context);
     }
 }
