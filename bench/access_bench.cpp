@@ -1,7 +1,6 @@
 #include <boost/shared_ptr.hpp>
 #include <map>
 #include <stdexcept>
-#include <variant>
 
 #include "frame/process.h"
 #include "measure.h"

@@ -5,7 +5,6 @@
 #include <wpe/unstable/fdo-shm.h>
 #include <wpe/webkit.h>
 
-#include <array>
 #include <cstdio>
 
 namespace {
