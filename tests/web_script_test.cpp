@@ -26,6 +26,8 @@ protected:
         EXPECT_TRUE(g_file_get_contents(BROWSER, &browser, nullptr, nullptr));
         run(takeText(browser).c_str());
         binding = ScriptBinding::install(context.get(), worker);
+        run("listen()");
+        runUntil("ends.length === 1");  // Both lists are connected.
     }
 
     std::string run(char const* script) {
@@ -49,8 +51,7 @@ protected:
 
 TEST_F(ScriptTest, TextsAreWhatUtf8SaysOfTheBytes) {
     run("nrx.oncommand = ({detail}) => received.push(detail.map((text) => text.replace(/\\0/g, '(zero)')),"
-        "Object.isFrozen(detail)); call(nrx.get('event'))");
-    runUntil("ends.length === 1");  // Both lists are connected.
+        "Object.isFrozen(detail))");
     television.set(COMMAND, Strings{"a\0b"s, "", "\xc3\xa4\xf0\x9f\x93\xba", "\xff<\xc3", "\xed\xa0\x80", "\"\\\n"});
     runUntil("received.length === 2");
     EXPECT_EQ(run("received[1]"), "true");
@@ -65,8 +66,6 @@ TEST_F(ScriptTest, TextsAreWhatUtf8SaysOfTheBytes) {
 }
 
 TEST_F(ScriptTest, AHiddenPageDoesNothingAndAShownOneGoesOn) {
-    run("listen()");
-    runUntil("ends.length === 1");  // Both lists are connected.
     television.set(COMMAND, Strings{"dropped"});
     television.waitUntilDelivered();
     run("call(nrx.get('event')); show('pagehide', true); call(nrx.set('event', ['never']))");
@@ -83,8 +82,6 @@ TEST_F(ScriptTest, AHiddenPageDoesNothingAndAShownOneGoesOn) {
 }
 
 TEST_F(ScriptTest, ADocumentThatIsGoneIsHeldByNothing) {
-    run("nrx.oncommand = () => {}; call(nrx.get('event'))");
-    runUntil("ends.length === 1");
     run("call(nrx.get('event'))");
     context = nullptr;
     ASSERT_FALSE(binding.expired());  // While attached, the binding and its script own each other.
@@ -96,8 +93,6 @@ TEST_F(ScriptTest, ADocumentThatIsGoneIsHeldByNothing) {
 }
 
 TEST_F(ScriptTest, ManyListsLeaveThePageTimeForOtherWork) {
-    run("listen()");
-    runUntil("ends.length === 1");  // Both lists are connected.
     for (int number = 0; number < 1000; ++number) {
         television.set(COMMAND, Strings{std::to_string(number)});
     }
