@@ -11,9 +11,5 @@ fail() {
 
 # expect_one_of KIND VALUE WORD...: fails unless the value is one of the words.
 expect_one_of() {
-    local word
-    for word in "${@:3}"; do
-        [[ $word != "$2" ]] || return 0
-    done
-    fail "unknown $1 \"$2\": expected one of ${*:3}" 2
+    printf '%s\n' "${@:3}" | grep -qxF -- "$2" || fail "unknown $1 \"$2\": expected one of ${*:3}" 2
 }
