@@ -128,9 +128,7 @@ struct LimitRelay::Observer : Interface {
     std::unique_ptr<Handler> handler = std::make_unique<BoundHandler>();
 };
 
-LimitRelay::LimitRelay() : observer_(std::make_unique<Observer>()) {}
-
-LimitRelay::~LimitRelay() = default;
+LimitRelay::LimitRelay() : observer_(std::make_shared<Observer>()) {}
 
 void LimitRelay::operator()(Strings const& list) { hidden(observer_.get())->notify(list); }
 

@@ -12,14 +12,11 @@ namespace bench {
 class LimitRelay {
 public:
     LimitRelay();
-    LimitRelay(LimitRelay const&) = delete;
-    LimitRelay& operator=(LimitRelay const&) = delete;
-    ~LimitRelay();
     void operator()(Strings const& list);
 
 private:
     struct Observer;
-    std::unique_ptr<Observer> observer_;
+    std::shared_ptr<Observer> observer_;
 };
 
 }  // namespace bench

@@ -9,6 +9,7 @@
 #include "bus/protocol/contract.h"
 #include "bus/protocol/message.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
+#include "web/glib.h"
 
 namespace {
 
@@ -27,18 +28,13 @@ int onChange(sd_bus_message* message, void* /*unused*/, sd_bus_error* /*error*/)
         sd_bus_message_enter_container(message, 'v', "as") < 0 || sd_bus_message_read_strv(message, &texts) < 0) {
         return 0;
     }
-    JSCValue* const list = jsc_value_new_array_from_strv(page, texts);
-    JSCValue* const object = jsc_context_get_value(page, "Object");
-    JSCValue* const frozen = jsc_value_object_invoke_method(object, "freeze", JSC_TYPE_VALUE, list, G_TYPE_NONE);
-    JSCValue* const receive = jsc_context_get_value(page, "receive");
-    JSCValue* const result = jsc_value_function_call(receive, JSC_TYPE_VALUE, frozen, G_TYPE_NONE);
-    for (JSCValue* const value : {list, object, frozen, receive, result}) {
-        g_object_unref(value);
-    }
-    for (char** text = texts; *text != nullptr; ++text) {
-        std::free(*text);
-    }
-    std::free(texts);
+    using Value = web::Ref<JSCValue>;
+    Value const list(jsc_value_new_array_from_strv(page, texts));
+    Value const object(jsc_context_get_value(page, "Object"));
+    Value const frozen(jsc_value_object_invoke_method(object.get(), "freeze", JSC_TYPE_VALUE, list.get(), G_TYPE_NONE));
+    Value const receive(jsc_context_get_value(page, "receive"));
+    Value const result(jsc_value_function_call(receive.get(), JSC_TYPE_VALUE, frozen.get(), G_TYPE_NONE));
+    g_strfreev(texts);
     return 0;
 }
 
