@@ -106,6 +106,10 @@ class Program:
     def wait_for(self, text):
         until(lambda: text in self.output(), f"{self.name} prints {text}")
 
+    def send(self, *commands):
+        self.process.stdin.write("".join(f"{command}\n" for command in commands).encode())
+        self.process.stdin.flush()
+
     def signal(self, number):
         self.process.send_signal(number)
 
@@ -151,10 +155,6 @@ class Television(Program):
 
     def is_serving(self):
         return "serving " in self.output()
-
-    def send(self, *commands):
-        self.process.stdin.write("".join(f"{command}\n" for command in commands).encode())
-        self.process.stdin.flush()
 
     def execute(self, *commands):
         """Returns when the commands are carried out."""
