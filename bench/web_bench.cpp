@@ -26,7 +26,6 @@ namespace {
 namespace files = std::filesystem;
 using test::ChildProcess;
 
-/// A temporary folder.
 struct Folder {
     Folder() {
         if (::mkdtemp(path.data()) == nullptr) {

@@ -13,8 +13,6 @@
 #include <thread>
 #include <vector>
 
-// Shared by the stress programs.
-
 namespace stress {
 
 /// Ends the program at once, with the failure on standard error.

@@ -44,17 +44,14 @@ public:
     /// The session does not call the client after the return.
     ~Session();
 
-    /// @name Callable from any thread; never block
-    /// @{
+    // Callable from any thread; never block:
 
     void setListening(ListType type, bool isOn);
     /// Prevents a start that the worker thread has not begun.
     void cancelStart() { isStartCancelled_ = true; }
     [[nodiscard]] bool isStartCancelled() const { return isStartCancelled_; }
-    /// @}
 
-    /// @name For the worker thread only
-    /// @{
+    // For the worker thread only:
 
     /// Connects both lists.
     void start() { facade_.start(); }
@@ -63,7 +60,6 @@ public:
     Answer set(ListType type, std::vector<std::string> const& texts);
     Answer device();
     Answer requestStartService();
-    /// @}
 
 private:
     using StringAccess = orvane::NRXModelAccess::StringAccess;
