@@ -47,18 +47,11 @@
         return element;
     }
 
-    function timeOfDay() {
-        return new Date().toTimeString().slice(0, 8);
-    }
-
-    function shorten(text) {
-        return text.length > MAX_CHARACTERS ? `${text.slice(0, MAX_CHARACTERS)}\u2026` : text;
-    }
-
+    const timeOfDay = () => new Date().toTimeString().slice(0, 8);
+    const shorten = (text) => (text.length > MAX_CHARACTERS ? `${text.slice(0, MAX_CHARACTERS)}\u2026` : text);
     /** Formats a list like a command line, with words in quotes if necessary. */
-    function formatList(texts) {
-        return texts.map((text) => (/^[\w.:-]+$/.test(text) ? text : JSON.stringify(text))).join(" ");
-    }
+    const formatList = (texts) =>
+        texts.map((text) => (/^[\w.:-]+$/.test(text) ? text : JSON.stringify(text))).join(" ");
 
     /** Returns an error's meaning and an advice. */
     function explain(error) {
