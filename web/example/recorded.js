@@ -66,9 +66,7 @@
             receiver = null;
             listening = {};
         },
-        listen(type, isOn) {
-            listening[type] = isOn;
-        },
+        listen(type, isOn) { listening[type] = isOn; },
         call(operation, id, json) {
             setTimeout(() => {
                 const result = operations[operation](...JSON.parse(json));
