@@ -102,7 +102,8 @@ void addNotifications() {
 
 }  // namespace
 
-void addAccess(simulator::Television& television) {
+void addAccess() {
+    static simulator::Television television;
     addReadsAndWrites(television);
     addNotifications();
 }

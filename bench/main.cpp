@@ -5,7 +5,6 @@
 
 #include "measure.h"
 #include "simulator/log.h"
-#include "simulator/television.h"
 
 namespace {
 
@@ -36,10 +35,9 @@ int main(int argc, char** argv) {
     benchmark::AddCustomContext("compiler", "GCC " __VERSION__);
 
     simulator::setLogLevel(simulator::LogLevel::off);
-    simulator::Television television;
     bench::addRelay();
     bench::addValues();
-    bench::addAccess(television);
+    bench::addAccess();
     bench::addLog();
     return bench::runBenchmarks(argc, argv);
 }

@@ -9,10 +9,6 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_handler.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access_client.h"
 
-namespace simulator {
-class Television;
-}
-
 namespace bench {
 
 using namespace orvane::system::support;
@@ -63,7 +59,7 @@ void add(std::string const& name, Prepare const& prepare) {
 
 void addRelay();
 void addValues();
-void addAccess(simulator::Television& television);
+void addAccess();
 void addLog();
 
 }  // namespace bench
