@@ -125,17 +125,12 @@ class Browser:
         self.driver.kill(members)
 
 
-class Screen:
-    """A display that nobody sees, for windows of any size."""
-
-    def __init__(self, environment):
-        self.environment = environment
-        self.socket = scratch() + "/display"
+def open_window(environment, width, height, *options):
+    """A browser whose page has this size, on a display that nobody sees."""
+    display = scratch() + "/display"
+    if not os.path.exists(display):
         Family("weston", "--backend=headless-backend.so", "--socket=display", "--idle-time=0", env=environment)
-        until(lambda: os.path.exists(self.socket), "the display is there")
-
-    def open(self, width, height, *options):
-        """A browser whose page has this size."""
-        environment = dict(self.environment, WAYLAND_DISPLAY=self.socket, COG_PLATFORM_WL_VIEW_WIDTH=str(width),
-                           COG_PLATFORM_WL_VIEW_HEIGHT=str(height))
-        return Browser(environment, "--platform=wl", *options)
+        until(lambda: os.path.exists(display), "the display is there")
+    environment = dict(environment, WAYLAND_DISPLAY=display, COG_PLATFORM_WL_VIEW_WIDTH=str(width),
+                       COG_PLATFORM_WL_VIEW_HEIGHT=str(height))
+    return Browser(environment, "--platform=wl", *options)
