@@ -63,77 +63,66 @@ install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libnrx-model
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/html DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
         OPTIONAL)
 
-# Adds a component's package: its section, the components that it depends on, and its description, first the summary.
-macro(add_package component name section depends description)
+# Adds a component's package: its section, the components that it depends on, and its description, of a summary, a
+# paragraph and an optional second one.
+macro(add_package component name section depends summary paragraph second)
     string(TOUPPER ${component} key)
     set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${name})
     set(CPACK_DEBIAN_${key}_PACKAGE_SECTION ${section})
     set(CPACK_COMPONENT_${key}_DEPENDS ${depends})
-    set(CPACK_COMPONENT_${key}_DESCRIPTION "${description}")
+    string(STRIP "${summary}\n${paragraph}\n\n${second}" CPACK_COMPONENT_${key}_DESCRIPTION)
     install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} RENAME copyright COMPONENT ${component})
     install(FILES ${changelog} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
 endmacro()
 set(library "A television's web engine talks to the NRX service, the television's
-background service, through this library, and reads facts about the device.
-")
+background service, through this library, and reads facts about the device.")
 set(simulator "A television in the process, to run and test clients of its data model
-without a device.
-")
+without a device.")
 set(bus "A television on D-Bus, for several processes such as the web engine, the NRX
-service and a console.
-")
+service and a console.")
 
 add_package(runtime libnrx-model-access${PROJECT_VERSION_MAJOR} libs ""
-"client-side access to a television's NRX service
-${library}
-This is the shared library, which takes its television from the platform
+"client-side access to a television's NRX service" "${library}"
+"This is the shared library, which takes its television from the platform
 library of the program.")
 add_package(development libnrx-model-access-dev libdevel runtime
-"client-side access to a television's NRX service - development files
-${library}
-These are the headers, the files for CMake and pkg-config, and examples.")
+"client-side access to a television's NRX service - development files" "${library}"
+"These are the headers, the files for CMake and pkg-config, and examples.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libboost-dev)
 # A program also links a platform library.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "libnrx-simulator-dev | libnrx-bus-platform-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libnrx-model-access-doc)
 add_package(simulator libnrx-simulator${PROJECT_VERSION_MAJOR} libs ""
-"simulated television for clients of the NRX service
-${simulator}
-This is the shared library.")
+"simulated television for clients of the NRX service" "${simulator}"
+"This is the shared library.")
 add_package(simulator_development libnrx-simulator-dev libdevel "simulator;development"
-"simulated television for clients of the NRX service - development files
-${simulator}
-These are the headers, and the files for CMake and pkg-config.")
+"simulated television for clients of the NRX service - development files" "${simulator}"
+"These are the headers, and the files for CMake and pkg-config.")
 add_package(documentation libnrx-model-access-doc doc ""
-"client-side access to a television's NRX service - documentation
-${library}
-These are the guide, the promises of the library, the bring-up on a
+"client-side access to a television's NRX service - documentation" "${library}"
+"These are the guide, the promises of the library, the bring-up on a
 television, the measured cost, and the reference.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
 add_package(tools nrx-tools devel "runtime;simulator"
-"programs around the NRX model access library
-The console nrx_console drives the library by hand, or by a script, against
+"programs around the NRX model access library"
+"The console nrx_console drives the library by hand, or by a script, against
 a simulated television; nrx_timeline shows its log over time. With an
-example session.")
+example session." "")
 add_package(bus libnrx-bus-platform${PROJECT_VERSION_MAJOR} libs ""
-"television on D-Bus for clients of the NRX service
-${bus}
-This is the platform library for its clients.")
+"television on D-Bus for clients of the NRX service" "${bus}"
+"This is the platform library for its clients.")
 add_package(bus_development libnrx-bus-platform-dev libdevel "bus;development"
-"television on D-Bus for clients of the NRX service - development files
-${bus}
-These are the headers, the files for CMake and pkg-config, and the D-Bus
+"television on D-Bus for clients of the NRX service - development files" "${bus}"
+"These are the headers, the files for CMake and pkg-config, and the D-Bus
 interfaces.")
 add_package(bus_tools nrx-bus-tools devel "runtime;simulator;bus;tools"
-"television on D-Bus, and a console for it
-${bus}
-The program nrx_television serves a simulated television; nrx_bus_console
+"television on D-Bus, and a console for it" "${bus}"
+"The program nrx_television serves a simulated television; nrx_bus_console
 drives the library against any television on D-Bus. The examples have the
 files with which the system or a client starts nrx_television.")
 add_package(web nrx-web-extension web "runtime;bus"
-"television for the pages of a web engine
-${bus}
-The extension gives pages of WPE WebKit the object nrx, with which they
+"television for the pages of a web engine" "${bus}"
+"The extension gives pages of WPE WebKit the object nrx, with which they
 receive, read and write the lists of the NRX service. With types for
 TypeScript and an example page.")
 set(CPACK_DEBIAN_WEB_PACKAGE_ENHANCES cog)
