@@ -1,10 +1,10 @@
-#include <charconv>
 #include <cstdlib>
 #include <iostream>
 #include <string_view>
 
 #include "measure.h"
 #include "simulator/log.h"
+#include "television/environment.h"
 
 namespace {
 
@@ -12,13 +12,12 @@ constexpr std::string_view OPTION = "--iterations=";
 
 /// The number of `--iterations=N`, which must be above 0.
 std::int64_t iterationsOf(std::string_view option) {
-    std::int64_t number = 0;
-    auto const [rest, error] = std::from_chars(option.begin() + OPTION.size(), option.end(), number);
-    if (error != std::errc() || rest != option.end() || number < 1) {
+    auto const number = television::parseNumber<std::int64_t>(option.substr(OPTION.size()));
+    if (!number || *number < 1) {
         std::cerr << "nrx_bench: " << option << ": expected a whole number above 0\n";
         std::exit(EXIT_FAILURE);
     }
-    return number;
+    return *number;
 }
 
 }  // namespace

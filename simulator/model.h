@@ -17,8 +17,6 @@
 #include "television/mutex.h"
 #include "television/status.h"
 
-// Private to the simulator.
-
 namespace frame {
 
 /// A reference to the simulated root interface.

@@ -14,8 +14,6 @@
 #include "television/plain_object.h"
 #include "television/table_iterator.h"
 
-// Private to the simulator.
-
 namespace simulator {
 
 /// The model's side of an object. All operations are called with the model's mutex held.

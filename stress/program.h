@@ -4,14 +4,14 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
+
+#include "television/environment.h"
 
 namespace stress {
 
@@ -27,13 +27,11 @@ inline int numberAt(int position, int argc, char** argv, int defaultNumber) {
     if (position >= argc) {
         return defaultNumber;
     }
-    std::string_view const text = argv[position];
-    int number = -1;
-    auto const [end, error] = std::from_chars(text.begin(), text.end(), number);
-    if (error != std::errc() || end != text.end() || number < 0) {
-        fail("found \"" + std::string(text) + "\", expected a whole number that is not below 0");
+    auto const number = television::parseNumber<int>(argv[position]);
+    if (!number || *number < 0) {
+        fail("found \"" + std::string(argv[position]) + "\", expected a whole number that is not below 0");
     }
-    return number;
+    return *number;
 }
 
 template <typename Condition>

@@ -5,8 +5,6 @@
 
 #include "television/status.h"
 
-// Private to the televisions.
-
 namespace television {
 
 /// Runs an operation that returns a status. Converts its exceptions to statuses.

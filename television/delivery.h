@@ -15,8 +15,6 @@
 #include "objbus/observer.h"
 #include "television/mutex.h"
 
-// Private to the televisions.
-
 namespace television {
 
 /// One registration of an observer with a source of notifications. Each connect makes a new registration, which does

@@ -6,8 +6,6 @@
 #include <string_view>
 #include <utility>
 
-// Private to the televisions.
-
 namespace television {
 
 /// Writes the text unchanged. Allocates no memory.

@@ -7,8 +7,6 @@
 #include <memory>
 #include <utility>
 
-// Private to the televisions.
-
 namespace television {
 
 /// The iterators of one table. Guarded by the model's mutex. Clients hold plain pointers of the class `Handle` to the

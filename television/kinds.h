@@ -10,8 +10,6 @@
 #include "objbus/observer.h"
 #include "television/value.h"
 
-// Private to the televisions.
-
 /// The kinds of objects with a plain value: KIND(C++ type, object interface, observer interface, notification, object
 /// type, name in a model file, interface on the bus, its signature). The televisions, the bus and the console use these
 /// rows.

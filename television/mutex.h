@@ -4,7 +4,7 @@
 #include <condition_variable>
 #include <mutex>
 
-// Private to the televisions. Clang's thread safety analysis checks these locks. Other compilers ignore the attributes.
+// Clang's thread safety analysis checks these locks. Other compilers ignore the attributes.
 #if defined(__clang__)
 #define NRX_THREAD_SAFETY(attribute) __attribute__((attribute))
 #else

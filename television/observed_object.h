@@ -7,8 +7,6 @@
 #include "television/observers.h"
 #include "television/status.h"
 
-// Private to the televisions.
-
 namespace television {
 
 /// The common part of the objects of all kinds: the type and the observers. `Interface` is the platform's interface of

@@ -9,8 +9,6 @@
 #include "television/delivery.h"
 #include "television/kinds.h"
 
-// Private to the televisions.
-
 namespace television {
 
 /// Returns a function that calls `notify` with a registration's receiver.

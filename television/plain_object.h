@@ -7,8 +7,6 @@
 #include "television/kinds.h"
 #include "television/status.h"
 
-// Private to the televisions.
-
 namespace television {
 
 /// The operations of an object with a plain value of the type `T`, as its interface declares them. `Storage` derives

@@ -1,7 +1,5 @@
 #pragma once
 
-// Private to the televisions.
-
 namespace television {
 
 /// Reads the log's environment variables. Called before the first thread that may log starts, because the host may

@@ -4,8 +4,6 @@
 #include "objbus/root_interface.h"
 #include "television/status.h"
 
-// Private to the televisions.
-
 namespace television {
 
 /// The name for lookups of the root interface.

@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "television/environment.h"
 #include "television/printable.h"
 
 namespace nrx_console {
@@ -198,7 +199,7 @@ template <typename T>
 Json jsonOf(Words const& words) {
     Json list = Json::array();
     for (std::string const& word : words) {
-        auto const number = parsed<std::int64_t>(word);
+        auto const number = television::parseNumber<std::int64_t>(word);
         list.push_back(number && !IS_TEXT<T> ? Json(*number) : Json(word));
     }
     if (!IS_LIST<T> && words.size() != 1) {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
+#include "television/environment.h"
 #include "television/printable.h"
 
 namespace nrx_console {
@@ -128,7 +129,7 @@ std::string keyOf(std::string const& word) {
 }
 
 int numberOf(std::string const& word) {
-    if (auto const number = parsed<int>(word)) {
+    if (auto const number = television::parseNumber<int>(word)) {
         return *number;
     }
     throw unexpected(word, rangeOf<int>());

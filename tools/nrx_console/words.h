@@ -1,8 +1,6 @@
 #pragma once
 
-#include <charconv>
 #include <limits>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -48,15 +46,7 @@ std::string typed(Words const& words);
 /// The key that a word stands for: `command` and `event` are short for two keys.
 std::string keyOf(std::string const& word);
 
-/// The number that a word spells out; nothing for another word, or if the number is out of range.
-template <typename Number>
-std::optional<Number> parsed(std::string const& word) {
-    Number number{};
-    char const* const end = word.data() + word.size();
-    auto const [last, failure] = std::from_chars(word.data(), end, number);
-    return failure == std::errc() && last == end ? std::optional(number) : std::nullopt;
-}
-
+/// The number that a word spells out. Throws for another word, and for a number out of range.
 int numberOf(std::string const& word);
 
 /// The range of a number type, for error messages.
