@@ -43,19 +43,19 @@ auto reading(Source from) {
     return [from] {
         return [from, value = std::make_shared<T>()] {
             from->getValue(*value);
-            use(value->data());
+            keepObservable(value->data());
         };
     };
 }
 
 void addReadsAndWrites(simulator::Television& television) {
-    Connected<StringAccess, objbus::ObjectString> const text(television, "text", strings(1, 8).front());
+    Connected<StringAccess, objbus::ObjectString> const text(television, "text", makeStrings(1, 8).front());
     add("ReadString", reading<std::string>(text.access));
     add("LimitReadString", reading<std::string>(text.object));
 
     for (int const count : {3, 100, 10000}) {
         std::string const suffix = "/" + std::to_string(count);
-        Strings const values = strings(count, 8);
+        Strings const values = makeStrings(count, 8);
         Connected<StringListAccess, objbus::ObjectVectorString> const list(television, "list" + suffix, values);
         add("ReadList" + suffix, reading<Strings>(list.access));
         add("LimitReadList" + suffix, reading<Strings>(list.object));
@@ -74,7 +74,7 @@ void addReadsAndWrites(simulator::Television& television) {
 
 class Handler final : public ValueHandler {
 public:
-    void handleNewValue(IValueObject const& value) override { use(&value); }
+    void handleNewValue(IValueObject const& value) override { keepObservable(&value); }
 };
 
 /// Calls the notification `NOTIFY` of an access object through the observer interface, as the model does.
@@ -94,15 +94,15 @@ void addNotifications() {
     using namespace objbus;
     addNotify<ObserverNumericInteger, &ObserverNumericInteger::notifyNewValue>("int", 1234567);
     addNotify<ObserverNumericInt64, &ObserverNumericInt64::notifyNewValue>("int64", 123456789012345LL);
-    addNotify<ObserverString, &ObserverString::notifyNewValue>("string", strings(1, 8).front());
+    addNotify<ObserverString, &ObserverString::notifyNewValue>("string", makeStrings(1, 8).front());
     addNotify<ObserverVectorNumericInteger, &ObserverVectorNumericInteger::notifyIntegerVector>("intList",
                                                                                                 Integers(10, 1234567));
-    addNotify<ObserverVectorString, &ObserverVectorString::notifyStringVector>("stringList", strings(3, 8));
+    addNotify<ObserverVectorString, &ObserverVectorString::notifyStringVector>("stringList", makeStrings(3, 8));
 }
 
 }  // namespace
 
-void addAccess() {
+void addAccessBenchmarks() {
     static simulator::Television television;
     addReadsAndWrites(television);
     addNotifications();

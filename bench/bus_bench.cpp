@@ -233,7 +233,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-    bench::keepHeap();
+    bench::keepFreedMemory();
     television::setLogLevel(television::LogLevel::off);
     std::string_view const part = argc > 1 ? argv[1] : "";
     if (part == "television") {

@@ -25,7 +25,7 @@ class Television {
 public:
     explicit Television(char const* address) {
         for (int const count : COUNTS) {
-            lists_.push_back(strings(count, LENGTH));
+            lists_.push_back(makeStrings(count, LENGTH));
         }
         expect(bus::openBus(bus_, address));
         expect(sd_bus_add_filter(bus_.get(), nullptr, handleMessage, nullptr));

@@ -30,7 +30,7 @@ struct BusFixture {
     std::string address{};
     std::unique_ptr<test::ChildProcess> bus = test::startBus(address);
     test::ChildProcess television{{"/proc/self/exe", "television", address}};
-    std::string const serving = television.readLine();
+    std::string const readyLine = television.readLine();
 };
 
 /// The name of a benchmark with the list of the length `COUNTS[which]`.

@@ -7,9 +7,9 @@
 
 namespace bench {
 
-void addLog() {
+void addLogBenchmarks() {
     add("LogRefused", [] {
-        return [text = strings(1, 8).front()] { DEBUG_LOG(LOG_DEBUG, "parameter %d:   %s ", 1, text.c_str()); };
+        return [text = makeStrings(1, 8).front()] { DEBUG_LOG(LOG_DEBUG, "parameter %d:   %s ", 1, text.c_str()); };
     });
     add("TraceRefused", [] { return [] { DEBUG_TRACE(); }; });
     add("LimitCheckCall", [] {
@@ -21,7 +21,8 @@ void addLog() {
     add("PeerSpdlogRefused", [] {
         auto logger = std::make_shared<spdlog::logger>("bench", std::make_shared<spdlog::sinks::null_sink_mt>());
         logger->set_level(spdlog::level::off);
-        return [logger, text = strings(1, 8).front()] { SPDLOG_LOGGER_DEBUG(logger, "parameter {}:   {} ", 1, text); };
+        return
+            [logger, text = makeStrings(1, 8).front()] { SPDLOG_LOGGER_DEBUG(logger, "parameter {}:   {} ", 1, text); };
     });
 }
 

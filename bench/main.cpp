@@ -24,7 +24,7 @@ std::int64_t iterationsOf(std::string_view option) {
 
 /// Takes the options of Google Benchmark. With `--iterations=N` as the first option, each call is made N times.
 int main(int argc, char** argv) {
-    bench::keepHeap();
+    bench::keepFreedMemory();
     if (argc > 1 && std::string_view(argv[1]).starts_with(OPTION)) {
         bench::iterations = iterationsOf(argv[1]);
         argv[1] = argv[0];
@@ -34,9 +34,9 @@ int main(int argc, char** argv) {
     benchmark::AddCustomContext("compiler", "GCC " __VERSION__);
 
     simulator::setLogLevel(simulator::LogLevel::off);
-    bench::addRelay();
-    bench::addValues();
-    bench::addAccess();
-    bench::addLog();
+    bench::addRelayBenchmarks();
+    bench::addValueBenchmarks();
+    bench::addAccessBenchmarks();
+    bench::addLogBenchmarks();
     return bench::runBenchmarks(argc, argv);
 }

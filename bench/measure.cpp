@@ -12,8 +12,8 @@ std::atomic<std::int64_t> allocationCount = 0;
 
 class Client final : public orvane::NRXModelAccessClient {
 public:
-    void onNRXCommandReceived(bench::Strings const& list) override { bench::use(list.data()); }
-    void onNRXEventReceived(bench::Strings const& list) override { bench::use(list.data()); }
+    void onNRXCommandReceived(bench::Strings const& list) override { bench::keepObservable(list.data()); }
+    void onNRXEventReceived(bench::Strings const& list) override { bench::keepObservable(list.data()); }
 };
 
 }  // namespace
@@ -35,7 +35,7 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(me
 
 namespace bench {
 
-Strings strings(int count, int length) {
+Strings makeStrings(int count, int length) {
     Strings list;
     for (int index = 0; index < count; ++index) {
         std::string text = std::to_string(index);
@@ -50,7 +50,7 @@ orvane::NRXModelAccessClient& client() {
     return instance;
 }
 
-void keepHeap() {
+void keepFreedMemory() {
     constexpr int KEPT_BYTES = 32 * 1024 * 1024;
     mallopt(M_MMAP_THRESHOLD, KEPT_BYTES);
     mallopt(M_TRIM_THRESHOLD, 4 * KEPT_BYTES);

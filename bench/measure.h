@@ -15,10 +15,10 @@ using namespace orvane::system::support;
 using Strings = std::vector<std::string>;
 
 /// `count` different strings of `length` characters.
-Strings strings(int count, int length);
+Strings makeStrings(int count, int length);
 
 /// Makes the compiler assume that the memory is read and written here.
-inline void use(void const* memory) {
+inline void keepObservable(void const* memory) {
     benchmark::DoNotOptimize(memory);
     benchmark::ClobberMemory();
 }
@@ -27,7 +27,7 @@ inline void use(void const* memory) {
 orvane::NRXModelAccessClient& client();
 
 /// Prevents the heap from returning memory to the system. Otherwise a call's time depends on the earlier benchmarks.
-void keepHeap();
+void keepFreedMemory();
 
 /// The number of calls of `operator new` so far, on all threads.
 std::int64_t heapAllocations();
@@ -57,9 +57,9 @@ void add(std::string const& name, Prepare const& prepare) {
     }
 }
 
-void addRelay();
-void addValues();
-void addAccess();
-void addLog();
+void addRelayBenchmarks();
+void addValueBenchmarks();
+void addAccessBenchmarks();
+void addLogBenchmarks();
 
 }  // namespace bench

@@ -31,7 +31,7 @@ private:
 struct LimitTwoCopies {
     void operator()(Strings const& list) const {
         Strings const value = list;  // NOLINT(performance-unnecessary-copy-initialization): the measured copy.
-        use(value.data());
+        keepObservable(value.data());
         Strings const received = value;  // NOLINT(performance-unnecessary-copy-initialization): as above.
         client().onNRXCommandReceived(received);
     }
@@ -71,13 +71,14 @@ struct PeerGVariant {
 
 template <typename Way>
 void addWay(std::string const& name, int count, int length) {
-    add(name + "/" + std::to_string(count) + "/" + std::to_string(length),
-        [count, length] { return [way = std::make_shared<Way>(), list = strings(count, length)] { (*way)(list); }; });
+    add(name + "/" + std::to_string(count) + "/" + std::to_string(length), [count, length] {
+        return [way = std::make_shared<Way>(), list = makeStrings(count, length)] { (*way)(list); };
+    });
 }
 
 }  // namespace
 
-void addRelay() {
+void addRelayBenchmarks() {
     for (int const length : {8, 48}) {
         for (int const count : {1, 3, 100, 10000}) {
             addWay<Relay>("Relay", count, length);

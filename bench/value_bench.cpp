@@ -51,7 +51,7 @@ std::string renderedByStream(ValueObject const& value) {
 
 template <typename Render>
 void addRendering(std::string const& name, ValueObject const& value, Render render) {
-    add(name, [value, render] { return [value, render] { use(render(value).data()); }; });
+    add(name, [value, render] { return [value, render] { keepObservable(render(value).data()); }; });
 }
 
 template <typename T>
@@ -62,14 +62,14 @@ void addListConversion(std::string const& name, int count, ValueObject const& el
     add(name, [list] {
         return [list] {
             std::vector<T> const converted = list;
-            use(converted.data());
+            keepObservable(converted.data());
         };
     });
 }
 
 }  // namespace
 
-void addValues() {
+void addValueBenchmarks() {
     ValueObject const list = listOf(1, 22, 333, 4444, 55555, 666666, 7777777, 88888888, 999999999, -1);
     std::pair<char const*, ValueObject> const kinds[] = {
         {"int", ValueObject(1234567)},
@@ -90,7 +90,7 @@ void addValues() {
     for (int const count : {3, 100, 10000}) {
         std::string const name = "ListConversion/" + std::to_string(count);
         addListConversion<int>(name + "/int", count, ValueObject(1234567));
-        addListConversion<std::string>(name + "/string", count, ValueObject(strings(1, 8).front()));
+        addListConversion<std::string>(name + "/string", count, ValueObject(makeStrings(1, 8).front()));
     }
 }
 

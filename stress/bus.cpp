@@ -53,7 +53,7 @@ struct Client final : orvane::NRXModelAccessClient {
 
     std::atomic<int> lists = 0;
     std::atomic<int> starts = 0;
-    Sequence sequence{};
+    ListSequence sequence{};
     std::atomic<bool> hasMissed = false;
     std::atomic<bool> isAwaited = false;
     std::atomic<Clock::time_point> awaitedTime{};  ///< When the awaited list arrived.

@@ -22,7 +22,7 @@ public:
         publishAction(SOURCE_SWITCH, [](auto const& /*arguments*/) {
             return simulator::ActionAnswer{.outcome = simulator::ActionAnswer::Results{{0, 0, 0, "done"}}};
         });
-        thread_ = std::jthread([this](std::stop_token const& stop) { change(stop); });
+        thread_ = std::jthread([this](std::stop_token const& stop) { runChanges(stop); });
     }
 
     void stop() { thread_ = {}; }
@@ -50,18 +50,18 @@ public:
             "the television tells what clients did");
     }
 
-    std::atomic<int> begun = 0;  ///< The number of the lists that are being set.
-    std::atomic<int> done = 0;   ///< The number of the lists that were set last.
+    std::atomic<int> startedNumber = 0;   ///< The number of the lists that are being set.
+    std::atomic<int> finishedNumber = 0;  ///< The number of the lists that were set last.
 
 private:
-    void change(std::stop_token const& stop) {
+    void runChanges(std::stop_token const& stop) {
         constexpr int MOST_PENDING = 50;  // Otherwise the notifications would fill the memory.
         for (int number = 1; !stop.stop_requested(); ++number) {
             List const list = encodeList(number);
-            begun = number;
+            startedNumber = number;
             set(COMMAND, list);
             set(EVENT, list);
-            done = number;
+            finishedNumber = number;
             set(VALUE, number);
             setRows(TABLE, {list, list});
             if (number % MOST_PENDING == 0) {

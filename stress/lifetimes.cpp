@@ -40,15 +40,15 @@ struct Receiver {
 struct Client final : orvane::NRXModelAccessClient, Receiver {
     void onNRXCommandReceived(List const& list) override { receive(list, commands); }
     void onNRXEventReceived(List const& list) override { receive(list, events); }
-    void receive(List const& list, Sequence& sequence) {
+    void receive(List const& list, ListSequence& sequence) {
         checkPresence();
         expect(!sequence.isGapBefore(list) || mayMiss, "no list is missing between two others");
         ++counts.lists;
         react();
     }
 
-    Sequence commands;
-    Sequence events;
+    ListSequence commands;
+    ListSequence events;
     bool mayMiss = false;
     std::function<void()> react = [] {};
 };
@@ -66,22 +66,22 @@ void receiveAll(ChangingTelevision& television, int round) {
     Client client;
     auto access = std::make_unique<NRXModelAccess>(&client);
     access->start();
-    int const begun = television.begun;
+    int const startedNumber = television.startedNumber;
     access->startCommandListener();
     access->startEventListener();
-    waitUntil([&] { return client.events.last > begun + round % 4; });
+    waitUntil([&] { return client.events.last > startedNumber + round % 4; });
     if (round % 8 == 0) {
         access->requestStartNRXService();
         television.callOtherOperations();
     }
-    int const done = television.done;
+    int const finishedNumber = television.finishedNumber;
     television.waitUntilDelivered();
     access->stopCommandListener();
     access->stopEventListener();
-    for (Sequence const& lists : {std::cref(client.commands), std::cref(client.events)}) {
-        if (lists.first > begun + 1 || lists.last < done) {
-            fail("lists " + std::to_string(begun + 1) + " to " + std::to_string(done) + " were due, " +
-                 std::to_string(lists.first) + " to " + std::to_string(lists.last) + " came");
+    for (ListSequence const& lists : {std::cref(client.commands), std::cref(client.events)}) {
+        if (lists.first > startedNumber + 1 || lists.last < finishedNumber) {
+            fail("lists " + std::to_string(startedNumber + 1) + " to " + std::to_string(finishedNumber) +
+                 " were due, " + std::to_string(lists.first) + " to " + std::to_string(lists.last) + " came");
         }
     }
     access.reset();

@@ -56,7 +56,7 @@ inline int decodeList(List const& list) {
 }
 
 /// The lists that a client receives.
-struct Sequence {
+struct ListSequence {
     /// Fails unless the list is whole and newer than the last list. Returns whether lists are missing between the two.
     bool isGapBefore(List const& list) {
         int const number = decodeList(list);

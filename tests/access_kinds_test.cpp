@@ -42,7 +42,7 @@ TEST_F(TelevisionTest, EveryInstanceTracesAndDeliversEveryNotification) {
     EXPECT_EQ(tv.counts(KEY).disconnects, 5);
 }
 
-TEST_F(TelevisionTest, AKeyThatIsMissingIsNeverAskedFor) {
+TEST_F(TelevisionTest, TheKeyMissingIsNeverConnected) {
     std::string text = "before";
     EXPECT_EQ(ValueAccessT<ObserverString>("missing").getValue(text), 8);
     EXPECT_EQ(logged(), (Lines{VALUE.error("connect", "Value is 'missing'."),
@@ -72,7 +72,9 @@ struct RecordingActionHandler : ActionHandler {
     RecordingActionHandler(ActionAccess& from, Lines& lines) : access(from), records(lines) {}
     ~RecordingActionHandler() override { records.emplace_back("gone"); }
 
-    void handleResult(unsigned int actionId, ValueObject const& results) override { record(actionId, shown(results)); }
+    void handleResult(unsigned int actionId, ValueObject const& results) override {
+        record(actionId, typeAndText(results));
+    }
     void handleExecutionError(unsigned int actionId, int error) override {
         record(actionId, "error " + std::to_string(error));
     }
@@ -85,7 +87,7 @@ struct RecordingActionHandler : ActionHandler {
     Lines& records;
 };
 
-TEST_F(TelevisionTest, AnActionsAnswersAreLoggedAndPassedOnToAHandlerThatTheCallHolds) {
+TEST_F(TelevisionTest, ActionLogsAnswersAndKeepsItsHandlerDuringTheCall) {
     Lines records;
     ActionAccess access(KEY);
     unsigned int id = 4;
@@ -159,7 +161,7 @@ public:
         std::vector<TableOrder>{{3, 4}});
 };
 
-TEST_F(IteratorTest, ANotificationIsPassedOnAsItIsWhateverTheState) {
+TEST_F(IteratorTest, EveryNotificationReachesTheHandlerUnchanged) {
     Strings const row{"a"};
     std::vector<Strings const*> const chunk{&row, &row};
     access->notifyReadRow(row);
@@ -200,7 +202,7 @@ TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {
     EXPECT_EQ(released(), std::pair(2, 1));
     tv.waitUntilDelivered();
     logged();
-    beforeOwnLine = [&, count = 1]() mutable { EXPECT_EQ(released(), std::pair(2, count++)); };
+    beforeLineOfOwnThread = [&, count = 1]() mutable { EXPECT_EQ(released(), std::pair(2, count++)); };
     access.reset();  // Disconnects between its two lines, and does not destroy the iterator.
     EXPECT_EQ(logged(), ITERATOR.traced("~IteratorAccess"));
 }

@@ -120,7 +120,7 @@ struct Refusal {
 class AccessTest : public TelevisionTest, public ::testing::WithParamInterface<bool> {
 public:
     AccessTest() {
-        ownLinesOnly = true;
+        refusesOtherThreads = true;
         silent = GetParam();
     }
 
@@ -161,7 +161,7 @@ public:
 };
 INSTANTIATE_TEST_SUITE_P(Refused, AccessTest, ::testing::Bool());
 
-TEST_P(AccessTest, ARefusedConnectSaysWhyAndSoDoesEveryReadAndWrite) {
+TEST_P(AccessTest, FailedConnectsReturnAndLogTheirStatus) {
     std::vector<Refusal> refusals{{.root = RootLookup::refused},
                                   {.root = RootLookup::emptyReference},
                                   {.root = RootLookup::nullObject},
@@ -178,7 +178,7 @@ TEST_P(AccessTest, ARefusedConnectSaysWhyAndSoDoesEveryReadAndWrite) {
     }
 }
 
-TEST_P(AccessTest, AReadOrWriteNeedsItsTypeAndNamesAnyOther) {
+TEST_P(AccessTest, ReadsAndWritesOfAnotherTypeFailAndLogTheType) {
     for (int const number : TYPES) {
         auto const type = static_cast<ObjectTypeSpec>(number);
         TableAccess access(KEY);  // Accepts objects of every type.
@@ -198,7 +198,7 @@ TEST_P(AccessTest, AReadOrWriteNeedsItsTypeAndNamesAnyOther) {
     EXPECT_EQ(std::pair(counts.reads, counts.writes), std::pair(5, 11));
 }
 
-TEST_P(AccessTest, AnIteratorHasNoObjectOfItsOwnAndNeedsATable) {
+TEST_P(AccessTest, AnIteratorNeedsATableAndHasNoObject) {
     IteratorAccess access(KEY, nullptr, IteratorType{}, {}, {}, {});
     for (Operation const& operation : OPERATIONS) {
         EXPECT_EQ(operation.call(access), 6);
@@ -221,7 +221,7 @@ TEST_P(AccessTest, AnIteratorHasNoObjectOfItsOwnAndNeedsATable) {
     }
 }
 
-TEST_P(AccessTest, TheBudgetDecidesAttemptsAndSleeps) {
+TEST_P(AccessTest, TheBudgetLimitsAttemptsAndSleeps) {
     for (Kind const& kind : KINDS) {
         auto const access = kind.make();
         for (auto const& [budgetMs, attempts, sleeps] : std::vector<std::tuple<int, int, std::size_t>>{
@@ -240,18 +240,20 @@ TEST_P(AccessTest, TheBudgetDecidesAttemptsAndSleeps) {
     EXPECT_EQ(tv.counts(KEY).disconnects, static_cast<int>(std::size(KINDS)));
 }
 
-TEST_P(AccessTest, WhatThrowsLeavesNoRegistrationThatCanBeEnded) {
+TEST_P(AccessTest, ExceptionsOfTheModelLeaveNoRegistration) {
     Renamed<ValueAccessT<ObserverString>> value;
     Renamed<ActionAccess> action;
     tv.publishTable(KEY, {});
-    beforeOwnLine = [] { throw std::bad_alloc(); };  // The log throws at the mismatch; then the model throws, too.
+    beforeLineOfOwnThread = [] {
+        throw std::bad_alloc();
+    };  // The log throws at the mismatch; then the model throws, too.
     for (Call const call : {Call::none, Call::disconnect}) {
         tv.throwFrom(KEY, call);
         EXPECT_THROW(value.connect(0), std::bad_alloc);
         EXPECT_THROW(action.connect(0), std::bad_alloc);
         EXPECT_EQ(tv.registrations(KEY), call == Call::none ? 0 : 2);
     }
-    beforeOwnLine = [] {};
+    beforeLineOfOwnThread = [] {};
     tv.throwFrom(KEY, Call::none);
     EXPECT_EQ(value.connect(0) + action.connect(0), 12);
     EXPECT_EQ(tv.counts("alias").disconnects, 2);  // The disconnect of a refused object uses `getName`.

@@ -35,7 +35,7 @@ struct BusClientDeathTest : PlainValueTest<int> {
     }
 };
 
-TEST_F(BusClientDeathTest, ConnectsWhenTheBusComes) {
+TEST_F(BusClientDeathTest, ConnectsWhenTheBusStarts) {
     expectTrue([this] {
         driver::killBus();
         Client<int> const early(key);
@@ -80,7 +80,7 @@ struct LostValue : PlainValueTest<T> {
 };
 TYPED_TEST_SUITE(LostValue, PlainTypes, );
 
-TYPED_TEST(LostValue, RefusesMeanwhileAndNotifiesAnotherValueAtReturn) {
+TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
     auto const& list = this->values;
     auto client = driver::published(this->key, list[2]);
     for (driver::Loss const& loss : driver::LOSSES) {
@@ -137,7 +137,7 @@ TYPED_TEST(LostValue, RefusesMeanwhileAndNotifiesAnotherValueAtReturn) {
     }
 }
 
-TYPED_TEST(LostValue, ComesBackWithTheNextTelevisionThatHasIt) {
+TYPED_TEST(LostValue, IsRecoveredFromTheNextTelevisionThatPublishesIt) {
     for (driver::Loss const& loss : driver::LOSSES) {
         SCOPED_TRACE(loss.name);
         auto client = driver::published(this->key, this->values[0]);
@@ -167,7 +167,7 @@ TYPED_TEST(LostValue, ComesBackWithTheNextTelevisionThatHasIt) {
     }
 }
 
-TYPED_TEST(LostValue, MayComeLaterOrAsAnotherType) {
+TYPED_TEST(LostValue, MayBePublishedLaterOrWithAnotherType) {
     using Other = std::conditional_t<std::is_same_v<TypeParam, std::string>, int, std::string>;
     for (driver::Loss const& loss : driver::LOSSES) {
         SCOPED_TRACE(loss.name);
@@ -240,8 +240,8 @@ TEST_P(LostTelevision, AnswersEveryInvocationOnce) {
     EXPECT_EQ(driver::received(client), expected);
 }
 
-TEST_P(LostTelevision, NotifiesItsIteratorsWhichStayDestroyable) {
-    driver::kill();
+TEST_P(LostTelevision, NotifiesIteratorsWhichCanStillBeDestroyed) {
+    driver::killTelevision();
     driver::publishTable(key, {{"a"}});
     driver::start();  // The first iterators of both televisions, `old` and `renewed`, have the same path.
     Client<ObjectTable> table(key);

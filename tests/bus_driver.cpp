@@ -119,7 +119,7 @@ void failReads(Key key, int status) { tv.command("tv fail read " + typed(key) + 
 
 std::vector<std::string> lastArguments() { return tv.arguments; }
 
-void kill() {
+void killTelevision() {
     tv.program->end(SIGKILL);
     tv.program.reset();
     test::awaitStatus(television::STATUS_NO_TELEVISION);

@@ -3,7 +3,7 @@
 
 namespace test::diagnostics_test {
 
-TEST(DebugLog, WritesTheWholeLineAndEvaluatesNothingOfARefusedOne) {
+TEST(DebugLog, WritesWholeLinesAndEvaluatesNoArgumentsOfRefusedLines) {
     std::vector<unsigned int> codes;
     simulator::LogCapture log([&codes](DebugLevelRecord& record) {
         codes.push_back(record.levelCode);
@@ -31,7 +31,7 @@ TEST(DebugLog, WritesTheWholeLineAndEvaluatesNothingOfARefusedOne) {
     EXPECT_EQ(lines[0].text, "[B-LOG] diagnostics_test.cpp:" + std::to_string(line) + ":TestBody(): text and -5\n");
 }
 
-TEST(DebugTrace, EveryWayOutWritesTheLineOfTheEntryWhateverBecameOfThat) {
+TEST(DebugTrace, EveryExitWritesATraceLineWithTheLineOfTheEntry) {
     enum Answer { NO, YES, FAILS } answer = NO;
     simulator::LogCapture log([&](DebugLevelRecord&) { return answer == FAILS ? throw std::bad_alloc() : answer; });
     std::string const place = "] diagnostics_test.cpp:" + std::to_string(__LINE__ + 5) + ":TestBody() \n";
@@ -54,7 +54,7 @@ TEST(DebugTrace, EveryWayOutWritesTheLineOfTheEntryWhateverBecameOfThat) {
     }
 }
 
-TEST(LogSink, OutlivesTheObjectsOfTheProcess) {
+TEST(LogSink, IsUsableDuringStaticDestruction) {
     auto const exitWithSink = [] {
         std::shared_ptr<void> destroyed(nullptr, [](void*) { std::_Exit(1); });
         simulator::setLogSink([destroyed = std::move(destroyed)](auto&&...) {});

@@ -66,7 +66,7 @@ TEST_F(FacadeTest, ConstructionConnectsNothingAndDestructionReleasesEverything) 
     EXPECT_EQ(tv.lookups(), 4);  // Two connects and two disconnects.
 }
 
-TEST_F(FacadeTest, StartConnectsBothListsWhateverBecomesOfTheFirst) {
+TEST_F(FacadeTest, StartConnectsTheEventListEvenIfTheCommandListFails) {
     facade.emplace();
     tv.failConnects(COMMAND, {.status = 1, .attempts = 10});
     tv.failConnects(EVENT, {.status = 2, .attempts = 10});
@@ -81,25 +81,25 @@ TEST_F(FacadeTest, StartConnectsBothListsWhateverBecomesOfTheFirst) {
                                                 FACADE.info("start", " connect event  Value, status: 0")}));
 }
 
-TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilTheFacadeGoes) {
+TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilDestruction) {
     facade.emplace(&client);
     facade->start();
     facade->startCommandListener();
     logged();
     EXPECT_EQ(received({"a\0b"s, "\xff\xc0", "%s%n"}), (Calls{{"command", {"a\0b"s, "\xff\xc0", "%s%n"}}}));
     EXPECT_EQ(logged().at(4), FACADE.debug("onNRXCommandValueChanged", "parameter 2:   %s%n "));
-    ownLinesOnly = true;  // Does not log the long lists.
+    refusesOtherThreads = true;  // Does not log the long lists.
     for (Strings const& list : {Strings(100'000, "x"), Strings{std::string(16U << 20U, 'y')}}) {
         EXPECT_TRUE((received(list) == Calls{{"command", list}}));
     }
-    ownLinesOnly = false;
-    beforeOwnLine = [this] { EXPECT_EQ(received({"late"}), Calls{}); };
+    refusesOtherThreads = false;
+    beforeLineOfOwnThread = [this] { EXPECT_EQ(received({"late"}), Calls{}); };
     facade.reset();  // Drops lists from its first line on.
 }
 
 TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
     ValueObject const list = listOf({ValueObject("x"s), ValueObject(2), ValueObject(true)});
-    beforeOwnLine = [this] { EXPECT_EQ(client.take(), Calls{}); };  // The client is called after all lines.
+    beforeLineOfOwnThread = [this] { EXPECT_EQ(client.take(), Calls{}); };  // The client is called after all lines.
     for (bool const command : {true, false}) {
         facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);
         logged();
@@ -139,7 +139,7 @@ TEST_F(FacadeTest, InformationIsReadFromItsOwnKeyAndLogged) {
     }
 }
 
-TEST_F(FacadeTest, InjectedObjectsAreUsedInTheirPlacesAndReleasedLast) {
+TEST_F(FacadeTest, InjectedAccessObjectsAreUsedAndReleasedLast) {
     Lines released;
     auto const noted = [&released]<typename Access>(Access* access) {
         return std::shared_ptr<Access>(access, [&released](Access* last) {
@@ -154,7 +154,7 @@ TEST_F(FacadeTest, InjectedObjectsAreUsedInTheirPlacesAndReleasedLast) {
     facade->startCommandListener();
     EXPECT_EQ(received({"no handler"}), Calls{});
     facade->requestStartNRXService();
-    beforeOwnLine = [&] { released.push_back(std::to_string(tv.counts(SOURCE_SWITCH).disconnects)); };
+    beforeLineOfOwnThread = [&] { released.push_back(std::to_string(tv.counts(SOURCE_SWITCH).disconnects)); };
     facade.reset();  // Disconnects the action between its two lines.
     EXPECT_EQ(released, (Lines{"0", "1", "production", "feature", "version", COMMAND, EVENT}));
 }
@@ -170,7 +170,7 @@ TEST_F(FacadeTest, ListsAreReadAndWrittenByTheirKeyOnly) {
         facade->setAccessValue(key, {});
         EXPECT_EQ(logged(), FACADE.traced("setAccessValue", written));
     };
-    ownLinesOnly = true;
+    refusesOtherThreads = true;
     tv.failReads(EVENT, {42});
     expectLines(COMMAND, {}, BASE.traced("setValue"));
     EXPECT_EQ(values, Strings{});

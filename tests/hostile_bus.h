@@ -12,37 +12,37 @@
 /// private bus that carries no message of more than a million bytes.
 namespace test {
 
-inline constexpr char LIST[] = "/nrx/Television1/model/l";
-inline constexpr char ACTION[] = "/nrx/Television1/model/a";
-inline constexpr char TABLE[] = "/nrx/Television1/model/r";
-inline constexpr char ITERATOR[] = "/nrx/Television1/iterator/1";
-inline constexpr char CHANGED[] = "PropertiesChanged";
-inline constexpr char REMOVED[] = "InterfacesRemoved";
-inline constexpr char SYNC[] = "Sync";
-inline constexpr auto& LISTS = television::PlainKind<Strings>::INTERFACE;
-inline constexpr auto& PROPERTIES = bus::PROPERTIES_INTERFACE;
-inline constexpr auto& MANAGER = bus::MANAGER_INTERFACE;
+inline constexpr char LIST_PATH[] = "/nrx/Television1/model/l";
+inline constexpr char ACTION_PATH[] = "/nrx/Television1/model/a";
+inline constexpr char TABLE_PATH[] = "/nrx/Television1/model/r";
+inline constexpr char ITERATOR_PATH[] = "/nrx/Television1/iterator/1";
+inline constexpr char PROPERTIES_CHANGED[] = "PropertiesChanged";
+inline constexpr char INTERFACES_REMOVED[] = "InterfacesRemoved";
+inline constexpr char SYNC_METHOD[] = "Sync";
+inline constexpr auto& LIST_INTERFACE = television::PlainKind<Strings>::INTERFACE;
+inline constexpr auto& PROPERTIES_INTERFACE = bus::PROPERTIES_INTERFACE;
+inline constexpr auto& MANAGER_INTERFACE = bus::MANAGER_INTERFACE;
 
 /// Appends a body of any D-Bus types to a message.
 using Body = std::function<int(sd_bus_message* message)>;
 template <typename... Values>
-Body with(char const* types, Values... values) {
+Body makeBody(char const* types, Values... values) {
     return [=](sd_bus_message* message) { return sd_bus_message_append(message, types, values...); };
 }
 
 /// Replies to a call with a body, an error or the value of a list, or does not reply.
 using Answer = std::function<int(sd_bus_message* call)>;
 template <typename... Values>
-Answer returns(char const* types, Values... values) {
+Answer replyWith(char const* types, Values... values) {
     return [=](sd_bus_message* call) { return sd_bus_reply_method_return(call, types, values...); };
 }
-inline Answer fails(char const* error, char const* text) {
+inline Answer replyWithError(char const* error, char const* text) {
     return [=](sd_bus_message* call) {
         sd_bus_error const answer{error, text, 0};
         return sd_bus_reply_method_error(call, &answer);
     };
 }
-inline Answer returnsList(Strings const& list) {
+inline Answer replyWithList(Strings const& list) {
     return [list](sd_bus_message* call) {
         sd_bus_message* made = nullptr;
         sd_bus_message_new_method_return(call, &made);
@@ -50,7 +50,7 @@ inline Answer returnsList(Strings const& list) {
         return bus::appendVariant(made, "as", list) < 0 ? -1 : sd_bus_send(nullptr, made, nullptr);
     };
 }
-inline int never(sd_bus_message* /*call*/) { return 1; }
+inline int withholdReply(sd_bus_message* /*call*/) { return 1; }
 
 /// A signal, and the records of the observers that receive the signal.
 struct Signal {
@@ -61,10 +61,14 @@ struct Signal {
     Strings received{};
 };
 inline Signal const VALID_SIGNALS[] = {
-    {LIST, PROPERTIES, CHANGED, with("sa{sv}as", LISTS, 1, "Value", "as", 2, "x", "y", 0), {"x", "y"}},
-    {ACTION, bus::ACTION_INTERFACE, "ExecutionError", with("ui", 2, 5), {"2 error 5 "}},
-    {TABLE, bus::TABLE_INTERFACE, "Updated", with("i", 7), {"update 7 "}},
-    {ITERATOR, bus::ITERATOR_INTERFACE, "TotalCount", with("i", 3), {"count 3 "}},
+    {LIST_PATH,
+     PROPERTIES_INTERFACE,
+     PROPERTIES_CHANGED,
+     makeBody("sa{sv}as", LIST_INTERFACE, 1, "Value", "as", 2, "x", "y", 0),
+     {"x", "y"}},
+    {ACTION_PATH, bus::ACTION_INTERFACE, "ExecutionError", makeBody("ui", 2, 5), {"2 error 5 "}},
+    {TABLE_PATH, bus::TABLE_INTERFACE, "Updated", makeBody("i", 7), {"update 7 "}},
+    {ITERATOR_PATH, bus::ITERATOR_INTERFACE, "TotalCount", makeBody("i", 3), {"count 3 "}},
 };
 
 struct Clients {
@@ -86,11 +90,11 @@ public:
             log.record(line);
         });
         for (auto const& [key, type] : {std::pair("n", 1), {"l", 4}, {"a", 5}, {"r", 6}, {"x", 2}, {"y", 1}}) {
-            answers[key + " Type"s] = returns("v", "i", type);
+            answers[key + " Type"s] = replyWith("v", "i", type);
         }
         startTelevision();
         serve([this] { clients = std::make_unique<Clients>(); });
-        answers["CreateIterator"] = returns("o", "/nrx/Television1/iterator/2");
+        answers["CreateIterator"] = replyWith("o", "/nrx/Television1/iterator/2");
         received();
     }
     /// Expects that the clients receive valid signals after the test.
@@ -117,12 +121,12 @@ public:
     void restartTelevision() {
         startTelevision();
         EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
-        Answer const right = std::exchange(answers["CreateIterator"], returns("o", ITERATOR));
+        Answer const right = std::exchange(answers["CreateIterator"], replyWith("o", ITERATOR_PATH));
         serveUntilDone([this] { return (clients->iterator = clients->iterate()) == nullptr; });
         answers["CreateIterator"] = right;
     }
     void send(Signal const& signal) const {
-        send(signal, television.get(), signal.path == ITERATOR ? clientName.c_str() : nullptr);
+        send(signal, television.get(), signal.path == ITERATOR_PATH ? clientName.c_str() : nullptr);
     }
     static void send(Signal const& signal, sd_bus* bus, char const* destination) {
         sd_bus_message* made = nullptr;
@@ -168,11 +172,11 @@ public:
         if (Strings value; method == "Get" && sd_bus_message_read(call, "ss", nullptr, &property) > 0) {
             method = bus::keyOf(sd_bus_message_get_path(call)).value_or("none") + ' ' + property;
         } else if (method == "Set" && sd_bus_message_skip(call, "ss") > 0 && bus::readVariant(call, "as", value) >= 0) {
-            self.answers["l Value"] = returnsList(value);
+            self.answers["l Value"] = replyWithList(value);
         }
         auto const found = self.answers.find(method);
         int const result =
-            found != self.answers.end() ? found->second(call) : fails(SD_BUS_ERROR_UNKNOWN_OBJECT, "")(call);
+            found != self.answers.end() ? found->second(call) : replyWithError(SD_BUS_ERROR_UNKNOWN_OBJECT, "")(call);
         EXPECT_TRUE(result >= 0 || sd_bus_is_open(self.television.get()) <= 0) << method;
         return 1;
     }
@@ -190,15 +194,15 @@ public:
     }
 
     std::map<std::string, Answer> answers{
-        {"n Value", returns("v", "i", 7)},
-        {"l Value", returns("v", "as", 0)},
-        {"Invoke", returns("u", 1)},
-        {"CreateIterator", returns("o", ITERATOR)},
-        {"x Value", returns("v", "s", "")},
-        {"y Value", returns("v", "i", 7)},
-        {"Set", returns("")},
-        {SYNC, returns("")},
-        {"GetManagedObjects", returns("a{oa{sa{sv}}}", 0)},
+        {"n Value", replyWith("v", "i", 7)},
+        {"l Value", replyWith("v", "as", 0)},
+        {"Invoke", replyWith("u", 1)},
+        {"CreateIterator", replyWith("o", ITERATOR_PATH)},
+        {"x Value", replyWith("v", "s", "")},
+        {"y Value", replyWith("v", "i", 7)},
+        {"Set", replyWith("")},
+        {SYNC_METHOD, replyWith("")},
+        {"GetManagedObjects", replyWith("a{oa{sa{sv}}}", 0)},
     };
     bus::Bus television;
     std::string clientName;

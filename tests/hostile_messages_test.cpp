@@ -50,9 +50,9 @@ constexpr Operation LIST_ALL{"GetManagedObjects", [](auto& /*clients*/) {
                                  EXPECT_EQ(objects.size(), status == 0 ? 0 : 1);
                                  return status;
                              }};
-constexpr Operation SYNCHRONIZE{SYNC, [](auto& /*clients*/) { return bus::waitUntilDelivered(); }};
+constexpr Operation SYNCHRONIZE{SYNC_METHOD, [](auto& /*clients*/) { return bus::waitUntilDelivered(); }};
 
-TEST_F(HostileBus, AWrongAnswerIsAStatus) {
+TEST_F(HostileBus, InvalidRepliesBecomeStatuses) {
     struct Row {
         Operation operation;
         int status;
@@ -60,37 +60,46 @@ TEST_F(HostileBus, AWrongAnswerIsAStatus) {
     };
     constexpr char ALL[] = "a{oa{sa{sv}}}";
     auto const& OBJECT = bus::OBJECT_INTERFACE;
-    Answer const unknown = fails(SD_BUS_ERROR_UNKNOWN_PROPERTY, "");
+    Answer const unknown = replyWithError(SD_BUS_ERROR_UNKNOWN_PROPERTY, "");
     std::vector<Row> rows{
-        {CONNECT, 124, {returns(""), returns("v", "s", "2"), returns("v", "i", 1)}},  // Type 1, but a string value.
-        {CONNECT, 0, {returns("v", "i", 99), returns("v", "i", -1)}},                 // Unknown types are accepted.
+        {CONNECT,
+         124,
+         {replyWith(""), replyWith("v", "s", "2"), replyWith("v", "i", 1)}},  // Type 1, but a string value.
+        {CONNECT, 0, {replyWith("v", "i", 99), replyWith("v", "i", -1)}},     // Unknown types are accepted.
         {CONNECT, 104, {unknown}},
-        {CONNECT_NUMBER, 124, {returns("v", "x", 7LL)}},
+        {CONNECT_NUMBER, 124, {replyWith("v", "x", 7LL)}},
         {CONNECT_NUMBER, 104, {unknown}},
-        {READ, 124, {returns("v", "s", "x"), returns("v", "aas", 1, 1, "x")}},
+        {READ, 124, {replyWith("v", "s", "x"), replyWith("v", "aas", 1, 1, "x")}},
         {READ, 106, {unknown}},
-        {READ_NUMBER, 0, {returns("v", "s", "x"), unknown, never}},
-        {WRITE, 0, {returns("s", "x")}},  // The body of a reply to a write is not read.
-        {INVOKE, 124, {returns("i", 5)}},
-        {ITERATE, -1, {returns(""), never, returns("o", LIST), returns("o", bus::MODEL_PATH)}},  // No iterator's path.
-        {ITERATE, 109, {fails(bus::STATUS_ERROR, "109")}},
-        {LIST_ALL, 124, {returns(""), returns("s", "x"), returns("a{sa{sa{sv}}}", 1, LIST, 0)}},
-        {LIST_ALL, 124, {returns("a{os}", 1, LIST, ""), returns(ALL, 1, LIST, 1, OBJECT, 1, "Type", "s", "2")}},
-        {LIST_ALL, 0, {returns(ALL, 1, LIST, 1, LISTS, 1, "Type", "i", 2)}},
-        {LIST_ALL, 0, {returns(ALL, 1, "/elsewhere", 1, OBJECT, 1, "Type", "i", 2)}},
-        {SYNCHRONIZE, 0, {returns("s", "x")}},
+        {READ_NUMBER, 0, {replyWith("v", "s", "x"), unknown, withholdReply}},
+        {WRITE, 0, {replyWith("s", "x")}},  // The body of a reply to a write is not read.
+        {INVOKE, 124, {replyWith("i", 5)}},
+        {ITERATE,
+         -1,
+         {replyWith(""), withholdReply, replyWith("o", LIST_PATH),
+          replyWith("o", bus::MODEL_PATH)}},  // No iterator's path.
+        {ITERATE, 109, {replyWithError(bus::STATUS_ERROR, "109")}},
+        {LIST_ALL, 124, {replyWith(""), replyWith("s", "x"), replyWith("a{sa{sa{sv}}}", 1, LIST_PATH, 0)}},
+        {LIST_ALL,
+         124,
+         {replyWith("a{os}", 1, LIST_PATH, ""), replyWith(ALL, 1, LIST_PATH, 1, OBJECT, 1, "Type", "s", "2")}},
+        {LIST_ALL, 0, {replyWith(ALL, 1, LIST_PATH, 1, LIST_INTERFACE, 1, "Type", "i", 2)}},
+        {LIST_ALL, 0, {replyWith(ALL, 1, "/elsewhere", 1, OBJECT, 1, "Type", "i", 2)}},
+        {SYNCHRONIZE, 0, {replyWith("s", "x")}},
     };
     for (Operation const& operation : {CONNECT, READ, WRITE, INVOKE}) {
         int const missing = operation.method == CONNECT.method ? 104 : 106;
         rows.insert(
             rows.end(),
-            {{operation, -4, {fails(bus::STATUS_ERROR, "-4")}},
-             {operation, 124, {fails(bus::STATUS_ERROR, nullptr), fails(SD_BUS_ERROR_FAILED, "4")}},
-             {operation, 110, {fails(SD_BUS_ERROR_ACCESS_DENIED, "4"), fails(SD_BUS_ERROR_LIMITS_EXCEEDED, "")}},
-             {operation, missing, {fails(SD_BUS_ERROR_UNKNOWN_OBJECT, "")}}});
+            {{operation, -4, {replyWithError(bus::STATUS_ERROR, "-4")}},
+             {operation, 124, {replyWithError(bus::STATUS_ERROR, nullptr), replyWithError(SD_BUS_ERROR_FAILED, "4")}},
+             {operation,
+              110,
+              {replyWithError(SD_BUS_ERROR_ACCESS_DENIED, "4"), replyWithError(SD_BUS_ERROR_LIMITS_EXCEEDED, "")}},
+             {operation, missing, {replyWithError(SD_BUS_ERROR_UNKNOWN_OBJECT, "")}}});
     }
     for (Operation const& operation : {CONNECT, READ, WRITE, INVOKE, LIST_ALL, SYNCHRONIZE}) {
-        rows.push_back({operation, 122, {never}});
+        rows.push_back({operation, 122, {withholdReply}});
     }
     for (auto const& [operation, status, wrong] : rows) {
         for (Answer const& answer : wrong) {
@@ -110,7 +119,7 @@ TEST_F(HostileBus, AWrongAnswerIsAStatus) {
     }
 }
 
-TEST_F(HostileBus, AWrongSignalOrSenderIsNotReceived) {
+TEST_F(HostileBus, InvalidSignalsAndSendersAreIgnored) {
     auto const& MODEL = bus::MODEL_PATH;
     auto const& OBJECT = bus::OBJECT_INTERFACE;
     constexpr char NOTHING[] = "/nrx/Television1/model/nothing";
@@ -119,8 +128,8 @@ TEST_F(HostileBus, AWrongSignalOrSenderIsNotReceived) {
     char const* name = nullptr;
     ASSERT_GE(sd_bus_get_unique_name(stranger.get(), &name), 0);
     std::vector<Signal> signals(std::begin(VALID_SIGNALS), std::end(VALID_SIGNALS));
-    signals.push_back({MODEL, MANAGER, REMOVED, with("oas", LIST, 1, OBJECT)});
-    signals.push_back({bus::BUS_PATH, bus::BUS_NAME, "NameOwnerChanged", with("sss", bus::SERVICE, "", name)});
+    signals.push_back({MODEL, MANAGER_INTERFACE, INTERFACES_REMOVED, makeBody("oas", LIST_PATH, 1, OBJECT)});
+    signals.push_back({bus::BUS_PATH, bus::BUS_NAME, "NameOwnerChanged", makeBody("sss", bus::SERVICE, "", name)});
     for (Signal const& signal : signals) {
         send(signal, stranger.get(), nullptr);
         send(signal, stranger.get(), clientName.c_str());
@@ -131,21 +140,26 @@ TEST_F(HostileBus, AWrongSignalOrSenderIsNotReceived) {
         EXPECT_EQ(received(), Strings{}) << signal.name;
     }
     for (Body const& body :
-         {with(""), with("s", LIST), with("o", LIST), with("os", LIST, OBJECT), with("sas", LIST, 1, OBJECT),
-          with("oas", LIST, 1, LISTS), with("oas", "/elsewhere", 1, OBJECT), with("oas", NOTHING, 1, OBJECT)}) {
-        send({MODEL, MANAGER, REMOVED, body});
-        send({MODEL, MANAGER, "InterfacesAdded", body});
-        send({NOTHING, PROPERTIES, CHANGED, body});
-        send({LIST, MANAGER, REMOVED, with("oas", LIST, 1, OBJECT)});
+         {makeBody(""), makeBody("s", LIST_PATH), makeBody("o", LIST_PATH), makeBody("os", LIST_PATH, OBJECT),
+          makeBody("sas", LIST_PATH, 1, OBJECT), makeBody("oas", LIST_PATH, 1, LIST_INTERFACE),
+          makeBody("oas", "/elsewhere", 1, OBJECT), makeBody("oas", NOTHING, 1, OBJECT)}) {
+        send({MODEL, MANAGER_INTERFACE, INTERFACES_REMOVED, body});
+        send({MODEL, MANAGER_INTERFACE, "InterfacesAdded", body});
+        send({NOTHING, PROPERTIES_INTERFACE, PROPERTIES_CHANGED, body});
+        send({LIST_PATH, MANAGER_INTERFACE, INTERFACES_REMOVED, makeBody("oas", LIST_PATH, 1, OBJECT)});
     }
     EXPECT_EQ(received(), Strings{});
     for (auto const& [what, signal] : std::initializer_list<std::pair<std::string, Signal>>{
-             {"l", {LIST, PROPERTIES, CHANGED, with("sa{sv}as", LISTS, 1, "Value", "s", "x", 0)}},
-             {"l", {LIST, PROPERTIES, CHANGED, with("sa{sv}as", LISTS, 1, "Other", "s", "x", 1, "Value")}},
-             {"l", {LIST, PROPERTIES, CHANGED, with("s", LISTS)}},
-             {"a", {ACTION, bus::ACTION_INTERFACE, "ExecutionError", with("us", 2, "x")}},
-             {"r", {TABLE, bus::TABLE_INTERFACE, "Updated", with("s", "x")}},
-             {ITERATOR, {ITERATOR, bus::ITERATOR_INTERFACE, "RowRead", with("s", "x")}}}) {
+             {"l",
+              {LIST_PATH, PROPERTIES_INTERFACE, PROPERTIES_CHANGED,
+               makeBody("sa{sv}as", LIST_INTERFACE, 1, "Value", "s", "x", 0)}},
+             {"l",
+              {LIST_PATH, PROPERTIES_INTERFACE, PROPERTIES_CHANGED,
+               makeBody("sa{sv}as", LIST_INTERFACE, 1, "Other", "s", "x", 1, "Value")}},
+             {"l", {LIST_PATH, PROPERTIES_INTERFACE, PROPERTIES_CHANGED, makeBody("s", LIST_INTERFACE)}},
+             {"a", {ACTION_PATH, bus::ACTION_INTERFACE, "ExecutionError", makeBody("us", 2, "x")}},
+             {"r", {TABLE_PATH, bus::TABLE_INTERFACE, "Updated", makeBody("s", "x")}},
+             {ITERATOR_PATH, {ITERATOR_PATH, bus::ITERATOR_INTERFACE, "RowRead", makeBody("s", "x")}}}) {
         send(signal);
         EXPECT_EQ(received(),
                   Strings{"ERROR [BUS] " + what + ": notify failed, status 124: the message violates the interface"});
@@ -167,14 +181,14 @@ TEST_F(HostileBus, AKeyIsServedOrRefused) {
     for (auto const& [key, status] : {Row("x", 0), Row("\xff\x01 /\0"s, 0), Row(std::string(1500, 'k'), 0),
                                       Row(std::string(70'000, '\xff'), 123), Row("", 104), Row("..\n\x1b", 104)}) {
         if (status != 104) {
-            answers[key + " Type"] = returns("v", "i", 2);
+            answers[key + " Type"] = replyWith("v", "i", 2);
         }
         EXPECT_EQ(serve([&name = key] { return connectOnce(name); }, status), status) << key.substr(0, 10);
         EXPECT_EQ(received(), Strings{});
     }
 }
 
-TEST_F(HostileBus, AMessageThatTheBusDoesNotCarryIsLostAlone) {
+TEST_F(HostileBus, AMessageTooLargeForTheBusAffectsNoOther) {
     auto const write = [&](std::size_t length) {
         Strings texts;
         for (int at = 0; at < 10'000; ++at) {
@@ -189,7 +203,7 @@ TEST_F(HostileBus, AMessageThatTheBusDoesNotCarryIsLostAlone) {
     EXPECT_EQ(write(148), 122);  // The bus has closed the client's connection.
     auto const readList = [&] { return clients->list.readStatus(); };
     serveUntilDone(readList);
-    Answer const right = std::exchange(answers["l Value"], returnsList(Strings(20'000, read[0])));
+    Answer const right = std::exchange(answers["l Value"], replyWithList(Strings(20'000, read[0])));
     EXPECT_EQ(serve(readList), 122);  // The bus has closed the television's connection.
     answers["l Value"] = right;
     restartTelevision();

@@ -23,13 +23,13 @@ struct HeldCalls {
     std::size_t most = 0;
 };
 
-TEST_F(HostileBus, AConnectTakesTheAnswerToAnEarlierAttempt) {
+TEST_F(HostileBus, AConnectUsesTheReplyToAnEarlierAttempt) {
     HeldCalls held;
     RecordingObserver<std::string> observer;
     Object* object = nullptr;
     auto const connect = [&] { return root().connectObject("x", &observer, object); };
-    Signal const change{"/nrx/Television1/model/x", PROPERTIES, CHANGED,
-                        with("sa{sv}as", television::PlainKind<std::string>::INTERFACE, 1, "Value", "s", "new", 0)};
+    Signal const change{"/nrx/Television1/model/x", PROPERTIES_INTERFACE, PROPERTIES_CHANGED,
+                        makeBody("sa{sv}as", television::PlainKind<std::string>::INTERFACE, 1, "Value", "s", "new", 0)};
     Answer const right = std::exchange(answers["x Type"], held.hold());
     for (int attempts = 0; attempts < 5; ++attempts) {
         EXPECT_EQ(serve(connect), 122);
@@ -43,7 +43,7 @@ TEST_F(HostileBus, AConnectTakesTheAnswerToAnEarlierAttempt) {
     EXPECT_TRUE(held.calls.empty());
     EXPECT_EQ(root().disconnectObject("x", &observer, object), 0);
     EXPECT_EQ(serve(connect), 122);
-    held.answer(fails(SD_BUS_ERROR_UNKNOWN_OBJECT, ""));
+    held.answer(replyWithError(SD_BUS_ERROR_UNKNOWN_OBJECT, ""));
     received();
     EXPECT_EQ(connect(), 104);  // Uses the earlier call's reply.
     answers["x Type"] = right;
@@ -61,11 +61,11 @@ TEST_F(HostileBus, ManyClientsReceiveTheChangesThatTheyMissed) {
     HeldCalls held;
     auto const answerAll = [&](Answer const& value) {
         for (int number = 0; number < COUNT; ++number) {
-            answers["k" + std::to_string(number) + " Type"] = returns("v", "i", 1);
+            answers["k" + std::to_string(number) + " Type"] = replyWith("v", "i", 1);
             answers["k" + std::to_string(number) + " Value"] = value;
         }
     };
-    answerAll(returns("v", "i", 1));
+    answerAll(replyWith("v", "i", 1));
     serve([&] {
         for (int number = 0; number < COUNT; ++number) {
             many.push_back(std::make_unique<Client<int>>("k" + std::to_string(number)));
@@ -81,7 +81,7 @@ TEST_F(HostileBus, ManyClientsReceiveTheChangesThatTheyMissed) {
         received();
         bool const fail = failed < 100;
         failed += fail ? held.calls.size() : 0;
-        held.answer(fail ? fails(SD_BUS_ERROR_LIMITS_EXCEEDED, "") : returns("v", "i", 2));
+        held.answer(fail ? replyWithError(SD_BUS_ERROR_LIMITS_EXCEEDED, "") : replyWith("v", "i", 2));
     }
     received();
     EXPECT_LE(held.most, 64U);
@@ -102,15 +102,15 @@ TEST_F(HostileBus, AReadAfterTheReturnIsRepeatedUntilItSucceeds) {
     restartAndHoldRead();
     EXPECT_GE(sd_bus_release_name(television.get(), bus::SERVICE), 0);
     serveUntilDone([this] { return clients->list.readStatus() - 101; });
-    held.answer(returnsList({"of an earlier owner"}));
-    answers["l Value"] = fails(SD_BUS_ERROR_LIMITS_EXCEEDED, "");
+    held.answer(replyWithList({"of an earlier owner"}));
+    answers["l Value"] = replyWithError(SD_BUS_ERROR_LIMITS_EXCEEDED, "");
     EXPECT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
     while (log.take().empty()) {  // Until the failed read is logged.
         serve(bus::waitUntilDelivered);
     }
     std::unique_ptr<Client<Strings>> other;
     serve([&other] { other = std::make_unique<Client<Strings>>("l"); });
-    answers["l Value"] = returnsList({"missed"});
+    answers["l Value"] = replyWithList({"missed"});
     for (Strings all; std::count(all.begin(), all.end(), "missed") == 0;) {
         received().swap(all);
         EXPECT_EQ(std::count(all.begin(), all.end(), "of an earlier owner"), 0);
@@ -118,13 +118,14 @@ TEST_F(HostileBus, AReadAfterTheReturnIsRepeatedUntilItSucceeds) {
 
     restartAndHoldRead();
     send(VALID_SIGNALS[0]);
-    send({bus::MODEL_PATH, MANAGER, REMOVED, with("oas", LIST, 1, bus::OBJECT_INTERFACE)});
+    send(
+        {bus::MODEL_PATH, MANAGER_INTERFACE, INTERFACES_REMOVED, makeBody("oas", LIST_PATH, 1, bus::OBJECT_INTERFACE)});
     for (int times = 0; times < 2; ++times) {
         received();
         EXPECT_EQ(serve([&] { return clients->list.write({"new"}); }), 106);
-        held.answer(returnsList({"late"}));
+        held.answer(replyWithList({"late"}));
     }
-    answers["l Value"] = returnsList({});
+    answers["l Value"] = replyWithList({});
     restartTelevision();
     EXPECT_EQ(other->disconnect(), 0);
     received();
@@ -134,11 +135,11 @@ TEST_F(HostileBus, AChangeAfterTheReturnIsReceivedLast) {
     bool isRead = false;
     Answer const value = std::exchange(answers["l Value"], [&isRead](sd_bus_message* call) {
         isRead = true;
-        return returnsList({"earlier"})(call);
+        return replyWithList({"earlier"})(call);
     });
-    Answer const sync = std::exchange(answers[SYNC], [&](sd_bus_message* call) {
+    Answer const sync = std::exchange(answers[SYNC_METHOD], [&](sd_bus_message* call) {
         std::exchange(isRead, false) ? send(VALID_SIGNALS[0]) : void();
-        return returns("")(call);
+        return replyWith("")(call);
     });
     restartTelevision();
     Strings all;
@@ -148,7 +149,7 @@ TEST_F(HostileBus, AChangeAfterTheReturnIsReceivedLast) {
     }
     EXPECT_EQ(all, (Strings{"x", "y", "ready 126 "}));
     answers["l Value"] = value;
-    answers[SYNC] = sync;
+    answers[SYNC_METHOD] = sync;
 }
 
 TEST_F(HostileBus, AReplyIsReadWhileANotificationRuns) {
@@ -156,16 +157,16 @@ TEST_F(HostileBus, AReplyIsReadWhileANotificationRuns) {
     clients->list.onReceived = [&] { EXPECT_EQ(status.get_future().get(), 0); };
     answers["n Value"] = [this](sd_bus_message* call) {
         send(VALID_SIGNALS[0]);
-        return returns("v", "i", 8)(call);
+        return replyWith("v", "i", 8)(call);
     };
     serve([&] { status.set_value(clients->number.read() - 8); });
     EXPECT_EQ(received(), VALID_SIGNALS[0].received);
     clients->list.onReceived = [] {};
 }
 
-TEST_F(HostileBus, TheOldestOfManyActionsIsForgotten) {
+TEST_F(HostileBus, TheOldestOfManyPendingInvocationsIsDropped) {
     constexpr unsigned int MOST = 1000;
-    answers["Invoke"] = [next = MOST + 1](auto* call) mutable { return returns("u", next--)(call); };
+    answers["Invoke"] = [next = MOST + 1](auto* call) mutable { return replyWith("u", next--)(call); };
     serve([this] {
         unsigned int id = 0;
         for (unsigned int count = 0; count <= MOST; ++count) {

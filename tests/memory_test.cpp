@@ -108,7 +108,7 @@ public:
     simulator::Television tv;
 };
 
-TEST_F(MemoryTest, MayRunOutAtAnyMoment) {
+TEST_F(MemoryTest, EveryAllocationMayFail) {
     tv.publish(COMMAND, Strings{});
     tv.publish(EVENT, LIST);
     tv.publish(SOFTWARE_VERSION, LIST[0]);

@@ -102,7 +102,7 @@ TEST(TableContract, RowsAreReadThroughIterators) {
     EXPECT_TRUE(rowObserver.take().empty() && columnObserver.take().empty());
 }
 
-TEST(TextContract, ATextThatIsNotCarriedIsRefusedWholeAndLogged) {
+TEST(TextContract, TextsThatTheBusDoesNotCarryAreRefusedAndLogged) {
     auto text = driver::published(testKey() + ".text", "before"s);
     auto list = driver::published(testKey() + ".list", Strings{"before"});
     driver::publishAction(testKey() + ".action");

@@ -20,7 +20,7 @@ void expectSlots(std::size_t first, Members... members) {
     }
 }
 
-TEST(Slots, TheTelevisionsObjects) {
+TEST(Slots, PlatformClasses) {
     expectSlots(2, &Object::getType, &ObjectNumericInteger::setValue, &ObjectNumericInteger::getValue);
     expectSlots(3, &ObjectNumericInt64::setValue, &ObjectNumericInt64::getValue);
     expectSlots(3, &ObjectString::getValue, &ObjectString::setValue);
@@ -29,7 +29,7 @@ TEST(Slots, TheTelevisionsObjects) {
     expectSlots(5, &ObjectAction::invoke);
 }
 
-TEST(Slots, WhatTheEmbeddingProcessImplements) {
+TEST(Slots, ClientInterfaces) {
     expectSlots(0, &ValueHandler::handleNewValue);
     expectSlots(0, &ActionHandler::handleResult, &ActionHandler::handleExecutionError);
     using H = IteratorHandler;
@@ -49,7 +49,7 @@ void expectFields(std::size_t size, Fields... fields) {
     }
 }
 
-TEST(Fields, StandInTheirOrderAndAreAllThereIs) {  // Compiled with -fno-access-control.
+TEST(Fields, HaveTheRecordedOrderAndSizes) {  // Compiled with -fno-access-control.
     constexpr std::size_t WORD = sizeof(void*);
     constexpr std::size_t TEXT = sizeof(std::string);
     constexpr std::size_t ACCESS = 6 * WORD + TEXT;

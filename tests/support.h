@@ -58,7 +58,7 @@ inline ValueObject listOf(std::vector<ValueObject> const& elements) {
 }
 
 /// Returns the type and the text of a value.
-inline std::string shown(IValueObject const& value) {
+inline std::string typeAndText(IValueObject const& value) {
     return std::to_string(value.type()) + " " + value.convertToStringType();
 }
 
@@ -106,19 +106,19 @@ public:
     }
 
     simulator::Television tv;
-    std::atomic<bool> silent = false;             ///< Refuses every line.
-    std::atomic<bool> ownLinesOnly = false;       ///< Refuses the lines of other threads.
-    std::function<void()> beforeOwnLine = [] {};  ///< Called before each line of this thread.
+    std::atomic<bool> silent = false;                     ///< Refuses every line.
+    std::atomic<bool> refusesOtherThreads = false;        ///< Refuses the lines of other threads.
+    std::function<void()> beforeLineOfOwnThread = [] {};  ///< Called before each line of this thread.
     std::thread::id const ownThread = std::this_thread::get_id();
     simulator::LogCapture log{[this](DebugLevelRecord&) {
         bool const own = std::this_thread::get_id() == ownThread;
-        own ? beforeOwnLine() : void();
-        return !silent && (own || !ownLinesOnly);
+        own ? beforeLineOfOwnThread() : void();
+        return !silent && (own || !refusesOtherThreads);
     }};
 };
 
 struct RecordingHandler : ValueHandler {
-    void handleNewValue(IValueObject const& value) override { values.push_back(shown(value)); }
+    void handleNewValue(IValueObject const& value) override { values.push_back(typeAndText(value)); }
 
     Lines values;
 };

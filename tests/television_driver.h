@@ -50,7 +50,7 @@ auto received(Recorder& observer) {
 
 // These functions kill a television on a bus, and return when the clients have been notified of the loss. After `start`
 // the television has the earlier objects, with the changes that the test made during the loss.
-void kill();
+void killTelevision();
 void killBus();  ///< The television ends, too.
 
 /// Starts the television, and a killed bus at its earlier address. Returns after `syncReads`.
@@ -66,7 +66,7 @@ struct Loss {
     int status;
 };
 inline constexpr Loss LOSSES[] = {
-    {"Television", kill, television::STATUS_NO_TELEVISION},
+    {"Television", killTelevision, television::STATUS_NO_TELEVISION},
     {"Bus", killBus, television::STATUS_NO_BUS},
 };
 

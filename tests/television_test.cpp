@@ -24,7 +24,7 @@ TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
     EXPECT_THROW(simulator::LogCapture(), std::logic_error);
 }
 
-TEST(Iterators, KeepABoundedNumberOfDestroyedOnes) {
+TEST(Iterators, KeepALimitedNumberOfDestroyedIterators) {
     television::Iterators<int> iterators;
     std::vector<std::weak_ptr<int>> destroyed;
     for (std::size_t count = 0; count <= iterators.MAX_DESTROYED; ++count) {

@@ -22,7 +22,7 @@ template <typename T>
 using PlainValueContract = PlainValueTest<T>;
 TYPED_TEST_SUITE(PlainValueContract, PlainTypes, );
 
-TYPED_TEST(PlainValueContract, CarriesEveryValueBothWays) {
+TYPED_TEST(PlainValueContract, ReadsAndWritesEveryValue) {
     Client<TypeParam> early(this->key);
     auto client = driver::published(this->key, EDGES<TypeParam>.back());
     Client<TypeParam> other(this->key);

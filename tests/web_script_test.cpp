@@ -49,7 +49,7 @@ protected:
     std::weak_ptr<ScriptBinding> binding;
 };
 
-TEST_F(ScriptTest, TextsAreWhatUtf8SaysOfTheBytes) {
+TEST_F(ScriptTest, TextsAreDecodedAsUtf8) {
     run("nrx.oncommand = ({detail}) => received.push(detail.map((text) => text.replace(/\\0/g, '(zero)')),"
         "Object.isFrozen(detail))");
     television.set(COMMAND, Strings{"a\0b"s, "", "\xc3\xa4\xf0\x9f\x93\xba", "\xff<\xc3", "\xed\xa0\x80", "\"\\\n"});
@@ -65,7 +65,7 @@ TEST_F(ScriptTest, TextsAreWhatUtf8SaysOfTheBytes) {
     run("show('pagehide')");
 }
 
-TEST_F(ScriptTest, AHiddenPageDoesNothingAndAShownOneGoesOn) {
+TEST_F(ScriptTest, AHiddenPagePausesAndAShownPageResumes) {
     television.set(COMMAND, Strings{"dropped"});
     television.waitUntilDelivered();
     run("call(nrx.get('event')); show('pagehide', true); call(nrx.set('event', ['never']))");
@@ -75,13 +75,13 @@ TEST_F(ScriptTest, AHiddenPageDoesNothingAndAShownOneGoesOn) {
     television.waitUntilDelivered();
     run("nrx.onevent = null; show('pageshow', true); call(nrx.get('event'))");
     runUntil("ends.length === 4");
-    television.set(COMMAND, Strings{"shown"});
+    television.set(COMMAND, Strings{"typeAndText"});
     runUntil("received.length > 0");
-    EXPECT_EQ(run("[received, ends[3]]"), R"([["shown"],[]])");
+    EXPECT_EQ(run("[received, ends[3]]"), R"([["typeAndText"],[]])");
     run("show('pagehide')");
 }
 
-TEST_F(ScriptTest, ADocumentThatIsGoneIsHeldByNothing) {
+TEST_F(ScriptTest, ADestroyedDocumentIsReleased) {
     run("call(nrx.get('event'))");
     context = nullptr;
     ASSERT_FALSE(binding.expired());  // While attached, the binding and its script own each other.

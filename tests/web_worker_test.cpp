@@ -176,7 +176,7 @@ TEST_F(FacadeWorkerTest, ListsAreConnectedAgainWhileADocumentListens) {
     worker->detach(*document.queue);
 }
 
-TEST_F(FacadeWorkerTest, NothingIsDoneForADocumentThatIsGone) {
+TEST_F(FacadeWorkerTest, CallsOfADetachedDocumentAreDropped) {
     std::promise<void> isInvoked;
     std::promise<void> isGone;
     television.publishAction(orvane::model_keys::SOURCE_SWITCH, [&](auto const&) -> simulator::ActionAnswer {
@@ -206,7 +206,7 @@ TEST_F(FacadeWorkerTest, NothingIsDoneForADocumentThatIsGone) {
     EXPECT_EQ(television.registrations(COMMAND), 0);
 }
 
-TEST(EventQueueTest, OlderListsOfATypeGiveWayAboveTheBound) {
+TEST(EventQueueTest, NewerListsReplaceOlderListsAboveTheBound) {
     simulator::LogCapture log;
     int wakes = 0;
     EventQueue queue([&] { ++wakes; });
