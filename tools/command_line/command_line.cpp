@@ -9,7 +9,7 @@
 
 namespace command_line {
 
-void complain(std::string const& program, std::string const& what) {
+void printError(std::string const& program, std::string const& what) {
     std::cerr << program + ": " + television::printable(what) + "\n";
 }
 
@@ -54,7 +54,7 @@ std::optional<int> CommandLine::parse(int argc, char** argv) {
     } catch (CLI::Success const& help) {
         return app_->exit(help);
     } catch (CLI::ParseError const& error) {
-        complain(app_->get_name(), error.what());
+        printError(app_->get_name(), error.what());
         return EXIT_NOT_STARTED;
     }
 }
@@ -66,7 +66,7 @@ int runProgram(std::string const& program, int failure, int (*run)(int argc, cha
     }
     return status;
 } catch (std::exception const& error) {
-    complain(program, error.what());
+    printError(program, error.what());
     return failure;
 }
 

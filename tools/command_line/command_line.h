@@ -16,7 +16,7 @@ namespace command_line {
 constexpr int EXIT_NOT_STARTED = 2;  ///< The options or the files that they name are invalid.
 
 /// Prints an error as one line on standard error, with control characters escaped.
-void complain(std::string const& program, std::string const& what);
+void printError(std::string const& program, std::string const& what);
 
 /// The command-line options of a program. The variables must outlive this object.
 class CommandLine {

@@ -12,7 +12,7 @@ namespace {
 class BusTelevision final : public TelevisionView {
 public:
     /// The television's own process does so.
-    void restore() override {}
+    void makeReachable() override {}
 
     /// None while the television does not answer. The user may still type a key.
     [[nodiscard]] Words keys() const override {
@@ -34,7 +34,7 @@ private:
 
     void showMore(std::string const& key, objbus::ObjectTypeSpec type) override {
         if (hasValue(type)) {
-            printLine("value: " + readValue(key));
+            printLine("value: " + readValueAsText(key));
         }
     }
 };

@@ -55,7 +55,7 @@ Console::Console(std::unique_ptr<TelevisionCommands> television) : television_(s
 
 Console::~Console() {
     if (television_) {
-        television_->restore();
+        television_->makeReachable();
     }
 }
 

@@ -22,7 +22,7 @@ namespace {
 constexpr int EXIT_FAILED = 1;
 
 int fail(std::string const& what) {
-    command_line::complain(NRX_PROGRAM, what);
+    command_line::printError(NRX_PROGRAM, what);
     return command_line::EXIT_NOT_STARTED;
 }
 

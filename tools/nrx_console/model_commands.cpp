@@ -203,7 +203,7 @@ bool hasValue(objbus::ObjectTypeSpec type) {
     return usePlainKind(typeName(type), []<typename T>() {});
 }
 
-std::string readValue(std::string const& word) {
+std::string readValueAsText(std::string const& word) {
     AnyObject object(word);
     std::string text;
     object.useValueType([&]<typename T>() {
@@ -221,7 +221,7 @@ ModelCommands::~ModelCommands() = default;
 Commands ModelCommands::commands() {
     return {
         {"read", "KEY", "read a value",
-         [](auto const& arguments) { printLine(typed(arguments[0]) + ": " + readValue(arguments[0])); }},
+         [](auto const& arguments) { printLine(typed(arguments[0]) + ": " + readValueAsText(arguments[0])); }},
         {"write", "KEY VALUE...", "write a value", write},
         {"watch", "KEY", "print each new value", [this](auto const& arguments) { watch(arguments); }},
         {"unwatch", "KEY", "no longer print new values", [this](auto const& arguments) { unwatch(arguments); }},

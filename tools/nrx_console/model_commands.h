@@ -20,7 +20,7 @@ void expectTelevision();
 bool hasValue(objbus::ObjectTypeSpec type);
 
 /// The value of an object, as it can be typed. Throws `CommandError` if it has none.
-std::string readValue(std::string const& word);
+std::string readValueAsText(std::string const& word);
 
 class InvokedAction;
 

@@ -16,14 +16,14 @@ namespace nrx_console {
 namespace {
 
 std::mutex mutex;
-std::function<void(std::string const&, Kind)> lineTaker;
+std::function<void(std::string const&, Kind)> lineSink;
 
 /// The mutex is held.
 void print(std::string const& line, Kind kind) {
-    if (lineTaker) {
-        lineTaker(line, kind);
+    if (lineSink) {
+        lineSink(line, kind);
     } else {
-        (kind == Kind::ordinary ? std::cout : std::cerr) << onScreen(line, kind) + "\n" << std::flush;
+        (kind == Kind::ordinary ? std::cout : std::cerr) << formattedForScreen(line, kind) + "\n" << std::flush;
     }
 }
 
@@ -34,19 +34,19 @@ void printLine(std::string const& line, Kind kind) {
     print(line, kind);
 }
 
-void printLineIfRead(std::string line, Kind kind) {
+void printLineOrDrop(std::string line, Kind kind) {
     // A pipe that is ready for writing accepts this many bytes at once.
     line = television::shortened(std::move(line), PIPE_BUF - 4);
     std::lock_guard const lock(mutex);
     pollfd output{kind == Kind::ordinary ? STDOUT_FILENO : STDERR_FILENO, POLLOUT, 0};
-    if (lineTaker || ::poll(&output, 1, 0) > 0) {
+    if (lineSink || ::poll(&output, 1, 0) > 0) {
         print(line, kind);
     }
 }
 
-void setLineTaker(std::function<void(std::string const&, Kind)> taker) {
+void setLineSink(std::function<void(std::string const&, Kind)> sink) {
     std::lock_guard const lock(mutex);
-    lineTaker = std::move(taker);
+    lineSink = std::move(sink);
 }
 
 }  // namespace nrx_console

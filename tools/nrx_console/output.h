@@ -13,10 +13,10 @@ enum class Kind { ordinary, critical, error, information, detail };
 void printLine(std::string const& line, Kind kind = Kind::ordinary);
 
 /// Writes a line without waiting for a reader: shortens a long line, and drops the line if there is no room.
-void printLineIfRead(std::string line, Kind kind = Kind::ordinary);
+void printLineOrDrop(std::string line, Kind kind = Kind::ordinary);
 
-/// Passes the lines to `taker` instead, on the thread that prints them. If `taker` is empty, lines are written again,
-/// and no call of the earlier taker is running on return.
-void setLineTaker(std::function<void(std::string const& line, Kind kind)> taker);
+/// Passes the lines to `sink` instead, on the thread that prints them. If `sink` is empty, lines are written again,
+/// and no call of the earlier sink is running on return.
+void setLineSink(std::function<void(std::string const& line, Kind kind)> sink);
 
 }  // namespace nrx_console

@@ -24,13 +24,13 @@ void printEach(std::string line, std::vector<Element> const& elements, WordsOf c
 void printInvocation(std::string const& key, std::vector<objbus::Argument> const& arguments) {
     constexpr std::size_t MOST_PRINTED = 20;
     constexpr std::size_t MOST_PRINTED_BYTES = 500;  // Escaped, four times as many.
-    printLineIfRead("television: " + typed(television::shortened(key, MOST_PRINTED_BYTES)) + " invoked with");
+    printLineOrDrop("television: " + typed(television::shortened(key, MOST_PRINTED_BYTES)) + " invoked with");
     for (std::size_t at = 0; at < std::min(arguments.size(), MOST_PRINTED); ++at) {
-        printLineIfRead("  " + std::to_string(arguments[at].index) + ": " +
+        printLineOrDrop("  " + std::to_string(arguments[at].index) + ": " +
                         typed(television::shortened(arguments[at].value, MOST_PRINTED_BYTES)));
     }
     if (arguments.size() > MOST_PRINTED) {
-        printLineIfRead("  and " + std::to_string(arguments.size() - MOST_PRINTED) + " more");
+        printLineOrDrop("  and " + std::to_string(arguments.size() - MOST_PRINTED) + " more");
     }
 }
 
@@ -48,8 +48,8 @@ void printRequest(simulator::IteratorRequest const& request) {
 }  // namespace
 
 SimulatedTelevision::SimulatedTelevision(std::vector<ModelObject> const& model, bool printsInvocations,
-                                         ContentCheck check)
-    : printsInvocations_(printsInvocations), check_(std::move(check)) {
+                                         ContentValidator check)
+    : printsInvocations_(printsInvocations), validate_(std::move(check)) {
     for (ModelObject const& object : model) {
         publish(object);
     }
@@ -61,7 +61,7 @@ Commands SimulatedTelevision::commands() {
         {"tv publish", "KEY " + typeNames() + " VALUE...", "publish an object; it replaces the key's earlier one",
          [this](auto const& arguments) {
              Content const content = contentFromWords(arguments[1], {arguments.begin() + 2, arguments.end()});
-             check_(content);
+             validate_(content);
              publish({keyOf(arguments[0]), content});
          }},
         {"tv set", "KEY VALUE...", "change a value or the rows of a table",
@@ -74,7 +74,7 @@ Commands SimulatedTelevision::commands() {
          }},
         {"tv answer result", "VALUE...", "answer later invocations with results",
          [this](auto const& arguments) {
-             check_(television::Value(arguments));
+             validate_(television::Value(arguments));
              outcome_ = argumentsOf(arguments);
          }},
         {"tv answer error", "NUMBER", "answer later invocations with an execution error",
@@ -113,7 +113,7 @@ void SimulatedTelevision::set(Words const& arguments) {
         throw unexpected(arguments[0], "the key of a value or a table");
     }
     Content const changed = contentFromWords(typeName(*type), {arguments.begin() + 1, arguments.end()});
-    check_(changed);
+    validate_(changed);
     if (auto const* const rows = std::get_if<television::Rows>(&changed)) {
         television_.setRows(key, *rows);
     } else {

@@ -13,17 +13,17 @@ namespace nrx_console {
 class SimulatedTelevision final : public TelevisionView {
 public:
     /// Throws `CommandError` for content that the television does not accept.
-    using ContentCheck = std::function<void(Content const& content)>;
+    using ContentValidator = std::function<void(Content const& content)>;
 
     /// `printsInvocations` decides whether invocations of actions are printed. `check` is applied to the contents that
     /// commands set.
     explicit SimulatedTelevision(
         std::vector<ModelObject> const& model, bool printsInvocations = true,
-        ContentCheck check = [](Content const& /*content*/) {});
+        ContentValidator check = [](Content const& /*content*/) {});
     ~SimulatedTelevision() override { dropIterators(); }
 
     Commands commands() override;
-    void restore() override;
+    void makeReachable() override;
 
     simulator::Television& television() { return television_; }
 
@@ -45,7 +45,7 @@ private:
     decltype(simulator::ActionAnswer::outcome) outcome_;  ///< Of later invocations.
     unsigned int lastActionId_ = 0;
     bool const printsInvocations_;
-    ContentCheck const check_;
+    ContentValidator const validate_;
     simulator::Television television_;
 };
 

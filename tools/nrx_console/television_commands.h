@@ -20,7 +20,7 @@ public:
     /// The commands refer to this object.
     virtual Commands commands() = 0;
     /// Makes the television reachable, so that clients can disconnect.
-    virtual void restore() = 0;
+    virtual void makeReachable() = 0;
     [[nodiscard]] virtual Words keys() const = 0;
 };
 

@@ -52,7 +52,7 @@ auto choiceOf(Choices const& choices, std::string const& name) {
 
 Commands SimulatedTelevision::faultCommands() {
     return {
-        {"tv on", "", "make the television reachable again", [this](auto const&) { restore(); }},
+        {"tv on", "", "make the television reachable again", [this](auto const&) { makeReachable(); }},
         {"tv off", "", "make the television unreachable",
          [this](auto const&) { television_.setRootLookup(simulator::RootLookup::refused); }},
         {"tv root", namesOf(ROOTS), "choose what a lookup of the root interface returns",
@@ -80,7 +80,7 @@ Commands SimulatedTelevision::faultCommands() {
     };
 }
 
-void SimulatedTelevision::restore() { television_.setRootLookup(simulator::RootLookup::published); }
+void SimulatedTelevision::makeReachable() { television_.setRootLookup(simulator::RootLookup::published); }
 
 std::string SimulatedTelevision::faultyKey(std::string const& word) const {
     std::string key = keyOf(word);

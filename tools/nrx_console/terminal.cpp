@@ -96,12 +96,12 @@ public:
         sigaction(SIGINT, &action, nullptr);
         action.sa_handler = [](int /*signal*/) {};
         sigaction(SIGWINCH, &action, nullptr);
-        setLineTaker([this](std::string const& line, Kind kind) { print(line, kind); });
+        setLineSink([this](std::string const& line, Kind kind) { print(line, kind); });
     }
     LineEditor(LineEditor const&) = delete;
     LineEditor& operator=(LineEditor const&) = delete;
     ~LineEditor() {
-        setLineTaker({});
+        setLineSink({});
         el_end(editor_);
         history_end(history_);
         close(wake_);
@@ -143,10 +143,10 @@ private:
         if (kind != Kind::ordinary && isatty(STDERR_FILENO) == 0) {
             std::fputs((line + "\n").c_str(), stderr);
         } else if (isLineEdited) {
-            pending_.push_back(onScreen(line, kind));
+            pending_.push_back(formattedForScreen(line, kind));
             eventfd_write(wake_, 1);
         } else {
-            std::puts(onScreen(line, kind).c_str());
+            std::puts(formattedForScreen(line, kind).c_str());
             std::fflush(stdout);
         }
     }

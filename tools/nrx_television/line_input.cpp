@@ -35,7 +35,7 @@ std::optional<std::string> LineInput::takeLine() {
     }
     std::string line = std::move(lines_.front());
     lines_.pop_front();
-    ++number_;
+    ++lineNumber_;
     return line;
 }
 

@@ -23,7 +23,7 @@ public:
     /// The next line without its line feed, or nothing if none was read.
     std::optional<std::string> takeLine();
     /// The number of the line that was taken last, from 1.
-    [[nodiscard]] int number() const { return number_; }
+    [[nodiscard]] int lineNumber() const { return lineNumber_; }
 
 private:
     static int handleReadable(sd_event_source* source, int descriptor, unsigned int events, void* input) noexcept;
@@ -34,7 +34,7 @@ private:
     int const descriptor_;
     std::string partialLine_;  ///< The start of a line whose end was not read yet.
     std::deque<std::string> lines_;
-    int number_ = 0;
+    int lineNumber_ = 0;
     bus::EventSource source_;
 };
 

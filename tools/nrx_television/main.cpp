@@ -32,7 +32,7 @@ std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> con
     auto model = nrx_console::loadModel(file);
     for (auto const& [key, content] : model.objects) {
         try {
-            nrx_television::expectCarried(content);
+            nrx_television::requireCarriedContent(content);
         } catch (nrx_console::CommandError const& error) {
             throw nrx_console::ModelError(nrx_console::typed(file.value_or("")) + ": " + nrx_console::typed(key) +
                                           ": " + error.what());
@@ -82,7 +82,8 @@ int serve(nrx_console::SimulatedTelevision& television, Server& server, sd_event
         if (!line) {
             continue;
         }
-        auto const outcome = nrx_console::runLine(*line, "standard input:" + std::to_string(input->number()), execute);
+        auto const outcome =
+            nrx_console::runLine(*line, "standard input:" + std::to_string(input->lineNumber()), execute);
         if (outcome == nrx_console::Outcome::quit) {
             break;
         }
@@ -120,13 +121,13 @@ int run(int argc, char** argv) {
         allow(permissions, "--allow-reading", reading, Access::READ);
         objects = loadObjects(model);
     } catch (std::runtime_error const& error) {
-        command_line::complain(PROGRAM, error.what());
+        command_line::printError(PROGRAM, error.what());
         return command_line::EXIT_NOT_STARTED;
     }
     bus::Bus bus = bus::server::connectToBus(address.value_or(""));  // May take long, and is ended by a signal.
     blockTerminationSignals();
     bus::server::ServerLoop loop;
-    nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::expectCarried);
+    nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::requireCarriedContent);
     Server server(television.television(), loop, std::move(bus), std::move(permissions));
     server.requestName();
     nrx_console::printLine(std::string("serving ") + bus::SERVICE + ": " + std::to_string(server.objectCount()) +

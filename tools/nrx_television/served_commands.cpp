@@ -21,7 +21,7 @@ nrx_console::Commands ServedCommands::commands() {
     return all;
 }
 
-void expectCarried(nrx_console::Content const& content) {
+void requireCarriedContent(nrx_console::Content const& content) {
     auto const* const value = std::get_if<television::Value>(&content);
     auto const* const rows = std::get_if<television::Rows>(&content);
     bool const isCarried = value != nullptr

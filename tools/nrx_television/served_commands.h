@@ -16,7 +16,7 @@ public:
 
     /// The television's commands. "wait" also waits until the server has sent the signals.
     nrx_console::Commands commands() override;
-    void restore() override { television_.restore(); }
+    void makeReachable() override { television_.makeReachable(); }
     [[nodiscard]] nrx_console::Words keys() const override { return television_.keys(); }
 
 private:
@@ -25,6 +25,6 @@ private:
 };
 
 /// Throws `CommandError` for content with a text that the bus does not carry.
-void expectCarried(nrx_console::Content const& content);
+void requireCarriedContent(nrx_console::Content const& content);
 
 }  // namespace nrx_television

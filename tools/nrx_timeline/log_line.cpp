@@ -43,7 +43,7 @@ bool toNumber(std::string_view text, Number& number) {
 }
 
 /// Consumes a stamp. Returns false for an incomplete or invalid one, true for a line without a stamp.
-bool takeStamp(std::string_view& line, std::optional<Stamp>& stamp) {
+bool takeTimestamp(std::string_view& line, std::optional<Timestamp>& stamp) {
     constexpr std::int64_t MOST_SECONDS = 1'000'000'000'000;  // Their number of microseconds does not overflow.
     if (line.size() < 2 || line[0] != '[' || !isNumber(line.substr(1, 1))) {
         return true;
@@ -54,7 +54,7 @@ bool takeStamp(std::string_view& line, std::optional<Stamp>& stamp) {
     std::string_view thread;
     std::int64_t whole = 0;
     std::int64_t rest = 0;
-    Stamp found{};
+    Timestamp found{};
     if (!takeUntil(line, ".", seconds) || !takeUntil(line, " ", fraction) || !takeUntil(line, "] ", thread) ||
         !toNumber(seconds, whole) || whole > MOST_SECONDS || fraction.size() != 6 || !toNumber(fraction, rest) ||
         !toNumber(thread, found.thread)) {
@@ -66,19 +66,20 @@ bool takeStamp(std::string_view& line, std::optional<Stamp>& stamp) {
 }
 
 /// Consumes "file:line:".
-bool takePlace(std::string_view& line, std::string& place) {
+bool takeSourceLocation(std::string_view& line, std::string& sourceLocation) {
     std::string_view file;
     std::string_view number;
     if (!takeUntil(line, ":", file) || !takeUntil(line, ":", number) || file.empty() || !isNumber(number)) {
         return false;
     }
-    place = std::string(file) + ":" + std::string(number);
+    sourceLocation = std::string(file) + ":" + std::string(number);
     return true;
 }
 
 bool parseTrace(std::string_view line, std::string_view direction, LogLine& parsed) {
     std::string_view operation;
-    if (!takeUntil(line, direction, operation) || operation.empty() || !takePlace(line, parsed.place)) {
+    if (!takeUntil(line, direction, operation) || operation.empty() ||
+        !takeSourceLocation(line, parsed.sourceLocation)) {
         return false;
     }
     parsed.operation = operation;
@@ -87,7 +88,7 @@ bool parseTrace(std::string_view line, std::string_view direction, LogLine& pars
 
 bool parseMessage(std::string_view line, LogLine& parsed) {
     std::string_view operation;
-    if (!takePlace(line, parsed.place) || !takeUntil(line, "(): ", operation) || operation.empty()) {
+    if (!takeSourceLocation(line, parsed.sourceLocation) || !takeUntil(line, "(): ", operation) || operation.empty()) {
         return false;
     }
     parsed.operation = operation;
@@ -102,7 +103,7 @@ std::optional<LogLine> parseLine(std::string_view line) {
     if (line.ends_with('\r')) {  // From a serial line.
         line.remove_suffix(1);
     }
-    if (!takeStamp(line, parsed.stamp)) {
+    if (!takeTimestamp(line, parsed.stamp)) {
         return std::nullopt;
     }
     auto const* const form =

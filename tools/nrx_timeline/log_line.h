@@ -8,7 +8,7 @@
 namespace nrx_timeline {
 
 /// The time and the thread of a line; see television/log.h.
-struct Stamp {
+struct Timestamp {
     std::int64_t microseconds;
     int thread;
 };
@@ -17,11 +17,11 @@ struct Stamp {
 struct LogLine {
     enum class Kind { enter, leave, message };
 
-    std::optional<Stamp> stamp;
+    std::optional<Timestamp> stamp;
     Kind kind;
     std::string operation;
-    std::string place;  ///< Source file and line.
-    std::string text;   ///< Only of a message.
+    std::string sourceLocation;  ///< Source file and line.
+    std::string text;            ///< Only of a message.
 };
 
 /// Nothing unless the text is exactly one complete line of the library's log.

@@ -19,7 +19,7 @@ Timeline read(std::istream& log, std::string const& name) {
         throw std::runtime_error(name + ": cannot be read, expected a log");
     }
     if (timeline.times.empty()) {
-        throw std::runtime_error(name + ": found no line of the library among " + std::to_string(timeline.lines) +
+        throw std::runtime_error(name + ": found no line of the library among " + std::to_string(timeline.lineCount) +
                                  ", expected its log");
     }
     return timeline;
@@ -67,7 +67,8 @@ int run(int argc, char** argv) {
         write(nrx_timeline::writeTraceEvents, timeline, std::cout, "standard output");
     }
     std::cerr << PROGRAM
-              << ": " + std::to_string(timeline.lines) + " lines, " + std::to_string(timeline.skipped) + " skipped\n";
+              << ": " + std::to_string(timeline.lineCount) + " lines, " + std::to_string(timeline.skippedCount) +
+                     " skipped\n";
     return 0;
 }
 

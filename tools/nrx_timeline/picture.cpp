@@ -96,14 +96,14 @@ public:
             for (Slice const& slice : lane.slices) {
                 lineCounts[slice.begin.row] = linesOf(slice).size();
             }
-            for (Mark const& mark : lane.marks) {
+            for (Message const& mark : lane.messages) {
                 lineCounts[mark.moment.row] = linesOf(mark).size();
             }
         }
         std::int64_t latest = timeline.begin;
         for (std::size_t row = 0; row < lineCounts.size(); ++row) {
             std::int64_t const time = row < timeline.times.size() ? timeline.times[row] : latest;
-            waits_.push_back(timeline.stamped && row > 0 ? time - latest : 0);
+            waits_.push_back(timeline.hasTimestamps && row > 0 ? time - latest : 0);
             latest = row > 0 ? std::max(latest, time) : time;
             tops_.push_back(height_ + (hasWait(row) ? LINE_HEIGHT : 0));
             height_ = tops_[row] + lineCounts[row] * LINE_HEIGHT;
@@ -116,7 +116,7 @@ public:
         output_ << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << width << "\" height=\"" << height
                 << "\" viewBox=\"0 0 " << width << ' ' << height << "\" font-family=\"monospace\" font-size=\"11\">\n"
                 << "<rect width=\"" << width << "\" height=\"" << height << "\" fill=\"white\"/>\n";
-        writeHead(4, timeline_.stamped ? "second" : "line");
+        writeHead(4, timeline_.hasTimestamps ? "second" : "line");
         for (std::size_t row = 0; row < timeline_.times.size(); ++row) {
             writeRow(row, width);
         }
@@ -131,20 +131,20 @@ private:
     [[nodiscard]] bool hasWait(std::size_t row) const { return waits_[row] >= SHORTEST_WAIT; }
 
     [[nodiscard]] std::string timeOf(std::int64_t time) const {
-        return timeline_.stamped ? decimal(time - timeline_.begin, 6) : std::to_string(time);
+        return timeline_.hasTimestamps ? decimal(time - timeline_.begin, 6) : std::to_string(time);
     }
 
     [[nodiscard]] std::string at(Moment const& moment) const {
-        return (timeline_.stamped ? " at second " : " in line ") + timeOf(moment.time);
+        return (timeline_.hasTimestamps ? " at second " : " in line ") + timeOf(moment.time);
     }
 
     [[nodiscard]] std::string nameOf(Slice const& slice) const {
         std::string const time = decimal(slice.end.time - slice.begin.time, 3) + " ms";
-        return slice.operation + "()" + (timeline_.stamped ? " " + time : "");
+        return slice.operation + "()" + (timeline_.hasTimestamps ? " " + time : "");
     }
 
     static std::size_t textOf(Slice const& slice) { return indent(slice.depth) + 4; }
-    static std::size_t textOf(Mark const& mark) { return indent(mark.depth) + 14; }
+    static std::size_t textOf(Message const& mark) { return indent(mark.depth) + 14; }
 
     static std::vector<std::string> fitted(std::string const& label, std::size_t x) {
         return wrapped(label, (LANE_WIDTH - MARGIN - x) / CHARACTER_WIDTH);
@@ -152,7 +152,7 @@ private:
     [[nodiscard]] std::vector<std::string> linesOf(Slice const& slice) const {
         return fitted(nameOf(slice) + detailsOf(slice), textOf(slice));
     }
-    static std::vector<std::string> linesOf(Mark const& mark) { return fitted(mark.text, textOf(mark)); }
+    static std::vector<std::string> linesOf(Message const& mark) { return fitted(mark.text, textOf(mark)); }
 
     static std::string detailsOf(Slice const& slice) {
         std::string const both = slice.key + (slice.key.empty() || slice.value.empty() ? "" : " ") + slice.value;
@@ -202,17 +202,17 @@ private:
         output_ << "<svg x=\"" << x << "\" y=\"0\" width=\"" << LANE_WIDTH << "\" height=\"" << height_ << "\">\n";
         for (Slice const& slice : lane.slices) {
             std::string const details = detailsOf(slice);
-            output_ << "<g><title>" << escaped(nameOf(slice) + ", " + slice.place) << at(slice.begin)
-                    << (slice.left ? "" : ", not left in the log") << escaped(details) << "</title>";
+            output_ << "<g><title>" << escaped(nameOf(slice) + ", " + slice.sourceLocation) << at(slice.begin)
+                    << (slice.hasExit ? "" : ", not left in the log") << escaped(details) << "</title>";
             std::size_t const left = indent(slice.depth);
             std::size_t const top = tops_[slice.begin.row];
             std::size_t const bottom = slice.end.row + 1 < tops_.size() ? tops_[slice.end.row] + LINE_HEIGHT : height_;
-            writeBlock(left, top, LANE_WIDTH - MARGIN - left - left / 4, bottom - top, slice.depth, slice.left);
+            writeBlock(left, top, LANE_WIDTH - MARGIN - left - left / 4, bottom - top, slice.depth, slice.hasExit);
             writeLines(linesOf(slice), textOf(slice), top, "black");
         }
-        for (Mark const& mark : lane.marks) {
+        for (Message const& mark : lane.messages) {
             char const* const colour = mark.isError ? ERROR_COLOUR : MESSAGE_COLOUR;
-            output_ << "<g><title>" << escaped(mark.text + ", " + mark.place) << at(mark.moment) << "</title>";
+            output_ << "<g><title>" << escaped(mark.text + ", " + mark.sourceLocation) << at(mark.moment) << "</title>";
             writeCircle(textOf(mark) - 6, tops_[mark.moment.row], colour);
             writeLines(linesOf(mark), textOf(mark), tops_[mark.moment.row], mark.isError ? ERROR_COLOUR : "black");
         }
@@ -244,7 +244,7 @@ private:
         writeName("message");
         writeCircle(x + SYMBOL_WIDTH / 2, top, ERROR_COLOUR);
         writeName("error");
-        if (timeline_.stamped) {
+        if (timeline_.hasTimestamps) {
             writeWait(x, top, SYMBOL_WIDTH);
             writeName("wait of " + duration(SHORTEST_WAIT) + " or more");
         }

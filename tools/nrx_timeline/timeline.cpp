@@ -27,7 +27,7 @@ public:
                 addRole(line.operation);
                 ++openByName_[line.operation];
                 lane_.slices.push_back(
-                    {std::move(line.operation), std::move(line.place), open_.size(), moment, {}, false});
+                    {std::move(line.operation), std::move(line.sourceLocation), open_.size(), moment, {}, false});
                 open_.push_back(lane_.slices.size() - 1);
                 break;
             case LogLine::Kind::leave:
@@ -36,7 +36,7 @@ public:
             case LogLine::Kind::message:
                 addRole(line.operation);
                 addDetails(detailsOf(line));
-                mark(line.operation + "(): " + line.text, std::move(line.place), moment, isError(line.text));
+                mark(line.operation + "(): " + line.text, std::move(line.sourceLocation), moment, isError(line.text));
                 break;
         }
     }
@@ -53,8 +53,8 @@ public:
     }
 
 private:
-    void mark(std::string text, std::string place, Moment const& moment, bool isError = false) {
-        lane_.marks.push_back({std::move(text), std::move(place), open_.size(), moment, isError});
+    void mark(std::string text, std::string sourceLocation, Moment const& moment, bool isError = false) {
+        lane_.messages.push_back({std::move(text), std::move(sourceLocation), open_.size(), moment, isError});
     }
 
     /// Takes the role of an outermost operation for one of the lane's.
@@ -93,13 +93,13 @@ private:
     void leave(LogLine line, Moment const& moment) {
         auto const open = openByName_.find(line.operation);
         if (open == openByName_.end() || open->second == 0) {
-            mark(line.operation + "() left, entered before the log", std::move(line.place), moment);
+            mark(line.operation + "() left, entered before the log", std::move(line.sourceLocation), moment);
             return;
         }
         for (bool found = false; !found;) {
             Slice& slice = close(moment);
             found = slice.operation == line.operation;
-            slice.left = found;
+            slice.hasExit = found;
         }
     }
 
@@ -116,21 +116,21 @@ Timeline readTimeline(std::istream& log) {
     Timeline timeline;
     std::vector<std::pair<LogLine, std::int64_t>> lines;  // With their numbers.
     for (std::string text; std::getline(log, text);) {
-        ++timeline.lines;
+        ++timeline.lineCount;
         if (std::optional<LogLine> line = parseLine(text)) {
-            timeline.stamped = timeline.stamped || line->stamp;
-            lines.emplace_back(std::move(*line), timeline.lines);
+            timeline.hasTimestamps = timeline.hasTimestamps || line->stamp;
+            lines.emplace_back(std::move(*line), timeline.lineCount);
         }
     }
-    if (timeline.stamped) {
+    if (timeline.hasTimestamps) {
         std::erase_if(lines, [](auto const& line) { return !line.first.stamp; });
     }
-    timeline.skipped = timeline.lines - lines.size();
+    timeline.skippedCount = timeline.lineCount - lines.size();
 
     std::vector<LaneBuilder> lanes;
     std::unordered_map<int, std::size_t> laneOfThread;
     for (auto& [line, number] : lines) {
-        Stamp const stamp = line.stamp.value_or(Stamp{number, 0});
+        Timestamp const stamp = line.stamp.value_or(Timestamp{number, 0});
         auto const [lane, isNew] = laneOfThread.emplace(stamp.thread, lanes.size());
         if (isNew) {
             lanes.emplace_back(stamp.thread);
@@ -147,7 +147,7 @@ Timeline readTimeline(std::istream& log) {
     for (LaneBuilder& lane : lanes) {
         timeline.lanes.push_back(lane.finish(timeline.end));
     }
-    if (!timeline.stamped && !lanes.empty()) {
+    if (!timeline.hasTimestamps && !lanes.empty()) {
         timeline.lanes.front().name = "all threads";
     }
     return timeline;

@@ -18,19 +18,19 @@ struct Moment {
 /// A traced operation from its entry to its exit.
 struct Slice {
     std::string operation;
-    std::string place;
+    std::string sourceLocation;
     std::size_t depth;  ///< The number of operations around this one in its lane.
     Moment begin;
     Moment end;
-    bool left;            ///< Whether the log has the line of the exit.
+    bool hasExit;         ///< Whether the log has the line of the exit.
     std::string key{};    ///< From the messages within the operation, as far as they have it.
     std::string value{};  ///< Likewise; an element of a list as one word.
 };
 
 /// A message, or the exit of an operation whose entry is not in the log.
-struct Mark {
+struct Message {
     std::string text;
-    std::string place;
+    std::string sourceLocation;
     std::size_t depth;
     Moment moment;
     bool isError;
@@ -41,17 +41,17 @@ struct Lane {
     int thread;
     std::string name;
     std::vector<Slice> slices;
-    std::vector<Mark> marks;
+    std::vector<Message> messages;
 };
 
 struct Timeline {
     std::vector<Lane> lanes;  ///< Ordered by their first lines.
-    bool stamped = false;
+    bool hasTimestamps = false;
     std::vector<std::int64_t> times;  ///< The time of each row.
     std::int64_t begin = 0;           ///< The earliest time.
     Moment end{};                     ///< The row after the last, and the latest time.
-    std::size_t lines = 0;
-    std::size_t skipped = 0;  ///< The lines that are not complete lines of the library's log.
+    std::size_t lineCount = 0;
+    std::size_t skippedCount = 0;  ///< The lines that are not complete lines of the library's log.
 };
 
 /// Lays out a log. If any line has a stamp, lines without one are skipped as incomplete.

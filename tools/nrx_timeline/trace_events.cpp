@@ -25,7 +25,7 @@ void writeTraceEvents(Timeline const& timeline, std::ostream& output) {
     for (Lane const& lane : timeline.lanes) {
         add(event("M", "thread_name", lane, 0, {{"name", lane.name}}));
         for (Slice const& slice : lane.slices) {
-            json arguments{{"place", slice.place}, {"left", slice.left}};
+            json arguments{{"place", slice.sourceLocation}, {"left", slice.hasExit}};
             for (auto const& [name, detail] : {std::pair("key", slice.key), std::pair("value", slice.value)}) {
                 if (!detail.empty()) {
                     arguments[name] = detail;
@@ -35,8 +35,8 @@ void writeTraceEvents(Timeline const& timeline, std::ostream& output) {
             whole["dur"] = slice.end.time - slice.begin.time;
             add(whole);
         }
-        for (Mark const& mark : lane.marks) {
-            json instant = event("i", mark.text, lane, mark.moment.time, {{"place", mark.place}});
+        for (Message const& mark : lane.messages) {
+            json instant = event("i", mark.text, lane, mark.moment.time, {{"place", mark.sourceLocation}});
             if (mark.isError) {
                 instant["cname"] = "terrible";  // Red in trace viewers.
             }
