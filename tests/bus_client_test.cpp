@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <climits>
 
+#include "bus/bus_platform.h"
 #include "television_driver.h"
 
 // The functions here replace the C library's for the whole process, the platform library included.
@@ -38,12 +39,16 @@ struct BusClientDeathTest : PlainValueTest<int> {
 TEST_F(BusClientDeathTest, ConnectsWhenTheBusComes) {
     expectTrue([this] {
         driver::killBus();
+        Recorder<Presence> presences;
+        bus::setPresenceListener([&presences](Presence presence) { presences.record(presence); });
         Client<int> const early(key);
         ::setenv("NRX_BUS_ADDRESS", "unix:path=/elsewhere", 1);  // The environment was read, on the first thread.
         driver::publish(key, 7);
         driver::start();
         Client<int> const late(key);
-        bool const isConnected = early.status == STATUS_NO_BUS && late.status == 0 && late.read() == 7;
+        bus::setPresenceListener({});
+        bool const isConnected = early.status == STATUS_NO_BUS && late.status == 0 && late.read() == 7 &&
+                                 presences.take() == std::vector{Presence::gone, Presence::reached};
         return isConnected && environmentReads == 0;
     });
 }
@@ -207,6 +212,27 @@ struct LostTelevision : ::testing::TestWithParam<driver::Loss> {
 };
 INSTANTIATE_TEST_SUITE_P(By, LostTelevision, ::testing::ValuesIn(driver::LOSSES),
                          [](auto const& loss) { return loss.param.name; });
+
+TEST_P(LostTelevision, IsReportedBeforeTheValuesOfItsReturn) {
+    auto client = driver::published(key, 1);
+    Strings received;  // On the delivery thread.
+    client.onReceived = [&received] { received.emplace_back("value"); };
+    EXPECT_EQ(bus::setPresenceListener([&received](Presence presence) {
+                  received.emplace_back(presence == bus::presence() ? presence == Presence::gone ? "gone" : "there"
+                                                                    : "outdated");
+              }),
+              0);
+    driver::sync();
+    GetParam().lose();
+    driver::set(key, 2);
+    driver::start();
+    EXPECT_EQ(bus::presence(), Presence::back);
+    EXPECT_EQ(bus::setPresenceListener({}), 0);
+    GetParam().lose();
+    EXPECT_EQ(bus::presence(), Presence::gone);
+    driver::start();
+    EXPECT_EQ(received, (Strings{"there", "gone", "there", "value"}));
+}
 
 TEST_P(LostTelevision, AnswersEveryInvocationOnce) {
     driver::publishAction(key);

@@ -24,6 +24,26 @@ TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
     EXPECT_THROW(simulator::LogCapture(), std::logic_error);
 }
 
+TEST(Presence, IsReportedToTheNewestListenerInTheOrderOfTheChanges) {
+    using television::Presence;
+    std::vector<Presence> first;
+    std::vector<Presence> second;
+    { simulator::Television const earlier; }
+    simulator::setPresenceListener([&first](Presence presence) { first.push_back(presence); });
+    {
+        simulator::Television television;
+        television.waitUntilDelivered();
+        simulator::setPresenceListener([&second](Presence presence) {
+            second.push_back(presence == simulator::presence() ? presence : Presence::reached);
+            presence == Presence::gone ? simulator::setPresenceListener({}) : void();
+        });
+        television.waitUntilDelivered();
+    }
+    simulator::Television const later;
+    EXPECT_EQ(first, (std::vector{Presence::gone, Presence::back}));
+    EXPECT_EQ(second, (std::vector{Presence::back, Presence::gone}));
+}
+
 TEST(Iterators, KeepABoundedNumberOfDestroyedOnes) {
     television::Iterators<int> iterators;
     std::vector<std::weak_ptr<int>> destroyed;
