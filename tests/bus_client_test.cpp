@@ -7,6 +7,9 @@
 #include <climits>
 
 #include "bus/bus_platform.h"
+#include "client/action.h"
+#include "client/property.h"
+#include "client/table.h"
 #include "television_driver.h"
 
 // The functions here replace the C library's for the whole process, the platform library included.
@@ -294,6 +297,34 @@ TEST_P(LostTelevision, NotifiesItsIteratorsWhichStayDestroyable) {
     EXPECT_EQ(newObserver.take(), (Strings{"ready 0 ", "count 1 ", "update 0 "}));
     EXPECT_EQ(table.take(), Strings{"update 0 "});
     EXPECT_EQ(table->destroyIterator(renewed), 0);
+}
+
+TEST_P(LostTelevision, IsFoundAgainByTheClientLayer) {
+    namespace client = orvane::client;
+    driver::publish(key, 1);
+    driver::publishAction(key + ".action");
+    driver::publishTable(key + ".table", {{"1"}, {"2"}});
+    driver::answerWith({});
+    Integers received;
+    std::string answer;
+    client::Property<int> property(key);
+    client::Action action(key + ".action");
+    auto rows = client::Table(key + ".table").rows({}, 1);
+    auto row = rows.begin();
+    EXPECT_TRUE(property.watch([&received](int value) { received.push_back(value); }) && row != rows.end());
+    action.call({}, [&answer](client::Answer const& failed) { answer = describe(failed.error()); });
+    driver::sync();
+    GetParam().lose();
+    EXPECT_EQ(answer, "call " + key + ".action: execution error 126");
+    EXPECT_EQ(property.set(3).error().code, GetParam().status);
+    ++row;
+    EXPECT_EQ(rows.result().error().code, STATUS_LOST);
+    driver::set(key, 2);
+    driver::start();
+    driver::answerWith(Strings{"done"});
+    EXPECT_TRUE(property.set(3) && action.call({}, std::chrono::seconds(60)));
+    driver::sync();
+    EXPECT_EQ(received, (Integers{1, 2, 3}));
 }
 
 }  // namespace test::bus_client_test
