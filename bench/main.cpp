@@ -40,6 +40,7 @@ int main(int argc, char** argv) {
     bench::addRelay();
     bench::addValues();
     bench::addAccess(television);
+    bench::addClient(television);
     bench::addLog();
     return bench::runBenchmarks(argc, argv);
 }

@@ -64,6 +64,7 @@ void add(std::string const& name, Prepare const& prepare) {
 void addRelay();
 void addValues();
 void addAccess(simulator::Television& television);
+void addClient(simulator::Television& television);
 void addLog();
 
 }  // namespace bench
