@@ -69,13 +69,15 @@ inline void watchProperty(ChangingTelevision& /*television*/, int round) {
     expect(watched && !isRunning, "no handler runs after the end of its property");
 }
 
-/// Waits for an answer and for rows, and leaves a call behind.
+/// Calls from two threads, reads rows, and leaves a call behind.
 inline void callAndRead(ChangingTelevision& /*television*/, int round) {
-    orvane::client::Action action(SOURCE_SWITCH, executorOf(round));
+    constexpr std::chrono::seconds WAIT(60);
     List const done{"done"};
-    expect(action.call({}, std::chrono::seconds(60)).value_or({}) == done, "a call has its answer");
+    orvane::client::Action action(SOURCE_SWITCH, executorOf(round));
+    std::jthread const other([&] { expect(action.call({}, WAIT).value_or({}) == done, "each thread has its answer"); });
+    expect(action.call({}, WAIT).value_or({}) == done, "a call has its answer");
     action.call({}, [&done](auto const& answer) { expect(*answer == done, "an answer arrives before the end"); });
-    auto rows = orvane::client::Table(TABLE).rows({}, 1 + round % 3, std::chrono::seconds(60));
+    auto rows = orvane::client::Table(TABLE).rows({}, 1 + round % 3, WAIT);
     for (List const& row : rows) {
         expect(decodeList(row) != 0, "a row is whole");
     }

@@ -122,27 +122,29 @@ TEST_F(ClientLifetime, AnObjectEndsInItsHandlerOrAfterIt) {
 }
 
 TEST_F(ClientLifetime, CallsThatWaitInAnExecutorEndWithTheirObject) {
-    std::vector<std::function<void()>> waiting;
-    int calls = 0;
-    auto const owned = std::make_shared<int>();
-    auto const count = [&calls, owned](auto const& /*value*/) { ++calls; };
-    Executor const executor = [&waiting](std::function<void()> task) { waiting.push_back(std::move(task)); };
     driver::publish(key, 0);
     driver::publishAction(key + ".action");
     driver::answerWith(Strings{"done"});
     driver::failInvokes(key + ".action", 0);
-    {
-        Property<int> property(key, executor);
-        Action action(key + ".action", executor);
-        EXPECT_TRUE(property.watch(count));
-        action.call({}, count);
+    for (bool const endsInHandler : {false, true}) {
+        std::vector<std::function<void()>> waiting;
+        Executor const executor = [&waiting](std::function<void()> task) { waiting.push_back(std::move(task)); };
+        auto property = std::make_unique<Property<int>>(key, executor);
+        auto action = std::make_unique<Action>(key + ".action", executor);
+        int calls = 0;
+        auto const end = [&] { property.reset(), action.reset(); };
+        auto const owned = std::make_shared<int>();
+        auto const count = [&, owned](auto const& /*value*/) { ++calls, end(); };
+        EXPECT_TRUE(property->watch(count));
+        action->call({}, count);
         driver::set(key, 1);
         driver::sync();
+        EXPECT_GE(waiting.size(), 3U);
+        endsInHandler ? waiting.front()() : end();
+        EXPECT_EQ(owned.use_count(), 2);  // The handlers are gone, only `count` is left.
+        std::for_each(waiting.begin(), waiting.end(), [](auto const& task) { task(); });
+        EXPECT_EQ(calls, endsInHandler ? 1 : 0);
     }
-    EXPECT_GE(waiting.size(), 3U);
-    EXPECT_EQ(owned.use_count(), 2);  // The handlers are gone, only `count` is left.
-    std::for_each(waiting.begin(), waiting.end(), [](auto const& task) { task(); });
-    EXPECT_EQ(calls, 0);
 }
 
 TEST_F(ClientLifetime, ACallEndsWithItsAnswerOrSaysWhyNot) {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <climits>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -41,15 +42,25 @@ class Connection : public Access, private Retained {
 public:
     Connection(std::string const& key, std::shared_ptr<Queue> calls) : Access(key), queue(std::move(calls)) {}
 
-    /// Connects if necessary.
+    /// Connects if necessary, on one thread at a time.
     int ensureConnected(milliseconds timeout = DEFAULT_TIMEOUT) {
         if (isConnected_.load(std::memory_order_acquire)) {
             return support::STATUS_OK;
         }
-        std::unique_lock const lock(connecting_, timeout);  // The connect of another thread may take longer.
-        if (!lock) {
-            return support::STATUS_ERR_CONNECT_FAILED;
+        std::unique_lock lock(mutex_);
+        if (!connectEnded_.wait_for(lock, timeout, [this] { return !isConnecting_; })) {
+            return support::STATUS_ERR_CONNECT_FAILED;  // The other thread has more time.
         }
+        isConnecting_ = true;
+        lock.unlock();
+        struct Attempt {  // Also if the platform throws.
+            Connection& connection;
+            ~Attempt() {
+                std::lock_guard const guard(connection.mutex_);
+                connection.isConnecting_ = false;
+                connection.connectEnded_.notify_all();
+            }
+        } const attempt{*this};
         this->connectTimeoutMs = static_cast<int>(std::clamp<milliseconds::rep>(timeout.count(), 0, INT_MAX));
         int const status = this->tryConnectIfNeeded();
         isConnected_.store(status == support::STATUS_OK, std::memory_order_release);
@@ -104,8 +115,10 @@ private:
         }
     }
 
-    std::timed_mutex connecting_;
     std::atomic<bool> isConnected_ = false;
+    std::mutex mutex_;
+    std::condition_variable connectEnded_;
+    bool isConnecting_ = false;  ///< Guarded by the mutex.
 };
 
 /// Owns a connection.

@@ -30,7 +30,7 @@ auto copyable(F&& callable) {
 }
 
 /// Makes the calls of an object's handlers, one after the other: in tasks of the executor, or without one on the thread
-/// that adds a call. Made with `std::make_shared`, because a handler may destroy the object.
+/// that adds a call. A handler may destroy the object: who adds calls holds a reference to the queue.
 class HandlerQueue : public std::enable_shared_from_this<HandlerQueue> {
 public:
     using Call = std::function<void()>;
@@ -86,7 +86,6 @@ protected:
 
 private:
     void schedule() {
-        auto const self = shared_from_this();  // A call may destroy the object.
         if (!executor_) {
             return run();
         }
@@ -140,10 +139,12 @@ public:
     }
     /// Undoes `begin` before `release`.
     void cancel() {
+        std::function<void(T const&)> dropped;  // Destroyed after the unlock.
         std::lock_guard const lock(mutex_);
         if (state_ == HELD) {
             state_ = OFF;
             calls_.clear();
+            dropped.swap(handler_);
         }
     }
 
