@@ -153,7 +153,7 @@ public:
     struct End {};
     /// The position of a row.
     struct Iterator {
-        detail::PageReader& reader;
+        detail::PageReader& reader;                                             ///< Has the row.
         Row const& operator*() const { return *reader.row(); }                  ///< Valid until `++`.
         void operator++() { reader.advance(); }                                 ///< May read a page.
         bool operator!=(End /*end*/) const { return reader.row() != nullptr; }  ///< Whether there is a row.

@@ -8,7 +8,7 @@
 #include "client/property.h"
 #include "simulator/television.h"
 
-int main() {
+int main() {  // NOLINT(bugprone-exception-escape): an exception is a failure of the test.
     using namespace std::chrono_literals;
     simulator::Television television;
     std::vector<int> levels;  // Before the property, because its handler uses it until the property is destroyed.
