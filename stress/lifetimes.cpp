@@ -245,7 +245,7 @@ void run(std::chrono::seconds time, int leastCycles) {
                                {"left an action", leaveWhileAnswered},
                                {"iterated", iterate},
                                {"watched a property", watchProperty},
-                               {"called and read rows", callAndRead}}};
+                               {"called an action", callAction}}};
     std::atomic<int> cycles = 0;
     auto const end = std::chrono::steady_clock::now() + time;
     auto const liveInTurn = [&](std::size_t next) {
