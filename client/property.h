@@ -105,8 +105,8 @@ private:
 ///     level ? show(*level) : log(describe(level.error()));
 ///     auto const watched = volume.watch([](int level) { show(level); });
 ///
-/// Connects on first use, within 1000 milliseconds, and stays connected; the platform library reconnects after a loss
-/// of the television. Any thread may use it.
+/// Connects on first use, within 1000 milliseconds, and stays connected to this object; the platform library reconnects
+/// after a loss of the television. An object that the television replaces needs a new property. Any thread may use it.
 ///
 /// The destructor ends the registration and waits for a running handler, except for the handler that it runs in. No
 /// handler runs afterwards. Any thread may destroy it while no other thread is in one of its operations; a handler may
