@@ -34,9 +34,11 @@ int main(int argc, char** argv) {
     benchmark::AddCustomContext("compiler", "GCC " __VERSION__);
 
     simulator::setLogLevel(simulator::LogLevel::off);
+    simulator::Television television;
     bench::addRelayBenchmarks();
     bench::addValueBenchmarks();
-    bench::addAccessBenchmarks();
+    bench::addAccessBenchmarks(television);
+    bench::addClientBenchmarks(television);
     bench::addLogBenchmarks();
     return bench::runBenchmarks(argc, argv);
 }

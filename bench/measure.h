@@ -59,7 +59,8 @@ void add(std::string const& name, Prepare const& prepare) {
 
 void addRelayBenchmarks();
 void addValueBenchmarks();
-void addAccessBenchmarks();
+void addAccessBenchmarks(simulator::Television& television);
+void addClientBenchmarks(simulator::Television& television);
 void addLogBenchmarks();
 
 }  // namespace bench

@@ -16,6 +16,11 @@ install(TARGETS nrx_model_access EXPORT nrx_model_access-targets
 install(TARGETS nrx_platform EXPORT nrx_model_access-targets
         FILE_SET HEADERS DESTINATION ${platform_headers} COMPONENT development
         INCLUDES DESTINATION ${platform_headers})
+set(client_headers ${CMAKE_INSTALL_INCLUDEDIR}/nrx_client)
+set_target_properties(nrx_client PROPERTIES EXPORT_NAME client)
+install(TARGETS nrx_client EXPORT nrx_model_access-targets
+        FILE_SET HEADERS DESTINATION ${client_headers} COMPONENT development
+        INCLUDES DESTINATION ${client_headers})
 install(EXPORT nrx_model_access-targets
         NAMESPACE nrx_model_access:: DESTINATION ${cmake_directory} COMPONENT development)
 configure_package_config_file(cmake/nrx_model_access-config.cmake.in nrx_model_access-config.cmake
@@ -27,8 +32,10 @@ install(FILES ${PROJECT_BINARY_DIR}/nrx_model_access-config.cmake
 if(simulated)  # The library is linked with no platform library.
     set(platform_packages "; link it with nrx_simulator or nrx_bus_platform")
 endif()
-configure_file(cmake/nrx_model_access.pc.in nrx_model_access.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/nrx_model_access.pc DESTINATION ${pkgconfig_directory} COMPONENT development)
+foreach(name nrx_model_access nrx_client)
+    configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${pkgconfig_directory} COMPONENT development)
+endforeach()
 
 # Installs a platform library with its headers, CMake target and pkg-config file.
 function(install_platform_library target component exported_name description)

@@ -1,76 +1,39 @@
-// Invoking an action of the television's model, and hearing its answer, which comes later and on another thread.
+// An action of the television's data model: wait for its answer, or continue and receive the answer in a handler.
 
 #undef NDEBUG
 #include <cassert>
-#include <future>
-#include <memory>
+#include <chrono>
 #include <string>
 #include <vector>
 
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/action_access.h"
+#include "client/action.h"
 #include "simulator/television.h"
 
-namespace {
-
-using namespace orvane::system::support;
-
-/// What became of one invocation.
-struct Answer {
-    unsigned int id = 0;
-    int error = 0;  ///< 0 for a result.
-    std::vector<std::string> texts;
-};
-
-/// Hands the answer over from the television's thread to the one that waits for it.
-class Waiting : public ActionHandler {
-public:
-    Answer wait() { return answer.get_future().get(); }
-
-    void handleResult(unsigned int id, ValueObject const& results) override { answer.set_value({id, 0, results}); }
-    void handleExecutionError(unsigned int id, int error) override { answer.set_value({id, error, {}}); }
-
-private:
-    std::promise<Answer> answer;
-};
-
-/// Sets the sleep timer and returns the television's answer; the answer's `id` is 0 when there was none to wait for.
-Answer setSleepTimer(std::string const& minutes) {
-    auto const waiting = std::make_shared<Waiting>();
-    ActionAccess action("timer.sleep", waiting);
-    Answer answer;
-    unsigned int id = 0;
-    // Connected or not is our own to know: `invoke` does not connect by itself.
-    if (action.connect(200) == STATUS_OK && action.invoke(id, {{0, 0, 0, minutes}}) == STATUS_OK) {
-        answer = waiting->wait();
-        assert(answer.id == id);
-    }
-    // Always, before it is destroyed: the television would go on to call an object that is gone. A program that goes on
-    // after an exception sees to it on that way, too.
-    action.disconnect();
-    return answer;
-}
-
-}  // namespace
-
-int main() {
-    assert(setSleepTimer("30").id == 0);  // No television at all.
+int main() {  // NOLINT(bugprone-exception-escape): an exception is a failure of the test.
+    using namespace std::chrono_literals;
+    using namespace orvane::client;
+    Action timer("timer.sleep");
+    assert(timer.call({"30"}, 200ms).error().code == 5);  // There is no television.
 
     simulator::Television television;
     television.publishAction("timer.sleep", [](std::vector<objbus::Argument> const& arguments) {
-        simulator::ActionAnswer answer;
-        answer.actionId = 7;
+        simulator::ActionAnswer answer;  // Without an outcome: no answer arrives.
         if (arguments.at(0).value == "30") {
-            answer.outcome = std::vector<objbus::Argument>{{0, 1, 0, "minutes"}, {0, 0, 0, "30"}};
-        } else {
-            answer.outcome = 22;  // An error that shows only when the action is carried out.
+            answer.outcome = simulator::ActionAnswer::Results{{0, 1, 0, "minutes"}, {0, 0, 0, "30"}};
+        } else if (arguments.at(0).value == "soon") {
+            answer.outcome = 22;  // Fails after its start.
         }
         return answer;
     });
+    auto const result = timer.call({"30"}, 2s);
+    assert(result && (*result == std::vector<std::string>{"30", "minutes"}));  // In the order of the positions.
+    assert(timer.call({"soon"}, 2s).error().cause == Cause::EXECUTION_ERROR);
+    assert(timer.call({"never"}, 100ms).error().cause == Cause::NO_ANSWER);
 
-    Answer const result = setSleepTimer("30");
-    assert(result.id == 7 && (result.texts == std::vector<std::string>{"30", "minutes"}));  // In order of their index.
-    assert(setSleepTimer("soon").error == 22);
-
-    television.failInvokes("timer.sleep", 42);  // Refused at once: nothing is answered later.
-    assert(setSleepTimer("30").id == 0);
+    std::string minutes;  // Set on the delivery thread.
+    Action other("timer.sleep");
+    other.call({"30"},
+               [&minutes](Answer const& answer) { minutes = answer ? answer->at(0) : describe(answer.error()); });
+    television.waitUntilDelivered();
+    assert(minutes == "30");
 }

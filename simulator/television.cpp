@@ -5,6 +5,7 @@
 
 #include "simulator/model.h"
 #include "simulator/model_object.h"
+#include "television/presence_notifier.h"
 
 namespace simulator {
 
@@ -19,7 +20,20 @@ void setField(Model& model, std::string const& key, Field KeyEntry::*field, T co
     model.keys[key].*field = value;
 }
 
+/// Never destroyed, because a static television may be destroyed later.
+television::PresenceNotifier& notifier() {
+    static auto& notifier = *new television::PresenceNotifier;
+    return notifier;
+}
+
 }  // namespace
+
+television::Presence presence() { return notifier().presence(); }
+
+void setPresenceListener(television::PresenceListener listener) {
+    auto const model = Model::current();
+    notifier().setListener(std::move(listener), model ? &model->delivery : nullptr);
+}
 
 std::shared_ptr<Model> Model::current() {
     MutexLock const lock(currentMutex);
@@ -27,17 +41,23 @@ std::shared_ptr<Model> Model::current() {
 }
 
 Television::Television() : model_(std::make_shared<Model>()) {
-    MutexLock const lock(currentMutex);
-    if (currentModel) {
-        throw std::logic_error("simulator: a television is on already");
+    {
+        MutexLock const lock(currentMutex);
+        if (currentModel) {
+            throw std::logic_error("simulator: a television is on already");
+        }
+        currentModel = model_;
     }
-    currentModel = model_;
+    notifier().setPresent(true, &model_->delivery);
 }
 
 Television::~Television() {
     model_->delivery.stop();  // First: a disconnect waits for a running notification only while a model is current.
-    MutexLock const lock(currentMutex);
-    currentModel.reset();
+    {
+        MutexLock const lock(currentMutex);
+        currentModel.reset();
+    }
+    notifier().setPresent(false, nullptr);
 }
 
 void Television::publish(std::string const& key, Value value) {

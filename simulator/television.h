@@ -12,6 +12,7 @@
 #include "objbus/argument.h"
 #include "objbus/object_type.h"
 #include "objbus/table.h"
+#include "television/presence.h"
 #include "television/value.h"
 
 namespace simulator {
@@ -175,5 +176,13 @@ public:
 private:
     std::shared_ptr<Model> model_;
 };
+
+/// Returns whether a television is on in this process.
+__attribute__((visibility("default"))) television::Presence presence();
+
+/// Calls `listener` with the current presence and then with each change: on the delivery thread while a television is
+/// on, otherwise on the thread that calls this function or destroys the television. Replaces the earlier listener, and
+/// waits while that one runs, except inside its own call. An empty listener ends the calls.
+__attribute__((visibility("default"))) void setPresenceListener(television::PresenceListener listener);
 
 }  // namespace simulator

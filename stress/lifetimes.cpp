@@ -13,6 +13,7 @@
 #include "simulator/log.h"
 #include "simulator/table_iterator.h"
 #include "stress/changing_television.h"
+#include "stress/client_lives.h"
 
 namespace {
 
@@ -237,12 +238,14 @@ struct Life {
 void run(std::chrono::seconds time, int leastCycles) {
     Watchdog watchdog(std::chrono::seconds(60));
     ChangingTelevision television;
-    std::array<Life, 6> lives{{{"received all lists", receiveAll},
+    std::array<Life, 8> lives{{{"received all lists", receiveAll},
                                {"left early", leaveEarly},
                                {"left inside a call", leaveInsideCall},
                                {"acted inside a call", actInsideCall},
                                {"left an action", leaveWhileAnswered},
-                               {"iterated", iterate}}};
+                               {"iterated", iterate},
+                               {"watched a property", watchProperty},
+                               {"called an action", callAction}}};
     std::atomic<int> cycles = 0;
     auto const end = std::chrono::steady_clock::now() + time;
     auto const liveInTurn = [&](std::size_t next) {

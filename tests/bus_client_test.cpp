@@ -6,6 +6,10 @@
 #include <cerrno>
 #include <climits>
 
+#include "bus/bus_platform.h"
+#include "client/action.h"
+#include "client/property.h"
+#include "client/table.h"
 #include "television_driver.h"
 
 // These functions replace the C library's functions in the whole process, including the platform library.
@@ -38,12 +42,16 @@ struct BusClientDeathTest : PlainValueTest<int> {
 TEST_F(BusClientDeathTest, ConnectsWhenTheBusStarts) {
     expectTrue([this] {
         driver::killBus();
+        Recorder<Presence> presences;
+        bus::setPresenceListener([&presences](Presence presence) { presences.record(presence); });
         Client<int> const early(key);
         ::setenv("NRX_BUS_ADDRESS", "unix:path=/elsewhere", 1);  // `early` read the environment, on the main thread.
         driver::publish(key, 7);
         driver::start();
         Client<int> const late(key);
-        bool const isConnected = early.status == STATUS_NO_BUS && late.status == 0 && late.read() == 7;
+        bus::setPresenceListener({});
+        bool const isConnected = early.status == STATUS_NO_BUS && late.status == 0 && late.read() == 7 &&
+                                 presences.take() == std::vector{Presence::gone, Presence::reached};
         return isConnected && environmentReads == 0;
     });
 }
@@ -208,6 +216,23 @@ struct LostTelevision : ::testing::TestWithParam<driver::Loss> {
 INSTANTIATE_TEST_SUITE_P(By, LostTelevision, ::testing::ValuesIn(driver::LOSSES),
                          [](auto const& loss) { return loss.param.name; });
 
+TEST_P(LostTelevision, IsReportedBeforeTheValuesOfItsReturn) {
+    Strings received;  // On the delivery thread.
+    auto client = driver::published(key, 1);
+    client.onReceived = [&received] { received.emplace_back("value"); };
+    driver::sync();
+    bus::setPresenceListener([&](Presence presence) { received.emplace_back(presence == Presence::gone ? "-" : "+"); });
+    GetParam().lose();
+    EXPECT_EQ(bus::presence(), Presence::gone);
+    driver::set(key, 2);
+    driver::start();
+    EXPECT_EQ(bus::presence(), Presence::back);
+    bus::setPresenceListener({});
+    GetParam().lose();
+    driver::start();
+    EXPECT_EQ(received, (Strings{"+", "-", "+", "value"}));
+}
+
 TEST_P(LostTelevision, AnswersEveryInvocationOnce) {
     driver::publishAction(key);
     Client<ObjectAction> client(key);
@@ -268,6 +293,32 @@ TEST_P(LostTelevision, NotifiesIteratorsWhichCanStillBeDestroyed) {
     EXPECT_EQ(newObserver.take(), (Strings{"ready 0 ", "count 1 ", "update 0 "}));
     EXPECT_EQ(table.take(), Strings{"update 0 "});
     EXPECT_EQ(table->destroyIterator(renewed), 0);
+}
+
+TEST_P(LostTelevision, IsFoundAgainByTheClientLayer) {
+    namespace client = orvane::client;
+    driver::publish(key, 1);
+    driver::publishAction(key + ".action");
+    driver::publishTable(key + ".table", {{"1"}, {"2"}});
+    driver::answerWith({});
+    Integers received;
+    int error = 0;
+    client::Property<int> property(key);
+    client::Action action(key + ".action");
+    auto rows = client::Table(key + ".table").rows({}, 1);
+    auto row = rows.begin();
+    EXPECT_TRUE(property.watch([&received](int value) { received.push_back(value); }) && row != rows.end());
+    action.call({}, [&error](client::Answer const& answer) { error = answer.error().code; });
+    driver::sync();
+    GetParam().lose();
+    ++row;
+    EXPECT_EQ(rows.result().error().code, STATUS_LOST);
+    EXPECT_EQ(property.set(3).error().code, GetParam().status);
+    driver::set(key, 2);
+    driver::start();
+    EXPECT_TRUE(property.set(3) && error == STATUS_LOST);
+    driver::sync();
+    EXPECT_EQ(received, (Integers{1, 2, 3}));
 }
 
 }  // namespace test::bus_client_test

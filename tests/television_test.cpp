@@ -24,6 +24,21 @@ TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
     EXPECT_THROW(simulator::LogCapture(), std::logic_error);
 }
 
+TEST(Presence, IsReportedToTheNewestListenerInTheOrderOfTheChanges) {
+    using television::Presence;
+    std::vector<Presence> received[2];
+    { simulator::Television const earlier; }
+    for (std::vector<Presence>& each : received) {
+        simulator::setPresenceListener([&each](Presence presence) { each.push_back(presence); });
+        simulator::Television television;
+        television.waitUntilDelivered();
+    }
+    simulator::setPresenceListener({});
+    simulator::Television const later;
+    EXPECT_EQ(received[0], (std::vector{Presence::gone, Presence::back, Presence::gone}));
+    EXPECT_EQ(received[1], received[0]);
+}
+
 TEST(Iterators, KeepALimitedNumberOfDestroyedIterators) {
     television::Iterators<int> iterators;
     std::vector<std::weak_ptr<int>> destroyed;

@@ -1,6 +1,5 @@
 #include "web/session.h"
 
-#include <map>
 #include <nlohmann/json.hpp>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
@@ -21,18 +20,6 @@ std::string toJson(nlohmann::json const& value) {
 
 std::string jsonOf(std::vector<std::string> const& texts) { return toJson(texts); }
 
-int ListAccess::setValue(std::vector<std::string> const& texts) {
-    if (int const status = tryConnectIfNeeded(); status != STATUS_OK) {
-        return status;
-    }
-    std::map<int, std::string> elements;
-    for (int index = 0; std::string const& text : texts) {
-        elements.emplace_hint(elements.end(), index++, text);
-    }
-    // A connected object has this type, because a connect to any other type fails.
-    return static_cast<objbus::ObjectVectorString*>(object)->setValue(elements);
-}
-
 void ListAccess::connectOnce() noexcept {
     int const budget = connectTimeoutMs;
     television::catchToStatus([this] { return connect(0); });
@@ -41,6 +28,7 @@ void ListAccess::connectOnce() noexcept {
 
 Session::Session(orvane::NRXModelAccessClient& client)
     : lists_{std::make_shared<ListAccess>(model_keys::COMMAND), std::make_shared<ListAccess>(model_keys::EVENT)},
+      written_{Property(model_keys::COMMAND), Property(model_keys::EVENT)},
       softwareVersion_(std::make_shared<StringAccess>(model_keys::SOFTWARE_VERSION)),
       featureCode_(std::make_shared<StringAccess>(model_keys::FEATURE_CODE)),
       productionType_(std::make_shared<StringAccess>(model_keys::PRODUCTION_TYPE)),
@@ -72,7 +60,10 @@ Answer Session::get(ListType type) {
     return {status, status == STATUS_OK ? jsonOf(texts) : ""};
 }
 
-Answer Session::set(ListType type, std::vector<std::string> const& texts) { return {list(type).setValue(texts), ""}; }
+Answer Session::set(ListType type, std::vector<std::string> const& texts) {
+    auto const result = written_.at(indexOf(type)).set(texts);
+    return {result ? STATUS_OK : result.error().code, ""};
+}
 
 Answer Session::device() {
     auto const read = [](StringAccess& access) -> nlohmann::json {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "client/property.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "web/list_type.h"
 
@@ -19,13 +20,10 @@ struct Answer {
 /// Returns the array's JSON text. Invalid UTF-8 becomes U+FFFD.
 std::string jsonOf(std::vector<std::string> const& texts);
 
-/// A list of the facade. Its writes return the model's own status.
+/// A list of the facade.
 class ListAccess : public orvane::NRXModelAccess::StringListAccess {
 public:
     using ValueAccessT::ValueAccessT;
-
-    using ValueAccessT::setValue;
-    int setValue(std::vector<std::string> const& texts) override;
 
     [[nodiscard]] bool isConnected() const { return object != nullptr; }
     /// Makes one connect attempt. Keeps the connect budget of reads and writes.
@@ -63,9 +61,11 @@ public:
 
 private:
     using StringAccess = orvane::NRXModelAccess::StringAccess;
+    using Property = orvane::client::Property<std::vector<std::string>>;
 
     std::atomic<bool> isStartCancelled_ = false;
     PerList<std::shared_ptr<ListAccess>> lists_;
+    PerList<Property> written_;  // For the writes, which return the model's own status.
     std::shared_ptr<StringAccess> softwareVersion_;
     std::shared_ptr<StringAccess> featureCode_;
     std::shared_ptr<StringAccess> productionType_;

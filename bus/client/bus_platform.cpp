@@ -1,5 +1,7 @@
 #include "bus/bus_platform.h"
 
+#include <utility>
+
 #include "bus/client/remote_model.h"
 #include "bus/protocol/contract.h"
 
@@ -46,6 +48,23 @@ int listObjects(std::map<std::string, objbus::ObjectTypeSpec>& objects) {
     return catchToStatus([&] {
         return RemoteModel::get().connection.call({MODEL_PATH, MANAGER_INTERFACE, "GetManagedObjects"},
                                                   deadlineAfter(CALL_TIMEOUT), {}, reply);
+    });
+}
+
+television::Presence presence() {
+    auto presence = television::Presence::gone;
+    catchToStatus([&presence] {
+        presence = RemoteModel::get().presence.presence();
+        return television::STATUS_OK;
+    });
+    return presence;
+}
+
+int setPresenceListener(television::PresenceListener listener) {
+    return catchToStatus([&listener] {
+        RemoteModel& model = RemoteModel::get();
+        model.presence.setListener(std::move(listener), &model.delivery);
+        return television::STATUS_OK;
     });
 }
 

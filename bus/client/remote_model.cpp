@@ -5,6 +5,7 @@
 #include <csignal>
 #include <utility>
 
+#include "bus/client/failure.h"
 #include "bus/client/remote_table.h"
 #include "bus/protocol/contract.h"
 #include "television/report.h"
@@ -235,6 +236,7 @@ void RemoteModel::handleManagerSignal(sd_bus_message* signal) {
 }
 
 void RemoteModel::handleNameVanished() {
+    runNoexcept([this] { presence.setPresent(false, &delivery); });
     recoveries_.clear();
     television::MutexLock const lock(mutex);
     for (auto const& [key, entry] : entries_) {
@@ -250,6 +252,7 @@ void RemoteModel::handleNameVanished() {
 }
 
 void RemoteModel::handleNameAppeared() {
+    runNoexcept([this] { presence.setPresent(true, &delivery); });
     {
         television::MutexLock const lock(mutex);
         for (auto const& [key, entry] : entries_) {

@@ -9,6 +9,7 @@
 
 #include "bus/client/recovery_queue.h"
 #include "bus/client/remote_object.h"
+#include "television/presence_notifier.h"
 
 namespace bus {
 
@@ -51,6 +52,8 @@ public:
 
     int connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object);
     int disconnect(std::string const& key, objbus::Observer* observer, objbus::Object const* object);
+
+    television::PresenceNotifier presence;
 
 private:
     RemoteModel();

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "bus/bus_platform.h"
 #include "tools/nrx_console/model_commands.h"
 #include "tools/nrx_console/output.h"
@@ -9,8 +11,31 @@ namespace nrx_console {
 
 namespace {
 
+char const* nameOf(television::Presence presence) {
+    switch (presence) {
+        case television::Presence::reached:
+            return "reached";
+        case television::Presence::back:
+            return "back";
+        case television::Presence::gone:
+            break;
+    }
+    return "gone";
+}
+
 class BusTelevision final : public TelevisionView {
 public:
+    BusTelevision() {
+        bus::setPresenceListener([isFirst = true](television::Presence presence) mutable {
+            if (!std::exchange(isFirst, false) || presence != television::Presence::gone) {  // Looked for at first.
+                printLine(std::string("television: ") + nameOf(presence), Kind::information);
+            }
+        });
+    }
+    BusTelevision(BusTelevision const&) = delete;
+    BusTelevision& operator=(BusTelevision const&) = delete;
+    ~BusTelevision() override { bus::setPresenceListener({}); }
+
     /// The television's own process does so.
     void makeReachable() override {}
 

@@ -1,0 +1,128 @@
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <climits>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "client/detail/handlers.h"
+#include "client/result.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/status.h"
+
+// Private to the headers of client/.
+
+namespace orvane::client::detail {
+
+namespace support = system::support;
+using std::chrono::milliseconds;
+
+constexpr milliseconds DEFAULT_TIMEOUT{1000};
+
+/// An object that the model may notify for ever, because it could not be told of the end. It stays reachable.
+class Retained {
+protected:
+    ~Retained() = default;
+
+    void keepForever() { next_ = newest.exchange(this); }
+
+private:
+    static inline std::atomic<Retained*> newest = nullptr;
+
+    Retained* next_ = nullptr;
+};
+
+/// An access object that several threads may use, and that passes its notifications to a queue.
+template <typename Access, typename Queue>
+class Connection : public Access, private Retained {
+public:
+    Connection(std::string const& key, std::shared_ptr<Queue> calls) : Access(key), queue(std::move(calls)) {}
+
+    /// Connects if necessary, on one thread at a time.
+    int ensureConnected(milliseconds timeout = DEFAULT_TIMEOUT) {
+        if (isConnected_.load(std::memory_order_acquire)) {
+            return support::STATUS_OK;
+        }
+        std::unique_lock lock(mutex_);
+        if (!connectEnded_.wait_for(lock, timeout, [this] { return !isConnecting_; })) {
+            return support::STATUS_ERR_CONNECT_FAILED;  // The other thread has more time.
+        }
+        isConnecting_ = true;
+        lock.unlock();
+        struct Attempt {  // Also if the platform throws.
+            Connection& connection;
+            ~Attempt() {
+                std::lock_guard const guard(connection.mutex_);
+                connection.isConnecting_ = false;
+                connection.connectEnded_.notify_all();
+            }
+        } const attempt{*this};
+        this->connectTimeoutMs = static_cast<int>(std::clamp<milliseconds::rep>(timeout.count(), 0, INT_MAX));
+        int const status = this->tryConnectIfNeeded();
+        isConnected_.store(status == support::STATUS_OK, std::memory_order_release);
+        return status;
+    }
+
+    [[nodiscard]] Failure failure(char const* operation, Cause cause, int code = 0) const {
+        return {operation, this->name, cause, code};
+    }
+    [[nodiscard]] Result<void> result(char const* operation, int status) const {
+        return status == support::STATUS_OK ? Result<void>() : failure(operation, Cause::STATUS, status);
+    }
+
+    /// Installs the handler of a `Watch`. `read` connects and may set the first call. Uses no member after the calls,
+    /// which may destroy this object.
+    template <typename Handler, typename Read>
+    Result<void> watch(Handler&& callable, Read const& read) {
+        auto const calls = queue;
+        if (!calls->begin(copyable(std::forward<Handler>(callable)))) {
+            return failure("watch", Cause::WATCHED_ALREADY);
+        }
+        struct Cancel {  // Unless the queue is released. Also if the platform throws.
+            Queue& calls;
+            ~Cancel() { calls.cancel(); }
+        } const cancel{*calls};
+        typename Queue::Call first;
+        if (int const status = read(first); status != support::STATUS_OK) {
+            return result("watch", status);
+        }
+        calls->release(std::move(first));
+        return {};
+    }
+
+    /// Ends the registration and deletes the object. No handler starts from now on, and none runs when it returns,
+    /// except one that it is called from.
+    struct End {
+        void operator()(Connection* connection) const {
+            connection->queue->close();
+            connection->disconnectNow() ? delete connection : connection->keepForever();
+        }
+    };
+
+    std::shared_ptr<Queue> const queue;
+
+private:
+    /// Returns false if the model was not told.
+    bool disconnectNow() noexcept {
+        try {
+            return this->object == nullptr || (this->getRootInterface() != nullptr && this->disconnect() == 0);
+        } catch (...) {  // A failure of the platform.
+            return false;
+        }
+    }
+
+    std::atomic<bool> isConnected_ = false;
+    std::mutex mutex_;
+    std::condition_variable connectEnded_;
+    bool isConnecting_ = false;  ///< Guarded by the mutex.
+};
+
+/// Owns a connection.
+template <typename C>
+using Owned = std::unique_ptr<C, typename C::End>;
+
+}  // namespace orvane::client::detail

@@ -1,0 +1,170 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <type_traits>
+#include <utility>
+
+#include "client/executor.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/nrx_export.h"
+
+// Private to the headers of client/.
+
+namespace orvane::client::detail {
+
+/// Whether the model has notified an object of this layer on this thread. An operation must not wait for the model
+/// there.
+inline thread_local bool NRX_EXPORT isDeliveryThread = false;
+
+/// Makes a callable of one argument copyable.
+template <typename F>
+auto copyable(F&& callable) {
+    return [shared = std::make_shared<std::decay_t<F>>(std::forward<F>(callable))](auto const& value) {
+        (*shared)(value);
+    };
+}
+
+/// Makes the calls of an object's handlers, one after the other: in tasks of the executor, or without one on the thread
+/// that adds a call. A handler may destroy the object: who adds calls holds a reference to the queue.
+class HandlerQueue : public std::enable_shared_from_this<HandlerQueue> {
+public:
+    using Call = std::function<void()>;
+    enum State {
+        OFF,     ///< Drops calls.
+        HELD,    ///< Keeps calls until `release`.
+        OPEN,    ///< Makes calls.
+        DIRECT,  ///< Makes calls; none waits or runs, so that the delivery thread may call the handler itself.
+        CLOSED,  ///< Drops calls, from now on.
+    };
+
+    HandlerQueue(Executor executor, State state) : state_(state), executor_(std::move(executor)) {}
+    HandlerQueue(HandlerQueue const&) = delete;
+    HandlerQueue& operator=(HandlerQueue const&) = delete;
+    virtual ~HandlerQueue() = default;
+
+    void post(Call call) {
+        {
+            std::lock_guard const lock(mutex_);
+            if (state_ == OFF || state_ == CLOSED) {
+                return;
+            }
+            calls_.push_back(std::move(call));
+        }
+        schedule();
+    }
+
+    /// After HELD: makes the kept calls, or `first` if there are none.
+    void release(Call first) {
+        {
+            std::lock_guard const lock(mutex_);
+            if (calls_.empty() && first) {
+                calls_.push_back(std::move(first));
+            }
+            state_ = OPEN;
+        }
+        schedule();
+    }
+
+    /// Drops the waiting calls, and waits for a running call unless it runs on this thread.
+    void close() {
+        std::deque<Call> dropped;  // Destroyed after the unlock, because calls own data of the program.
+        std::unique_lock lock(mutex_);
+        state_ = CLOSED;
+        dropped.swap(calls_);
+        done_.wait(lock, [this] { return runner_ == std::thread::id() || runner_ == std::this_thread::get_id(); });
+    }
+
+protected:
+    std::mutex mutex_;
+    std::atomic<State> state_;  ///< Changed with the mutex held.
+    std::deque<Call> calls_;    ///< Guarded by the mutex.
+
+private:
+    void schedule() {
+        if (!executor_) {
+            return run();
+        }
+        executor_([weak = weak_from_this()] {
+            if (auto const queue = weak.lock()) {
+                queue->run();
+            }
+        });
+    }
+
+    /// Makes the waiting calls. Does nothing while another call runs, which continues with these.
+    void run() noexcept {
+        std::unique_lock lock(mutex_);
+        if (runner_ != std::thread::id()) {
+            return;
+        }
+        runner_ = std::this_thread::get_id();
+        while (state_ != HELD && !calls_.empty()) {
+            Call call = std::move(calls_.front());
+            calls_.pop_front();
+            lock.unlock();
+            call();
+            call = nullptr;
+            lock.lock();
+        }
+        state_ = state_ == OPEN && !executor_ ? DIRECT : state_.load();
+        runner_ = std::thread::id();
+        done_.notify_all();
+    }
+
+    Executor const executor_;
+    std::condition_variable done_;
+    std::thread::id runner_;  ///< The thread that makes calls, or none. Guarded by the mutex.
+};
+
+/// Calls one handler for the notifications of values.
+template <typename T>
+class Watch final : public HandlerQueue {
+public:
+    explicit Watch(Executor executor) : HandlerQueue(std::move(executor), OFF) {}
+
+    /// Keeps the notifications from now on. Returns false if there is a handler.
+    bool begin(std::function<void(T const&)> handler) {
+        std::lock_guard const lock(mutex_);
+        if (state_ != OFF) {
+            return false;
+        }
+        handler_ = std::move(handler);
+        state_ = HELD;
+        return true;
+    }
+    /// Undoes `begin` before `release`.
+    void cancel() {
+        std::function<void(T const&)> dropped;  // Destroyed after the unlock.
+        std::lock_guard const lock(mutex_);
+        if (state_ == HELD) {
+            state_ = OFF;
+            calls_.clear();
+            dropped.swap(handler_);
+        }
+    }
+
+    [[nodiscard]] Call callWith(T const& value) {
+        return [this, value] { handler_(value); };
+    }
+
+    /// Handles a notification, on the delivery thread.
+    void notify(T const& value) {
+        isDeliveryThread = true;
+        State const state = state_.load(std::memory_order_acquire);
+        if (state == DIRECT) {
+            handler_(value);
+        } else if (state != OFF) {
+            post(callWith(value));
+        }
+    }
+
+private:
+    std::function<void(T const&)> handler_;
+};
+
+}  // namespace orvane::client::detail

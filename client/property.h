@@ -1,0 +1,162 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "client/detail/connection.h"
+#include "client/executor.h"
+#include "client/result.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access.h"
+#include "objbus/object.h"
+#include "objbus/observer.h"
+
+namespace orvane::client {
+
+namespace detail {
+
+template <typename ObserverType, typename ObjectType>
+struct KindOf {
+    using Observer = ObserverType;
+    using Object = ObjectType;
+};
+
+/// The interfaces of the model for a type of values.
+template <typename T>
+struct Kind;
+template <>
+struct Kind<int> : KindOf<objbus::ObserverNumericInteger, objbus::ObjectNumericInteger> {};
+template <>
+struct Kind<long long> : KindOf<objbus::ObserverNumericInt64, objbus::ObjectNumericInt64> {};
+template <>
+struct Kind<std::string> : KindOf<objbus::ObserverString, objbus::ObjectString> {};
+template <>
+struct Kind<std::vector<int>> : KindOf<objbus::ObserverVectorNumericInteger, objbus::ObjectVectorNumericInteger> {};
+template <>
+struct Kind<std::vector<std::string>> : KindOf<objbus::ObserverVectorString, objbus::ObjectVectorString> {};
+
+/// The form in which the model takes a value: a list by position, any other value unchanged.
+template <typename T>
+T const& modelForm(T const& value) {
+    return value;
+}
+template <typename T>
+std::map<int, T> modelForm(std::vector<T> const& list) {
+    std::map<int, T> elements;
+    for (T const& element : list) {
+        elements.emplace_hint(elements.end(), static_cast<int>(elements.size()), element);
+    }
+    return elements;
+}
+
+template <typename T>
+using PropertyConnection = Connection<support::ValueAccessT<typename Kind<T>::Observer>, Watch<T>>;
+
+/// The access object of a property.
+template <typename T>
+class PropertyAccess final : public PropertyConnection<T> {
+    using Base = PropertyConnection<T>;
+
+public:
+    using Base::Base;
+
+    int read(T& value) {
+        int const status = this->ensureConnected();
+        return status == support::STATUS_OK ? Base::getValue(value) : status;
+    }
+
+    int write(T const& value) {
+        int const status = this->ensureConnected();  // Then the object has this type.
+        return status == support::STATUS_OK
+                   ? static_cast<typename Kind<T>::Object*>(this->object)->setValue(modelForm(value))
+                   : status;
+    }
+
+    // The base writes the trace lines. It makes no `ValueObject`, because it has no handler.
+    void notifyNewValue(int value) override { Base::notifyNewValue(value), take(value); }
+    void notifyNewValue(long long value) override { Base::notifyNewValue(value), take(value); }
+    void notifyNewValue(std::string const& value) override { Base::notifyNewValue(value), take(value); }
+    void notifyIntegerVector(std::vector<int> const& list) override { Base::notifyIntegerVector(list), take(list); }
+    void notifyStringVector(std::vector<std::string> const& list) override {
+        Base::notifyStringVector(list), take(list);
+    }
+
+private:
+    template <typename Value>
+    void take(Value const& value) {
+        if constexpr (std::is_same_v<Value, T>) {
+            auto const watch = this->queue;  // The handler may destroy this object.
+            watch->notify(value);
+        }
+    }
+};
+
+}  // namespace detail
+
+/// One plain value of the television's data model, by its key and its type: `int`, `long long`, `std::string`,
+/// `std::vector<int>` or `std::vector<std::string>`.
+///
+///     client::Property<int> volume("audio.volume");
+///     auto const level = volume.get();
+///     level ? show(*level) : log(describe(level.error()));
+///     auto const watched = volume.watch([](int level) { show(level); });
+///
+/// Connects on first use, within 1000 milliseconds, and stays connected to this object; the platform library reconnects
+/// after a loss of the television. An object that the television replaces needs a new property. Any thread may use it.
+///
+/// The destructor ends the registration and waits for a running handler, except for the handler that it runs in. No
+/// handler runs afterwards. Any thread may destroy it while no other thread is in one of its operations; a handler may
+/// destroy it at any time. Where the model cannot be told of the end (its root interface is gone, or it throws), a part
+/// of the object stays allocated and ignores the notifications; the destructor then does not wait.
+template <typename T>
+class Property {
+public:
+    /// Connects nothing. The executor calls the handler; without one the delivery thread does.
+    explicit Property(std::string const& key, Executor executor = {})
+        : access_(new detail::PropertyAccess<T>(key, std::make_shared<detail::Watch<T>>(std::move(executor)))) {}
+
+    /// Connects within `timeout`, rounded up to 100 milliseconds. Needed only if the object may appear later than a
+    /// second. Status 5: not obtained in time; 6: another type; 8: the key is "missing".
+    Result<void> connect(std::chrono::milliseconds timeout) {
+        return access_->result("connect", access_->ensureConnected(timeout));
+    }
+
+    /// Reads the value. Statuses as for `connect`; for a text or a list also the model's own. The model gives no status
+    /// for a number: if the television is lost, the number may be the last known one.
+    Result<T> get() {
+        Result<T> result(T{});
+        if (int const status = access_->read(*result); status != detail::support::STATUS_OK) {
+            result = access_->failure("get", Cause::STATUS, status);
+        }
+        return result;
+    }
+
+    /// Writes the value. Statuses as for `connect`, or the result of the television's own `setValue`: it is worth what
+    /// that television makes of it. `watch` receives the value that the model has in the end.
+    Result<void> set(T const& value) { return access_->result("set", access_->write(value)); }
+
+    /// Calls `handler(T const&)` with the value that is read now, unless a notification arrives first, and then with
+    /// every change. The order is the model's, calls do not overlap, and the last call has the model's value. Changes
+    /// that were on their way may be repeated once after the value read.
+    ///
+    /// Without an executor this thread makes the first calls before the return. After a failure (statuses as for `get`)
+    /// there is no handler. A second handler fails with `WATCHED_ALREADY`. To stop, destroy the property.
+    template <typename Handler>
+    Result<void> watch(Handler&& handler) {
+        return access_->watch(std::forward<Handler>(handler), [&access = *access_](auto& first) {
+            T value{};
+            int const status = access.read(value);
+            first = access.queue->callWith(value);
+            return status;
+        });
+    }
+
+private:
+    detail::Owned<detail::PropertyAccess<T>> access_;
+};
+
+}  // namespace orvane::client

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <semaphore>
+
+#include "client/action.h"
+#include "client/property.h"
+#include "stress/changing_television.h"
+
+// Lives of the objects of the layer in client/, with handlers on the delivery thread, or each on a thread of its own.
+
+namespace stress {
+
+inline orvane::client::Executor executorOf(int round) {
+    return round % 2 == 0 ? orvane::client::Executor() : [](auto task) { std::thread(std::move(task)).detach(); };
+}
+
+/// Receives some changes, and ends inside its handler or after it.
+inline void watchProperty(ChangingTelevision& /*television*/, int round) {
+    std::binary_semaphore ended(0);
+    std::atomic<bool> isRunning = false;
+    auto property = std::make_unique<orvane::client::Property<int>>(VALUE, executorOf(round));
+    auto const watched = property->watch([&, last = 0, count = 0](int value) mutable {
+        expect(!isRunning.exchange(true), "the calls of a handler do not overlap");
+        expect(count == 0 || value == last + 1 || (count == 1 && value <= last), "no change is lost or out of order");
+        last = value;
+        bool const isLast = ++count == 1 + round % 4;
+        isLast&& round % 3 == 0 ? property.reset() : void();
+        isRunning = false;
+        isLast ? ended.release() : void();
+    });
+    ended.acquire();
+    property.reset();
+    expect(watched && !isRunning, "no handler runs after the end of its property");
+}
+
+/// Calls from two threads, and leaves a call behind.
+inline void callAction(ChangingTelevision& /*television*/, int round) {
+    constexpr std::chrono::seconds LONG(60);
+    List const done{"done"};
+    orvane::client::Action action(SOURCE_SWITCH, executorOf(round));
+    auto const call = [&] { expect(action.call({}, LONG).value_or({}) == done, "a call has its answer"); };
+    std::jthread const other(call);
+    call();
+    action.call({}, [&done](auto const& answer) { expect(*answer == done, "an answer arrives before the end"); });
+}
+
+}  // namespace stress

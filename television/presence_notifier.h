@@ -1,0 +1,85 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "television/delivery.h"
+#include "television/mutex.h"
+#include "television/presence.h"
+
+// Private to the televisions.
+
+namespace television {
+
+/// The presence of a television, and the listener that receives its changes: on the thread of the delivery, or on the
+/// calling thread if `delivery` is null.
+class PresenceNotifier {
+public:
+    [[nodiscard]] Presence presence() const NRX_EXCLUDES(mutex_) {
+        MutexLock const lock(mutex_);
+        return presence_;
+    }
+
+    void setPresent(bool isPresent, Delivery* delivery) NRX_EXCLUDES(mutex_) {
+        std::function<void()> call;
+        {
+            MutexLock const lock(mutex_);
+            if (isPresent == (presence_ != Presence::gone)) {
+                return;
+            }
+            presence_ = !isPresent ? Presence::gone : wasPresent_ ? Presence::back : Presence::reached;
+            wasPresent_ = true;
+            call = post(delivery);
+        }
+        call();
+    }
+
+    /// Replaces the listener. The new listener receives the current presence first. Waits while the earlier one runs.
+    void setListener(PresenceListener listener, Delivery* delivery) NRX_EXCLUDES(mutex_) {
+        auto const next = listener
+                              ? std::make_shared<ListenerRegistration>(ListenerRegistration{
+                                    std::move(listener), std::make_shared<Registration>(Registration{nullptr, this})})
+                              : nullptr;
+        std::function<void()> call;
+        {
+            MutexLock const lock(mutex_);
+            if (listener_ && delivery != nullptr) {
+                delivery->cancel(*listener_->registration);
+            }
+            listener_ = next;
+            call = post(delivery);
+        }
+        call();
+        if (delivery != nullptr) {
+            delivery->waitWhileRunning(nullptr, this);  // With the mutex released: the listener may call this object.
+        }
+    }
+
+private:
+    struct ListenerRegistration {
+        PresenceListener listener;
+        std::shared_ptr<Registration> registration;
+    };
+
+    /// Posts the presence with the mutex held, so that the listener receives the changes in their order. Returns the
+    /// work for after the unlock: the listener's call if there is no delivery, or nothing.
+    [[nodiscard]] std::function<void()> post(Delivery* delivery) const NRX_REQUIRES(mutex_) {
+        if (!listener_) {
+            return [] {};
+        }
+        auto const call = [told = listener_, presence = presence_] { told->listener(presence); };
+        if (delivery == nullptr) {
+            return call;
+        }
+        delivery->post({{listener_->registration}, [call](auto const&) { call(); }});
+        return [] {};
+    }
+
+    mutable Mutex mutex_;
+    Presence presence_ NRX_GUARDED_BY(mutex_) = Presence::gone;
+    bool wasPresent_ NRX_GUARDED_BY(mutex_) = false;
+    std::shared_ptr<ListenerRegistration> listener_ NRX_GUARDED_BY(mutex_);  ///< Null without a listener.
+};
+
+}  // namespace television
