@@ -18,6 +18,8 @@ public:
 
     /// Adds the objects of a key.
     void add(KeyEntry const& entry);
+    /// The same, and starts them. Without memory all begin again later.
+    void addAndStart(KeyEntry const& entry);
     /// Starts as many recoveries as may run at the same time.
     void start();
     /// Drops all recoveries: the television is gone, and replies to calls that were made to it are ignored.
@@ -30,6 +32,8 @@ private:
     };
 
     void end(Recovery const& recovery, int status);
+    template <typename Step>
+    void runOrBeginAgain(Step const& step);
 
     ModelContext& context_;
     std::deque<Recovery> waiting_;
