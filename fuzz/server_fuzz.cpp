@@ -141,10 +141,9 @@ public:
         bus::Message const reply(made);
         if (isValid) {
             sd_bus_message_append(made, "a{sv}", 2, "UnixUserID", "u", USERS[index], "UnixGroupIDs", "au", 1, 7);
-            sd_bus_send(bus_.get(), made, nullptr);
-        } else if (appendItems(made, makeArguments(bytes, "a{sv}"))) {
-            sd_bus_send(bus_.get(), made, nullptr);
-        } else {
+        }
+        if ((!isValid && !appendItems(made, makeArguments(bytes, "a{sv}"))) ||
+            sd_bus_send(bus_.get(), made, nullptr) < 0) {
             sd_bus_reply_method_errorf(request.get(), SD_BUS_ERROR_NAME_HAS_NO_OWNER, "gone");
         }
     }
