@@ -1,5 +1,6 @@
 // Kills a television on a bus, and the bus, while another process writes lists and this process's clients receive the
 // lists: nrx_stress_bus [KILLS [BUS_KILLS [FACADES]]]
+// Or ten threads connect, call, are notified and disconnect at the same time: nrx_stress_bus threads [SECONDS]
 
 #include <algorithm>
 #include <csignal>
@@ -11,7 +12,9 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access.h"
 #include "stress/program.h"
 #include "television/log.h"
+#include "television/root_reference.h"
 #include "television/status.h"
+#include "television/table_iterator.h"
 #include "tests/child_process.h"
 
 namespace {
@@ -29,6 +32,7 @@ enum Phase { CONNECTING, LISTENING, LEAVING };
 constexpr char MODEL[] = R"({"objects": [
     {"key": "torvi.sl2.vstr.videoplayer.nrx.command", "type": "string-list", "value": ["started"]},
     {"key": "torvi.sl2.vstr.videoplayer.nrx.event", "type": "string-list", "value": []},
+    {"key": "table", "type": "table", "value": [["a"]]},
     {"key": "torvi.sl2.action.source.switch", "type": "action"}]})";
 
 /// Checks every received list.
@@ -170,6 +174,92 @@ void run(int kills, int busKills, int leastFacades) {
     expect(client.starts <= rounds + 1 && longest <= 5s, "no start's list comes twice, and no list too late");
 }
 
+/// An observer for a moment, which checks every list that it receives. It receives nothing from actions and tables.
+struct ShortObserver final : objbus::ObserverVectorString {
+    explicit ShortObserver(std::atomic<int>& all) : lists(all) {}
+    void notifyStringVector(List const& list) override {
+        expect(!hasLeft, "nobody is notified after leaving");
+        expect(list.empty() || decodeList(list) != 0, "lists are whole");
+        ++lists;
+    }
+
+    std::atomic<int>& lists;
+    std::atomic<bool> hasLeft = false;
+};
+
+/// Connects an observer to the key, calls the operation with the object, and disconnects the observer.
+template <typename Object>
+bool useObject(objbus::RootInterface& root, std::string const& key, objbus::Observer* observer,
+               void (*use)(Object& object, int number), int number) {
+    objbus::Object* object = nullptr;
+    if (root.connectObject(key, observer, object) != 0) {
+        return false;  // The machine is too busy for an attempt.
+    }
+    use(static_cast<Object&>(*object), number);
+    expect(root.disconnectObject(key, observer, object) == 0, "each registration ends once");
+    return true;
+}
+
+void callList(objbus::ObjectVectorString& object, int number) {
+    List list = encodeList(number);
+    std::map<int, std::string> elements;
+    for (std::string const& element : list) {
+        elements.emplace(static_cast<int>(elements.size()), element);
+    }
+    object.setValue(elements);
+    expect(object.getValue(list) != 0 || list.empty() || decodeList(list) != 0, "lists are read whole");
+}
+
+void callAction(objbus::ObjectAction& object, int number) {
+    unsigned int id = 0;
+    object.invoke(id, {{1, 0, 0, std::to_string(number)}});
+}
+
+void callTable(objbus::ObjectTable& object, int number) {
+    if (auto* const iterator = object.createIterator({}, nullptr, {}, {}, {})) {
+        iterator->seekToRow(number);
+        iterator->readRow();
+        expect(object.destroyIterator(iterator) == 0, "each iterator is destroyed once");
+    }
+}
+
+/// Ten threads use the same platform, while the television is killed now and then.
+void runThreads(std::chrono::seconds duration) {
+    Watchdog watchdog(90s);
+    Processes processes;
+    ::setenv("NRX_BUS_ADDRESS", processes.address.c_str(), 1);
+    boost::shared_ptr<frame::Interface> reference;
+    frame::Process::getInstance().getInterfaceReference(reference, television::ROOT_INTERFACE_NAME);
+    auto& root = *static_cast<objbus::RootInterface*>(reference->getObject());
+    std::atomic<bool> isStopping = false;
+    std::atomic<int> lists = 0;
+    std::atomic<int> uses[3]{};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 10; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (int number = thread + 1; !isStopping; number += 10) {
+                ShortObserver observer(lists);
+                uses[0] += useObject(root, orvane::model_keys::EVENT, &observer, callList, number) ? 1 : 0;
+                uses[1] += useObject(root, orvane::model_keys::SOURCE_SWITCH, &observer, callAction, number) ? 1 : 0;
+                uses[2] += useObject(root, "table", &observer, callTable, number) ? 1 : 0;
+                observer.hasLeft = true;
+            }
+        });
+    }
+    for (auto const end = Clock::now() + duration; Clock::now() < end; std::this_thread::sleep_for(1s)) {
+        watchdog.kick();
+        int const before = lists;
+        processes.television->end(SIGKILL);
+        processes.television = test::startTelevision(NRX_TELEVISION, processes.address, MODEL);
+        waitUntil([&] { return lists > before; });
+    }
+    isStopping = true;
+    std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
+    std::printf("ten threads used a list %d times, an action %d and a table %d times, and received %d lists\n",
+                uses[0].load(), uses[1].load(), uses[2].load(), lists.load());
+    expect(uses[0] != 0 && uses[1] != 0 && uses[2] != 0, "each kind of object is used");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
@@ -178,6 +268,10 @@ int main(int argc, char** argv) try {
         write();
     }
     ::setenv("NRX_LOG", "off", 1);
+    if (argc >= 2 && std::string(argv[1]) == "threads") {
+        runThreads(std::chrono::seconds(numberAt(2, argc, argv, 10)));
+        return 0;
+    }
     run(numberAt(1, argc, argv, 20), numberAt(2, argc, argv, 2), numberAt(3, argc, argv, 0));
 } catch (std::exception const& error) {
     fail(error.what());

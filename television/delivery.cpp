@@ -3,6 +3,7 @@
 #include <array>
 #include <cassert>
 #include <cstdio>
+#include <new>
 
 #include "television/environment.h"
 #include "television/report.h"
@@ -14,6 +15,15 @@ namespace {
 constexpr char TAG[] = "DELIVERY";
 constexpr std::size_t DEFAULT_LIMIT = std::size_t{64} * 1024 * 1024;
 constexpr std::size_t ENTRY_SIZE = 256;  ///< A queued change's approximate size without payload.
+
+/// Only a lack of memory is no fault of the observer.
+void notify(Notification const& notification, Registration const& recipient) {
+    try {
+        notification.notify(recipient);
+    } catch (std::bad_alloc const&) {
+        report(TAG, "memory ran out, an observer lost a notification");
+    }
+}
 
 }  // namespace
 
@@ -141,7 +151,7 @@ void Delivery::runNext() {
         runningRegistration_ = recipient;
         runningThread_ = std::this_thread::get_id();
         mutex_.unlock();
-        entry.notification.notify(*recipient);
+        notify(entry.notification, *recipient);
         mutex_.lock();
         runningRegistration_.reset();
         runningThread_ = {};

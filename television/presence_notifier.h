@@ -8,8 +8,6 @@
 #include "television/mutex.h"
 #include "television/presence.h"
 
-// Private to the televisions.
-
 namespace television {
 
 /// The presence of a television, and the listener that receives its changes: on the thread of the delivery, or on the
@@ -28,9 +26,10 @@ public:
             if (isPresent == (presence_ != Presence::gone)) {
                 return;
             }
-            presence_ = !isPresent ? Presence::gone : wasPresent_ ? Presence::back : Presence::reached;
+            Presence const changed = !isPresent ? Presence::gone : wasPresent_ ? Presence::back : Presence::reached;
+            call = post(changed, delivery);  // May throw, and then nothing has changed.
+            presence_ = changed;
             wasPresent_ = true;
-            call = post(delivery);
         }
         call();
     }
@@ -48,7 +47,7 @@ public:
                 delivery->cancel(*listener_->registration);
             }
             listener_ = next;
-            call = post(delivery);
+            call = post(presence_, delivery);
         }
         call();
         if (delivery != nullptr) {
@@ -64,11 +63,11 @@ private:
 
     /// Posts the presence with the mutex held, so that the listener receives the changes in their order. Returns the
     /// work for after the unlock: the listener's call if there is no delivery, or nothing.
-    [[nodiscard]] std::function<void()> post(Delivery* delivery) const NRX_REQUIRES(mutex_) {
+    [[nodiscard]] std::function<void()> post(Presence presence, Delivery* delivery) const NRX_REQUIRES(mutex_) {
         if (!listener_) {
             return [] {};
         }
-        auto const call = [told = listener_, presence = presence_] { told->listener(presence); };
+        auto const call = [told = listener_, presence] { told->listener(presence); };
         if (delivery == nullptr) {
             return call;
         }

@@ -63,7 +63,14 @@ int statusOfSendError(int result) {
 }
 
 int statusOfReadError(int result) {
-    return result == -EMSGSIZE ? television::STATUS_NOT_CARRIED : television::STATUS_NOT_UNDERSTOOD;
+    switch (result) {
+        case -EMSGSIZE:
+            return television::STATUS_NOT_CARRIED;
+        case -ENOMEM:
+            return television::STATUS_NO_RESOURCES;
+        default:
+            return television::STATUS_NOT_UNDERSTOOD;
+    }
 }
 
 }  // namespace bus

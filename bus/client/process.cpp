@@ -27,9 +27,10 @@ int frame::Process::getInterfaceReference(boost::shared_ptr<Interface>& referenc
     return bus::catchToStatus([&reference] {
         // The root interface exists even without a bus and a television. Never destroyed: clients may disconnect while
         // the process destroys its static objects.
-        static auto const& root =
-            *new boost::shared_ptr<Interface>(boost::make_shared<television::RootReference>(new Root));
-        reference = root;
+        static auto& root = *new Root;
+        static auto const& rootReference =
+            *new boost::shared_ptr<Interface>(boost::make_shared<television::RootReference>(&root));
+        reference = rootReference;
         return television::STATUS_OK;
     });
 }

@@ -22,6 +22,22 @@ void RecoveryQueue::add(KeyEntry const& entry) {
     }
 }
 
+void RecoveryQueue::addAndStart(KeyEntry const& entry) {
+    runOrBeginAgain([&] {
+        add(entry);
+        start();
+    });
+}
+
+template <typename Step>
+void RecoveryQueue::runOrBeginAgain(Step const& step) {
+    try {
+        step();
+    } catch (...) {  // Memory ran out. Recoveries may be missing.
+        context_.connection.announceAgain();
+    }
+}
+
 void RecoveryQueue::start() {
     while (runningCount_ < MAX_RUNNING && !waiting_.empty()) {
         Recovery const next = waiting_.front();
@@ -64,11 +80,15 @@ void RecoveryQueue::end(Recovery const& recovery, int status) {
         if (recovery.retryDelay == FIRST_DELAY) {
             recovery.object->report("read", status);
         }
-        context_.connection.runLater(recovery.retryDelay, [this, recovery, owner = lostOwnerCount_] {
-            if (owner == lostOwnerCount_) {
-                waiting_.push_back({recovery.object, std::min(2 * recovery.retryDelay, LAST_DELAY)});
-                start();
-            }
+        runOrBeginAgain([&] {
+            context_.connection.runLater(recovery.retryDelay, [this, recovery, owner = lostOwnerCount_] {
+                if (owner == lostOwnerCount_) {
+                    runOrBeginAgain([&] {
+                        waiting_.push_back({recovery.object, std::min(2 * recovery.retryDelay, LAST_DELAY)});
+                    });
+                    start();
+                }
+            });
         });
     }
     start();

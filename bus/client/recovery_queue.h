@@ -18,6 +18,8 @@ public:
 
     /// Adds the objects of a key.
     void add(KeyEntry const& entry);
+    /// Adds the objects of a key and starts their recoveries. If memory runs out, all recoveries start again later.
+    void addAndStart(KeyEntry const& entry);
     /// Starts waiting recoveries until `MAX_RUNNING` recoveries run.
     void start();
     /// Called when the television is gone. Drops all recoveries and ignores the replies to their calls.
@@ -30,6 +32,8 @@ private:
     };
 
     void end(Recovery const& recovery, int status);
+    template <typename Step>
+    void runOrBeginAgain(Step const& step);
 
     ModelContext& context_;
     std::deque<Recovery> waiting_;

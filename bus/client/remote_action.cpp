@@ -18,8 +18,10 @@ int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> c
         return call(
             ACTION_INTERFACE, "Invoke", [&arguments](sd_bus_message* message) { return append(message, arguments); },
             [this, &actionId](sd_bus_message* message) {
-                NRX_TRY(read(message, actionId));
-                addPendingInvocation(actionId);
+                unsigned int id = 0;
+                NRX_TRY(read(message, id));
+                addPendingInvocation(id);
+                actionId = id;
                 return 0;
             });
     });
@@ -48,10 +50,12 @@ void ActionObject::handleSignal(sd_bus_message* signal) {
 }
 
 void ActionObject::failPending() {
-    for (unsigned int const id : pendingInvocations_) {
-        post([id](auto& observer) { observer.notifyExecutionError(id, television::STATUS_LOST); });
+    for (; !pendingInvocations_.empty(); pendingInvocations_.pop_front()) {
+        catchToStatus([this, id = pendingInvocations_.front()] {
+            post([id](auto& observer) { observer.notifyExecutionError(id, television::STATUS_LOST); });
+            return television::STATUS_OK;
+        });
     }
-    pendingInvocations_.clear();
 }
 
 void ActionObject::addPendingInvocation(unsigned int id) {

@@ -145,7 +145,13 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ConnectAttempt> c
             answer(status);
         } else {
             assert(attempt->object != nullptr);
-            attempt->object->requestInitialValue(answer);
+            int const requested = catchToStatus([&] {
+                attempt->object->requestInitialValue(answer);
+                return television::STATUS_OK;
+            });
+            if (requested != television::STATUS_OK) {
+                answer(requested);
+            }
         }
     };
     connection.callAsync({entry.path, PROPERTIES_INTERFACE, "Get"}, Caller::CLIENT,
@@ -224,8 +230,7 @@ void RemoteModel::handleManagerSignal(sd_bus_message* signal) {
         return;
     }
     if (isAdded) {
-        recoveries_.add(*entry);
-        recoveries_.start();
+        recoveries_.addAndStart(*entry);
     } else if (read(signal, interfaces) >= 0 &&
                std::count(interfaces.begin(), interfaces.end(), OBJECT_INTERFACE) != 0) {
         television::MutexLock const lock(mutex);
@@ -252,7 +257,8 @@ void RemoteModel::handleNameVanished() {
 }
 
 void RemoteModel::handleNameAppeared() {
-    runNoexcept([this] { presence.setPresent(true, &delivery); });
+    presence.setPresent(true, &delivery);
+    recoveries_.clear();  // Drops the recoveries of an earlier call, which ran out of memory.
     {
         television::MutexLock const lock(mutex);
         for (auto const& [key, entry] : entries_) {

@@ -39,9 +39,28 @@ int readPath(sd_bus_message* message, std::string& path) {
     return 1;
 }
 
-MessageBody destroyArguments(std::string path) {
-    return [path = std::move(path)](sd_bus_message* message) {
-        return sd_bus_message_append_basic(message, SD_BUS_TYPE_OBJECT_PATH, path.c_str());
+/// Destroys an iterator in the television, which limits the iterators of a process.
+void destroyRemotely(ServiceConnection& connection, std::string const& table, std::string const& iterator) noexcept {
+    try {
+        auto const arguments = [iterator](sd_bus_message* message) {
+            return sd_bus_message_append_basic(message, SD_BUS_TYPE_OBJECT_PATH, iterator.c_str());
+        };
+        connection.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, arguments, true);
+    } catch (...) {  // Memory ran out.
+        connection.leaveBus();
+    }
+}
+
+/// Reads the reply of a television that has made an iterator.
+template <typename Read>
+MessageBody orLeave(ServiceConnection& connection, Read const& read) {
+    return [&connection, read](sd_bus_message* message) {
+        try {
+            return read(message);
+        } catch (...) {  // Memory ran out.
+            connection.leaveBus();
+            throw;
+        }
     };
 }
 
@@ -67,10 +86,7 @@ void RemoteIterator::failPending() {
 void RemoteIterator::destroy(std::string const& table) {
     if (!isClosed_.exchange(true)) {
         context_.iterators.erase(path_);
-        catchToStatus([&] {
-            context_.connection.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, destroyArguments(path_));
-            return 0;
-        });
+        destroyRemotely(context_.connection, table, path_);
     }
 }
 
@@ -150,10 +166,11 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         auto const late = [&connection = connection(), table = path()](sd_bus_message* message) {
             std::string iteratorPath;
             NRX_TRY(readPath(message, iteratorPath));
-            connection.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, destroyArguments(iteratorPath));
+            destroyRemotely(connection, table, iteratorPath);
             return 0;
         };
-        return call(TABLE_INTERFACE, "CreateIterator", arguments, reply, late);
+        return call(TABLE_INTERFACE, "CreateIterator", arguments, orLeave(connection(), reply),
+                    orLeave(connection(), late));
     });
     if (status == television::STATUS_NOT_CARRIED || status == television::STATUS_TOO_MANY) {
         report("createIterator", status);
@@ -192,7 +209,7 @@ void TableObject::handleSignal(sd_bus_message* signal) {
 
 void TableObject::failPending() {
     for (auto const& iterator : iterators_.live()) {
-        iterator->failPending();
+        catchToStatus([&lost = *iterator] { return lost.failPending(), television::STATUS_OK; });
     }
 }
 

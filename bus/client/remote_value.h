@@ -49,14 +49,20 @@ public:
                 missedValue_ = value;
             }
             // Signals of earlier changes may arrive after the reply. They arrive before the reply to this call.
-            this->connection().callAsync(
-                {MODEL_PATH, MODEL_INTERFACE, SYNC_METHOD}, Caller::PLATFORM, {}, {},
-                [this, value, completion](int synced) {
-                    if (synced != television::STATUS_NO_ANSWER && synced != television::STATUS_NO_BUS) {
-                        notifyMissedValue(value);
-                    }
-                    completion(synced);
-                });
+            int const called = catchToStatus([&] {
+                this->connection().callAsync(
+                    {MODEL_PATH, MODEL_INTERFACE, SYNC_METHOD}, Caller::PLATFORM, {}, {},
+                    [this, value, completion](int synced) {
+                        bool const hasMissed =
+                            synced != television::STATUS_NO_ANSWER && synced != television::STATUS_NO_BUS;
+                        completion(hasMissed ? catchToStatus([&] { return notifyMissedValue(value), synced; })
+                                             : synced);
+                    });
+                return television::STATUS_OK;
+            });
+            if (called != television::STATUS_OK) {
+                completion(called);
+            }
         };
         requestValue(Caller::PLATFORM, value, complete);
     }

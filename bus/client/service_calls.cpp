@@ -152,22 +152,30 @@ int ServiceConnection::onReply(sd_bus_message* message, void* pending, sd_bus_er
     });
 }
 
-void ServiceConnection::callNoReply(Method method, MessageBody arguments) {
-    tasks_.post([this, called = std::move(method), body = std::move(arguments)] {
+void ServiceConnection::callNoReply(Method method, MessageBody arguments, bool mustBeSent) {
+    tasks_.post([this, called = std::move(method), body = std::move(arguments), mustBeSent] {
         auto const send = [&] {
             Message message;
             NRX_TRY(newMethodCall(called, body, message));
             NRX_TRY(sd_bus_message_set_expect_reply(message.get(), 0));
             return sd_bus_send(bus_.get(), message.get(), nullptr);
         };
-        runNoexcept([&] {
-            if (owner_.empty()) {
-                reportFailure(called.path, called.name, television::STATUS_NO_TELEVISION);
-            } else if (int const result = send(); result < 0) {
-                reportFailure(called.path, called.name, statusOfSendError(result));
-            }
+        int const status = owner_.empty() ? static_cast<int>(television::STATUS_NO_TELEVISION) : catchToStatus([&] {
+            int const result = send();
+            return result < 0 ? statusOfSendError(result) : static_cast<int>(television::STATUS_OK);
         });
+        if (status != television::STATUS_OK) {
+            reportFailure(called.path, called.name, status);
+        }
+        if (status == television::STATUS_NO_RESOURCES && mustBeSent) {
+            leaveBus();
+        }
     });
+}
+
+void ServiceConnection::leaveBus() {
+    isLeaving_ = true;
+    tasks_.wake();
 }
 
 int ServiceConnection::newMethodCall(Method const& method, MessageBody const& arguments, Message& message) const {

@@ -20,9 +20,6 @@ constexpr char OWNER_RULE[] =
     "member='NameOwnerChanged',arg0='nrx.Television1'";
 /// One rule for all objects, because the bus limits the number of rules of a connection.
 constexpr char MODEL_RULE[] = "type='signal',sender='nrx.Television1',path_namespace='/nrx/Television1/model'";
-constexpr char DISCONNECTED_RULE[] =
-    "type='signal',sender='org.freedesktop.DBus.Local',path='/org/freedesktop/DBus/Local',"
-    "interface='org.freedesktop.DBus.Local',member='Disconnected'";
 
 constexpr unsigned int NO_FLAGS = 0;  ///< The flags of `StartServiceByName`.
 
@@ -68,8 +65,11 @@ void ServiceConnection::runLoopOnce() {
     if (isReconnecting_ && std::chrono::steady_clock::now() >= nextAttempt_) {
         runNoexcept([this] { connectBus(); });
     }
+    if (std::chrono::steady_clock::now() >= nextAnnouncement_) {
+        announceOwner();
+    }
     runTimers();
-    auto next = isReconnecting_ ? nextAttempt_ : Deadline::max();
+    auto next = std::min(isReconnecting_ ? nextAttempt_ : Deadline::max(), nextAnnouncement_);
     next = timers_.empty() ? next : std::min(next, timers_.begin()->first);
     std::uint64_t wait = UINT64_MAX;
     if (next != Deadline::max()) {
@@ -78,6 +78,10 @@ void ServiceConnection::runLoopOnce() {
     }
     if (sd_event_run(loop_.get(), wait) < 0) {  // The kernel or this process lacks resources for now.
         std::this_thread::sleep_for(FIRST_DELAY);
+    }
+    bool const isLeaving = isLeaving_.exchange(false);
+    if (!isReconnecting_ && (isLeaving || sd_bus_is_open(bus_.get()) <= 0)) {  // Without memory sd-bus reports no end.
+        handleDisconnected();
     }
 }
 
@@ -114,9 +118,6 @@ int ServiceConnection::initializeBus() {
     sd_bus* const bus = bus_.get();
     NRX_TRY(sd_bus_attach_event(bus, loop_.get(), SD_EVENT_PRIORITY_NORMAL));
     auto const add = [this](auto const& makeSlot) { return makeInto(slots_.emplace_back(), makeSlot); };
-    NRX_TRY(add([&](auto slot) {
-        return sd_bus_add_match(bus, slot, DISCONNECTED_RULE, dispatch<&ServiceConnection::onDisconnected>, this);
-    }));
     // A filter receives the objects' signals: the rule's own handler would miss signals that precede the rule's reply.
     NRX_TRY(add([&](auto slot) { return sd_bus_add_filter(bus, slot, dispatch<&ServiceConnection::onSignal>, this); }));
     // The connection ends if the bus refuses one of these rules.
@@ -149,13 +150,25 @@ void ServiceConnection::clearNameOwner() {
 void ServiceConnection::setNameOwner(std::string owner) {
     owner.swap(owner_);
     if (!owner.empty()) {
+        nextAnnouncement_ = Deadline::max();
         failSentCalls(television::STATUS_NO_ANSWER);  // The next owner does not reply to calls to the earlier owner.
         runNoexcept([this] { watcher_.handleNameVanished(); });
     }
     if (!owner_.empty()) {
-        runNoexcept([this] { watcher_.handleNameAppeared(); });
+        announceOwner();
     }
 }
+
+void ServiceConnection::announceOwner() {
+    nextAnnouncement_ = Deadline::max();
+    try {
+        watcher_.handleNameAppeared();
+    } catch (...) {  // Memory ran out.
+        announceAgain();
+    }
+}
+
+void ServiceConnection::announceAgain() { nextAnnouncement_ = std::chrono::steady_clock::now() + FIRST_DELAY; }
 
 void ServiceConnection::handleNameOwner(std::string const& owner) {
     isOwnerKnown_ = true;
@@ -190,10 +203,11 @@ void ServiceConnection::onOwnerUser(sd_bus_message* reply) {
     sendHeldCalls();
 }
 
-void ServiceConnection::onDisconnected(sd_bus_message* /*signal*/) {
+void ServiceConnection::handleDisconnected() {
     isOnBus_ = false;
-    scheduleReconnect();  // Not at once, because sd-bus is processing the connection.
-    clearNameOwner();
+    scheduleReconnect();
+    clearNameOwner();  // Fails the sent calls, which get no reply.
+    disconnectBus();
 }
 
 void ServiceConnection::onNameOwner(sd_bus_message* reply) {
@@ -230,12 +244,13 @@ void ServiceConnection::startService() {
 
 void ServiceConnection::onServiceStarted(sd_bus_message* reply) {
     isServiceStarting_ = false;
-    if (sd_bus_error const* const error = sd_bus_message_get_error(reply)) {
-        failHeldCalls(statusOfError(*error));
-    } else if (!isOwnerPending() && owner_.empty()) {  // The new owner has gone, or is not trusted.
-        failHeldCalls(television::STATUS_NO_TELEVISION);
-    } else {
+    sd_bus_error const* const error = sd_bus_message_get_error(reply);
+    if (isOwnerPending() || !owner_.empty()) {  // Also after an error, because a television may start without the bus.
         sendHeldCalls();
+    } else if (error != nullptr) {
+        failHeldCalls(statusOfError(*error));
+    } else {  // The owner has gone again, or is not trusted.
+        failHeldCalls(television::STATUS_NO_TELEVISION);
     }
 }
 

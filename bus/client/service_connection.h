@@ -44,7 +44,7 @@ public:
     ServiceWatcher& operator=(ServiceWatcher const&) = delete;
     /// The television has lost the name.
     virtual void handleNameVanished() = 0;
-    /// A trusted television owns the name.
+    /// A trusted television owns the name. Called again if it throws, or as `announceAgain` asks.
     virtual void handleNameAppeared() = 0;
     /// The television sent a signal.
     virtual void handleSignal(sd_bus_message* signal) = 0;
@@ -82,11 +82,20 @@ public:
     /// Calls the method and does not wait. `completion` runs on the connection's thread, after `reply` or a failure.
     void callAsync(Method method, Caller caller, MessageBody arguments, MessageBody reply, Completion completion);
 
-    /// Calls the method without a reply, and does not wait. `arguments` runs later, on the connection's thread.
-    void callNoReply(Method method, MessageBody arguments);
+    /// Calls the method without a reply, and does not wait. `arguments` runs later, on the connection's thread. If the
+    /// call must be sent but memory runs out, leaves the bus.
+    void callNoReply(Method method, MessageBody arguments, bool mustBeSent = false);
+
+    /// Leaves the bus, and connects again: the television then releases all that it keeps for this process. Needs no
+    /// memory.
+    void leaveBus();
 
     /// Runs the task after the delay. Called on the connection's thread, which also runs the task.
     void runLater(std::chrono::milliseconds delay, std::function<void()> task);
+
+    /// Calls the watcher's `handleNameAppeared` again after a pause, unless the television is gone by then. Needs no
+    /// memory. Called on the connection's thread.
+    void announceAgain();
 
 private:
     struct PendingCall;
@@ -105,6 +114,8 @@ private:
     void handleNameOwner(std::string const& owner);
     void setNameOwner(std::string owner);
     void clearNameOwner();
+    void announceOwner();
+    void handleDisconnected();
     /// Whether a reply of the bus about the owner is pending.
     [[nodiscard]] bool isOwnerPending() const {
         return !isOwnerKnown_ || !candidateOwner_.empty() || isServiceStarting_;
@@ -128,7 +139,6 @@ private:
     void onNameOwnerChanged(sd_bus_message* signal);
     void onOwnerUser(sd_bus_message* reply);
     void onServiceStarted(sd_bus_message* reply);
-    void onDisconnected(sd_bus_message* signal);
     /// An sd-bus callback that calls `HANDLER` of the connection.
     template <void (ServiceConnection::*HANDLER)(sd_bus_message*)>
     static int dispatch(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
@@ -139,12 +149,14 @@ private:
     EventLoop const loop_;
     TaskQueue tasks_;
     std::atomic<bool> isOnBus_ = false;
+    std::atomic<bool> isLeaving_ = false;
 
     // Used on the connection's thread alone.
-    bool isReconnecting_ = true;            ///< There is no usable bus.
-    Deadline nextAttempt_{};                ///< When to reconnect.
-    std::chrono::milliseconds retryDelay_;  ///< The delay of the next `scheduleReconnect`.
-    int connectError_;                      ///< The error number of the last attempt.
+    bool isReconnecting_ = true;                   ///< There is no usable bus.
+    Deadline nextAttempt_{};                       ///< When to reconnect.
+    std::chrono::milliseconds retryDelay_;         ///< The delay of the next `scheduleReconnect`.
+    int connectError_;                             ///< The error number of the last attempt.
+    Deadline nextAnnouncement_ = Deadline::max();  ///< When to call the watcher's `handleNameAppeared` again.
     std::multimap<Deadline, std::function<void()>> timers_;
     std::map<PendingCall const*, std::shared_ptr<PendingCall>> sentCalls_;
     std::vector<std::shared_ptr<PendingCall>> heldCalls_;  ///< Sent when the owner is known.

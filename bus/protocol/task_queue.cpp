@@ -31,8 +31,10 @@ TaskQueue::~TaskQueue() {
 void TaskQueue::post(std::function<void()> task) {
     television::MutexLock const lock(mutex_);
     tasks_.push_back(std::move(task));
-    ::eventfd_write(descriptor_, 1);
+    wake();
 }
+
+void TaskQueue::wake() { ::eventfd_write(descriptor_, 1); }
 
 int TaskQueue::runTasks(sd_event_source* /*source*/, int descriptor, unsigned int /*events*/, void* queue) noexcept {
     auto& self = *static_cast<TaskQueue*>(queue);

@@ -24,6 +24,9 @@ public:
     /// Adds a task. Exceptions of the task are ignored.
     void post(std::function<void()> task);
 
+    /// Lets the loop run once more. Needs no memory.
+    void wake();
+
 private:
     static int runTasks(sd_event_source* source, int descriptor, unsigned int events, void* queue) noexcept;
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -80,7 +81,8 @@ int CallFilter::filterCall(sd_bus_message* call, sd_bus_error* error) {
     }
     Client& client = position->second;
     if (!client.isKnown) {
-        client.heldCalls.emplace_back(sd_bus_message_ref(call));
+        Message held(sd_bus_message_ref(call));
+        client.heldCalls.push_back(std::move(held));
         return 1;
     }
     return isAllowed(client.access, call) ? 0 : refuse(client, call, error);
@@ -105,8 +107,11 @@ void CallFilter::applyCredentials(Client& client, sd_bus_message* reply) {
     std::vector<gid_t> groups;
     auto const heldCalls = std::exchange(client.heldCalls, {});
     Slot const slot = std::move(client.credentialsSlot);
-    client.isKnown =
-        sd_bus_message_is_method_error(reply, nullptr) == 0 && readCredentials(reply, client.user, groups) >= 0;
+    try {
+        client.isKnown =
+            sd_bus_message_is_method_error(reply, nullptr) == 0 && readCredentials(reply, client.user, groups) >= 0;
+    } catch (std::bad_alloc const&) {  // The held calls are refused.
+    }
     if (client.isKnown) {
         client.access = permissions_.of(client.user, groups);
     }

@@ -56,8 +56,11 @@ bool SendQueue::hasRoom() {
 }
 
 int SendQueue::sendNow(QueuedMessage const& queued) {
-    NRX_TRY(sd_bus_send(bus_, queued.message.get(), nullptr));
-    connectionSizes_.push_back(queued.size);
+    connectionSizes_.push_back(queued.size);  // First: what cannot be counted is not sent.
+    if (int const result = sd_bus_send(bus_, queued.message.get(), nullptr); result < 0) {
+        connectionSizes_.pop_back();
+        return result;
+    }
     connectionBytes_ += queued.size;
     return 0;
 }

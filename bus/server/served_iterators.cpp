@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cassert>
+#include <cerrno>
+#include <new>
 #include <system_error>
 #include <tuple>
 #include <vector>
@@ -60,11 +62,12 @@ public:
     ServedIterator(SignalEmitter emitter, ServerLoop& loop, objbus::ObjectTable& table, objbus::IteratorType type,
                    std::vector<objbus::TableSelection> const& selections, std::vector<int> const& columns,
                    std::vector<objbus::TableOrder> const& orders)
-        : emitter_(std::move(emitter)),
-          loop_(loop),
-          table_(table),
-          observer_(std::make_unique<IteratorObserver>(emitter_)),
-          iterator_(table.createIterator(type, observer_.get(), selections, columns, orders)) {}
+        : emitter_(std::move(emitter)), loop_(loop), table_(table) {
+        auto observer = std::make_unique<IteratorObserver>(emitter_);
+        auto* const receiver = observer.get();
+        observer_.push_back(std::move(observer));
+        iterator_ = table.createIterator(type, receiver, selections, columns, orders);
+    }
     ServedIterator(ServedIterator const&) = delete;
     ServedIterator& operator=(ServedIterator const&) = delete;
     ~ServedIterator() {
@@ -74,7 +77,7 @@ public:
         } catch (...) {  // The model still has the iterator.
         }
         if (iterator_ != nullptr) {
-            loop_.orphanedObservers.push_back(std::move(observer_));
+            loop_.orphanedObservers.splice(loop_.orphanedObservers.end(), observer_);
         }
     }
 
@@ -97,8 +100,8 @@ private:
     SignalEmitter const emitter_;
     ServerLoop& loop_;
     objbus::ObjectTable& table_;
-    std::unique_ptr<objbus::ObserverTableIterator> observer_;
-    objbus::TableIterator* iterator_;
+    ServerLoop::Observers observer_;  ///< One.
+    objbus::TableIterator* iterator_ = nullptr;
 };
 
 namespace {
@@ -223,9 +226,17 @@ int ServedIterators::handleCreate(sd_bus_message* call, ServedObject const& tabl
         return setStatusError(error, television::STATUS_UNKNOWN_ITERATOR);
     }
     assert(!iterators_.contains(path));
-    clientPaths_[client].insert(path);
-    iterators_.emplace(path, std::move(served));
-    return sd_bus_reply_method_return(call, "o", path.c_str());  // Precedes the signals, which wait for the loop.
+    auto const position = iterators_.emplace(path, std::move(served)).first;
+    try {
+        clientPaths_[client].insert(path);
+        // Precedes the signals, which wait for the loop.
+        if (int const result = sd_bus_reply_method_return(call, "o", path.c_str()); result >= 0) {
+            return result;
+        }
+    } catch (std::bad_alloc const&) {
+    }
+    erase(position);  // Memory ran out, so that the client does not learn the path.
+    return -ENOMEM;
 }
 
 int ServedIterators::handleDestroy(sd_bus_message* call, ServedObject const& table, sd_bus_error* error) {

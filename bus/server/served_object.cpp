@@ -1,6 +1,7 @@
 #include "bus/server/served_object.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -45,13 +46,15 @@ bool ServedObject::connectObserver() {
     if (descriptor_ == nullptr) {
         return true;
     }
-    observer_ = descriptor_->makeObserver(emitter_);
+    observer_.push_back(descriptor_->makeObserver(emitter_));
     try {
-        int const status = context_.root.connectObject(key(), observer_.get(), object_);
+        int const status = context_.root.connectObject(key(), observer_.front().get(), object_);
         if (status == television::STATUS_OK) {
             return descriptor_->isInstance(object_);  // The key may have an object of another type now.
         }
         reportObject(key(), "cannot be connected to, status " + std::to_string(status));
+    } catch (std::bad_alloc const&) {  // The server tries again.
+        throw;
     } catch (std::exception const& failure) {
         reportObject(key(), std::string("cannot be connected to: ") + failure.what());
     }
@@ -60,13 +63,13 @@ bool ServedObject::connectObserver() {
 
 ServedObject::~ServedObject() {
     emitter_.close();
-    if (!observer_) {
+    if (observer_.empty()) {
         return;
     }
     try {
-        context_.root.disconnectObject(key(), observer_.get(), object_);
+        context_.root.disconnectObject(key(), observer_.front().get(), object_);
     } catch (...) {  // The observer is still registered.
-        context_.loop.orphanedObservers.push_back(std::move(observer_));
+        context_.loop.orphanedObservers.splice(context_.loop.orphanedObservers.end(), observer_);
     }
 }
 

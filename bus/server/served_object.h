@@ -27,7 +27,7 @@ struct ObjectContext {
 class ServedObject {
 public:
     /// Connects to the object under the key. Reports a failure and returns null. Also returns null if the key's object
-    /// has another type by now.
+    /// has another type by now. Throws `std::bad_alloc`.
     static std::unique_ptr<ServedObject> connect(ObjectContext const& context, std::string const& key,
                                                  objbus::ObjectTypeSpec type);
     ServedObject(ServedObject const&) = delete;
@@ -70,7 +70,7 @@ private:
     SignalEmitter const emitter_;
     objbus::ObjectTypeSpec const type_;
     TypeDescriptor const* const descriptor_;  ///< Null for a type that has no interface of its own.
-    std::unique_ptr<objbus::Observer> observer_;
+    ServerLoop::Observers observer_;          ///< At most one.
     objbus::Object* object_ = nullptr;
     bool isValueOmitted_ = false;
 };

@@ -2,11 +2,15 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <ctime>
+#include <new>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 
 #include "bus/server/bus_slots.h"
 #include "bus/server/catch_to_error.h"
@@ -19,6 +23,11 @@ namespace bus::server {
 namespace {
 
 constexpr std::chrono::seconds LONGEST_FLUSH{5};
+constexpr std::chrono::milliseconds NO_MEMORY_PAUSE{10};
+
+int handleReadable(sd_event_source* /*source*/, int /*descriptor*/, std::uint32_t /*events*/, void* /*none*/) {
+    return 0;  // `runLoopOnce` processes the bus.
+}
 
 objbus::RootInterface& rootInterface() {
     boost::shared_ptr<frame::Interface> reference;
@@ -56,7 +65,10 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
       filter_(bus_.get(), std::move(permissions)),
       sendQueue_(bus_.get()) {
     sd_bus* const bus = bus_.get();
-    requireSuccess(sd_bus_attach_event(bus, loop.loop.get(), SD_EVENT_PRIORITY_NORMAL));
+    // Not by sd_bus_attach_event, which ends the connection when memory runs out.
+    requireSuccess(makeInto(busSource_, [&](auto source) {
+        return sd_event_add_io(loop.loop.get(), source, sd_bus_get_fd(bus), 0, handleReadable, nullptr);
+    }));
     iterators_.emplace(bus, loop);
     context_.emplace(ObjectContext{sendQueue_, loop, rootInterface(), *iterators_});
     auto const addVtable = [&](char const* interface, sd_bus_vtable const* vtable, sd_bus_object_find_t find) {
@@ -77,8 +89,9 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
     slots_.push_back(makeSlot(sd_bus_add_object, bus, MODEL_PATH, dispatch<&Server::handleGetManagedObjects>, this));
     terminationSources_.push_back(addTerminationSource(SIGTERM));
     terminationSources_.push_back(addTerminationSource(SIGINT));
-    television_.setObjectListener(
-        [this](std::string const& key) { loop_.tasks.post([this, key] { updateObject(key); }); });
+    television_.setObjectListener([this](std::string const& key) {
+        tryUpdate([&] { loop_.tasks.post([this, key] { tryUpdate([&] { updateObject(key); }); }); });
+    });
     for (auto const& [key, type] : television_.objects()) {
         if (auto object = ServedObject::connect(*context_, key, type)) {
             addObject(std::move(object));
@@ -125,10 +138,37 @@ bool Server::runOnce(bool waits) {
     if (isTerminating_) {
         return false;
     }
-    requireSuccess(sd_event_run(loop_.loop.get(), waits ? UINT64_MAX : 0));
-    sendQueue_.sendWaiting();
+    if (isUpdateMissed_.exchange(false)) {
+        tryUpdate([this] { updateAllObjects(); });
+    }
+    runLoopOnce(waits && !isUpdateMissed_);
+    try {
+        sendQueue_.sendWaiting();
+    } catch (std::bad_alloc const&) {  // The next round sends them.
+    }
     requireBus();
     return !isTerminating_;
+}
+
+void Server::runLoopOnce(bool waits) {
+    sd_bus* const bus = bus_.get();
+    auto const step = [&] {
+        std::uint64_t due = UINT64_MAX;  // On the monotonic clock, in microseconds.
+        NRX_TRY(sd_event_source_set_io_events(busSource_.get(), static_cast<unsigned int>(sd_bus_get_events(bus))));
+        NRX_TRY(sd_bus_get_timeout(bus, &due));
+        auto const elapsed = std::chrono::steady_clock::now().time_since_epoch();
+        auto const now = static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(elapsed).count());
+        std::uint64_t const untilDue = due == UINT64_MAX ? due : due - std::min(due, now);
+        NRX_TRY(sd_event_run(loop_.loop.get(), waits && !isReadAgain_ ? untilDue : 0));
+        return sd_bus_process(bus, nullptr);
+    };
+    int const result = sd_bus_is_open(bus) > 0 ? step() : sd_event_run(loop_.loop.get(), 0);
+    isReadAgain_ = result == -ENOMEM;  // A message that was read in part makes the socket no more readable.
+    if (isReadAgain_) {
+        std::this_thread::sleep_for(NO_MEMORY_PAUSE);
+    } else {
+        requireSuccess(result);
+    }
 }
 
 void Server::requireBus() const {
@@ -153,8 +193,28 @@ void Server::runTasks() {
         loop_.tasks.post([done] { *done = true; });
         while (!*done) {
             requireBus();
-            requireSuccess(sd_event_run(loop_.loop.get(), UINT64_MAX));
+            runLoopOnce(true);
         }
+    }
+}
+
+template <typename Update>
+void Server::tryUpdate(Update const& update) noexcept {
+    try {
+        update();
+    } catch (...) {  // Memory ran out.
+        isUpdateMissed_ = true;
+        loop_.tasks.wake();
+    }
+}
+
+void Server::updateAllObjects() {
+    auto objects = television_.objects();
+    for (auto const& [path, object] : objects_) {
+        objects.emplace(object->key(), object->type());
+    }
+    for (auto const& [key, type] : objects) {
+        updateObject(key);
     }
 }
 
@@ -256,10 +316,16 @@ int Server::handleSync(sd_bus_message* call, sd_bus_error* /*error*/) {
     television_.waitUntilDelivered();  // The signals of all changes are tasks now. The reply is a later task.
     std::shared_ptr<sd_bus_message> const pending(sd_bus_message_ref(call), sd_bus_message_unref);
     loop_.tasks.post([this, pending] {
-        Message reply;
-        if (makeInto(reply, [&](auto made) { return sd_bus_message_new_method_return(pending.get(), made); }) >= 0) {
-            sendQueue_.send(std::move(reply), 0);
+        sd_bus_error error{};
+        int const result = catchToError(&error, [&] {
+            Message reply;
+            NRX_TRY(makeInto(reply, [&](auto made) { return sd_bus_message_new_method_return(pending.get(), made); }));
+            return sendQueue_.send(std::move(reply), 0);
+        });
+        if (result < 0) {
+            sd_bus_reply_method_errno(pending.get(), result, &error);
         }
+        sd_bus_error_free(&error);
     });
     return 1;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <optional>
@@ -56,6 +57,10 @@ private:
     void addObject(std::unique_ptr<ServedObject> object);
     /// Replaces the key's served object by the model's current object.
     void updateObject(std::string const& key);
+    void updateAllObjects();
+    /// Runs an update, or remembers that all objects must be updated when there is memory again. Any thread may call.
+    template <typename Update>
+    void tryUpdate(Update const& update) noexcept;
     int handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error);
     /// Sends a signal of the object manager about the object.
     template <typename AppendContents>
@@ -63,6 +68,8 @@ private:
     /// Returns when the signals of all changes so far are in the send queue. Throws as `runOnce` does.
     void runTasks();
     void requireBus() const;
+    /// Runs the event loop once, then handles one message of the bus. Without memory that message is lost alone.
+    void runLoopOnce(bool waits);
     [[nodiscard]] EventSource addTerminationSource(int signal);
 
     simulator::Television& television_;
@@ -71,9 +78,12 @@ private:
     CallFilter filter_;
     SendQueue sendQueue_;
     bool isTerminating_ = false;
+    bool isReadAgain_ = false;  ///< Memory ran out while the bus was read.
+    std::atomic<bool> isUpdateMissed_ = false;
     std::optional<ServedIterators> iterators_;
     std::optional<ObjectContext> context_;
     std::map<std::string, std::unique_ptr<ServedObject>, std::less<>> objects_;  ///< By their paths.
+    EventSource busSource_;
     std::vector<Slot> slots_;
     std::vector<EventSource> terminationSources_;
 };

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <list>
 #include <memory>
-#include <vector>
 
 #include "bus/protocol/task_queue.h"
 #include "objbus/observer.h"
@@ -12,8 +12,9 @@ namespace bus::server {
 struct ServerLoop {
     EventLoop const loop = makeEventLoop();
     TaskQueue tasks{loop.get()};
+    using Observers = std::list<std::unique_ptr<objbus::Observer>>;  ///< A move between lists allocates no memory.
     /// Observers that could not be disconnected. These observers ignore notifications.
-    std::vector<std::unique_ptr<objbus::Observer>> orphanedObservers;
+    Observers orphanedObservers;
 };
 
 }  // namespace bus::server

@@ -1,0 +1,194 @@
+// Each operation of a client on the bus is tried with its first allocation failing, its second, and so on, in whichever
+// library and thread: that one alone, and all from there. When there is memory again, the clients are served as before.
+
+#include <dlfcn.h>
+#include <sys/socket.h>
+
+#include "failing_allocations.h"
+#include "hostile_bus.h"
+#include "stress/program.h"
+#include "television/catch_to_status.h"
+#include "television/root_reference.h"
+
+static std::atomic<int> clientSocket = -1;  ///< Of the platform's newest connection to the bus.
+static thread_local bool isTestThread = false;
+
+/// Replaces the C library's for the whole process.
+extern "C" __attribute__((visibility("default"))) int connect(int socket, sockaddr const* address, socklen_t size) {
+    static auto const real = reinterpret_cast<decltype(&connect)>(::dlsym(RTLD_NEXT, __func__));
+    clientSocket = isTestThread ? clientSocket.load() : socket;
+    return real(socket, address, size);
+}
+
+namespace test::bus_memory_test {
+
+constexpr std::chrono::seconds LONGEST_OPERATION{20};
+
+Strings const PRESENT{"x", "y"};  // As the valid signal says.
+Strings const MISSED{"a list that the clients miss while they are not on the bus"};
+
+/// The first use of the platform.
+int useFirst() {
+    return television::catchToStatus([] {
+        boost::shared_ptr<frame::Interface> root;
+        int const status = frame::Process::getInstance().getInterfaceReference(root, television::ROOT_INTERFACE_NAME);
+        return status != 0 ? status : bus::waitUntilDelivered();
+    });
+}
+
+struct BusMemory : HostileBus {
+    BusMemory() { isTestThread = true; }
+
+    void SetUp() override {
+        int failed = 0;
+        for (int status = television::STATUS_NO_RESOURCES; status == television::STATUS_NO_RESOURCES; ++failed) {
+            ScopedAllocationFailure const failure(failed, false);
+            status = std::async(std::launch::async, useFirst).get();
+        }
+        std::printf("first use: %d allocations\n", failed - 1);
+        HostileBus::SetUp();
+        answers["l Value"] = replyWithList(PRESENT);
+        answers["CreateIterator"] = [this](sd_bus_message* call) {
+            ++iteratorCounts[clientName];
+            return replyWith("o", ITERATOR_PATH)(call);
+        };
+        answers["DestroyIterator"] = [this](sd_bus_message* call) {
+            --iteratorCounts[clientName];
+            return withholdReply(call);
+        };
+        EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
+        received();
+        iteratorCounts.clear();
+        clients->iterator = serve([this] { return clients->iterate(); });
+    }
+
+    /// Runs a client's operation, again where the machine was too busy for an attempt.
+    int run(int (*use)(Clients& clients)) {
+        int status = television::STATUS_NO_ANSWER;
+        while (status == television::STATUS_NO_ANSWER && !ScopedAllocationFailure::hasHappened()) {
+            status = serve([&] { return television::catchToStatus([&] { return use(*clients); }); });
+        }
+        return status;
+    }
+    /// Changes the list while the clients miss changes.
+    void change() { answers["l Value"] = replyWithList(missed = MISSED); }
+
+    /// Expects that all clients are served as before, and receive what they missed.
+    void restore() {
+        serveUntilDone(bus::waitUntilDelivered);
+        for (bool isMissing = !std::exchange(missed, {}).empty(); isMissing;) {
+            EXPECT_EQ(serve(bus::waitUntilDelivered), 0);
+            for (Strings const& list : clients->list.take()) {
+                isMissing = isMissing && list != MISSED;
+            }
+        }
+        answers["l Value"] = replyWithList(PRESENT);
+        EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
+        serveUntilDone([this] { return (clients->iterator = clients->iterate()) == nullptr ? 1 : 0; });
+        received();
+        for (Signal const& signal : VALID_SIGNALS) {
+            send(signal);
+            EXPECT_EQ(received(), signal.received);
+        }
+        EXPECT_EQ(iteratorCounts[clientName], 1);  // The television has no other of this connection.
+    }
+
+    ScopedMemory const memory;
+    Strings missed;
+    std::map<std::string, int> iteratorCounts;  ///< By the connection.
+};
+
+int sync(Clients& /*clients*/) { return bus::waitUntilDelivered(); }
+
+/// What the test does first, and what a client does while the test serves.
+struct Operation {
+    char const* name;
+    int (*use)(Clients& clients);
+    void (*prepare)(BusMemory& test) = [](BusMemory& /*test*/) {};
+};
+constexpr Operation OPERATIONS[] = {
+    {"connect",
+     [](Clients& /*clients*/) {
+         RecordingObserver<int> observer;
+         Object* object = nullptr;
+         int const status = root().connectObject("y", &observer, object);
+         EXPECT_EQ(object != nullptr, status == 0);
+         EXPECT_EQ(root().disconnectObject("y", &observer, object), 0);
+         return status;
+     }},
+    {"read", [](Clients& clients) { return clients.list.readStatus(); }},
+    {"write", [](Clients& clients) { return clients.list.write(PRESENT); }},
+    {"invoke",
+     [](Clients& clients) {
+         unsigned int id = 5;
+         int const status = clients.action->invoke(id, {{1, 2, 3, MISSED[0]}});
+         EXPECT_EQ(id, status == 0 ? 1 : 5);
+         return status;
+     }},
+    {"iterate",
+     [](Clients& clients) {
+         TableIterator* const made = clients.iterate();
+         if (made == nullptr) {
+             return static_cast<int>(television::STATUS_NO_ANSWER);
+         }
+         made->seekToContent(MISSED[0]);
+         made->readRowChunk(1);
+         return clients.table->destroyIterator(made);
+     }},
+    {"list",
+     [](Clients& /*clients*/) {
+         std::map<std::string, ObjectTypeSpec> objects;
+         return bus::listObjects(objects);
+     }},
+    {"signals", sync,
+     [](BusMemory& test) {
+         std::ranges::for_each(VALID_SIGNALS, [&test](Signal const& signal) { test.send(signal); });
+         test.send({ITERATOR_PATH, bus::ITERATOR_INTERFACE, "RowChunkRead", makeBody("aas", 1, 1, MISSED[0].c_str())});
+         test.send({LIST_PATH, PROPERTIES_INTERFACE, PROPERTIES_CHANGED,
+                    makeBody("sa{sv}as", LIST_INTERFACE, 1, "Value", "as", 1, MISSED[0].c_str(), 0)});
+     }},
+    {"loss of the television, and its return", sync,
+     [](BusMemory& test) {
+         EXPECT_GE(sd_bus_release_name(test.television.get(), bus::SERVICE), 0);
+         EXPECT_NE(test.run(sync), 0);
+         test.change();
+         test.iteratorCounts.clear();
+         EXPECT_GE(sd_bus_request_name(test.television.get(), bus::SERVICE, 0), 0);
+     }},
+    {"loss of the bus, and its return", sync,
+     [](BusMemory& test) {
+         test.change();
+         EXPECT_EQ(::shutdown(clientSocket, SHUT_RDWR), 0);
+         test.run(sync);
+     }},
+};
+
+TEST_F(BusMemory, MayRunOutAtAnyMoment) {
+    stress::Watchdog watchdog(LONGEST_OPERATION);
+    /// Whether the operation needs no more than so many allocations.
+    auto const getsThrough = [&](Operation const& operation, int allocations, bool lasts) {
+        SCOPED_TRACE(operation.name + (", allocation " + std::to_string(allocations)) + (lasts ? " and later" : ""));
+        watchdog.kick();
+        bool isThrough = false;
+        {
+            ScopedAllocationFailure const failure(allocations, lasts);
+            operation.prepare(*this);
+            int const status = run(operation.use);
+            isThrough = !ScopedAllocationFailure::hasHappened();
+            EXPECT_THAT(status, testing::AnyOf(0, 101, 121, 122, 125));
+            EXPECT_TRUE(!isThrough || status == 0) << status;
+        }
+        restore();
+        return isThrough;
+    };
+    for (Operation const& operation : OPERATIONS) {
+        int failed = 0;
+        for (; !getsThrough(operation, failed, true); ++failed) {
+            getsThrough(operation, failed, false);
+        }
+        EXPECT_GT(failed, 0);
+        std::printf("%s: %d allocations\n", operation.name, failed);
+    }
+}
+
+}  // namespace test::bus_memory_test

@@ -1,0 +1,89 @@
+#include "failing_allocations.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <new>
+
+#ifdef NRX_SANITIZED
+#define TEST_REPLACED(name) __interceptor_##name
+#else
+#define TEST_REPLACED(name) __libc_##name
+#endif
+
+extern "C" void* TEST_REPLACED(malloc)(std::size_t size);
+extern "C" void* TEST_REPLACED(calloc)(std::size_t count, std::size_t size);
+extern "C" void* TEST_REPLACED(realloc)(void* memory, std::size_t size);
+
+static std::atomic<int> allocationsLeft = INT_MAX;
+static std::atomic<bool> hasFailed = false;
+static std::atomic<bool> isArmed = false;
+static std::atomic<bool> failureLasts = false;
+static thread_local int scopedMemories = 0;
+
+static bool fails() {
+    if (!isArmed.load(std::memory_order_relaxed) || scopedMemories != 0) {
+        return false;
+    }
+    int const left = allocationsLeft.fetch_sub(1);
+    if (left > 0 || (left < 0 && !failureLasts)) {
+        return false;
+    }
+    hasFailed = true;
+    errno = ENOMEM;
+    return true;
+}
+
+// These replace the C library's for the whole process, which its own functions call, too.
+
+extern "C" __attribute__((visibility("default"))) void* malloc(std::size_t size) {
+    return fails() ? nullptr : TEST_REPLACED(malloc)(size);
+}
+
+extern "C" __attribute__((visibility("default"))) void* calloc(std::size_t count, std::size_t size) {
+    return fails() ? nullptr : TEST_REPLACED(calloc)(count, size);
+}
+
+extern "C" __attribute__((visibility("default"))) void* realloc(void* memory, std::size_t size) {
+    return fails() ? nullptr : TEST_REPLACED(realloc)(memory, size);
+}
+
+#ifdef NRX_SANITIZED
+/// Sanitizers need the attributes of a new thread.
+extern "C" __attribute__((visibility("default"))) int pthread_getattr_np(pthread_t thread,
+                                                                         pthread_attr_t* attributes) noexcept {
+    static auto const read = reinterpret_cast<decltype(&pthread_getattr_np)>(::dlsym(RTLD_NEXT, __func__));
+    test::ScopedMemory const memory;
+    return read(thread, attributes);
+}
+
+// Their operators do not call malloc.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    void* const memory = std::malloc(size != 0 ? size : 1);
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+#endif
+
+namespace test {
+
+ScopedAllocationFailure::ScopedAllocationFailure(int allocations, bool lasts) {
+    hasFailed = false;
+    failureLasts = lasts;
+    allocationsLeft = allocations;
+    isArmed = true;
+}
+
+ScopedAllocationFailure::~ScopedAllocationFailure() { isArmed = false; }
+
+bool ScopedAllocationFailure::hasHappened() { return hasFailed; }
+
+ScopedMemory::ScopedMemory() { ++scopedMemories; }
+ScopedMemory::~ScopedMemory() { --scopedMemories; }
+
+}  // namespace test
