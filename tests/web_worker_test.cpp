@@ -6,9 +6,11 @@
 #include <mutex>
 #include <thread>
 
+#include "failing_allocations.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 #include "simulator/log.h"
 #include "simulator/television.h"
+#include "stress/program.h"
 #include "television/status.h"
 #include "web/allowed_origins.h"
 #include "web/calls.h"
@@ -38,6 +40,7 @@ public:
     template <typename Condition>
     void runUntil(Condition const& condition) {
         while (!condition()) {
+            test::ScopedMemory const memory;
             std::unique_lock lock(mutex_);
             auto const tasks = std::exchange(tasks_, {});
             lock.unlock();
@@ -54,18 +57,28 @@ private:
 };
 
 class FacadeWorkerTest : public testing::Test {
-protected:
+public:
     /// Replaces the script of a document.
     struct Document {
         explicit Document(FacadeWorkerTest& test)
-            : queue(std::make_shared<EventQueue>([this, &main = test.main] { main.post([this] { take(); }); })) {
-            test.worker->attach(queue);
+            : worker(test.worker), queue(std::make_shared<EventQueue>([self = self, &main = test.main] {
+                  main.post([self] { *self != nullptr ? (*self)->take() : void(); });
+              })) {
+            worker->attach(queue);
+        }
+        Document(Document const&) = delete;
+        Document& operator=(Document const&) = delete;
+        ~Document() {
+            *self = nullptr;
+            worker != nullptr ? worker->detach(*queue) : void();
         }
         void take() {
             while (auto const event = queue->pop()) {
                 received.push_back(LIST_NAMES.at(indexOf(event->type)) + *event->list);
             }
         }
+        std::shared_ptr<Document*> const self = std::make_shared<Document*>(this);
+        std::unique_ptr<FacadeWorker>& worker;
         std::shared_ptr<EventQueue> const queue;
         Strings received;
     };
@@ -86,6 +99,22 @@ protected:
         return *answer;
     }
 
+    /// Makes a call, and returns when the call was answered or memory ran out.
+    void begin(Document& document, std::string const& name, std::string const& json) {
+        FacadeWorker::Operation operation;
+        EXPECT_EQ(parseCall(name, json, operation), 0);
+        auto const answer = std::make_shared<std::optional<Answer>>();
+        worker->call(document.queue, operation, [answer](Answer const& given) { *answer = given; });
+        pending = answer;
+        while (!answer->has_value() && !test::ScopedAllocationFailure::hasHappened()) {
+            bool isRun = false;
+            test::ScopedMemory const memory;
+            main.post([&isRun] { isRun = true; });
+            main.runUntil([&isRun] { return isRun; });
+        }
+    }
+
+    std::shared_ptr<std::optional<Answer>> pending;
     simulator::Television television;
     MainThread main;
     std::unique_ptr<FacadeWorker> worker =
@@ -112,7 +141,6 @@ TEST_F(FacadeWorkerTest, DocumentsReceiveTheListsThatTheyListenTo) {
     std::string const first = "command[\"a\\u0000b\",\"\\\"\\\\\xef\xbf\xbd\xc3\xa4\"]";
     EXPECT_THAT(two.received, ElementsAre(first, "event[]", "event[\"last\"]"));
     EXPECT_THAT(one.received, testing::Not(testing::Contains("command[\"third\"]")));
-    worker->detach(*two.queue);
 }
 
 TEST_F(FacadeWorkerTest, CallsHaveTheModelsOwnStatus) {
@@ -153,7 +181,6 @@ TEST_F(FacadeWorkerTest, CallsHaveTheModelsOwnStatus) {
     EXPECT_EQ(call(document, "get", R"(["event"])").status, television::STATUS_WITHDRAWN);
     television.throwFrom(COMMAND, simulator::Call::write);
     EXPECT_EQ(call(document, "set", R"(["command",[]])").status, television::STATUS_NO_RESOURCES);
-    worker->detach(*document.queue);
 }
 
 TEST_F(FacadeWorkerTest, ListsAreConnectedAgainWhileADocumentListens) {
@@ -173,7 +200,6 @@ TEST_F(FacadeWorkerTest, ListsAreConnectedAgainWhileADocumentListens) {
     television.set(COMMAND, Strings{"late"});
     main.runUntil([&] { return !document.received.empty(); });
     EXPECT_THAT(document.received, ElementsAre("command[\"late\"]"));
-    worker->detach(*document.queue);
 }
 
 TEST_F(FacadeWorkerTest, CallsOfADetachedDocumentAreDropped) {
@@ -204,6 +230,65 @@ TEST_F(FacadeWorkerTest, CallsOfADetachedDocumentAreDropped) {
     worker->detach(*next.queue);
     worker = nullptr;
     EXPECT_EQ(television.registrations(COMMAND), 0);
+}
+
+TEST_F(FacadeWorkerTest, AnyAllocationMayFail) {
+#ifdef NRX_THREAD_SANITIZER
+    GTEST_SKIP() << "the sanitizer itself needs memory";
+#endif
+    using Step = std::pair<char const*, void (*)(FacadeWorkerTest & test, Document & document)>;
+    constexpr Step STEPS[] = {
+        {"get", [](FacadeWorkerTest& test, Document& document) { test.begin(document, "get", R"(["event"])"); }},
+        {"set", [](FacadeWorkerTest& test, Document& document) { test.begin(document, "set", R"(["event",["a"]])"); }},
+        {"device", [](FacadeWorkerTest& test, Document& document) { test.begin(document, "device", "[]"); }},
+        {"list",
+         [](FacadeWorkerTest& test, Document& /*document*/) {
+             test.television.set(COMMAND, Strings{"a list that is too long for the string itself"});
+             test.television.waitUntilDelivered();
+         }},
+        {"attach", [](FacadeWorkerTest& test, Document& /*document*/) { Document const other(test); }},
+        {"detach",
+         [](FacadeWorkerTest& test, Document& document) {
+             EXPECT_NO_THROW(test.worker->detach(*document.queue));
+             Document const other(test);
+         }},
+    };
+    stress::Watchdog watchdog(std::chrono::seconds(20));
+    auto const getsThrough = [&](Step const& step, int allocations, bool lasts) {
+        watchdog.kick();
+        bool isThrough = false;
+        auto const document = std::make_unique<Document>(*this);
+        worker->listen(*document->queue, ListType::COMMAND, true);
+        EXPECT_EQ(call(*document, "get", R"(["event"])").status, 0);
+        {
+            test::ScopedAllocationFailure const failure(allocations, lasts);
+            try {
+                step.second(*this, *document);
+            } catch (std::bad_alloc const&) {
+            }
+            isThrough = !test::ScopedAllocationFailure::hasHappened();
+        }
+        main.runUntil([this] { return pending == nullptr || pending->has_value(); });
+        pending = nullptr;
+        Document next(*this);
+        worker->listen(*next.queue, ListType::COMMAND, true);
+        EXPECT_EQ(call(next, "get", R"(["command"])").status, 0) << step.first << ' ' << allocations;
+        television.set(COMMAND, Strings{"next"});
+        main.runUntil([&next] { return !next.received.empty(); });
+        EXPECT_EQ(next.received.back(), "command[\"next\"]");
+        worker->detach(*next.queue);
+        worker->detach(*document->queue);
+        stress::waitUntil([this] { return television.registrations(COMMAND) + television.registrations(EVENT) == 0; });
+        return isThrough;
+    };
+    for (Step const& step : STEPS) {
+        int failed = 0;
+        for (; !getsThrough(step, failed, true); ++failed) {
+            getsThrough(step, failed, false);
+        }
+        EXPECT_GT(failed, 0) << step.first;
+        std::printf("%s: %d allocations\n", step.first, failed);
+    }
 }
 
 TEST(EventQueueTest, NewerListsReplaceOlderListsAboveTheBound) {

@@ -12,6 +12,59 @@ namespace web {
 
 namespace {
 
+/// The arguments of a call, read without values of the JSON library: the destructor of a list needs memory.
+class Arguments final : public nlohmann::json_sax<nlohmann::json> {
+public:
+    std::optional<std::string> name;  ///< The first argument, if the arguments are an array and the argument is a text.
+    std::vector<std::string> list;    ///< The texts of the second argument.
+    bool isList = false;              ///< Whether the second argument is an array of texts.
+
+    bool null() override { return take(nullptr); }
+    bool boolean(bool /*value*/) override { return take(nullptr); }
+    bool number_integer(number_integer_t /*value*/) override { return take(nullptr); }
+    bool number_unsigned(number_unsigned_t /*value*/) override { return take(nullptr); }
+    bool number_float(number_float_t /*value*/, string_t const& /*text*/) override { return take(nullptr); }
+    bool string(string_t& text) override { return take(&text); }
+    bool binary(binary_t& /*value*/) override { return take(nullptr); }
+    bool start_object(std::size_t /*size*/) override { return enter(false); }
+    bool key(string_t& /*text*/) override { return true; }
+    bool end_object() override { return leave(); }
+    bool start_array(std::size_t /*size*/) override { return enter(true); }
+    bool end_array() override { return leave(); }
+    bool parse_error(std::size_t /*position*/, std::string const& /*token*/,
+                     nlohmann::json::exception const& /*error*/) override {
+        return false;
+    }
+
+private:
+    bool take(std::string* text) {
+        if (depth_ == 1 && isArray_ && position_ == 0 && text != nullptr) {
+            name = std::move(*text);
+        } else if (depth_ == 2 && position_ == 1 && text != nullptr) {
+            list.push_back(std::move(*text));
+        } else if (depth_ >= 2 && position_ == 1) {
+            isList = false;
+        }
+        position_ += depth_ == 1 ? 1 : 0;
+        return true;
+    }
+    bool enter(bool isArray) {
+        isArray_ = depth_ == 0 ? isArray : isArray_;
+        isList = depth_ == 1 && position_ == 1 ? isArray : isList && (depth_ < 2 || position_ != 1);
+        ++depth_;
+        return true;
+    }
+    bool leave() {
+        --depth_;
+        position_ += depth_ == 1 ? 1 : 0;
+        return true;
+    }
+
+    int depth_ = 0;
+    int position_ = 0;  ///< Of the argument that is read.
+    bool isArray_ = false;
+};
+
 bool isTooLarge(std::vector<std::string> const& texts) {
     std::size_t bytes = 0;
     for (std::string const& text : texts) {
@@ -31,25 +84,29 @@ int parseCall(std::string_view name, std::string_view json, FacadeWorker::Operat
         operation = &Session::requestStartService;
         return television::STATUS_OK;
     }
-    try {
-        // The parser refuses the escape of half a surrogate pair, which has no UTF-8.
-        auto const arguments = nlohmann::json::parse(json);
-        std::optional<ListType> const type = listTypeOf(arguments.at(0).get_ref<std::string const&>());
-        if (type && name == "get") {
-            operation = [type = *type](Session& session) { return session.get(type); };
-        } else if (type && name == "set") {
-            if (isTooLarge(arguments.at(1).get<std::vector<std::string>>())) {
-                return STATUS_TOO_LARGE;
-            }
-            // The call may wait long. The JSON text takes less memory than many short strings.
-            operation = [type = *type, json = std::string(json)](Session& session) {
-                return session.set(type, nlohmann::json::parse(json).at(1).get<std::vector<std::string>>());
-            };
-        } else {
-            return television::STATUS_NOT_SUPPORTED;
-        }
-    } catch (nlohmann::json::exception const&) {
+    Arguments arguments;
+    // The parser refuses the escape of half a surrogate pair, which has no UTF-8.
+    if (!nlohmann::json::sax_parse(json, &arguments) || !arguments.name) {
         return television::STATUS_NOT_CARRIED;
+    }
+    std::optional<ListType> const type = listTypeOf(*arguments.name);
+    if (type && name == "get") {
+        operation = [type = *type](Session& session) { return session.get(type); };
+    } else if (type && name == "set") {
+        if (!arguments.isList) {
+            return television::STATUS_NOT_CARRIED;
+        }
+        if (isTooLarge(arguments.list)) {
+            return STATUS_TOO_LARGE;
+        }
+        // The call may wait long. The JSON text takes less memory than many short strings.
+        operation = [type = *type, json = std::string(json)](Session& session) {
+            Arguments again;
+            nlohmann::json::sax_parse(json, &again);
+            return session.set(type, again.list);
+        };
+    } else {
+        return television::STATUS_NOT_SUPPORTED;
     }
     return television::STATUS_OK;
 }

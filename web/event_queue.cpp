@@ -79,7 +79,7 @@ std::optional<EventQueue::Event> EventQueue::pop() {
 }
 
 void EventQueue::close() {
-    std::deque<Event> events;  // Destroyed after the mutex is unlocked.
+    std::list<Event> events;  // Destroyed after the mutex is unlocked.
     television::MutexLock const lock(mutex_);
     isClosed_ = true;
     events_.swap(events);

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,7 +54,7 @@ private:
 
     std::function<void()> const wake_;
     mutable television::Mutex mutex_;
-    std::deque<Event> events_ NRX_GUARDED_BY(mutex_);
+    std::list<Event> events_ NRX_GUARDED_BY(mutex_);
     std::size_t bytes_ NRX_GUARDED_BY(mutex_) = 0;
     std::uint64_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  // The lists dropped since the queue was empty.
     PerList<bool> isListening_ NRX_GUARDED_BY(mutex_){};

@@ -26,14 +26,18 @@ void FacadeWorker::attach(std::shared_ptr<EventQueue> document) {
     }
     if (session_ == nullptr) {
         auto session = std::make_shared<Session>(*this);
-        post([this, session] {
+        // The task holds the last reference, so the worker destroys the session.
+        Tasks end{{[this, session] { startedSession_ = nullptr; }, nullptr}};
+        auto const start = [this, session] {
             if (!session->isStartCancelled()) {
                 startedSession_ = session;
                 session->start();
                 nextReconnect_ = Clock::now() + RECONNECT_INTERVAL;
             }
-        });
+        };
+        post({{start, nullptr}});
         session_ = std::move(session);
+        sessionEnd_ = std::move(end);
     }
     television::MutexLock const lock(mutex_);
     documents_.push_back(std::move(document));
@@ -42,14 +46,15 @@ void FacadeWorker::attach(std::shared_ptr<EventQueue> document) {
 void FacadeWorker::detach(EventQueue& document) {
     document.close();
     bool isLast = false;
-    std::deque<Task> dropped;
+    Tasks dropped;
     {
         television::MutexLock const lock(mutex_);
-        std::deque<Task> kept;
-        for (Task& task : tasks_) {
-            (task.document.get() == &document ? dropped : kept).push_back(std::move(task));
+        for (auto next = tasks_.begin(); next != tasks_.end();) {
+            auto const task = next++;
+            if (task->document.get() == &document) {
+                dropped.splice(dropped.end(), tasks_, task);
+            }
         }
-        tasks_.swap(kept);
         if (std::erase_if(documents_, [&](auto const& attached) { return attached.get() == &document; }) == 0) {
             return;
         }
@@ -61,8 +66,8 @@ void FacadeWorker::detach(EventQueue& document) {
     }
     if (isLast) {
         session_->cancelStart();
-        // The task holds the last reference, so the worker destroys the session.
-        post([this, session = std::exchange(session_, nullptr)] { startedSession_ = nullptr; });
+        session_ = nullptr;
+        post(std::exchange(sessionEnd_, {}));
     }
 }
 
@@ -81,9 +86,10 @@ void FacadeWorker::call(std::shared_ptr<EventQueue const> document, Operation op
             answer = operation(*session);
             return answer.status;
         });
-        runOnMain_([done, answer = Answer{status, std::move(answer.json)}] { done(answer); });
+        answer.status = status;
+        retryWithoutMemory([&] { runOnMain_([done, answer] { done(answer); }); });
     };
-    post(std::move(run), std::move(document));
+    post({{std::move(run), std::move(document)}});
 }
 
 void FacadeWorker::distribute(ListType type, std::vector<std::string> const& texts) noexcept {
@@ -113,12 +119,23 @@ void FacadeWorker::updateListener(ListType type) {
     session_->setListening(type, isOn);
 }
 
-void FacadeWorker::post(std::function<void()> run, std::shared_ptr<EventQueue const> document) {
+void FacadeWorker::post(Tasks task) {
     {
         television::MutexLock const lock(mutex_);
-        tasks_.push_back({std::move(run), std::move(document)});
+        tasks_.splice(tasks_.end(), task);
     }
     workAvailable_.notify_one();
+}
+
+template <typename Post>
+void FacadeWorker::retryWithoutMemory(Post const& post) {
+    while (television::catchToStatus([&] { return post(), television::STATUS_OK; }) != television::STATUS_OK) {
+        television::MutexLock lock(mutex_);
+        if (isStopping_) {
+            return;
+        }
+        lock.waitUntil(workAvailable_, Clock::now() + NO_MEMORY_PAUSE);
+    }
 }
 
 void FacadeWorker::run() {
@@ -126,10 +143,10 @@ void FacadeWorker::run() {
     while (!isStopping_) {
         if (!tasks_.empty()) {
             {
-                Task const task = std::move(tasks_.front());
-                tasks_.pop_front();
+                Tasks task;
+                task.splice(task.end(), tasks_, tasks_.begin());
                 lock.unlock();
-                television::catchToStatus([&] { return task.run(), television::STATUS_OK; });
+                television::catchToStatus([&] { return task.front().run(), television::STATUS_OK; });
             }
             lock.lock();
         } else if (!isReconnectNeeded()) {
@@ -146,6 +163,7 @@ void FacadeWorker::run() {
     lock.unlock();
     startedSession_ = nullptr;
     session_ = nullptr;
+    sessionEnd_.clear();
 }
 
 bool FacadeWorker::hasListeningDocument(ListType type) const {

@@ -2,8 +2,8 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
 #include <thread>
@@ -39,7 +39,7 @@ public:
     /// Registers a document. The first document starts a session.
     void attach(std::shared_ptr<EventQueue> document);
     /// Closes the queue and drops the document's calls that the worker has not started. The last document ends the
-    /// session.
+    /// session. Needs no memory.
     void detach(EventQueue& document);
     /// Starts or stops listening to the lists of a type. The change applies to every list that arrives after the
     /// return.
@@ -50,6 +50,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
     static constexpr std::chrono::seconds RECONNECT_INTERVAL{1};
+    static constexpr std::chrono::milliseconds NO_MEMORY_PAUSE{10};
 
     void onNRXCommandReceived(std::vector<std::string> const& texts) override { distribute(ListType::COMMAND, texts); }
     void onNRXEventReceived(std::vector<std::string> const& texts) override { distribute(ListType::EVENT, texts); }
@@ -61,7 +62,11 @@ private:
         std::function<void()> run;
         std::shared_ptr<EventQueue const> document;
     };
-    void post(std::function<void()> run, std::shared_ptr<EventQueue const> document = nullptr);
+    using Tasks = std::list<Task>;  // Moved without memory.
+    void post(Tasks task);
+    /// Repeats what fails without memory, until the worker stops.
+    template <typename Post>
+    void retryWithoutMemory(Post const& post);
     void run();
     /// Starts or stops the facade's listener of the type.
     void updateListener(ListType type);
@@ -73,11 +78,12 @@ private:
     Executor const runOnMain_;
     std::shared_ptr<Session> session_;         // Main thread only; null while no document is attached.
     std::shared_ptr<Session> startedSession_;  // Worker thread only.
+    Tasks sessionEnd_;                         // Main thread only: what the worker does after the session.
     Clock::time_point nextReconnect_;          // Worker thread only.
 
     television::Mutex mutex_;
     std::condition_variable workAvailable_;
-    std::deque<Task> tasks_ NRX_GUARDED_BY(mutex_);
+    Tasks tasks_ NRX_GUARDED_BY(mutex_);
     std::vector<std::shared_ptr<EventQueue>> documents_ NRX_GUARDED_BY(mutex_);
     bool isStopping_ NRX_GUARDED_BY(mutex_) = false;
 

@@ -12,13 +12,20 @@ namespace model_keys = orvane::model_keys;
 
 namespace {
 
-std::string toJson(nlohmann::json const& value) {
-    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+// Only texts are values of the JSON library: the destructor of a list or an object needs memory.
+std::string toJson(std::string const& text) {
+    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 }  // namespace
 
-std::string jsonOf(std::vector<std::string> const& texts) { return toJson(texts); }
+std::string jsonOf(std::vector<std::string> const& texts) {
+    std::string json = "[";
+    for (std::string const& text : texts) {
+        json += (json.size() > 1 ? "," : "") + toJson(text);
+    }
+    return json + "]";
+}
 
 void ListAccess::connectOnce() noexcept {
     int const budget = connectTimeoutMs;
@@ -66,18 +73,15 @@ Answer Session::set(ListType type, std::vector<std::string> const& texts) {
 }
 
 Answer Session::device() {
-    auto const read = [](StringAccess& access) -> nlohmann::json {
+    auto const read = [](StringAccess& access) {
         std::string text;
-        return access.getValue(text) == STATUS_OK ? nlohmann::json(text) : nlohmann::json(nullptr);
+        return access.getValue(text) == STATUS_OK ? toJson(text) : "null";
     };
     std::string const deviceId = facade_.getDeviceID();
-    nlohmann::json const facts = {
-        {"softwareVersion", read(*softwareVersion_)},
-        {"modelName", read(*productionType_)},
-        {"featureCode", read(*featureCode_)},
-        {"deviceId", deviceId.empty() ? nlohmann::json(nullptr) : nlohmann::json(deviceId)},
-    };
-    return {STATUS_OK, toJson(facts)};
+    return {STATUS_OK, R"({"deviceId":)" + (deviceId.empty() ? "null" : toJson(deviceId)) +  //
+                           R"(,"featureCode":)" + read(*featureCode_) +                      //
+                           R"(,"modelName":)" + read(*productionType_) +                     //
+                           R"(,"softwareVersion":)" + read(*softwareVersion_) + "}"};
 }
 
 Answer Session::requestStartService() {

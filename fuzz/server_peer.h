@@ -1,0 +1,197 @@
+#pragma once
+
+#include "bus/server/server.h"
+#include "fuzz/bus_messages.h"
+
+// A television's connection, and the other end that stands in for the bus.
+
+namespace fuzz {
+
+using bus::server::Access;
+using simulator::Value;
+
+struct Call {
+    char const* interface;
+    char const* name;
+    std::string_view signature;
+};
+constexpr char INTROSPECTABLE[] = "org.freedesktop.DBus.Introspectable";
+constexpr Call SYNC{bus::MODEL_INTERFACE, bus::SYNC_METHOD, ""};
+constexpr Call INTROSPECT{INTROSPECTABLE, "Introspect", ""};
+constexpr Call SET{bus::PROPERTIES_INTERFACE, "Set", "ssv"};
+constexpr Call GET{bus::PROPERTIES_INTERFACE, "Get", "ss"};
+constexpr Call INVOKE{bus::ACTION_INTERFACE, "Invoke", "a(nnns)"};
+constexpr Call CREATE{bus::TABLE_INTERFACE, "CreateIterator", "ia(iis)aia(ii)"};
+constexpr Call DESTROY{bus::TABLE_INTERFACE, "DestroyIterator", "o"};
+constexpr Call CALLS[] = {SYNC,
+                          INTROSPECT,
+                          SET,
+                          GET,
+                          INVOKE,
+                          CREATE,
+                          DESTROY,
+                          {bus::PROPERTIES_INTERFACE, "GetAll", "s"},
+                          {bus::MANAGER_INTERFACE, "GetManagedObjects", ""},
+                          {bus::ITERATOR_INTERFACE, "RequestTotalCount", ""},
+                          {bus::ITERATOR_INTERFACE, "SeekToRow", "i"},
+                          {bus::ITERATOR_INTERFACE, "SeekToContent", "s"},
+                          {bus::ITERATOR_INTERFACE, "ReadRow", ""},
+                          {bus::ITERATOR_INTERFACE, "ReadRowChunk", "i"},
+                          {bus::ITERATOR_INTERFACE, "Commit", ""},
+                          {"org.freedesktop.DBus.Peer", "Ping", ""}};
+constexpr char const* KEYS[] = {"n", "x", "s", "i", "l", "a", "t", "u"};
+constexpr char OBSERVER[] = ":1.0";  ///< A client whose calls are always served.
+constexpr char const* CLIENTS[] = {":1.1", ":1.2", ":1.3"};
+constexpr unsigned int USERS[] = {0, 1000, 2000};
+constexpr Access RIGHTS[] = {Access::ALL, Access::READ, Access::NONE};
+
+/// A call that was made, and how it was answered.
+struct Made {
+    Call call;
+    std::string sender;
+    std::string path;
+    Item arguments;
+    bool isReplyDue = true;  ///< Unless the client has left.
+    bool isApplied = false;  ///< In the reference model.
+    int replies = 0;
+    bool hasFailed = false;
+    bus::Message reply{};
+};
+
+inline bool appendItems(sd_bus_message* message, Item const& root) {
+    return std::ranges::all_of(root.items, [&](Item const& item) { return appendItem(message, item) >= 0; });
+}
+
+/// The stand-in for the bus, connected with the television that it serves.
+class Peer {
+public:
+    explicit Peer(Bytes& from) : bytes(from) {
+        bus::server::Permissions permissions;
+        permissions.allow("1000", Access::READ);
+        sd_bus* made = nullptr;
+        int ends[2]{};
+        expect(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0 && sd_bus_new(&made) >= 0 &&
+                   sd_bus_set_fd(made, ends[0], ends[0]) >= 0 && sd_bus_start(made) >= 0,
+               "the television connects");
+        bus::Bus television(made);
+        bus_ = makeServer(ends[1]);
+        tv.publish("n", 1);
+        tv.publish("x", 1LL);
+        tv.publish("s", std::string("text"));
+        tv.publish("i", std::vector<int>{1});
+        tv.publish("l", Strings{"a"});
+        tv.publishTable("t", {{"a", "b"}, {"c"}});
+        tv.publishTable("u", {});
+        publishAction("a");
+        server = std::make_unique<bus::server::Server>(tv, loop, std::move(television), permissions);
+    }
+
+    /// The answer to a call of the observer's, after which everything that was sent before has been handled.
+    Made& callAsObserver(Call const& call, std::string const& path, Item const& arguments = {}) {
+        std::uint64_t const number = send(call, path, OBSERVER, arguments);
+        while (calls.at(number).replies == 0) {
+            expect(server->runOnce(false), "the server serves");
+            while (sd_bus_process(bus_.get(), nullptr) > 0) {
+            }
+        }
+        return calls.at(number);
+    }
+    void sync() { callAsObserver(SYNC, bus::MODEL_PATH); }
+
+    /// Sends a call with these arguments; 0 if the contents are none.
+    std::uint64_t send(Call const& call, std::string const& path, char const* sender, Item const& arguments) {
+        sd_bus_message* made = nullptr;
+        sd_bus_message_new_method_call(bus_.get(), &made, nullptr, path.c_str(), call.interface, call.name);
+        bus::Message const message(made);
+        std::uint64_t number = 0;
+        if (made != nullptr && sd_bus_message_set_sender(made, sender) >= 0 && appendItems(made, arguments) &&
+            sd_bus_send(bus_.get(), made, &number) >= 0) {
+            calls.emplace(number, Made{call, sender, path, arguments});
+        }
+        return number;
+    }
+
+    /// The bus reports that the client has left, or another connection claims that.
+    void leave(char const* client, char const* sender) {
+        sd_bus_message* made = nullptr;
+        sd_bus_message_new_signal(bus_.get(), &made, bus::BUS_PATH, bus::BUS_NAME, "NameOwnerChanged");
+        bus::Message const signal(made);
+        sd_bus_message_set_sender(made, sender);
+        sd_bus_message_append(made, "sss", client, client, "");
+        sd_bus_send(bus_.get(), made, nullptr);
+    }
+
+    /// Answers the oldest request for a client's credentials.
+    void answerCredentials(bool isValid) {
+        bus::Message const request = std::move(requests_.front());
+        requests_.erase(requests_.begin());
+        char const* client = nullptr;
+        sd_bus_message_rewind(request.get(), 1);
+        sd_bus_message_read(request.get(), "s", &client);
+        auto const found = std::ranges::find(CLIENTS, std::string_view(client));
+        isKnown[client] = isValid;
+        auto const index = found != std::end(CLIENTS) ? static_cast<std::size_t>(found - CLIENTS) : 0;
+        sd_bus_message* made = nullptr;
+        sd_bus_message_new_method_return(request.get(), &made);
+        bus::Message const reply(made);
+        if (isValid) {
+            sd_bus_message_append(made, "a{sv}", 2, "UnixUserID", "u", USERS[index], "UnixGroupIDs", "au", 1, 7);
+        }
+        if ((!isValid && !appendItems(made, makeArguments(bytes, "a{sv}"))) ||
+            sd_bus_send(bus_.get(), made, nullptr) < 0) {
+            sd_bus_reply_method_errorf(request.get(), SD_BUS_ERROR_NAME_HAS_NO_OWNER, "gone");
+        }
+    }
+    [[nodiscard]] bool isAsked() const { return !requests_.empty(); }
+
+    void publishAction(std::string const& key) {
+        tv.publishAction(key, [this](auto const& /*arguments*/) {
+            ++invocations;
+            return simulator::ActionAnswer{0, {}, simulator::ActionAnswer::Results{}};
+        });
+    }
+
+    Bytes& bytes;
+    std::map<std::uint64_t, Made> calls;
+    std::map<std::string, bool> isKnown;  ///< Whether the client's credentials were its own, and not any.
+    std::atomic<int> invocations = 0;
+    bus::server::ServerLoop loop;
+    simulator::Television tv;
+    std::unique_ptr<bus::server::Server> server;
+
+private:
+    bus::Bus makeServer(int descriptor) {
+        sd_bus* made = nullptr;
+        expect(sd_bus_new(&made) >= 0 && sd_bus_set_fd(made, descriptor, descriptor) >= 0 &&
+                   sd_bus_set_server(made, 1, sd_id128_t{{1}}) >= 0 && sd_bus_start(made) >= 0 &&
+                   sd_bus_add_filter(made, nullptr, handleMessage, this) >= 0,
+               "the bus serves");
+        return bus::Bus(made);
+    }
+
+    static int handleMessage(sd_bus_message* message, void* peer, sd_bus_error* /*error*/) {
+        auto& self = *static_cast<Peer*>(peer);
+        std::uint64_t number = 0;
+        if (sd_bus_message_is_method_call(message, bus::BUS_NAME, "GetConnectionCredentials") > 0) {
+            self.requests_.emplace_back(sd_bus_message_ref(message));
+            char const* client = nullptr;
+            sd_bus_message_read(message, "s", &client);
+            if (client == std::string_view(OBSERVER)) {
+                std::swap(self.requests_.front(), self.requests_.back());
+                self.answerCredentials(true);
+            }
+        } else if (sd_bus_message_get_reply_cookie(message, &number) >= 0) {
+            auto const call = self.calls.find(number);
+            expect(call != self.calls.end(), "a reply is one to a call");
+            expect(++call->second.replies == 1, "a call has one reply");
+            call->second.hasFailed = sd_bus_message_is_method_error(message, nullptr) > 0;
+            call->second.reply.reset(sd_bus_message_ref(message));
+        }
+        return 1;
+    }
+
+    bus::Bus bus_;
+    std::vector<bus::Message> requests_;  ///< For credentials.
+};
+
+}  // namespace fuzz
