@@ -2,8 +2,8 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -72,7 +72,8 @@ public:
 
     /// Drops the waiting calls, and waits for a running call unless it runs on this thread.
     void close() {
-        std::deque<Call> dropped;  // Destroyed after the unlock, because calls own data of the program.
+        std::list<Call>
+            dropped;  // Destroyed after the unlock, because calls own data of the program. Allocates nothing.
         std::unique_lock lock(mutex_);
         state_ = CLOSED;
         dropped.swap(calls_);
@@ -82,7 +83,7 @@ public:
 protected:
     std::mutex mutex_;
     std::atomic<State> state_;  ///< Changed with the mutex held.
-    std::deque<Call> calls_;    ///< Guarded by the mutex.
+    std::list<Call> calls_;     ///< Guarded by the mutex.
 
 private:
     void schedule() {
