@@ -32,6 +32,7 @@ class ModelObject;
 
 /// The state of one key. Never removed, because the key's objects refer to the state.
 struct KeyEntry {
+    std::string key;  ///< Set when the first object is published.
     ModelObject* published = nullptr;
     /// Includes withdrawn objects, because clients keep plain pointers to them.
     std::vector<std::unique_ptr<ModelObject>> objects;
@@ -70,6 +71,7 @@ public:
     void publish(std::string const& name, objbus::ObjectTypeSpec type, Arguments&&... arguments) NRX_EXCLUDES(mutex) {
         MutexLock const lock(mutex);
         KeyEntry& entry = keys[name];
+        entry.key = name;
         entry.objects.push_back(std::make_unique<Object>(*this, entry, type, std::forward<Arguments>(arguments)...));
         entry.published = entry.objects.back().get();
         notifyListener(name);

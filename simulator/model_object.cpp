@@ -7,7 +7,7 @@ namespace simulator {
 ActionObject::ActionObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, ActionScript script)
     : ObservedObject(model, entry, type), script_(std::move(script)) {}
 
-int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) {
+int ActionObject::run(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) {
     auto const kept = model().shared_from_this();
     {
         LockedModel const operation(*this, Call::invoke);
@@ -110,18 +110,29 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
                                                    std::vector<objbus::TableSelection> const& selections,
                                                    std::vector<int> const& columns,
                                                    std::vector<objbus::TableOrder> const& orders) {
-    LockedModel const operation(*this, Call::createIterator);
-    entry().iteratorRequest = {.type = type, .selections = selections, .columns = columns, .orders = orders};
-    if (isWithdrawn() || entry().refusesIterators) {
+    auto const kept = model().shared_from_this();
+    if (int const status = recordRequest({type, selections, columns, orders}); status != STATUS_OK) {
+        reportRefusal("createIterator", status);
         return nullptr;
     }
+    LockedModel const operation(*this);
     auto const iterator = std::make_shared<Iterator>(*this, observer, columns);
     decltype(iterators_)::PreparedInsertion prepared(iterator);
     iterator->post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
     return iterators_.add(std::move(prepared));  // Last, because the earlier steps may run out of memory.
 }
 
+int TableObject::recordRequest(IteratorRequest request) {
+    LockedModel const operation(*this, Call::createIterator);
+    entry().iteratorRequest = std::move(request);
+    return isWithdrawn() ? STATUS_WITHDRAWN : entry().refusesIterators ? STATUS_UNKNOWN_ITERATOR : STATUS_OK;
+}
+
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
+    return reportRefusal("destroyIterator", destroy(iterator));
+}
+
+int TableObject::destroy(objbus::TableIterator* iterator) {
     auto const kept = model().shared_from_this();
     std::shared_ptr<Registration> registration;
     {

@@ -12,6 +12,7 @@
 #include "television/kinds.h"
 #include "television/observed_object.h"
 #include "television/plain_object.h"
+#include "television/report.h"
 #include "television/table_iterator.h"
 
 namespace simulator {
@@ -42,6 +43,11 @@ public:
     [[nodiscard]] Delivery& delivery() const { return model_.delivery; }
     [[nodiscard]] bool isWithdrawn() const { return entry_.published != this; }
     [[nodiscard]] bool notifiesObservers() const { return !isWithdrawn(); }
+
+    /// Called with the mutex released.
+    int reportRefusal(char const* operation, int status) const {  // NOLINT(modernize-use-nodiscard): may be ignored.
+        return television::reportRefusal(operation, entry_.key.c_str(), status);
+    }
 
 protected:
     void handleTypeQuery() {
@@ -93,7 +99,19 @@ public:
 protected:
     template <typename Written>
     int write(Written const& written) {
-        T value = valueFromWriteArgument(written);
+        return this->reportRefusal("write", changeUnlessWithdrawn(valueFromWriteArgument(written)));
+    }
+
+    T readNumber() const {
+        LockedModel const operation(*this, Call::read);
+        ++this->entry().counts.reads;
+        return value_;
+    }
+
+    int read(T& value) const { return this->reportRefusal("read", readUnlessFaulty(value)); }
+
+private:
+    int changeUnlessWithdrawn(T value) {
         LockedModel const operation(*this, Call::write);
         ++this->entry().counts.writes;
         if (this->isWithdrawn()) {
@@ -103,13 +121,7 @@ protected:
         return STATUS_OK;
     }
 
-    T readNumber() const {
-        LockedModel const operation(*this, Call::read);
-        ++this->entry().counts.reads;
-        return value_;
-    }
-
-    int read(T& value) const {
+    int readUnlessFaulty(T& value) const {
         LockedModel const operation(*this, Call::read);
         ++this->entry().counts.reads;
         if (this->isWithdrawn()) {
@@ -124,7 +136,6 @@ protected:
         return fault.status;
     }
 
-private:
     T value_;
 };
 
@@ -134,9 +145,13 @@ public:
     ActionObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, ActionScript script = {});
     int platformReserved1() override { return STATUS_NOT_SUPPORTED; }
     int platformReserved2() override { return STATUS_NOT_SUPPORTED; }
-    int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override;
+    int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override {
+        return reportRefusal("invoke", run(actionId, arguments));
+    }
 
 private:
+    int run(unsigned int& actionId, std::vector<objbus::Argument> const& arguments);
+
     ActionScript const script_;
 };
 
@@ -184,6 +199,9 @@ public:
     [[nodiscard]] Rows const& rows() const { return rows_; }
 
 private:
+    int recordRequest(IteratorRequest request);
+    int destroy(objbus::TableIterator* iterator);
+
     Rows rows_;
     Iterators<Iterator, objbus::TableIterator> iterators_;
 };

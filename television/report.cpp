@@ -3,18 +3,37 @@
 #include <cstdint>
 
 #include "base_utils/debug_log.h"
+#include "television/log.h"
+#include "television/status.h"
 
 namespace television {
 
-void report(char const* tag, char const* line) noexcept {
-    constexpr std::uint32_t SEVERITY_ERROR = 1000;
-    try {  // The program's log sink may throw.
-        DebugLevelRecord record{SEVERITY_ERROR, 0, 0};
+namespace {
+
+/// Calls `writeLine` if the log admits the severity. Ignores exceptions of the program's log sink.
+template <typename Write>
+void writeIfAdmitted(LogLevel severity, Write const& writeLine) noexcept {
+    try {
+        DebugLevelRecord record{static_cast<std::uint32_t>(severity), 0, 0};
         if (debugCheckLevel(&record) != 0) {
-            debugOutput("ERROR [%s] %s\n", tag, line);
+            writeLine();
         }
     } catch (...) {
     }
+}
+
+}  // namespace
+
+void report(char const* tag, char const* line) noexcept {
+    writeIfAdmitted(LogLevel::error, [=] { debugOutput("ERROR [%s] %s\n", tag, line); });
+}
+
+int reportRefusal(char const* operation, char const* key, int status) noexcept {
+    if (status != STATUS_OK) {
+        writeIfAdmitted(LogLevel::debug,
+                        [=] { debugOutput("DEBUG [TELEVISION] %s refused: %s, status %d\n", operation, key, status); });
+    }
+    return status;
 }
 
 }  // namespace television

@@ -98,6 +98,9 @@ public:
             {1, "CRITICAL "}, {1000, "ERROR "}, {4000, "INFO "}, {5000, "DEBUG "}};
         Lines lines;
         for (auto& [severity, text] : log.take()) {
+            if (text.find("[TELEVISION]") != std::string::npos) {
+                continue;  // The television's own lines.
+            }
             auto const number = text.find(".cpp:") + 5;
             text.replace(number, text.find(':', number) - number, "#");
             lines.push_back(names.at(severity) + text);

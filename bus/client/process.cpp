@@ -3,6 +3,7 @@
 #include <boost/make_shared.hpp>
 
 #include "bus/client/remote_model.h"
+#include "television/report.h"
 #include "television/root_reference.h"
 
 namespace {
@@ -10,7 +11,8 @@ namespace {
 class Root final : public television::RootInterfaceBase {
 public:
     int connectObject(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
-        return bus::catchToStatus([&] { return bus::RemoteModel::get().connect(key, observer, object); });
+        int const status = bus::catchToStatus([&] { return bus::RemoteModel::get().connect(key, observer, object); });
+        return television::reportRefusal("connect", key.c_str(), status);
     }
 
     int disconnectObject(std::string const& key, objbus::Observer* observer, objbus::Object* object) override {

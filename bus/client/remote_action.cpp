@@ -27,8 +27,9 @@ int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> c
     });
     if (status == television::STATUS_NOT_CARRIED) {
         report("invoke", status);
+        return status;
     }
-    return status;
+    return reportRefusal("invoke", status);
 }
 
 void ActionObject::handleSignal(sd_bus_message* signal) {

@@ -9,6 +9,7 @@
 #include "bus/client/remote_value.h"
 #include "bus/protocol/contract.h"
 #include "television/plain_object.h"
+#include "television/report.h"
 
 namespace bus {
 
@@ -37,6 +38,10 @@ std::string const& RemoteObject::path() const { return entry_.path; }
 
 void RemoteObject::report(char const* operation, int status) const noexcept {
     reportFailure(entry_.key, operation, status);
+}
+
+int RemoteObject::reportRefusal(char const* operation, int status) const noexcept {
+    return television::reportRefusal(operation, entry_.key.c_str(), status);
 }
 
 int RemoteObject::call(char const* interface, char const* name, MessageBody arguments, MessageBody reply,

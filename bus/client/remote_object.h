@@ -94,6 +94,9 @@ protected:
     [[nodiscard]] bool notifiesObservers() const { return !isWithdrawn(); }
     void handleTypeQuery() {}
 
+    /// Writes a debug line for an operation that failed without another line. Returns the status.
+    int reportRefusal(char const* operation, int status) const noexcept;
+
     /// Calls a method of the object with `CALL_TIMEOUT`, unless the object is withdrawn.
     int call(char const* interface, char const* name, MessageBody arguments, MessageBody reply,
              MessageBody late = {}) const;

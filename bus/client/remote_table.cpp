@@ -174,6 +174,8 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     });
     if (status == television::STATUS_NOT_CARRIED || status == television::STATUS_TOO_MANY) {
         report("createIterator", status);
+    } else {
+        reportRefusal("createIterator", status);
     }
     return status == television::STATUS_OK ? iterator.get() : nullptr;
 }
@@ -183,10 +185,12 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     {
         television::MutexLock const lock(context().mutex);
         destroyed = iterators_.destroy(iterator);
-        if (!destroyed) {
-            return television::STATUS_UNKNOWN_ITERATOR;
+        if (destroyed) {
+            destroyed->destroy(path());
         }
-        destroyed->destroy(path());
+    }
+    if (!destroyed) {
+        return reportRefusal("destroyIterator", television::STATUS_UNKNOWN_ITERATOR);
     }
     auto const registration = destroyed->registration();
     delivery().cancel(*registration);

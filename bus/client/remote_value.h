@@ -92,15 +92,16 @@ protected:
 
     /// Sets `value` to the current value and returns 0. A failure leaves `value` unchanged and returns another status.
     int read(T& value) {
-        return catchToStatus([&] {
+        int const status = catchToStatus([&] {
             auto const received = std::make_shared<T>();
-            int const status = this->call(PROPERTIES_INTERFACE, "Get", propertyArguments(Kind::INTERFACE, "Value"),
+            int const result = this->call(PROPERTIES_INTERFACE, "Get", propertyArguments(Kind::INTERFACE, "Value"),
                                           readReplyInto(received));
-            if (status == television::STATUS_OK) {
+            if (result == television::STATUS_OK) {
                 value = std::move(*received);
             }
-            return status;
+            return result;
         });
+        return this->reportRefusal("read", status);
     }
 
     void requestValue(Caller caller, std::shared_ptr<T> const& value, Completion completion) {
