@@ -190,7 +190,7 @@ void checkShown(Console& console) {
         Words const words = wordsOf(object);
         std::string const key = typed(words.at(0));
         expect(object.starts_with(key + " "), "a key");
-        console.execute("tv clearFaults " + key);
+        console.execute("tv heal " + key);
         constexpr std::string_view VALUE = "value: ";
         for (std::string const& line : answerTo(console, "show " + key)) {
             if (line.starts_with(VALUE)) {

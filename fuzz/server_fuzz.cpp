@@ -77,6 +77,10 @@ private:
                     arguments.items[2] = {"v", 0, "", {makeItem(bytes, content->second.type)}};
                 }
                 makeValid(arguments);
+            } else if (call.name == CREATE.name || call.name == INVOKE.name) {
+                path = bus::pathOf(call.name == INVOKE.name ? "a" : bytes.nextBool() ? "t" : "u");
+                arguments = makeItem(bytes, '(' + std::string(call.signature) + ')');
+                makeValid(arguments);
             } else if (call.name == DESTROY.name) {
                 arguments.items = {{"o", 0, iterator}};
                 path = iterators.contains(iterator) ? bus::pathOf(iterators.at(iterator).second) : path;
@@ -85,6 +89,10 @@ private:
             path = bytes.text(30);
         }
         peer.send(call, path, bytes.pick(CLIENTS), arguments);
+        peer.sync();
+        if (peer.isAsked() && bytes.number(0, 3) != 0) {
+            peer.answerCredentials(true);
+        }
     }
 
     void changeModel() {

@@ -235,9 +235,11 @@ void runThreads(std::chrono::seconds duration) {
     std::atomic<int> lists = 0;
     std::atomic<int> uses[3]{};
     std::vector<std::thread> threads;
-    for (int thread = 0; thread < 10; ++thread) {
+    constexpr int THREADS = 10;
+    threads.reserve(THREADS);
+    for (int thread = 0; thread < THREADS; ++thread) {
         threads.emplace_back([&, thread] {
-            for (int number = thread + 1; !isStopping; number += 10) {
+            for (int number = thread + 1; !isStopping; number += THREADS) {
                 ShortObserver observer(lists);
                 uses[0] += useObject(root, orvane::model_keys::EVENT, &observer, callList, number) ? 1 : 0;
                 uses[1] += useObject(root, orvane::model_keys::SOURCE_SWITCH, &observer, callAction, number) ? 1 : 0;

@@ -114,10 +114,10 @@ constexpr Request REQUESTS[] = {
          std::string path;
          int const status =
              client.call(TABLE_PATH, bus::TABLE_INTERFACE, "CreateIterator", &path, "ia(iis)aia(ii)", 0, 0, 0, 0);
-         return status < 0 ? status
-                : client.call(path, bus::ITERATOR_INTERFACE, "ReadRowChunk", nullptr, "i", 1) < 0
-                    ? -1
-                    : client.call(TABLE_PATH, bus::TABLE_INTERFACE, "DestroyIterator", nullptr, "o", path.c_str());
+         int const read =
+             status < 0 ? status : client.call(path, bus::ITERATOR_INTERFACE, "ReadRowChunk", nullptr, "i", 1);
+         return read < 0 ? read
+                         : client.call(TABLE_PATH, bus::TABLE_INTERFACE, "DestroyIterator", nullptr, "o", path.c_str());
      }},
     {"changes",
      [](ServerMemory& test, Client& client) {
