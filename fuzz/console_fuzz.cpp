@@ -213,7 +213,7 @@ void checkShown(Console& console) {
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     [[maybe_unused]] static bool const prepared = [] {
-        setLineTaker(takeLine);
+        setLineSink(takeLine);
         printLog(true);
         return std::freopen("/dev/null", "w", stdout) != nullptr;  // The library reports refused lookups there.
     }();
