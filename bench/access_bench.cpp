@@ -102,8 +102,7 @@ void addNotifications() {
 
 }  // namespace
 
-void addAccessBenchmarks() {
-    static simulator::Television television;
+void addAccessBenchmarks(simulator::Television& television) {
     addReadsAndWrites(television);
     addNotifications();
 }

@@ -4,6 +4,7 @@
 
 #include "measure.h"
 #include "simulator/log.h"
+#include "simulator/television.h"
 #include "television/environment.h"
 
 namespace {

@@ -9,6 +9,10 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_handler.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access_client.h"
 
+namespace simulator {
+class Television;
+}
+
 namespace bench {
 
 using namespace orvane::system::support;

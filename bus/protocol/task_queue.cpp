@@ -34,7 +34,7 @@ void TaskQueue::post(std::function<void()> task) {
     wake();
 }
 
-void TaskQueue::wake() { ::eventfd_write(descriptor_, 1); }
+void TaskQueue::wake() const { ::eventfd_write(descriptor_, 1); }
 
 int TaskQueue::runTasks(sd_event_source* /*source*/, int descriptor, unsigned int /*events*/, void* queue) noexcept {
     auto& self = *static_cast<TaskQueue*>(queue);

@@ -25,7 +25,7 @@ public:
     void post(std::function<void()> task);
 
     /// Lets the loop run once more. Needs no memory.
-    void wake();
+    void wake() const;
 
 private:
     static int runTasks(sd_event_source* source, int descriptor, unsigned int events, void* queue) noexcept;
