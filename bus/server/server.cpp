@@ -2,15 +2,10 @@
 
 #include <poll.h>
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <cstdint>
-#include <ctime>
-#include <new>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 
 #include "bus/server/bus_slots.h"
 #include "bus/server/catch_to_error.h"
@@ -23,23 +18,10 @@ namespace bus::server {
 namespace {
 
 constexpr std::chrono::seconds LONGEST_FLUSH{5};
-constexpr std::chrono::milliseconds NO_MEMORY_PAUSE{10};
-
-int handleReadable(sd_event_source* /*source*/, int /*descriptor*/, std::uint32_t /*events*/, void* /*none*/) {
-    return 0;  // `runLoopOnce` processes the bus.
-}
-
 objbus::RootInterface& rootInterface() {
     boost::shared_ptr<frame::Interface> reference;
     frame::Process::getInstance().getInterfaceReference(reference, television::ROOT_INTERFACE_NAME);
     return *static_cast<objbus::RootInterface*>(reference->getObject());
-}
-
-/// Throws `std::system_error` for a negative error number.
-void requireSuccess(int result) {
-    if (result < 0) {
-        throw std::system_error(-result, std::generic_category(), "the event loop of the bus");
-    }
 }
 
 }  // namespace
@@ -65,10 +47,7 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
       filter_(bus_.get(), std::move(permissions)),
       sendQueue_(bus_.get()) {
     sd_bus* const bus = bus_.get();
-    // Not by sd_bus_attach_event, which ends the connection when memory runs out.
-    requireSuccess(makeInto(busSource_, [&](auto source) {
-        return sd_event_add_io(loop.loop.get(), source, sd_bus_get_fd(bus), 0, handleReadable, nullptr);
-    }));
+    addBusSource();
     iterators_.emplace(bus, loop);
     context_.emplace(ObjectContext{sendQueue_, loop, rootInterface(), *iterators_});
     auto const addVtable = [&](char const* interface, sd_bus_vtable const* vtable, sd_bus_object_find_t find) {
@@ -133,71 +112,6 @@ void Server::requestName() {
     }
 }
 
-bool Server::runOnce(bool waits) {
-    requireBus();  // Also before the wait, because a lost bus causes no event.
-    if (isTerminating_) {
-        return false;
-    }
-    if (isUpdateMissed_.exchange(false)) {
-        tryUpdate([this] { updateAllObjects(); });
-    }
-    runLoopOnce(waits && !isUpdateMissed_);
-    try {
-        sendQueue_.sendWaiting();
-    } catch (std::bad_alloc const&) {  // The next round sends them.
-    }
-    requireBus();
-    return !isTerminating_;
-}
-
-void Server::runLoopOnce(bool waits) {
-    sd_bus* const bus = bus_.get();
-    auto const step = [&] {
-        std::uint64_t due = UINT64_MAX;  // On the monotonic clock, in microseconds.
-        NRX_TRY(sd_event_source_set_io_events(busSource_.get(), static_cast<unsigned int>(sd_bus_get_events(bus))));
-        NRX_TRY(sd_bus_get_timeout(bus, &due));
-        auto const elapsed = std::chrono::steady_clock::now().time_since_epoch();
-        auto const now = static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(elapsed).count());
-        std::uint64_t const untilDue = due == UINT64_MAX ? due : due - std::min(due, now);
-        NRX_TRY(sd_event_run(loop_.loop.get(), waits && !isReadAgain_ ? untilDue : 0));
-        return sd_bus_process(bus, nullptr);
-    };
-    int const result = sd_bus_is_open(bus) > 0 ? step() : sd_event_run(loop_.loop.get(), 0);
-    isReadAgain_ = result == -ENOMEM;  // A message that was read in part makes the socket no more readable.
-    if (isReadAgain_) {
-        std::this_thread::sleep_for(NO_MEMORY_PAUSE);
-    } else {
-        requireSuccess(result);
-    }
-}
-
-void Server::requireBus() const {
-    if (!isTerminating_ && sd_bus_is_open(bus_.get()) <= 0) {
-        throw std::runtime_error("the bus is lost");
-    }
-}
-
-void Server::waitUntilSent() {
-    runTasks();
-    requireBus();
-    while (sendQueue_.isWaiting() && runOnce(true)) {
-    }
-    sd_bus_flush(bus_.get());
-}
-
-void Server::runTasks() {
-    // Twice, because a task may connect to a new object that notifies its value at once.
-    for (int times = 0; times < 2; ++times) {
-        television_.waitUntilDelivered();
-        auto const done = std::make_shared<bool>(false);
-        loop_.tasks.post([done] { *done = true; });
-        while (!*done) {
-            requireBus();
-            runLoopOnce(true);
-        }
-    }
-}
-
 template <typename Update>
 void Server::tryUpdate(Update const& update) noexcept {
     try {
@@ -205,6 +119,12 @@ void Server::tryUpdate(Update const& update) noexcept {
     } catch (...) {  // Memory ran out.
         isUpdateMissed_ = true;
         loop_.tasks.wake();
+    }
+}
+
+void Server::repeatMissedUpdates() {
+    if (isUpdateMissed_.exchange(false)) {
+        tryUpdate([this] { updateAllObjects(); });
     }
 }
 
@@ -328,20 +248,6 @@ int Server::handleSync(sd_bus_message* call, sd_bus_error* /*error*/) {
         sd_bus_error_free(&error);
     });
     return 1;
-}
-
-int Server::handleTermination(sd_event_source* /*source*/, signalfd_siginfo const* /*information*/,
-                              void* server) noexcept {
-    static_cast<Server*>(server)->isTerminating_ = true;
-    return 0;
-}
-
-EventSource Server::addTerminationSource(int signal) {
-    EventSource added;
-    requireSuccess(makeInto(added, [&](auto source) {
-        return sd_event_add_signal(loop_.loop.get(), source, signal, handleTermination, this);
-    }));
-    return added;
 }
 
 }  // namespace bus::server

@@ -58,6 +58,8 @@ private:
     /// Replaces the key's served object by the model's current object.
     void updateObject(std::string const& key);
     void updateAllObjects();
+    /// Updates all objects if an update ran out of memory.
+    void repeatMissedUpdates();
     /// Runs an update, or remembers that all objects must be updated when there is memory again. Any thread may call.
     template <typename Update>
     void tryUpdate(Update const& update) noexcept;
@@ -70,6 +72,7 @@ private:
     void requireBus() const;
     /// Runs the event loop once, then handles one message of the bus. Without memory that message is lost alone.
     void runLoopOnce(bool waits);
+    void addBusSource();
     [[nodiscard]] EventSource addTerminationSource(int signal);
 
     simulator::Television& television_;

@@ -1,0 +1,124 @@
+// Actions, iterators, presence and the client layer when a television on a bus is lost and returns.
+
+#include "bus/bus_platform.h"
+#include "client/action.h"
+#include "client/property.h"
+#include "client/table.h"
+#include "television_driver.h"
+
+namespace test::bus_loss_test {
+
+using namespace television;
+
+struct LostTelevision : ::testing::TestWithParam<driver::Loss> {
+    std::string const key = testKey();
+};
+INSTANTIATE_TEST_SUITE_P(By, LostTelevision, ::testing::ValuesIn(driver::LOSSES),
+                         [](auto const& loss) { return loss.param.name; });
+
+TEST_P(LostTelevision, IsReportedBeforeTheValuesOfItsReturn) {
+    Strings received;  // On the delivery thread.
+    auto client = driver::published(key, 1);
+    client.onReceived = [&received] { received.emplace_back("value"); };
+    driver::sync();
+    bus::setPresenceListener([&](Presence presence) { received.emplace_back(presence == Presence::gone ? "-" : "+"); });
+    GetParam().lose();
+    EXPECT_EQ(bus::presence(), Presence::gone);
+    driver::set(key, 2);
+    driver::start();
+    EXPECT_EQ(bus::presence(), Presence::back);
+    bus::setPresenceListener({});
+    GetParam().lose();
+    driver::start();
+    EXPECT_EQ(received, (Strings{"+", "-", "+", "value"}));
+}
+
+TEST_P(LostTelevision, AnswersEveryInvocationOnce) {
+    driver::publishAction(key);
+    Client<ObjectAction> client(key);
+    Strings expected;
+    unsigned int id = 0;
+    auto const invoke = [&](std::string const& answer) {
+        EXPECT_EQ(client->invoke(id, {}), 0);
+        expected.push_back(std::to_string(id) + answer);
+    };
+    driver::answerWith(Strings{"done"});
+    invoke(" 0:done; ");
+    driver::sync();
+    driver::answerWith({});
+    invoke(" error 126 ");
+    invoke(" error 126 ");
+    driver::sync();
+    GetParam().lose();
+    id = 7;
+    EXPECT_EQ(client->invoke(id, {}), GetParam().status);
+    EXPECT_EQ(id, 7U);
+    driver::start();
+    driver::withdraw(key);
+    driver::sync();
+    EXPECT_EQ(client->invoke(id, {}), STATUS_WITHDRAWN);
+    GetParam().lose();
+    driver::publishAction(key);
+    driver::start();
+    driver::answerWith(Strings{"again"});
+    invoke(" 0:again; ");
+    EXPECT_EQ(driver::received(client), expected);
+}
+
+TEST_P(LostTelevision, NotifiesIteratorsWhichCanStillBeDestroyed) {
+    driver::killTelevision();
+    driver::publishTable(key, {{"a"}});
+    driver::start();  // The first iterators of both televisions, `old` and `renewed`, have the same path.
+    Client<ObjectTable> table(key);
+    IteratorObserver oldObserver;
+    IteratorObserver newObserver;
+    TableIterator* const old = makeIterator(table, &oldObserver);
+    TableIterator* const ending = makeIterator(table, nullptr);
+    ASSERT_TRUE(old != nullptr && ending != nullptr);
+    driver::sync();
+    GetParam().lose();
+    old->readRow();
+    EXPECT_EQ(table->destroyIterator(ending), 0);
+    EXPECT_NE(table->destroyIterator(ending), 0);
+    EXPECT_EQ(makeIterator(table, &newObserver), nullptr);
+    driver::start();
+    TableIterator* const renewed = makeIterator(table, &newObserver);
+    ASSERT_NE(renewed, nullptr);
+    old->seekToRow(0);
+    EXPECT_EQ(table->destroyIterator(old), 0);
+    renewed->requestTotalCount();
+    driver::sync();
+    driver::setRows(key, {});
+    EXPECT_EQ(driver::received(oldObserver), (Strings{"ready 0 ", "ready 126 "}));
+    EXPECT_EQ(newObserver.take(), (Strings{"ready 0 ", "count 1 ", "update 0 "}));
+    EXPECT_EQ(table.take(), Strings{"update 0 "});
+    EXPECT_EQ(table->destroyIterator(renewed), 0);
+}
+
+TEST_P(LostTelevision, IsFoundAgainByTheClientLayer) {
+    namespace client = orvane::client;
+    driver::publish(key, 1);
+    driver::publishAction(key + ".action");
+    driver::publishTable(key + ".table", {{"1"}, {"2"}});
+    driver::answerWith({});
+    Integers received;
+    int error = 0;
+    client::Property<int> property(key);
+    client::Action action(key + ".action");
+    auto rows = client::Table(key + ".table").rows({}, 1);
+    auto row = rows.begin();
+    EXPECT_TRUE(property.watch([&received](int value) { received.push_back(value); }) && row != rows.end());
+    action.call({}, [&error](client::Answer const& answer) { error = answer.error().code; });
+    driver::sync();
+    GetParam().lose();
+    ++row;
+    EXPECT_EQ(rows.result().error().code, STATUS_LOST);
+    EXPECT_EQ(property.set(3).error().code, GetParam().status);
+    driver::set(key, 2);
+    driver::start();
+    EXPECT_TRUE(property.set(3) && error == STATUS_LOST);
+    driver::sync();
+    EXPECT_EQ(received, (Integers{1, 2, 3}));
+}
+
+}  // namespace test::bus_loss_test
