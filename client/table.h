@@ -87,7 +87,13 @@ public:
 
     /// Destroys the iterator and the reader.
     struct End {
-        void operator()(PageReader* reader) const { reader->destroyNow() ? delete reader : reader->keepForever(); }
+        void operator()(PageReader* reader) const {
+            if (reader->destroyNow()) {
+                delete reader;
+            } else {
+                reader->keepForever();
+            }
+        }
     };
 
 private:

@@ -50,7 +50,12 @@ void Model::setObjectListener(ObjectListener listener) {
 
 void Model::notifyListener(std::string const& name) {
     if (listener_) {
-        delivery.post({{listener_->registration}, [told = listener_, name](auto const&) { told->listener(name); }});
+        // The notification does not own the listener, because a delivery destroys notifications with its mutex held.
+        delivery.post({{listener_->registration}, [weak = std::weak_ptr(listener_), name](auto const& /*recipient*/) {
+                           if (auto const told = weak.lock()) {
+                               told->listener(name);
+                           }
+                       }});
     }
 }
 

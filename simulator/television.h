@@ -89,7 +89,8 @@ struct KeyCounts {
 ///
 /// A television is on from construction until destruction. The constructor of a second television throws
 /// `std::logic_error`. Destroy the television after all clients of the model, because the destructor invalidates their
-/// object pointers. Lookups fail while no television is on.
+/// object pointers. Lookups fail while no television is on. `television` is also a namespace: a variable outside a
+/// function needs another name.
 ///
 /// All operations may be called from any thread, and all except `waitUntilDelivered` and the destructor also from
 /// inside a notification. No lock is held while an observer or a script runs.
@@ -182,7 +183,8 @@ __attribute__((visibility("default"))) television::Presence presence();
 
 /// Calls `listener` with the current presence and then with each change: on the delivery thread while a television is
 /// on, otherwise on the thread that calls this function or destroys the television. Replaces the earlier listener, and
-/// waits while that one runs, except inside its own call. An empty listener ends the calls.
+/// waits while the delivery thread runs the earlier listener, except inside this listener's own call. An empty listener
+/// ends the calls.
 __attribute__((visibility("default"))) void setPresenceListener(television::PresenceListener listener);
 
 }  // namespace simulator

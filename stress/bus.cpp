@@ -81,7 +81,8 @@ std::unique_ptr<NRXModelAccess> makeListeningFacade(Client& client) {
 
 /// The television and its bus, which are killed and replaced.
 struct Processes {
-    /// Kills and replaces the television or the bus. Returns the time from the replacement to the client's next list.
+    /// Kills and replaces the television or the bus. Returns the time until the client receives
+    /// the next list.
     Clock::duration replace(bool withBus, Client& client) {
         ++changes;
         (withBus ? bus : television)->end(SIGKILL);

@@ -36,19 +36,19 @@ public:
 
     /// Replaces the listener. The new listener receives the current presence first. Waits while the earlier one runs.
     void setListener(PresenceListener listener, Delivery* delivery) NRX_EXCLUDES(mutex_) {
-        auto const next = listener
-                              ? std::make_shared<ListenerRegistration>(ListenerRegistration{
-                                    std::move(listener), std::make_shared<Registration>(Registration{nullptr, this})})
-                              : nullptr;
+        auto next = listener ? std::make_shared<ListenerRegistration>(ListenerRegistration{
+                                   std::move(listener), std::make_shared<Registration>(Registration{nullptr, this})})
+                             : nullptr;
         std::function<void()> call;
         {
             MutexLock const lock(mutex_);
             if (listener_ && delivery != nullptr) {
                 delivery->cancel(*listener_->registration);
             }
-            listener_ = next;
+            listener_.swap(next);
             call = post(presence_, delivery);
         }
+        next = nullptr;  // With the mutex released, because the listener's data may lock mutexes.
         call();
         if (delivery != nullptr) {
             delivery->waitWhileRunning(nullptr, this);  // With the mutex released: the listener may call this object.
@@ -67,7 +67,12 @@ private:
         if (!listener_) {
             return [] {};
         }
-        auto const call = [told = listener_, presence] { told->listener(presence); };
+        // The notification does not own the listener, because a delivery destroys notifications with its mutex held.
+        auto const call = [weak = std::weak_ptr(listener_), presence] {
+            if (auto const told = weak.lock()) {
+                told->listener(presence);
+            }
+        };
         if (delivery == nullptr) {
             return call;
         }

@@ -39,6 +39,15 @@ TEST(Presence, IsReportedToTheNewestListenerInTheOrderOfTheChanges) {
     EXPECT_EQ(received[1], received[0]);
 }
 
+TEST_F(TelevisionTest, APresenceListenerMayEndItselfWithItsAccessObject) {
+    tv.publish(KEY, "text");
+    auto access = std::make_shared<ValueAccessT<objbus::ObserverString>>(KEY, std::make_shared<RecordingHandler>());
+    EXPECT_EQ(access->connect(0), STATUS_OK);
+    simulator::setPresenceListener([owned = std::move(access)](auto) { simulator::setPresenceListener({}); });
+    tv.waitUntilDelivered();
+    EXPECT_EQ(tv.registrations(KEY), 0);
+}
+
 TEST(Iterators, KeepALimitedNumberOfDestroyedIterators) {
     television::Iterators<int> iterators;
     std::vector<std::weak_ptr<int>> destroyed;

@@ -121,23 +121,26 @@ void RemoteIterator::readRowChunk(int count) {
 void RemoteIterator::commit() { callNoReply("Commit", {}); }
 
 void RemoteIterator::handleSignal(sd_bus_message* signal) {
-    int result = 0;
-    for (NumberSignal const& known : NUMBER_SIGNALS) {
-        int number = 0;
-        if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, known.name) > 0 &&
-            (result = read(signal, number)) >= 0) {
-            post([notify = known.notify, number](Observer& observer) { (observer.*notify)(number); });
+    auto const isNamed = [signal](char const* name) {
+        return sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, name) > 0;
+    };
+    auto const notify = [&] {
+        for (NumberSignal const& known : NUMBER_SIGNALS) {
+            if (int number = 0; isNamed(known.name)) {
+                NRX_TRY(read(signal, number));
+                post([notify = known.notify, number](Observer& observer) { (observer.*notify)(number); });
+            }
         }
-    }
-    std::vector<std::string> row;
-    std::vector<std::vector<std::string>> rows;
-    if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, "RowRead") > 0 && (result = read(signal, row)) >= 0) {
-        post([row = std::move(row)](Observer& observer) { observer.notifyReadRow(row); });
-    } else if (sd_bus_message_is_signal(signal, ITERATOR_INTERFACE, "RowChunkRead") > 0 &&
-               (result = read(signal, rows)) >= 0) {
-        post([rows = std::move(rows)](Observer& observer) { television::notifyChunk(observer, rows); });
-    }
-    if (result < 0) {
+        if (std::vector<std::string> row; isNamed("RowRead")) {
+            NRX_TRY(read(signal, row));
+            post([row = std::move(row)](Observer& observer) { observer.notifyReadRow(row); });
+        } else if (std::vector<std::vector<std::string>> rows; isNamed("RowChunkRead")) {
+            NRX_TRY(read(signal, rows));
+            post([rows = std::move(rows)](Observer& observer) { television::notifyChunk(observer, rows); });
+        }
+        return 0;
+    };
+    if (int const result = notify(); result < 0) {
         reportFailure(path_, "notify", statusOfReadError(result));
     }
 }

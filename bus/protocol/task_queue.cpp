@@ -11,13 +11,13 @@
 namespace bus {
 
 TaskQueue::TaskQueue(sd_event* loop) : descriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    sd_event_source* source = nullptr;
-    int result = descriptor_ < 0 ? -errno : sd_event_add_io(loop, &source, descriptor_, EPOLLIN, runTasks, this);
-    source_.reset(source);
-    if (result >= 0) {
-        result = sd_event_source_set_priority(source, SD_EVENT_PRIORITY_IMPORTANT);
-    }
-    if (result < 0) {
+    auto const add = [&] {
+        NRX_TRY(descriptor_ < 0 ? -errno : 0);
+        NRX_TRY(makeInto(source_,
+                         [&](auto made) { return sd_event_add_io(loop, made, descriptor_, EPOLLIN, runTasks, this); }));
+        return sd_event_source_set_priority(source_.get(), SD_EVENT_PRIORITY_IMPORTANT);
+    };
+    if (int const result = add(); result < 0) {
         ::close(descriptor_);
         throw std::system_error(-result, std::generic_category(), "the task queue of the bus");
     }

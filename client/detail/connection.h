@@ -99,7 +99,11 @@ public:
     struct End {
         void operator()(Connection* connection) const {
             connection->queue->close();
-            connection->disconnectNow() ? delete connection : connection->keepForever();
+            if (connection->disconnectNow()) {
+                delete connection;
+            } else {
+                connection->keepForever();
+            }
         }
     };
 

@@ -16,10 +16,10 @@ public:
     virtual void* getObject() = 0;
 };
 
-/// A handle of the inter-process framework. A thread holds its handle during a lookup.
+/// Gives a process access to the inter-process framework. A thread holds the object during a lookup.
 class __attribute__((visibility("default"))) Process {
 public:
-    /// Returns a new handle.
+    /// Returns a new object.
     static Process getInstance();
     Process(Process const&) = delete;
     Process& operator=(Process const&) = delete;
@@ -32,7 +32,7 @@ public:
 private:
     Process();
 
-    void* platformReserved_[4];  ///< Space for the television's state: the caller's stack frame holds the handle.
+    void* platformReserved_[4];  ///< Space for the television's state: the caller's stack frame holds the object.
 };
 
 static_assert(sizeof(Interface) == sizeof(void*));  // The virtual table only.
