@@ -39,8 +39,8 @@ public:
 
     PendingCalls(std::string const& key, Executor executor) : HandlerQueue(std::move(executor), OPEN), key_(key) {}
 
-    /// Calls `invoke`, which sets the identifier of the answer and returns a status. Later passes the answer to the
-    /// receiver, on the delivery thread; or here, if `invoke` failed or the answer arrived before it returned.
+    /// Calls `invoke`, which sets the identifier of the answer and returns a status. The delivery thread later passes
+    /// the answer to the receiver; this thread does if `invoke` fails or the answer arrives before its return.
     template <typename Invoke>
     void start(Receiver const& receiver, Invoke const& invoke) {
         struct Invocation {
@@ -49,7 +49,7 @@ public:
                 std::lock_guard const lock(calls.callMutex_);
                 ++calls.invocations_;
             }
-            ~Invocation() {  // Also if the platform throws.
+            ~Invocation() {  // Runs also if the platform throws.
                 std::lock_guard const lock(calls.callMutex_);
                 if (--calls.invocations_ == 0) {
                     calls.early_.clear();
@@ -71,7 +71,7 @@ public:
         (*receiver)(early.mapped());
     }
 
-    /// Does not pass on the answer that has not arrived.
+    /// Removes the receiver. A later answer is not passed to the receiver.
     void forget(Receiver const& receiver) {
         std::lock_guard const lock(callMutex_);
         for (auto call = waiting_.begin(); call != waiting_.end();) {
@@ -103,7 +103,7 @@ private:
 
     std::string const key_;
     std::mutex callMutex_;
-    // The mutex guards these. Maps with equal keys: a television may repeat an identifier.
+    // The mutex guards the next three members. Multimaps, because a television may repeat an identifier.
     int invocations_ = 0;
     std::multimap<unsigned int, Receiver> waiting_;
     std::multimap<unsigned int, Answer> early_;
@@ -117,23 +117,23 @@ private:
 ///     auto const answer = timer.call({"30"}, 2s);
 ///     answer ? show(answer->at(0)) : log(describe(answer.error()));
 ///
-/// The failures of a call differ in their cause. `STATUS`: the action was not started (5: not obtained in time; 6: no
-/// action, or too many arguments; others: the model's own). `EXECUTION_ERROR`: it was started and failed. `NO_ANSWER`:
-/// it was started, and the answer did not arrive in time; a later answer is dropped.
+/// A failure of a call has one of these causes. `STATUS`: the action was not started (5: not obtained in time; 6: no
+/// action, or too many arguments; another status: the model's own). `EXECUTION_ERROR`: the action was started and
+/// failed. `NO_ANSWER`: the action was started, but its answer did not arrive in time. A later answer is dropped.
 ///
-/// Connects, and is used and destroyed, like a `Property`. Handlers of calls that have no answer yet are then never
-/// called.
+/// Connects, and is used and destroyed, like a `Property`. After the destruction, handlers of unanswered calls are
+/// never called.
 class Action {
 public:
-    /// Connects nothing. The executor calls the handlers; without one the delivery thread does.
+    /// Does not connect. The executor calls the handlers. Without an executor, the delivery thread calls the handlers.
     explicit Action(std::string const& key, Executor executor = {})
         : access_(new Access(key, std::make_shared<detail::PendingCalls>(key, std::move(executor)))) {
         access_->setActionResultHandler(access_->queue);
     }
 
-    /// Starts the action and waits for its answer. `timeout` includes connecting, but not the model's own `invoke`. On
-    /// the delivery thread it fails at once with `WOULD_DEADLOCK` and starts nothing. (The delivery thread is known
-    /// after the first notification to an object of this layer.)
+    /// Starts the action and waits for its answer. `timeout` includes the connect, but not the model's own `invoke`. On
+    /// the delivery thread the call fails at once with `WOULD_DEADLOCK` and starts no action. (This layer knows the
+    /// delivery thread after the first notification to one of its objects.)
     Answer call(Arguments const& arguments, std::chrono::milliseconds timeout) {
         auto const calls = access_->queue;
         if (detail::isDeliveryThread) {
@@ -151,8 +151,8 @@ public:
     }
 
     /// Starts the action. `handler(Answer const&)` is called once, with the answer or with the failure to start.
-    /// Without an executor the delivery thread calls it, or this thread if the answer is known before the return. The
-    /// handler is kept until the television answers.
+    /// Without an executor the delivery thread calls the handler, or this thread if the answer is known before the
+    /// return. This object keeps the handler until the television answers.
     template <typename Handler, typename = std::enable_if_t<std::is_invocable_v<std::decay_t<Handler>&, Answer const&>>>
     void call(Arguments const& arguments, Handler&& handler) {
         auto const calls = access_->queue;  // The handler may destroy this object.

@@ -4,16 +4,16 @@
 
 namespace orvane::client {
 
-/// Decides where an object calls its handlers: takes a task and has it run later, on a thread that the program chooses.
-/// Called on the delivery thread and on threads that use the object. It must neither wait nor throw, and must outlive
-/// the object.
+/// Moves an object's handlers to a thread that the program chooses: takes a task and has the task run later. The
+/// delivery thread and the threads that use the object call the executor. The executor must neither wait nor throw, and
+/// must outlive the object.
 ///
 /// Any number of threads may run the tasks. The calls of one object keep the order of the model and do not overlap. A
-/// task does nothing if its object was destroyed; it may also be dropped. NRX_DELIVERY_LIMIT does not limit the calls
-/// that wait in an executor.
+/// task whose object was destroyed does nothing, and the executor may drop this task. NRX_DELIVERY_LIMIT does not limit
+/// the calls that wait in an executor.
 ///
-/// Without an executor (empty) the delivery thread calls the handlers, or the thread that uses the object if the data
-/// is available at once.
+/// With an empty executor the delivery thread calls the handlers. The thread that uses the object calls the handlers if
+/// the data is available at once.
 using Executor = std::function<void(std::function<void()> task)>;
 
 }  // namespace orvane::client

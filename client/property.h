@@ -70,13 +70,13 @@ public:
     }
 
     int write(T const& value) {
-        int const status = this->ensureConnected();  // Then the object has this type.
+        int const status = this->ensureConnected();  // Fails for an object of another type.
         return status == support::STATUS_OK
                    ? static_cast<typename Kind<T>::Object*>(this->object)->setValue(modelForm(value))
                    : status;
     }
 
-    // The base writes the trace lines. It makes no `ValueObject`, because it has no handler.
+    // The base writes the trace lines. The base makes no `ValueObject`, because the base has no handler.
     void notifyNewValue(int value) override { Base::notifyNewValue(value), take(value); }
     void notifyNewValue(long long value) override { Base::notifyNewValue(value), take(value); }
     void notifyNewValue(std::string const& value) override { Base::notifyNewValue(value), take(value); }
@@ -105,28 +105,28 @@ private:
 ///     level ? show(*level) : log(describe(level.error()));
 ///     auto const watched = volume.watch([](int level) { show(level); });
 ///
-/// Connects on first use, within 1000 milliseconds, and stays connected to this object; the platform library reconnects
-/// after a loss of the television. An object that the television replaces needs a new property. Any thread may use it.
+/// The first use connects, within 1000 milliseconds. The platform library reconnects after a loss of the television. A
+/// replaced model object needs a new property. Any thread may use a property.
 ///
-/// The destructor ends the registration and waits for a running handler, except for the handler that it runs in. No
-/// handler runs afterwards. Any thread may destroy it while no other thread is in one of its operations; a handler may
-/// destroy it at any time. Where the model cannot be told of the end (its root interface is gone, or it throws), a part
-/// of the object stays allocated and ignores the notifications; the destructor then does not wait.
+/// The destructor ends the registration and waits for a running handler, except for a handler that runs the destructor.
+/// No handler runs afterwards. Any thread may destroy a property while no other thread is in one of its operations. A
+/// handler may destroy the property at any time. If the disconnect fails (the root interface is gone, or the model
+/// throws), a part of the property stays allocated and ignores notifications. The destructor then does not wait.
 template <typename T>
 class Property {
 public:
-    /// Connects nothing. The executor calls the handler; without one the delivery thread does.
+    /// Does not connect. The executor calls the handler. Without an executor, the delivery thread calls the handler.
     explicit Property(std::string const& key, Executor executor = {})
         : access_(new detail::PropertyAccess<T>(key, std::make_shared<detail::Watch<T>>(std::move(executor)))) {}
 
-    /// Connects within `timeout`, rounded up to 100 milliseconds. Needed only if the object may appear later than a
-    /// second. Status 5: not obtained in time; 6: another type; 8: the key is "missing".
+    /// Connects within `timeout`, rounded up to 100 milliseconds. Needed only if the model object may appear after more
+    /// than a second. Status 5: not obtained in time; 6: another type; 8: the key is "missing".
     Result<void> connect(std::chrono::milliseconds timeout) {
         return access_->result("connect", access_->ensureConnected(timeout));
     }
 
-    /// Reads the value. Statuses as for `connect`; for a text or a list also the model's own. The model gives no status
-    /// for a number: if the television is lost, the number may be the last known one.
+    /// Reads the value. Fails with a status of `connect`; for a text or a list also with the model's own status. The
+    /// model gives no status for a number: if the television is lost, the read may return the last known number.
     Result<T> get() {
         Result<T> result(T{});
         if (int const status = access_->read(*result); status != detail::support::STATUS_OK) {
@@ -135,16 +135,16 @@ public:
         return result;
     }
 
-    /// Writes the value. Statuses as for `connect`, or the result of the television's own `setValue`: it is worth what
-    /// that television makes of it. `watch` receives the value that the model has in the end.
+    /// Writes the value. Fails with a status of `connect` or with the result of the television's own `setValue`, whose
+    /// meaning depends on the television. The handler of `watch` receives the value that the model has in the end.
     Result<void> set(T const& value) { return access_->result("set", access_->write(value)); }
 
-    /// Calls `handler(T const&)` with the value that is read now, unless a notification arrives first, and then with
-    /// every change. The order is the model's, calls do not overlap, and the last call has the model's value. Changes
-    /// that were on their way may be repeated once after the value read.
+    /// Calls `handler(T const&)` with the current value, unless a notification arrives first, and then with every
+    /// change. The calls have the model's order and do not overlap. The last call has the model's value. After the
+    /// current value, the handler may receive earlier changes once more.
     ///
-    /// Without an executor this thread makes the first calls before the return. After a failure (statuses as for `get`)
-    /// there is no handler. A second handler fails with `WATCHED_ALREADY`. To stop, destroy the property.
+    /// Without an executor this thread makes the first calls before the return. A failure has the statuses of `get` and
+    /// installs no handler. A second handler fails with `WATCHED_ALREADY`. To stop, destroy the property.
     template <typename Handler>
     Result<void> watch(Handler&& handler) {
         return access_->watch(std::forward<Handler>(handler), [&access = *access_](auto& first) {

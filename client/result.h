@@ -12,7 +12,7 @@ namespace orvane::client {
 enum class Cause {
     STATUS,           ///< The library or the model refused the operation; `Failure::code` is the status.
     EXECUTION_ERROR,  ///< The action was started and failed; `Failure::code` is the television's error.
-    NO_ANSWER,        ///< Nothing arrived in time. The television may still do what was asked.
+    NO_ANSWER,        ///< No answer or page arrived in time. The television may still execute the request.
     WOULD_DEADLOCK,   ///< The operation would wait for the delivery thread on that thread.
     NO_ITERATOR,      ///< The table refused to make an iterator, without a status.
     WATCHED_ALREADY,  ///< The object has a handler.
@@ -20,7 +20,7 @@ enum class Cause {
 
 /// A failed operation.
 struct Failure {
-    char const* operation;  ///< Its name, a literal.
+    char const* operation;  ///< The name of the operation, a literal.
     std::string key;        ///< The key of the model object.
     Cause cause;            ///< Why it failed.
     int code = 0;           ///< For `STATUS` and `EXECUTION_ERROR`, otherwise 0.
@@ -36,8 +36,8 @@ inline std::string describe(Failure const& failure) {
            (hasCode ? std::to_string(failure.code) : "");
 }
 
-/// A value or a failure, with operations of `std::expected<T, Failure>`. Access to the one that it does not hold throws
-/// `std::bad_variant_access`. The compiler warns if a result is ignored.
+/// A value or a failure, with operations of `std::expected<T, Failure>`. Access to the value of a failure, or to the
+/// failure of a value, throws `std::bad_variant_access`. The compiler warns about an ignored result.
 template <typename T>
 class [[nodiscard]] Result {
 public:

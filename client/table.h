@@ -20,17 +20,17 @@
 
 namespace orvane::client {
 
-/// The texts of one row, in the order of the columns that were asked for.
+/// The texts of one row, in the order of the requested columns.
 using Row = std::vector<std::string>;
 
 namespace detail {
 
-/// The access object of a table that is watched.
+/// The access object of a watched table.
 class TableWatcher final : public Connection<support::TableAccess, Watch<int>> {
 public:
     using Connection::Connection;
 
-    /// The base accepts an object of any type.
+    /// Accepts only a table. The base accepts an object of any type.
     int connect(int timeoutMs) override {
         int const status = TableAccess::connect(timeoutMs);
         if (status != support::STATUS_OK || getType() == objbus::OBJECT_TYPE_TABLE) {
@@ -47,7 +47,7 @@ public:
     }
 };
 
-/// Reads a table page by page, through an iterator of its own.
+/// Reads a table page by page, through its own iterator.
 class PageReader final : public support::IteratorAccess, private Retained {
 public:
     PageReader(std::string const& key, std::vector<int> const& columnsToRead, int rowsPerPage, milliseconds timeout)
@@ -97,7 +97,7 @@ public:
     };
 
 private:
-    /// Replaces the page by the next one; an empty page at the end and after a failure.
+    /// Replaces the page by the next page. At the end and after a failure, the page is empty.
     Result<void> readPage() {
         page_.clear();
         if (isDeliveryThread) {
@@ -122,7 +122,7 @@ private:
         return {};
     }
 
-    /// Returns false if the model was not told.
+    /// Returns false if the model may still notify this object.
     bool destroyNow() noexcept {
         try {
             if (iterator != nullptr && tableAccess->getAccess()->destroyIterator(iterator) != support::STATUS_OK) {
@@ -145,14 +145,14 @@ private:
 
     std::mutex mutex_;
     std::condition_variable changed_;
-    // The mutex guards these:
+    // The mutex guards the next two members.
     std::optional<std::vector<Row>> arrived_;
-    int status_ = support::STATUS_OK;  ///< Of the iterator.
+    int status_ = support::STATUS_OK;  ///< The status of the iterator.
 };
 
 }  // namespace detail
 
-/// The rows of a table, for one range-based `for` on one thread. The loop reads page after page, and waits for each.
+/// The rows of a table, for one range-based `for` on one thread. The loop waits for each page.
 class Rows {
 public:
     /// The end of the rows.
@@ -165,7 +165,7 @@ public:
         bool operator!=(End /*end*/) const { return reader.row() != nullptr; }  ///< Whether there is a row.
     };
 
-    /// `Table::rows` makes it.
+    /// Called by `Table::rows`.
     explicit Rows(detail::PageReader* reader) : reader_(reader) {}
 
     /// Reads the first page.
@@ -173,9 +173,9 @@ public:
         reader_->advance();
         return {*reader_};
     }
-    End end() const { return {}; }  ///< There is no row left, or none could be read.
+    End end() const { return {}; }  ///< After the last row, and after a failure.
 
-    /// After the loop: whether all rows were read. Status 4: there is no such table within 1000 milliseconds; other
+    /// After the loop: whether all rows were read. Status 4: the table did not appear within 1000 milliseconds; other
     /// statuses are the television's. `NO_ANSWER`: a page did not arrive in time.
     [[nodiscard]] Result<void> const& result() const { return reader_->result(); }
 
@@ -193,21 +193,21 @@ private:
 /// Connects, and is used and destroyed, like a `Property`.
 class Table {
 public:
-    /// Connects nothing. The executor calls the handler; without one the delivery thread does.
+    /// Does not connect. The executor calls the handler. Without an executor, the delivery thread calls the handler.
     explicit Table(std::string const& key, Executor executor = {})
         : key_(key),
           watcher_(new detail::TableWatcher(key, std::make_shared<detail::Watch<int>>(std::move(executor)))) {}
 
-    /// Returns the rows, with the numbered columns (empty: all), in pages of `page` rows; each page may take `timeout`.
-    /// The loop reads them, and they may outlive the table. If the table changes during the loop, a row may appear
-    /// twice or not at all. On the delivery thread the result is `WOULD_DEADLOCK`.
+    /// Returns the rows, with the numbered columns (empty: all), in pages of `page` rows. Each page may take `timeout`.
+    /// The loop reads the pages. The `Rows` may outlive the table. If the table changes during the loop, a row may
+    /// appear twice or not at all. On the delivery thread the result is `WOULD_DEADLOCK`.
     [[nodiscard]] Rows rows(std::vector<int> const& columns, int page,
                             std::chrono::milliseconds timeout = detail::DEFAULT_TIMEOUT) const {
         return Rows(new detail::PageReader(key_, columns, page, timeout));
     }
 
-    /// Calls `handler(int)` after every change, with the number that the television gives to the change. Otherwise as
-    /// `Property::watch`, without a first call. Status 6: not a table.
+    /// Calls `handler(int)` after every change, with the number that the television gives to the change. Does not call
+    /// the handler before the first change. Otherwise like `Property::watch`. Status 6: not a table.
     template <typename Handler>
     Result<void> watch(Handler&& handler) {
         return watcher_->watch(std::forward<Handler>(handler),

@@ -23,7 +23,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds DEFAULT_TIMEOUT{1000};
 
-/// An object that the model may notify for ever, because it could not be told of the end. It stays reachable.
+/// An object that the model may still notify, because its disconnect failed. A list keeps the object reachable.
 class Retained {
 protected:
     ~Retained() = default;
@@ -42,18 +42,18 @@ class Connection : public Access, private Retained {
 public:
     Connection(std::string const& key, std::shared_ptr<Queue> calls) : Access(key), queue(std::move(calls)) {}
 
-    /// Connects if necessary, on one thread at a time.
+    /// Connects unless this object is connected. One thread at a time connects.
     int ensureConnected(milliseconds timeout = DEFAULT_TIMEOUT) {
         if (isConnected_.load(std::memory_order_acquire)) {
             return support::STATUS_OK;
         }
         std::unique_lock lock(mutex_);
         if (!connectEnded_.wait_for(lock, timeout, [this] { return !isConnecting_; })) {
-            return support::STATUS_ERR_CONNECT_FAILED;  // The other thread has more time.
+            return support::STATUS_ERR_CONNECT_FAILED;  // Another thread is still connecting.
         }
         isConnecting_ = true;
         lock.unlock();
-        struct Attempt {  // Also if the platform throws.
+        struct Attempt {  // Ends the attempt, also if the platform throws.
             Connection& connection;
             ~Attempt() {
                 std::lock_guard const guard(connection.mutex_);
@@ -74,15 +74,15 @@ public:
         return status == support::STATUS_OK ? Result<void>() : failure(operation, Cause::STATUS, status);
     }
 
-    /// Installs the handler of a `Watch`. `read` connects and may set the first call. Uses no member after the calls,
-    /// which may destroy this object.
+    /// Installs the handler of a `Watch`. `read` connects and may set the first call. Uses no member after the calls of
+    /// the handler, because the handler may destroy this object.
     template <typename Handler, typename Read>
     Result<void> watch(Handler&& callable, Read const& read) {
         auto const calls = queue;
         if (!calls->begin(copyable(std::forward<Handler>(callable)))) {
             return failure("watch", Cause::WATCHED_ALREADY);
         }
-        struct Cancel {  // Unless the queue is released. Also if the platform throws.
+        struct Cancel {  // Undoes `begin` unless the queue is released, also if the platform throws.
             Queue& calls;
             ~Cancel() { calls.cancel(); }
         } const cancel{*calls};
@@ -94,8 +94,8 @@ public:
         return {};
     }
 
-    /// Ends the registration and deletes the object. No handler starts from now on, and none runs when it returns,
-    /// except one that it is called from.
+    /// Ends the registration and deletes the object. No handler starts from now on. At the return no handler runs,
+    /// except a handler that calls this function.
     struct End {
         void operator()(Connection* connection) const {
             connection->queue->close();
@@ -110,7 +110,7 @@ public:
     std::shared_ptr<Queue> const queue;
 
 private:
-    /// Returns false if the model was not told.
+    /// Returns false if the model may still notify this object.
     bool disconnectNow() noexcept {
         try {
             return this->object == nullptr || (this->getRootInterface() != nullptr && this->disconnect() == 0);

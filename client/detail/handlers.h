@@ -17,8 +17,8 @@
 
 namespace orvane::client::detail {
 
-/// Whether the model has notified an object of this layer on this thread. An operation must not wait for the model
-/// there.
+/// Whether the model has notified an object of this layer on this thread. On such a thread, an operation must not wait
+/// for the model.
 inline thread_local bool NRX_EXPORT isDeliveryThread = false;
 
 /// Makes a callable of one argument copyable.
@@ -29,8 +29,8 @@ auto copyable(F&& callable) {
     };
 }
 
-/// Makes the calls of an object's handlers, one after the other: in tasks of the executor, or without one on the thread
-/// that adds a call. A handler may destroy the object: who adds calls holds a reference to the queue.
+/// Calls an object's handlers, one call at a time, in tasks of the executor. Without an executor, the thread that adds
+/// a call makes the call. This thread holds a reference to the queue, because a handler may destroy the object.
 class HandlerQueue : public std::enable_shared_from_this<HandlerQueue> {
 public:
     using Call = std::function<void()>;
@@ -38,8 +38,8 @@ public:
         OFF,     ///< Drops calls.
         HELD,    ///< Keeps calls until `release`.
         OPEN,    ///< Makes calls.
-        DIRECT,  ///< Makes calls; none waits or runs, so that the delivery thread may call the handler itself.
-        CLOSED,  ///< Drops calls, from now on.
+        DIRECT,  ///< No call waits or runs. The delivery thread may call the handler without the queue.
+        CLOSED,  ///< Drops calls. This state is final.
     };
 
     HandlerQueue(Executor executor, State state) : state_(state), executor_(std::move(executor)) {}
@@ -58,7 +58,7 @@ public:
         schedule();
     }
 
-    /// After HELD: makes the kept calls, or `first` if there are none.
+    /// Ends HELD: makes the kept calls. If there are no kept calls, makes `first`.
     void release(Call first) {
         {
             std::lock_guard const lock(mutex_);
@@ -70,7 +70,7 @@ public:
         schedule();
     }
 
-    /// Drops the waiting calls, and waits for a running call unless it runs on this thread.
+    /// Drops the waiting calls, and waits for a running call unless the call runs on this thread.
     void close() {
         std::list<Call>
             dropped;  // Destroyed after the unlock, because calls own data of the program. Allocates nothing.
@@ -97,7 +97,7 @@ private:
         });
     }
 
-    /// Makes the waiting calls. Does nothing while another call runs, which continues with these.
+    /// Makes the waiting calls. Returns at once if another call runs: `runner_` then makes the waiting calls.
     void run() noexcept {
         std::unique_lock lock(mutex_);
         if (runner_ != std::thread::id()) {
@@ -119,7 +119,7 @@ private:
 
     Executor const executor_;
     std::condition_variable done_;
-    std::thread::id runner_;  ///< The thread that makes calls, or none. Guarded by the mutex.
+    std::thread::id runner_;  ///< The thread that makes calls, if any. Guarded by the mutex.
 };
 
 /// Calls one handler for the notifications of values.
@@ -128,7 +128,7 @@ class Watch final : public HandlerQueue {
 public:
     explicit Watch(Executor executor) : HandlerQueue(std::move(executor), OFF) {}
 
-    /// Keeps the notifications from now on. Returns false if there is a handler.
+    /// Installs the handler and keeps the notifications until `release`. Returns false if there is a handler.
     bool begin(std::function<void(T const&)> handler) {
         std::lock_guard const lock(mutex_);
         if (state_ != OFF) {
