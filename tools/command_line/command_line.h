@@ -13,7 +13,7 @@ class App;
 
 namespace command_line {
 
-constexpr int EXIT_NOT_STARTED = 2;  ///< The options or the files that they name are invalid.
+constexpr int EXIT_NOT_STARTED = 2;  ///< An option, or a file that an option names, is invalid.
 
 /// Prints an error as one line on standard error, with control characters escaped.
 void printError(std::string const& program, std::string const& what);
@@ -28,23 +28,22 @@ public:
 
     /// Adds an option with a text ("--name"), or a positional text ("NAME").
     void addText(std::string const& name, std::optional<std::string>& text, std::string const& help);
-    /// Adds an option with a text, which may be repeated.
+    /// Adds an option with a text. The command line may repeat the option.
     void addTexts(std::string const& name, std::vector<std::string>& texts, std::string const& help);
     void addDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help);
     void addFlag(std::string const& name, bool& isGiven, std::string const& help);
-    /// Adds a command with an optional positional text, instead of the positional texts that were added before.
+    /// Adds a command with an optional positional text. A command line with the command has no earlier positional text.
     void addCommand(std::string const& name, bool& isGiven, std::string const& help, std::string const& argument,
                     std::optional<std::string>& text, std::string const& argumentHelp);
 
-    /// Sets the variables. Returns the exit status if the program is done: after the help, or after an error, which is
-    /// printed.
+    /// Sets the variables. After the help or an error, which is printed, returns the program's exit status.
     std::optional<int> parse(int argc, char** argv);
 
 private:
     std::unique_ptr<CLI::App> app_;
 };
 
-/// The body of `main`. Returns `failure` after an exception, which is printed, and if standard output was not written.
+/// The body of `main`. Prints exceptions. Returns `failure` after an exception, or if standard output was not written.
 int runProgram(std::string const& program, int failure, int (*run)(int argc, char** argv), int argc, char** argv);
 
 }  // namespace command_line

@@ -5,7 +5,7 @@
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/television_view.h"
 
-// For a program whose television is another process, on a message bus.
+// The television of a program that is linked with the platform library of a television on a message bus.
 
 namespace nrx_console {
 
@@ -27,7 +27,7 @@ class BusTelevision final : public TelevisionView {
 public:
     BusTelevision() {
         bus::setPresenceListener([isFirst = true](television::Presence presence) mutable {
-            if (!std::exchange(isFirst, false) || presence != television::Presence::gone) {  // Looked for at first.
+            if (!std::exchange(isFirst, false) || presence != television::Presence::gone) {  // Drops a first "gone".
                 printLine(std::string("television: ") + nameOf(presence), Kind::information);
             }
         });
@@ -36,10 +36,10 @@ public:
     BusTelevision& operator=(BusTelevision const&) = delete;
     ~BusTelevision() override { bus::setPresenceListener({}); }
 
-    /// The television's own process does so.
+    /// Does nothing: only the television's process can make the television reachable.
     void makeReachable() override {}
 
-    /// None while the television does not answer. The user may still type a key.
+    /// No keys while the television does not answer. The user may still type a key.
     [[nodiscard]] Words keys() const override {
         try {
             return TelevisionView::keys();

@@ -11,7 +11,7 @@ bool isOptional(std::string const& argument) { return argument.front() == '['; }
 
 bool isRepeated(std::string const& argument) { return argument.find("...") != std::string::npos; }
 
-/// Whether the argument is the choice itself. A short form of a key is not: the key is accepted as well.
+/// Whether only the choice itself is accepted. The short form of a key is no literal: the key is accepted as well.
 bool isLiteral(std::string const& choice) { return !isPlaceholder(choice) && keyOf(choice) == choice; }
 
 }  // namespace

@@ -12,15 +12,15 @@ namespace nrx_console {
 struct Command {
     std::string name;  ///< One word or more.
     /// One word for each argument: the choices, separated by bars. A choice in capitals is a placeholder. Brackets mark
-    /// an argument that is optional, dots the last one if any number of it is accepted.
+    /// an optional argument. Dots mark a last argument that may be repeated.
     std::string arguments;
     std::string help;
     std::function<void(Words const& arguments)> run;
 
     [[nodiscard]] std::string usage() const { return arguments.empty() ? name : name + " " + arguments; }
-    /// The choices for the argument at the position; none when the command takes no such argument.
+    /// The choices for the argument at the position. No choices if the command takes no argument there.
     [[nodiscard]] Words choicesAt(std::size_t position) const;
-    /// Throws `CommandError` for a wrong number of arguments, and for an argument that is not among its choices.
+    /// Throws `CommandError` for a wrong number of arguments, and for an argument that is none of its choices.
     void check(Words const& given) const;
 };
 

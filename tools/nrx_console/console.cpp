@@ -25,7 +25,7 @@ Command const* find(Commands const& commands, Words const& words) {
     return found != commands.end() ? &*found : nullptr;
 }
 
-/// The first words of commands that other consoles have and this one lacks: they need more access to the television.
+/// The first words of commands that only other consoles have. These commands need more access to the television.
 Words missingFrom(Commands const& commands) {
     Words missing{"list", "show", "table", "wait", "tv"};
     for (Command const& command : commands) {
@@ -106,7 +106,7 @@ CommandError Console::unknown(Words const& words) const {
     if (std::find(missing.begin(), missing.end(), words.front()) != missing.end()) {
         return unexpected(typed(words), "another command: " + reasonMissing(television_ != nullptr));
     }
-    Words forms;  // Of the commands that have two words in common with these.
+    Words forms;  // The commands that begin with the same two words.
     for (Command const& command : commands_) {
         Words const name = wordsOf(command.name);
         if (name.size() > 2 && beginsWith(words, {name.begin(), name.begin() + 2})) {

@@ -14,7 +14,7 @@ namespace nrx_console {
 /// An embedding process with access to a television, controlled by lines of commands.
 class Console {
 public:
-    /// `television` is null for a television that can only be accessed as its clients do.
+    /// `television` is null for a television that the console can access only as a client.
     explicit Console(std::unique_ptr<TelevisionCommands> television);
     Console(Console const&) = delete;
     Console& operator=(Console const&) = delete;
@@ -22,8 +22,8 @@ public:
 
     /// Executes one line. Returns false for "quit". Throws `CommandError` or `ModelError`.
     bool execute(std::string const& line);
-    /// The possible completions of the line's last word, which may be empty, as they can be typed. Throws
-    /// `CommandError` if the text before that word cannot be split into words.
+    /// The possible completions of the line's last word, each as a user types it. The last word may be empty. Throws
+    /// `CommandError` if the text before the last word cannot be split into words.
     [[nodiscard]] Words completions(std::string const& line) const;
 
 private:

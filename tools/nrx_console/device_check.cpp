@@ -32,7 +32,7 @@ using Clock = std::chrono::steady_clock;
 constexpr auto VALUE_BUDGET = 1000ms;
 constexpr auto ACTION_BUDGET = 100ms;
 
-// Each check prints one of these lines. It returns false if something is missing that the facade needs.
+// Each check prints its line through one of the next functions. `fail` returns false: the facade lacks something.
 
 bool ok(std::string const& check, std::string const& found) {
     printLine(check + ": ok, " + found);
@@ -57,7 +57,7 @@ std::string textOf(Clock::duration time) {
     return text.data();
 }
 
-/// With a status of 0, the failure is that there is no `what`.
+/// The text of a failure. With status 0, `what` is missing.
 std::string textOf(int status, std::string const& what) {
     return "status " + std::to_string(status) + (status == 0 ? " without " + what : "");
 }
@@ -86,12 +86,12 @@ bool checkRootInterface(objbus::RootInterface*& root) {
     if (root == nullptr) {
         return fail(CHECK, textOf(status, "an interface"), "an interface; no key can be checked");
     }
-    // Each connect and each disconnect looks the interface up.
+    // Reports a slow lookup, because each connect and each disconnect looks up the interface.
     return time <= ACTION_BUDGET ? ok(CHECK, "found in " + textOf(time))
                                  : warn(CHECK, "a lookup of " + textOf(time), textOf(ACTION_BUDGET) + " at most");
 }
 
-/// The object under a key: its type, or none, and a text for a line.
+/// The object under a key: its type, or no type, and a text for a line.
 struct LookupResult {
     objbus::ObjectTypeSpec type;
     std::string text;
@@ -165,7 +165,7 @@ public:
         return changed_.wait_for(lock, NOTIFICATION_TIMEOUT, [this] { return isRunning_; });
     }
 
-    /// Call after the disconnect. Returns whether a notification was still running when it returned, or began later.
+    /// Call after the disconnect. Returns whether a notification ran at or after the disconnect's return.
     bool isNotifiedAfterDisconnect() {
         {
             std::lock_guard const lock(mutex_);

@@ -11,10 +11,10 @@ namespace nrx_console {
 /// The objects of a television and their origin.
 struct Model {
     std::vector<ModelObject> objects;
-    std::string example;  ///< The directory of the shipped example if the objects are from there.
+    std::string example;  ///< The directory of the shipped example if the objects are those of the example.
 };
 
-/// Reads the model file; without one, that of the shipped example if it is installed. Throws `ModelError`.
+/// Reads the model file. Without `file`, reads the model of the installed example, if any. Throws `ModelError`.
 Model loadModel(std::optional<std::string> const& file);
 
 }  // namespace nrx_console

@@ -27,7 +27,7 @@ int fail(std::string const& what) {
 }
 
 int run(int argc, char** argv) {
-    std::setlocale(LC_CTYPE, "");  // For the characters on a terminal.
+    std::setlocale(LC_CTYPE, "");  // The encoding of characters on the terminal.
     std::optional<std::string> file;
     std::optional<std::string> sysroot;
     std::optional<std::string> script;
@@ -56,9 +56,9 @@ int run(int argc, char** argv) {
     std::string const name = television::printable(script.value_or("standard input"));
     std::istream& input = script ? scriptFile : std::cin;
     if (!onTerminal && !isCheck) {
-        input.peek();  // Fails for a directory, which can be opened.
+        input.peek();  // Fails for a directory. Opening a directory succeeds.
     }
-    if (input.fail() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for the end of the input.
+    if (input.fail() || std::ferror(stdin) != 0) {  // std::cin treats a failed read as the end of the input.
         return fail(name + ": cannot be read, expected a file of commands");
     }
     nrx_console::Model model;

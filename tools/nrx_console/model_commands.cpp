@@ -55,7 +55,7 @@ void release(ValueAccessBase& access) {
     }
 }
 
-/// Connects to an object of any type for its lifetime: a table's access accepts every type.
+/// Is connected to an object of any type during its lifetime. A `TableAccess` accepts every type.
 class AnyObject {
 public:
     explicit AnyObject(std::string const& word) : word_(word), access_(keyOf(word)) {
@@ -112,8 +112,8 @@ void write(Words const& arguments) {
 
 }  // namespace
 
-/// An action that was invoked. It stays connected, since answers may be pending, and prints them. An answer may arrive
-/// before `invoke` has returned the number of the invocation; then it is printed afterwards.
+/// An action that was invoked. The action stays connected and prints the answers to its invocations. An answer that
+/// arrives before `invoke` has returned the number of the invocation is printed after the return.
 class InvokedAction final : public ActionHandler {
 public:
     explicit InvokedAction(std::string const& word)
@@ -152,7 +152,7 @@ private:
         isInvoking_ = true;
     }
 
-    /// The invocation has a number unless it was refused.
+    /// `actionId` is the number of the invocation, or empty for a refused invocation.
     void endInvocation(std::optional<unsigned int> actionId) {
         std::lock_guard const lock(mutex_);
         isInvoking_ = false;
@@ -174,7 +174,7 @@ private:
         }
     }
 
-    /// The model also notifies the answers to other invocations of the action.
+    /// Marks the answers to invocations of other clients. The model notifies these answers, too.
     void print(unsigned int actionId, std::string const& answer) const {
         printLine((invoked_.contains(actionId) ? "answered: " : "answered elsewhere: ") + typed(word_) + " " +
                   std::to_string(actionId) + answer);
@@ -252,7 +252,7 @@ void ModelCommands::unwatch(Words const& arguments) {
     if (watched == watched_.end()) {
         throw unexpected(arguments[0], "the key of a value that is watched");
     }
-    expectRootInterface();  // Without one, the television would still notify the access.
+    expectRootInterface();  // Without the root interface, the disconnect would fail and notifications continue.
     watched->second->disconnect();
     watched_.erase(watched);
 }

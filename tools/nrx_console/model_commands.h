@@ -10,7 +10,7 @@
 
 namespace nrx_console {
 
-/// Throws `CommandError` for the status of a television that does not answer.
+/// Throws `CommandError` for a status other than 0: the television does not answer.
 void expectAnswered(int status);
 
 /// Throws `CommandError` if the television does not answer.
@@ -19,7 +19,7 @@ void expectTelevision();
 /// Whether objects of the type have a value that can be read.
 bool hasValue(objbus::ObjectTypeSpec type);
 
-/// The value of an object, as it can be typed. Throws `CommandError` if it has none.
+/// The value of an object, as a user types it. Throws `CommandError` for an object without a value.
 std::string readValueAsText(std::string const& word);
 
 class InvokedAction;

@@ -23,7 +23,7 @@ using Json = nlohmann::json;
 constexpr char ACTION[] = "action";
 constexpr char TABLE[] = "table";
 constexpr char BARE[] = "bare";
-constexpr int DEEPEST = 6;  ///< More than a model file needs; each level takes memory.
+constexpr int DEEPEST = 6;  ///< The most levels of nested JSON values. Each level takes memory.
 constexpr std::size_t LARGEST_FILE = 64U << 20U;
 
 /// A JSON value and its path in the file, for error messages.
@@ -159,8 +159,8 @@ std::vector<ModelObject> readObjects(Json const& json) {
     return objects;
 }
 
-/// Parses strictly. The parser itself would keep the last one of two members with one name, and would not give the line
-/// of a number that is too large.
+/// Parses strictly. The library alone would keep the last of two members with the same name, and would report a too
+/// large number without its line.
 Json parse(std::string const& text) {
     using Event = Json::parse_event_t;
     std::istringstream stream(text);
@@ -168,7 +168,7 @@ Json parse(std::string const& text) {
         auto const read = static_cast<std::ptrdiff_t>(stream.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in));
         return "line " + std::to_string(1 + std::count(text.begin(), text.begin() + read, '\n')) + ": ";
     };
-    std::vector<std::set<std::string>> members;  // Of each open object.
+    std::vector<std::set<std::string>> members;  // The names of the members of each open object.
     auto const check = [&members, &line](int depth, Event event, Json const& parsed) {
         if (depth > DEEPEST) {
             throw ModelError(line() + "found lists or objects within one another, expected no more than a table's");
@@ -194,7 +194,7 @@ constexpr bool IS_TEXT = std::is_same_v<T, std::string> || std::is_same_v<T, std
 template <typename T>
 constexpr bool IS_LIST = !std::is_integral_v<T> && !std::is_same_v<T, std::string>;
 
-/// The JSON of a value of type `T`. A word that should be a number and is none stays a string, which `read` refuses.
+/// The JSON of a value of type `T`. For a number type, a word that is no number stays a string, which `read` refuses.
 template <typename T>
 Json jsonOf(Words const& words) {
     Json list = Json::array();
@@ -230,7 +230,7 @@ std::vector<ModelObject> readModelFile(std::string const& path) {
         throw ModelError(typed(path) + ": cannot be read, expected a model file");
     } catch (std::bad_alloc const&) {
         throw ModelError(typed(path) + ": found more than there is memory for, expected a model file");
-    } catch (std::exception const& error) {  // The parser's names line and column.
+    } catch (std::exception const& error) {  // The parser's errors name the line and the column.
         throw ModelError(typed(path) + ": " + television::printable(error.what()));
     }
 }

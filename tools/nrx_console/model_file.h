@@ -25,7 +25,7 @@ struct ModelObject {
     Content content;
 };
 
-/// A model file or a value is invalid. The text says where, what was found and what was expected.
+/// A model file or a value is invalid. The text has the place, the found content and the expected content.
 struct ModelError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -38,21 +38,21 @@ struct ModelError : std::runtime_error {
 /// each a list of strings). Throws `ModelError` unless the whole file is valid.
 std::vector<ModelObject> readModelFile(std::string const& path);
 
-/// The content of an object of the type, from the words of a command. For a table, each word is a row, whose columns
-/// are words in it; for a bare object, the word is the number of its type. Throws `ModelError` or `CommandError`.
+/// The content of an object of the type, from the words of a command. For a table, each word contains the columns of a
+/// row. For a bare object, the word is the number of its type. Throws `ModelError` or `CommandError`.
 Content contentFromWords(std::string const& type, Words const& words);
 
 /// The words from which `contentFromWords` makes the value.
 Words wordsOfValue(television::Value const& value);
 
-/// The name of the type, as `contentFromWords` takes it; with the number for a bare object.
+/// The name of the type, as `contentFromWords` takes the name. For a bare object, the name and the number of the type.
 std::string typeName(objbus::ObjectTypeSpec type);
 
 /// The types that `contentFromWords` takes, separated by bars.
 std::string typeNames();
 
-/// Calls `use.operator()<T>()` for the plain kind with the name, whose values are of type `T`. Returns whether there is
-/// one.
+/// Calls `use.operator()<T>()` for the plain kind with the name. Its values have the type `T`. Returns whether the kind
+/// exists.
 template <typename Use>
 bool usePlainKind(std::string const& name, Use const& use) {
     return television::anyOfPlainKinds([&]<typename T>() {

@@ -18,7 +18,7 @@ namespace {
 std::mutex mutex;
 std::function<void(std::string const&, Kind)> lineSink;
 
-/// The mutex is held.
+/// Called with the mutex held.
 void print(std::string const& line, Kind kind) {
     if (lineSink) {
         lineSink(line, kind);
@@ -35,7 +35,7 @@ void printLine(std::string const& line, Kind kind) {
 }
 
 void printLineOrDrop(std::string line, Kind kind) {
-    // A pipe that is ready for writing accepts this many bytes at once.
+    // A pipe that `poll` reports as writable accepts PIPE_BUF bytes without blocking.
     line = television::shortened(std::move(line), PIPE_BUF - 4);
     std::lock_guard const lock(mutex);
     pollfd output{kind == Kind::ordinary ? STDOUT_FILENO : STDERR_FILENO, POLLOUT, 0};

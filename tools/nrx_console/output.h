@@ -12,11 +12,11 @@ enum class Kind { ordinary, critical, error, information, detail };
 /// text from outside.
 void printLine(std::string const& line, Kind kind = Kind::ordinary);
 
-/// Writes a line without waiting for a reader: shortens a long line, and drops the line if there is no room.
+/// Writes a line without waiting for a reader. Shortens a long line. Drops the line if the output is not writable.
 void printLineOrDrop(std::string line, Kind kind = Kind::ordinary);
 
-/// Passes the lines to `sink` instead, on the thread that prints them. If `sink` is empty, lines are written again,
-/// and no call of the earlier sink is running on return.
+/// Passes later lines to `sink` instead of the output, on the printing thread. With an empty `sink`, lines go to the
+/// output again. At the return, no call of the earlier sink runs.
 void setLineSink(std::function<void(std::string const& line, Kind kind)> sink);
 
 }  // namespace nrx_console

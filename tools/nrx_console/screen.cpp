@@ -15,7 +15,7 @@ namespace {
 
 /// The line in the colour of its kind, unless the user wants no colours: https://no-color.org.
 std::string coloured(std::string const& line, Kind kind) {
-    constexpr char const* COLOURS[] = {"", "\x1b[1;31m", "\x1b[31m", "\x1b[36m", "\x1b[2m"};  // By kind.
+    constexpr char const* COLOURS[] = {"", "\x1b[1;31m", "\x1b[31m", "\x1b[36m", "\x1b[2m"};  // Indexed by kind.
     char const* const unwanted = std::getenv("NO_COLOR");
     if (kind == Kind::ordinary || (unwanted != nullptr && *unwanted != '\0')) {
         return line;
@@ -38,8 +38,8 @@ std::size_t columnsOf(std::string_view text) {
     return columns;
 }
 
-/// The line with breaks between words, and after bars, where the screen ends. Later lines are indented like text after
-/// two blanks, else by two columns.
+/// Breaks the line at the screen's width, after a word or a bar. Indents the following lines to the text after two
+/// blanks, or else by two columns.
 std::string wrapped(std::string_view line, std::size_t width) {
     constexpr std::size_t NARROWEST = 20;  // The fewest columns of indented text.
     std::size_t const gap = std::min(line.find("  "), line.size());

@@ -6,8 +6,8 @@
 
 namespace nrx_console {
 
-/// The line as the output for its kind takes it: for a terminal, in the colour of the kind, and broken between words
-/// where the screen ends.
+/// Formats the line for the output of its kind. For a terminal, adds the colour of the kind and breaks the line at the
+/// screen's width.
 std::string formattedForScreen(std::string const& line, Kind kind);
 
 }  // namespace nrx_console

@@ -15,7 +15,7 @@ namespace nrx_console {
 
 namespace {
 
-/// The text of an error of the line. An exception that is not the console's does not say what failed.
+/// The text of an error of the line. Adds the line to an exception that the console did not throw.
 std::string textOf(std::exception const& error, std::string const& line) {
     constexpr std::size_t MOST_BYTES = 200;
     bool const isOurs =

@@ -15,8 +15,8 @@ public:
     /// Throws `CommandError` for content that the television does not accept.
     using ContentValidator = std::function<void(Content const& content)>;
 
-    /// `printsInvocations` decides whether invocations of actions are printed. `check` is applied to the contents that
-    /// commands set.
+    /// `printsInvocations` decides whether invocations of actions are printed. Commands call `check` with each content
+    /// before they set the content.
     explicit SimulatedTelevision(
         std::vector<ModelObject> const& model, bool printsInvocations = true,
         ContentValidator check = [](Content const& /*content*/) {});
@@ -34,7 +34,7 @@ private:
 
     Commands faultCommands();
     void set(Words const& arguments);
-    /// The key that the word stands for. Prints a note if nothing is published under it, since it may be mistyped.
+    /// The key that the word stands for. Prints a note if no object is published under the key, which may be mistyped.
     [[nodiscard]] std::string faultyKey(std::string const& word) const;
     void failConnects(Words const& arguments);
     void heal(Words const& arguments);
@@ -42,7 +42,7 @@ private:
     void publish(ModelObject const& object);
     simulator::ActionAnswer answer(std::string const& key, std::vector<objbus::Argument> const& arguments);
 
-    decltype(simulator::ActionAnswer::outcome) outcome_;  ///< Of later invocations.
+    decltype(simulator::ActionAnswer::outcome) outcome_;  ///< The outcome of later invocations.
     unsigned int lastActionId_ = 0;
     bool const printsInvocations_;
     ContentValidator const validate_;

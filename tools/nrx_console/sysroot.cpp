@@ -7,13 +7,13 @@
 
 namespace {
 
-/// Never destroyed, since files are opened until the process ends.
+/// The directory. Never destroyed, because files are opened until the process ends.
 std::string& sysroot() {
     static auto* const directory = new std::string;
     return *directory;
 }
 
-/// Whether the file belongs to the television, not to the machine on which the program runs.
+/// Whether the path is a television's own file. All other files are those of this machine.
 bool isTelevisions(std::string_view path) { return path.starts_with("/APPS/") || path.starts_with("/var/local/"); }
 
 }  // namespace

@@ -4,12 +4,12 @@
 
 namespace nrx_console {
 
-/// Redirects `fopen` of the television's own files, which are below /APPS and /var/local, to `directory`: the library
-/// reads the device identifier from fixed paths. An empty directory ends the redirection. Must not be called while
+/// Redirects `fopen` of the television's own files, which are below /APPS and /var/local, to `directory`. The library
+/// reads the device identifier from such fixed paths. An empty directory ends the redirection. Must not be called while
 /// another thread opens files.
 ///
-/// The program exports its `fopen` (the ENABLE_EXPORTS property of CMake), so that the shared libraries find it before
-/// that of the C library.
+/// The program exports its `fopen` (the ENABLE_EXPORTS property of CMake), so that the shared libraries call the
+/// program's `fopen` instead of the C library's.
 void setSysroot(std::string const& directory);
 
 }  // namespace nrx_console

@@ -24,13 +24,13 @@ public:
     [[nodiscard]] virtual Words keys() const = 0;
 };
 
-// The program's platform library decides which of the definitions of these operations is linked.
+// The build links one definition of the next functions, which fits the program's platform library.
 
-/// Makes a simulated television with these objects, which is switched on until it is destroyed; or the access to a
-/// television on a message bus, which has its own objects. Null for a real television.
+/// Makes a simulated television with the objects of `model`, which is on until its destruction. For a television on a
+/// message bus, makes the access to the television and ignores `model`. For a real television, returns null.
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
 
-/// The status that a television on a message bus fails with now; 0 if it answers, and for every other television.
+/// The status of operations while a television on a message bus does not answer, otherwise 0.
 int televisionStatus();
 
 /// Whether `makeTelevision` makes a simulated television from the objects.
@@ -39,7 +39,7 @@ bool televisionIsSimulated();
 /// The description of the television in the program's texts.
 std::string televisionName();
 
-/// Starts or stops printing the lines of the log as lines of the console, where the platform library supports it.
+/// Starts or stops printing log lines as lines of the console, if the platform library can redirect the log.
 void printLog(bool here);
 
 }  // namespace nrx_console

@@ -12,7 +12,7 @@ namespace nrx_console {
 
 namespace {
 
-/// The operations of the model that can be made to throw.
+/// The operations of the model that a command can make throw.
 constexpr std::array<std::pair<char const*, simulator::Call>, 8> CALLS{{
     {"connect", simulator::Call::connect},
     {"disconnect", simulator::Call::disconnect},
@@ -41,7 +41,7 @@ std::string namesOf(Choices const& choices) {
     return joined(names, "|");
 }
 
-/// The choice of the name, which is one of them.
+/// The choice with the name. The name must be the name of a choice.
 template <typename Choices>
 auto choiceOf(Choices const& choices, std::string const& name) {
     return std::find_if(choices.begin(), choices.end(), [&name](auto const& choice) { return name == choice.first; })

@@ -10,7 +10,7 @@ namespace nrx_console {
 
 namespace {
 
-/// Keeps the rows that were read last. They are accessed only after all notifications were delivered.
+/// Keeps the rows that were read last. Needs no mutex, because the rows are accessed only after all notifications.
 class RowReader final : public orvane::system::support::IteratorHandler {
 public:
     void handleCommit(int /*status*/) override {}

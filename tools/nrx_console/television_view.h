@@ -21,14 +21,14 @@ protected:
     /// The types of the published objects, by key.
     using Objects = std::map<std::string, objbus::ObjectTypeSpec>;
 
-    // Each of these throws `CommandError` if the television does not answer.
+    // Each of the next three functions throws `CommandError` if the television does not answer.
     [[nodiscard]] virtual Objects objects() const = 0;
-    /// Returns when all notifications that were sent before have been delivered.
+    /// Returns when all earlier notifications have been delivered.
     virtual void waitUntilDelivered() = 0;
     /// Prints more about an object than its key and type.
     virtual void showMore(std::string const& key, objbus::ObjectTypeSpec type) = 0;
 
-    /// Must be called before the television is destroyed, since iterators are its clients.
+    /// Must be called before the destruction of the television, because iterators are clients of the television.
     void dropIterators() { iterators_.clear(); }
 
 private:
@@ -36,7 +36,7 @@ private:
     void show(Words const& arguments);
     void table(Words const& arguments);
 
-    /// The iterators that the television did not destroy. It may notify them until its end.
+    /// Iterators that the television did not destroy. The television may notify these iterators until its end.
     std::vector<std::unique_ptr<orvane::system::support::IteratorAccess>> iterators_;
 };
 

@@ -26,8 +26,8 @@ namespace {
 
 constexpr int HISTORY_SIZE = 1000;
 constexpr wchar_t CTRL_U = 0x15;
-constexpr auto INVALID = static_cast<std::size_t>(-1);     ///< What `mbrtowc` returns for an invalid byte,
-constexpr auto INCOMPLETE = static_cast<std::size_t>(-2);  ///< and for one that needs the next ones.
+constexpr auto INVALID = static_cast<std::size_t>(-1);     ///< `mbrtowc` returns this for an invalid byte.
+constexpr auto INCOMPLETE = static_cast<std::size_t>(-2);  ///< `mbrtowc` returns this for an incomplete character.
 
 std::atomic<bool> isLineEdited = false;  ///< Whether the prompt is on the screen.
 volatile std::sig_atomic_t isInterrupted = 0;
@@ -107,7 +107,7 @@ public:
         close(wake_);
     }
 
-    /// The next line, without its end; nothing at the end of the input.
+    /// The next line without its line feed, or nothing at the end of the input.
     std::optional<std::string> readLine() {
         setEditing(true);
         int length = 0;
@@ -125,7 +125,7 @@ public:
         if (line.find_first_not_of(' ') != std::string::npos) {
             HistEvent event{};
             history(history_, &event, H_ENTER, line.c_str());
-            history(history_, &event, H_SAVE, historyFile_.c_str());  // At once: a signal may end the program.
+            history(history_, &event, H_SAVE, historyFile_.c_str());  // Now, because a signal may end the program.
         }
         return line;
     }
@@ -151,7 +151,7 @@ private:
         }
     }
 
-    /// Prints the pending lines in the place of the prompt. Returns whether there are any.
+    /// Prints the pending lines in the place of the prompt. Returns false if no line is pending.
     bool printPending() {
         std::vector<std::string> lines;
         {
@@ -202,7 +202,7 @@ private:
             choices = self.complete_(line);
         } catch (CommandError const&) {  // The line cannot be split into words yet.
         }
-        if (choices.empty()) {  // Within quotes, the key is a tab.
+        if (choices.empty()) {  // Within quotes, the Tab key inserts `\t`.
             return isQuoteOpen(line) && el_insertstr(editor, "\\t") == 0 ? CC_REFRESH : CC_REFRESH_BEEP;
         }
         std::string common = choices.front();

@@ -13,8 +13,8 @@ using Complete = std::function<Words(std::string const& line)>;
 /// Handles a line. Returns false to end the input.
 using HandleLine = std::function<bool(std::string const& line)>;
 
-/// Edits lines on the terminal at standard input, and passes each to `handle`, until that returns false or the input
-/// ends. Lines that any thread prints meanwhile appear above the prompt. Earlier lines are kept in the file `history`
+/// Edits lines on the terminal at standard input, and passes each line to `handle`, until `handle` returns false or the
+/// input ends. Lines that any thread prints meanwhile appear above the prompt. The file `history` keeps edited lines
 /// unless its path is empty. One call at a time.
 void editLines(std::string const& history, Complete const& complete, HandleLine const& handle);
 

@@ -14,39 +14,39 @@ namespace nrx_console {
 /// The words of a command.
 using Words = std::vector<std::string>;
 
-/// A command cannot be executed. The text says what was found and what was expected.
+/// A command cannot be executed. The text has the found text and the expected text.
 struct CommandError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// The error "found …, expected …". The found text is quoted as it can be typed.
+/// The error "found …, expected …". The found text is quoted as a user types it.
 CommandError unexpected(std::string const& found, std::string const& expected);
 
-// Each of these operations throws `CommandError` for text that it does not accept.
+// The functions below throw `CommandError` for text that they do not accept.
 
 /// The words of a line, which are separated by blanks. A word in double quotes may contain blanks. Within quotes, `\n`,
-/// `\r` and `\t` are a line feed, a carriage return and a tab, `\xHH` is a byte, and a backslash before a quote or a
-/// backslash stands for that character.
+/// `\r` and `\t` are a line feed, a carriage return and a tab, `\xHH` is a byte, `\"` is a quote and `\\` is a
+/// backslash.
 Words wordsOf(std::string_view line);
 
-/// The rows of a table. Each word is a row, whose columns are words in it.
+/// The rows of a table. Each word is a row, which contains the words of its columns.
 std::vector<Words> rowsOf(Words const& words);
 
-/// The position of the last word of a line, whose closing quote may be missing; the line's size after a blank.
+/// The position of the last word, whose closing quote may be missing. For a line that ends with a blank, its size.
 std::size_t lastWordOf(std::string_view line);
 
 std::string joined(Words const& words, std::string const& separator);
-/// "a, b or c", of at least one word.
+/// Returns "a, b or c". There must be at least one word.
 std::string alternatives(Words const& words);
 
 using television::typed;
-/// The words in one line, each as it can be typed.
+/// The words in one line, each as a user types it.
 std::string typed(Words const& words);
 
 /// The key that a word stands for: `command` and `event` are short for two keys.
 std::string keyOf(std::string const& word);
 
-/// The number that a word spells out. Throws for another word, and for a number out of range.
+/// The number in a word. Throws for a word that is no number, and for a number out of range.
 int numberOf(std::string const& word);
 
 /// The range of a number type, for error messages.

@@ -19,7 +19,7 @@ LineInput::LineInput(sd_event* loop, int descriptor) : descriptor_(descriptor) {
         if (result != -EPERM) {
             return result;
         }
-        // A regular file is always readable, and epoll does not accept it.
+        // Uses a deferred source for a regular file, which epoll does not accept and which is always readable.
         NRX_TRY(bus::makeInto(source_,
                               [&](auto source) { return sd_event_add_defer(loop, source, handleDeferred, this); }));
         return sd_event_source_set_enabled(source_.get(), SD_EVENT_ON);
@@ -68,7 +68,7 @@ int LineInput::read() noexcept try {
     }
     partialLine_ += text;
     return 0;
-} catch (...) {  // Without memory: the loop disables the source.
+} catch (...) {  // No memory. After a negative result the loop disables the source.
     return -ENOMEM;
 }
 

@@ -13,16 +13,16 @@ namespace nrx_television {
 /// Reads the lines of a file, a pipe or a terminal in an event loop.
 class LineInput {
 public:
-    /// Adds an event source to the loop. The caller keeps the ownership of the descriptor. Throws `std::system_error`.
+    /// Adds an event source to the loop. The caller continues to own the descriptor. Throws `std::system_error`.
     LineInput(sd_event* loop, int descriptor);
     LineInput(LineInput const&) = delete;
     LineInput& operator=(LineInput const&) = delete;
     ~LineInput() = default;
 
     [[nodiscard]] bool hasLine() const { return !lines_.empty(); }
-    /// The next line without its line feed, or nothing if none was read.
+    /// The next line without its line feed, or nothing if no whole line was read.
     std::optional<std::string> takeLine();
-    /// The number of the line that was taken last, from 1.
+    /// The number of the last taken line, from 1.
     [[nodiscard]] int lineNumber() const { return lineNumber_; }
 
 private:
@@ -32,7 +32,7 @@ private:
     int read() noexcept;
 
     int const descriptor_;
-    std::string partialLine_;  ///< The start of a line whose end was not read yet.
+    std::string partialLine_;  ///< The read start of an incomplete line.
     std::deque<std::string> lines_;
     int lineNumber_ = 0;
     bus::EventSource source_;

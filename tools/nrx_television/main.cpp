@@ -41,7 +41,7 @@ std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> con
     return std::move(model.objects);
 }
 
-/// The address of the system bus, as D-Bus libraries find it.
+/// The address of the system bus, from the same variable and default as D-Bus libraries use.
 std::string systemBusAddress() {
     char const* const address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
     return address != nullptr && *address != '\0' ? address : "unix:path=/run/dbus/system_bus_socket";
@@ -58,7 +58,7 @@ void allow(Permissions& permissions, std::string const& option, std::vector<std:
     }
 }
 
-/// Blocks the signals that the event loop handles. Threads that are started later inherit this.
+/// Blocks the signals that the event loop handles. Threads that are started later inherit the blocked signals.
 void blockTerminationSignals() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -124,7 +124,7 @@ int run(int argc, char** argv) {
         command_line::printError(PROGRAM, error.what());
         return command_line::EXIT_NOT_STARTED;
     }
-    bus::Bus bus = bus::server::connectToBus(address.value_or(""));  // May take long, and is ended by a signal.
+    bus::Bus bus = bus::server::connectToBus(address.value_or(""));  // May take long. A signal still ends the program.
     blockTerminationSignals();
     bus::server::ServerLoop loop;
     nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::requireCarriedContent);

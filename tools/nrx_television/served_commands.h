@@ -14,7 +14,7 @@ public:
     ServedCommands(nrx_console::SimulatedTelevision& television, bus::server::Server& server)
         : television_(television), server_(server) {}
 
-    /// The television's commands. "wait" also waits until the server has sent the signals.
+    /// The television's commands. The command "wait" also waits until the server has sent the signals.
     nrx_console::Commands commands() override;
     void makeReachable() override { television_.makeReachable(); }
     [[nodiscard]] nrx_console::Words keys() const override { return television_.keys(); }

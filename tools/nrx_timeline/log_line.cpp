@@ -9,7 +9,7 @@ namespace nrx_timeline {
 
 namespace {
 
-/// The form of a kind of line: it begins with the tag, and in a trace line the direction follows the operation.
+/// The form of a kind of line. The line begins with the tag. In a trace line, the direction is after the operation.
 struct Form {
     LogLine::Kind kind;
     std::string_view tag;
@@ -42,9 +42,9 @@ bool toNumber(std::string_view text, Number& number) {
     return isNumber(text) && std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc();
 }
 
-/// Consumes a stamp. Returns false for an incomplete or invalid one, true for a line without a stamp.
+/// Consumes a stamp. Returns false for an incomplete or invalid stamp, true for a line without a stamp.
 bool takeTimestamp(std::string_view& line, std::optional<Timestamp>& stamp) {
-    constexpr std::int64_t MOST_SECONDS = 1'000'000'000'000;  // Their number of microseconds does not overflow.
+    constexpr std::int64_t MOST_SECONDS = 1'000'000'000'000;  // The number of microseconds fits 64 bits.
     if (line.size() < 2 || line[0] != '[' || !isNumber(line.substr(1, 1))) {
         return true;
     }
@@ -83,7 +83,7 @@ bool parseTrace(std::string_view line, std::string_view direction, LogLine& pars
         return false;
     }
     parsed.operation = operation;
-    return line == parsed.operation + "() " || line == parsed.operation + "()";  // A final blank is easily lost.
+    return line == parsed.operation + "() " || line == parsed.operation + "()";  // Editors may remove the blank.
 }
 
 bool parseMessage(std::string_view line, LogLine& parsed) {
@@ -100,7 +100,7 @@ bool parseMessage(std::string_view line, LogLine& parsed) {
 
 std::optional<LogLine> parseLine(std::string_view line) {
     LogLine parsed{};
-    if (line.ends_with('\r')) {  // From a serial line.
+    if (line.ends_with('\r')) {  // A serial line adds carriage returns.
         line.remove_suffix(1);
     }
     if (!takeTimestamp(line, parsed.stamp)) {

@@ -21,10 +21,10 @@ struct LogLine {
     Kind kind;
     std::string operation;
     std::string sourceLocation;  ///< Source file and line.
-    std::string text;            ///< Only of a message.
+    std::string text;            ///< The text of a message. Empty for other lines.
 };
 
-/// Nothing unless the text is exactly one complete line of the library's log.
+/// Returns nothing unless the text is exactly one complete line of the library's log.
 std::optional<LogLine> parseLine(std::string_view line);
 
 }  // namespace nrx_timeline

@@ -15,7 +15,7 @@ constexpr char PROGRAM[] = "nrx_timeline";
 Timeline read(std::istream& log, std::string const& name) {
     bool const open = log.good();
     Timeline timeline = nrx_timeline::readTimeline(log);
-    if (!open || log.bad() || std::ferror(stdin) != 0) {  // std::cin takes a failed read for the end of the input.
+    if (!open || log.bad() || std::ferror(stdin) != 0) {  // std::cin treats a failed read as the end of the input.
         throw std::runtime_error(name + ": cannot be read, expected a log");
     }
     if (timeline.times.empty()) {

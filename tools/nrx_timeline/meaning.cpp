@@ -22,7 +22,8 @@ constexpr std::string_view ERRORS[] = {"Action Failed : ",
                                        "Value is too large ",
                                        "error: "};
 
-/// A message that begins so. Its detail stands between the first `open` after that and the next `close`.
+/// A message that begins with `beginning`. The detail is between the first `open` after the beginning and the next
+/// `close`.
 struct Form {
     std::string_view beginning;
     std::string_view open;

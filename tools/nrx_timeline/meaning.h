@@ -5,14 +5,14 @@
 
 #include "tools/nrx_timeline/log_line.h"
 
-// The meaning of the library's operations and messages, which their lines do not state.
+// Facts about the library's operations and messages that the log lines do not contain.
 
 namespace nrx_timeline {
 
 /// Whether the library writes the message as an error or a critical error.
 bool isError(std::string_view message);
 
-/// The key of the model object and the value in a message, as far as it has them. Both are parts of the line.
+/// The key of the model object and the value in a message, if the message has them. Both refer to the line's text.
 struct Details {
     std::optional<std::string_view> key{};
     std::optional<std::string_view> value{};

@@ -10,7 +10,7 @@ namespace nrx_timeline {
 
 namespace {
 
-// In pixels.
+// Lengths in pixels.
 constexpr std::size_t TIME_WIDTH = 90;
 constexpr std::size_t LANE_WIDTH = 680;
 constexpr std::size_t HEAD_HEIGHT = 24;
@@ -21,7 +21,7 @@ constexpr std::size_t INDENT = 10;
 constexpr std::size_t MOST_INDENT = 20 * INDENT;
 constexpr std::size_t MARGIN = 16;
 
-constexpr std::int64_t SHORTEST_WAIT = 10'000;  ///< The microseconds between two rows from which a gap is drawn.
+constexpr std::int64_t SHORTEST_WAIT = 10'000;  ///< The shortest drawn wait between two rows, in microseconds.
 
 constexpr char MESSAGE_COLOUR[] = "#d9730d";
 constexpr char ERROR_COLOUR[] = "#c00000";
@@ -57,13 +57,13 @@ std::string decimal(std::int64_t number, std::size_t places) {
     return digits.insert(digits.size() - places, ".");
 }
 
-/// A duration in milliseconds, or in seconds from one on.
+/// A duration in milliseconds, or in seconds if it is at least one second.
 std::string duration(std::int64_t microseconds) {
     std::int64_t const milliseconds = (microseconds + 500) / 1000;
     return milliseconds < 1000 ? std::to_string(milliseconds) + " ms" : decimal(milliseconds, 3) + " s";
 }
 
-/// The text in lines of at most so many characters, which end between words if possible. Very long text is cut.
+/// The text in lines of at most `characters` characters, which end between words if possible. Very long text is cut.
 std::vector<std::string> wrapped(std::string const& untrusted, std::size_t characters) {
     constexpr std::size_t MOST_LINES = 20;
     std::string const text = television::printable(untrusted);
@@ -254,7 +254,7 @@ private:
     Timeline const& timeline_;
     std::ostream& output_;
     std::vector<std::int64_t> waits_;  ///< The microseconds before each row.
-    std::vector<std::size_t> tops_;    ///< Of each row, and of the row after the last.
+    std::vector<std::size_t> tops_;    ///< The top of each row, and of the row after the last row.
     std::size_t height_ = HEAD_HEIGHT;
 };
 

@@ -57,7 +57,7 @@ private:
         lane_.messages.push_back({std::move(text), std::move(sourceLocation), open_.size(), moment, isError});
     }
 
-    /// Takes the role of an outermost operation for one of the lane's.
+    /// Adds the role of an outermost operation to the roles of the lane.
     void addRole(std::string const& operation) {
         if (Role const role = roleOf(operation); role != Role::unknown && open_.empty()) {
             roles_.insert(role);
@@ -88,8 +88,8 @@ private:
         return slice;
     }
 
-    /// Closes the innermost open slice of the operation, and the slices inside it, whose exits are not in the log. The
-    /// count by name avoids a search if none is open.
+    /// Closes the innermost open slice of the operation, and the slices inside, whose exits are not in the log. The
+    /// count by name avoids a search if no slice of the operation is open.
     void leave(LogLine line, Moment const& moment) {
         auto const open = openByName_.find(line.operation);
         if (open == openByName_.end() || open->second == 0) {
@@ -106,7 +106,7 @@ private:
     Lane lane_;
     std::vector<std::size_t> open_;
     std::unordered_map<std::string, std::size_t> openByName_;
-    std::set<Role> roles_;  ///< Of the outermost operations, where known.
+    std::set<Role> roles_;  ///< The known roles of the outermost operations.
     std::int64_t latest_ = 0;
 };
 
@@ -114,7 +114,7 @@ private:
 
 Timeline readTimeline(std::istream& log) {
     Timeline timeline;
-    std::vector<std::pair<LogLine, std::int64_t>> lines;  // With their numbers.
+    std::vector<std::pair<LogLine, std::int64_t>> lines;  // The lines with their numbers.
     for (std::string text; std::getline(log, text);) {
         ++timeline.lineCount;
         if (std::optional<LogLine> line = parseLine(text)) {

@@ -8,8 +8,8 @@
 
 namespace nrx_timeline {
 
-/// The position of an event: its row among all events, and its time in microseconds; without stamps, the number of its
-/// line instead of the time.
+/// The position of an event: its row among all events, and its time in microseconds. In a log without stamps, the
+/// number of the event's line replaces the time.
 struct Moment {
     std::size_t row;
     std::int64_t time;
@@ -23,8 +23,8 @@ struct Slice {
     Moment begin;
     Moment end;
     bool hasExit;         ///< Whether the log has the line of the exit.
-    std::string key{};    ///< From the messages within the operation, as far as they have it.
-    std::string value{};  ///< Likewise; an element of a list as one word.
+    std::string key{};    ///< The key in the messages within the operation, or empty.
+    std::string value{};  ///< The value in these messages, or empty. Each element of a list is one word.
 };
 
 /// A message, or the exit of an operation whose entry is not in the log.
@@ -54,7 +54,7 @@ struct Timeline {
     std::size_t skippedCount = 0;  ///< The lines that are not complete lines of the library's log.
 };
 
-/// Lays out a log. If any line has a stamp, lines without one are skipped as incomplete.
+/// Lays out a log. If any line has a stamp, lines without a stamp are skipped as incomplete.
 Timeline readTimeline(std::istream& log);
 
 }  // namespace nrx_timeline

@@ -17,7 +17,7 @@ json event(char const* phase, std::string const& name, Lane const& lane, std::in
 
 void writeTraceEvents(Timeline const& timeline, std::ostream& output) {
     char const* separator = "\n";
-    auto const add = [&](json const& event) {  // One by one, so that the whole list is never in memory.
+    auto const add = [&](json const& event) {  // Writes each event at once, so that the list is never in memory.
         output << separator << event.dump(-1, ' ', true, json::error_handler_t::replace);
         separator = ",\n";
     };
