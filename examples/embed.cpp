@@ -22,7 +22,7 @@ struct Engine final : NRXModelAccessClient {
 };
 
 int main() {
-    simulator::Television television;  // In place of a real television. Must outlive its clients.
+    simulator::Television television;  // Replaces a real television. Must outlive its clients.
     television.publish(model_keys::COMMAND, List{});
     television.publish(model_keys::EVENT, List{});
 
@@ -39,7 +39,7 @@ int main() {
     assert(written && *event.get() == (List{"volume", "20"}));
 
     client::Property<std::string> version(model_keys::SOFTWARE_VERSION);
-    auto const text = version.get();  // Not published here: fails after a second.
+    auto const text = version.get();  // The version is not published: the read fails after a second.
     assert(describe(text.error()) == "get torvi.sl2.str.orvfactory.software.version: status 5");
 
     facade.requestStartNRXService();  // The result is a line in the log.

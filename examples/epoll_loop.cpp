@@ -39,7 +39,7 @@ public:
         assert(::eventfd_write(event_, 1) == 0);
     }
 
-    /// Waits for tasks, at most for the timeout, and runs them. Returns whether there were any.
+    /// Waits for tasks, at most for the timeout, and runs the tasks. Returns false if there were no tasks.
     bool runOnce(int timeoutMs) {
         epoll_event ready{};
         eventfd_t count = 0;
@@ -71,7 +71,7 @@ int main() {
     simulator::Television television;
     television.publish("audio.volume", 20);
     Loop loop;
-    std::vector<int> levels;  // Without a lock: only the loop's thread uses it.
+    std::vector<int> levels;  // Needs no lock: only the loop's thread uses the levels.
 
     std::optional<orvane::client::Property<int>> volume;
     volume.emplace("audio.volume", [&loop](std::function<void()> task) { loop.add(std::move(task)); });
@@ -85,7 +85,7 @@ int main() {
     assert((levels == std::vector<int>{20, 21}));
 
     assert(volume->set(22));
-    television.waitUntilDelivered();                          // A call of the handler waits in the loop
-    volume.reset();                                           // when the property is destroyed:
-    assert(loop.runOnce(TIMEOUT_MS) && levels.back() == 21);  // its task does nothing.
+    television.waitUntilDelivered();                          // A task that calls the handler waits in the loop.
+    volume.reset();                                           // The property is destroyed before the task runs.
+    assert(loop.runOnce(TIMEOUT_MS) && levels.back() == 21);  // The task does nothing.
 }

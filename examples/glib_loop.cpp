@@ -55,7 +55,7 @@ int main() {
         return answer;
     });
 
-    std::vector<int> levels;  // Without a lock: only this thread uses these.
+    std::vector<int> levels;  // `levels` and `minutes` need no lock: only this thread uses them.
     std::string minutes;
     client::Property<int> volume("audio.volume", addToContext);
     assert(volume.watch([&levels](int level) { levels.push_back(level); }));
@@ -69,8 +69,8 @@ int main() {
     minutes.clear();
     timer->call({"30"}, show);
     assert(volume.set(22));
-    television.waitUntilDelivered();  // The call of `show` waits in the context
-    timer.reset();                    // when the action is destroyed:
+    television.waitUntilDelivered();  // A task that calls `show` waits in the context.
+    timer.reset();                    // The action is destroyed before the task runs.
     runUntil([&] { return levels.back() == 22; });
-    assert(minutes.empty());  // its task does nothing.
+    assert(minutes.empty());  // The task has done nothing.
 }

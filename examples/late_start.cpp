@@ -1,4 +1,4 @@
-// A web engine that starts before its television: the facade is started again when the television is reached.
+// A web engine that starts before its television. The engine starts the facade again when the television is reached.
 
 #undef NDEBUG
 #include <cassert>
@@ -29,13 +29,13 @@ int main() {
     Engine engine;
     NRXModelAccess facade(&engine);
     facade.startCommandListener();
-    facade.start();  // Too early: there is no television, and the log has the status 5 for each list.
+    facade.start();  // Fails without a television: the log has status 5 for each list.
 
-    // The listener runs on the television's thread, and the facade takes one thread at a time: this thread waits for
-    // the listener. With a television on a bus, these two names are in bus/bus_platform.h.
+    // One thread at a time may use the facade. The listener runs on the television's thread, so that this thread waits
+    // for the listener. For a television on a bus, bus/bus_platform.h has `setPresenceListener`.
     std::promise<void> reached;
     simulator::setPresenceListener([&reached](television::Presence presence) {
-        if (presence == television::Presence::reached) {  // At most once in a process.
+        if (presence == television::Presence::reached) {  // The listener receives `reached` once at most.
             reached.set_value();
         }
     });
@@ -44,8 +44,8 @@ int main() {
     television.publish(model_keys::COMMAND, List{});
     television.publish(model_keys::EVENT, List{});
     assert(reached.get_future().wait_for(std::chrono::seconds(10)) == std::future_status::ready);
-    simulator::setPresenceListener({});  // No call of the listener runs from here on.
-    facade.start();                      // Connects the lists. They stay connected when the television returns later.
+    simulator::setPresenceListener({});  // No call of the listener runs after the return.
+    facade.start();                      // Connects the lists, which the platform library reconnects after a loss.
 
     television.set(model_keys::COMMAND, List{"play", "channel 5"});
     television.waitUntilDelivered();

@@ -1,5 +1,5 @@
-// A client whose television is another process, on a message bus: only the library that it is linked with says so.
-// Waits for a television, announces itself to the service, and ends when it has received its own announcement.
+// A client whose television is another process, on a message bus. Only the linked platform library decides this. The
+// client waits for a television, sends an event, and ends when it has received its own event.
 
 #include <chrono>
 #include <cstdio>
@@ -34,9 +34,9 @@ int main() {
 
     List const ready{"engine", "ready"};
     std::promise<void> isReady;
-    client::Property<List> event(model_keys::EVENT);  // Stays connected when the television returns after a loss.
+    client::Property<List> event(model_keys::EVENT);  // The platform library reconnects the event after a loss.
     auto const watched = event.watch([&, isReceived = false](List const& list) mutable {
-        if (!isReceived && list == ready) {  // Other programs may send events, too.
+        if (!isReceived && list == ready) {  // Ignores the events of other programs.
             isReceived = true;
             isReady.set_value();
         }
@@ -45,6 +45,6 @@ int main() {
     if (!watched || !written) {
         return fail(describe(watched ? written.error() : watched.error()));
     }
-    auto const received = isReady.get_future().wait_for(10s);  // From the television.
+    auto const received = isReady.get_future().wait_for(10s);  // The event returns from the television.
     return received == std::future_status::ready ? 0 : fail("the television does not send the event");
 }
