@@ -4,14 +4,14 @@
 
 namespace television {
 
-/// Whether a television can be used.
+/// Whether the television is usable.
 enum class Presence {
-    gone,     ///< There is no television, or none was found yet.
+    gone,     ///< No television was found yet, or the television was lost.
     reached,  ///< The first television was found.
     back,     ///< A television was found after an earlier one was lost.
 };
 
-/// Receives the changes of the presence, in their order. A television is found before its notifications arrive.
+/// Receives the changes of the presence in their order, `reached` and `back` before the television's notifications.
 using PresenceListener = std::function<void(Presence presence)>;
 
 }  // namespace television

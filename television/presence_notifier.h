@@ -10,8 +10,8 @@
 
 namespace television {
 
-/// The presence of a television, and the listener that receives its changes: on the thread of the delivery, or on the
-/// calling thread if `delivery` is null.
+/// The presence of a television, and the listener of its changes. The thread of `delivery` calls the listener; the
+/// calling thread does if `delivery` is null.
 class PresenceNotifier {
 public:
     [[nodiscard]] Presence presence() const NRX_EXCLUDES(mutex_) {
@@ -27,14 +27,14 @@ public:
                 return;
             }
             Presence const changed = !isPresent ? Presence::gone : wasPresent_ ? Presence::back : Presence::reached;
-            call = post(changed, delivery);  // May throw, and then nothing has changed.
+            call = post(changed, delivery);  // If this throws, `presence_` keeps its value.
             presence_ = changed;
             wasPresent_ = true;
         }
         call();
     }
 
-    /// Replaces the listener. The new listener receives the current presence first. Waits while the earlier one runs.
+    /// Replaces the listener. The new listener receives the current presence first. Waits while the old listener runs.
     void setListener(PresenceListener listener, Delivery* delivery) NRX_EXCLUDES(mutex_) {
         auto next = listener ? std::make_shared<ListenerRegistration>(ListenerRegistration{
                                    std::move(listener), std::make_shared<Registration>(Registration{nullptr, this})})
@@ -51,7 +51,7 @@ public:
         next = nullptr;  // With the mutex released, because the listener's data may lock mutexes.
         call();
         if (delivery != nullptr) {
-            delivery->waitWhileRunning(nullptr, this);  // With the mutex released: the listener may call this object.
+            delivery->waitWhileRunning(nullptr, this);  // Waits unlocked: the listener may call this object.
         }
     }
 
@@ -61,8 +61,8 @@ private:
         std::shared_ptr<Registration> registration;
     };
 
-    /// Posts the presence with the mutex held, so that the listener receives the changes in their order. Returns the
-    /// work for after the unlock: the listener's call if there is no delivery, or nothing.
+    /// Posts the presence with the mutex held, so that the listener receives the changes in their order. Returns a
+    /// function to call after the unlock. Without a delivery, this function calls the listener.
     [[nodiscard]] std::function<void()> post(Presence presence, Delivery* delivery) const NRX_REQUIRES(mutex_) {
         if (!listener_) {
             return [] {};
