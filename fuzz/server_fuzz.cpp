@@ -1,5 +1,5 @@
-// A television on a bus that handles any calls of several clients, while its model changes and clients leave. The other
-// end of its connection stands in for the bus: the bus itself and all clients, whose names the messages carry.
+// A television on a bus that handles any calls of several clients, while its model changes and clients leave. The peer
+// of its connection replaces the bus daemon and all clients. Messages carry the clients' names.
 
 #include <csignal>
 #include <cstring>
@@ -11,7 +11,7 @@
 namespace fuzz {
 namespace {
 
-/// What the television must have, as far as its replies say.
+/// The content that the television must have after its replies.
 class Run {
 public:
     explicit Run(Bytes& from) : bytes(from), peer(from) {
@@ -62,7 +62,7 @@ private:
         if (!iterators.empty()) {
             iterator = std::next(iterators.begin(), bytes.number<std::ptrdiff_t>(0, std::ssize(iterators) - 1))->first;
         }
-        if (bytes.number(0, 7) != 0) {  // A call that fits its object.
+        if (bytes.number(0, 7) != 0) {  // Mostly chooses the path of an object that has the call's interface.
             path = call.interface == bus::ITERATOR_INTERFACE ? iterator
                    : call.interface == bus::MANAGER_INTERFACE || call.interface == bus::MODEL_INTERFACE
                        ? bus::MODEL_PATH
@@ -144,7 +144,7 @@ private:
         }
     }
 
-    /// Applies the replies that have come, and compares.
+    /// Applies the received replies to the expected content, and compares the television with the expected content.
     void check() {
         peer.sync();
         for (auto& [number, made] : peer.calls) {
@@ -202,15 +202,15 @@ private:
 #undef FUZZ_INTERFACE
     };
     int invocations = 0;
-    std::map<std::string, Item> contents;                                  ///< By key.
-    std::map<std::string, std::pair<std::string, std::string>> iterators;  ///< Client and key, by path.
+    std::map<std::string, Item> contents;                                  ///< The values by key.
+    std::map<std::string, std::pair<std::string, std::string>> iterators;  ///< The client and the key, by path.
 };
 
 }  // namespace
 }  // namespace fuzz
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    static int const isBlocked = [] {  // The server's loop takes these signals.
+    static int const isBlocked = [] {  // The server's loop receives these signals only if they are blocked.
         sigset_t signals;
         sigemptyset(&signals);
         sigaddset(&signals, SIGTERM);

@@ -3,7 +3,7 @@
 #include "bus/server/server.h"
 #include "fuzz/bus_messages.h"
 
-// A television's connection, and the other end that stands in for the bus.
+// A television's connection, and its peer, which replaces the bus.
 
 namespace fuzz {
 
@@ -45,14 +45,14 @@ constexpr char const* CLIENTS[] = {":1.1", ":1.2", ":1.3"};
 constexpr unsigned int USERS[] = {0, 1000, 2000};
 constexpr Access RIGHTS[] = {Access::ALL, Access::READ, Access::NONE};
 
-/// A call that was made, and how it was answered.
+/// A call and its reply.
 struct Made {
     Call call;
     std::string sender;
     std::string path;
     Item arguments;
-    bool isReplyDue = true;  ///< Unless the client has left.
-    bool isApplied = false;  ///< In the reference model.
+    bool isReplyDue = true;  ///< False after the client has left.
+    bool isApplied = false;  ///< Whether the reference model has the call's effect.
     int replies = 0;
     bool hasFailed = false;
     bus::Message reply{};
@@ -62,7 +62,7 @@ inline bool appendItems(sd_bus_message* message, Item const& root) {
     return std::ranges::all_of(root.items, [&](Item const& item) { return appendItem(message, item) >= 0; });
 }
 
-/// The stand-in for the bus, connected with the television that it serves.
+/// Replaces the bus, and is connected with the television that it serves.
 class Peer {
 public:
     explicit Peer(Bytes& from) : bytes(from) {
@@ -86,7 +86,7 @@ public:
         server = std::make_unique<bus::server::Server>(tv, loop, std::move(television), permissions);
     }
 
-    /// The answer to a call of the observer's, after which everything that was sent before has been handled.
+    /// Makes a call of the observer and returns the call with its reply. The server has then handled all earlier calls.
     Made& callAsObserver(Call const& call, std::string const& path, Item const& arguments = {}) {
         std::uint64_t const number = send(call, path, OBSERVER, arguments);
         while (calls.at(number).replies == 0) {
@@ -98,7 +98,7 @@ public:
     }
     void sync() { callAsObserver(SYNC, bus::MODEL_PATH); }
 
-    /// Sends a call with these arguments; 0 if the contents are none.
+    /// Sends a call with these arguments and returns its number, or 0 if the call is no valid message.
     std::uint64_t send(Call const& call, std::string const& path, char const* sender, Item const& arguments) {
         sd_bus_message* made = nullptr;
         sd_bus_message_new_method_call(bus_.get(), &made, nullptr, path.c_str(), call.interface, call.name);
@@ -111,7 +111,7 @@ public:
         return number;
     }
 
-    /// The bus reports that the client has left, or another connection claims that.
+    /// Sends the signal that the client has left. The sender is the bus or another connection.
     void leave(char const* client, char const* sender) {
         sd_bus_message* made = nullptr;
         sd_bus_message_new_signal(bus_.get(), &made, bus::BUS_PATH, bus::BUS_NAME, "NameOwnerChanged");
@@ -153,7 +153,7 @@ public:
 
     Bytes& bytes;
     std::map<std::uint64_t, Made> calls;
-    std::map<std::string, bool> isKnown;  ///< Whether the client's credentials were its own, and not any.
+    std::map<std::string, bool> isKnown;  ///< Whether the reply with the client's credentials was valid.
     std::atomic<int> invocations = 0;
     bus::server::ServerLoop loop;
     simulator::Television tv;
@@ -191,7 +191,7 @@ private:
     }
 
     bus::Bus bus_;
-    std::vector<bus::Message> requests_;  ///< For credentials.
+    std::vector<bus::Message> requests_;  ///< The unanswered requests for credentials.
 };
 
 }  // namespace fuzz

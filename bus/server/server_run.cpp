@@ -1,4 +1,4 @@
-// How the server runs its loop.
+// The event loop of the server.
 
 #include <algorithm>
 #include <chrono>
@@ -30,14 +30,14 @@ void requireSuccess(int result) {
 }  // namespace
 
 void Server::addBusSource() {
-    // Not by sd_bus_attach_event, which ends the connection when memory runs out.
+    // Does not use sd_bus_attach_event, which ends the connection when memory runs out.
     requireSuccess(makeInto(busSource_, [this](auto source) {
         return sd_event_add_io(loop_.loop.get(), source, sd_bus_get_fd(bus_.get()), 0, handleReadable, nullptr);
     }));
 }
 
 bool Server::runOnce(bool waits) {
-    requireBus();  // Also before the wait, because a lost bus causes no event.
+    requireBus();  // Checks also before the wait, because a lost bus causes no event.
     if (isTerminating_) {
         return false;
     }
@@ -45,7 +45,7 @@ bool Server::runOnce(bool waits) {
     runLoopOnce(waits && !isUpdateMissed_);
     try {
         sendQueue_.sendWaiting();
-    } catch (std::bad_alloc const&) {  // The next round sends them.
+    } catch (std::bad_alloc const&) {  // The next call sends the waiting messages.
     }
     requireBus();
     return !isTerminating_;
@@ -54,7 +54,7 @@ bool Server::runOnce(bool waits) {
 void Server::runLoopOnce(bool waits) {
     sd_bus* const bus = bus_.get();
     auto const step = [&] {
-        std::uint64_t due = UINT64_MAX;  // On the monotonic clock, in microseconds.
+        std::uint64_t due = UINT64_MAX;  // The due time of the monotonic clock in microseconds.
         NRX_TRY(sd_event_source_set_io_events(busSource_.get(), static_cast<unsigned int>(sd_bus_get_events(bus))));
         NRX_TRY(sd_bus_get_timeout(bus, &due));
         auto const elapsed = std::chrono::steady_clock::now().time_since_epoch();
@@ -64,7 +64,7 @@ void Server::runLoopOnce(bool waits) {
         return sd_bus_process(bus, nullptr);
     };
     int const result = sd_bus_is_open(bus) > 0 ? step() : sd_event_run(loop_.loop.get(), 0);
-    isReadAgain_ = result == -ENOMEM;  // A message that was read in part makes the socket no more readable.
+    isReadAgain_ = result == -ENOMEM;  // A read part of a message does not make the socket readable again.
     if (isReadAgain_) {
         std::this_thread::sleep_for(NO_MEMORY_PAUSE);
     } else {
@@ -87,7 +87,7 @@ void Server::waitUntilSent() {
 }
 
 void Server::runTasks() {
-    // Twice, because a task may connect to a new object that notifies its value at once.
+    // Runs the tasks twice, because a task may connect to a new object that notifies its value at once.
     for (int times = 0; times < 2; ++times) {
         television_.waitUntilDelivered();
         auto const done = std::make_shared<bool>(false);
