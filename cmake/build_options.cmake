@@ -1,4 +1,4 @@
-# Compiler and linker options of this project's targets. Targets of consumers do not get them.
+# Compiler and linker options of this project's targets. Targets of consumers do not get these options.
 include_guard()
 
 find_package(Threads REQUIRED)
@@ -9,7 +9,7 @@ target_compile_options(nrx_build_options INTERFACE
     -Wnon-virtual-dtor -Wformat=2 -Wimplicit-fallthrough -Wextra-semi
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>  # GCC 12 reports impossible overlaps in std::string.
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta>
-    # A log line has the name of its source file, without the build's directory.
+    # Removes the build's directory from the source file's name in a log line.
     -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(NRX_WARNINGS_AS_ERRORS)
     target_compile_options(nrx_build_options INTERFACE -Werror)

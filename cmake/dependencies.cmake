@@ -1,10 +1,10 @@
 # Finds the libraries that several parts of the project use.
 #
-# A cross-compiler must not search the build machine's headers. If a toolchain file sets NRX_HOST_HEADERS to their
-# directory, each header-only library is used through a link of its own.
+# A cross-compiler must not search the build machine's headers. If a toolchain file sets NRX_HOST_HEADERS to the
+# directory of these headers, a symbolic link gives access to each header-only library alone.
 include_guard()
 
-# Finds the header-only package, whose headers are in the directory `headers`, as the target.
+# Defines the target for the header-only package, whose headers are in the directory `headers`.
 function(find_header_library package target headers)
     if(TARGET ${target})
         return()

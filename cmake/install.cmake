@@ -6,7 +6,7 @@ set(cmake_directory ${CMAKE_INSTALL_LIBDIR}/cmake/nrx_model_access)
 set(pkgconfig_directory ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pkgconfig_to_prefix ${CMAKE_INSTALL_PREFIX}/${pkgconfig_directory} ${CMAKE_INSTALL_PREFIX})
 
-# The library. The declarations of the platform have a directory of their own.
+# The library. The declarations of the platform have their own directory.
 set(platform_headers ${CMAKE_INSTALL_INCLUDEDIR}/nrx_platform)
 set_target_properties(nrx_platform PROPERTIES EXPORT_NAME platform)
 install(TARGETS nrx_model_access EXPORT nrx_model_access-targets
@@ -64,7 +64,7 @@ if(TARGET nrx_bus_platform)
 endif()
 
 if(TARGET nrx_web_extension)
-    # In a folder of its own, since the engine loads every library of the folder.
+    # The extension has its own folder, because the engine loads every library of the folder.
     set(web_directory ${CMAKE_INSTALL_LIBDIR}/nrx-web-extension)
     install(TARGETS nrx_web_extension LIBRARY DESTINATION ${web_directory} COMPONENT web)
     set_target_properties(nrx_web_extension PROPERTIES INSTALL_RPATH $ORIGIN/..)
@@ -85,13 +85,13 @@ if(TARGET nrx_console)
     if(TARGET nrx_bus_platform)
         list(APPEND programs nrx_bus_console nrx_television)
         install(TARGETS nrx_bus_console nrx_television RUNTIME COMPONENT bus_tools)
-        # As examples: a bus must not start a simulated television for a program that expects a real one.
+        # Installs the files as examples: a bus must not start a simulated television instead of a real television.
         set(bus_examples ${CMAKE_INSTALL_DATADIR}/doc/nrx-bus-tools/examples)
         install(FILES tools/nrx_television/system/nrx-television.sysusers
                       tools/nrx_television/system/nrx.Television1.conf
                 DESTINATION ${bus_examples} COMPONENT bus_tools)
-        # The service files name the program by its full path: `cmake --install --prefix` may choose another prefix than
-        # was configured, and a package is staged elsewhere than it is unpacked.
+        # Writes the program's full path to the service files during the installation, because `cmake --install --prefix`
+        # may differ from the configured prefix. A package has the path of its final directory.
         cmake_path(ABSOLUTE_PATH bus_examples BASE_DIRECTORY "\${CMAKE_INSTALL_PREFIX}")
         install(CODE "
             set(program_prefix \"\${CMAKE_INSTALL_PREFIX}\")
@@ -109,13 +109,13 @@ if(TARGET nrx_console)
             endforeach()"
             COMPONENT bus_tools)
     endif()
-    if(TARGET nrx_simulator)  # The example is a model for the simulator.
+    if(TARGET nrx_simulator)  # Only the simulator can use the example's model.
         install(DIRECTORY tools/nrx_console/example DESTINATION ${CMAKE_INSTALL_DATADIR}/nrx_console COMPONENT tools)
     endif()
     set_target_properties(${programs} PROPERTIES INSTALL_RPATH $ORIGIN/${bin_to_lib})
 endif()
 
-# The README's links to docs/ also work here.
+# The directory layout keeps the README's links to docs/ valid.
 install(FILES README.md CONTRIBUTING.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 if(NOT NRX_PACKAGES)  # Packages have a Debian changelog instead.
     install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)

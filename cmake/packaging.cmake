@@ -1,5 +1,5 @@
-# Debian packages, one for each component of cmake/install.cmake, for the processor of the build machine. The library is
-# linked with the simulator.
+# Makes a Debian package of each component of cmake/install.cmake, for the processor of the build machine. The library
+# is linked with the simulator.
 if(CMAKE_CROSSCOMPILING OR NOT TARGET nrx_console OR NOT TARGET nrx_web_extension)
     message(FATAL_ERROR "NRX_PACKAGES is on: expected a build for this machine with the simulator, the bus and the web "
                         "extension")
@@ -8,16 +8,16 @@ find_program(NRX_HELP2MAN help2man REQUIRED)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "NRX model access maintainers <maintainers@nrx-model-access.invalid>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # Each package has a summary of its own.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # Each package has its own summary.
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_CUSTOM_INSTALL_VARIABLES NRX_PACKAGE_PREFIX=${CMAKE_INSTALL_PREFIX})  # Where a package is unpacked.
+set(CPACK_CUSTOM_INSTALL_VARIABLES NRX_PACKAGE_PREFIX=${CMAKE_INSTALL_PREFIX})  # The prefix of an unpacked package.
 set(CPACK_DEBIAN_PACKAGE_SOURCE nrx-model-access)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
-# dpkg-shlibdeps finds Debian's libraries in installed packages. It needs the directories of ours.
+# dpkg-shlibdeps finds Debian's libraries in installed packages, but needs the directories of this project's libraries.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
     ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/simulator ${PROJECT_BINARY_DIR}/bus)
@@ -59,12 +59,12 @@ add_custom_target(packaging_files ALL DEPENDS ${packaging_files})
 
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libnrx-model-access-dev COMPONENT development
         FILES_MATCHING PATTERN *.cpp)
-# The reference, if scripts/docs has made it.
+# Installs the reference if scripts/docs has made the reference.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/html DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
         OPTIONAL)
 
-# Adds a component's package: its section, the components that it depends on, and its description, of a summary, a
-# paragraph and an optional second one.
+# Adds a component's package with its section, the components on which the package depends, and its description: a
+# summary, a paragraph and an optional second paragraph.
 macro(add_package component name section depends summary paragraph second)
     string(TOUPPER ${component} key)
     set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${name})
@@ -127,8 +127,8 @@ receive, read and write the lists of the NRX service. With types for
 TypeScript and an example page.")
 set(CPACK_DEBIAN_WEB_PACKAGE_ENHANCES cog)
 
-# A trigger calls ldconfig. CPack would write maintainer scripts for this, unless their names are given: it warns that
-# these files are missing, and uses none.
+# A trigger calls ldconfig. Without names of maintainer scripts, CPack would write such scripts to call ldconfig. CPack
+# warns that the named files are missing and writes no scripts.
 file(WRITE ${packaging_directory}/triggers "activate-noawait ldconfig\n")
 foreach(key RUNTIME SIMULATOR BUS)
     set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Every script sources this file, which goes to the project's root.
+# Every script sources this file, which changes to the project's root.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
