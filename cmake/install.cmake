@@ -90,8 +90,8 @@ if(TARGET nrx_console)
         install(FILES tools/nrx_television/system/nrx-television.sysusers
                       tools/nrx_television/system/nrx.Television1.conf
                 DESTINATION ${bus_examples} COMPONENT bus_tools)
-        # Writes the program's full path to the service files during the installation, because `cmake --install --prefix`
-        # may differ from the configured prefix. A package has the path of its final directory.
+        # Writes the program's full path to the service files at the installation: `cmake --install --prefix` may change
+        # the configured prefix. A package has the path of its final directory.
         cmake_path(ABSOLUTE_PATH bus_examples BASE_DIRECTORY "\${CMAKE_INSTALL_PREFIX}")
         install(CODE "
             set(program_prefix \"\${CMAKE_INSTALL_PREFIX}\")

@@ -1,4 +1,4 @@
-"""The processes of a check: buses, televisions and clients. They end with the check."""
+"""The processes of a check: buses, televisions and clients. The processes end with the check."""
 
 import atexit
 import contextlib
@@ -33,7 +33,7 @@ for variable in ("DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS", "NRX_BUS
 
 @functools.cache
 def scratch():
-    """A folder that is there until the check ends."""
+    """Returns a folder that exists until the check ends."""
     folder = tempfile.mkdtemp()
     atexit.register(shutil.rmtree, folder)
     atexit.register(end_all)
@@ -46,7 +46,7 @@ def end_all():
 
 
 def check(is_met, failure):
-    """Notes a failure, and goes on."""
+    """Records a failure unless the condition is met. The check continues."""
     if not is_met:
         failures.append(failure)
         print(failure, flush=True)
@@ -57,7 +57,7 @@ def expect(what, found, expected):
 
 
 def until(condition, what):
-    """Waits until the condition holds, and returns its value. Ends the check when that takes too long."""
+    """Waits until the condition holds, and returns its value. Ends the check after PATIENCE seconds."""
     end = time.monotonic() + PATIENCE
     while not (value := condition()):
         if time.monotonic() > end:
@@ -69,14 +69,14 @@ def until(condition, what):
 
 
 def text_of(path, most=sys.maxsize):
-    """The text of a file, which another process may be writing, or its end."""
+    """Returns the last `most` bytes of a file, which another process may be writing."""
     with open(path, "rb") as file:
         file.seek(max(0, os.path.getsize(path) - most))
         return file.read().decode(errors="replace")
 
 
 def written(name, text):
-    """The path of a new file."""
+    """Writes the text to a new file and returns the file's path."""
     path = f"{scratch()}/{name}"
     with open(path, "w", encoding="utf-8") as file:
         file.write(text)
@@ -84,7 +84,7 @@ def written(name, text):
 
 
 class Program:
-    """A process whose output goes to files of its own."""
+    """A process that writes its output to its own files."""
 
     count = 0
 
@@ -122,13 +122,13 @@ class Program:
         self.expect_end(status)
 
     def kill(self):
-        """Ends it, also when it is stopped."""
+        """Ends the process, also a stopped process."""
         self.process.kill()
         self.process.wait()
 
 
 class Bus(Program):
-    """A bus, which comes back at the same address."""
+    """A bus, which can start again at the same address."""
 
     def __init__(self, parts="", policy=OPEN_POLICY):
         self.address = f"unix:path={scratch()}/bus{Program.count}"
@@ -144,7 +144,7 @@ class Bus(Program):
 
 
 class Television(Program):
-    """The program, which carries out commands."""
+    """The program nrx_television, which executes commands."""
 
     def __init__(self, program, bus, objects=None, words=("--commands",), prefix=(), **options):
         address = [] if "--system" in words else ["--address", bus.address]
@@ -157,7 +157,7 @@ class Television(Program):
         return "serving " in self.output()
 
     def execute(self, *commands):
-        """Returns when the commands are carried out."""
+        """Returns when the television has executed the commands."""
         self.marks += 1
         self.send(*commands, f"# {self.marks}")
         until(lambda: self.output(100).endswith(f"# {self.marks}\n"), f"the television carries out {commands}"[:1000])
@@ -170,8 +170,8 @@ class Client:
         self.connection = dbus.bus.BusConnection(bus.address)
 
     def call(self, path, method, signature="", *arguments, receiver=NAME):
-        """The reply; of an error the television's status, such as "status 107", or else the error's name. The path may
-        be a key with slashes."""
+        """Returns the reply, or an error as the television's status, such as "status 107", or as the error's name. The
+        path may be a key with slashes."""
         interface, _, member = method.rpartition(".")
         try:
             return self.connection.call_blocking(receiver, path if path.startswith("/") else f"{MODEL}/{path}",
@@ -187,7 +187,7 @@ class Client:
         return self.call(path, f"{BUS}.Properties.Set", "ssv", f"{NAME}.{interface}", "Value", value)
 
     def ping(self):
-        """Returns when the television has had what was sent to it."""
+        """Returns when the television has received all earlier messages of this client."""
         return self.call("/", f"{BUS}.Peer.Ping")
 
     def invoke(self, *texts):
@@ -200,7 +200,7 @@ class Client:
         return self.call(table, f"{NAME}.Table.DestroyIterator", "o", iterator)
 
     def forge_leave(self, other):
-        """Tells the television that the other client has left, as if this one were the bus."""
+        """Sends the bus's signal that the other client has left, although this client is not the bus."""
         message = dbus.lowlevel.SignalMessage("/org/freedesktop/DBus", BUS, "NameOwnerChanged")
         name = other.connection.get_unique_name()
         message.append(name, name, "", signature="sss")
@@ -210,7 +210,7 @@ class Client:
 
 
 class Monitor(Program):
-    """Records the messages on a bus, one JSON text a line."""
+    """Records the messages on a bus as one line of JSON for each message."""
 
     def __init__(self, bus):
         super().__init__("busctl", "--address=" + bus.address, "--json=short", "monitor")
@@ -218,7 +218,7 @@ class Monitor(Program):
         until(lambda: client.call("/", BUS + ".Peer.Ping", receiver=BUS) or self.messages("Ping"), "the monitor")
 
     def messages(self, member):
-        """The paths and the contents of messages by their member."""
+        """Returns the paths and the contents of the messages with the member."""
         found = [json.loads(line) for line in self.output().splitlines(keepends=True)
                  if f'"member":"{member}"' in line and line.endswith("\n")]
         return [(message["path"], message["payload"].get("data")) for message in found]

@@ -1,8 +1,8 @@
-# Sourced by checks: a folder of their own, their failures, and what a program prints.
+# Sourced by checks. Gives a check its own folder, counts its failures and compares a program's output.
 set -euo pipefail
 scratch=$(mktemp -d)
 failures=0
-clean_up() { :; }  # For a check that starts servers.
+clean_up() { :; }  # A check that starts servers replaces this function.
 trap 'status=$?; clean_up; rm -r "$scratch"; exit $((status != 0 ? status : failures > 0))' EXIT
 
 fail() {
@@ -10,8 +10,8 @@ fail() {
     failures=$((failures + 1))
 }
 
-# expect STATUS TEXT COMMAND...: the command ends with the status and prints the text; a failure is one line on standard
-# error.
+# expect STATUS TEXT COMMAND...: expects that the command ends with the status and prints the text. A command that fails
+# must print exactly one line on standard error.
 expect() {
     local wanted=$1 text=$2 status=0
     shift 2

@@ -1,4 +1,4 @@
-"""A television of another make, for dbusmock to serve: python3 -m dbusmock --template foreign_television.py"""
+"""Another implementation of a television, on dbusmock: python3 -m dbusmock --template foreign_television.py"""
 
 import dbus
 from dbusmock import get_object
@@ -12,15 +12,15 @@ IS_OBJECT_MANAGER = True
 
 
 def invoke(action, arguments):
-    """Shows the first text to who watches the string, and answers with all texts, once the caller has the number.
-    Told "long", it makes of the list, and of the answer, more than a message may have."""
+    """Sets the string to the first text. After the reply with the number, sends all texts as the result. For the text
+    "long", sends a list and a result that exceed the maximum size of a message."""
     if arguments and arguments[0][3] == "long":
         GLib.idle_add(send_long, action, priority=GLib.PRIORITY_HIGH)
         return dbus.UInt32(0)
     action.invocations = getattr(action, "invocations", 0) + 1
     number = dbus.UInt32(action.invocations)
     get_object(MAIN_OBJ + "/a/text_2d1").UpdateProperties("", {"Value": arguments[0][3]})
-    # Sent before the next call is taken, which may be a sync.
+    # Sends the result before the next call is handled, because this call may be a sync.
     GLib.idle_add(action.EmitSignal, "", "Result", "ua(nnns)", [number, arguments], priority=GLib.PRIORITY_HIGH)
     return number
 

@@ -21,6 +21,6 @@ function listen() {
     nrx.oncommand = ({ detail }) => received.push(...detail);
     call(nrx.get("event"));
 }
-// The real `nrx` of a page cannot be extended; the EventTarget above keeps its listeners there.
+// Does not freeze `nrx`, because the EventTarget above stores its listeners in `nrx`.
 const { freeze } = Object;
 Object.freeze = (value) => Array.isArray(value) ? freeze(value) : value;

@@ -1,4 +1,4 @@
-"""A browser of a check's own, on a television of its own."""
+"""The browser and the television of a check."""
 
 import base64
 import contextlib
@@ -18,10 +18,10 @@ LOG = scratch() + "/log"
 
 
 class Television(checks.Television):
-    """Changes lists of texts."""
+    """A television whose lists of texts a check changes."""
 
     def execute(self, *commands):
-        """Returns when the commands are carried out, and their changes were sent to the bus."""
+        """Returns when the television has executed the commands and has sent their changes to the bus."""
         super().execute(*commands, "wait")
 
     def set(self, key, *texts):
@@ -36,7 +36,7 @@ class Family(Program):
             super().__init__(*command, env=env, stdout=log, stderr=log)
 
     def kill(self, members=()):
-        members = [*members, *descendants(self.process.pid)]  # Some do not notice the program's end.
+        members = [*members, *descendants(self.process.pid)]  # Some children do not end with the program.
         self.process.terminate()
         self.process.wait()
         for member in members:
@@ -56,7 +56,7 @@ def descendants(ancestor):
 
 
 def logged(text):
-    """How often the text is in the log."""
+    """Returns the number of occurrences of the text in the log."""
     return checks.text_of(LOG).count(text)
 
 
@@ -93,13 +93,13 @@ class Browser:
         self.ask("POST", "/url", {"url": url})
 
     def run(self, script):
-        """The result of the body of an asynchronous function, or [name, status] of its exception."""
+        """Runs the body of an asynchronous function. Returns its result, or [name, status] of its exception."""
         return self.ask("POST", "/execute/async", {"args": [], "script": (
             "const done = arguments[0]; (async () => {" + script + "})().then((value) => done(value ?? null),"
             "(error) => done([error.name, error.status ?? error.message]));")})
 
     def press(self, *keys):
-        """Keys of a remote control."""
+        """Presses keys of a remote control."""
         for key in keys:
             actions = [{"type": kind, "value": self.KEYS[key]} for kind in ("keyDown", "keyUp")]
             self.ask("POST", "/actions", {"actions": [{"type": "key", "id": "remote", "actions": actions}]})
@@ -109,7 +109,7 @@ class Browser:
             file.write(base64.b64decode(self.ask("GET", "/screenshot")))
 
     def memory(self):
-        """The memory of the web process in KiB: the least amount while it collects its garbage."""
+        """Returns the memory of the web process in KiB: the minimum of samples, because garbage collection varies."""
         (process,) = self.driver.web_processes()
         samples = []
         for _ in range(10):
@@ -126,7 +126,7 @@ class Browser:
 
 
 def open_window(environment, width, height, *options):
-    """A browser whose page has this size, on a display that nobody sees."""
+    """Returns a browser whose page has this size, on a headless display."""
     display = scratch() + "/display"
     if not os.path.exists(display):
         Family("weston", "--backend=headless-backend.so", "--socket=display", "--idle-time=0", env=environment)

@@ -1,5 +1,5 @@
 /// <reference path="../web/nrx.d.ts" />
-// A page that uses every member of nrx; it is compiled, not run.
+// A page that uses every member of nrx. The test compiles the page, but does not run the page.
 
 function show(texts: readonly string[]): void {
     document.body.append(texts.join(" "));
@@ -21,17 +21,17 @@ async function use(): Promise<void> {
     show([softwareVersion, modelName, featureCode, deviceId].map((fact) => fact ?? "unknown"));
     await nrx.requestStartService().catch((error: NRXError) => show([error.name, `${error.status}`]));
 
-    // @ts-expect-error: there is no such list.
+    // @ts-expect-error: the list "volume" does not exist.
     await nrx.get("volume");
-    // @ts-expect-error: texts only.
+    // @ts-expect-error: a list has only texts.
     await nrx.set("event", [1]);
     // @ts-expect-error: methods are not writable.
     nrx.get = nrx.get;
-    // @ts-expect-error: no list can be changed where it came.
+    // @ts-expect-error: the list of an event is read-only.
     nrx.oncommand = (event) => event.detail.push("more");
     // @ts-expect-error: a fact may be unknown.
     const version: string = (await nrx.device()).softwareVersion;
-    // @ts-expect-error: nobody makes another one.
+    // @ts-expect-error: a page cannot construct NRX.
     new NRX();
 }
 
