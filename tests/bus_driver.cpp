@@ -47,7 +47,7 @@ struct Television : ::testing::Environment {
         program = test::startTelevision(NRX_TELEVISION, address, Json{{"objects", list}}.dump());
     }
 
-    /// Sends the line and returns when the program has carried out the line. Its changes may not be on the bus yet.
+    /// Sends the line and returns when the program has executed the line. The changes may not be on the bus yet.
     void command(std::string const& line) {
         if (!program) {
             return;

@@ -17,7 +17,7 @@ INSTANTIATE_TEST_SUITE_P(By, LostTelevision, ::testing::ValuesIn(driver::LOSSES)
                          [](auto const& loss) { return loss.param.name; });
 
 TEST_P(LostTelevision, IsReportedBeforeTheValuesOfItsReturn) {
-    Strings received;  // On the delivery thread.
+    Strings received;  // The delivery thread adds the texts.
     auto client = driver::published(key, 1);
     client.onReceived = [&received] { received.emplace_back("value"); };
     driver::sync();

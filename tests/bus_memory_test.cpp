@@ -1,5 +1,5 @@
-// Each operation of a client on the bus is tried with its first allocation failing, its second, and so on, in whichever
-// library and thread: that one alone, and all from there. When there is memory again, the clients are served as before.
+// Runs each operation of a client on the bus twice for each allocation of any library and thread: this allocation fails
+// alone, or with all later allocations. After the failure, the clients receive replies and signals as before.
 
 #include <dlfcn.h>
 #include <sys/socket.h>
@@ -10,10 +10,10 @@
 #include "television/catch_to_status.h"
 #include "television/root_reference.h"
 
-static std::atomic<int> clientSocket = -1;  ///< Of the platform's newest connection to the bus.
+static std::atomic<int> clientSocket = -1;  ///< The socket of the platform's newest connection to the bus.
 static thread_local bool isTestThread = false;
 
-/// Replaces the C library's for the whole process.
+/// Replaces the C library's `connect` in the whole process.
 extern "C" __attribute__((visibility("default"))) int connect(int socket, sockaddr const* address, socklen_t size) {
     static auto const real = reinterpret_cast<decltype(&connect)>(::dlsym(RTLD_NEXT, __func__));
     clientSocket = isTestThread ? clientSocket.load() : socket;
@@ -24,7 +24,7 @@ namespace test::bus_memory_test {
 
 constexpr std::chrono::seconds LONGEST_OPERATION{20};
 
-Strings const PRESENT{"x", "y"};  // As the valid signal says.
+Strings const PRESENT{"x", "y"};  // The list in the valid signal.
 Strings const MISSED{"a list that the clients miss while they are not on the bus"};
 
 /// The first use of the platform.
@@ -62,7 +62,7 @@ struct BusMemory : HostileBus {
         clients->iterator = serve([this] { return clients->iterate(); });
     }
 
-    /// Runs a client's operation, again where the machine was too busy for an attempt.
+    /// Runs a client's operation. Repeats an attempt that times out without a failed allocation on a busy machine.
     int run(int (*use)(Clients& clients)) {
         int status = television::STATUS_NO_ANSWER;
         while (status == television::STATUS_NO_ANSWER && !ScopedAllocationFailure::hasHappened()) {
@@ -73,7 +73,7 @@ struct BusMemory : HostileBus {
     /// Changes the list while the clients miss changes.
     void change() { answers["l Value"] = replyWithList(missed = MISSED); }
 
-    /// Expects that all clients are served as before, and receive what they missed.
+    /// Expects that all clients receive the missed list, and replies and signals as before.
     void restore() {
         serveUntilDone(bus::waitUntilDelivered);
         for (bool isMissing = !std::exchange(missed, {}).empty(); isMissing;) {
@@ -90,17 +90,17 @@ struct BusMemory : HostileBus {
             send(signal);
             EXPECT_EQ(received(), signal.received);
         }
-        EXPECT_EQ(iteratorCounts[clientName], 1);  // The television has no other of this connection.
+        EXPECT_EQ(iteratorCounts[clientName], 1);  // The television has no other iterator of this connection.
     }
 
     ScopedMemory const memory;
     Strings missed;
-    std::map<std::string, int> iteratorCounts;  ///< By the connection.
+    std::map<std::string, int> iteratorCounts;  ///< The number of iterators by connection.
 };
 
 int sync(Clients& /*clients*/) { return bus::waitUntilDelivered(); }
 
-/// What the test does first, and what a client does while the test serves.
+/// A client's operation, which runs while the test serves calls, and the test's step before the operation.
 struct Operation {
     char const* name;
     int (*use)(Clients& clients);
@@ -165,7 +165,7 @@ constexpr Operation OPERATIONS[] = {
 
 TEST_F(BusMemory, MayRunOutAtAnyMoment) {
     stress::Watchdog watchdog(LONGEST_OPERATION);
-    /// Whether the operation needs no more than so many allocations.
+    /// Returns whether the operation needs at most `allocations` allocations.
     auto const getsThrough = [&](Operation const& operation, int allocations, bool lasts) {
         SCOPED_TRACE(operation.name + (", allocation " + std::to_string(allocations)) + (lasts ? " and later" : ""));
         watchdog.kick();

@@ -14,7 +14,7 @@ namespace test::client_contract_test {
 using namespace orvane::client;
 using namespace std::chrono_literals;
 
-constexpr auto LONG = 60s;  ///< No wait takes so long.
+constexpr auto LONG = 60s;  ///< Longer than any wait.
 
 std::string typeAndText(Answer const& answer) {
     return answer ? std::accumulate(answer->begin(), answer->end(), ""s) : describe(answer.error());
@@ -33,7 +33,7 @@ struct ClientLayer : PlainValueTest<T> {
         }
     }
     std::atomic<int> tasks = 0;
-    /// None, and one with a thread for every task: the layer alone keeps the calls in order.
+    /// No executor, and an executor that starts a thread for each task. The layer must keep the calls in order.
     Executor const executors[2]{{}, [this](std::function<void()> task) {
                                     ++tasks;
                                     std::thread([this, task = std::move(task)] { task(), --tasks; }).detach();
@@ -57,7 +57,7 @@ TYPED_TEST(ClientLayer, APropertyReadsWritesAndWatches) {
             EXPECT_EQ(describe(property.watch(ignore).error()), this->line("watch", 42));
             driver::failReads(this->key, 0);
         }
-        driver::set(this->key, list[1]);  // Before the watch.
+        driver::set(this->key, list[1]);  // The value before the watch.
         driver::sync();
         EXPECT_TRUE(
             property.watch([&, moved = std::make_unique<int>()](TypeParam value) { received.push_back(value); }));
@@ -108,7 +108,7 @@ TEST_F(ClientLifetime, AnObjectEndsInItsHandlerOrAfterIt) {
             EXPECT_EQ(handled.get_future().get(), std::string(100, 'x'));
             auto ending = std::async(std::launch::async, [&] { return property.reset(), isLeft.load(); });
             for (int cycle = 0; place == OTHER_THREAD && cycle < 200; ++cycle) {
-                EXPECT_TRUE(Property<int>(key).get());  // By now the other one would return if it did not wait.
+                EXPECT_TRUE(Property<int>(key).get());  // Gives `ending` time to return.
             }
             EXPECT_TRUE(place != OTHER_THREAD || ending.wait_for(0s) != std::future_status::ready);
             release.set_value();
@@ -154,7 +154,7 @@ TEST_F(ClientLifetime, ACallEndsWithItsAnswerOrSaysWhyNot) {
     std::promise<void> release;
     Property<int> blocking(key + ".value");
     EXPECT_TRUE(blocking.watch([&](int value) { value != 0 ? release.get_future().wait() : void(); }));
-    driver::set(key + ".value", 1);  // From here on answers are late.
+    driver::set(key + ".value", 1);  // The handler of `blocking` delays all answers.
     action.call({}, receive);
     EXPECT_EQ(action.call({}, 1ms).error().cause, Cause::NO_ANSWER);
     driver::answerWith(Strings{"later"});

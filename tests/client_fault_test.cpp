@@ -1,4 +1,4 @@
-// The layer in client/, with a television that does what it should not.
+// The layer in client/, with a faulty television.
 
 #include "client/action.h"
 #include "client/property.h"
@@ -28,7 +28,7 @@ TEST_F(TelevisionTest, AClientThatCannotBeDisconnectedReceivesNothingMore) {
         tv.set("value", 1);
         tv.setRows(KEY, {});
         tv.waitUntilDelivered();
-        EXPECT_EQ(calls, 1);  // The value read.
+        EXPECT_EQ(calls, 1);  // The handler has received only the value of the watch.
         tv.setRootLookup(RootLookup::published);
         tv.throwFrom(KEY, Call::none);
     }
@@ -46,7 +46,7 @@ TEST_F(TelevisionTest, AClientOfAnActionWithOneIdentifierHasItsAnswers) {
     EXPECT_EQ(other.connect(0), 0);
     client::Action action(KEY);
     EXPECT_EQ(action.call({"never"}, std::chrono::milliseconds(1)).error().cause, client::Cause::NO_ANSWER);
-    EXPECT_TRUE(action.call({}, LONG));  // Not passed on to the earlier call.
+    EXPECT_TRUE(action.call({}, LONG));  // The earlier call does not receive the answer.
     EXPECT_TRUE(action.call({"an", "early answer"}, LONG));
     other.disconnect();
 }
@@ -65,8 +65,7 @@ TEST_F(TelevisionTest, AClientGoesOnAfterAnException) {
     client::Property<std::string> early("value");
     EXPECT_TRUE(property.watch(receive) && early.watch(receive));
     tv.waitUntilDelivered();
-    EXPECT_EQ(received,
-              Strings(3, "text"));  // Each has the value once; the early notification repeats it to the first.
+    EXPECT_EQ(received, Strings(3, "text"));  // `early` receives one value, `property` two.
     tv.publishTable(KEY, {});
     tv.refuseIterators(KEY, true);
     auto rows = client::Table(KEY).rows({}, 1);

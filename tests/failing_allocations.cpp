@@ -38,7 +38,7 @@ static bool fails() {
     return true;
 }
 
-// These replace the C library's for the whole process, which its own functions call, too.
+// The next functions replace the C library's functions in the whole process, also for calls by the C library.
 
 extern "C" __attribute__((visibility("default"))) void* malloc(std::size_t size) {
     return fails() ? nullptr : TEST_REPLACED(malloc)(size);
@@ -53,7 +53,7 @@ extern "C" __attribute__((visibility("default"))) void* realloc(void* memory, st
 }
 
 #ifdef NRX_SANITIZED
-/// Sanitizers need the attributes of a new thread.
+/// Allocations succeed in this function, because sanitizers need the attributes of a new thread.
 extern "C" __attribute__((visibility("default"))) int pthread_getattr_np(pthread_t thread,
                                                                          pthread_attr_t* attributes) noexcept {
     static auto const read = reinterpret_cast<decltype(&pthread_getattr_np)>(::dlsym(RTLD_NEXT, __func__));
@@ -61,7 +61,7 @@ extern "C" __attribute__((visibility("default"))) int pthread_getattr_np(pthread
     return read(thread, attributes);
 }
 
-// Their operators do not call malloc.
+// Replaces the operators of sanitizers, which do not call malloc.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     void* const memory = std::malloc(size != 0 ? size : 1);
     return memory != nullptr ? memory : throw std::bad_alloc();

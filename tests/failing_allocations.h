@@ -2,8 +2,8 @@
 
 namespace test {
 
-/// Lets one allocation of the process fail after so many others, or all from there on, while it lives. Counts those of
-/// C and of C++, in every library, but not those of threads that have a `ScopedMemory`.
+/// Until its destruction, an allocation of the process fails after `allocations` others. With `lasts`, all later
+/// allocations fail, too. Counts C and C++ allocations in every library, except in threads that have a `ScopedMemory`.
 class ScopedAllocationFailure {
 public:
     ScopedAllocationFailure(int allocations, bool lasts);
@@ -15,7 +15,7 @@ public:
     [[nodiscard]] static bool hasHappened();
 };
 
-/// Allocations of this thread succeed while it lives.
+/// Until its destruction, allocations of this thread succeed.
 class ScopedMemory {
 public:
     ScopedMemory();

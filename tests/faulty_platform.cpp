@@ -6,9 +6,8 @@
 #include "simulator/model.h"
 #include "television/root_reference.h"
 
-// The lookups of a faulty platform library, for a program that otherwise uses the simulator. Lookups and connects are
-// slow, a connect to an action succeeds without an object, a value appears too late, and a disconnect keeps the
-// observer.
+// The lookups of a faulty platform library. Lookups and connects are slow, a connect to an action succeeds without an
+// object, a value appears too late, and a disconnect keeps the observer. The simulator does all other operations.
 
 namespace {
 

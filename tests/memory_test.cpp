@@ -1,4 +1,4 @@
-// Each operation runs twice for each of its allocations: this allocation fails alone, or with all later allocations.
+// Runs each operation twice for each of its allocations: this allocation fails alone, or with all later allocations.
 
 #include <climits>
 
@@ -95,12 +95,12 @@ public:
             things.reset();
         }
         tv.waitUntilDelivered();
-        std::string const log = testing::internal::GetCapturedStderr();  // Each entry has its exit.
+        std::string const log = testing::internal::GetCapturedStderr();  // Each entry line has its exit line.
         EXPECT_EQ(std::count(log.begin(), log.end(), '>'), std::count(log.begin(), log.end(), '<'));
         for (std::string const& key : {COMMAND, EVENT, SOFTWARE_VERSION, SOURCE_SWITCH, NUMBERS, ROWS}) {
             EXPECT_EQ(tv.registrations(key), 0);
         }
-        tv.setRows(ROWS, {});  // Must not notify the destroyed observers.
+        tv.setRows(ROWS, {});  // Notifies no destroyed observer.
         tv.waitUntilDelivered();
         return through;
     }

@@ -1,6 +1,5 @@
-// Each request to a television on the bus is made with its first allocation failing, its second, and so on, in
-// whichever library and thread of the television: that one alone, and all from there. The next requests of all clients
-// succeed.
+// Makes each request to a television on the bus twice for each allocation of any library and thread of the television:
+// this allocation fails alone, or with all later allocations. The next requests of all clients succeed.
 
 #include <gmock/gmock.h>
 
@@ -61,7 +60,7 @@ struct ServerMemory : ::testing::Test {
         ::kill(::getpid(), SIGTERM);
         thread.join();
     }
-    /// What the other client sees of the iterators.
+    /// Returns the D-Bus introspection of the iterators, as the other client reads it.
     std::string iterators() {
         std::string xml;
         EXPECT_GE(other.call(bus::ITERATOR_PATH, "org.freedesktop.DBus.Introspectable", "Introspect", &xml), 0);
@@ -69,7 +68,7 @@ struct ServerMemory : ::testing::Test {
     }
 
     ScopedMemory const memory;
-    int const isBlocked = [] {  // In all threads: the server takes them.
+    int const isBlocked = [] {  // Blocks the signals in all threads, because the server's loop receives them.
         sigset_t signals;
         sigemptyset(&signals);
         sigaddset(&signals, SIGTERM);
@@ -141,7 +140,7 @@ TEST_F(ServerMemory, ARequestFailsAlone) {
         {
             ScopedAllocationFailure const failure(allocations, lasts);
             int status = -ETIMEDOUT;
-            sd_bus_set_method_call_timeout(client->bus.get(), 50'000);  // A request may remain without a reply.
+            sd_bus_set_method_call_timeout(client->bus.get(), 50'000);  // The server may send no reply.
             while (status == -ETIMEDOUT && !ScopedAllocationFailure::hasHappened()) {
                 status = request.second(*this, *client);
             }

@@ -191,9 +191,9 @@ TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
     constexpr int COUNT = 80;
     constexpr std::size_t SIZE = 1'048'576;
     char const* const setting = std::getenv("NRX_DELIVERY_LIMIT");
-    int const kept = setting != nullptr && setting == "1000"s ? 1 : 63;  // A change counts 256 bytes besides its text.
+    int const kept = setting != nullptr && setting == "1000"s ? 1 : 63;  // A change takes 256 bytes and its text.
     auto slow = driver::published(key, ""s);
-    Client<std::string> twin(key);  // The same change counts once.
+    Client<std::string> twin(key);  // Both clients share the bytes of a change.
     auto other = driver::published(key + ".other", 0);
     HeldNotification held(slow.onReceived);
     television::LogCapture log;

@@ -27,7 +27,7 @@ protected:
         run(takeText(browser).c_str());
         binding = ScriptBinding::install(context.get(), worker);
         run("listen()");
-        runUntil("ends.length === 1");  // Both lists are connected.
+        runUntil("ends.length === 1");  // Returns when both lists are connected.
     }
 
     std::string run(char const* script) {

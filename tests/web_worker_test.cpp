@@ -52,7 +52,7 @@ private:
 
 class FacadeWorkerTest : public testing::Test {
 public:
-    /// Replaces the script of a document.
+    /// Receives the lists of a document instead of its script.
     struct Document {
         explicit Document(FacadeWorkerTest& test)
             : worker(test.worker), queue(std::make_shared<EventQueue>([self = self, &main = test.main] {
@@ -121,7 +121,7 @@ TEST_F(FacadeWorkerTest, DocumentsReceiveTheListsThatTheyListenTo) {
     worker->listen(*one.queue, ListType::COMMAND, true);
     worker->listen(*two.queue, ListType::COMMAND, true);
     worker->listen(*two.queue, ListType::EVENT, true);
-    ASSERT_EQ(call(one, "get", R"(["event"])").status, 0);  // Both lists are connected.
+    ASSERT_EQ(call(one, "get", R"(["event"])").status, 0);  // Returns when both lists are connected.
     television.set(COMMAND, Strings{"a\0b"s, "\"\\\xff\xc3\xa4"});
     television.set(EVENT, Strings{});
     television.waitUntilDelivered();
@@ -220,7 +220,7 @@ TEST_F(FacadeWorkerTest, CallsOfADetachedDocumentAreDropped) {
     EXPECT_EQ(television.counts(EVENT).writes, 0);
     EXPECT_EQ(television.counts(EVENT).connectAttempts, 2);  // The second session ended before its start.
     EXPECT_FALSE(isAnswered);
-    EXPECT_EQ(television.registrations(COMMAND), 1);  // Of the next session. The first session has ended.
+    EXPECT_EQ(television.registrations(COMMAND), 1);  // The registration of the next session.
     worker->detach(*next.queue);
     worker = nullptr;
     EXPECT_EQ(television.registrations(COMMAND), 0);
