@@ -39,8 +39,8 @@ public:
 
     PendingCalls(std::string const& key, Executor executor) : HandlerQueue(std::move(executor), OPEN), key_(key) {}
 
-    /// Calls `invoke`, which sets the identifier of the answer and returns a status. The delivery thread later passes
-    /// the answer to the receiver; this thread does if `invoke` fails or the answer arrives before its return.
+    /// Calls `invoke`, which sets the identifier of the answer and returns a status. If `invoke` fails or the answer
+    /// arrives before its return, this thread calls the receiver. Otherwise the delivery thread calls the receiver.
     template <typename Invoke>
     void start(Receiver const& receiver, Invoke const& invoke) {
         struct Invocation {

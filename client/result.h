@@ -10,8 +10,8 @@ namespace orvane::client {
 
 /// Why an operation failed.
 enum class Cause {
-    STATUS,           ///< The library or the model refused the operation; `Failure::code` is the status.
-    EXECUTION_ERROR,  ///< The action was started and failed; `Failure::code` is the television's error.
+    STATUS,           ///< The library or the model refused the operation with the status `Failure::code`.
+    EXECUTION_ERROR,  ///< The started action failed with the television's error `Failure::code`.
     NO_ANSWER,        ///< No answer or page arrived in time. The television may still execute the request.
     WOULD_DEADLOCK,   ///< The operation would wait for the delivery thread on that thread.
     NO_ITERATOR,      ///< The table refused to make an iterator, without a status.
@@ -22,7 +22,7 @@ enum class Cause {
 struct Failure {
     char const* operation;  ///< The name of the operation, a literal.
     std::string key;        ///< The key of the model object.
-    Cause cause;            ///< Why it failed.
+    Cause cause;            ///< Why the operation failed.
     int code = 0;           ///< For `STATUS` and `EXECUTION_ERROR`, otherwise 0.
 };
 
@@ -47,7 +47,7 @@ public:
     T const& operator*() const { return std::get<0>(content_); }                       ///< The value.
     T& operator*() { return std::get<0>(content_); }                                   ///< The value.
     T const* operator->() const { return &**this; }                                    ///< A member of the value.
-    T value_or(T fallback) const { return *this ? **this : std::move(fallback); }      ///< The value or another one.
+    T value_or(T fallback) const { return *this ? **this : std::move(fallback); }      ///< The value, or `fallback`.
     Failure const& error() const { return std::get<1>(content_); }                     ///< The failure.
 
 private:

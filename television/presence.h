@@ -8,7 +8,7 @@ namespace television {
 enum class Presence {
     gone,     ///< No television was found yet, or the television was lost.
     reached,  ///< The first television was found.
-    back,     ///< A television was found after an earlier one was lost.
+    back,     ///< A television was found after the loss of an earlier television.
 };
 
 /// Receives the changes of the presence in their order, `reached` and `back` before the television's notifications.

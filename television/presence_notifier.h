@@ -10,8 +10,8 @@
 
 namespace television {
 
-/// The presence of a television, and the listener of its changes. The thread of `delivery` calls the listener; the
-/// calling thread does if `delivery` is null.
+/// The presence of a television, and the listener of its changes. The thread of `delivery` calls the listener. If
+/// `delivery` is null, the thread that changes the presence or sets the listener calls the listener.
 class PresenceNotifier {
 public:
     [[nodiscard]] Presence presence() const NRX_EXCLUDES(mutex_) {

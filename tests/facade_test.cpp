@@ -58,7 +58,7 @@ TEST_F(FacadeTest, ConstructionConnectsNothingAndDestructionReleasesEverything) 
     Lines const destroyed = FACADE.traced("~NRXModelAccess");
     facade.emplace();
     facade.emplace(&client);
-    facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);  // New objects replace the null ones.
+    facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);  // New objects replace null objects.
     EXPECT_EQ(logged(), destroyed + FACADE.traced("NRXModelAccess") + destroyed);
     EXPECT_EQ(tv.lookups(), 0);
     facade->start();

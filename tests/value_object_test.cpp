@@ -8,7 +8,7 @@
 
 namespace test::value_object_test {
 
-using V = ValueObject;  // For rows of one line.
+using V = ValueObject;  // Keeps each row in one line.
 
 ValueObject tagged(int tag) {
     ValueObject value(2);  // The lowest byte of 2 is not a bool.

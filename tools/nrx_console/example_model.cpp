@@ -6,7 +6,7 @@ namespace nrx_console {
 
 namespace {
 
-/// The directory of the shipped example; empty if it is not installed.
+/// The directory of the shipped example, or empty if the example is not installed.
 std::string exampleDirectory() {
     std::error_code failure;
     auto const program = std::filesystem::read_symlink("/proc/self/exe", failure);

@@ -15,7 +15,7 @@ std::string listKeyOf(std::string const& word, std::string const& instead) {
     return key;
 }
 
-/// A line with a fact; empty after the name if the fact is not available.
+/// Prints a line with the name and the fact. The fact is empty if it is not available.
 void printFact(std::string const& name, std::string const& fact) {
     printLine(name + ": " + (fact.empty() ? "" : typed(fact)));
 }

@@ -20,8 +20,8 @@ Outcome runLine(std::string const& line, std::string const& place, Execute const
 /// error. `name` is the name of `input` in error messages. Throws `std::runtime_error` if reading fails.
 bool runScript(Console& console, std::istream& input, std::string const& name);
 
-/// Executes the lines that are typed on the terminal at standard input, and prints the log between them. Continues
-/// after errors.
+/// Executes the lines that are typed on the terminal at standard input, and prints the log between these lines.
+/// Continues after errors.
 void runOnTerminal(Console& console);
 
 }  // namespace nrx_console

@@ -32,7 +32,7 @@ Words wordsOf(std::string_view line);
 /// The rows of a table. Each word is a row, which contains the words of its columns.
 std::vector<Words> rowsOf(Words const& words);
 
-/// The position of the last word, whose closing quote may be missing. For a line that ends with a blank, its size.
+/// The position of the last word, whose closing quote may be missing, or the size of a line that ends with a blank.
 std::size_t lastWordOf(std::string_view line);
 
 std::string joined(Words const& words, std::string const& separator);

@@ -19,7 +19,7 @@ struct Moment {
 struct Slice {
     std::string operation;
     std::string sourceLocation;
-    std::size_t depth;  ///< The number of operations around this one in its lane.
+    std::size_t depth;  ///< The number of operations around this operation in its lane.
     Moment begin;
     Moment end;
     bool hasExit;         ///< Whether the log has the line of the exit.
