@@ -9,6 +9,14 @@
 #include <cstdlib>
 #include <new>
 
+static std::atomic<int> allocationsLeft = INT_MAX;
+static std::atomic<bool> hasFailed = false;
+static std::atomic<bool> isArmed = false;
+static std::atomic<bool> failureLasts = false;
+static thread_local int scopedMemories = 0;
+
+#ifndef NRX_THREAD_SANITIZER  // This sanitizer needs its own functions, and no test makes its allocations fail.
+
 #ifdef NRX_SANITIZED
 #define TEST_REPLACED(name) __interceptor_##name
 #else
@@ -18,12 +26,6 @@
 extern "C" void* TEST_REPLACED(malloc)(std::size_t size);
 extern "C" void* TEST_REPLACED(calloc)(std::size_t count, std::size_t size);
 extern "C" void* TEST_REPLACED(realloc)(void* memory, std::size_t size);
-
-static std::atomic<int> allocationsLeft = INT_MAX;
-static std::atomic<bool> hasFailed = false;
-static std::atomic<bool> isArmed = false;
-static std::atomic<bool> failureLasts = false;
-static thread_local int scopedMemories = 0;
 
 static bool fails() {
     if (!isArmed.load(std::memory_order_relaxed) || scopedMemories != 0) {
@@ -68,6 +70,8 @@ extern "C" __attribute__((visibility("default"))) int pthread_getattr_np(pthread
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+#endif
+
 #endif
 
 namespace test {
