@@ -36,7 +36,7 @@ private:
     void show(Words const& arguments);
     void table(Words const& arguments);
 
-    /// Iterators that the television did not destroy. The television may notify these iterators until its end.
+    /// Access objects whose iterators the television refused to destroy, and may still notify.
     std::vector<std::unique_ptr<orvane::system::support::IteratorAccess>> iterators_;
 };
 

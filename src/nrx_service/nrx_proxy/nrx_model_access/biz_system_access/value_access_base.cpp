@@ -10,7 +10,7 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/model_connection.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_kinds.h"
 
-// Reads and writes write their own log lines, so that a line names the operation.
+// Each read and each write operation logs its own lines, so that a line names the operation.
 #define TYPE_MISMATCH_MESSAGE "Object Type mismatch:  %s"
 
 namespace orvane::system::support {

@@ -100,7 +100,7 @@ char* writeValue(char* at, ValueObject const& value) {
     }
 }
 
-/// Returns the text. Builds a text with a small bound on the stack, so that only the result is allocated.
+/// Returns the text. Builds a short text in an array on the stack, so that only the returned string is allocated.
 std::string written(ValueObject const& value) {
     std::size_t const bound = textBound(value);
     std::array<char, 256> shortText;
