@@ -75,7 +75,10 @@ TEST_F(HostileBus, ManyClientsReceiveTheChangesThatTheyMissed) {
     });
     answerAll(held.hold());
     restartTelevision();
-    EXPECT_FALSE(std::exchange(held.calls, {}).empty());  // Drops these calls without a reply.
+    while (held.calls.size() < 64) {
+        received();
+    }
+    held.calls.clear();  // Drops these calls without a reply.
     restartTelevision();
     for (std::size_t failed = 0; notified < COUNT;) {
         received();

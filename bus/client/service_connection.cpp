@@ -151,8 +151,9 @@ void ServiceConnection::setNameOwner(std::string owner) {
     owner.swap(owner_);
     if (!owner.empty()) {
         nextAnnouncement_ = Deadline::max();
-        failSentCalls(television::STATUS_NO_ANSWER);  // The next owner does not reply to calls to the earlier owner.
-        runNoexcept([this] { watcher_.handleNameVanished(); });
+        runNoexcept(
+            [this] { watcher_.handleNameVanished(); });  // First, so that no failed recovery starts another one.
+        failSentCalls(television::STATUS_NO_ANSWER);     // The next owner does not reply to calls to the earlier owner.
     }
     if (!owner_.empty()) {
         announceOwner();
