@@ -182,12 +182,8 @@ TEST_F(BusMemory, MayRunOutAtAnyMoment) {
         return isThrough;
     };
     for (Operation const& operation : OPERATIONS) {
-        int failed = 0;
-        for (; !getsThrough(operation, failed, true); ++failed) {
-            getsThrough(operation, failed, false);
-        }
-        EXPECT_GT(failed, 0);
-        std::printf("%s: %d allocations\n", operation.name, failed);
+        auto const run = [&](int allocations, bool lasts) { return getsThrough(operation, allocations, lasts); };
+        EXPECT_GT(test::failEachAllocation(operation.name, run), 0);
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdio>
+
 namespace test {
 
 /// Until its destruction, an allocation of the process fails after `allocations` others. With `lasts`, all later
@@ -23,5 +25,17 @@ public:
     ScopedMemory& operator=(ScopedMemory const&) = delete;
     ~ScopedMemory();
 };
+
+/// Lets each allocation of an operation fail, alone and with all later ones. `run` takes the arguments of a
+/// `ScopedAllocationFailure` and returns whether no allocation failed. Prints and returns the number of allocations.
+template <typename Run>
+int failEachAllocation(char const* name, Run const& run) {
+    int failed = 0;
+    for (; !run(failed, true); ++failed) {
+        run(failed, false);
+    }
+    std::printf("%s: %d allocations\n", name, failed);
+    return failed;
+}
 
 }  // namespace test
