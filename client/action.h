@@ -91,7 +91,7 @@ public:
 
 private:
     void handleAnswer(unsigned int id, Answer const& answer) {
-        isDeliveryThread = true;
+        NotificationScope const scope;
         std::unique_lock lock(callMutex_);
         if (auto const call = waiting_.extract(id)) {
             lock.unlock();
@@ -131,18 +131,18 @@ public:
         access_->setActionResultHandler(access_->queue);
     }
 
-    /// Starts the action and waits for its answer. `timeout` includes the connect, but not the model's own `invoke`. On
-    /// the delivery thread the call fails at once with `WOULD_DEADLOCK` and starts no action. (This layer knows the
-    /// delivery thread after the first notification to one of its objects.)
+    /// Starts the action and waits for its answer. `timeout` includes the connect, but not the model's own `invoke`. If
+    /// the connect takes longer, the action is not started. In a handler that the delivery thread runs, the call fails
+    /// at once with `WOULD_DEADLOCK` and starts no action.
     Answer call(Arguments const& arguments, std::chrono::milliseconds timeout) {
         auto const calls = access_->queue;
-        if (detail::isDeliveryThread) {
+        if (detail::isNotified) {
             return calls->failure(Cause::WOULD_DEADLOCK);
         }
-        auto const deadline = std::chrono::steady_clock::now() + timeout;
+        auto const deadline = detail::deadlineAfter(timeout);
         auto const promise = std::make_shared<std::promise<Answer>>();
         auto answer = promise->get_future();
-        auto const receiver = start(arguments, timeout, [promise](Answer const& given) { promise->set_value(given); });
+        auto const receiver = start(arguments, deadline, [promise](Answer const& given) { promise->set_value(given); });
         if (answer.wait_until(deadline) == std::future_status::ready) {
             return answer.get();
         }
@@ -156,7 +156,7 @@ public:
     template <typename Handler, typename = std::enable_if_t<std::is_invocable_v<std::decay_t<Handler>&, Answer const&>>>
     void call(Arguments const& arguments, Handler&& handler) {
         auto const calls = access_->queue;  // The handler may destroy this object.
-        start(arguments, detail::DEFAULT_TIMEOUT,
+        start(arguments, detail::deadlineAfter(detail::DEFAULT_TIMEOUT),
               [&calls = *calls, handler = detail::copyable(std::forward<Handler>(handler))](Answer const& answer) {
                   calls.post([handler, answer] { handler(answer); });
               });
@@ -165,7 +165,7 @@ public:
 private:
     using Access = detail::Connection<detail::support::ActionAccess, detail::PendingCalls>;
 
-    detail::PendingCalls::Receiver start(Arguments const& arguments, std::chrono::milliseconds timeout,
+    detail::PendingCalls::Receiver start(Arguments const& arguments, detail::Deadline deadline,
                                          std::function<void(Answer const&)> receive) {
         auto receiver = std::make_shared<std::function<void(Answer const&)>>(std::move(receive));
         access_->queue->start(receiver, [&](unsigned int& id) {
@@ -176,8 +176,12 @@ private:
             for (std::string const& text : arguments) {
                 records.push_back({0, static_cast<std::int8_t>(records.size()), 0, text});
             }
-            int const status = access_->ensureConnected(timeout);
-            return status == detail::support::STATUS_OK ? access_->invoke(id, records) : status;
+            int const status = access_->isConnected() ? detail::support::STATUS_OK : access_->connectUntil(deadline);
+            if (status != detail::support::STATUS_OK) {
+                return status;
+            }
+            bool const isLate = std::chrono::steady_clock::now() >= deadline;
+            return isLate ? detail::support::STATUS_ERR_CONNECT_FAILED : access_->invoke(id, records);
         });
         return receiver;
     }

@@ -9,8 +9,9 @@ namespace orvane::client {
 /// must outlive the object.
 ///
 /// Any number of threads may run the tasks. The calls of one object keep the order of the model and do not overlap. A
-/// task whose object was destroyed does nothing, and the executor may drop this task. NRX_DELIVERY_LIMIT does not limit
-/// the calls that wait in an executor.
+/// task whose object was destroyed does nothing, and the executor may drop this task. If a task runs while the object
+/// is destroyed, the thread of this task may destroy the captured data of the handler later. NRX_DELIVERY_LIMIT does
+/// not limit the calls that wait in an executor.
 ///
 /// With an empty executor the delivery thread calls the handlers. The thread that uses the object calls the handlers if
 /// the data is available at once.

@@ -122,7 +122,7 @@ public:
     /// Connects within `timeout`, rounded up to 100 milliseconds. Needed only if the model object may appear after more
     /// than a second. Status 5: not obtained in time; 6: another type; 8: the key is "missing".
     Result<void> connect(std::chrono::milliseconds timeout) {
-        return access_->result("connect", access_->ensureConnected(timeout));
+        return access_->result("connect", access_->connectUntil(detail::deadlineAfter(timeout)));
     }
 
     /// Reads the value. Fails with a status of `connect`; for a text or a list also with the model's own status. The

@@ -13,7 +13,7 @@ enum class Cause {
     STATUS,           ///< The library or the model refused the operation with the status `Failure::code`.
     EXECUTION_ERROR,  ///< The started action failed with the television's error `Failure::code`.
     NO_ANSWER,        ///< No answer or page arrived in time. The television may still execute the request.
-    WOULD_DEADLOCK,   ///< The operation would wait for the delivery thread on that thread.
+    WOULD_DEADLOCK,   ///< The operation would wait for the delivery thread in a handler on that thread.
     NO_ITERATOR,      ///< The table refused to make an iterator, without a status.
     WATCHED_ALREADY,  ///< The object has a handler.
 };

@@ -63,13 +63,12 @@ public:
         if (++index_ >= page_.size() && !isLast_) {
             index_ = 0;
             result_ = readPage();
-            isLast_ = page_.size() < static_cast<std::size_t>(pageSize_);
+            isLast_ = page_.empty();  // A television may send fewer rows than the page has.
         }
     }
 
     void notifyReadRowChunk(std::vector<Row const*> const& rows) override {
         IteratorAccess::notifyReadRowChunk(rows);
-        isDeliveryThread = true;
         std::lock_guard const lock(mutex_);
         arrived_.emplace();
         for (Row const* const row : rows) {
@@ -79,7 +78,6 @@ public:
     }
     void notifyIteratorReady(int status) override {
         IteratorAccess::notifyIteratorReady(status);
-        isDeliveryThread = true;
         std::lock_guard const lock(mutex_);
         status_ = status;
         changed_.notify_all();
@@ -100,7 +98,7 @@ private:
     /// Replaces the page by the next page. At the end and after a failure, the page is empty.
     Result<void> readPage() {
         page_.clear();
-        if (isDeliveryThread) {
+        if (isNotified) {
             return Failure{"rows", name, Cause::WOULD_DEADLOCK};
         }
         if (int const status = iterator == nullptr ? create() : 0; status != support::STATUS_OK) {
@@ -112,7 +110,8 @@ private:
         iterator->seekToRow(nextRow_);
         iterator->readRowChunk(pageSize_);
         std::unique_lock lock(mutex_);
-        changed_.wait_for(lock, timeout_, [this] { return arrived_ || status_ != support::STATUS_OK; });
+        changed_.wait_until(lock, deadlineAfter(timeout_),
+                            [this] { return arrived_ || status_ != support::STATUS_OK; });
         if (!arrived_) {
             bool const isLost = status_ != support::STATUS_OK;
             return Failure{"rows", name, isLost ? Cause::STATUS : Cause::NO_ANSWER, status_};
@@ -129,10 +128,11 @@ private:
                 return false;
             }
             iterator = nullptr;
-            return tableAccess == nullptr || (getRootInterface() != nullptr && tableAccess->disconnect() == 0);
         } catch (...) {  // A failure of the platform.
             return false;
         }
+        // The destructor disconnects the table once more, which has no effect.
+        return tableAccess == nullptr || endRegistration(*this, name, tableAccess.get(), tableAccess->getAccess());
     }
 
     int const pageSize_;
@@ -200,7 +200,7 @@ public:
 
     /// Returns the rows, with the numbered columns (empty: all), in pages of `page` rows. Each page may take `timeout`.
     /// The loop reads the pages. The `Rows` may outlive the table. If the table changes during the loop, a row may
-    /// appear twice or not at all. On the delivery thread the result is `WOULD_DEADLOCK`.
+    /// appear twice or not at all. In a handler that the delivery thread runs, the result is `WOULD_DEADLOCK`.
     [[nodiscard]] Rows rows(std::vector<int> const& columns, int page,
                             std::chrono::milliseconds timeout = detail::DEFAULT_TIMEOUT) const {
         return Rows(new detail::PageReader(key_, columns, page, timeout));

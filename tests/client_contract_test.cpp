@@ -156,7 +156,7 @@ TEST_F(ClientLifetime, ACallEndsWithItsAnswerOrSaysWhyNot) {
     EXPECT_TRUE(blocking.watch([&](int value) { value != 0 ? release.get_future().wait() : void(); }));
     driver::set(key + ".value", 1);  // The handler of `blocking` delays all answers.
     action.call({}, receive);
-    EXPECT_EQ(action.call({}, 1ms).error().cause, Cause::NO_ANSWER);
+    EXPECT_EQ(action.call({}, 500ms).error().cause, Cause::NO_ANSWER);
     driver::answerWith(Strings{"later"});
     release.set_value();
     EXPECT_EQ(typeAndText(action.call({}, LONG)) + received, "laterthree");

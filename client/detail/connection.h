@@ -12,7 +12,10 @@
 
 #include "client/detail/handlers.h"
 #include "client/result.h"
-#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/status.h"
+#include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access_base.h"
+#include "objbus/object.h"
+#include "objbus/observer.h"
+#include "objbus/root_interface.h"
 
 // Private to the headers of client/.
 
@@ -22,6 +25,25 @@ namespace support = system::support;
 using std::chrono::milliseconds;
 
 constexpr milliseconds DEFAULT_TIMEOUT{1000};
+
+using Deadline = std::chrono::steady_clock::time_point;
+
+/// Returns the end of a timeout. A timeout is limited to the largest budget of `connect`, 24 days.
+inline Deadline deadlineAfter(milliseconds timeout) {
+    return std::chrono::steady_clock::now() + std::clamp(timeout, milliseconds(0), milliseconds(INT_MAX));
+}
+
+/// Ends the registration of `observer`, if there is an object. Returns false if the model may still notify the
+/// observer.
+inline bool endRegistration(support::ValueAccessBase& access, std::string const& key, objbus::Observer* observer,
+                            objbus::Object* object) noexcept {
+    try {
+        auto* const root = object == nullptr ? nullptr : access.getRootInterface();
+        return object == nullptr || (root != nullptr && root->disconnectObject(key, observer, object) == 0);
+    } catch (...) {  // A failure of the platform.
+        return false;
+    }
+}
 
 /// An object that the model may still notify, because its disconnect failed. A list keeps the object reachable.
 class Retained {
@@ -42,13 +64,14 @@ class Connection : public Access, private Retained {
 public:
     Connection(std::string const& key, std::shared_ptr<Queue> calls) : Access(key), queue(std::move(calls)) {}
 
-    /// Connects unless this object is connected. One thread at a time connects.
-    int ensureConnected(milliseconds timeout = DEFAULT_TIMEOUT) {
-        if (isConnected_.load(std::memory_order_acquire)) {
-            return support::STATUS_OK;
-        }
+    [[nodiscard]] bool isConnected() const { return isConnected_.load(std::memory_order_acquire); }
+
+    /// Connects unless this object is connected.
+    int ensureConnected() { return isConnected() ? support::STATUS_OK : connectUntil(deadlineAfter(DEFAULT_TIMEOUT)); }
+    /// Connects. One thread at a time connects.
+    int connectUntil(Deadline deadline) {
         std::unique_lock lock(mutex_);
-        if (!connectEnded_.wait_for(lock, timeout, [this] { return !isConnecting_; })) {
+        if (!connectEnded_.wait_until(lock, deadline, [this] { return !isConnecting_; })) {
             return support::STATUS_ERR_CONNECT_FAILED;  // Another thread is still connecting.
         }
         isConnecting_ = true;
@@ -61,7 +84,8 @@ public:
                 connection.connectEnded_.notify_all();
             }
         } const attempt{*this};
-        this->connectTimeoutMs = static_cast<int>(std::clamp<milliseconds::rep>(timeout.count(), 0, INT_MAX));
+        auto const remaining = std::chrono::ceil<milliseconds>(deadline - std::chrono::steady_clock::now());
+        this->connectTimeoutMs = static_cast<int>(std::max<milliseconds::rep>(remaining.count(), 0));
         int const status = this->tryConnectIfNeeded();
         isConnected_.store(status == support::STATUS_OK, std::memory_order_release);
         return status;
@@ -94,12 +118,13 @@ public:
         return {};
     }
 
-    /// Ends the registration and deletes the object. No handler starts from now on. At the return no handler runs,
-    /// except a handler that calls this function.
+    /// Ends the registration and deletes the object. No handler starts from now on. If the registration ended, no
+    /// handler runs at the return, except a handler that calls this function.
     struct End {
         void operator()(Connection* connection) const {
             connection->queue->close();
-            if (connection->disconnectNow()) {
+            if (endRegistration(*connection, connection->name, connection, connection->object)) {
+                connection->object = nullptr;
                 delete connection;
             } else {
                 connection->keepForever();
@@ -110,15 +135,6 @@ public:
     std::shared_ptr<Queue> const queue;
 
 private:
-    /// Returns false if the model may still notify this object.
-    bool disconnectNow() noexcept {
-        try {
-            return this->object == nullptr || (this->getRootInterface() != nullptr && this->disconnect() == 0);
-        } catch (...) {  // A failure of the platform.
-            return false;
-        }
-    }
-
     std::atomic<bool> isConnected_ = false;
     std::mutex mutex_;
     std::condition_variable connectEnded_;

@@ -17,9 +17,21 @@
 
 namespace orvane::client::detail {
 
-/// Whether the model has notified an object of this layer on this thread. On such a thread, an operation must not wait
-/// for the model.
-inline thread_local bool NRX_EXPORT isDeliveryThread = false;
+/// Whether the model is notifying an object of this layer on this thread. Meanwhile an operation on this thread must
+/// not wait for the model.
+inline thread_local bool NRX_EXPORT isNotified = false;
+
+/// A notification to an object of this layer.
+class NotificationScope {
+public:
+    NotificationScope() = default;
+    NotificationScope(NotificationScope const&) = delete;
+    NotificationScope& operator=(NotificationScope const&) = delete;
+    ~NotificationScope() { isNotified = isNested_; }
+
+private:
+    bool const isNested_ = std::exchange(isNotified, true);  ///< A model may notify inside a call of a handler.
+};
 
 /// Makes a callable of one argument copyable.
 template <typename F>
@@ -70,7 +82,8 @@ public:
         schedule();
     }
 
-    /// Drops the waiting calls, and waits for a running call unless the call runs on this thread.
+    /// Drops the waiting calls, and waits for a call that `run` makes unless the call runs on this thread. In DIRECT
+    /// the end of the registration waits for a running call.
     void close() {
         std::list<Call>
             dropped;  // Destroyed after the unlock, because calls own data of the program. Allocates nothing.
@@ -155,7 +168,7 @@ public:
 
     /// Handles a notification, on the delivery thread.
     void notify(T const& value) {
-        isDeliveryThread = true;
+        NotificationScope const scope;
         State const state = state_.load(std::memory_order_acquire);
         if (state == DIRECT) {
             handler_(value);
