@@ -45,9 +45,11 @@ public:
     void start(Receiver const& receiver, Invoke const& invoke) {
         struct Invocation {
             PendingCalls& calls;
+            unsigned int id;
             explicit Invocation(PendingCalls& pending) : calls(pending) {
                 std::lock_guard const lock(calls.callMutex_);
                 ++calls.invocations_;
+                id = --calls.lastId_;
             }
             ~Invocation() {  // Runs also if the platform throws.
                 std::lock_guard const lock(calls.callMutex_);
@@ -55,8 +57,8 @@ public:
                     calls.early_.clear();
                 }
             }
-        } const invocation(*this);
-        auto id = static_cast<unsigned int>(-1);
+        } invocation(*this);
+        unsigned int& id = invocation.id;
         int const status = invoke(id);
         if (status != support::STATUS_OK) {
             return (*receiver)(failure(Cause::STATUS, status));
@@ -103,8 +105,9 @@ private:
 
     std::string const key_;
     std::mutex callMutex_;
-    // The mutex guards the next three members. Multimaps, because a television may repeat an identifier.
+    // The mutex guards the next four members. Multimaps, because a television may repeat an identifier.
     int invocations_ = 0;
+    unsigned int lastId_ = 0;  ///< Counts down: distinct identifiers for a television that does not set the identifier.
     std::multimap<unsigned int, Receiver> waiting_;
     std::multimap<unsigned int, Answer> early_;
 };
@@ -117,9 +120,10 @@ private:
 ///     auto const answer = timer.call({"30"}, 2s);
 ///     answer ? show(answer->at(0)) : log(describe(answer.error()));
 ///
-/// A failure of a call has one of these causes. `STATUS`: the action was not started (5: not obtained in time; 6: no
-/// action, or too many arguments; another status: the model's own). `EXECUTION_ERROR`: the action was started and
-/// failed. `NO_ANSWER`: the action was started, but its answer did not arrive in time. A later answer is dropped.
+/// A failure of a call has one of these causes. `STATUS`: the library did not start the action (5: not obtained in
+/// time; 6: no action, or too many arguments), or the model refused the action with its own status. `EXECUTION_ERROR`:
+/// the action was started and failed. `NO_ANSWER`: the action was started, but its answer did not arrive in time. A
+/// later answer is dropped.
 ///
 /// Connects, and is used and destroyed, like a `Property`. After the destruction, handlers of unanswered calls are
 /// never called.
@@ -132,8 +136,8 @@ public:
     }
 
     /// Starts the action and waits for its answer. `timeout` includes the connect, but not the model's own `invoke`. If
-    /// the connect takes longer, the action is not started. In a handler that the delivery thread runs, the call fails
-    /// at once with `WOULD_DEADLOCK` and starts no action.
+    /// this time ends before the action is started (always for 0), the action is not started. In a handler that the
+    /// delivery thread runs, the call fails at once with `WOULD_DEADLOCK` and starts no action.
     Answer call(Arguments const& arguments, std::chrono::milliseconds timeout) {
         auto const calls = access_->queue;
         if (detail::isNotified) {
@@ -176,7 +180,7 @@ private:
             for (std::string const& text : arguments) {
                 records.push_back({0, static_cast<std::int8_t>(records.size()), 0, text});
             }
-            int const status = access_->isConnected() ? detail::support::STATUS_OK : access_->connectUntil(deadline);
+            int const status = access_->connectUntil(deadline);
             if (status != detail::support::STATUS_OK) {
                 return status;
             }
