@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -32,6 +33,10 @@ using Answer = Result<std::vector<std::string>>;
 
 namespace detail {
 
+/// The identifier of the newest invocation of this layer, if the television does not set another identifier. Distinct,
+/// because the television notifies all clients of an action of each answer. Counts down from the largest number.
+inline std::atomic<unsigned int> NRX_EXPORT lastActionId = 0;
+
 /// The calls of an action that have no answer yet. Receives the answers from the access object.
 class PendingCalls final : public HandlerQueue, public support::ActionHandler {
 public:
@@ -45,11 +50,9 @@ public:
     void start(Receiver const& receiver, Invoke const& invoke) {
         struct Invocation {
             PendingCalls& calls;
-            unsigned int id;
             explicit Invocation(PendingCalls& pending) : calls(pending) {
                 std::lock_guard const lock(calls.callMutex_);
                 ++calls.invocations_;
-                id = --calls.lastId_;
             }
             ~Invocation() {  // Runs also if the platform throws.
                 std::lock_guard const lock(calls.callMutex_);
@@ -57,8 +60,8 @@ public:
                     calls.early_.clear();
                 }
             }
-        } invocation(*this);
-        unsigned int& id = invocation.id;
+        } const invocation(*this);
+        unsigned int id = --lastActionId;
         int const status = invoke(id);
         if (status != support::STATUS_OK) {
             return (*receiver)(failure(Cause::STATUS, status));
@@ -105,9 +108,8 @@ private:
 
     std::string const key_;
     std::mutex callMutex_;
-    // The mutex guards the next four members. Multimaps, because a television may repeat an identifier.
+    // The mutex guards the next three members. Multimaps, because a television may repeat an identifier.
     int invocations_ = 0;
-    unsigned int lastId_ = 0;  ///< Counts down: distinct identifiers for a television that does not set the identifier.
     std::multimap<unsigned int, Receiver> waiting_;
     std::multimap<unsigned int, Answer> early_;
 };
