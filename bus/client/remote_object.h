@@ -94,7 +94,7 @@ protected:
     [[nodiscard]] bool notifiesObservers() const { return !isWithdrawn(); }
     void handleTypeQuery() {}
 
-    /// Writes a debug line for an operation that failed without another line. Returns the status.
+    /// Writes a debug line for a failed operation of a client, perhaps beside the line of `report`. Returns the status.
     int reportRefusal(char const* operation, int status) const noexcept;
 
     /// Calls a method of the object with `CALL_TIMEOUT`, unless the object is withdrawn.
