@@ -50,6 +50,7 @@ public:
 
     // Called on the connection's thread:
     /// Reads the value that must be known before an observer is connected, if there is one.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): an override keeps the function.
     virtual void requestInitialValue(Completion completion) { completion(television::STATUS_OK); }
     /// Handles a signal from the object's path.
     virtual void handleSignal(sd_bus_message* signal) = 0;
