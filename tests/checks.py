@@ -197,7 +197,7 @@ class Client:
         return self.call(table, f"{NAME}.Table.CreateIterator", "ia(iis)aia(ii)", 0, selections, columns, orders)
 
     def destroy_iterator(self, iterator, table="rows"):
-        return self.call(table, f"{NAME}.Table.DestroyIterator", "o", iterator)
+        return self.call(table, f"{NAME}.Table.DestroyIterator", "o", dbus.ObjectPath(iterator))
 
     def forge_leave(self, other):
         """Sends the bus's signal that the other client has left, although this client is not the bus."""
