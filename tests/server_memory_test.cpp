@@ -9,7 +9,6 @@
 #include "bus/protocol/contract.h"
 #include "bus/server/server.h"
 #include "failing_allocations.h"
-#include "stress/program.h"
 #include "television/log.h"
 
 namespace test::server_memory_test {
@@ -130,11 +129,8 @@ constexpr Request REQUESTS[] = {
 };
 
 TEST_F(ServerMemory, ARequestFailsAlone) {
-    stress::Watchdog watchdog(std::chrono::seconds(20));
     EXPECT_GE(other.sync(), 0);
-    auto const getsThrough = [&](Request const& request, int allocations, bool lasts) {
-        SCOPED_TRACE(request.first + (", allocation " + std::to_string(allocations)) + (lasts ? " and later" : ""));
-        watchdog.kick();
+    failEachAllocation(REQUESTS, [this](Request const& request, int allocations, bool lasts) {
         auto client = std::make_unique<Client>();
         bool isThrough = false;
         {
@@ -159,11 +155,7 @@ TEST_F(ServerMemory, ARequestFailsAlone) {
         client.reset();
         stress::waitUntil([this] { return iterators().find("<node name=\"") == std::string::npos; });
         return isThrough;
-    };
-    for (Request const& request : REQUESTS) {
-        auto const run = [&](int allocations, bool lasts) { return getsThrough(request, allocations, lasts); };
-        EXPECT_GT(test::failEachAllocation(request.first, run), 0);
-    }
+    });
 }
 
 }  // namespace test::server_memory_test
