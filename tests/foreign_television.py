@@ -13,9 +13,13 @@ IS_OBJECT_MANAGER = True
 
 def invoke(action, arguments):
     """Sets the string to the first text. After the reply with the number, sends all texts as the result. For the text
-    "long", sends a list and a result that exceed the maximum size of a message."""
+    "long", sends a list and a result that exceed the maximum size of a message. For a number, sets the list to a text of
+    that length, without a signal."""
     if arguments and arguments[0][3] == "long":
         GLib.idle_add(send_long, action, priority=GLib.PRIORITY_HIGH)
+        return dbus.UInt32(0)
+    if arguments and arguments[0][3].isdigit():
+        get_object(MAIN_OBJ + "/list").props[BUS_NAME + ".StringList"]["Value"] = dbus.Array(["x" * int(arguments[0][3])])
         return dbus.UInt32(0)
     action.invocations = getattr(action, "invocations", 0) + 1
     number = dbus.UInt32(action.invocations)
@@ -41,6 +45,9 @@ def load(mock, _parameters):
         ("a/text_2d1", 2, "String", {"Value": dbus.String("old")}, []),
         ("list", 4, "StringList", {"Value": dbus.Array(["a", "b c"], signature="s")}, []),
         ("do", 5, "Action", {}, [("Invoke", "a(nnns)", "u", invoke)]),
+        # The keys "\xff\x01 /\0" and 1500 letters.
+        ("_ff_01_20_2f_00", 2, "String", {"Value": dbus.String("escaped")}, []),
+        ("k" * 1500, 2, "String", {"Value": dbus.String("long")}, []),
         ("odd", 2, "Int64", {"Value": dbus.Int64(5)}, []),  # Its type and its interface do not match.
     ):
         path = f"{MAIN_OBJ}/{key}"

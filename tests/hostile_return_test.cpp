@@ -155,18 +155,6 @@ TEST_F(HostileBus, AChangeAfterTheReturnIsReceivedLast) {
     answers[SYNC_METHOD] = sync;
 }
 
-TEST_F(HostileBus, AReplyIsReadWhileANotificationRuns) {
-    std::promise<int> status;
-    clients->list.onReceived = [&] { EXPECT_EQ(status.get_future().get(), 0); };
-    answers["n Value"] = [this](sd_bus_message* call) {
-        send(VALID_SIGNALS[0]);
-        return replyWith("v", "i", 8)(call);
-    };
-    serve([&] { status.set_value(clients->number.read() - 8); });
-    EXPECT_EQ(received(), VALID_SIGNALS[0].received);
-    clients->list.onReceived = [] {};
-}
-
 TEST_F(HostileBus, TheOldestOfManyPendingInvocationsIsDropped) {
     constexpr unsigned int MOST = 1000;
     answers["Invoke"] = [next = MOST + 1](auto* call) mutable { return replyWith("u", next--)(call); };
