@@ -221,25 +221,6 @@ TEST_P(AccessTest, AnIteratorNeedsATableAndHasNoObject) {
     }
 }
 
-TEST_P(AccessTest, TheBudgetLimitsAttemptsAndSleeps) {
-    for (Kind const& kind : KINDS) {
-        auto const access = kind.make();
-        for (auto const& [budgetMs, attempts, sleeps] : std::vector<std::tuple<int, int, std::size_t>>{
-                 {INT_MIN, 1, 0}, {0, 1, 0}, {1, 1, 1}, {101, 2, 2}, {1000, 10, 10}}) {
-            int const before = tv.counts(KEY).connectAttempts;
-            EXPECT_EQ(access->connect(budgetMs), 5);
-            EXPECT_EQ(tv.counts(KEY).connectAttempts - before, attempts) << budgetMs;
-            EXPECT_EQ(takeSleeps(), std::vector<unsigned int>(sleeps, 100000)) << budgetMs;
-        }
-        publish(kind.type);
-        EXPECT_EQ(access->connect(0) + access->connect(0), 0);
-        EXPECT_EQ(tv.registrations(KEY), 1);
-        access->disconnect();
-        tv.withdraw(KEY);
-    }
-    EXPECT_EQ(tv.counts(KEY).disconnects, static_cast<int>(std::size(KINDS)));
-}
-
 TEST_P(AccessTest, ExceptionsOfTheModelLeaveNoRegistration) {
     Renamed<ValueAccessT<ObserverString>> value;
     Renamed<ActionAccess> action;

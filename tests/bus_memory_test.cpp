@@ -95,8 +95,6 @@ struct BusMemory : HostileBus {
     std::map<std::string, int> iteratorCounts;  ///< The number of iterators by connection.
 };
 
-int sync(Clients& /*clients*/) { return bus::waitUntilDelivered(); }
-
 void doNothing(BusMemory& /*test*/) {}
 
 /// The test's step before an operation, and a client's operation, which runs while the test serves calls.
@@ -105,21 +103,13 @@ constexpr Operation OPERATIONS[] = {
     {"connect", doNothing,
      [](Clients& /*clients*/) {
          RecordingObserver<int> observer;
-         Object* object = nullptr;
-         int const status = root().connectObject("y", &observer, object);
-         EXPECT_EQ(object != nullptr, status == 0);
-         EXPECT_EQ(root().disconnectObject("y", &observer, object), 0);
+         int const status = connectOnce("y", &observer);
+         EXPECT_EQ(root().disconnectObject("y", &observer, nullptr), 0);
          return status;
      }},
     {"read", doNothing, [](Clients& clients) { return clients.list.readStatus(); }},
     {"write", doNothing, [](Clients& clients) { return clients.list.write(PRESENT); }},
-    {"invoke", doNothing,
-     [](Clients& clients) {
-         unsigned int id = 5;
-         int const status = clients.action->invoke(id, {{1, 2, 3, MISSED[0]}});
-         EXPECT_EQ(id, status == 0 ? 1 : 5);
-         return status;
-     }},
+    {"invoke", doNothing, invoke},
     {"iterate", doNothing,
      [](Clients& clients) {
          TableIterator* const made = clients.iterate();
@@ -130,11 +120,7 @@ constexpr Operation OPERATIONS[] = {
          made->readRowChunk(1);
          return clients.table->destroyIterator(made);
      }},
-    {"list", doNothing,
-     [](Clients& /*clients*/) {
-         std::map<std::string, ObjectTypeSpec> objects;
-         return bus::listObjects(objects);
-     }},
+    {"list", doNothing, listAll},
     {"signals",
      [](BusMemory& test) {
          std::ranges::for_each(VALID_SIGNALS, [&test](Signal const& signal) { test.send(signal); });
