@@ -155,22 +155,4 @@ TEST_F(HostileBus, AChangeAfterTheReturnIsReceivedLast) {
     answers[SYNC_METHOD] = sync;
 }
 
-TEST_F(HostileBus, TheOldestOfManyPendingInvocationsIsDropped) {
-    constexpr unsigned int MOST = 1000;
-    answers["Invoke"] = [next = MOST + 1](auto* call) mutable { return replyWith("u", next--)(call); };
-    serve([this] {
-        unsigned int id = 0;
-        for (unsigned int count = 0; count <= MOST; ++count) {
-            EXPECT_EQ(clients->action->invoke(id, {}), 0);
-        }
-    });
-    restartTelevision();
-    Strings expected;
-    for (unsigned int id = MOST; id > 0; --id) {
-        expected.push_back(std::to_string(id) + " error 126 ");
-    }
-    expected.push_back("ready 126 ");
-    EXPECT_EQ(received(), expected);
-}
-
 }  // namespace test::hostile_return_test

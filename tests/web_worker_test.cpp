@@ -96,15 +96,9 @@ public:
     void begin(Document& document, std::string const& name, std::string const& json) {
         FacadeWorker::Operation operation;
         EXPECT_EQ(parseCall(name, json, operation), 0);
-        auto const answer = std::make_shared<std::optional<Answer>>();
-        worker->call(document.queue, operation, [answer](Answer const& given) { *answer = given; });
-        pending = answer;
-        while (!answer->has_value() && !test::ScopedAllocationFailure::hasHappened()) {
-            bool isRun = false;
-            test::ScopedMemory const memory;
-            main.post([&isRun] { isRun = true; });
-            main.runUntil([&isRun] { return isRun; });
-        }
+        pending = std::make_shared<std::optional<Answer>>();
+        worker->call(document.queue, operation, [answer = pending](Answer const& given) { *answer = given; });
+        main.runUntil([this] { return pending->has_value() || test::ScopedAllocationFailure::hasHappened(); });
     }
 
     std::shared_ptr<std::optional<Answer>> pending;
