@@ -13,15 +13,16 @@ IS_OBJECT_MANAGER = True
 
 def invoke(action, arguments):
     """Sets the string to the first text. After the reply with the number, sends all texts as the result. For the text
-    "long", sends a list and a result that exceed the maximum size of a message. For a number, sets the list to a text of
-    that length, without a signal. For "hold" and a number, replies with the number and sends no result."""
+    "long", sends a list and a result that exceed the maximum size of a message. For a number, sets the list to a text
+    of that length, without a signal. For "hold" and a number, replies with the number and sends no result."""
     if arguments and arguments[0][3] == "hold":
         return dbus.UInt32(int(arguments[1][3]))
     if arguments and arguments[0][3] == "long":
         GLib.idle_add(send_long, action, priority=GLib.PRIORITY_HIGH)
         return dbus.UInt32(0)
     if arguments and arguments[0][3].isdigit():
-        get_object(MAIN_OBJ + "/list").props[BUS_NAME + ".StringList"]["Value"] = dbus.Array(["x" * int(arguments[0][3])])
+        value = dbus.Array(["x" * int(arguments[0][3])])
+        get_object(MAIN_OBJ + "/list").props[BUS_NAME + ".StringList"]["Value"] = value
         return dbus.UInt32(0)
     action.invocations = getattr(action, "invocations", 0) + 1
     number = dbus.UInt32(action.invocations)
