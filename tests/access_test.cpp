@@ -139,7 +139,9 @@ public:
         tv.setRootLookup(refusal.root);
         tv.failConnects(KEY, refusal.unavailable);
         testing::internal::CaptureStdout();
+        takeSleeps();
         EXPECT_EQ(access->connect(0), refusal.status());
+        EXPECT_TRUE(takeSleeps().empty());
         bool const reported = refusal.root == RootLookup::refused || refusal.root == RootLookup::emptyReference;
         EXPECT_EQ(testing::internal::GetCapturedStdout(), reported ? "get interface Reference failed.\n" : "");
         std::string const vs = "test.key,( " + std::to_string(published) + " ) vs " + kind.observer + " ";
