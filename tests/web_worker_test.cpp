@@ -96,8 +96,9 @@ public:
     void begin(Document& document, std::string const& name, std::string const& json) {
         FacadeWorker::Operation operation;
         EXPECT_EQ(parseCall(name, json, operation), 0);
-        pending = std::make_shared<std::optional<Answer>>();
-        worker->call(document.queue, operation, [answer = pending](Answer const& given) { *answer = given; });
+        auto const answer = std::make_shared<std::optional<Answer>>();
+        worker->call(document.queue, operation, [answer](Answer const& given) { *answer = given; });
+        pending = answer;
         main.runUntil([this] { return pending->has_value() || test::ScopedAllocationFailure::hasHappened(); });
     }
 
