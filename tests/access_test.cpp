@@ -185,7 +185,8 @@ TEST_P(AccessTest, ReadsAndWritesOfAnotherTypeFailAndLogTheType) {
         auto const type = static_cast<ObjectTypeSpec>(number);
         TableAccess access(KEY);  // Accepts objects of every type.
         publish(type);
-        EXPECT_EQ(access.connect(0), 0);
+        EXPECT_EQ(access.connect(0) + access.connect(0), 0);
+        EXPECT_EQ(tv.registrations(KEY), 1);
         for (Operation const& operation : OPERATIONS) {
             bool const fits = operation.accepted.contains(type);
             auto const value = tv.get(KEY);
