@@ -116,6 +116,10 @@ TEST_F(TelevisionTest, ActionLogsAnswersAndKeepsItsHandlerDuringTheCall) {
     expectRecorded([&] { access.notifyResult(8, all); },
                    ACTION.traced("notifyResult", {ACTION.info("notifyResult", "Action Result: test.key,  8,  256 ")}),
                    "8 9 [" + texts + "]");
+    tv.publishAction(KEY, {});
+    EXPECT_EQ(access.connect(0) + access.connect(0), 0);
+    EXPECT_EQ(tv.registrations(KEY), 1);
+    access.disconnect();
 }
 
 TEST_F(TelevisionTest, ATableKeepsItsHandlerAndOnlyTracesUpdates) {
