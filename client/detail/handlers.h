@@ -110,7 +110,7 @@ private:
         });
     }
 
-    /// Makes the waiting calls. Returns at once if another call runs: `runner_` then makes the waiting calls.
+    /// Makes the waiting calls. Returns at once if the thread `runner_` already makes these calls.
     void run() noexcept {
         std::unique_lock lock(mutex_);
         if (runner_ != std::thread::id()) {
