@@ -31,8 +31,9 @@ int main() {
     facade.startCommandListener();
     facade.start();  // Fails without a television: the log has status 5 for each list.
 
-    // One thread at a time may use the facade. The listener runs on the television's thread, so that this thread waits
-    // for the listener. For a television on a bus, bus/bus_platform.h has `setPresenceListener`.
+    // One thread at a time may use the facade. The listener runs on the television's thread and does not use the
+    // facade. This thread waits for the listener. For a television on a bus, bus/bus_platform.h has
+    // `setPresenceListener`.
     std::promise<void> reached;
     simulator::setPresenceListener([&reached](television::Presence presence) {
         if (presence == television::Presence::reached) {  // The listener receives `reached` once at most.
