@@ -137,12 +137,13 @@ public:
     }
 
     /// Writes the value. Fails with a status of `connect` or with the result of the television's own `setValue`, whose
-    /// meaning depends on the television. The handler of `watch` receives the value that the model has in the end.
+    /// meaning depends on the television. The television may store another value than `value`. The handler of `watch`
+    /// receives the stored value.
     Result<void> set(T const& value) { return access_->result("set", access_->write(value)); }
 
     /// Calls `handler(T const&)` with the current value, unless a notification arrives first, and then with every
-    /// change. The calls have the model's order and do not overlap. The last call has the model's value. After the
-    /// current value, the handler may receive earlier changes once more.
+    /// change. The calls have the model's order and do not overlap. The call for the last change has the model's
+    /// current value. After the first call, the handler may receive changes that are older than the value of this call.
     ///
     /// Without an executor this thread makes the first calls before the return, and the calls of changes that arrive
     /// during these calls. A failure has the statuses of `get` and

@@ -181,7 +181,7 @@ public:
         reader_->advance();
         return {*reader_};
     }
-    End end() const { return {}; }  ///< After the last row, and after a failure.
+    End end() const { return {}; }  ///< Reached after the last row, or after a failure.
 
     /// After the loop: whether all rows were read. Status 4: the table did not appear within 1000 milliseconds; other
     /// statuses are the television's. `NO_ANSWER`: a page did not arrive in time.

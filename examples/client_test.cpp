@@ -104,14 +104,14 @@ void withATelevisionThatFails() {
     facade.start();                                   // Logs a failure after ten attempts.
     facade.startCommandListener();
 
-    // The client receives no failure. Its first write of the event list connects the list.
+    // The client receives no failure. The client's first write of the event list connects the list.
     television.set(COMMAND, Strings{"play", "channel 5"});
     television.set(COMMAND, Strings{});
     television.waitUntilDelivered();
     assert(player.played == Strings{"channel 5"});
     assert(television.get(EVENT) == simulator::Value(Strings{"playing", "channel 5"}));
 
-    // The caller receives no failure of a read either, and its variable is unchanged.
+    // The caller of a failed read receives no failure, and the caller's variable is unchanged.
     television.failReads(EVENT, {43});
     Strings reported{"unchanged"};
     facade.getAccessValue(EVENT, reported);

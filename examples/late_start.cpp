@@ -32,8 +32,9 @@ int main() {
     facade.startCommandListener();
     facade.start();  // Fails without a television: the log has status 5 for each list.
 
-    // One thread at a time may use the facade. The listener runs on the television's thread, so that this thread waits
-    // for the listener. For a television on a bus, bus/bus_platform.h has `setPresenceListener`.
+    // One thread at a time may use the facade. The listener runs on the television's thread and does not use the
+    // facade. This thread waits for the listener. For a television on a bus, bus/bus_platform.h has
+    // `setPresenceListener`.
     std::promise<void> reached;
     simulator::setPresenceListener([&reached, isReached = false](television::Presence presence) mutable {
         // A television that was lost and returns is `back`. A promise takes one value.

@@ -88,7 +88,7 @@ int main() {
     assert(!volume->isConnected() && volume->getRootInterface() != nullptr);
     assert(volume->tryConnectIfNeeded() == STATUS_OK && volume->isConnected());
     television.set("audio.volume", 60);
-    assert(static_cast<ValueAccessBase&>(*volume).setValue(250) == STATUS_OK);  // A base class calls the override.
+    assert(static_cast<ValueAccessBase&>(*volume).setValue(250) == STATUS_OK);  // Calls `Volume::setValue`.
     television.set("audio.volume", 30);
     television.waitUntilDelivered();
     assert(volume->loudest == 100);

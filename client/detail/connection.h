@@ -45,7 +45,8 @@ inline bool endRegistration(support::ValueAccessBase& access, std::string const&
     }
 }
 
-/// An object that the model may still notify, because its disconnect failed. A list keeps the object reachable.
+/// An object that the model may still notify, because its disconnect failed. A list keeps the object reachable, so that
+/// leak checkers do not report the object.
 class Retained {
 protected:
     ~Retained() = default;
@@ -100,15 +101,15 @@ public:
         return status == support::STATUS_OK ? Result<void>() : failure(operation, Cause::STATUS, status);
     }
 
-    /// Installs the handler of a `Watch`. `read` connects and may set the first call. Uses no member after the calls of
-    /// the handler, because the handler may destroy this object.
+    /// Installs the handler of a `Watch`. `read` connects, and may set its argument to a call with the current value.
+    /// Uses no member after the calls of the handler, because the handler may destroy this object.
     template <typename Handler, typename Read>
     Result<void> watch(Handler&& callable, Read const& read) {
         auto const calls = queue;
         if (!calls->begin(copyable(std::forward<Handler>(callable)))) {
             return failure("watch", Cause::WATCHED_ALREADY);
         }
-        struct Cancel {  // Undoes `begin` unless the queue is released, also if the platform throws.
+        struct Cancel {  // Undoes `begin` unless `release` was called. Runs also if the platform throws.
             Queue& calls;
             ~Cancel() { calls.cancel(); }
         } const cancel{*calls};

@@ -123,7 +123,8 @@ private:
     }
     void start(Call task) { task ? executor_(std::move(task)) : run(); }
 
-    /// Makes one waiting call, so that a task does not keep its thread. If another call runs, `runner_` makes the call.
+    /// Makes one waiting call, so that a task does not keep its thread. If another call runs, the thread `runner_`
+    /// makes this call later.
     void run() noexcept {
         std::unique_lock lock(mutex_);
         ++turns_;

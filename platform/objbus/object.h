@@ -42,14 +42,15 @@ public:
     virtual long long getValue() = 0;           ///< Returns the value.
 };
 
-/// `OBJECT_TYPE_STRING`. Reads and writes return a status. A failed read may leave a part of the value.
+/// `OBJECT_TYPE_STRING`. Reads and writes return a status. A failed read may leave a part of the text in `value`.
 class __attribute__((visibility("default"))) ObjectString : public Object {
 public:
     virtual int getValue(std::string& value) = 0;        ///< Replaces `value`.
     virtual int setValue(std::string const& value) = 0;  ///< Copies `value`.
 };
 
-/// `OBJECT_TYPE_VECTOR_NUMERIC_INTEGER`. Reads and writes return a status. A failed read may leave a part of the list.
+/// `OBJECT_TYPE_VECTOR_NUMERIC_INTEGER`. Reads and writes return a status. A failed read may leave a part of the list
+/// in `values`.
 class __attribute__((visibility("default"))) ObjectVectorNumericInteger : public Object {
 public:
     virtual int platformReserved() = 0;                            ///< For the television's own use.
@@ -57,7 +58,8 @@ public:
     virtual int getValue(std::vector<int>& values) = 0;            ///< Replaces `values`.
 };
 
-/// `OBJECT_TYPE_VECTOR_STRING`. Reads and writes return a status. A failed read may leave a part of the list.
+/// `OBJECT_TYPE_VECTOR_STRING`. Reads and writes return a status. A failed read may leave a part of the list in
+/// `values`.
 class __attribute__((visibility("default"))) ObjectVectorString : public Object {
 public:
     virtual int platformReserved() = 0;                                    ///< For the television's own use.

@@ -16,7 +16,8 @@ struct __attribute__((visibility("default"))) TableSelection {
     std::string value;        ///< Defined by the television.
 };
 
-/// One order of a table iterator: 64 bits. The television defines the meaning of the bits.
+/// One element of the argument `orders` of `ObjectTable::createIterator`: 64 bits. The television defines the meaning
+/// of the bits.
 struct __attribute__((visibility("default"))) TableOrder {
     std::int32_t first = 0;   ///< Defined by the television.
     std::int32_t second = 0;  ///< Defined by the television.

@@ -23,7 +23,7 @@ inline constexpr std::uint32_t LOG_MODULE_CODE = 0x5F;
 constexpr DebugLevelRecord levelRecord(LogLevel level) { return {LOG_MODULE_CODE << 16U | level, 0, 0}; }
 
 /// Writes a trace line on entry to a traced operation and on every exit. Refers to static data only, so the traced
-/// object may be destroyed when the scope ends.
+/// object may already be destroyed when the scope ends.
 class TraceScope {
 public:
     TraceScope(char const* function, char const* path, int line) noexcept;

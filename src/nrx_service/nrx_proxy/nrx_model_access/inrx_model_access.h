@@ -45,8 +45,8 @@ public:
     virtual std::string getDeviceID() = 0;
     /// @}
 
-    /// Starts passing command lists to the client. Earlier lists are dropped. A list may be empty. A television that
-    /// returns may send its current list (see `NRXModelAccessClient`).
+    /// Starts passing command lists to the client. Earlier lists are dropped. A list may be empty. A television that is
+    /// reached again after a loss may send its current list (see `NRXModelAccessClient`).
     virtual void startCommandListener() = 0;
     /// Stops passing command lists to the client. Lists are dropped until the next start.
     virtual void stopCommandListener() = 0;
@@ -60,8 +60,8 @@ public:
     /// @}
 
     /// Asks the television to start the NRX service as a background application. Waits up to 100 milliseconds for the
-    /// action's connect, but not for the action's answer, which is only logged. Several threads may call at once. Calls
-    /// that must connect first wait for each other, also on different facades.
+    /// action's connect, but not for the action's answer, which is only logged. Several threads may call at once. A
+    /// call waits while another call connects the action, also on another facade.
     virtual void requestStartNRXService() = 0;
 
     /// @name The relay

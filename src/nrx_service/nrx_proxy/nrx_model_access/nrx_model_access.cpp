@@ -82,7 +82,7 @@ NRXModelAccess::StringListAccess* listByKey(std::string const& key, NRXModelAcce
     return key == model_keys::EVENT ? &event : nullptr;
 }
 
-/// The arguments of a start request: its identifier, the switch's target and the service.
+/// The arguments of a start request: its identifier, the target of the source switch and the service.
 std::vector<objbus::Argument> startArguments() {
     std::array<char, 64> identifier{};
     int const number = ++serviceRequestCounter;

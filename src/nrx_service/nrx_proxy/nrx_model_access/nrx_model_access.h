@@ -20,9 +20,9 @@ class ActionAccess;
 ///
 /// Construct the facade, call `setClient` if no client was given, then `start()`, then start the listeners. The other
 /// operations may be called at any time and connect on demand. The caller calls the operations from one thread at a
-/// time. Any thread may call the client and listener switches and `requestStartNRXService`. The relay runs on the
-/// model's delivery thread. Without memory an operation throws `std::bad_alloc`, and the facade stays usable. A list
-/// that cannot be copied is lost.
+/// time. Any thread may call `setClient`, the operations that start and stop the listeners, and
+/// `requestStartNRXService`. The relay runs on the model's delivery thread. Without memory an operation throws
+/// `std::bad_alloc`, and the facade stays usable. A list that cannot be copied is lost.
 ///
 /// The facade owns its access objects, and shares injected objects with the caller. The facade never owns the client.
 ///
@@ -49,14 +49,14 @@ public:
     explicit NRXModelAccess(NRXModelAccessClient* newClient);
     /// Uses the given access objects. Lists reach the relay only through handlers that the caller binds to the relay.
     /// These handlers must not be called after the facade's destruction. For an empty pointer the constructor creates
-    /// an access object with the parameter's key and without a handler.
+    /// an access object with the key of this list or fact and without a handler.
     NRXModelAccess(NRXModelAccessClient* newClient, std::shared_ptr<StringListAccess> command,
                    std::shared_ptr<StringListAccess> event, std::shared_ptr<StringAccess> softwareVersion,
                    std::shared_ptr<StringAccess> featureCode, std::shared_ptr<StringAccess> productionType);
     NRXModelAccess(NRXModelAccess const&) = delete;  ///< The lists' handlers hold the facade's address.
     NRXModelAccess& operator=(NRXModelAccess const&) = delete;
-    /// After the return, the lists created by the facade make no call to the client, except the call that the
-    /// destructor may run inside. Catches exceptions of the platform, after which registrations may remain.
+    /// After the return, the lists created by the facade make no call to the client, except a call that runs this
+    /// destructor. Catches exceptions of the platform, after which registrations may remain.
     ~NRXModelAccess() override;
 
     void setClient(NRXModelAccessClient* newClient) override;

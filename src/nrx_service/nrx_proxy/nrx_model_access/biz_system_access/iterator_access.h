@@ -53,7 +53,7 @@ public:
 ///     channels.destroy();
 class NRX_EXPORT IteratorAccess : public ValueAccessBase, public objbus::ObserverTableIterator {
 public:
-    /// `key` names the table. The table receives the other arguments unchanged.
+    /// `key` names the table. The table receives the arguments after `newHandler` unchanged.
     IteratorAccess(std::string key, std::shared_ptr<IteratorHandler> newHandler, objbus::IteratorType const& type,
                    std::vector<objbus::TableSelection> const& tableSelections, std::vector<int> const& tableColumns,
                    std::vector<objbus::TableOrder> const& tableOrders);
@@ -74,9 +74,9 @@ public:
     /// Connects to the table within 1000 milliseconds and creates the iterator. Returns 0 on success, also if the
     /// television refuses the iterator (`getIterator()` is null then). Returns 4 and changes nothing if there is no
     /// such table, or if the object reports the type of another kind. An object without a known type
-    /// (`OBJECT_TYPE_NONE`, or a number that names no type) is treated as the table. After the new table's connect, an
-    /// earlier iterator is destroyed first, and the earlier table is released last. If the television throws when it
-    /// creates the new iterator, there is no iterator.
+    /// (`OBJECT_TYPE_NONE`, or a number that names no type) is treated as the table. After the connect the operation
+    /// destroys an earlier iterator, creates the new iterator and then releases the earlier table. If the television
+    /// throws when it creates the new iterator, there is no iterator.
     virtual int create();
     /// Destroys the iterator, if there is one. The table stays connected. Returns 0. If the television throws, the
     /// iterator still exists.

@@ -50,7 +50,8 @@ void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus:
 /// After an exception the registration may remain.
 void disconnectForDestruction(ValueAccessBase& access) noexcept;
 
-/// Returns the type that `object` reports; `OBJECT_TYPE_NONE` for null, as after a connect of an `IteratorAccess`.
+/// Returns the type that `object` reports, or `OBJECT_TYPE_NONE` for null. The `connect` of an `IteratorAccess`
+/// succeeds without an object.
 objbus::ObjectTypeSpec typeOf(objbus::Object* object);
 
 }  // namespace orvane::system::support

@@ -39,8 +39,8 @@ std::map<int, T> modelForm(std::vector<T> const& list) {
     return elements;
 }
 
-/// The typed reads and writes, for all kinds. The functions have the operations' names, because log lines name them.
-/// `connected` is the access's field, which a connect changes.
+/// The typed reads and writes, for all kinds. The functions have the operations' names, because log lines name the
+/// function. `connected` is the access's field, which a connect changes.
 namespace typed {
 
 /// The first step of every read: returns 0 if an object of the type is connected.

@@ -18,7 +18,7 @@ Integer truncate(double value) {
     if (std::isnan(value)) {
         return 0;
     }
-    // Compares with the power of two above the maximum, which is exact. The maximum may be inexact.
+    // A double represents the power of two above the maximum exactly, but may round the maximum.
     if (value >= std::ldexp(1.0, Limits::digits)) {
         return Limits::max();
     }
@@ -39,8 +39,8 @@ To convertNumber(From value) {
     }
 }
 
-/// Returns a value's number as the widest type of the number's kind, which converts to every type like the number's own
-/// type. Returns nothing for a value without a number.
+/// Returns a value's number, widened. The widened number converts to every type with the same result as the number in
+/// its own type. Returns nothing for a value without a number.
 using Number = std::variant<std::monostate, long long, unsigned long long, double>;
 
 Number numberOf(ValueObject const& value) {

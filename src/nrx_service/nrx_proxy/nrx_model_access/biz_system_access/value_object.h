@@ -200,7 +200,7 @@ public:
     operator std::vector<int>() const override;
     operator std::vector<std::string>() const override;
 
-    /// The list conversion. The argument only selects the element type. For `unsigned int`, `int` and `std::string`.
+    /// The list conversion. The argument only selects the element type: `unsigned int`, `int` or `std::string`.
     template <typename T>
     std::vector<T> convertToVectorT(T elementType) const;
 
