@@ -55,7 +55,7 @@ public:
     /// Receives the lists of a document instead of its script.
     struct Document {
         explicit Document(FacadeWorkerTest& test)
-            : worker(test.worker), queue(std::make_shared<EventQueue>([self = self, &main = test.main] {
+            : worker(test.worker), queue(std::make_shared<ListQueue>([self = self, &main = test.main] {
                   main.post([self] { *self != nullptr ? (*self)->take() : void(); });
               })) {
             worker->attach(queue);
@@ -73,7 +73,7 @@ public:
         }
         std::shared_ptr<Document*> const self = std::make_shared<Document*>(this);
         std::unique_ptr<FacadeWorker>& worker;
-        std::shared_ptr<EventQueue> const queue;
+        std::shared_ptr<ListQueue> const queue;
         Strings received;
     };
 
