@@ -70,7 +70,7 @@ class Peer {
 public:
     explicit Peer(Bytes& from) : bytes(from) {
         bus::server::Permissions permissions;
-        permissions.allow("1000", Access::READ);
+        permissions.grant("1000", Access::READ);
         sd_bus* made = nullptr;
         int ends[2]{};
         expect(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0 && sd_bus_new(&made) >= 0 &&
@@ -93,7 +93,7 @@ public:
     Made& callAsObserver(Call const& call, std::string const& path, Item const& arguments = {}) {
         std::uint64_t const number = send(call, path, OBSERVER, arguments);
         while (calls.at(number).replies == 0) {
-            expect(server->runOnce(false), "the server serves");
+            expect(server->runOnceUnlessTerminated(false), "the server serves");
             while (sd_bus_process(bus_.get(), nullptr) > 0) {
             }
         }

@@ -52,7 +52,7 @@ struct ServerMemory : ::testing::Test {
         });
         server.requestName();
         thread = std::thread([this] {
-            while (server.runOnce(true)) {
+            while (server.runOnceUnlessTerminated(true)) {
             }
         });
     }

@@ -31,7 +31,7 @@ constexpr NumberSignal NUMBER_SIGNALS[] = {
 /// passes no signals of such a path to an iterator.
 int readPath(sd_bus_message* message, std::string& path) {
     char const* text = nullptr;
-    NRX_TRY(requireElement(sd_bus_message_read_basic(message, SD_BUS_TYPE_OBJECT_PATH, &text)));
+    NRX_TRY(endOfMessageToError(sd_bus_message_read_basic(message, SD_BUS_TYPE_OBJECT_PATH, &text)));
     if (!std::string_view(text).starts_with(ITERATOR_PATH)) {
         return -ENXIO;
     }

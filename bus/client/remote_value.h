@@ -156,7 +156,7 @@ private:
         if (interface != Kind::INTERFACE) {
             return 0;
         }
-        NRX_TRY(requireElement(sd_bus_message_enter_container(signal, SD_BUS_TYPE_ARRAY, "{sv}")));
+        NRX_TRY(endOfMessageToError(sd_bus_message_enter_container(signal, SD_BUS_TYPE_ARRAY, "{sv}")));
         while (sd_bus_message_at_end(signal, 0) == 0) {
             std::string property;
             NRX_TRY(sd_bus_message_enter_container(signal, SD_BUS_TYPE_DICT_ENTRY, "sv"));

@@ -103,7 +103,7 @@ int ServiceConnection::sendCall(std::shared_ptr<PendingCall> const& call) {
     Message message;
     NRX_TRY(newMethodCall(call->method, call->arguments, message));
     auto const sent = sentCalls_.emplace(call.get(), call).first;
-    int const result = makeInto(call->slot, [&](auto slot) {
+    int const result = assignFromOutParameter(call->slot, [&](auto slot) {
         return sd_bus_call_async(bus_.get(), slot, message.get(), onReply, call.get(), 0);
     });
     if (result < 0) {
@@ -180,7 +180,7 @@ void ServiceConnection::leaveBus() {
 
 int ServiceConnection::newMethodCall(Method const& method, MessageBody const& arguments, Message& message) const {
     assert(!owner_.empty());
-    NRX_TRY(makeInto(message, [&](auto made) {
+    NRX_TRY(assignFromOutParameter(message, [&](auto made) {
         return sd_bus_message_new_method_call(bus_.get(), made, owner_.c_str(), method.path.c_str(), method.interface,
                                               method.name);
     }));

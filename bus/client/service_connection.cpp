@@ -33,11 +33,11 @@ int ServiceConnection::dispatch(sd_bus_message* message, void* connection, sd_bu
 template <void (ServiceConnection::*HANDLER)(sd_bus_message*), typename... Arguments>
 int ServiceConnection::callBusDaemon(Slot& slot, char const* method, Arguments const&... arguments) {
     Message call;
-    NRX_TRY(makeInto(call, [&](auto made) {
+    NRX_TRY(assignFromOutParameter(call, [&](auto made) {
         return sd_bus_message_new_method_call(bus_.get(), made, BUS_NAME, BUS_PATH, BUS_NAME, method);
     }));
     NRX_TRY(appendAll(call.get(), arguments...));
-    return makeInto(
+    return assignFromOutParameter(
         slot, [&](auto made) { return sd_bus_call_async(bus_.get(), made, call.get(), dispatch<HANDLER>, this, 0); });
 }
 
@@ -117,7 +117,7 @@ int ServiceConnection::initializeBus() {
     NRX_TRY(openBus(bus_, address_));
     sd_bus* const bus = bus_.get();
     NRX_TRY(sd_bus_attach_event(bus, loop_.get(), SD_EVENT_PRIORITY_NORMAL));
-    auto const add = [this](auto const& makeSlot) { return makeInto(slots_.emplace_back(), makeSlot); };
+    auto const add = [this](auto const& makeSlot) { return assignFromOutParameter(slots_.emplace_back(), makeSlot); };
     // A filter receives the objects' signals: the rule's own handler would miss signals that precede the rule's reply.
     NRX_TRY(add([&](auto slot) { return sd_bus_add_filter(bus, slot, dispatch<&ServiceConnection::onSignal>, this); }));
     // The connection ends if the bus refuses one of these rules.

@@ -48,7 +48,7 @@ class ActionObserver final : public ForwardingObserver<objbus::ObserverAction> {
 public:
     using ForwardingObserver::ForwardingObserver;
     void notifyResult(unsigned int id, std::vector<objbus::Argument> const& results) override {
-        if (!emitter().emitSignalIfCarried("Result", id, results)) {
+        if (!emitter().emitSignalIfWithinSizeLimit("Result", id, results)) {
             notifyExecutionError(id, television::STATUS_NOT_CARRIED);
         }
     }
@@ -76,7 +76,7 @@ int readValue(ServedObject const& served, T& value) {
         status = object.getValue(value);
     }
     if (status == television::STATUS_OK && wireSize(value) > MAX_MESSAGE_BYTES) {
-        reportObject(served.key(), "cannot be read: " + reasonOf(-EMSGSIZE));
+        printObjectError(served.key(), "cannot be read: " + reasonOf(-EMSGSIZE));
         return television::STATUS_NOT_CARRIED;
     }
     return status;
@@ -118,7 +118,7 @@ int setValue(sd_bus* /*bus*/, char const* /*path*/, char const* /*interface*/, c
     return catchToError(error, [=] {
         T value{};
         if (int const result = read(call, value); result < 0) {
-            return refuseUnread(error, objectOf(found).key(), result);
+            return refuseCall(error, objectOf(found).key(), result);
         }
         int const status = objectOf(found).as<typename PlainKind<T>::Object>().setValue(writeArgument(value));
         return status != television::STATUS_OK ? setStatusError(error, status) : 1;
@@ -129,7 +129,7 @@ int invoke(sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
     return catchToError(error, [=] {
         std::vector<objbus::Argument> arguments;
         if (int const result = read(call, arguments); result < 0) {
-            return refuseUnread(error, objectOf(found).key(), result);
+            return refuseCall(error, objectOf(found).key(), result);
         }
         unsigned int id = 0;
         int const status = objectOf(found).as<objbus::ObjectAction>().invoke(id, arguments);

@@ -50,7 +50,7 @@ std::string systemBusAddress() {
 /// Gives access to the users and groups that the option names. Throws `std::runtime_error`.
 void allow(Permissions& permissions, std::string const& option, std::vector<std::string> const& names, Access access) {
     for (std::string const& name : names) {
-        if (!permissions.allow(name, access)) {
+        if (!permissions.grant(name, access)) {
             throw std::runtime_error(
                 option + ": " +
                 nrx_console::unexpected(name, "a user's name or number, a group's after an @, or any").what());
@@ -77,7 +77,7 @@ int serve(nrx_console::SimulatedTelevision& television, Server& server, sd_event
     }
     auto const execute = [&console](std::string const& line) { return console->execute(line); };
     int status = 0;
-    while (server.runOnce(!input || !input->hasLine())) {
+    while (server.runOnceUnlessTerminated(!input || !input->hasLine())) {
         auto const line = input ? input->takeLine() : std::nullopt;
         if (!line) {
             continue;
