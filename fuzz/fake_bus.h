@@ -5,7 +5,7 @@
 #include "bus/server/server.h"
 #include "fuzz/bus_messages.h"
 
-// A television's connection, and its peer, which replaces the bus.
+// A connection of a television, and the fake bus at the other end.
 
 namespace fuzz {
 
