@@ -21,7 +21,7 @@ LineInput::LineInput(sd_event* loop, int descriptor) : descriptor_(descriptor) {
         }
         // Uses a deferred source for a regular file, which epoll does not accept and which is always readable.
         NRX_TRY(bus::assignFromOutParameter(
-            source_, [&](auto source) { return sd_event_add_defer(loop, source, handleDeferred, this); }));
+            source_, [&](auto source) { return sd_event_add_defer(loop, source, handleRegularFile, this); }));
         return sd_event_source_set_enabled(source_.get(), SD_EVENT_ON);
     };
     if (int const result = addSource(); result < 0) {
@@ -44,7 +44,7 @@ int LineInput::handleReadable(sd_event_source* /*source*/, int /*descriptor*/, u
     return static_cast<LineInput*>(input)->read();
 }
 
-int LineInput::handleDeferred(sd_event_source* /*source*/, void* input) noexcept {
+int LineInput::handleRegularFile(sd_event_source* /*source*/, void* input) noexcept {
     return static_cast<LineInput*>(input)->read();
 }
 

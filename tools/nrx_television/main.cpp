@@ -32,7 +32,7 @@ std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> con
     auto model = nrx_console::loadModel(file);
     for (auto const& [key, content] : model.objects) {
         try {
-            nrx_television::requireCarriedContent(content);
+            nrx_television::requireBusEncodable(content);
         } catch (nrx_console::CommandError const& error) {
             throw nrx_console::ModelError(nrx_console::typed(file.value_or("")) + ": " + nrx_console::typed(key) +
                                           ": " + error.what());
@@ -72,7 +72,7 @@ int serve(nrx_console::SimulatedTelevision& television, Server& server, sd_event
     std::optional<nrx_console::Console> console;
     std::optional<nrx_television::LineInput> input;
     if (commands) {
-        console.emplace(std::make_unique<nrx_television::ServedCommands>(television, server));
+        console.emplace(std::make_unique<nrx_television::ServedTelevisionCommands>(television, server));
         input.emplace(loop, STDIN_FILENO);
     }
     auto const execute = [&console](std::string const& line) { return console->execute(line); };
@@ -127,7 +127,7 @@ int run(int argc, char** argv) {
     bus::Bus bus = bus::server::connectToBus(address.value_or(""));  // May take long. A signal still ends the program.
     blockTerminationSignals();
     bus::server::ServerLoop loop;
-    nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::requireCarriedContent);
+    nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::requireBusEncodable);
     Server server(television.television(), loop, std::move(bus), std::move(permissions));
     server.requestName();
     nrx_console::printLine(std::string("serving ") + bus::SERVICE + ": " + std::to_string(server.objectCount()) +

@@ -18,7 +18,7 @@ Timeline read(std::istream& log, std::string const& name) {
     if (!open || log.bad() || std::ferror(stdin) != 0) {  // std::cin treats a failed read as the end of the input.
         throw std::runtime_error(name + ": cannot be read, expected a log");
     }
-    if (timeline.times.empty()) {
+    if (timeline.eventTimes.empty()) {
         throw std::runtime_error(name + ": found no line of the library among " + std::to_string(timeline.lineCount) +
                                  ", expected its log");
     }
