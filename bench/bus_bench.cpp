@@ -36,7 +36,7 @@ using bench::STRING_LENGTH;
 using bench::Strings;
 using orvane::model_keys::COMMAND;
 using test::ChildProcess;
-using Type = television::PlainKind<Strings>;
+using Type = television::PlainKindTraits<Strings>;
 
 constexpr int BATCH = 20;  ///< The number of exchanges between two readings of the clock.
 

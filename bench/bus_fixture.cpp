@@ -19,7 +19,7 @@ namespace bench {
 namespace {
 
 using orvane::model_keys::COMMAND;
-using Type = television::PlainKind<Strings>;
+using Type = television::PlainKindTraits<Strings>;
 
 class Television {
 public:

@@ -133,7 +133,7 @@ void checkNotifications(Bytes& bytes) {
     }
     auto const deliver = [&released, &model] {
         released.set_value();
-        model.delivery.waitUntilDone();
+        model.delivery.waitUntilPostedAreDelivered();
     };
     endsEarly ? void() : deliver();
     expect(object->disconnect(observer) == 1 && object->disconnect(&otherObserver) == 1, "each observer was connected");

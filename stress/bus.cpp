@@ -40,7 +40,7 @@ struct Client final : orvane::NRXModelAccessClient {
     void onNRXCommandReceived(List const& list) override {
         if (list == List{"started"}) {
             ++starts;
-        } else if (sequence.isGapBefore(list)) {
+        } else if (sequence.recordAndDetectGap(list)) {
             hasMissed = true;
         }
         awaitedTime = isAwaited.exchange(false) ? Clock::now() : awaitedTime.load();
@@ -57,7 +57,7 @@ struct Client final : orvane::NRXModelAccessClient {
 
     std::atomic<int> lists = 0;
     std::atomic<int> starts = 0;
-    ListSequence sequence{};
+    ReceivedListChecker sequence{};
     std::atomic<bool> hasMissed = false;
     std::atomic<bool> isAwaited = false;
     std::atomic<Clock::time_point> awaitedTime{};  ///< When the awaited list arrived.
@@ -156,7 +156,7 @@ void run(int kills, int busKills, int leastFacades) {
     isStopping = true;
     shortLived.join();
     writer.end(SIGKILL);
-    for (List now; decodeList(now) != client.sequence.last;) {  // The client must receive the last list.
+    for (List now; decodeList(now) != client.sequence.lastNumber;) {  // The client must receive the last list.
         access->getAccessValue(COMMAND, now);
     }
     access.reset();
@@ -165,7 +165,7 @@ void run(int kills, int busKills, int leastFacades) {
         fail(std::to_string(left) + " match rules are left, expected 1");
     }
     access = makeListeningFacade(lateClient);
-    access->setAccessValue(COMMAND, encodeList(client.sequence.last + 1));
+    access->setAccessValue(COMMAND, encodeList(client.sequence.lastNumber + 1));
     lateClient.waitForLists(1);
     std::printf(
         "%d kills of the television and %d of the bus, %d while a facade connected and %d while one left; "

@@ -26,10 +26,10 @@ public:
             if (isPresent == (presence_ != Presence::gone)) {
                 return;
             }
-            Presence const changed = !isPresent ? Presence::gone : wasPresent_ ? Presence::back : Presence::reached;
-            call = post(changed, delivery);  // If this throws, `presence_` keeps its value.
+            Presence const changed = !isPresent ? Presence::gone : wasEverPresent_ ? Presence::back : Presence::reached;
+            call = postOrReturnListenerCall(changed, delivery);  // If this throws, `presence_` keeps its value.
             presence_ = changed;
-            wasPresent_ = true;
+            wasEverPresent_ = true;
         }
         call();
     }
@@ -46,7 +46,7 @@ public:
                 delivery->cancel(*listener_->registration);
             }
             listener_.swap(next);
-            call = post(presence_, delivery);
+            call = postOrReturnListenerCall(presence_, delivery);
         }
         next = nullptr;  // With the mutex released, because the listener's data may lock mutexes.
         call();
@@ -63,7 +63,8 @@ private:
 
     /// Posts the presence with the mutex held, so that the listener receives the changes in their order. Returns a
     /// function to call after the unlock. Without a delivery, this function calls the listener.
-    [[nodiscard]] std::function<void()> post(Presence presence, Delivery* delivery) const NRX_REQUIRES(mutex_) {
+    [[nodiscard]] std::function<void()> postOrReturnListenerCall(Presence presence, Delivery* delivery) const
+        NRX_REQUIRES(mutex_) {
         if (!listener_) {
             return [] {};
         }
@@ -82,7 +83,7 @@ private:
 
     mutable Mutex mutex_;
     Presence presence_ NRX_GUARDED_BY(mutex_) = Presence::gone;
-    bool wasPresent_ NRX_GUARDED_BY(mutex_) = false;
+    bool wasEverPresent_ NRX_GUARDED_BY(mutex_) = false;
     std::shared_ptr<ListenerRegistration> listener_ NRX_GUARDED_BY(mutex_);  ///< Null without a listener.
 };
 

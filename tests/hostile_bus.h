@@ -19,7 +19,7 @@ inline constexpr char ITERATOR_PATH[] = "/nrx/Television1/iterator/1";
 inline constexpr char PROPERTIES_CHANGED[] = "PropertiesChanged";
 inline constexpr char INTERFACES_REMOVED[] = "InterfacesRemoved";
 inline constexpr char SYNC_METHOD[] = "Sync";
-inline constexpr auto& LIST_INTERFACE = television::PlainKind<Strings>::INTERFACE;
+inline constexpr auto& LIST_INTERFACE = television::PlainKindTraits<Strings>::INTERFACE;
 inline constexpr auto& PROPERTIES_INTERFACE = bus::PROPERTIES_INTERFACE;
 inline constexpr auto& MANAGER_INTERFACE = bus::MANAGER_INTERFACE;
 

@@ -20,7 +20,7 @@ using Strings = std::vector<std::string>;
 Strings const LONG{"a text that is too long for the string itself to hold"};
 std::string const LIST_PATH = bus::pathOf("l");
 std::string const TABLE_PATH = bus::pathOf("t");
-constexpr auto& LIST_INTERFACE = television::PlainKind<Strings>::INTERFACE;
+constexpr auto& LIST_INTERFACE = television::PlainKindTraits<Strings>::INTERFACE;
 
 /// A connection to the bus.
 struct Client {

@@ -73,7 +73,7 @@ int waitUntilDelivered() {
         RemoteModel& model = RemoteModel::get();
         int const status =
             model.connection.call({MODEL_PATH, MODEL_INTERFACE, SYNC_METHOD}, deadlineAfter(CALL_TIMEOUT), {}, {});
-        model.delivery.waitUntilDone();
+        model.delivery.waitUntilPostedAreDelivered();
         return status;
     });
 }

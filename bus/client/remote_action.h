@@ -8,7 +8,7 @@
 namespace bus {
 
 /// An action. All connected observers receive the answers to all clients' invocations.
-class ActionObject final : public ObjectOf<objbus::ObjectAction, objbus::ObserverAction> {
+class ActionObject final : public ObservedRemoteObject<objbus::ObjectAction, objbus::ObserverAction> {
 public:
     using ObservedObject::ObservedObject;
 

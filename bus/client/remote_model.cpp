@@ -95,7 +95,7 @@ int RemoteModel::connect(std::string const& key, objbus::Observer* observer, obj
         if (attempt->object->observerCount() == 0) {
             attempt->object->handleFirstObserver();
         }
-        attempt->object->connect(observer);
+        attempt->object->addRegistration(observer);
         object = &attempt->object->object();
     }
     if (auto const found = entry.attempts.find(observer); found != entry.attempts.end() && found->second == attempt) {
@@ -187,7 +187,7 @@ int RemoteModel::disconnect(std::string const& key, objbus::Observer* observer, 
             entry.attempts.erase(observer);
             for (auto const& candidate : entry.objects) {
                 if (object == nullptr || &candidate->object() == object) {
-                    ended += candidate->disconnect(observer);
+                    ended += candidate->removeRegistrations(observer);
                 }
             }
         }

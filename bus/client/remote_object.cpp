@@ -16,16 +16,16 @@ namespace bus {
 namespace {
 
 /// An object of a type without client operations.
-class BareObject final : public ObjectOf<objbus::Object, objbus::Observer> {
+class BareObject final : public ObservedRemoteObject<objbus::Object, objbus::Observer> {
 public:
     using ObservedObject::ObservedObject;
     void handleSignal(sd_bus_message* /*signal*/) override {}
 };
 
 /// The object classes, by kind.
-struct Objects {
+struct ObjectClasses {
     template <typename T>
-    using Plain =
+    using PlainValueObject =
         television::PlainObject<T, std::conditional_t<std::is_arithmetic_v<T>, RemoteNumber<T>, RemoteValue<T>>>;
     using Action = ActionObject;
     using Table = TableObject;
@@ -75,8 +75,8 @@ MessageBody propertyArguments(char const* interface, char const* property) {
 
 std::unique_ptr<RemoteObject> makeObject(ModelContext& context, KeyEntry const& entry, objbus::ObjectTypeSpec type) {
     std::unique_ptr<RemoteObject> object;
-    television::objectFor<Objects>(type,
-                                   [&]<typename Object>() { object = std::make_unique<Object>(context, entry, type); });
+    television::dispatchOnObjectType<ObjectClasses>(
+        type, [&]<typename Object>() { object = std::make_unique<Object>(context, entry, type); });
     return object;
 }
 

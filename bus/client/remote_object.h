@@ -63,9 +63,9 @@ public:
     /// Called when the television is gone. Fails the operations that the television has not answered.
     virtual void failPending() {}
     virtual void handleFirstObserver() { endRecovery(); }
-    virtual void connect(objbus::Observer* observer) = 0;
+    virtual void addRegistration(objbus::Observer* observer) = 0;
     /// Cancels the observer's registrations and returns their number.
-    virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
+    virtual std::size_t removeRegistrations(objbus::Observer const* observer) = 0;
     [[nodiscard]] virtual std::size_t observerCount() const = 0;
     /// Called when the television publishes the object. A withdrawn object stays withdrawn.
     void markPublished() { state_ = isWithdrawn() ? State::WITHDRAWN : State::PUBLISHED; }
@@ -91,8 +91,8 @@ protected:
     [[nodiscard]] television::Delivery& delivery() const { return context_.delivery; }
     [[nodiscard]] ServiceConnection& connection() const { return context_.connection; }
     [[nodiscard]] std::string const& path() const;
-    [[nodiscard]] bool notifiesObservers() const { return !isWithdrawn(); }
-    void handleTypeQuery() {}
+    [[nodiscard]] bool shouldNotifyObservers() const { return !isWithdrawn(); }
+    void handleGetType() {}
 
     /// Writes a debug line for an operation that failed without another line. Returns the status.
     int reportRefusal(char const* operation, int status) const noexcept;
@@ -113,7 +113,7 @@ private:
 };
 
 template <typename Interface, typename Obs>
-using ObjectOf = television::ObservedObject<Interface, Obs, RemoteObject>;
+using ObservedRemoteObject = television::ObservedObject<Interface, Obs, RemoteObject>;
 
 /// Makes an object of the class that implements the platform's interface for the type.
 std::unique_ptr<RemoteObject> makeObject(ModelContext& context, KeyEntry const& entry, objbus::ObjectTypeSpec type);

@@ -197,7 +197,7 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     }
     auto const registration = destroyed->registration();
     delivery().cancel(*registration);
-    delivery().waitWhileRunning(registration->observer, registration->source);
+    delivery().waitWhileRunning(registration->observer, registration->notificationSource);
     return television::STATUS_OK;
 }
 

@@ -46,7 +46,7 @@ private:
 };
 
 /// A table, and this process's iterators over the table.
-class TableObject final : public ObjectOf<objbus::ObjectTable, objbus::ObserverTable> {
+class TableObject final : public ObservedRemoteObject<objbus::ObjectTable, objbus::ObserverTable> {
 public:
     using ObservedObject::ObservedObject;
 

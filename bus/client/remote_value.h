@@ -16,9 +16,9 @@ namespace bus {
 
 /// An object whose plain value the television holds.
 template <typename T>
-class RemoteValue
-    : public ObjectOf<typename television::PlainKind<T>::Object, typename television::PlainKind<T>::Observer> {
-    using Kind = television::PlainKind<T>;
+class RemoteValue : public ObservedRemoteObject<typename television::PlainKindTraits<T>::Object,
+                                                typename television::PlainKindTraits<T>::Observer> {
+    using Kind = television::PlainKindTraits<T>;
 
 public:
     using RemoteValue::ObservedObject::ObservedObject;

@@ -106,7 +106,7 @@ using WireNumber = std::conditional_t<std::is_same_v<Number, long long>, std::in
 
 /// The D-Bus type of a number.
 template <typename Number>
-constexpr char NUMBER_TYPE = television::PlainKind<Number>::SIGNATURE[0];
+constexpr char NUMBER_TYPE = television::PlainKindTraits<Number>::SIGNATURE[0];
 template <>
 inline constexpr char NUMBER_TYPE<unsigned int> = SD_BUS_TYPE_UINT32;
 

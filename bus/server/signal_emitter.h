@@ -124,7 +124,7 @@ private:
     static int appendChange(sd_bus_message* message, std::string const& interface, T const& value) {
         NRX_TRY(append(message, interface));
         NRX_TRY(appendContainer(message, SD_BUS_TYPE_ARRAY, "{sv}", [&] {
-            return appendProperty(message, "Value", television::PlainKind<T>::SIGNATURE, value);
+            return appendProperty(message, "Value", television::PlainKindTraits<T>::SIGNATURE, value);
         }));
         return append(message, std::vector<std::string>());  // No property is invalidated.
     }

@@ -194,7 +194,7 @@ private:
 template <typename T>
 bool checkDisconnectFrom(std::string const& check, std::string const& key) {
     auto const handler = std::make_shared<BlockingHandler>();
-    ValueAccessT<typename television::PlainKind<T>::Observer> access(key, handler);
+    ValueAccessT<typename television::PlainKindTraits<T>::Observer> access(key, handler);
     T value{};
     if (int const status = access.getValue(value); status != STATUS_OK) {  // The read connects.
         return warn(check, textOf(status, ""), "a value that can be read");

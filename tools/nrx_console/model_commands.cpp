@@ -104,7 +104,7 @@ void write(Words const& arguments) {
     AnyObject object(arguments[0]);
     object.useValueType([&]<typename T>() {
         Content const content =
-            contentFromWords(television::PlainKind<T>::NAME, {arguments.begin() + 1, arguments.end()});
+            contentFromWords(television::PlainKindTraits<T>::NAME, {arguments.begin() + 1, arguments.end()});
         auto const& value = std::get<T>(std::get<television::Value>(content));
         expectAccepted(arguments[0], object.access().setValue(value));
     });
@@ -235,7 +235,7 @@ void ModelCommands::watch(Words const& arguments) {
     std::unique_ptr<ValueAccessBase> access;
     AnyObject object(arguments[0]);
     object.useValueType([&]<typename T>() {
-        using Access = ValueAccessT<typename television::PlainKind<T>::Observer>;
+        using Access = ValueAccessT<typename television::PlainKindTraits<T>::Observer>;
         access = std::make_unique<Access>(key, std::make_shared<WatchPrinter>(key));
     });
     if (watched_.contains(key)) {

@@ -97,7 +97,7 @@ private:
 Words fileTypes() {
     Words names;
     television::anyOfPlainKinds([&names]<typename T>() {
-        names.push_back(television::PlainKind<T>::NAME);
+        names.push_back(television::PlainKindTraits<T>::NAME);
         return false;
     });
     names.insert(names.end(), {ACTION, TABLE});
@@ -272,8 +272,8 @@ Words wordsOfValue(television::Value const& value) {
 std::string typeName(objbus::ObjectTypeSpec type) {
     std::string name;
     bool const isPlain = television::anyOfPlainKinds([&]<typename T>() {
-        name = television::PlainKind<T>::NAME;
-        return type == television::PlainKind<T>::TYPE;
+        name = television::PlainKindTraits<T>::NAME;
+        return type == television::PlainKindTraits<T>::TYPE;
     });
     if (isPlain) {
         return name;

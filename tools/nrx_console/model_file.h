@@ -56,7 +56,7 @@ std::string typeNames();
 template <typename Use>
 bool usePlainKind(std::string const& name, Use const& use) {
     return television::anyOfPlainKinds([&]<typename T>() {
-        bool const isNamed = name == television::PlainKind<T>::NAME;
+        bool const isNamed = name == television::PlainKindTraits<T>::NAME;
         if (isNamed) {
             use.template operator()<T>();
         }
