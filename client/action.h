@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -32,6 +33,10 @@ using Answer = Result<std::vector<std::string>>;
 
 namespace detail {
 
+/// The identifier of the newest invocation of this layer, if the television does not set another identifier. Distinct,
+/// because the television notifies all clients of an action of each answer. Counts down from the largest number.
+inline std::atomic<unsigned int> NRX_EXPORT lastActionId = 0;
+
 /// The calls of an action that have no answer yet. Receives the answers from the access object.
 class PendingCalls final : public HandlerQueue, public support::ActionHandler {
 public:
@@ -56,7 +61,7 @@ public:
                 }
             }
         } const invocation(*this);
-        auto id = static_cast<unsigned int>(-1);
+        unsigned int id = --lastActionId;
         int const status = invoke(id);
         if (status != support::STATUS_OK) {
             return (*receiver)(failure(Cause::STATUS, status));
@@ -117,9 +122,10 @@ private:
 ///     auto const answer = timer.call({"30"}, 2s);
 ///     answer ? show(answer->at(0)) : log(describe(answer.error()));
 ///
-/// A failure of a call has one of these causes. `STATUS`: the action was not started (5: not obtained in time; 6: no
-/// action, or too many arguments; another status: the model's own). `EXECUTION_ERROR`: the action was started and
-/// failed. `NO_ANSWER`: the action was started, but its answer did not arrive in time. A later answer is dropped.
+/// A failure of a call has one of these causes. `STATUS`: the library did not start the action (5: not obtained in
+/// time; 6: no action, or too many arguments), or the model refused the action with its own status. `EXECUTION_ERROR`:
+/// the action was started and failed. `NO_ANSWER`: the action was started, but its answer did not arrive in time. A
+/// later answer is dropped.
 ///
 /// Connects, and is used and destroyed, like a `Property`. After the destruction, handlers of unanswered calls are
 /// never called.
@@ -132,8 +138,8 @@ public:
     }
 
     /// Starts the action and waits for its answer. `timeout` includes the connect, but not the model's own `invoke`. If
-    /// the connect takes longer, the action is not started. In a handler that the delivery thread runs, the call fails
-    /// at once with `WOULD_DEADLOCK` and starts no action.
+    /// this time ends before the action is started (always for 0), the action is not started. In a handler that the
+    /// delivery thread runs, the call fails at once with `WOULD_DEADLOCK` and starts no action.
     Answer call(Arguments const& arguments, std::chrono::milliseconds timeout) {
         auto const calls = access_->queue;
         if (detail::isNotified) {
@@ -176,7 +182,7 @@ private:
             for (std::string const& text : arguments) {
                 records.push_back({0, static_cast<std::int8_t>(records.size()), 0, text});
             }
-            int const status = access_->isConnected() ? detail::support::STATUS_OK : access_->connectUntil(deadline);
+            int const status = access_->connectUntil(deadline);
             if (status != detail::support::STATUS_OK) {
                 return status;
             }

@@ -111,7 +111,7 @@ private:
 /// The destructor ends the registration and waits for a running handler, except for a handler that runs the destructor.
 /// No handler runs afterwards. Any thread may destroy a property while no other thread is in one of its operations. A
 /// handler may destroy the property at any time. If the disconnect fails (the root interface is gone, or the model
-/// throws), a part of the property stays allocated and ignores notifications. The destructor then does not wait.
+/// throws or returns a status other than 0), a part of the property stays allocated and ignores notifications.
 template <typename T>
 class Property {
 public:
@@ -119,8 +119,9 @@ public:
     explicit Property(std::string const& key, Executor executor = {})
         : access_(new detail::PropertyAccess<T>(key, std::make_shared<detail::Watch<T>>(std::move(executor)))) {}
 
-    /// Connects within `timeout`, rounded up to 100 milliseconds. Needed only if the model object may appear after more
-    /// than a second. Status 5: not obtained in time; 6: another type; 8: the key is "missing".
+    /// Connects, with an attempt every 100 milliseconds until the pauses have lasted `timeout`. The attempts take time
+    /// too. Fails at once without a root interface. Needed only if the model object may appear after more than a
+    /// second. Status 5: not obtained in time; 6: another type; 8: the key is "missing".
     Result<void> connect(std::chrono::milliseconds timeout) {
         return access_->result("connect", access_->connectUntil(detail::deadlineAfter(timeout)));
     }
@@ -143,7 +144,8 @@ public:
     /// change. The calls have the model's order and do not overlap. The last call has the model's value. After the
     /// current value, the handler may receive earlier changes once more.
     ///
-    /// Without an executor this thread makes the first calls before the return. A failure has the statuses of `get` and
+    /// Without an executor this thread makes the first calls before the return, and the calls of changes that arrive
+    /// during these calls. A failure has the statuses of `get` and
     /// installs no handler. A second handler fails with `WATCHED_ALREADY`. To stop, destroy the property.
     template <typename Handler>
     Result<void> watch(Handler&& handler) {

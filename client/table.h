@@ -33,8 +33,13 @@ public:
     /// Accepts only a table. The base accepts an object of any type.
     int connect(int timeoutMs) override {
         int const status = TableAccess::connect(timeoutMs);
-        if (status != support::STATUS_OK || getType() == objbus::OBJECT_TYPE_TABLE) {
-            return status;
+        try {
+            if (status != support::STATUS_OK || getType() == objbus::OBJECT_TYPE_TABLE) {
+                return status;
+            }
+        } catch (...) {
+            disconnect();
+            throw;
         }
         disconnect();
         return support::STATUS_ERR_VALUE_TYPE_MISMATCH;
@@ -69,11 +74,12 @@ public:
 
     void notifyReadRowChunk(std::vector<Row const*> const& rows) override {
         IteratorAccess::notifyReadRowChunk(rows);
-        std::lock_guard const lock(mutex_);
-        arrived_.emplace();
+        std::vector<Row> page;
         for (Row const* const row : rows) {
-            arrived_->push_back(*row);
+            page.push_back(*row);
         }
+        std::lock_guard const lock(mutex_);
+        arrived_ = std::move(page);
         changed_.notify_all();
     }
     void notifyIteratorReady(int status) override {
@@ -131,8 +137,10 @@ private:
         } catch (...) {  // A failure of the platform.
             return false;
         }
-        // The destructor disconnects the table once more, which has no effect.
-        return tableAccess == nullptr || endRegistration(*this, name, tableAccess.get(), tableAccess->getAccess());
+        if (tableAccess != nullptr && endRegistration(*this, name, tableAccess.get(), tableAccess->getAccess())) {
+            delete tableAccess.release();  // `TableRelease` would disconnect once more.
+        }
+        return tableAccess == nullptr;
     }
 
     int const pageSize_;
@@ -198,9 +206,10 @@ public:
         : key_(key),
           watcher_(new detail::TableWatcher(key, std::make_shared<detail::Watch<int>>(std::move(executor)))) {}
 
-    /// Returns the rows, with the numbered columns (empty: all), in pages of `page` rows. Each page may take `timeout`.
-    /// The loop reads the pages. The `Rows` may outlive the table. If the table changes during the loop, a row may
-    /// appear twice or not at all. In a handler that the delivery thread runs, the result is `WOULD_DEADLOCK`.
+    /// Returns the rows, with the numbered columns (empty: all), in pages of `page` rows. The answer to each page may
+    /// take `timeout`. The first page also connects and makes an iterator. The loop reads the pages. The `Rows` may
+    /// outlive the table. If the table changes during the loop, a row may appear twice or not at all. In a handler that
+    /// the delivery thread runs, the result is `WOULD_DEADLOCK`.
     [[nodiscard]] Rows rows(std::vector<int> const& columns, int page,
                             std::chrono::milliseconds timeout = detail::DEFAULT_TIMEOUT) const {
         return Rows(new detail::PageReader(key_, columns, page, timeout));

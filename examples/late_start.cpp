@@ -5,6 +5,7 @@
 #include <chrono>
 #include <future>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
@@ -34,8 +35,9 @@ int main() {
     // One thread at a time may use the facade. The listener runs on the television's thread, so that this thread waits
     // for the listener. For a television on a bus, bus/bus_platform.h has `setPresenceListener`.
     std::promise<void> reached;
-    simulator::setPresenceListener([&reached](television::Presence presence) {
-        if (presence == television::Presence::reached) {  // The listener receives `reached` once at most.
+    simulator::setPresenceListener([&reached, isReached = false](television::Presence presence) mutable {
+        // A television that was lost and returns is `back`. A promise takes one value.
+        if (presence != television::Presence::gone && !std::exchange(isReached, true)) {
             reached.set_value();
         }
     });

@@ -1,6 +1,7 @@
 // Lets the platform library read and handle messages with random content, and append random values. A tree of items
 // holds the expected content of each message.
 
+#include "bus/client/failure.h"
 #include "fuzz/bus_messages.h"
 #include "television/status.h"
 
@@ -116,6 +117,7 @@ void checkTexts(Bytes& bytes) {
     expect(bus::statusOfError(statusError) == statusIn(text.c_str()), "a status is a number");
     sd_bus_error const otherError{text.c_str(), "0", 0};
     expect(bus::statusOfError(otherError) != 0, "no error is a success");
+    expect(bus::statusOfSendError(-ENOMEM) == television::STATUS_NO_RESOURCES, "a call without memory has its status");
 }
 
 }  // namespace

@@ -74,7 +74,7 @@ inline int appendItem(sd_bus_message* message, MessageItem const& item, int dept
     std::string const contents = first == 'v'   ? item.items[0].type
                                  : first == 'a' ? item.type.substr(1)
                                                 : item.type.substr(1, item.type.size() - 2);
-    char const kind = first == '(' ? SD_BUS_TYPE_STRUCT : first == '{' ? SD_BUS_TYPE_DICT_ENTRY : first;
+    char const kind = first == '(' ? char{SD_BUS_TYPE_STRUCT} : first == '{' ? char{SD_BUS_TYPE_DICT_ENTRY} : first;
     int result = sd_bus_message_open_container(message, kind, contents.c_str());
     for (auto inner = item.items.begin(); result >= 0 && inner != item.items.end(); ++inner) {
         result = appendItem(message, *inner, depth + 1);

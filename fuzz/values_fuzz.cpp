@@ -1,11 +1,18 @@
 // Runs random steps on a few value objects, and the same steps on the reference model.
 
+#include <locale>
 #include <span>
 
 #include "fuzz/values_model.h"
 
 namespace fuzz {
 namespace {
+
+/// A locale of the host, which must change no text.
+struct GroupedDigits : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+};
 
 /// A value object and its model. The value object may be an element of another value object at any depth.
 struct Target {
@@ -211,6 +218,8 @@ private:
 }  // namespace fuzz
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    static std::locale const previous =
+        std::locale::global(std::locale(std::locale::classic(), new fuzz::GroupedDigits));
     fuzz::Program(data, size).run();
     return 0;
 }

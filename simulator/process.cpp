@@ -3,7 +3,7 @@
 #include <boost/make_shared.hpp>
 
 #include "simulator/model.h"
-#include "television/report.h"
+#include "television/root_interface_base.h"
 #include "television/root_reference.h"
 
 namespace frame {
@@ -13,15 +13,15 @@ namespace {
 /// Exists as long as the process, because a client may keep the pointer while no television is on.
 class Root final : public television::RootInterfaceBase {
 public:
-    int connectObject(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
-        auto const model = simulator::Model::current();
-        int const status = model ? model->connect(key, observer, object) : simulator::STATUS_NO_TELEVISION;
-        return television::reportRefusal("connect", key.c_str(), status);
-    }
-
     int disconnectObject(std::string const& key, objbus::Observer* observer, objbus::Object* object) override {
         auto const model = simulator::Model::current();
         return model ? model->disconnect(key, observer, object) : simulator::STATUS_NO_TELEVISION;
+    }
+
+private:
+    int connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
+        auto const model = simulator::Model::current();
+        return model ? model->connect(key, observer, object) : simulator::STATUS_NO_TELEVISION;
     }
 };
 

@@ -30,10 +30,7 @@ television::PresenceNotifier& notifier() {
 
 television::Presence presence() { return notifier().presence(); }
 
-void setPresenceListener(television::PresenceListener listener) {
-    auto const model = Model::current();
-    notifier().setListener(std::move(listener), model ? &model->delivery : nullptr);
-}
+void setPresenceListener(television::PresenceListener listener) { notifier().setListener(std::move(listener)); }
 
 std::shared_ptr<Model> Model::current() {
     MutexLock const lock(currentMutex);
@@ -48,7 +45,7 @@ Television::Television() : model_(std::make_shared<Model>()) {
         }
         currentModel = model_;
     }
-    notifier().setPresent(true, &model_->delivery);
+    notifier().setPresent(true, std::shared_ptr<Delivery>(model_, &model_->delivery));
 }
 
 Television::~Television() {

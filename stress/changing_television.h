@@ -19,9 +19,8 @@ public:
         publish(EVENT, List{});
         publish(VALUE, 0);
         publishTable(TABLE, {});
-        publishAction(SOURCE_SWITCH, [](auto const& /*arguments*/) {
-            return simulator::ActionAnswer{.outcome = simulator::ActionAnswer::Results{{0, 0, 0, "done"}}};
-        });
+        publishAction(SOURCE_SWITCH,
+                      [](auto const& arguments) { return simulator::ActionAnswer{.outcome = arguments}; });
         thread_ = std::jthread([this](std::stop_token const& stop) { runChanges(stop); });
     }
 

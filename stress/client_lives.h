@@ -4,6 +4,7 @@
 
 #include "client/action.h"
 #include "client/property.h"
+#include "client/table.h"
 #include "stress/changing_television.h"
 
 // Lives of the objects of the layer in client/, with handlers on the delivery thread, or each on a thread of its own.
@@ -36,12 +37,29 @@ inline void watchProperty(ChangingTelevision& /*television*/, int round) {
 /// Calls from two threads, and leaves a call behind.
 inline void callAction(ChangingTelevision& /*television*/, int round) {
     constexpr std::chrono::seconds LONG(60);
-    List const done{"done"};
     orvane::client::Action action(SOURCE_SWITCH, executorOf(round));
-    auto const call = [&] { expect(action.call({}, LONG).value_or({}) == done, "a call has its answer"); };
-    std::jthread const other(call);
-    call();
-    action.call({}, [&done](auto const& answer) { expect(*answer == done, "an answer arrives before the end"); });
+    auto const call = [&](List const& sent) {
+        expect(action.call(sent, LONG).value_or({}) == sent, "a call has its answer");
+    };
+    std::jthread const other(call, List{"other"});
+    call({"own"});
+    List const left{"left"};
+    action.call(left, [left](auto const& answer) { expect(*answer == left, "an answer arrives before the end"); });
+}
+
+/// Watches a table, and reads its two rows while they change.
+inline void readTable(ChangingTelevision& /*television*/, int round) {
+    std::atomic<int> updates = 0;
+    orvane::client::Table table(TABLE, executorOf(round));
+    auto const watched = table.watch([&updates](int /*update*/) { ++updates; });
+    while (updates == 0) {
+        auto rows = table.rows({}, 1 + round % 3, std::chrono::seconds(60));
+        int rowCount = 0;
+        for (List const& row : rows) {
+            rowCount += decodeList(row) != 0 ? 1 : 0;
+        }
+        expect(watched && rows.result() && rowCount == 2, "a table has all its rows");
+    }
 }
 
 }  // namespace stress

@@ -50,9 +50,14 @@ NRX_PLAIN_KINDS(NRX_DESCRIBE_KIND)
 /// Calls `use.operator()<T>()` for the value type of each kind until a call returns true, and returns that result.
 template <typename Use>
 bool anyOfPlainKinds(Use const& use) {
-#define NRX_USE(T, ...) || use.template operator()<T>()
-    return false NRX_PLAIN_KINDS(NRX_USE);
+    bool isUsed = false;
+#define NRX_USE(T, ...)                        \
+    if (!isUsed) {                             \
+        isUsed = use.template operator()<T>(); \
+    }
+    NRX_PLAIN_KINDS(NRX_USE)
 #undef NRX_USE
+    return isUsed;
 }
 
 /// Calls `make.operator()<Class>()` for the class of `Classes` that serves objects of the type. A client casts an

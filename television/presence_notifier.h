@@ -10,16 +10,19 @@
 
 namespace television {
 
-/// The presence of a television, and the listener of its changes. The thread of `delivery` calls the listener. If
-/// `delivery` is null, the thread that changes the presence or sets the listener calls the listener.
+/// The presence of a television, and the listener of its changes. The thread of the delivery calls the listener. While
+/// the delivery is null, the thread that changes the presence or sets the listener calls the listener.
 class PresenceNotifier {
 public:
+    explicit PresenceNotifier(std::shared_ptr<Delivery> delivery = nullptr) : delivery_(std::move(delivery)) {}
+
     [[nodiscard]] Presence presence() const NRX_EXCLUDES(mutex_) {
         MutexLock const lock(mutex_);
         return presence_;
     }
 
-    void setPresent(bool isPresent, Delivery* delivery) NRX_EXCLUDES(mutex_) {
+    /// `delivery` also notifies the listeners that are set from now on.
+    void setPresent(bool isPresent, std::shared_ptr<Delivery> delivery) NRX_EXCLUDES(mutex_) {
         std::function<void()> call;
         {
             MutexLock const lock(mutex_);
@@ -27,26 +30,29 @@ public:
                 return;
             }
             Presence const changed = !isPresent ? Presence::gone : wasEverPresent_ ? Presence::back : Presence::reached;
-            call = postOrReturnListenerCall(changed, delivery);  // If this throws, `presence_` keeps its value.
+            call = postOrReturnListenerCall(changed, delivery.get());  // If this throws, `presence_` keeps its value.
             presence_ = changed;
+            delivery_.swap(delivery);
             wasEverPresent_ = true;
         }
         call();
     }
 
     /// Replaces the listener. The new listener receives the current presence first. Waits while the old listener runs.
-    void setListener(PresenceListener listener, Delivery* delivery) NRX_EXCLUDES(mutex_) {
+    void setListener(PresenceListener listener) NRX_EXCLUDES(mutex_) {
         auto next = listener ? std::make_shared<ListenerRegistration>(ListenerRegistration{
                                    std::move(listener), std::make_shared<Registration>(Registration{nullptr, this})})
                              : nullptr;
         std::function<void()> call;
+        std::shared_ptr<Delivery> delivery;
         {
             MutexLock const lock(mutex_);
+            delivery = delivery_;
             if (listener_ && delivery != nullptr) {
                 delivery->cancel(*listener_->registration);
             }
             listener_.swap(next);
-            call = postOrReturnListenerCall(presence_, delivery);
+            call = postOrReturnListenerCall(presence_, delivery.get());
         }
         next = nullptr;  // With the mutex released, because the listener's data may lock mutexes.
         call();
@@ -84,6 +90,9 @@ private:
     mutable Mutex mutex_;
     Presence presence_ NRX_GUARDED_BY(mutex_) = Presence::gone;
     bool wasEverPresent_ NRX_GUARDED_BY(mutex_) = false;
+    /// Changes with the presence, so that a new listener's first call is not posted to the delivery of a lost
+    /// television.
+    std::shared_ptr<Delivery> delivery_ NRX_GUARDED_BY(mutex_);
     std::shared_ptr<ListenerRegistration> listener_ NRX_GUARDED_BY(mutex_);  ///< Null without a listener.
 };
 

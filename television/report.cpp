@@ -28,8 +28,8 @@ void report(char const* tag, char const* line) noexcept {
     writeIfAdmitted(LogLevel::error, [=] { debugOutput("ERROR [%s] %s\n", tag, line); });
 }
 
-int reportRefusal(char const* operation, char const* key, int status) noexcept {
-    if (status != STATUS_OK) {
+int reportRefusal(char const* operation, char const* key, int status, bool hasResult) noexcept {
+    if (status != STATUS_OK || !hasResult) {
         writeIfAdmitted(LogLevel::debug,
                         [=] { debugOutput("DEBUG [TELEVISION] %s refused: %s, status %d\n", operation, key, status); });
     }

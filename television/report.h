@@ -10,8 +10,8 @@ void readLogEnvironment();
 /// memory for a short line. Must not be called with a lock held, because the program's log sink may run.
 void report(char const* tag, char const* line) noexcept;
 
-/// Writes one line of severity "debug" that the television refused an operation on a key, unless the status is 0.
-/// Returns the status. The same holds as for `report`.
-int reportRefusal(char const* operation, char const* key, int status) noexcept;
+/// Writes one line of severity "debug" that the television refused an operation on a key, unless the status is 0 and
+/// the operation had its result. Returns the status. The same holds as for `report`.
+int reportRefusal(char const* operation, char const* key, int status, bool hasResult = true) noexcept;
 
 }  // namespace television

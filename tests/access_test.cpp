@@ -139,7 +139,9 @@ public:
         tv.setRootLookup(refusal.root);
         tv.failConnects(KEY, refusal.unavailable);
         testing::internal::CaptureStdout();
+        takeSleeps();
         EXPECT_EQ(access->connect(0), refusal.status());
+        EXPECT_TRUE(takeSleeps().empty());
         bool const reported = refusal.root == RootLookup::refused || refusal.root == RootLookup::emptyReference;
         EXPECT_EQ(testing::internal::GetCapturedStdout(), reported ? "get interface Reference failed.\n" : "");
         std::string const vs = "test.key,( " + std::to_string(published) + " ) vs " + kind.observer + " ";
@@ -183,7 +185,8 @@ TEST_P(AccessTest, ReadsAndWritesOfAnotherTypeFailAndLogTheType) {
         auto const type = static_cast<ObjectTypeSpec>(number);
         TableAccess access(KEY);  // Accepts objects of every type.
         publish(type);
-        EXPECT_EQ(access.connect(0), 0);
+        EXPECT_EQ(access.connect(0) + access.connect(0), 0);
+        EXPECT_EQ(tv.registrations(KEY), 1);
         for (Operation const& operation : OPERATIONS) {
             bool const fits = operation.accepted.contains(type);
             auto const value = tv.get(KEY);
@@ -219,25 +222,6 @@ TEST_P(AccessTest, AnIteratorNeedsATableAndHasNoObject) {
         expectLines(table ? Lines{} : Lines{ITERATOR.error("create", failed + "6")});
         EXPECT_EQ(access.destroy(), 0);
     }
-}
-
-TEST_P(AccessTest, TheBudgetLimitsAttemptsAndSleeps) {
-    for (Kind const& kind : KINDS) {
-        auto const access = kind.make();
-        for (auto const& [budgetMs, attempts, sleeps] : std::vector<std::tuple<int, int, std::size_t>>{
-                 {INT_MIN, 1, 0}, {0, 1, 0}, {1, 1, 1}, {101, 2, 2}, {1000, 10, 10}}) {
-            int const before = tv.counts(KEY).connectAttempts;
-            EXPECT_EQ(access->connect(budgetMs), 5);
-            EXPECT_EQ(tv.counts(KEY).connectAttempts - before, attempts) << budgetMs;
-            EXPECT_EQ(takeSleeps(), std::vector<unsigned int>(sleeps, 100000)) << budgetMs;
-        }
-        publish(kind.type);
-        EXPECT_EQ(access->connect(0) + access->connect(0), 0);
-        EXPECT_EQ(tv.registrations(KEY), 1);
-        access->disconnect();
-        tv.withdraw(KEY);
-    }
-    EXPECT_EQ(tv.counts(KEY).disconnects, static_cast<int>(std::size(KINDS)));
 }
 
 TEST_P(AccessTest, ExceptionsOfTheModelLeaveNoRegistration) {

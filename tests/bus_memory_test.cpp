@@ -6,7 +6,6 @@
 
 #include "failing_allocations.h"
 #include "hostile_bus.h"
-#include "stress/program.h"
 #include "television/catch_to_status.h"
 #include "television/root_reference.h"
 
@@ -21,8 +20,6 @@ extern "C" __attribute__((visibility("default"))) int connect(int socket, sockad
 }
 
 namespace test::bus_memory_test {
-
-constexpr std::chrono::seconds LONGEST_OPERATION{20};
 
 Strings const PRESENT{"x", "y"};  // The list in the valid signal.
 Strings const MISSED{"a list that the clients miss while they are not on the bus"};
@@ -98,34 +95,22 @@ struct BusMemory : HostileBus {
     std::map<std::string, int> iteratorCounts;  ///< The number of iterators by connection.
 };
 
-int sync(Clients& /*clients*/) { return bus::waitUntilDelivered(); }
+void doNothing(BusMemory& /*test*/) {}
 
-/// A client's operation, which runs while the test serves calls, and the test's step before the operation.
-struct Operation {
-    char const* name;
-    int (*use)(Clients& clients);
-    void (*prepare)(BusMemory& test) = [](BusMemory& /*test*/) {};
-};
+/// The test's step before an operation, and a client's operation, which runs while the test serves calls.
+using Operation = std::tuple<char const*, void (*)(BusMemory& test), int (*)(Clients& clients)>;
 constexpr Operation OPERATIONS[] = {
-    {"connect",
+    {"connect", doNothing,
      [](Clients& /*clients*/) {
          RecordingObserver<int> observer;
-         Object* object = nullptr;
-         int const status = root().connectObject("y", &observer, object);
-         EXPECT_EQ(object != nullptr, status == 0);
-         EXPECT_EQ(root().disconnectObject("y", &observer, object), 0);
+         int const status = connectOnce("y", &observer);
+         EXPECT_EQ(root().disconnectObject("y", &observer, nullptr), 0);
          return status;
      }},
-    {"read", [](Clients& clients) { return clients.list.readStatus(); }},
-    {"write", [](Clients& clients) { return clients.list.write(PRESENT); }},
-    {"invoke",
-     [](Clients& clients) {
-         unsigned int id = 5;
-         int const status = clients.action->invoke(id, {{1, 2, 3, MISSED[0]}});
-         EXPECT_EQ(id, status == 0 ? 1 : 5);
-         return status;
-     }},
-    {"iterate",
+    {"read", doNothing, [](Clients& clients) { return clients.list.readStatus(); }},
+    {"write", doNothing, [](Clients& clients) { return clients.list.write(PRESENT); }},
+    {"invoke", doNothing, invoke},
+    {"iterate", doNothing,
      [](Clients& clients) {
          TableIterator* const made = clients.iterate();
          if (made == nullptr) {
@@ -135,56 +120,48 @@ constexpr Operation OPERATIONS[] = {
          made->readRowChunk(1);
          return clients.table->destroyIterator(made);
      }},
-    {"list",
-     [](Clients& /*clients*/) {
-         std::map<std::string, ObjectTypeSpec> objects;
-         return bus::listObjects(objects);
-     }},
-    {"signals", sync,
+    {"list", doNothing, listAll},
+    {"signals",
      [](BusMemory& test) {
          std::ranges::for_each(VALID_SIGNALS, [&test](Signal const& signal) { test.send(signal); });
          test.send({ITERATOR_PATH, bus::ITERATOR_INTERFACE, "RowChunkRead", makeBody("aas", 1, 1, MISSED[0].c_str())});
          test.send({LIST_PATH, PROPERTIES_INTERFACE, PROPERTIES_CHANGED,
                     makeBody("sa{sv}as", LIST_INTERFACE, 1, "Value", "as", 1, MISSED[0].c_str(), 0)});
-     }},
-    {"loss of the television, and its return", sync,
+     },
+     sync},
+    {"loss of the television, and its return",
      [](BusMemory& test) {
          EXPECT_GE(sd_bus_release_name(test.television.get(), bus::SERVICE), 0);
          EXPECT_NE(test.run(sync), 0);
          test.change();
          test.iteratorCounts.clear();
          EXPECT_GE(sd_bus_request_name(test.television.get(), bus::SERVICE, 0), 0);
-     }},
-    {"loss of the bus, and its return", sync,
+     },
+     sync},
+    {"loss of the bus, and its return",
      [](BusMemory& test) {
          test.change();
          EXPECT_EQ(::shutdown(clientSocket, SHUT_RDWR), 0);
          test.run(sync);
-     }},
+     },
+     sync},
 };
 
 TEST_F(BusMemory, MayRunOutAtAnyMoment) {
-    stress::Watchdog watchdog(LONGEST_OPERATION);
-    /// Returns whether the operation needs at most `allocations` allocations.
-    auto const getsThrough = [&](Operation const& operation, int allocations, bool lasts) {
-        SCOPED_TRACE(operation.name + (", allocation " + std::to_string(allocations)) + (lasts ? " and later" : ""));
-        watchdog.kick();
+    failEachAllocation(OPERATIONS, [this](Operation const& operation, int allocations, bool lasts) {
+        auto const& [name, prepare, use] = operation;
         bool isThrough = false;
         {
             ScopedAllocationFailure const failure(allocations, lasts);
-            operation.prepare(*this);
-            int const status = run(operation.use);
+            prepare(*this);
+            int const status = run(use);
             isThrough = !ScopedAllocationFailure::hasHappened();
             EXPECT_THAT(status, testing::AnyOf(0, 101, 121, 122, 125));
             EXPECT_TRUE(!isThrough || status == 0) << status;
         }
         restore();
         return isThrough;
-    };
-    for (Operation const& operation : OPERATIONS) {
-        auto const run = [&](int allocations, bool lasts) { return getsThrough(operation, allocations, lasts); };
-        EXPECT_GT(test::failEachAllocation(operation.name, run), 0);
-    }
+    });
 }
 
 }  // namespace test::bus_memory_test

@@ -166,6 +166,8 @@ class Television(Program):
 class Client:
     """A connection to a bus."""
 
+    patience = PATIENCE
+
     def __init__(self, bus):
         self.connection = dbus.bus.BusConnection(bus.address)
 
@@ -175,7 +177,7 @@ class Client:
         interface, _, member = method.rpartition(".")
         try:
             return self.connection.call_blocking(receiver, path if path.startswith("/") else f"{MODEL}/{path}",
-                                                 interface or None, member, signature, arguments, timeout=PATIENCE)
+                                                 interface or None, member, signature, arguments, timeout=self.patience)
         except dbus.DBusException as error:
             name = error.get_dbus_name()
             return f"status {error.get_dbus_message()}" if name == NAME + ".Error.Status" else name
@@ -197,7 +199,7 @@ class Client:
         return self.call(table, f"{NAME}.Table.CreateIterator", "ia(iis)aia(ii)", 0, selections, columns, orders)
 
     def destroy_iterator(self, iterator, table="rows"):
-        return self.call(table, f"{NAME}.Table.DestroyIterator", "o", iterator)
+        return self.call(table, f"{NAME}.Table.DestroyIterator", "o", dbus.ObjectPath(iterator))
 
     def forge_leave(self, other):
         """Sends the bus's signal that the other client has left, although this client is not the bus."""

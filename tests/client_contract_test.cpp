@@ -190,6 +190,13 @@ TEST_F(ClientLifetime, RowsArriveInPagesAndNothingWaitsForTheDeliveryThreadOnIt)
     auto none = table.rows({}, 40, LONG);
     EXPECT_TRUE(!(none.begin() != none.end()) && none.result());
     EXPECT_EQ(Table(key).watch([](int) {}).error().code, 6);
+    driver::setRows(key + ".table", {{"a"}});
+    Strings texts;
+    for (Row const& row : table.rows({}, 40, LONG)) {  // The first page has fewer rows than requested.
+        texts.push_back(row[0]);
+        driver::setRows(key + ".table", {{"a"}, {"b"}});
+    }
+    EXPECT_EQ(texts, (Strings{"a", "b"}));
 }
 
 }  // namespace test::client_contract_test

@@ -1,6 +1,8 @@
 #pragma once
 
-#include <cstdio>
+#include <gtest/gtest.h>
+
+#include "stress/program.h"
 
 namespace test {
 
@@ -26,16 +28,26 @@ public:
     ~ScopedMemory();
 };
 
-/// Lets each allocation of an operation fail, alone and with all later ones. `run` takes the arguments of a
-/// `ScopedAllocationFailure` and returns whether no allocation failed. Prints and returns the number of allocations.
-template <typename Run>
-int failEachAllocation(char const* name, Run const& run) {
-    int failed = 0;
-    for (; !run(failed, true); ++failed) {
-        run(failed, false);
+/// Lets each allocation of each operation fail, alone and with all later ones. `getsThrough` takes an operation and the
+/// arguments of a `ScopedAllocationFailure`, and returns whether no allocation failed. The first member of an operation
+/// is its name. Prints the numbers of allocations.
+template <typename Operations, typename GetsThrough>
+void failEachAllocation(Operations const& operations, GetsThrough const& getsThrough) {
+    stress::Watchdog watchdog(std::chrono::seconds(20));
+    for (auto const& operation : operations) {
+        std::string const name = std::get<0>(operation);
+        auto const run = [&](int allocations, bool lasts) {
+            SCOPED_TRACE(name + ", allocation " + std::to_string(allocations) + (lasts ? " and later" : ""));
+            watchdog.kick();
+            return getsThrough(operation, allocations, lasts);
+        };
+        int failed = 0;
+        for (; !run(failed, true); ++failed) {
+            run(failed, false);
+        }
+        std::printf("%s: %d allocations\n", name.c_str(), failed);
+        EXPECT_GT(failed, 0);
     }
-    std::printf("%s: %d allocations\n", name, failed);
-    return failed;
 }
 
 }  // namespace test

@@ -9,13 +9,24 @@ MAIN_OBJ = "/nrx/Television1/model"
 MAIN_IFACE = BUS_NAME + ".Model"
 SYSTEM_BUS = False
 IS_OBJECT_MANAGER = True
+CREATE = "ia(iis)aia(ii)"  # The signature of CreateIterator.
 
 
 def invoke(action, arguments):
     """Sets the string to the first text. After the reply with the number, sends all texts as the result. For the text
-    "long", sends a list and a result that exceed the maximum size of a message."""
+    "long", sends a list and a result that exceed the maximum size of a message. For a number, sets the list to a text
+    of that length, without a signal. For "hold" and a number, replies with the number and sends no result. Refuses the
+    text "refuse"."""
+    if arguments and arguments[0][3] == "refuse":
+        refuse(9)
+    if arguments and arguments[0][3] == "hold":
+        return dbus.UInt32(int(arguments[1][3]))
     if arguments and arguments[0][3] == "long":
         GLib.idle_add(send_long, action, priority=GLib.PRIORITY_HIGH)
+        return dbus.UInt32(0)
+    if arguments and arguments[0][3].isdigit():
+        value = dbus.Array(["x" * int(arguments[0][3])])
+        get_object(MAIN_OBJ + "/list").props[BUS_NAME + ".StringList"]["Value"] = value
         return dbus.UInt32(0)
     action.invocations = getattr(action, "invocations", 0) + 1
     number = dbus.UInt32(action.invocations)
@@ -23,6 +34,10 @@ def invoke(action, arguments):
     # Sends the result before the next call is handled, because this call may be a sync.
     GLib.idle_add(action.EmitSignal, "", "Result", "ua(nnns)", [number, arguments], priority=GLib.PRIORITY_HIGH)
     return number
+
+
+def refuse(status):
+    raise dbus.DBusException(str(status), name=BUS_NAME + ".Error.Status")
 
 
 def send_long(action):
@@ -41,6 +56,11 @@ def load(mock, _parameters):
         ("a/text_2d1", 2, "String", {"Value": dbus.String("old")}, []),
         ("list", 4, "StringList", {"Value": dbus.Array(["a", "b c"], signature="s")}, []),
         ("do", 5, "Action", {}, [("Invoke", "a(nnns)", "u", invoke)]),
+        ("empty", 6, "Table", {}, [("CreateIterator", CREATE, "o", lambda *_: refuse(9))]),
+        ("full", 6, "Table", {}, [("CreateIterator", CREATE, "o", lambda *_: refuse(109))]),
+        # The keys "\xff\x01 /\0" and 1500 letters.
+        ("_ff_01_20_2f_00", 2, "String", {"Value": dbus.String("escaped")}, []),
+        ("k" * 1500, 2, "String", {"Value": dbus.String("long")}, []),
         ("odd", 2, "Int64", {"Value": dbus.Int64(5)}, []),  # Its type and its interface do not match.
     ):
         path = f"{MAIN_OBJ}/{key}"

@@ -82,6 +82,27 @@ struct Clients {
     TableIterator* iterator = iterate();
 };
 
+// Operations of a client, which return a status. A failed operation changes no variable.
+inline int connectOnce(std::string const& key, Observer* observer = nullptr) {
+    Object* object = nullptr;
+    int const status = root().connectObject(key, observer, object);
+    EXPECT_EQ(object != nullptr, status == 0);
+    return status != 0 ? status : root().disconnectObject(key, observer, object);
+}
+inline int invoke(Clients& clients) {
+    unsigned int id = 5;
+    int const status = clients.action->invoke(id, {{1, 2, 3, std::string(100, 'x')}});
+    EXPECT_EQ(id, status == 0 ? 1 : 5);
+    return status;
+}
+inline int listAll(Clients& /*clients*/) {
+    std::map<std::string, ObjectTypeSpec> objects{{"kept", OBJECT_TYPE_NONE}};
+    int const status = bus::listObjects(objects);
+    EXPECT_EQ(objects.size(), status == 0 ? 0 : 1);
+    return status;
+}
+inline int sync(Clients& /*clients*/) { return bus::waitUntilDelivered(); }
+
 class HostileBus : public ::testing::Test {
 public:
     void SetUp() override {

@@ -1,27 +1,8 @@
 // A wrong reply causes a status. A wrong signal is dropped. Later messages are received.
 
-#include <dlfcn.h>
-
 #include "hostile_bus.h"
 
-static std::atomic<bool> isWithoutMemory = false;
-
-/// Replaces libsystemd's function in the whole process, including the platform library.
-extern "C" __attribute__((visibility("default"))) int sd_bus_message_new_method_call(
-    sd_bus* bus, sd_bus_message** message, char const* destination, char const* path, char const* interface,
-    char const* member) {
-    static auto const make = reinterpret_cast<decltype(&sd_bus_message_new_method_call)>(::dlsym(RTLD_NEXT, __func__));
-    return isWithoutMemory ? -ENOMEM : make(bus, message, destination, path, interface, member);
-}
-
 namespace test::hostile_messages_test {
-
-int connectOnce(std::string const& key) {
-    Object* object = nullptr;
-    int const status = root().connectObject(key, nullptr, object);
-    EXPECT_EQ(object != nullptr, status == 0);
-    return status != 0 ? status : root().disconnectObject(key, nullptr, object);
-}
 
 /// A method, and an operation that calls the method and returns the status. A failure changes no variable.
 struct Operation {
@@ -34,23 +15,13 @@ constexpr Operation READ{"l Value", [](auto& clients) { return clients.list.read
 // A failed read of a number returns the last value, which is 7.
 constexpr Operation READ_NUMBER{"n Value", [](auto& clients) { return clients.number.read() - 7; }};
 constexpr Operation WRITE{"Set", [](auto& clients) { return clients.list.write({"new"}); }};
-constexpr Operation INVOKE{"Invoke", [](auto& clients) {
-                               unsigned int id = 5;
-                               int const status = clients.action->invoke(id, {});
-                               EXPECT_EQ(id, status == 0 ? 1 : 5);
-                               return status;
-                           }};
+constexpr Operation INVOKE{"Invoke", invoke};
 constexpr Operation ITERATE{"CreateIterator", [](auto& clients) {
                                 TableIterator* const made = clients.iterate();
                                 return made != nullptr ? clients.table->destroyIterator(made) : -1;
                             }};
-constexpr Operation LIST_ALL{"GetManagedObjects", [](auto& /*clients*/) {
-                                 std::map<std::string, ObjectTypeSpec> objects{{"kept", OBJECT_TYPE_NONE}};
-                                 int const status = bus::listObjects(objects);
-                                 EXPECT_EQ(objects.size(), status == 0 ? 0 : 1);
-                                 return status;
-                             }};
-constexpr Operation SYNCHRONIZE{SYNC_METHOD, [](auto& /*clients*/) { return bus::waitUntilDelivered(); }};
+constexpr Operation LIST_ALL{"GetManagedObjects", listAll};
+constexpr Operation SYNCHRONIZE{SYNC_METHOD, sync};
 
 TEST_F(HostileBus, InvalidRepliesBecomeStatuses) {
     struct Row {
@@ -164,55 +135,6 @@ TEST_F(HostileBus, InvalidSignalsAndSendersAreIgnored) {
         EXPECT_EQ(received(),
                   Strings{"ERROR [BUS] " + what + ": notify failed, status 124: the message violates the interface"});
     }
-}
-
-TEST_F(HostileBus, WithoutMemoryNothingIsSent) {
-    for (Operation const& operation : {CONNECT, READ, WRITE, INVOKE}) {
-        isWithoutMemory = true;
-        EXPECT_EQ(operation.perform(*clients), 125) << operation.method;
-        isWithoutMemory = false;
-        EXPECT_EQ(serve([&] { return operation.perform(*clients); }, 0), 0) << operation.method;
-    }
-    received();
-}
-
-TEST_F(HostileBus, AKeyIsServedOrRefused) {
-    using Row = std::pair<std::string, int>;
-    for (auto const& [key, status] : {Row("x", 0), Row("\xff\x01 /\0"s, 0), Row(std::string(1500, 'k'), 0),
-                                      Row(std::string(70'000, '\xff'), 123), Row("", 104), Row("..\n\x1b", 104)}) {
-        if (status != 104) {
-            answers[key + " Type"] = replyWith("v", "i", 2);
-        }
-        EXPECT_EQ(serve([&name = key] { return connectOnce(name); }, status), status) << key.substr(0, 10);
-        EXPECT_EQ(received(), Strings{});
-    }
-}
-
-TEST_F(HostileBus, AMessageTooLargeForTheBusAffectsNoOther) {
-    auto const write = [&](std::size_t length) {
-        Strings texts;
-        for (int at = 0; at < 10'000; ++at) {
-            texts.emplace_back(length, static_cast<char>('a' + at % 26));
-        }
-        return serve([&] { return clients->list.write(texts); });
-    };
-    Strings read;
-    EXPECT_EQ(write(48) + serve([&] { return clients->list.read(read); }), 0);
-    EXPECT_TRUE(read.size() == 10'000 && read[25] == std::string(48, 'z'));
-    EXPECT_EQ(received(), Strings{});
-    EXPECT_EQ(write(148), 122);  // The bus has closed the client's connection.
-    auto const readList = [&] { return clients->list.readStatus(); };
-    serveUntilDone(readList);
-    Answer const right = std::exchange(answers["l Value"], replyWithList(Strings(20'000, read[0])));
-    EXPECT_EQ(serve(readList), 122);  // The bus has closed the television's connection.
-    answers["l Value"] = right;
-    restartTelevision();
-    serveUntilDone(readList);
-    Strings const lines = received();
-    EXPECT_EQ(std::count(lines.begin(), lines.end(),
-                         "ERROR [BUS] l: write failed, status 122: no reply arrived in time, the television may still "
-                         "carry out the call"),
-              1);
 }
 
 }  // namespace test::hostile_messages_test

@@ -156,34 +156,4 @@ TEST_F(HostileBus, AChangeAfterTheReturnIsReceivedLast) {
     answers[SYNC_METHOD] = sync;
 }
 
-TEST_F(HostileBus, AReplyIsReadWhileANotificationRuns) {
-    std::promise<int> status;
-    clients->list.onReceived = [&] { EXPECT_EQ(status.get_future().get(), 0); };
-    answers["n Value"] = [this](sd_bus_message* call) {
-        send(VALID_SIGNALS[0]);
-        return replyWith("v", "i", 8)(call);
-    };
-    serve([&] { status.set_value(clients->number.read() - 8); });
-    EXPECT_EQ(received(), VALID_SIGNALS[0].received);
-    clients->list.onReceived = [] {};
-}
-
-TEST_F(HostileBus, TheOldestOfManyPendingInvocationsIsDropped) {
-    constexpr unsigned int MOST = 1000;
-    answers["Invoke"] = [next = MOST + 1](auto* call) mutable { return replyWith("u", next--)(call); };
-    serve([this] {
-        unsigned int id = 0;
-        for (unsigned int count = 0; count <= MOST; ++count) {
-            EXPECT_EQ(clients->action->invoke(id, {}), 0);
-        }
-    });
-    restartTelevision();
-    Strings expected;
-    for (unsigned int id = MOST; id > 0; --id) {
-        expected.push_back(std::to_string(id) + " error 126 ");
-    }
-    expected.push_back("ready 126 ");
-    EXPECT_EQ(received(), expected);
-}
-
 }  // namespace test::hostile_return_test

@@ -37,14 +37,6 @@ inline std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
 /// Returns the arguments of `usleep` since the last call, in microseconds. `usleep` does not sleep in this program.
 std::vector<unsigned int> takeSleeps();
 
-/// Until its destruction, an allocation of this thread fails after `allocations` others, with `lasts` all later ones.
-struct ScopedAllocationFailure {
-    explicit ScopedAllocationFailure(int allocations, bool lasts = true);
-    ScopedAllocationFailure(ScopedAllocationFailure const&) = delete;
-    ScopedAllocationFailure& operator=(ScopedAllocationFailure const&) = delete;
-    ~ScopedAllocationFailure();
-};
-
 inline Lines operator+(Lines first, Lines const& second) {
     first.insert(first.end(), second.begin(), second.end());
     return first;

@@ -62,8 +62,7 @@ television::Presence presence() {
 
 int setPresenceListener(television::PresenceListener listener) {
     return catchToStatus([&listener] {
-        RemoteModel& model = RemoteModel::get();
-        model.presence.setListener(std::move(listener), &model.delivery);
+        RemoteModel::get().presence.setListener(std::move(listener));
         return television::STATUS_OK;
     });
 }

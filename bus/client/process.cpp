@@ -3,20 +3,20 @@
 #include <boost/make_shared.hpp>
 
 #include "bus/client/remote_model.h"
-#include "television/report.h"
+#include "television/root_interface_base.h"
 #include "television/root_reference.h"
 
 namespace {
 
 class Root final : public television::RootInterfaceBase {
 public:
-    int connectObject(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
-        int const status = bus::catchToStatus([&] { return bus::RemoteModel::get().connect(key, observer, object); });
-        return television::reportRefusal("connect", key.c_str(), status);
-    }
-
     int disconnectObject(std::string const& key, objbus::Observer* observer, objbus::Object* object) override {
         return bus::catchToStatus([&] { return bus::RemoteModel::get().disconnect(key, observer, object); });
+    }
+
+private:
+    int connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
+        return bus::catchToStatus([&] { return bus::RemoteModel::get().connect(key, observer, object); });
     }
 };
 

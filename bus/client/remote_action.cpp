@@ -27,7 +27,6 @@ int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> c
     });
     if (status == television::STATUS_NOT_CARRIED) {
         report("invoke", status);
-        return status;
     }
     return reportRefusal("invoke", status);
 }

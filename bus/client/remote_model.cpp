@@ -241,7 +241,7 @@ void RemoteModel::handleManagerSignal(sd_bus_message* signal) {
 }
 
 void RemoteModel::handleNameVanished() {
-    runNoexcept([this] { presence.setPresent(false, &delivery); });
+    runNoexcept([this] { presence.setPresent(false, sharedDelivery()); });
     recoveries_.clear();
     television::MutexLock const lock(mutex);
     for (auto const& [key, entry] : entries_) {
@@ -257,7 +257,7 @@ void RemoteModel::handleNameVanished() {
 }
 
 void RemoteModel::handleNameAppeared() {
-    presence.setPresent(true, &delivery);
+    presence.setPresent(true, sharedDelivery());
     recoveries_.clear();  // Drops the recoveries of an earlier call, which ran out of memory.
     {
         television::MutexLock const lock(mutex);

@@ -53,10 +53,12 @@ public:
     int connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object);
     int disconnect(std::string const& key, objbus::Observer* observer, objbus::Object const* object);
 
-    television::PresenceNotifier presence;
+    television::PresenceNotifier presence{sharedDelivery()};
 
 private:
     RemoteModel();
+    /// Not owning, because the model lives as long as the process.
+    std::shared_ptr<television::Delivery> sharedDelivery() { return {std::shared_ptr<void>(), &delivery}; }
     void handleNameVanished() override;
     void handleNameAppeared() override;
     void handleSignal(sd_bus_message* signal) override;

@@ -50,6 +50,7 @@ public:
 
     // Called on the connection's thread:
     /// Reads the value that must be known before an observer is connected, if there is one.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): an override keeps the function.
     virtual void requestInitialValue(Completion completion) { completion(television::STATUS_OK); }
     /// Handles a signal from the object's path.
     virtual void handleSignal(sd_bus_message* signal) = 0;
@@ -94,7 +95,7 @@ protected:
     [[nodiscard]] bool shouldNotifyObservers() const { return !isWithdrawn(); }
     void handleGetType() {}
 
-    /// Writes a debug line for an operation that failed without another line. Returns the status.
+    /// Writes a debug line for a failed operation of a client, perhaps beside the line of `report`. Returns the status.
     int reportRefusal(char const* operation, int status) const noexcept;
 
     /// Calls a method of the object with `CALL_TIMEOUT`, unless the object is withdrawn.

@@ -177,9 +177,8 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     });
     if (status == television::STATUS_NOT_CARRIED || status == television::STATUS_TOO_MANY) {
         report("createIterator", status);
-    } else {
-        reportRefusal("createIterator", status);
     }
+    reportRefusal("createIterator", status);
     return status == television::STATUS_OK ? iterator.get() : nullptr;
 }
 

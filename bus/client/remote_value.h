@@ -87,7 +87,7 @@ protected:
         if (status != television::STATUS_OK) {
             this->report("write", status);
         }
-        return status;
+        return this->reportRefusal("write", status);
     }
 
     /// Sets `value` to the current value and returns 0. A failure leaves `value` unchanged and returns another status.

@@ -46,8 +46,7 @@ ServiceConnection::ServiceConnection(ServiceWatcher& watcher)
       address_(addressFromEnvironment()),
       loop_(makeEventLoop()),
       tasks_(loop_.get()),
-      retryDelay_(FIRST_DELAY),
-      connectError_(-ENOTCONN) {}
+      retryDelay_(FIRST_DELAY) {}
 
 ServiceConnection::~ServiceConnection() = default;
 

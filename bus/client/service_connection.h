@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -155,7 +156,7 @@ private:
     bool isReconnecting_ = true;                   ///< There is no usable bus.
     Deadline nextAttempt_{};                       ///< When to reconnect.
     std::chrono::milliseconds retryDelay_;         ///< The delay of the next `scheduleReconnect`.
-    int connectError_;                             ///< The error number of the last attempt.
+    int connectError_ = -ENOTCONN;                 ///< The error number of the last attempt.
     Deadline nextAnnouncement_ = Deadline::max();  ///< When to call the watcher's `handleNameAppeared` again.
     std::multimap<Deadline, std::function<void()>> timers_;
     std::map<PendingCall const*, std::shared_ptr<PendingCall>> sentCalls_;

@@ -66,10 +66,12 @@ public:
 
     [[nodiscard]] bool isConnected() const { return isConnected_.load(std::memory_order_acquire); }
 
-    /// Connects unless this object is connected.
     int ensureConnected() { return isConnected() ? support::STATUS_OK : connectUntil(deadlineAfter(DEFAULT_TIMEOUT)); }
-    /// Connects. One thread at a time connects.
+    /// Connects unless this object is connected. One thread at a time connects.
     int connectUntil(Deadline deadline) {
+        if (isConnected()) {
+            return support::STATUS_OK;
+        }
         std::unique_lock lock(mutex_);
         if (!connectEnded_.wait_until(lock, deadline, [this] { return !isConnecting_; })) {
             return support::STATUS_ERR_CONNECT_FAILED;  // Another thread is still connecting.
@@ -118,8 +120,8 @@ public:
         return {};
     }
 
-    /// Ends the registration and deletes the object. No handler starts from now on. If the registration ended, no
-    /// handler runs at the return, except a handler that calls this function.
+    /// Ends the registration and deletes the object. No handler starts from now on. At the return no handler runs,
+    /// except a handler that calls this function.
     struct End {
         void operator()(Connection* connection) const {
             connection->queue->close();

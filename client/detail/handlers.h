@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <functional>
 #include <list>
 #include <memory>
@@ -50,7 +51,6 @@ public:
         OFF,     ///< Drops calls.
         HELD,    ///< Keeps calls until `release`.
         OPEN,    ///< Makes calls.
-        DIRECT,  ///< No call waits or runs. The delivery thread may call the handler without the queue.
         CLOSED,  ///< Drops calls. This state is final.
     };
 
@@ -60,6 +60,7 @@ public:
     virtual ~HandlerQueue() = default;
 
     void post(Call call) {
+        auto task = makeTask();  // First: if memory runs out, the queue does not change.
         {
             std::lock_guard const lock(mutex_);
             if (state_ == OFF || state_ == CLOSED) {
@@ -67,11 +68,12 @@ public:
             }
             calls_.push_back(std::move(call));
         }
-        schedule();
+        start(std::move(task));
     }
 
     /// Ends HELD: makes the kept calls. If there are no kept calls, makes `first`.
     void release(Call first) {
+        auto task = makeTask();
         {
             std::lock_guard const lock(mutex_);
             if (calls_.empty() && first) {
@@ -79,45 +81,61 @@ public:
             }
             state_ = OPEN;
         }
-        schedule();
+        start(std::move(task));
     }
 
-    /// Drops the waiting calls, and waits for a call that `run` makes unless the call runs on this thread. In DIRECT
-    /// the end of the registration waits for a running call.
+    /// Drops the waiting calls, and waits for a running call unless the call runs on this thread.
     void close() {
-        std::list<Call>
-            dropped;  // Destroyed after the unlock, because calls own data of the program. Allocates nothing.
+        std::list<Call> dropped;  // Destroyed after the unlock, because calls own data of the program.
         std::unique_lock lock(mutex_);
         state_ = CLOSED;
-        dropped.swap(calls_);
+        dropped.swap(calls_);  // Allocates nothing.
         done_.wait(lock, [this] { return runner_ == std::thread::id() || runner_ == std::this_thread::get_id(); });
     }
 
 protected:
+    /// Makes `call` on this thread unless other calls wait or run, or an executor makes the calls. Then returns false.
+    template <typename DirectCall>
+    bool callDirectly(DirectCall const& call) noexcept {
+        std::unique_lock lock(mutex_);
+        if (executor_ || state_ != OPEN || !calls_.empty() || runner_ != std::thread::id()) {
+            return false;
+        }
+        runner_ = std::this_thread::get_id();
+        lock.unlock();
+        call();
+        lock.lock();
+        makeCalls(lock);
+        return true;
+    }
+
     std::mutex mutex_;
     std::atomic<State> state_;  ///< Changed with the mutex held.
     std::list<Call> calls_;     ///< Guarded by the mutex.
 
 private:
-    void schedule() {
-        if (!executor_) {
-            return run();
-        }
-        executor_([weak = weak_from_this()] {
+    Call makeTask() {
+        return executor_ ? [weak = weak_from_this()] {
             if (auto const queue = weak.lock()) {
                 queue->run();
             }
-        });
+        } : Call();
     }
+    void start(Call task) { task ? executor_(std::move(task)) : run(); }
 
-    /// Makes the waiting calls. Returns at once if another call runs: `runner_` then makes the waiting calls.
+    /// Makes one waiting call, so that a task does not keep its thread. If another call runs, `runner_` makes the call.
     void run() noexcept {
         std::unique_lock lock(mutex_);
-        if (runner_ != std::thread::id()) {
-            return;
+        ++turns_;
+        if (runner_ == std::thread::id()) {
+            runner_ = std::this_thread::get_id();
+            makeCalls(lock);
         }
-        runner_ = std::this_thread::get_id();
-        while (state_ != HELD && !calls_.empty()) {
+    }
+
+    /// Makes the waiting calls that have a turn. This thread is the runner until the return.
+    void makeCalls(std::unique_lock<std::mutex>& lock) {
+        for (; turns_ != 0 && state_ != HELD && !calls_.empty(); --turns_) {
             Call call = std::move(calls_.front());
             calls_.pop_front();
             lock.unlock();
@@ -125,14 +143,15 @@ private:
             call = nullptr;
             lock.lock();
         }
-        state_ = state_ == OPEN && !executor_ ? DIRECT : state_.load();
         runner_ = std::thread::id();
         done_.notify_all();
     }
 
     Executor const executor_;
     std::condition_variable done_;
-    std::thread::id runner_;  ///< The thread that makes calls, if any. Guarded by the mutex.
+    // The mutex guards the next two members.
+    std::thread::id runner_;  ///< The thread that makes calls, if any.
+    std::size_t turns_ = 0;   ///< The number of waiting calls that `runner_` may make. Each task adds one.
 };
 
 /// Calls one handler for the notifications of values.
@@ -168,11 +187,11 @@ public:
 
     /// Handles a notification, on the delivery thread.
     void notify(T const& value) {
+        if (state_ == OFF) {
+            return;
+        }
         NotificationScope const scope;
-        State const state = state_.load(std::memory_order_acquire);
-        if (state == DIRECT) {
-            handler_(value);
-        } else if (state != OFF) {
+        if (!callDirectly([this, &value] { handler_(value); })) {
             post(callWith(value));
         }
     }

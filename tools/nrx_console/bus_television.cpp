@@ -11,24 +11,12 @@ namespace nrx_console {
 
 namespace {
 
-char const* nameOf(television::Presence presence) {
-    switch (presence) {
-        case television::Presence::reached:
-            return "reached";
-        case television::Presence::back:
-            return "back";
-        case television::Presence::gone:
-            break;
-    }
-    return "gone";
-}
-
 class BusTelevision final : public TelevisionView {
 public:
     BusTelevision() {
         bus::setPresenceListener([isFirst = true](television::Presence presence) mutable {
             if (!std::exchange(isFirst, false) || presence != television::Presence::gone) {  // Drops a first "gone".
-                printLine(std::string("television: ") + nameOf(presence), Kind::information);
+                printPresence(presence, Kind::information);
             }
         });
     }

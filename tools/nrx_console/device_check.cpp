@@ -98,7 +98,9 @@ struct LookupResult {
 };
 
 LookupResult lookUp(objbus::RootInterface& root, std::string const& key) {
-    TableAccess observer(key);  // An observer of any class can connect, if no notification follows.
+    // An observer of any class can connect. A table's observer receives no value, so that a television that keeps the
+    // observer after the disconnect does not call the destroyed observer for a change of a value.
+    TableAccess observer(key);
     objbus::Object* object = nullptr;
     int const status = root.connectObject(key, &observer, object);
     if (status != 0 || object == nullptr) {

@@ -33,6 +33,8 @@ private:
     void showMore(std::string const& key, objbus::ObjectTypeSpec type) override;
 
     Commands faultCommands();
+    /// Prints a change, as an answer of the command.
+    void setReachable(bool isReachable);
     void set(Words const& arguments);
     /// The key that the word stands for. Prints a note if no object is published under the key, which may be mistyped.
     [[nodiscard]] std::string faultyKey(std::string const& word) const;
@@ -44,6 +46,7 @@ private:
 
     decltype(simulator::ActionAnswer::outcome) outcome_;  ///< The outcome of later invocations.
     unsigned int lastActionId_ = 0;
+    bool isReachable_ = true;  ///< By the last `tv on` or `tv off`.
     bool const printsInvocations_;
     ContentValidator const validate_;
     simulator::Television television_;

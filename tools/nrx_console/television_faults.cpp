@@ -52,9 +52,8 @@ auto choiceOf(Choices const& choices, std::string const& name) {
 
 Commands SimulatedTelevision::faultCommands() {
     return {
-        {"tv on", "", "make the television reachable again", [this](auto const&) { makeReachable(); }},
-        {"tv off", "", "make the television unreachable",
-         [this](auto const&) { television_.setRootLookup(simulator::RootLookup::refused); }},
+        {"tv on", "", "make the television reachable again", [this](auto const&) { setReachable(true); }},
+        {"tv off", "", "make the television unreachable", [this](auto const&) { setReachable(false); }},
         {"tv root", namesOf(ROOTS), "choose what a lookup of the root interface returns",
          [this](auto const& arguments) { television_.setRootLookup(choiceOf(ROOTS, arguments[0])); }},
         {"tv fail connect", "KEY NUMBER [ATTEMPTS] [object]",
@@ -81,6 +80,13 @@ Commands SimulatedTelevision::faultCommands() {
 }
 
 void SimulatedTelevision::makeReachable() { television_.setRootLookup(simulator::RootLookup::published); }
+
+void SimulatedTelevision::setReachable(bool isReachable) {
+    television_.setRootLookup(isReachable ? simulator::RootLookup::published : simulator::RootLookup::refused);
+    if (std::exchange(isReachable_, isReachable) != isReachable) {
+        printPresence(isReachable ? television::Presence::back : television::Presence::gone, Kind::ordinary);
+    }
+}
 
 std::string SimulatedTelevision::faultyKey(std::string const& word) const {
     std::string key = keyOf(word);

@@ -4,7 +4,6 @@
 #include "television/table_iterator.h"
 #include "television/value.h"
 #include "tools/nrx_console/model_commands.h"
-#include "tools/nrx_console/output.h"
 
 namespace nrx_console {
 
@@ -33,6 +32,14 @@ public:
 };
 
 }  // namespace
+
+void printPresence(television::Presence presence, Kind kind) {
+    using television::Presence;
+    printLine(std::string("television: ") + (presence == Presence::reached ? "reached"
+                                             : presence == Presence::back  ? "back"
+                                                                           : "gone"),
+              kind);
+}
 
 Commands TelevisionView::commands() {
     return {

@@ -7,9 +7,14 @@
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/iterator_access.h"
 #include "objbus/object_type.h"
+#include "television/presence.h"
+#include "tools/nrx_console/output.h"
 #include "tools/nrx_console/television_commands.h"
 
 namespace nrx_console {
+
+/// Prints that the television was found, was lost or is back.
+void printPresence(television::Presence presence, Kind kind);
 
 /// The commands for a television whose published objects can be listed.
 class TelevisionView : public TelevisionCommands {
