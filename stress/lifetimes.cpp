@@ -67,23 +67,22 @@ void receiveAll(ChangingTelevision& television, int round) {
     Client client;
     auto access = std::make_unique<NRXModelAccess>(&client);
     access->start();
-    int const startedNumber = television.lastStartedListNumber;
+    int const started = television.lastStartedListNumber;
     access->startCommandListener();
     access->startEventListener();
-    waitUntil([&] { return client.events.lastNumber > startedNumber + round % 4; });
+    waitUntil([&] { return client.events.lastNumber > started + round % 4; });
     if (round % 8 == 0) {
         access->requestStartNRXService();
         television.callOperationsUnusedElsewhere();
     }
-    int const finishedNumber = television.lastFinishedListNumber;
+    int const finished = television.lastFinishedListNumber;
     television.waitUntilDelivered();
     access->stopCommandListener();
     access->stopEventListener();
     for (ReceivedListChecker const& lists : {std::cref(client.commands), std::cref(client.events)}) {
-        if (lists.firstNumber > startedNumber + 1 || lists.lastNumber < finishedNumber) {
-            fail("lists " + std::to_string(startedNumber + 1) + " to " + std::to_string(finishedNumber) +
-                 " were due, " + std::to_string(lists.firstNumber) + " to " + std::to_string(lists.lastNumber) +
-                 " came");
+        if (lists.firstNumber > started + 1 || lists.lastNumber < finished) {
+            fail("lists " + std::to_string(started + 1) + " to " + std::to_string(finished) + " were due, " +
+                 std::to_string(lists.firstNumber) + " to " + std::to_string(lists.lastNumber) + " came");
         }
     }
     access.reset();

@@ -28,9 +28,8 @@ TEST_F(HostileBus, AConnectUsesTheReplyToAnEarlierAttempt) {
     RecordingObserver<std::string> observer;
     Object* object = nullptr;
     auto const connect = [&] { return root().connectObject("x", &observer, object); };
-    Signal const change{
-        "/nrx/Television1/model/x", PROPERTIES_INTERFACE, PROPERTIES_CHANGED,
-        makeBody("sa{sv}as", television::PlainKindTraits<std::string>::INTERFACE, 1, "Value", "s", "new", 0)};
+    Signal const change{"/nrx/Television1/model/x", PROPERTIES_INTERFACE, PROPERTIES_CHANGED,
+                        makeBody("sa{sv}as", "nrx.Television1.String", 1, "Value", "s", "new", 0)};
     Answer const right = std::exchange(answers["x Type"], held.hold());
     for (int attempts = 0; attempts < 5; ++attempts) {
         EXPECT_EQ(serve(connect), 122);
