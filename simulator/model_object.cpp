@@ -112,7 +112,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
                                                    std::vector<objbus::TableOrder> const& orders) {
     auto const kept = model().shared_from_this();
     if (int const status = recordIteratorRequest({type, selections, columns, orders}); status != STATUS_OK) {
-        reportRefusal("createIterator", status);
+        logRefusal("createIterator", status);
         return nullptr;
     }
     LockedModel const operation(*this);
@@ -129,7 +129,7 @@ int TableObject::recordIteratorRequest(IteratorRequest request) {
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
-    return reportRefusal("destroyIterator", destroy(iterator));
+    return logRefusal("destroyIterator", destroy(iterator));
 }
 
 int TableObject::destroy(objbus::TableIterator* iterator) {

@@ -45,7 +45,7 @@ public:
     [[nodiscard]] bool shouldNotifyObservers() const { return !isWithdrawn(); }
 
     /// Called with the mutex released.
-    int reportRefusal(char const* operation, int status) const {  // NOLINT(modernize-use-nodiscard): may be ignored.
+    int logRefusal(char const* operation, int status) const {  // NOLINT(modernize-use-nodiscard): may be ignored.
         return television::reportRefusal(operation, entry_.key.c_str(), status);
     }
 
@@ -100,7 +100,7 @@ public:
 protected:
     template <typename Written>
     int write(Written const& written) {
-        return this->reportRefusal("write", changeUnlessWithdrawn(valueFromWriteArgument(written)));
+        return this->logRefusal("write", changeUnlessWithdrawn(valueFromWriteArgument(written)));
     }
 
     T readNumber() const {
@@ -109,7 +109,7 @@ protected:
         return value_;
     }
 
-    int read(T& value) const { return this->reportRefusal("read", readUnlessFaulty(value)); }
+    int read(T& value) const { return this->logRefusal("read", readUnlessFaulty(value)); }
 
 private:
     int changeUnlessWithdrawn(T value) {
@@ -147,7 +147,7 @@ public:
     int platformReserved1() override { return STATUS_NOT_SUPPORTED; }
     int platformReserved2() override { return STATUS_NOT_SUPPORTED; }
     int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override {
-        return reportRefusal("invoke", runScript(actionId, arguments));
+        return logRefusal("invoke", runScript(actionId, arguments));
     }
 
 private:

@@ -54,7 +54,7 @@ int listObjects(std::map<std::string, objbus::ObjectTypeSpec>& objects) {
 television::Presence presence() {
     auto presence = television::Presence::gone;
     catchToStatus([&presence] {
-        presence = RemoteModel::get().presence.presence();
+        presence = RemoteModel::get().televisionPresence.presence();
         return television::STATUS_OK;
     });
     return presence;
@@ -62,7 +62,7 @@ television::Presence presence() {
 
 int setPresenceListener(television::PresenceListener listener) {
     return catchToStatus([&listener] {
-        RemoteModel::get().presence.setListener(std::move(listener));
+        RemoteModel::get().televisionPresence.setListener(std::move(listener));
         return television::STATUS_OK;
     });
 }
