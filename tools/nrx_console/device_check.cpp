@@ -217,13 +217,14 @@ bool checkDisconnect(objbus::RootInterface& root, std::string const& key) {
     LookupResult const found = lookUp(root, key);
     bool isOk = false;
     auto const checkKind = [&]<typename T>() { isOk = checkDisconnectFrom<T>(check, key); };
-    return usePlainKind(typeName(found.type), checkKind) ? isOk
-                                                         : warn(check, found.text, "an object with a plain value");
+    return callForPlainKindNamed(typeName(found.type), checkKind)
+               ? isOk
+               : warn(check, found.text, "an object with a plain value");
 }
 
 }  // namespace
 
-bool checkDevice(std::optional<std::string> const& word) {
+bool checkFacadeRequirements(std::optional<std::string> const& disconnectKey) {
     namespace keys = orvane::model_keys;
     bool hasAll = checkDeviceIdentifier();
     checkLog("error lines of the log", orvane::diagnostics::LOG_ERROR);
@@ -242,7 +243,7 @@ bool checkDevice(std::optional<std::string> const& word) {
         checkKey(*root, keys::SOURCE_SWITCH, objbus::OBJECT_TYPE_ACTION, connectOnce<ActionAccess>, ACTION_BUDGET);
     hasAll &= checkMissingKey();
     if (word) {
-        hasAll &= checkDisconnect(*root, keyOf(*word));
+        hasAll &= checkDisconnect(*root, keyFromWord(*disconnectKey));
     }
     return hasAll;
 }

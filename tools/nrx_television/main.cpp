@@ -75,7 +75,7 @@ int serve(nrx_console::SimulatedTelevision& television, Server& server, sd_event
         console.emplace(std::make_unique<nrx_television::ServedTelevisionCommands>(television, server));
         input.emplace(loop, STDIN_FILENO);
     }
-    auto const execute = [&console](std::string const& line) { return console->execute(line); };
+    auto const execute = [&console](std::string const& line) { return console->executeUnlessQuit(line); };
     int status = 0;
     while (server.runOnceUnlessTerminated(!input || !input->hasLine())) {
         auto const line = input ? input->takeLine() : std::nullopt;
@@ -103,9 +103,10 @@ int run(int argc, char** argv) {
         PROGRAM, "A simulated television on a message bus, under the name nrx.Television1, until SIGTERM or SIGINT.");
     words.addText("--address", address, "Address of the bus; by default that in NRX_BUS_ADDRESS, or the session's");
     words.addFlag("--system", isOnSystemBus, "Serve on the system's bus");
-    words.addTexts("--allow", allowed,
-                   "Serve this user, too (by name or number), this group (after an @) or any; may be repeated");
-    words.addTexts("--allow-reading", reading, "The same, but they may only read");
+    words.addRepeatableText(
+        "--allow", allowed,
+        "Serve this user, too (by name or number), this group (after an @) or any; may be repeated");
+    words.addRepeatableText("--allow-reading", reading, "The same, but they may only read");
     words.addText("--model", model, "JSON file of the television's objects; the shipped example by default");
     words.addFlag("--commands", hasCommands, "Carry out the console's commands from standard input");
     if (auto const status = words.parse(argc, argv)) {
@@ -137,4 +138,4 @@ int run(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return command_line::runProgram(PROGRAM, EXIT_NOT_SERVED, run, argc, argv); }
+int main(int argc, char** argv) { return command_line::runMain(PROGRAM, EXIT_NOT_SERVED, run, argc, argv); }

@@ -16,7 +16,7 @@ public:
 
     /// The television's commands. The command "wait" also waits until the server has sent the signals.
     nrx_console::Commands commands() override;
-    void makeReachable() override { television_.makeReachable(); }
+    void restoreReachability() override { television_.restoreReachability(); }
     [[nodiscard]] nrx_console::Words keys() const override { return television_.keys(); }
 
 private:
