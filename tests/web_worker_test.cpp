@@ -33,7 +33,7 @@ public:
     template <typename Condition>
     void runUntil(Condition const& condition) {
         while (!condition()) {
-            test::ScopedMemory const memory;
+            test::ScopedAllocationSuccess const memory;
             std::unique_lock lock(mutex_);
             auto const tasks = std::exchange(tasks_, {});
             lock.unlock();
