@@ -1,5 +1,5 @@
-// A television on a bus that handles any calls of several clients, while its model changes and clients leave. The peer
-// of its connection replaces the bus daemon and all clients. Messages carry the clients' names.
+// A television on a bus that handles any calls of several clients, while its model changes and clients leave. The fake
+// bus replaces the bus daemon and all clients. Messages carry the clients' names.
 
 #include <csignal>
 #include <cstring>

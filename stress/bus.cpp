@@ -85,7 +85,7 @@ struct Processes {
     Clock::duration replace(bool withBus, Client& client) {
         ++changes;
         (withBus ? bus : television)->end(SIGKILL);
-        test::awaitStatus(withBus ? television::STATUS_NO_BUS : television::STATUS_NO_TELEVISION);
+        test::waitForTelevisionStatus(withBus ? television::STATUS_NO_BUS : television::STATUS_NO_TELEVISION);
         client.isAwaited = true;  // The killed television sends no more lists.
         bus = withBus ? test::startBus(address) : std::move(bus);
         television = test::startTelevision(NRX_TELEVISION, address, MODEL);
@@ -150,7 +150,7 @@ void run(int kills, int busKills, int leastFacades) {
         access->getAccessValue(COMMAND, now);
     }
     access.reset();
-    test::awaitStatus(television::STATUS_OK);
+    test::waitForTelevisionStatus(television::STATUS_OK);
     access = makeListeningFacade(lateClient);
     access->setAccessValue(COMMAND, encodeList(client.sequence.lastNumber + 1));
     lateClient.waitForLists(1);
