@@ -85,7 +85,7 @@ struct BusMemory : HostileBus {
         received();
         for (Signal const& signal : VALID_SIGNALS) {
             send(signal);
-            EXPECT_EQ(received(), signal.received);
+            EXPECT_EQ(received(), signal.expectedRecords);
         }
         EXPECT_EQ(iteratorCounts[clientName], 1);  // The television has no other iterator of this connection.
     }

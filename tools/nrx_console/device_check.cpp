@@ -242,7 +242,7 @@ bool checkFacadeRequirements(std::optional<std::string> const& disconnectKey) {
     hasAll &=
         checkKey(*root, keys::SOURCE_SWITCH, objbus::OBJECT_TYPE_ACTION, connectOnce<ActionAccess>, ACTION_BUDGET);
     hasAll &= checkMissingKey();
-    if (word) {
+    if (disconnectKey) {
         hasAll &= checkDisconnect(*root, keyFromWord(*disconnectKey));
     }
     return hasAll;
