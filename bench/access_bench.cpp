@@ -50,17 +50,18 @@ auto reading(Source from) {
 
 void addReadsAndWrites(simulator::Television& television) {
     Connected<StringAccess, objbus::ObjectString> const text(television, "text", makeStrings(1, 8).front());
-    add("ReadString", reading<std::string>(text.access));
-    add("LimitReadString", reading<std::string>(text.object));
+    addCallBenchmark("ReadString", reading<std::string>(text.access));
+    addCallBenchmark("LimitReadString", reading<std::string>(text.object));
 
     for (int const count : {3, 100, 10000}) {
         std::string const suffix = "/" + std::to_string(count);
         Strings const values = makeStrings(count, 8);
         Connected<StringListAccess, objbus::ObjectVectorString> const list(television, "list" + suffix, values);
-        add("ReadList" + suffix, reading<Strings>(list.access));
-        add("LimitReadList" + suffix, reading<Strings>(list.object));
-        add("WriteList" + suffix, [list, values] { return [list, values] { list.access->setValue(values); }; });
-        add("LimitWriteList" + suffix, [list, values] {
+        addCallBenchmark("ReadList" + suffix, reading<Strings>(list.access));
+        addCallBenchmark("LimitReadList" + suffix, reading<Strings>(list.object));
+        addCallBenchmark("WriteList" + suffix,
+                         [list, values] { return [list, values] { list.access->setValue(values); }; });
+        addCallBenchmark("LimitWriteList" + suffix, [list, values] {
             return [list, values] {
                 std::map<int, std::string> elements;
                 for (std::string const& value : values) {
@@ -86,8 +87,8 @@ void addNotify(std::string const& kind, T const& value) {
             return [observer, value] { (observer.get()->*NOTIFY)(value); };
         };
     };
-    add("Notify/" + kind, notification(std::make_shared<Handler>()));
-    add("Notify/" + kind + "/noHandler", notification(nullptr));
+    addCallBenchmark("Notify/" + kind, notification(std::make_shared<Handler>()));
+    addCallBenchmark("Notify/" + kind + "/noHandler", notification(nullptr));
 }
 
 void addNotifications() {
@@ -102,7 +103,7 @@ void addNotifications() {
 
 }  // namespace
 
-void addAccessBenchmarks(simulator::Television& television) {
+void addAccessObjectBenchmarks(simulator::Television& television) {
     addReadsAndWrites(television);
     addNotifications();
 }

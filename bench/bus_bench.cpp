@@ -31,12 +31,12 @@ namespace {
 
 using namespace std::chrono_literals;
 using bench::BusFixture;
-using bench::COUNTS;
-using bench::LENGTH;
+using bench::LIST_LENGTHS;
+using bench::STRING_LENGTH;
 using bench::Strings;
 using orvane::model_keys::COMMAND;
 using test::ChildProcess;
-using Type = television::PlainKind<Strings>;
+using Type = television::PlainKindTraits<Strings>;
 
 constexpr int BATCH = 20;  ///< The number of exchanges between two readings of the clock.
 
@@ -96,42 +96,42 @@ private:
 template <typename Way>
 class Exchange {
 public:
-    Exchange(BusFixture const& fixture, std::size_t which) : fixture_(fixture), which_(which) {}
+    Exchange(BusFixture const& fixture, std::size_t lengthIndex) : fixture_(fixture), lengthIndex_(lengthIndex) {}
 
     /// Returns whether all lists arrived.
     bool run(int exchanges) {
         left_ = exchanges;
-        fixture_.publish(which_);
+        fixture_.publishList(lengthIndex_);
         return isComplete_.try_acquire_for(60s);
     }
 
 private:
     void receive(Strings const& list) {
-        if (static_cast<int>(list.size()) != COUNTS.at(which_) || list.back().size() != LENGTH) {
+        if (static_cast<int>(list.size()) != LIST_LENGTHS.at(lengthIndex_) || list.back().size() != STRING_LENGTH) {
             throw std::runtime_error("another list was expected");
         }
         if (--left_ > 0) {
-            fixture_.publish(which_);
+            fixture_.publishList(lengthIndex_);
         } else {
             isComplete_.release();
         }
     }
 
     BusFixture const& fixture_;
-    std::size_t const which_;
+    std::size_t const lengthIndex_;
     std::atomic<int> left_ = 0;
     std::binary_semaphore isComplete_{0};
     Way const way_{[this](Strings const& list) { receive(list); }};
 };
 
 template <typename Way>
-void addWay(std::string const& name, BusFixture const& fixture, std::size_t which) {
-    auto const prepare = [&fixture, which] {
+void addWay(std::string const& name, BusFixture const& fixture, std::size_t lengthIndex) {
+    auto const makeExchange = [&fixture, lengthIndex] {
         ::malloc_trim(0);  // Releases the memory of the longer lists of other benchmarks.
-        auto const exchange = std::make_shared<Exchange<Way>>(fixture, which);
+        auto const exchange = std::make_shared<Exchange<Way>>(fixture, lengthIndex);
         return [exchange](int exchanges) { return exchange->run(exchanges); };
     };
-    bench::addExchange(bench::nameOf(name, which), prepare, BATCH);
+    bench::addExchangeBenchmark(bench::benchmarkName(name, lengthIndex), makeExchange, BATCH);
 }
 
 /// Memory that is shared with the client processes. The last client that receives the list posts the semaphore, so that
@@ -157,7 +157,7 @@ std::unique_ptr<Round, Unmap> mapRound(int file) {
 /// Runs a client process until the process is killed.
 template <typename Way>
 [[noreturn]] void listen(int file) {
-    bench::runOnOneProcessor(false);
+    bench::restrictToOneProcessor(false);
     auto const round = mapRound(file);
     Way const way([&round](Strings const& /*list*/) {
         if (--round->left == 0) {
@@ -194,7 +194,7 @@ public:
         bool isComplete = true;
         for (; isComplete && exchanges > 0; --exchanges) {
             round_->left = clients_.size();
-            fixture_.publish(0);
+            fixture_.publishList(0);
             timespec const deadline{::time(nullptr) + 60, 0};
             isComplete = ::sem_timedwait(&round_->isComplete, &deadline) == 0;
         }
@@ -208,7 +208,7 @@ private:
 };
 
 void addClients(std::string const& name, char const* part, BusFixture const& fixture, std::size_t count) {
-    bench::addExchange(name + '/' + std::to_string(count), [&fixture, part, count] {
+    bench::addExchangeBenchmark(name + '/' + std::to_string(count), [&fixture, part, count] {
         auto const clients = std::make_shared<ClientProcesses>(fixture, part, count);
         return [clients](int exchanges) { return clients->run(exchanges); };
     });
@@ -216,12 +216,12 @@ void addClients(std::string const& name, char const* part, BusFixture const& fix
 
 int run(int argc, char** argv) {
     BusFixture const forMany;  // Runs on any processor.
-    bench::runOnOneProcessor(true);
+    bench::restrictToOneProcessor(true);
     BusFixture const forOne;
     ::setenv("NRX_BUS_ADDRESS", forOne.address.c_str(), 1);
-    for (std::size_t which = 0; which < COUNTS.size(); ++which) {
-        addWay<BusRelay>("BusRelay", forOne, which);
-        addWay<PeerBusProxy>("PeerBusProxy", forOne, which);
+    for (std::size_t lengthIndex = 0; lengthIndex < LIST_LENGTHS.size(); ++lengthIndex) {
+        addWay<BusRelay>("BusRelay", forOne, lengthIndex);
+        addWay<PeerBusProxy>("PeerBusProxy", forOne, lengthIndex);
     }
     for (auto const count : std::initializer_list<std::size_t>{1, 10, 100}) {
         addClients("BusClients", "client", forMany, count);

@@ -19,13 +19,13 @@ namespace bench {
 namespace {
 
 using orvane::model_keys::COMMAND;
-using Type = television::PlainKind<Strings>;
+using Type = television::PlainKindTraits<Strings>;
 
 class Television {
 public:
     explicit Television(char const* address) {
-        for (int const count : COUNTS) {
-            lists_.push_back(makeStrings(count, LENGTH));
+        for (int const count : LIST_LENGTHS) {
+            lists_.push_back(makeStrings(count, STRING_LENGTH));
         }
         expect(bus::openBus(bus_, address));
         expect(sd_bus_add_filter(bus_.get(), nullptr, handleMessage, nullptr));
@@ -52,8 +52,8 @@ private:
     }
 
     void publishNext() {
-        unsigned char which = 0;
-        if (::read(STDIN_FILENO, &which, 1) != 1) {
+        unsigned char lengthIndex = 0;
+        if (::read(STDIN_FILENO, &lengthIndex, 1) != 1) {
             std::exit(EXIT_SUCCESS);
         }
         sd_bus_message* made = nullptr;
@@ -64,7 +64,7 @@ private:
         expect(bus::appendContainer(made, SD_BUS_TYPE_ARRAY, "{sv}", [&] {
             return bus::appendContainer(made, SD_BUS_TYPE_DICT_ENTRY, "sv", [&] {
                 NRX_TRY(sd_bus_message_append(made, "s", "Value"));
-                return bus::appendVariant(made, Type::SIGNATURE, lists_.at(which));
+                return bus::appendVariant(made, Type::SIGNATURE, lists_.at(lengthIndex));
             });
         }));
         expect(sd_bus_message_append(made, "as", 0));
@@ -86,10 +86,10 @@ private:
 
 }  // namespace
 
-void runOnOneProcessor(bool one) {
+void restrictToOneProcessor(bool isRestricted) {
     cpu_set_t processors;
     CPU_ZERO(&processors);
-    for (std::size_t processor = 0; processor < (one ? 1U : CPU_SETSIZE); ++processor) {
+    for (std::size_t processor = 0; processor < (isRestricted ? 1U : CPU_SETSIZE); ++processor) {
         CPU_SET(processor, &processors);
     }
     ::sched_setaffinity(0, sizeof processors, &processors);  // No restriction if processor 0 is not allowed.
@@ -97,8 +97,8 @@ void runOnOneProcessor(bool one) {
 
 void serveTelevision(char const* address) { Television(address).serve(); }
 
-std::string nameOf(std::string const& way, std::size_t which) {
-    return way + '/' + std::to_string(COUNTS.at(which)) + '/' + std::to_string(LENGTH);
+std::string benchmarkName(std::string const& baseName, std::size_t lengthIndex) {
+    return baseName + '/' + std::to_string(LIST_LENGTHS.at(lengthIndex)) + '/' + std::to_string(STRING_LENGTH);
 }
 
 }  // namespace bench

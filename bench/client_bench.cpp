@@ -30,7 +30,7 @@ template <typename T, auto NOTIFY>
 void addWatch(std::string const& kind, T const& value) {
     using Observer = typename detail::Kind<T>::Observer;
     using Access = detail::PropertyAccess<T>;
-    add("Watch/" + kind, [kind, value] {
+    addCallBenchmark("Watch/" + kind, [kind, value] {
         std::shared_ptr<Access> const access(
             new Access(kind, std::make_shared<detail::Watch<T>>(orvane::client::Executor())), typename Access::End());
         auto const read = [&access](auto& /*first*/) { return access->ensureConnected(); };
@@ -40,7 +40,7 @@ void addWatch(std::string const& kind, T const& value) {
         Observer& observer = *access;
         return [access, &observer, value] { (observer.*NOTIFY)(value); };
     });
-    add("RawWatch/" + kind, [kind, value] {
+    addCallBenchmark("RawWatch/" + kind, [kind, value] {
         static RawHandler<T> handler;
         auto const access =
             std::make_shared<ValueAccessT<Observer>>(kind, make_value_handler(&handler, &RawHandler<T>::handle));
@@ -52,13 +52,13 @@ void addWatch(std::string const& kind, T const& value) {
 /// Reads into a new variable, with a status.
 template <typename T>
 void addGet(std::string const& kind) {
-    add("Get/" + kind, [kind] {
+    addCallBenchmark("Get/" + kind, [kind] {
         return [property = std::make_shared<orvane::client::Property<T>>(kind)] {
             auto const value = property->get();
             value ? keepObservable(&*value) : void();
         };
     });
-    add("RawGet/" + kind, [kind] {
+    addCallBenchmark("RawGet/" + kind, [kind] {
         return [access = std::make_shared<ValueAccessT<typename detail::Kind<T>::Observer>>(kind)] {
             T value{};
             access->getValue(value) == STATUS_OK ? keepObservable(&value) : void();

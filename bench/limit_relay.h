@@ -16,7 +16,7 @@ public:
 
 private:
     struct Observer;
-    std::shared_ptr<Observer> observer_;
+    std::shared_ptr<Observer> notifiedObserver_;
 };
 
 }  // namespace bench

@@ -8,17 +8,17 @@
 namespace bench {
 
 void addLogBenchmarks() {
-    add("LogRefused", [] {
+    addCallBenchmark("LogRefused", [] {
         return [text = makeStrings(1, 8).front()] { DEBUG_LOG(LOG_DEBUG, "parameter %d:   %s ", 1, text.c_str()); };
     });
-    add("TraceRefused", [] { return [] { DEBUG_TRACE(); }; });
-    add("LimitCheckCall", [] {
+    addCallBenchmark("TraceRefused", [] { return [] { DEBUG_TRACE(); }; });
+    addCallBenchmark("LimitCheckCall", [] {
         return [] {
             DebugLevelRecord record = orvane::diagnostics::levelRecord(orvane::diagnostics::LOG_DEBUG);
             benchmark::DoNotOptimize(debugCheckLevel(&record));
         };
     });
-    add("PeerSpdlogRefused", [] {
+    addCallBenchmark("PeerSpdlogRefused", [] {
         auto logger = std::make_shared<spdlog::logger>("bench", std::make_shared<spdlog::sinks::null_sink_mt>());
         logger->set_level(spdlog::level::off);
         return

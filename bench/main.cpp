@@ -27,7 +27,7 @@ std::int64_t iterationsOf(std::string_view option) {
 int main(int argc, char** argv) {
     bench::keepFreedMemory();
     if (argc > 1 && std::string_view(argv[1]).starts_with(OPTION)) {
-        bench::iterations = iterationsOf(argv[1]);
+        bench::callsPerBenchmark = iterationsOf(argv[1]);
         argv[1] = argv[0];
         ++argv;
         --argc;
@@ -36,9 +36,9 @@ int main(int argc, char** argv) {
 
     simulator::setLogLevel(simulator::LogLevel::off);
     simulator::Television television;
-    bench::addRelayBenchmarks();
-    bench::addValueBenchmarks();
-    bench::addAccessBenchmarks(television);
+    bench::addListRelayBenchmarks();
+    bench::addValueObjectBenchmarks();
+    bench::addAccessObjectBenchmarks(television);
     bench::addClientBenchmarks(television);
     bench::addLogBenchmarks();
     return bench::runBenchmarks(argc, argv);

@@ -37,17 +37,17 @@ void keepFreedMemory();
 std::int64_t heapAllocations();
 
 /// The number of calls in each benchmark. With 0 Google Benchmark selects the number.
-inline std::int64_t iterations = 0;
+inline std::int64_t callsPerBenchmark = 0;
 
 /// Runs the registered benchmarks with the options of Google Benchmark, and returns the program's exit status.
 int runBenchmarks(int argc, char** argv);
 
-/// Registers the benchmark of one call. For each repetition, `prepare` returns the call, a function object that owns
+/// Registers the benchmark of one call. For each repetition, `makeCall` returns the call, a function object that owns
 /// all its data.
-template <typename Prepare>
-void add(std::string const& name, Prepare const& prepare) {
-    auto* const registered = benchmark::RegisterBenchmark(name.c_str(), [prepare](benchmark::State& state) {
-        auto const call = prepare();
+template <typename MakeCall>
+void addCallBenchmark(std::string const& name, MakeCall const& makeCall) {
+    auto* const registered = benchmark::RegisterBenchmark(name.c_str(), [makeCall](benchmark::State& state) {
+        auto const call = makeCall();
         call();  // The first call fills caches and makes lazy bindings.
         std::int64_t const before = heapAllocations();
         for ([[maybe_unused]] auto const iteration : state) {
@@ -56,14 +56,14 @@ void add(std::string const& name, Prepare const& prepare) {
         auto const made = static_cast<double>(heapAllocations() - before);
         state.counters["allocations"] = benchmark::Counter(made, benchmark::Counter::kAvgIterations);
     });
-    if (iterations > 0) {
-        registered->Iterations(iterations);
+    if (callsPerBenchmark > 0) {
+        registered->Iterations(callsPerBenchmark);
     }
 }
 
-void addRelayBenchmarks();
-void addValueBenchmarks();
-void addAccessBenchmarks(simulator::Television& television);
+void addListRelayBenchmarks();
+void addValueObjectBenchmarks();
+void addAccessObjectBenchmarks(simulator::Television& television);
 void addClientBenchmarks(simulator::Television& television);
 void addLogBenchmarks();
 

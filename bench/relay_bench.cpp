@@ -71,14 +71,14 @@ struct PeerGVariant {
 
 template <typename Way>
 void addWay(std::string const& name, int count, int length) {
-    add(name + "/" + std::to_string(count) + "/" + std::to_string(length), [count, length] {
+    addCallBenchmark(name + "/" + std::to_string(count) + "/" + std::to_string(length), [count, length] {
         return [way = std::make_shared<Way>(), list = makeStrings(count, length)] { (*way)(list); };
     });
 }
 
 }  // namespace
 
-void addRelayBenchmarks() {
+void addListRelayBenchmarks() {
     for (int const length : {8, 48}) {
         for (int const count : {1, 3, 100, 10000}) {
             addWay<Relay>("Relay", count, length);

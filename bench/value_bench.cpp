@@ -51,7 +51,7 @@ std::string renderedByStream(ValueObject const& value) {
 
 template <typename Render>
 void addRendering(std::string const& name, ValueObject const& value, Render render) {
-    add(name, [value, render] { return [value, render] { keepObservable(render(value).data()); }; });
+    addCallBenchmark(name, [value, render] { return [value, render] { keepObservable(render(value).data()); }; });
 }
 
 template <typename T>
@@ -59,7 +59,7 @@ void addListConversion(std::string const& name, int count, ValueObject const& el
     ValueObject list;
     list.typeTag = VALUE_VECTOR;
     list.elements.assign(static_cast<std::size_t>(count), element);
-    add(name, [list] {
+    addCallBenchmark(name, [list] {
         return [list] {
             std::vector<T> const converted = list;
             keepObservable(converted.data());
@@ -69,7 +69,7 @@ void addListConversion(std::string const& name, int count, ValueObject const& el
 
 }  // namespace
 
-void addValueBenchmarks() {
+void addValueObjectBenchmarks() {
     ValueObject const list = listOf(1, 22, 333, 4444, 55555, 666666, 7777777, 88888888, 999999999, -1);
     std::pair<char const*, ValueObject> const kinds[] = {
         {"int", ValueObject(1234567)},

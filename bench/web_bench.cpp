@@ -79,8 +79,8 @@ public:
     ~Browser() { ::close(pipe_); }
 
     /// Publishes a list and waits until the page has received the list.
-    [[nodiscard]] bool exchange(std::size_t which, int milliseconds = 60'000) const {
-        fixture_.publish(which);
+    [[nodiscard]] bool exchange(std::size_t lengthIndex, int milliseconds = 60'000) const {
+        fixture_.publishList(lengthIndex);
         return isMarked(milliseconds);
     }
 
@@ -144,9 +144,9 @@ private:
     std::unique_ptr<ChildProcess> cog_;
 };
 
-void addWay(char const* name, Browser const& browser, std::size_t which) {
-    bench::addExchange(bench::nameOf(name, which), [&browser, which] {
-        return [&browser, which](int /*exchanges*/) { return browser.exchange(which); };
+void addWay(char const* name, Browser const& browser, std::size_t lengthIndex) {
+    bench::addExchangeBenchmark(bench::benchmarkName(name, lengthIndex), [&browser, lengthIndex] {
+        return [&browser, lengthIndex](int /*exchanges*/) { return browser.exchange(lengthIndex); };
     });
 }
 
@@ -169,16 +169,16 @@ void addIdle(Browser const& with, Browser const& without) {
 }
 
 int run(int argc, char** argv) {
-    bench::runOnOneProcessor(true);
+    bench::restrictToOneProcessor(true);
     Browser const extension("extension");
     Browser const peer("peer");
     Browser const idle("extension");  // A web process that receives no lists.
     Browser const none("none");
     extension.awaitPage();
     peer.awaitPage();
-    for (std::size_t which = 0; which < bench::COUNTS.size(); ++which) {
-        addWay("WebRelay", extension, which);
-        addWay("PeerWebRelay", peer, which);
+    for (std::size_t lengthIndex = 0; lengthIndex < bench::LIST_LENGTHS.size(); ++lengthIndex) {
+        addWay("WebRelay", extension, lengthIndex);
+        addWay("PeerWebRelay", peer, lengthIndex);
     }
     addIdle(idle, none);
     return bench::runBenchmarks(argc, argv);

@@ -13,7 +13,7 @@
 
 namespace {
 
-using Type = television::PlainKind<std::vector<std::string>>;
+using Type = television::PlainKindTraits<std::vector<std::string>>;
 
 sd_bus* connection = nullptr;
 JSCContext* page = nullptr;

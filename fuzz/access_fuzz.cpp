@@ -71,14 +71,15 @@ public:
     }
 
 private:
-    Slot& slot() { return slots_[makeCount()]; }
+    Slot& slot() { return slots_[numberUpToThree()]; }
 
     void check() {
         television.waitUntilDelivered();
         television.waitUntilDelivered();  // Waits for notifications posted inside a notification.
         std::for_each(slots_.begin(), slots_.end(), [](Slot& each) { each.check(); });
         std::for_each(clients_.begin(), clients_.end(), [](RecordingClient& each) { each.check(); });
-        expect(sleeps.exchange(0) == std::exchange(reference.sleeps, 0), "a connect waits as long as its budget");
+        expect(sleeps.exchange(0) == std::exchange(reference.retryWaitCount, 0),
+               "a connect waits as long as its budget");
         for (auto const& [name, key] : reference.keys) {
             auto const held = television.get(name);
             expect(!held || *held == key.object->value, "the television holds what was written");
@@ -91,23 +92,23 @@ private:
     /// Changes a key: often the key of an access object, with values of the kind that the access object expects.
     void changeAnyKey() {
         if (Slot const& user = slot(); bytes.nextBool() && user.access) {
-            return changeKey(user.reference->key, std::min(user.reference->kind, TABLE));
+            return applyRandomChange(user.reference->key, std::min(user.reference->kind, TABLE));
         }
         auto const& [key, usual] = bytes.pick(KEYS);
-        changeKey(key, usual);
+        applyRandomChange(key, usual);
     }
 
-    void prepareReaction(void const* used) override {
+    void chooseNotificationCallbacks(void const* excludedReceiver) override {
         Slot& receiver = slot();
-        if (bytes.nextBool() && &receiver != used) {
-            receiver.reaction = [this, &receiver, isWhole = bytes.nextBool()] {
+        if (bytes.nextBool() && &receiver != excludedReceiver) {
+            receiver.onNextNotification = [this, &receiver, isWhole = bytes.nextBool()] {
                 isWhole ? release(receiver) : end(receiver);
             };
         }
         // A facade that connects inside a notification would wait for an early notification without end.
-        auto const isEarly = [](auto& each) { return each.second.notifiesEarly; };
+        auto const isEarly = [](auto& each) { return each.second.notifiesDuringConnect; };
         if (bytes.nextBool() && std::none_of(reference.keys.begin(), reference.keys.end(), isEarly)) {
-            clients_[0].reaction = [this] { useFacade(); };
+            clients_[0].onNextNotification = [this] { useFacade(); };
         }
     }
 
@@ -117,7 +118,7 @@ private:
         if (auto* const iterator = dynamic_cast<IteratorAccess*>(slot.access.get())) {
             runBoth(*slot.reference, *iterator, [](auto& access) { return access.destroy(); });
         }
-        while (slot.reference->isRegistered()) {  // Twice if the last disconnect did not reach the television.
+        while (slot.reference->hasRegistration()) {  // Twice if the last disconnect did not reach the television.
             runBoth(*slot.reference, *slot.access, [](auto& access) { return access.disconnect(); });
         }
         slot.expected.resize(slot.received.size());
@@ -127,7 +128,7 @@ private:
     void release(Slot& slot) {
         clearFaults();
         bool const disconnectsItself = slot.reference->kind < ACTION && slot.reference->object != nullptr;
-        if (!disconnectsItself || slot.reference->isRegistered(slot.reference->object)) {
+        if (!disconnectsItself || slot.reference->hasRegistration(slot.reference->object)) {
             end(slot);
         }
         slot.access.reset();
@@ -138,7 +139,7 @@ private:
     void useSlot(Slot& slot) {
         if (!slot.access) {
             auto const& [key, usual] = bytes.pick(KEYS);
-            int const made = makeKind(usual == TABLE ? bytes.number<int>(TABLE, ITERATOR) : usual);
+            int const made = chooseKind(usual == TABLE ? bytes.number<int>(TABLE, ITERATOR) : usual);
             ReferenceObserver const observer{static_cast<Kind>(made), key,
                                              [&slot](Strings const& line) { slot.expected.push_back(line); }};
             slot.reference = std::make_shared<ReferenceAccess>(reference, observer);
@@ -168,11 +169,11 @@ private:
     void useSlotByKind(Slot& slot) {
         if (auto* const action = dynamic_cast<ActionAccess*>(slot.access.get())) {
             chooseAnswer();
-            prepareReaction(&slot);
+            chooseNotificationCallbacks(&slot);
             Arguments const arguments{{0, 0, 0, makeText()}};
             runBoth(*slot.reference, *action, 7U,
                     [&](auto& access, unsigned int& id) { return access.invoke(id, arguments); });
-            checkArguments();
+            checkInvokeArguments();
         } else if (auto* const iterator = dynamic_cast<IteratorAccess*>(slot.access.get())) {
             useIterator(*slot.reference, *iterator);
         } else if (auto* const table = dynamic_cast<TableAccess*>(slot.access.get())) {
@@ -186,7 +187,8 @@ private:
             clearFaults();  // Otherwise a destroyed table would stay registered.
         }
         auto* const iterator = access.getIterator();
-        expect((iterator != nullptr) == (model.rowsOf != nullptr), "an iterator is there from create to destroy");
+        expect((iterator != nullptr) == (model.iteratedTable != nullptr),
+               "an iterator is there from create to destroy");
         if (iterator == nullptr || bytes.nextBool()) {
             return runBoth(model, access, [](auto& each) { return each.create(); });
         }
@@ -219,7 +221,7 @@ private:
             case 3:
                 return run([on](auto& facade) { on ? facade.startEventListener() : facade.stopEventListener(); });
             case 4: {
-                RecordingClient* const client = on ? &clients_[makeCount() / 2] : nullptr;
+                RecordingClient* const client = on ? &clients_[numberUpToThree() / 2] : nullptr;
                 return run([client](auto& facade) { facade.setClient(client); });
             }
             case 5:
@@ -231,7 +233,7 @@ private:
             default:
                 chooseAnswer();
                 run([](auto& facade) { facade.requestStartNRXService(); });
-                return checkArguments();
+                return checkInvokeArguments();
         }
     }
     void releaseFacade() {
@@ -244,7 +246,7 @@ private:
     std::array<Slot, 4> slots_;
     std::array<RecordingClient, 2> clients_;
     std::unique_ptr<orvane::NRXModelAccess> facade_;
-    std::optional<ReferenceFacade> referenceFacade_;
+    std::optional<ReferenceNRXModelAccess> referenceFacade_;
 };
 
 }  // namespace

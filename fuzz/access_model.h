@@ -14,7 +14,7 @@ public:
 
     void connect(int budgetMs) {
         failIf(kind < ACTION && key == "missing", STATUS_ERR_MISSING_VALUE);
-        budgetMs_ = budgetMs;
+        connectTimeoutMs_ = budgetMs;
         if (kind == ITERATOR || object != nullptr) {
             return;
         }
@@ -28,14 +28,14 @@ public:
             fails = faults != 0;
             faults -= faults > 0 ? 1 : 0;
             isFound = keyState_.object != nullptr && (!fails || (status == STATUS_OK && handsOutObject));
-            television_.sleeps += !isFound && budgetMs > 0 ? 1 : 0;
+            television_.retryWaitCount += !isFound && budgetMs > 0 ? 1 : 0;
         } while (!isFound && --attempts > 0);
         failIf(!isFound, STATUS_ERR_CONNECT_FAILED);
         if (!fails) {  // A failing television reports success without a registration.
             television_.registrations.emplace_back(shared_from_this(), keyState_.object);
-            keyState_.notifiesEarly ? television_.set(keyState_.object, Value(keyState_.object->value)) : false;
+            keyState_.notifiesDuringConnect ? television_.set(keyState_.object, Value(keyState_.object->value)) : false;
         }
-        if (kind != TABLE && (throwsFrom(Call::type) || keyState_.object->type != TYPES[kind])) {
+        if (kind != TABLE && (throwsFrom(Call::type) || keyState_.object->type != OBJECT_TYPE_BY_KIND[kind])) {
             failIfThrowing(Call::disconnect);
             removeRegistrations(keyState_.object);
             failIfThrowing(Call::type);
@@ -59,8 +59,8 @@ public:
 
     template <typename T>
     void getValue(T& out) {
-        prepare();
-        failIf(object->type != TYPES[Value(T()).index()], STATUS_ERR_VALUE_TYPE_MISMATCH);
+        connectForReadOrWrite();
+        failIf(object->type != OBJECT_TYPE_BY_KIND[Value(T()).index()], STATUS_ERR_VALUE_TYPE_MISMATCH);
         failIfThrowing(Call::read);
         if constexpr (std::is_arithmetic_v<T>) {  // Reads of numbers have no status.
             out = std::get<T>(object->value);
@@ -77,12 +77,12 @@ public:
 
     void setValue(int number) { setValue(static_cast<long long>(number)); }
     void setValue(long long number) {
-        prepare();
-        bool const isSmall = object->type == TYPES[INTEGER] && number == static_cast<int>(number);
+        connectForReadOrWrite();
+        bool const isSmall = object->type == OBJECT_TYPE_BY_KIND[INTEGER] && number == static_cast<int>(number);
         isSmall ? write(static_cast<int>(number)) : write(number);
     }
     void setValue(Value const& value) {
-        prepare();
+        connectForReadOrWrite();
         write(value);
     }
 
@@ -122,7 +122,7 @@ public:
             throw Failure{failure.status == STATUS_THROWS ? STATUS_THROWS : STATUS_NO_TABLE};
         }
         if (!keyState_.refusesIterators) {
-            rowsOf = table->object;
+            iteratedTable = table->object;
             television_.iterators.insert(this);
             receive(lineOf("ready", 0));
         }
@@ -131,18 +131,20 @@ public:
     }
 
     void destroy() {
-        rowsOf != nullptr ? failIfThrowing(Call::destroyIterator) : void();
+        iteratedTable != nullptr ? failIfThrowing(Call::destroyIterator) : void();
         television_.iterators.erase(this);
-        rowsOf = nullptr;
+        iteratedTable = nullptr;
     }
 
     // The operations of the iterator.
-    void requestTotalCount() const { receiveFromTable(lineOf("count", static_cast<int>(rowsOf->rows.size()))); }
-    void readRow() const { receiveFromTable(rowsOf->rows.empty() ? Strings() : rowsOf->rows[0]); }
-    void readRowChunk(int /*all*/) const {
-        receiveFromTable(rowsOf->rows.empty() ? Strings{"none"} : rowsOf->rows.back());
+    void requestTotalCount() const {
+        receiveIfTablePublished(lineOf("count", static_cast<int>(iteratedTable->rows.size())));
     }
-    void commit() const { receiveFromTable(lineOf("commit", 0)); }
+    void readRow() const { receiveIfTablePublished(iteratedTable->rows.empty() ? Strings() : iteratedTable->rows[0]); }
+    void readRowChunk(int /*all*/) const {
+        receiveIfTablePublished(iteratedTable->rows.empty() ? Strings{"none"} : iteratedTable->rows.back());
+    }
+    void commit() const { receiveIfTablePublished(lineOf("commit", 0)); }
 
     /// Does what the destructor does. If a disconnect throws, the registration remains.
     void simulateDestruction() {
@@ -150,11 +152,11 @@ public:
         statusOf([this] { iteratorTable_ ? iteratorTable_->disconnect() : void(); });
     }
     [[nodiscard]] bool throwsFrom(Call call) const { return keyState_.throwingCall == call; }
-    /// Whether the access object has a registration with an object other than `except`.
-    [[nodiscard]] bool isRegistered(ReferenceObject const* except = nullptr) const {
+    /// Whether the access object has a registration with an object other than `ignoredObject`.
+    [[nodiscard]] bool hasRegistration(ReferenceObject const* ignoredObject = nullptr) const {
         auto const& all = television_.registrations;
-        return std::any_of(all.begin(), all.end(), [this, except](auto& registration) {
-            return registration.first.get() == this && registration.second != except;
+        return std::any_of(all.begin(), all.end(), [this, ignoredObject](auto& registration) {
+            return registration.first.get() == this && registration.second != ignoredObject;
         });
     }
 
@@ -163,13 +165,13 @@ public:
 private:
     void failIfThrowing(Call call) const { failIf(throwsFrom(call), STATUS_THROWS); }
     /// The first step of every read and write.
-    void prepare() {
-        object == nullptr ? connect(budgetMs_) : void();
+    void connectForReadOrWrite() {
+        object == nullptr ? connect(connectTimeoutMs_) : void();
         failIf(kind == ITERATOR, STATUS_ERR_VALUE_TYPE_MISMATCH);
         failIfThrowing(Call::type);
     }
     void write(Value const& value) {
-        failIf(object->type != TYPES[value.index()], STATUS_ERR_VALUE_TYPE_MISMATCH);
+        failIf(object->type != OBJECT_TYPE_BY_KIND[value.index()], STATUS_ERR_VALUE_TYPE_MISMATCH);
         failIfThrowing(Call::write);
         television_.set(object, value);
     }
@@ -179,22 +181,22 @@ private:
             return registration.first.get() == this && (source == nullptr || registration.second == source);
         });
     }
-    void receiveFromTable(Strings const& line) const { rowsOf->isPublished ? receive(line) : void(); }
+    void receiveIfTablePublished(Strings const& line) const { iteratedTable->isPublished ? receive(line) : void(); }
 
     ReferenceTelevision& television_;
     ReferenceKey& keyState_;
-    int budgetMs_ = 1000;
+    int connectTimeoutMs_ = 1000;
     std::shared_ptr<ReferenceAccess> iteratorTable_;  ///< The connected table of an iterator, or null.
 };
 
 /// The facade. Its operations return no status, so only the failure `STATUS_THROWS` is compared.
-class ReferenceFacade {
+class ReferenceNRXModelAccess {
 public:
-    ReferenceFacade(ReferenceTelevision& television, RecordingClient* newClient) : client_(newClient) {
+    ReferenceNRXModelAccess(ReferenceTelevision& television, RecordingClient* newClient) : client_(newClient) {
         for (auto const& [name, kind] : KEYS) {
             auto const relay = [this, key = name](Strings line) {
                 line[0] = key;  // A client's line has the key instead of the type.
-                isListening_[key] && client_ != nullptr ? client_->expected.push_back(line) : void();
+                isListeningByKey_[key] && client_ != nullptr ? client_->expected.push_back(line) : void();
             };
             accesses_[name] = std::make_shared<ReferenceAccess>(television, ReferenceObserver{kind, name, relay});
         }
@@ -204,13 +206,13 @@ public:
         failIf(statusOf([this] { accesses_[COMMAND]->connect(1000); }) == STATUS_THROWS, STATUS_THROWS);
         accesses_[EVENT]->connect(1000);
     }
-    void startCommandListener() { isListening_[COMMAND] = true; }
-    void stopCommandListener() { isListening_[COMMAND] = false; }
-    void startEventListener() { isListening_[EVENT] = true; }
-    void stopEventListener() { isListening_[EVENT] = false; }
+    void startCommandListener() { isListeningByKey_[COMMAND] = true; }
+    void stopCommandListener() { isListeningByKey_[COMMAND] = false; }
+    void startEventListener() { isListeningByKey_[EVENT] = true; }
+    void stopEventListener() { isListeningByKey_[EVENT] = false; }
     void setClient(RecordingClient* newClient) { client_ = newClient; }
-    void setAccessValue(std::string const& key, Strings const& list) { findList(key).setValue(list); }
-    void getAccessValue(std::string const& key, Strings& list) { findList(key).getValue(list); }
+    void setAccessValue(std::string const& key, Strings const& list) { findListAccess(key).setValue(list); }
+    void getAccessValue(std::string const& key, Strings& list) { findListAccess(key).getValue(list); }
     std::string getSoftwareVersion() {
         std::string version;
         failIf(statusOf([&] { accesses_[SOFTWARE_VERSION]->getValue(version); }) == STATUS_THROWS, STATUS_THROWS);
@@ -223,7 +225,7 @@ public:
         }
         unsigned int id = UINT_MAX;
         action->connect(100);
-        action->invoke(id, {{0, 0, 0, ANY_TEXT}, {0, 1, 0, "12"}, {0, 2, 0, ANY_TEXT}});
+        action->invoke(id, {{0, 0, 0, TEXT_WILDCARD}, {0, 1, 0, "12"}, {0, 2, 0, TEXT_WILDCARD}});
     }
 
     /// Does what the destructor does.
@@ -232,13 +234,13 @@ public:
     }
 
 private:
-    ReferenceAccess& findList(std::string const& key) {
+    ReferenceAccess& findListAccess(std::string const& key) {
         failIf(accesses_[key]->kind != TEXTS, STATUS_ERR_UNKNOWN_KEY);
         return *accesses_[key];
     }
 
     std::map<std::string, std::shared_ptr<ReferenceAccess>> accesses_;  ///< By key. Some keys are never used.
-    std::map<std::string, bool> isListening_;
+    std::map<std::string, bool> isListeningByKey_;
     RecordingClient* client_;
 };
 

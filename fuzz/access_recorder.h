@@ -30,7 +30,7 @@ struct Recorder {
     template <typename... Parts>
     void record(Parts const&... parts) {
         received.push_back(lineOf(parts...));
-        if (auto const react = std::exchange(reaction, nullptr)) {
+        if (auto const react = std::exchange(onNextNotification, nullptr)) {
             react();  // Last, because `react` may destroy the receiver.
         }
     }
@@ -41,7 +41,7 @@ struct Recorder {
 
     std::vector<Strings> received;
     std::vector<Strings> expected;
-    std::function<void()> reaction;  ///< Called inside the next notification.
+    std::function<void()> onNextNotification;  ///< Called inside the next notification.
 };
 
 struct RecordingClient final : orvane::NRXModelAccessClient, Recorder {

@@ -32,34 +32,35 @@ protected:
     }
     ~FuzzedTelevision() = default;
 
-    std::size_t makeCount() { return bytes.number<std::size_t>(0, 3); }
+    std::size_t numberUpToThree() { return bytes.number<std::size_t>(0, 3); }
     std::string makeText() { return bytes.text(4); }
     Strings makeTexts() {
-        return bytes.list(makeCount(), [this] { return makeText(); });
+        return bytes.list(numberUpToThree(), [this] { return makeText(); });
     }
-    /// Often returns the usual kind.
-    int makeKind(int usual) { return bytes.nextBool() ? usual : bytes.number<int>(INTEGER, ITERATOR); }
-    Value makePlainValue(int kind) {
+    /// Often returns the expected kind.
+    int chooseKind(int expectedKind) { return bytes.nextBool() ? expectedKind : bytes.number<int>(INTEGER, ITERATOR); }
+    Value makeValueOfKind(int kind) {
         auto const edge = bytes.PickValueInArray({INT_MIN - 1LL, 0LL + INT_MIN, -1LL, 0LL + INT_MAX, INT_MAX + 1LL});
         int const small = static_cast<int>(edge);
         return kind == INTEGER    ? Value(small)
                : kind == INT64    ? Value(edge)
                : kind == TEXT     ? Value(makeText())
-               : kind == INTEGERS ? Value(std::vector<int>(makeCount(), small))
+               : kind == INTEGERS ? Value(std::vector<int>(numberUpToThree(), small))
                                   : Value(makeTexts());
     }
-    Value makeValue(int usual) { return makePlainValue(makeKind(usual)); }
+    Value makeValue(int expectedKind) { return makeValueOfKind(chooseKind(expectedKind)); }
     Rows makeRows() {
-        return bytes.list(makeCount(), [this] { return makeTexts(); });
+        return bytes.list(numberUpToThree(), [this] { return makeTexts(); });
     }
 
-    /// Chooses reactions of receivers to their next notification. The receiver `used` gets no reaction.
-    virtual void prepareReaction(void const* used) = 0;
+    /// Chooses callbacks for the next notification of receivers. The receiver `excludedReceiver` gets no callback.
+    virtual void chooseNotificationCallbacks(void const* excludedReceiver) = 0;
 
     void publish(std::string const& key, int kind) {
-        ReferenceObject object{kind <= TABLE ? TYPES[kind] : bytes.PickValueInArray({-1, 0, 5, 7, 9, 255})};
+        ReferenceObject object{kind <= TABLE ? OBJECT_TYPE_BY_KIND[kind]
+                                             : bytes.PickValueInArray({-1, 0, 5, 7, 9, 255})};
         if (kind < ACTION) {
-            television.publish(key, object.value = makePlainValue(kind));
+            television.publish(key, object.value = makeValueOfKind(kind));
         } else if (kind == ACTION) {
             object.script = [this](Arguments const& arguments) {
                 invocations.push_back(arguments);
@@ -85,22 +86,22 @@ protected:
     }
 
     /// Changes a value, an object or a fault under the key.
-    void changeKey(std::string const& name, int usual) {
+    void applyRandomChange(std::string const& name, int expectedKind) {
         ReferenceKey& key = reference.keys[name];
         auto const setRows = [&] {
             Rows const changed = makeRows();
-            prepareReaction(nullptr);
+            chooseNotificationCallbacks(nullptr);
             bool const fits = reference.setRows(key.object, changed);
             expect(television.setRows(name, changed) == fits, "a table takes rows");
         };
         auto const set = [&] {
-            Value const changed = makeValue(usual);
-            prepareReaction(nullptr);
+            Value const changed = makeValue(expectedKind);
+            chooseNotificationCallbacks(nullptr);
             bool const fits = reference.set(key.object, changed);
             expect(television.set(name, changed) == fits, "an object takes values of its type");
         };
         bytes.runOneOf(
-            [&] { publish(name, makeKind(usual)); },
+            [&] { publish(name, chooseKind(expectedKind)); },
             [&] { expect(reference.withdraw(name) == television.withdraw(name), "what is published is withdrawn"); },
             setRows, setRows,
             [&] {
@@ -118,7 +119,7 @@ protected:
             },
             [&] { television.throwFrom(name, key.throwingCall = static_cast<Call>(bytes.number(0, 8))); },
             [&] {
-                television.notifyEarly(name, key.notifiesEarly = bytes.nextBool());
+                television.notifyEarly(name, key.notifiesDuringConnect = bytes.nextBool());
                 television.refuseIterators(name, key.refusesIterators = bytes.nextBool());
             },
             [&] { clearFaults(); }, set, set, set, set);
@@ -135,12 +136,13 @@ protected:
             answer.outcome = bytes.number<int>();
         } else if (outcome == 2) {
             auto const makeResult = [this] { return Argument{0, bytes.number<std::int8_t>(-1, 3), 0, makeText()}; };
-            answer.outcome = bytes.list(makeCount(), makeResult);
+            answer.outcome = bytes.list(numberUpToThree(), makeResult);
         }
     }
-    void checkArguments() const {
+    void checkInvokeArguments() const {
         auto const isSame = [](Argument const& expected, Argument const& actual) {
-            return expected.index == actual.index && (expected.value == ANY_TEXT || expected.value == actual.value);
+            return expected.index == actual.index &&
+                   (expected.value == TEXT_WILDCARD || expected.value == actual.value);
         };
         bool const isInvoked = invocations.size() == 2;  // The reference model invokes the action first.
         expect(isInvoked ? std::ranges::equal(invocations[0], invocations[1], isSame) : invocations.empty(),

@@ -16,7 +16,7 @@ using Values = std::tuple<int, unsigned int, long long, std::string, std::vector
 
 /// Checks that only a value of the type `T` is read, and that the value replaces the value of an earlier read.
 template <typename T>
-void checkRead(sd_bus_message* message, Item const& item, T& kept) {
+void checkRead(sd_bus_message* message, MessageItem const& item, T& kept) {
     std::string const type = itemOf(T{}).type;
     bool const isValue = isReadAs(item, type);
     expect((bus::read(message, kept) >= 0) == isValue, "a value of the type is read");
@@ -31,7 +31,7 @@ void checkRead(sd_bus_message* message, Item const& item, T& kept) {
 void checkReads(Bytes& bytes) {
     Values kept;
     while (bytes.isLeft()) {
-        Item const root = makeArguments(bytes, bytes.pick(TYPES));
+        MessageItem const root = makeArguments(bytes, bytes.pick(MESSAGE_SIGNATURES));
         if (auto const message = makeMessage(SIGNALS[0], false, root); message && !root.items.empty()) {
             std::apply([&](auto&... values) { (checkRead(message.get(), root.items[0], values), ...); }, kept);
         }
@@ -54,7 +54,7 @@ void fill(Bytes& bytes, std::vector<T>& values) {
 template <typename T>
 void checkAppend(Bytes& bytes, T& value) {
     fill(bytes, value);
-    Item const item = itemOf(value);
+    MessageItem const item = itemOf(value);
     auto const message = makeMessage(SIGNALS[0], false, [&](sd_bus_message* made) {
         int const result = bus::append(made, value);
         expect(result >= 0 || result == -EILSEQ, "only a text is refused");

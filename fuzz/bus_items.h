@@ -9,20 +9,20 @@
 namespace fuzz {
 
 /// One value: its D-Bus signature, and its number, its text or its contained items.
-struct Item {
+struct MessageItem {
     std::string type;
     long long number = 0;
     std::string text{};
-    std::vector<Item> items{};
+    std::vector<MessageItem> items{};
 
-    bool operator==(Item const& other) const = default;
+    bool operator==(MessageItem const& other) const = default;
     [[nodiscard]] bool isText() const { return type == "s" || type == "o" || type == "g"; }
     [[nodiscard]] bool isContainer() const { return std::string_view("a({v").find(type[0]) != std::string_view::npos; }
 };
 
 constexpr char const* BASIC_TYPES[] = {"y", "b", "n", "q", "i", "u", "x", "t", "d", "s", "o", "g"};
-constexpr char const* TYPES[] = {"i",       "u",      "x",     "s",     "ai",   "as",     "aas",
-                                 "a(nnns)", "a(iis)", "a(ii)", "a{sv}", "(iv)", "a{oas}", "v"};
+constexpr char const* MESSAGE_SIGNATURES[] = {"i",       "u",      "x",     "s",     "ai",   "as",     "aas",
+                                              "a(nnns)", "a(iis)", "a(ii)", "a{sv}", "(iv)", "a{oas}", "v"};
 constexpr char INTEGER_INTERFACE[] = "nrx.Television1.Integer";
 constexpr char STRING_INTERFACE[] = "nrx.Television1.String";
 constexpr char const* TEXTS[] = {
@@ -44,12 +44,12 @@ inline Strings typesOf(std::string_view signature) {
 }
 
 /// Makes a value of the type.
-inline Item makeItem(Bytes& bytes, std::string_view type) {
-    Item item{std::string(type)};
+inline MessageItem makeItem(Bytes& bytes, std::string_view type) {
+    MessageItem item{std::string(type)};
     if (type[0] == 'a') {
         item.items = bytes.list(bytes.number<std::size_t>(0, 4), [&] { return makeItem(bytes, type.substr(1)); });
     } else if (type[0] == 'v') {
-        item.items = {makeItem(bytes, bytes.nextBool() ? bytes.pick(TYPES) : bytes.pick(BASIC_TYPES))};
+        item.items = {makeItem(bytes, bytes.nextBool() ? bytes.pick(MESSAGE_SIGNATURES) : bytes.pick(BASIC_TYPES))};
     } else if (item.isContainer()) {
         for (std::string const& inner : typesOf(type.substr(1, type.size() - 2))) {
             item.items.push_back(makeItem(bytes, inner));
@@ -63,37 +63,37 @@ inline Item makeItem(Bytes& bytes, std::string_view type) {
 }
 
 /// Changes an item below `root`. The result may be invalid.
-inline void mutate(Bytes& bytes, Item& root) {
-    Item* in = nullptr;
-    Item* at = &root;
+inline void mutate(Bytes& bytes, MessageItem& root) {
+    MessageItem* in = nullptr;
+    MessageItem* at = &root;
     do {
         in = std::exchange(at, &bytes.pick(at->items));
     } while (!at->items.empty() && bytes.nextBool());
-    bytes.runOneOf([&] { *at = makeItem(bytes, bytes.pick(TYPES)); },
+    bytes.runOneOf([&] { *at = makeItem(bytes, bytes.pick(MESSAGE_SIGNATURES)); },
                    [&] {
-                       *at = Item{bytes.nextBool() ? "v" : "a", 0, "", {*at}};
+                       *at = MessageItem{bytes.nextBool() ? "v" : "a", 0, "", {*at}};
                    },
                    [&] { in->items.erase(in->items.begin() + (at - in->items.data())); },
                    [&] { std::swap(*at, in->items[0]); },
                    [&] {  // A list of lists must not become long in both dimensions.
                        std::size_t const more = bytes.number<std::size_t>(1, at->items.empty() ? 300 : 2);
-                       in->items.resize(in->items.size() + more, Item(*at));
+                       in->items.resize(in->items.size() + more, MessageItem(*at));
                    },
                    [&] { at->text += makeText(bytes); },
                    [&] { at->type = at->isContainer() ? at->type : bytes.pick(BASIC_TYPES); });
 }
 
 /// Makes the item valid again.
-inline void makeValid(Item& item) {
+inline void makeValid(MessageItem& item) {
     std::string types;
-    for (Item& inner : item.items) {
+    for (MessageItem& inner : item.items) {
         makeValid(inner);
         types += inner.type;
     }
     char const first = item.type[0];
     if (first == 'a' && !item.items.empty()) {
         item.type = 'a' + item.items[0].type;
-        std::erase_if(item.items, [&item](Item const& inner) { return 'a' + inner.type != item.type; });
+        std::erase_if(item.items, [&item](MessageItem const& inner) { return 'a' + inner.type != item.type; });
     } else if (first == '(' || first == '{') {
         item.type = first + types + (first == '(' ? ')' : '}');
     }
@@ -106,8 +106,8 @@ inline void makeValid(Item& item) {
 }
 
 /// Makes the arguments of a message, often with the signature.
-inline Item makeArguments(Bytes& bytes, std::string_view signature) {
-    Item root = makeItem(bytes, '(' + std::string(signature) + ')');
+inline MessageItem makeArguments(Bytes& bytes, std::string_view signature) {
+    MessageItem root = makeItem(bytes, '(' + std::string(signature) + ')');
     for (int count = bytes.number(0, 3); count > 0 && !root.items.empty(); --count) {
         mutate(bytes, root);
     }

@@ -14,13 +14,13 @@ namespace fuzz {
 
 using namespace objbus;
 
-struct Signal {
+struct MessageMember {
     char const* interface;
     char const* name;
     std::string_view signature;
 };
 constexpr char CHANGE[] = "PropertiesChanged";
-constexpr Signal SIGNALS[] = {
+constexpr MessageMember SIGNALS[] = {
     {bus::PROPERTIES_INTERFACE, CHANGE, "sa{sv}as"},  {bus::ACTION_INTERFACE, "Result", "ua(nnns)"},
     {bus::ACTION_INTERFACE, "ExecutionError", "ui"},  {bus::TABLE_INTERFACE, "Updated", "i"},
     {bus::ITERATOR_INTERFACE, "Ready", "i"},          {bus::ITERATOR_INTERFACE, "TotalCount", "i"},
@@ -32,7 +32,7 @@ constexpr Signal SIGNALS[] = {
 
 /// Makes a received message with the content from `append`. Returns null if `append` fails.
 template <typename Append>
-bus::Message makeMessage(Signal const& signal, bool isCall, Append const& append) {
+bus::Message makeMessage(MessageMember const& member, bool isMethodCall, Append const& append) {
     static bus::Bus const local = [] {
         int ends[2]{};
         sd_bus* made = nullptr;
@@ -43,8 +43,8 @@ bus::Message makeMessage(Signal const& signal, bool isCall, Append const& append
     }();
     constexpr char PATH[] = "/nrx/Television1/model/a";
     sd_bus_message* made = nullptr;
-    isCall ? sd_bus_message_new_method_call(local.get(), &made, nullptr, PATH, signal.interface, signal.name)
-           : sd_bus_message_new_signal(local.get(), &made, PATH, signal.interface, signal.name);
+    isMethodCall ? sd_bus_message_new_method_call(local.get(), &made, nullptr, PATH, member.interface, member.name)
+                 : sd_bus_message_new_signal(local.get(), &made, PATH, member.interface, member.name);
     bus::Message message(made);
     expect(message != nullptr, "a message is made");
     bool const isWhole = append(made) >= 0 && sd_bus_message_seal(made, 1, 0) >= 0;
@@ -59,7 +59,7 @@ inline int appendText(sd_bus_message* message, std::string const& text) {
     return result;
 }
 
-inline int appendItem(sd_bus_message* message, Item const& item, int depth = 0) {
+inline int appendItem(sd_bus_message* message, MessageItem const& item, int depth = 0) {
     char const first = item.type[0];
     if (item.type == "s") {
         return appendText(message, item.text);
@@ -82,9 +82,9 @@ inline int appendItem(sd_bus_message* message, Item const& item, int depth = 0) 
     return result < 0 ? result : sd_bus_message_close_container(message);
 }
 
-inline bus::Message makeMessage(Signal const& signal, bool isCall, Item const& root) {
-    return makeMessage(signal, isCall, [&root](sd_bus_message* made) {
-        auto const fails = [made](Item const& item) { return appendItem(made, item) < 0; };
+inline bus::Message makeMessage(MessageMember const& member, bool isMethodCall, MessageItem const& root) {
+    return makeMessage(member, isMethodCall, [&root](sd_bus_message* made) {
+        auto const fails = [made](MessageItem const& item) { return appendItem(made, item) < 0; };
         return std::any_of(root.items.begin(), root.items.end(), fails) ? -1 : 0;
     });
 }
@@ -99,16 +99,16 @@ inline bool isValidText(std::string const& text) {
     return message && sd_bus_message_read_basic(message.get(), 's', &read) > 0;
 }
 
-inline bool hasValidText(Item const& item) {
+inline bool hasValidText(MessageItem const& item) {
     return (item.type != "s" || isValidText(item.text)) &&
            std::all_of(item.items.begin(), item.items.end(), hasValidText);
 }
 
 /// Whether the library reads the item as a value of the type. An argument's index and flags must fit into bytes.
-inline bool isReadAs(Item const& item, std::string_view type) {
-    auto const hasBytes = [](Item const& argument) {
+inline bool isReadAs(MessageItem const& item, std::string_view type) {
+    auto const hasBytes = [](MessageItem const& argument) {
         return std::all_of(argument.items.begin() + 1, argument.items.begin() + 3,
-                           [](Item const& byte) { return byte.number >= -128 && byte.number <= 127; });
+                           [](MessageItem const& byte) { return byte.number >= -128 && byte.number <= 127; });
     };
     return item.type == type && hasValidText(item) &&
            (type != "a(nnns)" || std::all_of(item.items.begin(), item.items.end(), hasBytes));
@@ -120,21 +120,21 @@ inline auto fieldsOf(Argument& value) { return std::tie(value.tag, value.index, 
 inline auto fieldsOf(TableSelection& value) { return std::tie(value.first, value.second, value.value); }
 inline auto fieldsOf(TableOrder& value) { return std::tie(value.first, value.second); }
 
-inline Item itemOf(std::string const& value) { return {"s", 0, value}; }
+inline MessageItem itemOf(std::string const& value) { return {"s", 0, value}; }
 template <std::integral T>
-Item itemOf(T value) {
+MessageItem itemOf(T value) {
     return {sizeof(T) < 4 ? "n" : sizeof(T) > 4 ? "x" : std::is_signed_v<T> ? "i" : "u", value};
 }
 template <typename T>
-Item itemOf(T value) {
-    Item item{"()"};
+MessageItem itemOf(T value) {
+    MessageItem item{"()"};
     std::apply([&item](auto const&... fields) { item.items = {itemOf(fields)...}; }, fieldsOf(value));
     makeValid(item);
     return item;
 }
 template <typename T>
-Item itemOf(std::vector<T> const& values) {
-    Item item{'a' + itemOf(T{}).type};
+MessageItem itemOf(std::vector<T> const& values) {
+    MessageItem item{'a' + itemOf(T{}).type};
     std::transform(values.begin(), values.end(), std::back_inserter(item.items),
                    [](T const& one) { return itemOf(one); });
     return item;

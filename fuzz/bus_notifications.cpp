@@ -40,7 +40,7 @@ struct RecordingObserver final : ObserverNumericInteger,
     }
     void notifyIteratorReady(int status) override { record("Ready", status); }
 
-    std::vector<Item> received;
+    std::vector<MessageItem> received;
 };
 
 /// The type of an object, or `ITERATOR`, and the interface of its signals or of its value.
@@ -62,25 +62,27 @@ constexpr Source SOURCES[] = {{1, INTEGER_INTERFACE, "i"},
                               {ITERATOR, bus::ITERATOR_INTERFACE}};
 
 /// The new value in a PropertiesChanged signal; null without a new value, or if an entry before the value is invalid.
-Item const* newValueIn(std::vector<Item> const& arguments, Source const& source) {
+MessageItem const* newValueIn(std::vector<MessageItem> const& arguments, Source const& source) {
     if (arguments.size() < 2 || !isReadAs(arguments[0], "s") || arguments[0].text != source.interface ||
         arguments[1].type != "a{sv}") {
         return nullptr;
     }
     auto const& entries = arguments[1].items;
-    auto const isLast = [](Item const& entry) { return entry.items[0].text == "Value" || !hasValidText(entry); };
+    auto const isLast = [](MessageItem const& entry) { return entry.items[0].text == "Value" || !hasValidText(entry); };
     auto const last = std::find_if(entries.begin(), entries.end(), isLast);
     bool const isValue = last != entries.end() && last->items[0].text == "Value";
     return isValue && isReadAs(last->items[1].items[0], source.valueType) ? last->items[1].items.data() : nullptr;
 }
 
 /// The notification that a signal causes, or nothing.
-std::optional<Item> notificationOf(Source const& source, Signal const& signal, std::vector<Item> const& arguments) {
+std::optional<MessageItem> notificationOf(Source const& source, MessageMember const& signal,
+                                          std::vector<MessageItem> const& arguments) {
     if (source.valueType != nullptr) {
-        Item const* const value = signal.name == std::string_view(CHANGE) ? newValueIn(arguments, source) : nullptr;
-        return value != nullptr ? std::optional(Item{CHANGE, 0, "", {*value}}) : std::nullopt;
+        MessageItem const* const value =
+            signal.name == std::string_view(CHANGE) ? newValueIn(arguments, source) : nullptr;
+        return value != nullptr ? std::optional(MessageItem{CHANGE, 0, "", {*value}}) : std::nullopt;
     }
-    Item notification{signal.name};
+    MessageItem notification{signal.name};
     for (std::string const& type : typesOf(signal.signature)) {
         std::size_t const index = notification.items.size();
         if (index == arguments.size() || !isReadAs(arguments[index], type)) {
@@ -100,7 +102,7 @@ void checkNotifications(Bytes& bytes) {
     Source const& source = bytes.pick(SOURCES);
     bool const endsEarly = bytes.number(0, 7) == 7;
     RecordingObserver recorder;
-    std::vector<Item> expected;
+    std::vector<MessageItem> expected;
     Observer otherObserver;  // Has no typed interface.
     bus::KeyEntry const entry("a");
     auto const object = bus::makeObject(model, entry, static_cast<ObjectTypeSpec>(source.type));
@@ -112,13 +114,13 @@ void checkNotifications(Bytes& bytes) {
     auto const gate = std::make_shared<television::Registration>(television::Registration{nullptr, nullptr});
     model.delivery.post({{gate}, [&released](auto const& /*recipient*/) { released.get_future().wait(); }});
     while (bytes.isLeft()) {
-        Signal signal = bytes.pick(SIGNALS);
+        MessageMember signal = bytes.pick(SIGNALS);
         int const oddness = bytes.number(0, 15);
         bool const isCall = oddness == 3;
         signal.name = oddness == 1 ? "Other" : signal.name;
-        Item root = makeArguments(bytes, oddness == 2 ? bytes.pick(SIGNALS).signature : signal.signature);
+        MessageItem root = makeArguments(bytes, oddness == 2 ? bytes.pick(SIGNALS).signature : signal.signature);
         if (source.valueType != nullptr && oddness > 3 && root.items.size() > 1 && root.items[1].type == "a{sv}") {
-            Item const value{"v", 0, "", {makeItem(bytes, source.valueType)}};
+            MessageItem const value{"v", 0, "", {makeItem(bytes, source.valueType)}};
             root.items[0] = {"s", 0, source.interface};
             root.items[1].items.push_back({"{sv}", 0, "", {{"s", 0, "Value"}, value}});
             makeValid(root);
@@ -131,13 +133,14 @@ void checkNotifications(Bytes& bytes) {
     }
     auto const deliver = [&released, &model] {
         released.set_value();
-        model.delivery.waitUntilDone();
+        model.delivery.waitUntilPostedAreDelivered();
     };
     endsEarly ? void() : deliver();
     expect(object->disconnect(observer) == 1 && object->disconnect(&otherObserver) == 1, "each observer was connected");
     model.delivery.cancel(*iterator.registration());
     endsEarly ? deliver() : void();
-    expect(recorder.received == (endsEarly ? std::vector<Item>() : expected), "what was sent is received in its order");
+    expect(recorder.received == (endsEarly ? std::vector<MessageItem>() : expected),
+           "what was sent is received in its order");
 }
 
 }  // namespace fuzz

@@ -115,7 +115,7 @@ bool checkWords(std::string const& line) {
         return false;
     }
     expect(wordsOf(typed(words)) == words, "the same words");
-    std::size_t const last = lastWordOf(line);
+    std::size_t const last = lastWordPosition(line);
     Words parts = wordsOf(line.substr(0, last));
     Words const end = wordsOf(line.substr(last));
     parts.insert(parts.end(), end.begin(), end.end());
@@ -132,7 +132,7 @@ Words completions(Console const& console, std::string const& line) {
     } catch (CommandError const&) {
         expect(!hasWords, "a line of words is completed");
     }
-    std::string const before = line.substr(0, lastWordOf(line));
+    std::string const before = line.substr(0, lastWordPosition(line));
     for (std::string const& choice : choices) {
         Words const words = wordsOf(before + choice);
         expect(choice.starts_with(line.substr(before.size())), "a completion goes on with the word");
@@ -164,7 +164,7 @@ std::string commandLine(Bytes& bytes, Console const& console) {
 bool carryOut(Console& console, std::string const& line, bool mayRunOut) {
     auto const execute = [&](std::string const& command) {
         try {
-            return console.execute(command);
+            return console.executeUnlessQuit(command);
         } catch (std::exception const& error) {
             expect(dynamic_cast<CommandError const*>(&error) != nullptr ||
                        dynamic_cast<ModelError const*>(&error) != nullptr ||
@@ -179,23 +179,23 @@ bool carryOut(Console& console, std::string const& line, bool mayRunOut) {
 /// Runs a line that must not fail, and returns the printed lines.
 Words answerTo(Console& console, std::string const& line) {
     answers.clear();
-    console.execute(line);
+    console.executeUnlessQuit(line);
     return std::exchange(answers, {});
 }
 
 /// Checks that the shown value of each object can be typed, and is the same afterwards.
 void checkShown(Console& console) {
-    console.execute("tv on");
+    console.executeUnlessQuit("tv on");
     for (std::string const& object : answerTo(console, "list")) {
         Words const words = wordsOf(object);
         std::string const key = typed(words.at(0));
         expect(object.starts_with(key + " "), "a key");
-        console.execute("tv heal " + key);
+        console.executeUnlessQuit("tv heal " + key);
         constexpr std::string_view VALUE = "value: ";
         for (std::string const& line : answerTo(console, "show " + key)) {
             if (line.starts_with(VALUE)) {
                 std::string const value = line.substr(VALUE.size());
-                console.execute("tv set " + key + " " + value);
+                console.executeUnlessQuit("tv set " + key + " " + value);
                 expect(answerTo(console, "read " + key) == Words{key + ": " + value}, "a shown value can be typed");
             }
         }
@@ -203,7 +203,7 @@ void checkShown(Console& console) {
             Words const rows = answerTo(console, "table " + key);
             std::string line = "tv set " + key;
             std::for_each(rows.begin() + 1, rows.end(), [&](auto const& row) { line += " " + typed(row.substr(2)); });
-            console.execute(line);
+            console.executeUnlessQuit(line);
             expect(answerTo(console, "table " + key) == rows, "the rows that were printed");
         }
     }
@@ -214,7 +214,7 @@ void checkShown(Console& console) {
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     [[maybe_unused]] static bool const prepared = [] {
         setLineSink(takeLine);
-        printLog(true);
+        setLogPrintedInConsole(true);
         return std::freopen("/dev/null", "w", stdout) != nullptr;  // The library reports refused lookups there.
     }();
     television::setLogLevel(television::LogLevel::off);

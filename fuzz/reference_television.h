@@ -18,7 +18,7 @@ using Arguments = std::vector<Argument>;
 
 /// The kinds of access objects. The plain-valued kinds have the order of the alternatives of `Value`.
 enum Kind { INTEGER, INT64, TEXT, INTEGERS, TEXTS, ACTION, TABLE, ITERATOR };
-constexpr int TYPES[] = {
+constexpr int OBJECT_TYPE_BY_KIND[] = {
     OBJECT_TYPE_NUMERIC_INTEGER, OBJECT_TYPE_NUMERIC_INT64, OBJECT_TYPE_STRING, OBJECT_TYPE_VECTOR_NUMERIC_INTEGER,
     OBJECT_TYPE_VECTOR_STRING,   OBJECT_TYPE_ACTION,        OBJECT_TYPE_TABLE};
 /// The keys, each with the usual kind of the key.
@@ -31,7 +31,7 @@ constexpr int VALUE_TYPES[] = {VALUE_INT, VALUE_INT64, VALUE_STRING, VALUE_VECTO
 constexpr int STATUS_THROWS = INT_MAX;  ///< The status of an operation that ends with the television's exception.
 constexpr int STATUS_WITHDRAWN = 106;   ///< The simulated television's status for a withdrawn object.
 constexpr int STATUS_NO_TABLE = 4;
-constexpr char ANY_TEXT[] = "any text";  ///< For an argument whose text the reference model does not know.
+constexpr char TEXT_WILDCARD[] = "any text";  ///< For an argument whose text the reference model does not know.
 
 /// Thrown by a failing operation of the reference model.
 struct Failure {
@@ -59,7 +59,7 @@ int statusOf(Operation const& operation) {
 /// An object that the television publishes, or has withdrawn.
 struct ReferenceObject {
     /// An object whose type names no kind is also a table.
-    [[nodiscard]] bool isTable() const { return type == TYPES[TABLE] || type < 1 || type > 8; }
+    [[nodiscard]] bool isTable() const { return type == OBJECT_TYPE_BY_KIND[TABLE] || type < 1 || type > 8; }
 
     int type;
     Value value{};
@@ -75,7 +75,7 @@ struct ReferenceKey {
     simulator::ReadFault readFault;
     int invokeFault = 0;
     Call throwingCall = Call::none;
-    bool notifiesEarly = false;
+    bool notifiesDuringConnect = false;
     bool refusesIterators = false;
 };
 
@@ -84,7 +84,7 @@ struct ReferenceObserver {
     Kind const kind;
     std::string const key;
     std::function<void(Strings const& line)> const receive;
-    ReferenceObject* rowsOf = nullptr;  ///< The table of the iterator; null without an iterator.
+    ReferenceObject* iteratedTable = nullptr;  ///< The table of the iterator; null without an iterator.
 };
 
 struct ReferenceTelevision {
@@ -99,13 +99,14 @@ struct ReferenceTelevision {
     /// Notifies the object's observers that have the interface of its type.
     void notify(ReferenceObject const& object, Strings const& line) const {
         for (auto const& [observer, source] : registrations) {
-            if (source == &object && observer->kind <= ACTION && TYPES[observer->kind] == object.type) {
+            if (source == &object && observer->kind <= ACTION && OBJECT_TYPE_BY_KIND[observer->kind] == object.type) {
                 observer->receive(line);
             }
         }
     }
     bool set(ReferenceObject* object, Value const& value) const {
-        bool const fits = object != nullptr && object->isPublished && object->type == TYPES[value.index()];
+        bool const fits =
+            object != nullptr && object->isPublished && object->type == OBJECT_TYPE_BY_KIND[value.index()];
         if (fits) {
             object->value = value;
             auto const line = [&](auto const& plain) { return lineOf(VALUE_TYPES[value.index()], plain); };
@@ -118,7 +119,7 @@ struct ReferenceTelevision {
         if (fits) {
             object->rows = rows;
             for (ReferenceObserver const* const iterator : iterators) {
-                iterator->rowsOf == object ? iterator->receive(lineOf("update", 0)) : void();
+                iterator->iteratedTable == object ? iterator->receive(lineOf("update", 0)) : void();
             }
         }
         return fits;
@@ -130,7 +131,7 @@ struct ReferenceTelevision {
     /// A registration may outlive the access object.
     std::vector<std::pair<std::shared_ptr<ReferenceObserver const>, ReferenceObject const*>> registrations;
     std::set<ReferenceObserver const*> iterators;
-    int sleeps = 0;  ///< The waits of clients for an object.
+    int retryWaitCount = 0;  ///< The waits of clients for an object.
 };
 
 }  // namespace fuzz

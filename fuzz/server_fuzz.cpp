@@ -1,12 +1,12 @@
-// A television on a bus that handles any calls of several clients, while its model changes and clients leave. The peer
-// of its connection replaces the bus daemon and all clients. Messages carry the clients' names.
+// A television on a bus that handles any calls of several clients, while its model changes and clients leave. The fake
+// bus replaces the bus daemon and all clients. Messages carry the clients' names.
 
 #include <csignal>
 #include <cstring>
 #include <regex>
 #include <set>
 
-#include "fuzz/server_peer.h"
+#include "fuzz/fake_bus.h"
 
 namespace fuzz {
 namespace {
@@ -14,29 +14,29 @@ namespace {
 /// The content that the television must have after its replies.
 class Run {
 public:
-    explicit Run(Bytes& from) : bytes(from), peer(from) {
+    explicit Run(Bytes& from) : bytes(from), fakeBus(from) {
         for (char const* const key : KEYS) {
             readContent(key);
         }
     }
 
     void run() {
-        while (bytes.isLeft() && peer.calls.size() < 300) {
+        while (bytes.isLeft() && fakeBus.calls.size() < 300) {
             bytes.runOneOf([&] { call(); }, [&] { call(); }, [&] { call(); }, [&] { changeModel(); },
                            [&] { changeFaults(); },
                            [&] {
-                               if (peer.isAsked()) {
-                                   peer.answerCredentials(bytes.number(0, 3) != 0);
+                               if (fakeBus.areCredentialsRequested()) {
+                                   fakeBus.answerCredentials(bytes.number(0, 3) != 0);
                                }
                            },
                            [&] { leave(bytes.pick(CLIENTS)); });
             check();
         }
-        while (peer.isAsked()) {
-            peer.answerCredentials(true);
+        while (fakeBus.areCredentialsRequested()) {
+            fakeBus.answerCredentials(true);
             check();
         }
-        for (auto const& [number, made] : peer.calls) {
+        for (auto const& [number, made] : fakeBus.calls) {
             expect(made.replies == 1 || !made.isReplyDue, "every call has a reply");
         }
     }
@@ -56,7 +56,7 @@ private:
     void call() {
         Call const& call = bytes.pick(CALLS);
         std::string const key = bytes.pick(KEYS);
-        Item arguments = makeArguments(bytes, call.signature);
+        MessageItem arguments = makeArguments(bytes, call.signature);
         std::string path = bus::pathOf(key);
         std::string iterator = path;
         if (!iterators.empty()) {
@@ -69,7 +69,7 @@ private:
                        : path;
             bool const isProperty = call.interface == bus::PROPERTIES_INTERFACE && !arguments.items.empty();
             if (auto const content = contents.find(key); isProperty && content != contents.end()) {
-                arguments.items.resize(typesOf(call.signature).size(), Item{"s"});
+                arguments.items.resize(typesOf(call.signature).size(), MessageItem{"s"});
                 arguments.items[0] = {"s", 0, interfaces.at(content->second.type)};
                 arguments.items[1 % arguments.items.size()].text =
                     arguments.items.size() > 1 ? "Value" : arguments.items[0].text;
@@ -88,30 +88,30 @@ private:
         } else if (bytes.nextBool()) {
             path = bytes.text(30);
         }
-        peer.send(call, path, bytes.pick(CLIENTS), arguments);
-        peer.sync();
-        if (peer.isAsked() && bytes.number(0, 3) != 0) {
-            peer.answerCredentials(true);
+        fakeBus.send(call, path, bytes.pick(CLIENTS), arguments);
+        fakeBus.sync();
+        if (fakeBus.areCredentialsRequested() && bytes.number(0, 3) != 0) {
+            fakeBus.answerCredentials(true);
         }
     }
 
     void changeModel() {
         std::string const key = bytes.pick(KEYS);
-        bytes.runOneOf([&] { peer.tv.set(key, makeValue()); },
+        bytes.runOneOf([&] { fakeBus.tv.set(key, makeValue()); },
                        [&] {
-                           peer.tv.setRows(key, {Strings(2), {"a"}});
+                           fakeBus.tv.setRows(key, {Strings(2), {"a"}});
                        },
-                       [&] { replace(key, [&] { peer.tv.publish(key, makeValue()); }); },
-                       [&] { replace(key, [&] { peer.tv.publishTable(key, {{"a"}}); }); },
-                       [&] { replace(key, [&] { peer.publishAction(key); }); },
-                       [&] { replace(key, [&] { peer.tv.withdraw(key); }); });
+                       [&] { replace(key, [&] { fakeBus.tv.publish(key, makeValue()); }); },
+                       [&] { replace(key, [&] { fakeBus.tv.publishTable(key, {{"a"}}); }); },
+                       [&] { replace(key, [&] { fakeBus.publishAction(key); }); },
+                       [&] { replace(key, [&] { fakeBus.tv.withdraw(key); }); });
         readContent(key);
     }
     template <typename Change>
     void replace(std::string const& key, Change const& change) {
-        bool const was = peer.tv.type(key).has_value();
+        bool const was = fakeBus.tv.type(key).has_value();
         change();
-        bool const isReplaced = was || peer.tv.type(key);
+        bool const isReplaced = was || fakeBus.tv.type(key);
         std::erase_if(iterators, [&](auto const& each) { return isReplaced && each.second.second == key; });
     }
 
@@ -121,17 +121,18 @@ private:
                                               simulator::Call::createIterator, simulator::Call::destroyIterator};
         std::string const key = bytes.pick(KEYS);
         int const status = bytes.number(0, 1);
-        bytes.runOneOf([&] { peer.tv.throwFrom(key, bytes.pick(THROWN)); }, [&] { peer.tv.failReads(key, {status}); },
-                       [&] { peer.tv.failInvokes(key, status); }, [&] { peer.tv.failDestroys(key, status); },
-                       [&] { peer.tv.refuseIterators(key, status != 0); });
+        bytes.runOneOf([&] { fakeBus.tv.throwFrom(key, bytes.pick(THROWN)); },
+                       [&] { fakeBus.tv.failReads(key, {status}); }, [&] { fakeBus.tv.failInvokes(key, status); },
+                       [&] { fakeBus.tv.failDestroys(key, status); },
+                       [&] { fakeBus.tv.refuseIterators(key, status != 0); });
     }
 
     void leave(std::string const& client) {
         bool const isTrue = bytes.nextBool();
-        peer.leave(client.c_str(), isTrue ? bus::BUS_NAME : bytes.pick(CLIENTS));
+        fakeBus.sendClientLeft(client.c_str(), isTrue ? bus::BUS_NAME : bytes.pick(CLIENTS));
         if (isTrue) {
             std::erase_if(iterators, [&](auto const& each) { return each.second.first == client; });
-            for (auto& [number, made] : peer.calls) {
+            for (auto& [number, made] : fakeBus.calls) {
                 made.isReplyDue = made.isReplyDue && made.sender != client;
             }
         }
@@ -139,26 +140,26 @@ private:
 
     void readContent(std::string const& key) {
         contents.erase(key);
-        if (auto const value = peer.tv.get(key)) {
+        if (auto const value = fakeBus.tv.get(key)) {
             contents[key] = std::visit([](auto const& typed) { return itemOf(typed); }, *value);
         }
     }
 
     /// Applies the received replies to the expected content, and compares the television with the expected content.
     void check() {
-        peer.sync();
-        for (auto& [number, made] : peer.calls) {
-            if (made.replies == 1 && !std::exchange(made.isApplied, true) && !made.hasFailed) {
+        fakeBus.sync();
+        for (auto& [number, made] : fakeBus.calls) {
+            if (made.replies == 1 && !std::exchange(made.isAppliedToReference, true) && !made.hasFailed) {
                 apply(made);
             }
         }
-        expect(peer.invocations == invocations, "an action is invoked once for each call");
+        expect(fakeBus.invocations == invocations, "an action is invoked once for each call");
         for (auto const& [key, item] : std::map(contents)) {
             readContent(key);
             expect(contents[key] == item, "the model has what was written");
         }
         char const* xml = nullptr;
-        sd_bus_message_read_basic(peer.callAsObserver(INTROSPECT, bus::ITERATOR_PATH).reply.get(), 's', &xml);
+        sd_bus_message_read_basic(fakeBus.callFromHarness(INTROSPECT, bus::ITERATOR_PATH).reply.get(), 's', &xml);
         std::set<std::string> served;
         std::regex const node("<node name=\"([^\"]+)\"");
         for (std::cregex_iterator each(xml, xml + std::strlen(xml), node); each != std::cregex_iterator(); ++each) {
@@ -168,14 +169,15 @@ private:
                "the iterators are those that clients made and did not destroy");
     }
 
-    void apply(Made const& made) {
+    void apply(SentCall const& made) {
         auto const client = std::ranges::find(CLIENTS, made.sender);
         if (client == std::end(CLIENTS)) {
             return;
         }
         Access const access = RIGHTS[client - CLIENTS];
         bool const isWriting = made.call.name == SET.name || made.call.name == INVOKE.name;
-        expect(!peer.isKnown[made.sender] || access == Access::ALL || (access == Access::READ && !isWriting),
+        expect(!fakeBus.hasValidCredentials[made.sender] || access == Access::ALL ||
+                   (access == Access::READ && !isWriting),
                "nobody does more than is permitted");
         std::string const key = bus::keyOf(made.path).value_or("");
         char const* path = nullptr;
@@ -195,14 +197,14 @@ private:
     }
 
     Bytes& bytes;
-    Peer peer;
+    FakeBus fakeBus;
     std::map<std::string, std::string> const interfaces{
 #define FUZZ_INTERFACE(T, OBJECT, OBSERVER, NOTIFICATION, TYPE, NAME, INTERFACE, SIGNATURE) {SIGNATURE, INTERFACE},
         NRX_PLAIN_KINDS(FUZZ_INTERFACE)
 #undef FUZZ_INTERFACE
     };
     int invocations = 0;
-    std::map<std::string, Item> contents;                                  ///< The values by key.
+    std::map<std::string, MessageItem> contents;                           ///< The values by key.
     std::map<std::string, std::pair<std::string, std::string>> iterators;  ///< The client and the key, by path.
 };
 

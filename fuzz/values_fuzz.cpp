@@ -17,7 +17,7 @@ struct GroupedDigits : std::numpunct<char> {
 /// A value object and its model. The value object may be an element of another value object at any depth.
 struct Target {
     ValueObject* value;
-    Model* model;
+    ReferenceValue* model;
 };
 
 class Program {
@@ -36,7 +36,7 @@ public:
             size = 0;
             for (std::size_t i = 0; i < values_.size(); ++i) {
                 expect(isSame(values_[i], models_[i]), "the members are as the rules say");
-                size += sizeOf(models_[i]);
+                size += approximateSize(models_[i]);
             }
             checkConversions(at);
             Target const other = target();
@@ -70,7 +70,7 @@ private:
             bytes_.ConsumeData(&any, sizeof any);
             return any;
         } else if (std::is_integral_v<Number> || bytes_.nextBool()) {
-            return converted<Number>(*other.model);
+            return expectedConversion<Number>(*other.model);
         } else {
             Number const power = std::ldexp(Number{1}, bytes_.number(0, 64));
             Number const beside = power + static_cast<Number>(bytes_.number(-2, 2)) / 2;
@@ -84,21 +84,21 @@ private:
         auto const storeContent = [&]<typename Content>(Content const& content) {
             if (bytes_.nextBool()) {
                 *at.value = ValueObject(content);
-                *at.model = Model();
+                *at.model = ReferenceValue();
             } else {
                 IValueObject& value = *at.value;
                 expect(&(value = content) == at.value, "an assignment returns the object");
             }
             at.model->tag = tag;
             if constexpr (std::is_arithmetic_v<Content>) {
-                std::memcpy(&at.model->scalar, &content, sizeof content);
+                std::memcpy(&at.model->scalarBits, &content, sizeof content);
             } else {
                 at.model->text = content;
             }
             return true;
         };
         auto const storeNumber = [&]<typename T>(T /*zero*/) { return storeContent(number<T>(other)); };
-        expect(tag == VALUE_STRING ? storeContent(text()) : withNumber(Model{tag}, false, storeNumber),
+        expect(tag == VALUE_STRING ? storeContent(text()) : visitNumber(ReferenceValue{tag}, false, storeNumber),
                "each tag has a type");
     }
 
@@ -122,30 +122,30 @@ private:
                 bytes_.nextBool() ? bytes_.number<std::int32_t>(-1, VALUE_VECTOR + 1) : bytes_.number<std::int32_t>();
             at.value->typeTag = static_cast<ValueObjectType>(at.model->tag);
         } else if (bytes_.nextBool()) {
-            at.value->scalar.uint64Value = at.model->scalar = number<unsigned long long>(other);
+            at.value->scalar.uint64Value = at.model->scalarBits = number<unsigned long long>(other);
         } else {
             at.value->stringValue = at.model->text = text();
         }
     }
 
     /// Constructs a value from `from` for a place in `at`. Does not move `from` if `from` is or contains `at`.
-    std::pair<ValueObject, Model> made(Target from, Target at) {
-        if (bytes_.nextBool() || at.value == from.value || liesIn(*from.model, *at.model)) {
-            Model all = copied(*from.model);
-            return {*from.value, moved(all)};
+    std::pair<ValueObject, ReferenceValue> made(Target from, Target at) {
+        if (bytes_.nextBool() || at.value == from.value || containsElement(*from.model, *at.model)) {
+            ReferenceValue all = copyAssigned(*from.model);
+            return {*from.value, moveConstructed(all)};
         }
-        return {std::move(*from.value), moved(*from.model)};
+        return {std::move(*from.value), moveConstructed(*from.model)};
     }
 
     void construct(Target at, Target from) { std::tie(*at.value, *at.model) = made(from, at); }
 
     void assign(Target at, Target from) {
-        Model model = *from.model;  // An assignment of a value to itself changes nothing.
+        ReferenceValue model = *from.model;  // An assignment of a value to itself changes nothing.
         bool const isItself = at.value == from.value;
         if (bytes_.nextBool()) {
-            *at.model = isItself ? model : copied(*from.model);
+            *at.model = isItself ? model : copyAssigned(*from.model);
             expect(&(*at.value = *from.value) == at.value, "an assignment returns the object");
-        } else if (!liesIn(*from.model, *at.model)) {
+        } else if (!containsElement(*from.model, *at.model)) {
             from.model->text.clear();
             from.model->elements.clear();
             *at.model = std::move(model);
@@ -156,8 +156,8 @@ private:
     void append(Target at, Target from) {
         auto [value, model] = made(from, at);
         if (at.value->elements.size() == at.value->elements.capacity()) {
-            for (Model& element : at.model->elements) {  // A full vector moves its elements to grow.
-                element = moved(element);
+            for (ReferenceValue& element : at.model->elements) {  // A full vector moves its elements to grow.
+                element = moveConstructed(element);
             }
         }
         at.value->typeTag = VALUE_VECTOR;
@@ -178,15 +178,15 @@ private:
         IValueObject const& value = *at.value;
         auto const converts = [&]<typename Number>(Number /*zero*/) {
             auto const number = static_cast<Number>(value);
-            auto const expected = converted<Number>(*at.model);
+            auto const expected = expectedConversion<Number>(*at.model);
             return std::isnan(expected) ? std::isnan(number)
                                         : number == expected && std::signbit(number) == std::signbit(expected);
         };
         for (std::int32_t tag = VALUE_INT; tag <= VALUE_DOUBLE; ++tag) {
-            expect(withNumber(Model{tag}, false, converts), "a value converts to a number");
+            expect(visitNumber(ReferenceValue{tag}, false, converts), "a value converts to a number");
         }
         std::string const text = value;
-        expect(text == textOf(*at.model) && text == value.convertToStringType(), "a value converts to its text");
+        expect(text == expectedText(*at.model) && text == value.convertToStringType(), "a value converts to its text");
         checkList<int>(at);
         checkList<unsigned int>(at);
         checkList<std::string>(at);
@@ -197,9 +197,9 @@ private:
         IValueObject const& value = *at.value;
         std::vector<To> const list = value;
         bool const isList = at.model->tag == VALUE_VECTOR;
-        std::span<Model const> const entries(isList ? at.model->elements.data() : at.model,
-                                             isList ? at.model->elements.size() : 1);
-        expect(std::ranges::equal(list, entries, {}, {}, converted<To>), "a value converts to a list");
+        std::span<ReferenceValue const> const entries(isList ? at.model->elements.data() : at.model,
+                                                      isList ? at.model->elements.size() : 1);
+        expect(std::ranges::equal(list, entries, {}, {}, expectedConversion<To>), "a value converts to a list");
         expect(list == at.value->convertToVectorT(To()), "the list conversion has another name");
     }
 
@@ -211,7 +211,7 @@ private:
 
     Bytes bytes_;
     std::array<ValueObject, 3> values_;
-    std::array<Model, 3> models_;
+    std::array<ReferenceValue, 3> models_;
 };
 
 }  // namespace

@@ -13,33 +13,33 @@ namespace fuzz {
 using namespace orvane::system::support;
 
 /// The members of a value object.
-struct Model {
+struct ReferenceValue {
     std::int32_t tag = VALUE_UNDEFINED;
-    unsigned long long scalar = 0;  ///< The bytes of the union.
+    unsigned long long scalarBits = 0;  ///< The bytes of the union.
     std::string text{};
-    std::vector<Model> elements{};
+    std::vector<ReferenceValue> elements{};
 };
 
-/// Returns the result of `use` for the number in the tag's type, or `otherwise` if the tag names no number.
-template <typename Result, typename Use>
-Result withNumber(Model const& model, Result otherwise, Use const& use) {
+/// Returns the result of `visit` for the number in the tag's type, or `fallback` if the tag names no number.
+template <typename Result, typename Visit>
+Result visitNumber(ReferenceValue const& model, Result fallback, Visit const& visit) {
     std::tuple<int, unsigned int, long long, unsigned long long, bool, float, double> numbers;  // In the tags' order.
     std::int32_t next = VALUE_INT;
-    auto const useIfNext = [&]<typename Number>(Number& number) {
+    auto const visitIfNext = [&]<typename Number>(Number& number) {
         if constexpr (std::is_same_v<Number, bool>) {
-            number = model.scalar % 256 != 0;
+            number = model.scalarBits % 256 != 0;
         } else {
-            std::memcpy(&number, &model.scalar, sizeof number);
+            std::memcpy(&number, &model.scalarBits, sizeof number);
         }
         bool const isNamed = model.tag == next++;
-        otherwise = isNamed ? use(number) : otherwise;
+        fallback = isNamed ? visit(number) : fallback;
         return isNamed;
     };
-    std::apply([&](auto&... each) { return (useIfNext(each) || ...); }, numbers);
-    return otherwise;
+    std::apply([&](auto&... each) { return (visitIfNext(each) || ...); }, numbers);
+    return fallback;
 }
 
-inline std::string textOf(Model const& model) {
+inline std::string expectedText(ReferenceValue const& model) {
     std::string text{};
     switch (model.tag) {
         case VALUE_NULL:
@@ -49,12 +49,12 @@ inline std::string textOf(Model const& model) {
         case VALUE_STRING:
             return model.text;
         case VALUE_VECTOR:
-            for (Model const& element : model.elements) {
-                text += (text.empty() ? "[" : ",") + textOf(element);
+            for (ReferenceValue const& element : model.elements) {
+                text += (text.empty() ? "[" : ",") + expectedText(element);
             }
             return (text.empty() ? "[" : text) + "]";
         default:
-            return withNumber(model, text, []<typename Number>(Number number) -> std::string {
+            return visitNumber(model, text, []<typename Number>(Number number) -> std::string {
                 if constexpr (std::is_same_v<Number, bool>) {
                     return number ? "TRUE" : "FALSE";
                 } else if constexpr (std::is_integral_v<Number>) {
@@ -70,11 +70,11 @@ inline std::string textOf(Model const& model) {
 
 /// Integers convert modulo the target's width. Floating point converts by truncation, limited to the target's range.
 template <typename To>
-To converted(Model const& from) {
+To expectedConversion(ReferenceValue const& from) {
     if constexpr (std::is_same_v<To, std::string>) {
-        return textOf(from);
+        return expectedText(from);
     } else {
-        return withNumber(from, To{}, []<typename From>(From number) {
+        return visitNumber(from, To{}, []<typename From>(From number) {
             if constexpr (std::is_floating_point_v<From> && std::is_integral_v<To> && !std::is_same_v<To, bool>) {
                 using Limits = std::numeric_limits<To>;  // A long double represents the limits exactly.
                 auto const limited = std::clamp<long double>(number, Limits::min(), Limits::max());
@@ -86,7 +86,7 @@ To converted(Model const& from) {
     }
 }
 
-inline bool areEqual(Model const& left, Model const& right) {
+inline bool areEqual(ReferenceValue const& left, ReferenceValue const& right) {
     switch (left.tag) {
         case VALUE_NULL:
         case VALUE_UNDEFINED:
@@ -96,45 +96,48 @@ inline bool areEqual(Model const& left, Model const& right) {
         case VALUE_VECTOR:
             return right.tag == VALUE_VECTOR && std::ranges::equal(left.elements, right.elements, areEqual);
         default:
-            return withNumber(left, false,
-                              [&]<typename Number>(Number number) { return number == converted<Number>(right); });
+            return visitNumber(left, false, [&]<typename Number>(Number number) {
+                return number == expectedConversion<Number>(right);
+            });
     }
 }
 
 /// The result of a move construction: the tag, and the member that the tag names.
-inline Model moved(Model& from) {
-    Model made;
+inline ReferenceValue moveConstructed(ReferenceValue& from) {
+    ReferenceValue made;
     made.tag = from.tag;
-    withNumber(from, 0, [&](auto number) { return std::memcpy(&made.scalar, &from.scalar, sizeof number), 0; });
+    visitNumber(from, 0,
+                [&](auto number) { return std::memcpy(&made.scalarBits, &from.scalarBits, sizeof number), 0; });
     made.text = from.tag == VALUE_STRING ? std::exchange(from.text, {}) : "";
     from.tag == VALUE_VECTOR ? std::swap(made.elements, from.elements) : void();
     return made;
 }
 
 /// The result of a copy assignment: all members. An element keeps only its tag and the member that the tag names.
-inline Model copied(Model const& from) {
-    Model copy{from.tag, from.scalar, from.text, {}};
-    for (Model const& element : from.elements) {
-        Model all = copied(element);
-        copy.elements.push_back(moved(all));
+inline ReferenceValue copyAssigned(ReferenceValue const& from) {
+    ReferenceValue copy{from.tag, from.scalarBits, from.text, {}};
+    for (ReferenceValue const& element : from.elements) {
+        ReferenceValue all = copyAssigned(element);
+        copy.elements.push_back(moveConstructed(all));
     }
     return copy;
 }
 
-inline bool isSame(ValueObject const& value, Model const& model) {
-    return value.type() == model.tag && value.typeTag == model.tag && value.scalar.uint64Value == model.scalar &&
+inline bool isSame(ValueObject const& value, ReferenceValue const& model) {
+    return value.type() == model.tag && value.typeTag == model.tag && value.scalar.uint64Value == model.scalarBits &&
            value.stringValue == model.text && std::ranges::equal(value.elements, model.elements, isSame);
 }
 
-inline bool liesIn(Model const& outer, Model const& inner) {
-    return std::ranges::any_of(outer.elements,
-                               [&](Model const& element) { return &element == &inner || liesIn(element, inner); });
+inline bool containsElement(ReferenceValue const& outer, ReferenceValue const& inner) {
+    return std::ranges::any_of(outer.elements, [&](ReferenceValue const& element) {
+        return &element == &inner || containsElement(element, inner);
+    });
 }
 
-inline std::size_t sizeOf(Model const& model) {
+inline std::size_t approximateSize(ReferenceValue const& model) {
     std::size_t size = 1 + model.text.size();
-    for (Model const& element : model.elements) {
-        size += sizeOf(element);
+    for (ReferenceValue const& element : model.elements) {
+        size += approximateSize(element);
     }
     return size;
 }

@@ -63,7 +63,7 @@ int Model::connect(std::string const& name, objbus::Observer* observer, objbus::
     MutexLock lock(mutex);
     KeyEntry& entry = keys[name];
     entry.throwIfFaulty(Call::connect);
-    ++entry.counts.connectAttempts;
+    ++entry.callCounts.connectAttempts;
     bool const fails = consumeFault(entry.connectFault);
     if (entry.published != nullptr && (!fails || entry.connectFault.handsOutObject)) {
         object = &entry.published->object();
@@ -74,17 +74,17 @@ int Model::connect(std::string const& name, objbus::Observer* observer, objbus::
     if (entry.published == nullptr) {
         return STATUS_NOT_PUBLISHED;
     }
-    auto const early = entry.notifiesEarly ? entry.published->value() : std::nullopt;
-    entry.published->connect(observer);
+    auto const early = entry.notifiesDuringConnect ? entry.published->value() : std::nullopt;
+    entry.published->addRegistration(observer);
     if (early) {
         try {
             entry.published->replaceValue(*early);
         } catch (...) {  // If memory runs out, removes the registration.
-            entry.published->disconnect(observer);
+            entry.published->removeRegistrations(observer);
             throw;
         }
         lock.unlock();
-        delivery.waitUntilDone();
+        delivery.waitUntilPostedAreDelivered();
     }
     return STATUS_OK;
 }
@@ -97,13 +97,13 @@ int Model::disconnect(std::string const& name, objbus::Observer* observer, objbu
         KeyEntry& entry = keys[name];
         entry.throwIfFaulty(Call::disconnect);
         source = &entry;
-        ++entry.counts.disconnects;
+        ++entry.callCounts.disconnects;
         if (object == nullptr) {
-            ++entry.counts.disconnectsWithoutObject;
+            ++entry.callCounts.disconnectsWithoutObject;
         }
-        for (auto const& candidate : entry.objects) {
+        for (auto const& candidate : entry.currentAndWithdrawnObjects) {
             if (object == nullptr || &candidate->object() == object) {
-                ended += candidate->disconnect(observer);
+                ended += candidate->removeRegistrations(observer);
             }
         }
     }

@@ -35,17 +35,17 @@ struct KeyEntry {
     std::string key;  ///< Set when the first object is published.
     ModelObject* published = nullptr;
     /// Includes withdrawn objects, because clients keep plain pointers to them.
-    std::vector<std::unique_ptr<ModelObject>> objects;
-    KeyCounts counts;                  ///< Except the type queries, which are counted without the mutex.
+    std::vector<std::unique_ptr<ModelObject>> currentAndWithdrawnObjects;
+    KeyCounts callCounts;              ///< Except the type queries, which are counted without the mutex.
     std::atomic<int> typeQueries = 0;  ///< Loaded and stored: an atomic increment would take as long as a query.
     ConnectFault connectFault{STATUS_OK, false, 0};
     ReadFault readFault;
     int invokeFault = STATUS_OK;
     std::atomic<Call> throwingCall = Call::none;
-    bool notifiesEarly = false;
+    bool notifiesDuringConnect = false;
     bool refusesIterators = false;
-    int destroyFault = STATUS_OK;
-    std::optional<IteratorRequest> iteratorRequest;
+    int destroyIteratorFault = STATUS_OK;
+    std::optional<IteratorRequest> lastIteratorRequest;
 
     /// Throws if `throwFrom` selected this call. Never throws for `none`.
     void throwIfFaulty(Call call) const {
@@ -72,8 +72,9 @@ public:
         MutexLock const lock(mutex);
         KeyEntry& entry = keys[name];
         entry.key = name;
-        entry.objects.push_back(std::make_unique<Object>(*this, entry, type, std::forward<Arguments>(arguments)...));
-        entry.published = entry.objects.back().get();
+        entry.currentAndWithdrawnObjects.push_back(
+            std::make_unique<Object>(*this, entry, type, std::forward<Arguments>(arguments)...));
+        entry.published = entry.currentAndWithdrawnObjects.back().get();
         notifyListener(name);
     }
 

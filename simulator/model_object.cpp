@@ -7,7 +7,7 @@ namespace simulator {
 ActionObject::ActionObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, ActionScript script)
     : ObservedObject(model, entry, type), script_(std::move(script)) {}
 
-int ActionObject::run(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) {
+int ActionObject::runScript(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) {
     auto const kept = model().shared_from_this();
     {
         LockedModel const operation(*this, Call::invoke);
@@ -44,7 +44,7 @@ void Iterator::post(Notify notify) const {
 // The cast turns a negative number into a number far behind the end.
 bool Iterator::hasRow(int row) const { return static_cast<std::size_t>(row) < table_.rows().size(); }
 
-std::vector<std::string> Iterator::selectedColumns(int row) const {
+std::vector<std::string> Iterator::selectedCells(int row) const {
     auto const& whole = table_.rows()[static_cast<std::size_t>(row)];
     if (columns_.empty()) {
         return whole;
@@ -73,8 +73,8 @@ void Iterator::seekToContent(std::string const& content) {
     LockedModel const operation(table_);
     cursor_ = -1;
     for (int row = 0; cursor_ < 0 && hasRow(row); ++row) {
-        auto const columns = selectedColumns(row);
-        if (std::find(columns.begin(), columns.end(), content) != columns.end()) {
+        auto const cells = selectedCells(row);
+        if (std::find(cells.begin(), cells.end(), content) != cells.end()) {
             cursor_ = row;
         }
     }
@@ -83,7 +83,7 @@ void Iterator::seekToContent(std::string const& content) {
 
 void Iterator::readRow() {
     LockedModel const operation(table_);
-    post([row = hasRow(cursor_) ? selectedColumns(cursor_) : std::vector<std::string>{}](auto& observer) {
+    post([row = hasRow(cursor_) ? selectedCells(cursor_) : std::vector<std::string>{}](auto& observer) {
         observer.notifyReadRow(row);
     });
 }
@@ -92,7 +92,7 @@ void Iterator::readRowChunk(int count) {
     LockedModel const operation(table_);
     Rows chunk;
     for (int row = cursor_; count > 0 && hasRow(row); ++row, --count) {
-        chunk.push_back(selectedColumns(row));
+        chunk.push_back(selectedCells(row));
     }
     post([rows = std::move(chunk)](auto& observer) { notifyChunk(observer, rows); });
 }
@@ -111,8 +111,8 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
                                                    std::vector<int> const& columns,
                                                    std::vector<objbus::TableOrder> const& orders) {
     auto const kept = model().shared_from_this();
-    if (int const status = recordRequest({type, selections, columns, orders}); status != STATUS_OK) {
-        reportRefusal("createIterator", status);
+    if (int const status = recordIteratorRequest({type, selections, columns, orders}); status != STATUS_OK) {
+        logRefusal("createIterator", status);
         return nullptr;
     }
     LockedModel const operation(*this);
@@ -122,14 +122,14 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     return iterators_.add(std::move(prepared));  // Last, because the earlier steps may run out of memory.
 }
 
-int TableObject::recordRequest(IteratorRequest request) {
+int TableObject::recordIteratorRequest(IteratorRequest request) {
     LockedModel const operation(*this, Call::createIterator);
-    entry().iteratorRequest = std::move(request);
+    entry().lastIteratorRequest = std::move(request);
     return isWithdrawn() ? STATUS_WITHDRAWN : entry().refusesIterators ? STATUS_UNKNOWN_ITERATOR : STATUS_OK;
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
-    return reportRefusal("destroyIterator", destroy(iterator));
+    return logRefusal("destroyIterator", destroy(iterator));
 }
 
 int TableObject::destroy(objbus::TableIterator* iterator) {
@@ -137,8 +137,8 @@ int TableObject::destroy(objbus::TableIterator* iterator) {
     std::shared_ptr<Registration> registration;
     {
         LockedModel const operation(*this, Call::destroyIterator);
-        ++entry().counts.destroyIteratorCalls;
-        if (int const fault = entry().destroyFault; fault != STATUS_OK) {
+        ++entry().callCounts.destroyIteratorCalls;
+        if (int const fault = entry().destroyIteratorFault; fault != STATUS_OK) {
             return fault;
         }
         auto const destroyed = iterators_.destroy(iterator);
@@ -148,7 +148,7 @@ int TableObject::destroy(objbus::TableIterator* iterator) {
         registration = destroyed->registration();
         kept->delivery.cancel(*registration);
     }
-    kept->delivery.waitWhileRunning(registration->observer, registration->source);
+    kept->delivery.waitWhileRunning(registration->observer, registration->notificationSource);
     return STATUS_OK;
 }
 

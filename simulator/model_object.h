@@ -28,9 +28,9 @@ public:
 
     /// The client's side of the object.
     virtual objbus::Object& object() = 0;
-    virtual void connect(objbus::Observer* observer) = 0;
+    virtual void addRegistration(objbus::Observer* observer) = 0;
     /// Ends the observer's registrations and returns their number.
-    virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
+    virtual std::size_t removeRegistrations(objbus::Observer const* observer) = 0;
     [[nodiscard]] virtual std::size_t observerCount() const = 0;
 
     /// Changes the value and returns true, or returns false if the object has no value of this type.
@@ -42,15 +42,15 @@ public:
     [[nodiscard]] KeyEntry& entry() const { return entry_; }
     [[nodiscard]] Delivery& delivery() const { return model_.delivery; }
     [[nodiscard]] bool isWithdrawn() const { return entry_.published != this; }
-    [[nodiscard]] bool notifiesObservers() const { return !isWithdrawn(); }
+    [[nodiscard]] bool shouldNotifyObservers() const { return !isWithdrawn(); }
 
     /// Called with the mutex released.
-    int reportRefusal(char const* operation, int status) const {  // NOLINT(modernize-use-nodiscard): may be ignored.
+    int logRefusal(char const* operation, int status) const {  // NOLINT(modernize-use-nodiscard): may be ignored.
         return television::reportRefusal(operation, entry_.key.c_str(), status);
     }
 
 protected:
-    void handleTypeQuery() {
+    void handleGetType() {
         entry_.throwIfFaulty(Call::type);
         auto& queries = entry_.typeQueries;
         queries.store(queries.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
@@ -63,7 +63,7 @@ private:
 };
 
 template <typename Interface, typename Obs>
-using ObjectOf = ObservedObject<Interface, Obs, ModelObject>;
+using ObservedModelObject = ObservedObject<Interface, Obs, ModelObject>;
 
 /// Keeps the model alive and locked while a client's operation on an object runs.
 struct LockedModel {
@@ -78,7 +78,8 @@ struct LockedModel {
 
 /// An object with a plain value.
 template <typename T>
-class StoredValue : public ObjectOf<typename PlainKind<T>::Object, typename PlainKind<T>::Observer> {
+class StoredValue
+    : public ObservedModelObject<typename PlainKindTraits<T>::Object, typename PlainKindTraits<T>::Observer> {
 public:
     StoredValue(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, T value = {})
         : StoredValue::ObservedObject(model, entry, type), value_(std::move(value)) {}
@@ -90,7 +91,7 @@ public:
         }
         value_ = *changed;
         this->postChange(payloadSize(value_),
-                         [changedTo = value_](auto& observer) { (observer.*PlainKind<T>::NOTIFY)(changedTo); });
+                         [changedTo = value_](auto& observer) { (observer.*PlainKindTraits<T>::NOTIFY)(changedTo); });
         return true;
     }
 
@@ -99,21 +100,21 @@ public:
 protected:
     template <typename Written>
     int write(Written const& written) {
-        return this->reportRefusal("write", changeUnlessWithdrawn(valueFromWriteArgument(written)));
+        return this->logRefusal("write", changeUnlessWithdrawn(valueFromWriteArgument(written)));
     }
 
     T readNumber() const {
         LockedModel const operation(*this, Call::read);
-        ++this->entry().counts.reads;
+        ++this->entry().callCounts.reads;
         return value_;
     }
 
-    int read(T& value) const { return this->reportRefusal("read", readUnlessFaulty(value)); }
+    int read(T& value) const { return this->logRefusal("read", readUnlessFaulty(value)); }
 
 private:
     int changeUnlessWithdrawn(T value) {
         LockedModel const operation(*this, Call::write);
-        ++this->entry().counts.writes;
+        ++this->entry().callCounts.writes;
         if (this->isWithdrawn()) {
             return STATUS_WITHDRAWN;
         }
@@ -123,7 +124,7 @@ private:
 
     int readUnlessFaulty(T& value) const {
         LockedModel const operation(*this, Call::read);
-        ++this->entry().counts.reads;
+        ++this->entry().callCounts.reads;
         if (this->isWithdrawn()) {
             return STATUS_WITHDRAWN;
         }
@@ -140,17 +141,17 @@ private:
 };
 
 /// An action. The script runs on the caller's thread. The delivery thread sends the script's answer.
-class ActionObject final : public ObjectOf<objbus::ObjectAction, objbus::ObserverAction> {
+class ActionObject final : public ObservedModelObject<objbus::ObjectAction, objbus::ObserverAction> {
 public:
     ActionObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, ActionScript script = {});
     int platformReserved1() override { return STATUS_NOT_SUPPORTED; }
     int platformReserved2() override { return STATUS_NOT_SUPPORTED; }
     int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override {
-        return reportRefusal("invoke", run(actionId, arguments));
+        return logRefusal("invoke", runScript(actionId, arguments));
     }
 
 private:
-    int run(unsigned int& actionId, std::vector<objbus::Argument> const& arguments);
+    int runScript(unsigned int& actionId, std::vector<objbus::Argument> const& arguments);
 
     ActionScript const script_;
 };
@@ -176,7 +177,7 @@ public:
 
 private:
     [[nodiscard]] bool hasRow(int row) const;
-    [[nodiscard]] std::vector<std::string> selectedColumns(int row) const;
+    [[nodiscard]] std::vector<std::string> selectedCells(int row) const;
 
     TableObject& table_;
     std::shared_ptr<TypedRegistration<objbus::ObserverTableIterator>> const registration_;
@@ -185,7 +186,7 @@ private:
 };
 
 /// A table with its rows and its iterators.
-class TableObject final : public ObjectOf<objbus::ObjectTable, objbus::ObserverTable> {
+class TableObject final : public ObservedModelObject<objbus::ObjectTable, objbus::ObserverTable> {
 public:
     TableObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, Rows rows = {});
     objbus::TableIterator* createIterator(objbus::IteratorType const& type, objbus::ObserverTableIterator* observer,
@@ -199,7 +200,7 @@ public:
     [[nodiscard]] Rows const& rows() const { return rows_; }
 
 private:
-    int recordRequest(IteratorRequest request);
+    int recordIteratorRequest(IteratorRequest request);
     int destroy(objbus::TableIterator* iterator);
 
     Rows rows_;
@@ -207,12 +208,12 @@ private:
 };
 
 /// The object classes, by kind.
-struct Objects {
+struct ObjectClasses {
     template <typename T>
-    using Plain = PlainObject<T, StoredValue<T>>;
+    using PlainValueObject = PlainObject<T, StoredValue<T>>;
     using Action = ActionObject;
     using Table = TableObject;
-    using Bare = ObjectOf<objbus::Object, objbus::Observer>;  ///< For a type without client operations.
+    using Bare = ObservedModelObject<objbus::Object, objbus::Observer>;  ///< For a type without client operations.
 };
 
 }  // namespace simulator

@@ -59,7 +59,9 @@ Television::~Television() {
 
 void Television::publish(std::string const& key, Value value) {
     std::visit(
-        [&]<typename T>(T& typed) { model_->publish<Objects::Plain<T>>(key, PlainKind<T>::TYPE, std::move(typed)); },
+        [&]<typename T>(T& typed) {
+            model_->publish<ObjectClasses::PlainValueObject<T>>(key, PlainKindTraits<T>::TYPE, std::move(typed));
+        },
         value);
 }
 
@@ -72,7 +74,7 @@ void Television::publishTable(std::string const& key, Rows rows) {
 }
 
 void Television::publishBare(std::string const& key, objbus::ObjectTypeSpec type) {
-    objectFor<Objects>(type, [&]<typename Object>() { model_->publish<Object>(key, type); });
+    dispatchOnObjectType<ObjectClasses>(type, [&]<typename Object>() { model_->publish<Object>(key, type); });
 }
 
 bool Television::withdraw(std::string const& key) { return model_->withdraw(key); }
@@ -119,7 +121,7 @@ bool Television::setRows(std::string const& key, Rows rows) {
     return true;
 }
 
-void Television::waitUntilDelivered() { model_->delivery.waitUntilDone(); }
+void Television::waitUntilDelivered() { model_->delivery.waitUntilPostedAreDelivered(); }
 
 void Television::setRootLookup(RootLookup answer) {
     MutexLock const lock(model_->mutex);
@@ -141,7 +143,7 @@ void Television::failInvokes(std::string const& key, int status) {
 void Television::throwFrom(std::string const& key, Call call) { setField(*model_, key, &KeyEntry::throwingCall, call); }
 
 void Television::notifyEarly(std::string const& key, bool early) {
-    setField(*model_, key, &KeyEntry::notifiesEarly, early);
+    setField(*model_, key, &KeyEntry::notifiesDuringConnect, early);
 }
 
 void Television::refuseIterators(std::string const& key, bool refuse) {
@@ -149,7 +151,7 @@ void Television::refuseIterators(std::string const& key, bool refuse) {
 }
 
 void Television::failDestroys(std::string const& key, int status) {
-    setField(*model_, key, &KeyEntry::destroyFault, status);
+    setField(*model_, key, &KeyEntry::destroyIteratorFault, status);
 }
 
 int Television::lookups() const {
@@ -160,7 +162,7 @@ int Television::lookups() const {
 KeyCounts Television::counts(std::string const& key) const {
     MutexLock const lock(model_->mutex);
     KeyEntry const& counted = model_->keys[key];
-    KeyCounts counts = counted.counts;
+    KeyCounts counts = counted.callCounts;
     counts.typeQueries = counted.typeQueries;
     return counts;
 }
@@ -168,7 +170,7 @@ KeyCounts Television::counts(std::string const& key) const {
 int Television::registrations(std::string const& key) const {
     MutexLock const lock(model_->mutex);
     std::size_t count = 0;
-    for (auto const& object : model_->keys[key].objects) {
+    for (auto const& object : model_->keys[key].currentAndWithdrawnObjects) {
         count += object->observerCount();
     }
     return static_cast<int>(count);
@@ -176,7 +178,7 @@ int Television::registrations(std::string const& key) const {
 
 std::optional<IteratorRequest> Television::iteratorRequest(std::string const& key) const {
     MutexLock const lock(model_->mutex);
-    return model_->keys[key].iteratorRequest;
+    return model_->keys[key].lastIteratorRequest;
 }
 
 }  // namespace simulator

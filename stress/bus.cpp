@@ -39,7 +39,7 @@ struct Client final : orvane::NRXModelAccessClient {
     void onNRXCommandReceived(List const& list) override {
         if (list == List{"started"}) {
             ++starts;
-        } else if (sequence.isGapBefore(list)) {
+        } else if (sequence.recordAndDetectGap(list)) {
             hasMissed = true;
         }
         awaitedTime = isAwaited.exchange(false) ? Clock::now() : awaitedTime.load();
@@ -56,7 +56,7 @@ struct Client final : orvane::NRXModelAccessClient {
 
     std::atomic<int> lists = 0;
     std::atomic<int> starts = 0;
-    ListSequence sequence{};
+    ReceivedListChecker sequence{};
     std::atomic<bool> hasMissed = false;
     std::atomic<bool> isAwaited = false;
     std::atomic<Clock::time_point> awaitedTime{};  ///< When the awaited list arrived.
@@ -85,7 +85,7 @@ struct Processes {
     Clock::duration replace(bool withBus, Client& client) {
         ++changes;
         (withBus ? bus : television)->end(SIGKILL);
-        test::awaitStatus(withBus ? television::STATUS_NO_BUS : television::STATUS_NO_TELEVISION);
+        test::waitForTelevisionStatus(withBus ? television::STATUS_NO_BUS : television::STATUS_NO_TELEVISION);
         client.isAwaited = true;  // The killed television sends no more lists.
         bus = withBus ? test::startBus(address) : std::move(bus);
         television = test::startTelevision(NRX_TELEVISION, address, MODEL);
@@ -146,13 +146,13 @@ void run(int kills, int busKills, int leastFacades) {
     isStopping = true;
     shortLived.join();
     writer.end(SIGKILL);
-    for (List now; decodeList(now) != client.sequence.last;) {  // The client must receive the last list.
+    for (List now; decodeList(now) != client.sequence.lastNumber;) {  // The client must receive the last list.
         access->getAccessValue(COMMAND, now);
     }
     access.reset();
-    test::awaitStatus(television::STATUS_OK);
+    test::waitForTelevisionStatus(television::STATUS_OK);
     access = makeListeningFacade(lateClient);
-    access->setAccessValue(COMMAND, encodeList(client.sequence.last + 1));
+    access->setAccessValue(COMMAND, encodeList(client.sequence.lastNumber + 1));
     lateClient.waitForLists(1);
     std::printf(
         "%d kills of the television and %d of the bus, %d while a facade connected and %d while one left; "

@@ -27,11 +27,11 @@ public:
     void stop() { thread_ = {}; }
 
     /// Calls the operations that no other code here calls. The calls change nothing for the clients.
-    void callOtherOperations() {
+    void callOperationsUnusedElsewhere() {
         setObjectListener([this](std::string const& key) {
             expect(key == "stress.other" && objects().size() >= 5, "only the other object comes and goes");
         });
-        if (constexpr int MOST = 300; ++calls_ < MOST) {  // The television keeps withdrawn objects.
+        if (constexpr int MOST = 300; ++unusedOperationRounds_ < MOST) {  // The television keeps withdrawn objects.
             publish("stress.other", 0);
             withdraw("stress.other");
         }
@@ -49,28 +49,28 @@ public:
             "the television tells what clients did");
     }
 
-    std::atomic<int> startedNumber = 0;   ///< The number of the lists that are being set.
-    std::atomic<int> finishedNumber = 0;  ///< The number of the lists that were set last.
+    std::atomic<int> lastStartedListNumber = 0;   ///< The number of the lists that are being set.
+    std::atomic<int> lastFinishedListNumber = 0;  ///< The number of the lists that were set last.
 
 private:
     void runChanges(std::stop_token const& stop) {
         constexpr int MOST_PENDING = 50;  // Otherwise the notifications would fill the memory.
         for (int number = 1; !stop.stop_requested(); ++number) {
             List const list = encodeList(number);
-            startedNumber = number;
+            lastStartedListNumber = number;
             set(COMMAND, list);
             set(EVENT, list);
-            finishedNumber = number;
+            lastFinishedListNumber = number;
             set(VALUE, number);
             setRows(TABLE, {list, list});
             if (number % MOST_PENDING == 0) {
                 waitUntilDelivered();
-                callOtherOperations();
+                callOperationsUnusedElsewhere();
             }
         }
     }
 
-    std::atomic<int> calls_ = 0;
+    std::atomic<int> unusedOperationRounds_ = 0;
     std::jthread thread_;
 };
 

@@ -41,15 +41,15 @@ struct Receiver {
 struct Client final : orvane::NRXModelAccessClient, Receiver {
     void onNRXCommandReceived(List const& list) override { receive(list, commands); }
     void onNRXEventReceived(List const& list) override { receive(list, events); }
-    void receive(List const& list, ListSequence& sequence) {
+    void receive(List const& list, ReceivedListChecker& sequence) {
         checkPresence();
-        expect(!sequence.isGapBefore(list) || mayMiss, "no list is missing between two others");
+        expect(!sequence.recordAndDetectGap(list) || mayMiss, "no list is missing between two others");
         ++counts.lists;
         react();
     }
 
-    ListSequence commands;
-    ListSequence events;
+    ReceivedListChecker commands;
+    ReceivedListChecker events;
     bool mayMiss = false;
     std::function<void()> react = [] {};
 };
@@ -67,22 +67,22 @@ void receiveAll(ChangingTelevision& television, int round) {
     Client client;
     auto access = std::make_unique<NRXModelAccess>(&client);
     access->start();
-    int const startedNumber = television.startedNumber;
+    int const started = television.lastStartedListNumber;
     access->startCommandListener();
     access->startEventListener();
-    waitUntil([&] { return client.events.last > startedNumber + round % 4; });
+    waitUntil([&] { return client.events.lastNumber > started + round % 4; });
     if (round % 8 == 0) {
         access->requestStartNRXService();
-        television.callOtherOperations();
+        television.callOperationsUnusedElsewhere();
     }
-    int const finishedNumber = television.finishedNumber;
+    int const finished = television.lastFinishedListNumber;
     television.waitUntilDelivered();
     access->stopCommandListener();
     access->stopEventListener();
-    for (ListSequence const& lists : {std::cref(client.commands), std::cref(client.events)}) {
-        if (lists.first > startedNumber + 1 || lists.last < finishedNumber) {
-            fail("lists " + std::to_string(startedNumber + 1) + " to " + std::to_string(finishedNumber) +
-                 " were due, " + std::to_string(lists.first) + " to " + std::to_string(lists.last) + " came");
+    for (ReceivedListChecker const& lists : {std::cref(client.commands), std::cref(client.events)}) {
+        if (lists.firstNumber > started + 1 || lists.lastNumber < finished) {
+            fail("lists " + std::to_string(started + 1) + " to " + std::to_string(finished) + " were due, " +
+                 std::to_string(lists.firstNumber) + " to " + std::to_string(lists.lastNumber) + " came");
         }
     }
     access.reset();
@@ -93,7 +93,7 @@ void receiveAll(ChangingTelevision& television, int round) {
 void leaveEarly(ChangingTelevision& /*television*/, int round) {
     Client client;
     auto access = startWithListeners(client);
-    waitUntil([&] { return round % 3 == 0 || client.commands.last + client.events.last != 0; });
+    waitUntil([&] { return round % 3 == 0 || client.commands.lastNumber + client.events.lastNumber != 0; });
     access.reset();
     client.hasLeft = true;
 }

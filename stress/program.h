@@ -56,21 +56,21 @@ inline int decodeList(List const& list) {
 }
 
 /// The lists that a client receives.
-struct ListSequence {
+struct ReceivedListChecker {
     /// Fails unless the list is whole and newer than the last list. Returns whether lists are missing between the two.
-    bool isGapBefore(List const& list) {
+    bool recordAndDetectGap(List const& list) {
         int const number = decodeList(list);
-        int const before = last.exchange(number);
+        int const before = lastNumber.exchange(number);
         if (number <= before) {
             fail("list " + std::to_string(before) + " is followed by list " + std::to_string(number) +
                  ", 0 is a torn one");
         }
-        first = before == 0 ? number : first.load();
+        firstNumber = before == 0 ? number : firstNumber.load();
         return before != 0 && number != before + 1;
     }
 
-    std::atomic<int> first = 0;
-    std::atomic<int> last = 0;
+    std::atomic<int> firstNumber = 0;
+    std::atomic<int> lastNumber = 0;
 };
 
 /// Ends the program, with the stacks of all threads on standard error, if `kick` is not called for the timeout.

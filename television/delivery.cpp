@@ -27,7 +27,7 @@ void notify(Notification const& notification, Registration const& recipient) {
 
 }  // namespace
 
-std::size_t Delivery::limitFromEnvironment() {
+std::size_t Delivery::payloadLimitFromEnvironment() {
     return fromEnvironment("NRX_DELIVERY_LIMIT", DEFAULT_LIMIT, "a whole number of bytes", "67108864",
                            parseNumber<std::size_t>);
 }
@@ -38,12 +38,12 @@ void Delivery::start() {
     thread_ = std::thread([this] { runThread(); });
 }
 
-void Delivery::enqueue(Notification notification, void const* object, std::size_t payload) {
+void Delivery::enqueue(Notification notification, void const* object, std::size_t payloadBytes) {
     if (notification.recipients.empty()) {
         return;
     }
     Queue added;
-    added.push_back({std::move(notification), object, payload + ENTRY_SIZE});
+    added.push_back({std::move(notification), object, payloadBytes + ENTRY_SIZE});
     auto const entry = added.begin();
     {
         MutexLock const lock(mutex_);
@@ -53,20 +53,20 @@ void Delivery::enqueue(Notification notification, void const* object, std::size_
         if (object != nullptr) {
             auto& changes = changes_[object];
             changes.push_back(entry);
-            payload_ += entry->payload;
-            while (payload_ > limit_ && changes.size() > 1) {
+            queuedPayloadBytes_ += entry->payloadBytes;
+            while (queuedPayloadBytes_ > payloadLimit_ && changes.size() > 1) {
                 dropOldest(changes);
             }
         }
-        entry->number = ++postedCount_;
+        entry->sequenceNumber = ++postedCount_;
         queue_.splice(queue_.end(), added);
     }
     posted_.notify_one();  // With the mutex released, so that the woken thread need not wait for it.
 }
 
 void Delivery::dropOldest(std::deque<Queue::iterator>& changes) {
-    assert(changes.size() > 1 && payload_ >= changes.front()->payload);
-    payload_ -= changes.front()->payload;
+    assert(changes.size() > 1 && queuedPayloadBytes_ >= changes.front()->payloadBytes);
+    queuedPayloadBytes_ -= changes.front()->payloadBytes;
     queue_.erase(changes.front());
     changes.pop_front();
     ++droppedCount_;
@@ -77,28 +77,28 @@ void Delivery::cancel(Registration& registration) {
     registration.isCancelled = true;
 }
 
-void Delivery::waitWhileRunning(objbus::Observer const* observer, void const* source) {
+void Delivery::waitWhileRunning(objbus::Observer const* observer, void const* notificationSource) {
     MutexLock lock(mutex_);
     if (runningThread_ == std::this_thread::get_id()) {
         return;
     }
     while (runningRegistration_ && runningRegistration_->observer == observer &&
-           runningRegistration_->source == source) {
+           runningRegistration_->notificationSource == notificationSource) {
         lock.wait(done_);
     }
 }
 
-std::uint64_t Delivery::oldestUnfinishedNumber() const {
-    if (runningNumber_ != 0) {
-        return runningNumber_;
+std::uint64_t Delivery::oldestUnfinishedSequenceNumber() const {
+    if (runningSequenceNumber_ != 0) {
+        return runningSequenceNumber_;
     }
-    return queue_.empty() ? postedCount_ + 1 : queue_.front().number;
+    return queue_.empty() ? postedCount_ + 1 : queue_.front().sequenceNumber;
 }
 
-void Delivery::waitUntilDone() {
+void Delivery::waitUntilPostedAreDelivered() {
     MutexLock lock(mutex_);
     std::uint64_t const last = postedCount_;
-    while (oldestUnfinishedNumber() <= last && !isStopping_) {
+    while (oldestUnfinishedSequenceNumber() <= last && !isStopping_) {
         lock.wait(done_);
     }
 }
@@ -129,15 +129,15 @@ void Delivery::runThread() {
 }
 
 void Delivery::runNext() {
-    assert(!queue_.empty() && runningNumber_ == 0);
+    assert(!queue_.empty() && runningSequenceNumber_ == 0);
     Queue next;
     next.splice(next.begin(), queue_, queue_.begin());
     Entry const& entry = next.front();
-    runningNumber_ = entry.number;
+    runningSequenceNumber_ = entry.sequenceNumber;
     if (entry.object != nullptr) {
         auto const changes = changes_.find(entry.object);
-        assert(payload_ >= entry.payload && changes != changes_.end());
-        payload_ -= entry.payload;
+        assert(queuedPayloadBytes_ >= entry.payloadBytes && changes != changes_.end());
+        queuedPayloadBytes_ -= entry.payloadBytes;
         changes->second.pop_front();
         if (changes->second.empty()) {
             changes_.erase(changes);
@@ -157,13 +157,13 @@ void Delivery::runNext() {
         runningThread_ = {};
         done_.notify_all();
     }
-    runningNumber_ = 0;
+    runningSequenceNumber_ = 0;
     done_.notify_all();
 }
 
 void Delivery::reportDropping() {
     bool const begins = droppedCount_ != 0 && !isDroppingReported_;
-    bool const ends = droppedCount_ != 0 && payload_ <= limit_ / 2;
+    bool const ends = droppedCount_ != 0 && queuedPayloadBytes_ <= payloadLimit_ / 2;
     if (!begins && !ends) {
         return;
     }
@@ -175,7 +175,7 @@ void Delivery::reportDropping() {
     if (begins) {
         std::snprintf(line.data(), line.size(),
                       "more than %zu bytes of changes wait for the handlers: older changes give way to newer ones",
-                      limit_);
+                      payloadLimit_);
         report(TAG, line.data());
     }
     if (ends) {

@@ -21,7 +21,7 @@ namespace television {
 /// not receive the notifications queued for an earlier registration of the same observer.
 struct Registration {
     objbus::Observer* observer;
-    void const* source;
+    void const* notificationSource;
     bool isCancelled = false;  ///< Guarded by the delivery's mutex.
 };
 
@@ -51,9 +51,9 @@ struct Notification {
 class Delivery {
 public:
     /// The bound: NRX_DELIVERY_LIMIT in bytes, or 64 MiB.
-    static std::size_t limitFromEnvironment();
+    static std::size_t payloadLimitFromEnvironment();
 
-    explicit Delivery(std::size_t limit = limitFromEnvironment()) : limit_(limit) {}
+    explicit Delivery(std::size_t payloadLimit = payloadLimitFromEnvironment()) : payloadLimit_(payloadLimit) {}
     Delivery(Delivery const&) = delete;
     Delivery& operator=(Delivery const&) = delete;
     ~Delivery();
@@ -64,20 +64,20 @@ public:
     /// Runs the notification later, for the recipients that are not cancelled by then.
     void post(Notification notification) { enqueue(std::move(notification), nullptr, 0); }
 
-    /// Like `post`, for a change of an object's value. `payload` is the value's size in bytes.
-    void postChange(Notification notification, void const* object, std::size_t payload) {
-        enqueue(std::move(notification), object, payload);
+    /// Like `post`, for a change of an object's value. `payloadBytes` is the value's size in bytes.
+    void postChange(Notification notification, void const* object, std::size_t payloadBytes) {
+        enqueue(std::move(notification), object, payloadBytes);
     }
 
     /// After the return, no notification of this registration starts.
     void cancel(Registration& registration);
 
-    /// Waits for a running notification from `source` to `observer`, also if another call has cancelled the
+    /// Waits for a running notification from `notificationSource` to `observer`, also if another call has cancelled the
     /// notification's registration. Returns at once inside a notification, which would wait for itself.
-    void waitWhileRunning(objbus::Observer const* observer, void const* source);
+    void waitWhileRunning(objbus::Observer const* observer, void const* notificationSource);
 
     /// Waits until all notifications posted before are done, or until `stop`.
-    void waitUntilDone();
+    void waitUntilPostedAreDelivered();
 
     /// Drops the queued notifications, waits for a running notification, and ends the thread.
     void stop();
@@ -86,20 +86,20 @@ private:
     struct Entry {
         Notification notification;
         void const* object;  ///< The changed object, or null.
-        std::size_t payload;
-        std::uint64_t number = 0;  ///< The position in the order of posting.
+        std::size_t payloadBytes;
+        std::uint64_t sequenceNumber = 0;  ///< The position in the order of posting.
     };
     using Queue = std::list<Entry>;
 
-    void enqueue(Notification notification, void const* object, std::size_t payload) NRX_EXCLUDES(mutex_);
+    void enqueue(Notification notification, void const* object, std::size_t payloadBytes) NRX_EXCLUDES(mutex_);
     void dropOldest(std::deque<Queue::iterator>& changes) NRX_REQUIRES(mutex_);
     void runThread() NRX_EXCLUDES(mutex_);
     // These operations unlock the mutex temporarily:
     void runNext() NRX_REQUIRES(mutex_);
     void reportDropping() NRX_REQUIRES(mutex_);
-    [[nodiscard]] std::uint64_t oldestUnfinishedNumber() const NRX_REQUIRES(mutex_);
+    [[nodiscard]] std::uint64_t oldestUnfinishedSequenceNumber() const NRX_REQUIRES(mutex_);
 
-    std::size_t const limit_;
+    std::size_t const payloadLimit_;
 
     Mutex mutex_;
     std::condition_variable posted_;
@@ -107,10 +107,10 @@ private:
     Queue queue_ NRX_GUARDED_BY(mutex_);
     /// The queued changes by object, oldest first.
     std::map<void const*, std::deque<Queue::iterator>> changes_ NRX_GUARDED_BY(mutex_);
-    std::size_t payload_ NRX_GUARDED_BY(mutex_) = 0;  ///< The payload of the queued changes.
+    std::size_t queuedPayloadBytes_ NRX_GUARDED_BY(mutex_) = 0;  ///< The payload of the queued changes.
     std::uint64_t postedCount_ NRX_GUARDED_BY(mutex_) = 0;
-    std::uint64_t runningNumber_ NRX_GUARDED_BY(mutex_) = 0;  ///< The number of the running notification, or 0.
-    std::size_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;     ///< Since dropping began.
+    std::uint64_t runningSequenceNumber_ NRX_GUARDED_BY(mutex_) = 0;  ///< The number of the running notification, or 0.
+    std::size_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;             ///< Since dropping began.
     bool isDroppingReported_ NRX_GUARDED_BY(mutex_) = false;
     std::shared_ptr<Registration const> runningRegistration_ NRX_GUARDED_BY(mutex_);
     std::thread::id runningThread_ NRX_GUARDED_BY(mutex_);

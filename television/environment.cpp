@@ -14,8 +14,9 @@ void writeToStandardError(std::string_view text) {
     }
 }
 
-void reportEnvironment(char const* name, std::string_view word, char const* expected, char const* fallback) {
-    writeToStandardError(std::string(name) + " is " + quoted(word) + ": expected " + expected + "; using " + fallback +
+void reportInvalidEnvironmentValue(char const* name, std::string_view value, char const* expected,
+                                   char const* fallback) {
+    writeToStandardError(std::string(name) + " is " + quoted(value) + ": expected " + expected + "; using " + fallback +
                          "\n");
 }
 

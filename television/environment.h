@@ -11,8 +11,9 @@ namespace television {
 /// Writes the text unchanged. Allocates no memory.
 void writeToStandardError(std::string_view text);
 
-/// Writes `NAME is "WORD": expected EXPECTED; using FALLBACK`.
-void reportEnvironment(char const* name, std::string_view word, char const* expected, char const* fallback);
+/// Writes `NAME is "VALUE": expected EXPECTED; using FALLBACK`.
+void reportInvalidEnvironmentValue(char const* name, std::string_view value, char const* expected,
+                                   char const* fallback);
 
 /// Parses the whole text as a decimal number. Returns nothing for any other text.
 template <typename T>
@@ -28,13 +29,13 @@ std::optional<T> parseNumber(std::string_view text) {
 /// names the variable, the expected form and the fallback, and the fallback is returned.
 template <typename T, typename Parse>
 T fromEnvironment(char const* name, T fallback, char const* expected, char const* fallbackText, Parse const& parse) {
-    char const* const word = std::getenv(name);
-    if (word == nullptr) {
+    char const* const text = std::getenv(name);
+    if (text == nullptr) {
         return fallback;
     }
-    std::optional<T> value = parse(std::string_view(word));
+    std::optional<T> value = parse(std::string_view(text));
     if (!value) {
-        reportEnvironment(name, word, expected, fallbackText);
+        reportInvalidEnvironmentValue(name, text, expected, fallbackText);
     }
     return std::move(value).value_or(std::move(fallback));
 }

@@ -15,7 +15,7 @@ namespace television {
 template <typename Iterator, typename Handle = Iterator>
 class Iterators {
 public:
-    static constexpr std::size_t MAX_DESTROYED = 1000;  ///< The number of destroyed iterators kept.
+    static constexpr std::size_t MAX_RETAINED_DESTROYED = 1000;  ///< The number of destroyed iterators kept.
 
     using List = std::list<std::shared_ptr<Iterator>>;
     using Index = std::map<Handle const*, typename List::iterator>;  ///< By address.
@@ -23,8 +23,8 @@ public:
     /// An iterator with the memory for its entries in the table's list and index.
     class PreparedInsertion {
     public:
-        explicit PreparedInsertion(std::shared_ptr<Iterator> iterator) : list_{std::move(iterator)} {
-            index_.emplace(list_.front().get(), list_.begin());
+        explicit PreparedInsertion(std::shared_ptr<Iterator> iterator) : iteratorNode_{std::move(iterator)} {
+            indexNode_.emplace(iteratorNode_.front().get(), iteratorNode_.begin());
         }
         PreparedInsertion(PreparedInsertion const&) = delete;
         PreparedInsertion& operator=(PreparedInsertion const&) = delete;
@@ -33,15 +33,15 @@ public:
     private:
         friend class Iterators;
 
-        List list_;
-        Index index_;
+        List iteratorNode_;
+        Index indexNode_;
     };
 
     /// Adds the iterator and returns it. Allocates no memory.
     Iterator* add(PreparedInsertion&& prepared) {
-        live_.splice(live_.end(), prepared.list_);
-        index_.merge(prepared.index_);
-        assert(prepared.index_.empty() && index_.size() == live_.size());
+        live_.splice(live_.end(), prepared.iteratorNode_);
+        index_.merge(prepared.indexNode_);
+        assert(prepared.indexNode_.empty() && index_.size() == live_.size());
         return live_.back().get();
     }
 
@@ -53,7 +53,7 @@ public:
         }
         destroyed_.splice(destroyed_.end(), live_, found->second);
         index_.erase(found);
-        if (destroyed_.size() > MAX_DESTROYED) {
+        if (destroyed_.size() > MAX_RETAINED_DESTROYED) {
             destroyed_.pop_front();
         }
         return destroyed_.back();

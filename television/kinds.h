@@ -31,11 +31,11 @@ namespace television {
 
 /// A kind by the C++ type of its value.
 template <typename T>
-struct PlainKind;
+struct PlainKindTraits;
 
 #define NRX_DESCRIBE_KIND(T, OBJECT, OBSERVER, NOTIFICATION, OBJECT_TYPE, NAME_, INTERFACE_, SIGNATURE_) \
     template <>                                                                                          \
-    struct PlainKind<T> {                                                                                \
+    struct PlainKindTraits<T> {                                                                          \
         using Object = objbus::OBJECT;                                                                   \
         using Observer = objbus::OBSERVER;                                                               \
         static constexpr auto NOTIFY = &Observer::NOTIFICATION;                                          \
@@ -63,11 +63,11 @@ bool anyOfPlainKinds(Use const& use) {
 /// Calls `make.operator()<Class>()` for the class of `Classes` that serves objects of the type. A client casts an
 /// object to the interface of the object's type, so the class must implement this interface.
 template <typename Classes, typename Make>
-void objectFor(objbus::ObjectTypeSpec type, Make const& make) {
+void dispatchOnObjectType(objbus::ObjectTypeSpec type, Make const& make) {
     switch (type) {
 #define NRX_MAKE_PLAIN(T, OBJECT, OBSERVER, NOTIFICATION, OBJECT_TYPE, ...) \
     case objbus::OBJECT_TYPE:                                               \
-        return make.template operator()<typename Classes::template Plain<T>>();
+        return make.template operator()<typename Classes::template PlainValueObject<T>>();
         NRX_PLAIN_KINDS(NRX_MAKE_PLAIN)
 #undef NRX_MAKE_PLAIN
         case objbus::OBJECT_TYPE_ACTION:

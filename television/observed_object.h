@@ -18,28 +18,28 @@ public:
     using Base::Base;
 
     int getType(objbus::ObjectTypeSpec& type) final {
-        this->handleTypeQuery();
+        this->handleGetType();
         type = this->type();
         return STATUS_OK;
     }
 
     objbus::Object& object() final { return *this; }
-    void connect(objbus::Observer* observer) final { observers_.add(observer, &this->entry()); }
-    std::size_t disconnect(objbus::Observer const* observer) final {
-        return observers_.remove(observer, this->delivery());
+    void addRegistration(objbus::Observer* observer) final { observers_.add(observer, &this->entry()); }
+    std::size_t removeRegistrations(objbus::Observer const* observer) final {
+        return observers_.removeAll(observer, this->delivery());
     }
     [[nodiscard]] std::size_t observerCount() const final { return observers_.size(); }
 
 protected:
     template <typename Notify>
     void post(Notify notify) {
-        if (this->notifiesObservers()) {
+        if (this->shouldNotifyObservers()) {
             observers_.post(this->delivery(), std::move(notify));
         }
     }
     template <typename Notify>
     void postChange(std::size_t payload, Notify notify) {
-        if (this->notifiesObservers()) {
+        if (this->shouldNotifyObservers()) {
             observers_.postChange(this->delivery(), payload, std::move(notify));
         }
     }

@@ -13,7 +13,7 @@ namespace television {
 
 /// Returns a function that calls `notify` with a registration's receiver.
 template <typename Obs, typename Notify>
-auto withReceiver(Notify notify) {
+auto adaptToRegistration(Notify notify) {
     return [notify = std::move(notify)](Registration const& recipient) {
         auto const& registration = static_cast<TypedRegistration<Obs> const&>(recipient);
         assert(registration.receiver != nullptr);
@@ -25,7 +25,7 @@ auto withReceiver(Notify notify) {
 template <typename Obs, typename Notify>
 void postTo(std::shared_ptr<TypedRegistration<Obs>> const& registration, Delivery& delivery, Notify notify) {
     if (registration->receiver != nullptr) {
-        delivery.post({{registration}, withReceiver<Obs>(std::move(notify))});
+        delivery.post({{registration}, adaptToRegistration<Obs>(std::move(notify))});
     }
 }
 
@@ -40,7 +40,7 @@ public:
     }
 
     /// Cancels the observer's registrations and returns their number.
-    std::size_t remove(objbus::Observer const* observer, Delivery& delivery) {
+    std::size_t removeAll(objbus::Observer const* observer, Delivery& delivery) {
         auto const cancel = [observer, &delivery](auto const& registration) {
             if (registration->observer != observer) {
                 return false;
@@ -74,7 +74,7 @@ private:
                 made.recipients.push_back(registration);
             }
         }
-        made.notify = withReceiver<Obs>(std::move(notify));
+        made.notify = adaptToRegistration<Obs>(std::move(notify));
         return made;
     }
 

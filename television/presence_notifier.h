@@ -29,11 +29,11 @@ public:
             if (isPresent == (presence_ != Presence::gone)) {
                 return;
             }
-            Presence const changed = !isPresent ? Presence::gone : wasPresent_ ? Presence::back : Presence::reached;
-            call = post(changed, delivery.get());  // If this throws, `presence_` keeps its value.
+            Presence const changed = !isPresent ? Presence::gone : wasEverPresent_ ? Presence::back : Presence::reached;
+            call = postOrReturnListenerCall(changed, delivery.get());  // If this throws, `presence_` keeps its value.
             presence_ = changed;
             delivery_.swap(delivery);
-            wasPresent_ = true;
+            wasEverPresent_ = true;
         }
         call();
     }
@@ -52,7 +52,7 @@ public:
                 delivery->cancel(*listener_->registration);
             }
             listener_.swap(next);
-            call = post(presence_, delivery.get());
+            call = postOrReturnListenerCall(presence_, delivery.get());
         }
         next = nullptr;  // With the mutex released, because the listener's data may lock mutexes.
         call();
@@ -69,7 +69,8 @@ private:
 
     /// Posts the presence with the mutex held, so that the listener receives the changes in their order. Returns a
     /// function to call after the unlock. Without a delivery, this function calls the listener.
-    [[nodiscard]] std::function<void()> post(Presence presence, Delivery* delivery) const NRX_REQUIRES(mutex_) {
+    [[nodiscard]] std::function<void()> postOrReturnListenerCall(Presence presence, Delivery* delivery) const
+        NRX_REQUIRES(mutex_) {
         if (!listener_) {
             return [] {};
         }
@@ -88,7 +89,7 @@ private:
 
     mutable Mutex mutex_;
     Presence presence_ NRX_GUARDED_BY(mutex_) = Presence::gone;
-    bool wasPresent_ NRX_GUARDED_BY(mutex_) = false;
+    bool wasEverPresent_ NRX_GUARDED_BY(mutex_) = false;
     /// Changes with the presence, so that a new listener's first call is not posted to the delivery of a lost
     /// television.
     std::shared_ptr<Delivery> delivery_ NRX_GUARDED_BY(mutex_);

@@ -58,7 +58,7 @@ TEST_F(TelevisionTest, ACopySharesNothingAndANullHandlerReceivesNothing) {
     auto copy = std::make_unique<ValueAccessT<ObserverNumericInteger>>(access);
     EXPECT_EQ(copy->getName(), "");
     EXPECT_EQ(copy->setValue(3), 5);
-    EXPECT_EQ(takeSleeps().size(), 10U);
+    EXPECT_EQ(takeSleepMicroseconds().size(), 10U);
     EXPECT_EQ(handler.use_count(), 2);
     copy.reset();
     EXPECT_EQ(tv.counts(KEY).disconnects, 0);
@@ -206,7 +206,7 @@ TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {
     EXPECT_EQ(released(), std::pair(2, 1));
     tv.waitUntilDelivered();
     logged();
-    beforeLineOfOwnThread = [&, count = 1]() mutable { EXPECT_EQ(released(), std::pair(2, count++)); };
+    beforeLogLineOfTestThread = [&, count = 1]() mutable { EXPECT_EQ(released(), std::pair(2, count++)); };
     access.reset();  // Disconnects between its two lines, and does not destroy the iterator.
     EXPECT_EQ(logged(), ITERATOR.traced("~IteratorAccess"));
 }

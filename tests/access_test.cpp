@@ -24,7 +24,7 @@ struct Renamed : Access {
 /// One kind of object, its access class and, for a plain value, the value.
 struct Kind {
     ObjectTypeSpec type;
-    Source source;
+    LoggingSourceFile source;
     std::string observer;
     std::unique_ptr<ValueAccessBase> (*make)();
     Value value{};
@@ -120,8 +120,8 @@ struct Refusal {
 class AccessTest : public TelevisionTest, public ::testing::WithParamInterface<bool> {
 public:
     AccessTest() {
-        refusesOtherThreads = true;
-        silent = GetParam();
+        refusesLinesOfOtherThreads = true;
+        refusesAllLines = GetParam();
     }
 
     /// Publishes an object of the type, with the value of its kind if the kind has a value.
@@ -131,7 +131,7 @@ public:
             kind.type == type ? tv.set(KEY, kind.value) : false;
         }
     }
-    void expectLines(Lines const& lines) { EXPECT_EQ(logged(), silent ? Lines{} : lines); }
+    void expectLines(Lines const& lines) { EXPECT_EQ(logged(), refusesAllLines ? Lines{} : lines); }
     void expectRefusal(Refusal const& refusal, Kind const& kind) {
         auto const access = kind.make();
         int const published = refusal.type.value_or(kind.type);
@@ -139,9 +139,9 @@ public:
         tv.setRootLookup(refusal.root);
         tv.failConnects(KEY, refusal.unavailable);
         testing::internal::CaptureStdout();
-        takeSleeps();
+        takeSleepMicroseconds();
         EXPECT_EQ(access->connect(0), refusal.status());
-        EXPECT_TRUE(takeSleeps().empty());
+        EXPECT_TRUE(takeSleepMicroseconds().empty());
         bool const reported = refusal.root == RootLookup::refused || refusal.root == RootLookup::emptyReference;
         EXPECT_EQ(testing::internal::GetCapturedStdout(), reported ? "get interface Reference failed.\n" : "");
         std::string const vs = "test.key,( " + std::to_string(published) + " ) vs " + kind.observer + " ";
@@ -212,7 +212,7 @@ TEST_P(AccessTest, AnIteratorNeedsATableAndHasNoObject) {
         expectLines(operation.lines(OBJECT_TYPE_NONE, lines));
     }
     EXPECT_EQ(access.create(), 4);
-    EXPECT_EQ(takeSleeps().size(), 10U);
+    EXPECT_EQ(takeSleepMicroseconds().size(), 10U);
     std::string const failed = "Error connect name : test.key,  status: ";
     expectLines({TABLE.error("connect", "Failed 104"), ITERATOR.error("create", failed + "5")});
     for (int const type : TYPES) {
@@ -228,7 +228,7 @@ TEST_P(AccessTest, ExceptionsOfTheModelLeaveNoRegistration) {
     Renamed<ValueAccessT<ObserverString>> value;
     Renamed<ActionAccess> action;
     tv.publishTable(KEY, {});
-    beforeLineOfOwnThread = [] {
+    beforeLogLineOfTestThread = [] {
         throw std::bad_alloc();
     };  // The log throws at the mismatch; then the model throws, too.
     for (Call const call : {Call::none, Call::disconnect}) {
@@ -237,7 +237,7 @@ TEST_P(AccessTest, ExceptionsOfTheModelLeaveNoRegistration) {
         EXPECT_THROW(action.connect(0), std::bad_alloc);
         EXPECT_EQ(tv.registrations(KEY), call == Call::none ? 0 : 2);
     }
-    beforeLineOfOwnThread = [] {};
+    beforeLogLineOfTestThread = [] {};
     tv.throwFrom(KEY, Call::none);
     EXPECT_EQ(value.connect(0) + action.connect(0), 12);
     EXPECT_EQ(tv.counts("alias").disconnects, 2);  // The disconnect of a refused object uses `getName`.

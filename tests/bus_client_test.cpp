@@ -77,7 +77,7 @@ template <typename T>
 struct LostValue : PlainValueTest<T> {
     template <typename... Clients>
     static void expectReceived(std::vector<T> const& expected, Clients&... clients) {
-        driver::sync();
+        driver::waitForNotifications();
         for (std::vector<T> const& received : {clients.take()...}) {
             EXPECT_EQ(received, expected);
         }
@@ -87,17 +87,17 @@ TYPED_TEST_SUITE(LostValue, PlainTypes, );
 
 TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
     auto const& list = this->values;
-    auto client = driver::published(this->key, list[2]);
-    for (driver::Loss const& loss : driver::LOSSES) {
+    auto client = driver::publishAndConnect(this->key, list[2]);
+    for (driver::TelevisionLoss const& loss : driver::LOSSES) {
         SCOPED_TRACE(loss.name);
         Client<TypeParam> other(this->key);
         driver::set(this->key, list[0]);
-        driver::sync();
+        driver::waitForNotifications();
         loss.lose();
         Client<TypeParam> late(this->key);
         EXPECT_TRUE(late.status == loss.status && late.object == nullptr);
         constexpr bool IS_NUMBER = std::is_arithmetic_v<TypeParam>;  // A read of a number returns the last value.
-        EXPECT_EQ(client.readStatus(), IS_NUMBER ? 0 : loss.status);
+        EXPECT_EQ(client.statusOfRead(), IS_NUMBER ? 0 : loss.status);
         EXPECT_TRUE(!IS_NUMBER || client.read() == list[0]);
         EXPECT_EQ(client.write(list[2]), loss.status);
         EXPECT_EQ(client.type(), client.TYPE);
@@ -128,7 +128,7 @@ TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
         EXPECT_EQ(client.disconnect(), 0);
         Client<TypeParam> fresh(this->key);
         driver::set(this->key, list[2]);
-        driver::sync();
+        driver::waitForNotifications();
         EXPECT_EQ(fresh.disconnect(), 0);
         Client<TypeParam> first(this->key);
         loss.lose();
@@ -143,15 +143,15 @@ TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
 }
 
 TYPED_TEST(LostValue, IsRecoveredFromTheNextTelevisionThatPublishesIt) {
-    for (driver::Loss const& loss : driver::LOSSES) {
+    for (driver::TelevisionLoss const& loss : driver::LOSSES) {
         SCOPED_TRACE(loss.name);
-        auto client = driver::published(this->key, this->values[0]);
+        auto client = driver::publishAndConnect(this->key, this->values[0]);
         driver::withdraw(this->key);
         driver::publish(this->key, this->values[0]);
-        driver::sync();
+        driver::waitForNotifications();
         Client<TypeParam> later(this->key);
         driver::withdraw(this->key);
-        driver::sync();
+        driver::waitForNotifications();
         EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);
         EXPECT_EQ(later.write(this->values[1]), STATUS_WITHDRAWN);
         loss.lose();
@@ -162,7 +162,7 @@ TYPED_TEST(LostValue, IsRecoveredFromTheNextTelevisionThatPublishesIt) {
         EXPECT_EQ(client.read(), this->values[2]);
         EXPECT_EQ(later.read(), this->values[2]);
         EXPECT_EQ(client.write(this->values[0]), 0);
-        driver::sync();
+        driver::waitForNotifications();
         driver::withdraw(this->key);
         driver::publish(this->key, this->values[1]);
         this->expectReceived({this->values[0]}, client, later);
@@ -174,34 +174,34 @@ TYPED_TEST(LostValue, IsRecoveredFromTheNextTelevisionThatPublishesIt) {
 
 TYPED_TEST(LostValue, MayBePublishedLaterOrWithAnotherType) {
     using Other = std::conditional_t<std::is_same_v<TypeParam, std::string>, int, std::string>;
-    for (driver::Loss const& loss : driver::LOSSES) {
+    for (driver::TelevisionLoss const& loss : driver::LOSSES) {
         SCOPED_TRACE(loss.name);
-        auto client = driver::published(this->key, this->values[0]);
+        auto client = driver::publishAndConnect(this->key, this->values[0]);
         loss.lose();
         driver::withdraw(this->key);
         driver::start();
         EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);
         EXPECT_EQ(Client<TypeParam>(this->key).status, STATUS_NOT_PUBLISHED);
         driver::publish(this->key, this->values[1]);
-        driver::syncReads();
+        driver::waitForReads();
         EXPECT_EQ(client.write(this->values[0]), 0);
         this->expectReceived({this->values[1], this->values[0]}, client);
 
         loss.lose();
-        driver::publish(this->key, valueOf<Other>(7));
+        driver::publish(this->key, sampleValue<Other>(7));
         driver::start();
         Client<Other> other(this->key);
-        EXPECT_EQ(other.read(), valueOf<Other>(7));
+        EXPECT_EQ(other.read(), sampleValue<Other>(7));
         EXPECT_EQ(other.type(), other.TYPE);
         EXPECT_EQ(client.type(), client.TYPE);  // A client's object keeps its type.
         EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);
-        driver::set(this->key, valueOf<Other>(8));
-        EXPECT_EQ(driver::received(other), std::vector<Other>{valueOf<Other>(8)});
+        driver::set(this->key, sampleValue<Other>(8));
+        EXPECT_EQ(driver::received(other), std::vector<Other>{sampleValue<Other>(8)});
         EXPECT_TRUE(client.take().empty());
         driver::publish(this->key, this->values[2]);
-        driver::syncReads();
+        driver::waitForReads();
         EXPECT_EQ(client.write(this->values[0]), 0);
-        EXPECT_EQ(other.write(valueOf<Other>(7)), STATUS_WITHDRAWN);
+        EXPECT_EQ(other.write(sampleValue<Other>(7)), STATUS_WITHDRAWN);
         this->expectReceived({this->values[2], this->values[0]}, client);
         EXPECT_EQ(client.disconnect(), 0);
     }

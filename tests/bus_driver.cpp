@@ -90,7 +90,7 @@ auto& tv = static_cast<Television&>(*::testing::AddGlobalTestEnvironment(new Tel
 
 }  // namespace
 
-bool carriesEveryText() { return false; }
+bool supportsArbitraryText() { return false; }
 
 void publish(Key key, television::Value const& value) {
     constexpr char const* TYPES[] = {"integer", "int64", "string", "integer-list", "string-list"};
@@ -107,7 +107,7 @@ void set(Key key, television::Value const& value) {
 }
 void setRows(Key key, television::Rows const& rows) { tv.set(key, rows); }
 
-void answerWith(Answer const& answer) {
+void setInvokeAnswer(Answer const& answer) {
     auto const* const texts = std::get_if<Words>(&answer);
     auto const* const error = std::get_if<int>(&answer);
     tv.command("tv answer " + (texts != nullptr   ? "result " + typed(*texts)
@@ -117,34 +117,34 @@ void answerWith(Answer const& answer) {
 void failInvokes(Key key, int status) { tv.command("tv fail invoke " + typed(key) + ' ' + std::to_string(status)); }
 void failReads(Key key, int status) { tv.command("tv fail read " + typed(key) + ' ' + std::to_string(status)); }
 
-std::vector<std::string> lastArguments() { return tv.arguments; }
+std::vector<std::string> lastInvokeArguments() { return tv.arguments; }
 
 void killTelevision() {
     tv.program->end(SIGKILL);
     tv.program.reset();
-    test::awaitStatus(television::STATUS_NO_TELEVISION);
+    test::waitForTelevisionStatus(television::STATUS_NO_TELEVISION);
 }
 
 void killBus() {
     tv.bus->end(SIGKILL);
     tv.bus.reset();
     tv.program.reset();  // The program ends when its bus is lost.
-    test::awaitStatus(television::STATUS_NO_BUS);
+    test::waitForTelevisionStatus(television::STATUS_NO_BUS);
 }
 
 void start() {
     tv.start();
-    test::awaitStatus(television::STATUS_OK);
-    syncReads();
+    test::waitForTelevisionStatus(television::STATUS_OK);
+    waitForReads();
 }
 
-void syncReads() {
+void waitForReads() {
     for (int questions = 0; questions < 3; ++questions) {
-        sync();
+        waitForNotifications();
     }
 }
 
-void sync() {
+void waitForNotifications() {
     tv.command("wait");
     EXPECT_EQ(bus::waitUntilDelivered(), 0);
 }

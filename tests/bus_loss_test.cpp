@@ -10,17 +10,17 @@ namespace test::bus_loss_test {
 
 using namespace television;
 
-struct LostTelevision : ::testing::TestWithParam<driver::Loss> {
-    std::string const key = testKey();
+struct LostTelevision : ::testing::TestWithParam<driver::TelevisionLoss> {
+    std::string const key = keyOfCurrentTest();
 };
 INSTANTIATE_TEST_SUITE_P(By, LostTelevision, ::testing::ValuesIn(driver::LOSSES),
                          [](auto const& loss) { return loss.param.name; });
 
 TEST_P(LostTelevision, IsReportedBeforeTheValuesOfItsReturn) {
     Strings received;  // The delivery thread adds the texts.
-    auto client = driver::published(key, 1);
+    auto client = driver::publishAndConnect(key, 1);
     client.onReceived = [&received] { received.emplace_back("value"); };
-    driver::sync();
+    driver::waitForNotifications();
     bus::setPresenceListener([&](Presence presence) { received.emplace_back(presence == Presence::gone ? "-" : "+"); });
     GetParam().lose();
     EXPECT_EQ(bus::presence(), Presence::gone);
@@ -42,25 +42,25 @@ TEST_P(LostTelevision, AnswersEveryInvocationOnce) {
         EXPECT_EQ(client->invoke(id, {}), 0);
         expected.push_back(std::to_string(id) + answer);
     };
-    driver::answerWith(Strings{"done"});
+    driver::setInvokeAnswer(Strings{"done"});
     invoke(" 0:done; ");
-    driver::sync();
-    driver::answerWith({});
+    driver::waitForNotifications();
+    driver::setInvokeAnswer({});
     invoke(" error 126 ");
     invoke(" error 126 ");
-    driver::sync();
+    driver::waitForNotifications();
     GetParam().lose();
     id = 7;
     EXPECT_EQ(client->invoke(id, {}), GetParam().status);
     EXPECT_EQ(id, 7U);
     driver::start();
     driver::withdraw(key);
-    driver::sync();
+    driver::waitForNotifications();
     EXPECT_EQ(client->invoke(id, {}), STATUS_WITHDRAWN);
     GetParam().lose();
     driver::publishAction(key);
     driver::start();
-    driver::answerWith(Strings{"again"});
+    driver::setInvokeAnswer(Strings{"again"});
     invoke(" 0:again; ");
     EXPECT_EQ(driver::received(client), expected);
 }
@@ -75,7 +75,7 @@ TEST_P(LostTelevision, NotifiesIteratorsWhichCanStillBeDestroyed) {
     TableIterator* const old = makeIterator(table, &oldObserver);
     TableIterator* const ending = makeIterator(table, nullptr);
     ASSERT_TRUE(old != nullptr && ending != nullptr);
-    driver::sync();
+    driver::waitForNotifications();
     GetParam().lose();
     old->readRow();
     EXPECT_EQ(table->destroyIterator(ending), 0);
@@ -87,7 +87,7 @@ TEST_P(LostTelevision, NotifiesIteratorsWhichCanStillBeDestroyed) {
     old->seekToRow(0);
     EXPECT_EQ(table->destroyIterator(old), 0);
     renewed->requestTotalCount();
-    driver::sync();
+    driver::waitForNotifications();
     driver::setRows(key, {});
     EXPECT_EQ(driver::received(oldObserver), (Strings{"ready 0 ", "ready 126 "}));
     EXPECT_EQ(newObserver.take(), (Strings{"ready 0 ", "count 1 ", "update 0 "}));
@@ -100,7 +100,7 @@ TEST_P(LostTelevision, IsFoundAgainByTheClientLayer) {
     driver::publish(key, 1);
     driver::publishAction(key + ".action");
     driver::publishTable(key + ".table", {{"1"}, {"2"}});
-    driver::answerWith({});
+    driver::setInvokeAnswer({});
     Integers received;
     int error = 0;
     client::Property<int> property(key);
@@ -109,7 +109,7 @@ TEST_P(LostTelevision, IsFoundAgainByTheClientLayer) {
     auto row = rows.begin();
     EXPECT_TRUE(property.watch([&received](int value) { received.push_back(value); }) && row != rows.end());
     action.call({}, [&error](client::Answer const& answer) { error = answer.error().code; });
-    driver::sync();
+    driver::waitForNotifications();
     GetParam().lose();
     ++row;
     EXPECT_EQ(rows.result().error().code, STATUS_LOST);
@@ -117,7 +117,7 @@ TEST_P(LostTelevision, IsFoundAgainByTheClientLayer) {
     driver::set(key, 2);
     driver::start();
     EXPECT_TRUE(property.set(3) && error == STATUS_LOST);
-    driver::sync();
+    driver::waitForNotifications();
     EXPECT_EQ(received, (Integers{1, 2, 3}));
 }
 

@@ -44,53 +44,53 @@ struct BusMemory : HostileBus {
         }
         std::printf("first use: %d allocations\n", failed - 1);
         HostileBus::SetUp();
-        answers["l Value"] = replyWithList(PRESENT);
-        answers["CreateIterator"] = [this](sd_bus_message* call) {
+        answersByMethod["l Value"] = replyWithList(PRESENT);
+        answersByMethod["CreateIterator"] = [this](sd_bus_message* call) {
             ++iteratorCounts[clientName];
             return replyWith("o", ITERATOR_PATH)(call);
         };
-        answers["DestroyIterator"] = [this](sd_bus_message* call) {
+        answersByMethod["DestroyIterator"] = [this](sd_bus_message* call) {
             --iteratorCounts[clientName];
             return withholdReply(call);
         };
         EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
         received();
         iteratorCounts.clear();
-        clients->iterator = serve([this] { return clients->iterate(); });
+        clients->iterator = serveDuring([this] { return clients->createIterator(); });
     }
 
     /// Runs a client's operation. Repeats an attempt that times out without a failed allocation on a busy machine.
     int run(int (*use)(Clients& clients)) {
         int status = television::STATUS_NO_ANSWER;
         while (status == television::STATUS_NO_ANSWER && !ScopedAllocationFailure::hasHappened()) {
-            status = serve([&] { return television::catchToStatus([&] { return use(*clients); }); });
+            status = serveDuring([&] { return television::catchToStatus([&] { return use(*clients); }); });
         }
         return status;
     }
     /// Changes the list while the clients miss changes.
-    void change() { answers["l Value"] = replyWithList(missed = MISSED); }
+    void change() { answersByMethod["l Value"] = replyWithList(missed = MISSED); }
 
     /// Expects that all clients receive the missed list, and replies and signals as before.
     void restore() {
         serveUntilDone(bus::waitUntilDelivered);
         for (bool isMissing = !std::exchange(missed, {}).empty(); isMissing;) {
-            EXPECT_EQ(serve(bus::waitUntilDelivered), 0);
+            EXPECT_EQ(serveDuring(bus::waitUntilDelivered), 0);
             for (Strings const& list : clients->list.take()) {
                 isMissing = isMissing && list != MISSED;
             }
         }
-        answers["l Value"] = replyWithList(PRESENT);
+        answersByMethod["l Value"] = replyWithList(PRESENT);
         EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
-        serveUntilDone([this] { return (clients->iterator = clients->iterate()) == nullptr ? 1 : 0; });
+        serveUntilDone([this] { return (clients->iterator = clients->createIterator()) == nullptr ? 1 : 0; });
         received();
         for (Signal const& signal : VALID_SIGNALS) {
             send(signal);
-            EXPECT_EQ(received(), signal.received);
+            EXPECT_EQ(received(), signal.expectedRecords);
         }
         EXPECT_EQ(iteratorCounts[clientName], 1);  // The television has no other iterator of this connection.
     }
 
-    ScopedMemory const memory;
+    ScopedAllocationSuccess const memory;
     Strings missed;
     std::map<std::string, int> iteratorCounts;  ///< The number of iterators by connection.
 };
@@ -107,12 +107,12 @@ constexpr Operation OPERATIONS[] = {
          EXPECT_EQ(root().disconnectObject("y", &observer, nullptr), 0);
          return status;
      }},
-    {"read", doNothing, [](Clients& clients) { return clients.list.readStatus(); }},
+    {"read", doNothing, [](Clients& clients) { return clients.list.statusOfRead(); }},
     {"write", doNothing, [](Clients& clients) { return clients.list.write(PRESENT); }},
     {"invoke", doNothing, invoke},
     {"iterate", doNothing,
      [](Clients& clients) {
-         TableIterator* const made = clients.iterate();
+         TableIterator* const made = clients.createIterator();
          if (made == nullptr) {
              return static_cast<int>(television::STATUS_NO_ANSWER);
          }
@@ -131,11 +131,11 @@ constexpr Operation OPERATIONS[] = {
      sync},
     {"loss of the television, and its return",
      [](BusMemory& test) {
-         EXPECT_GE(sd_bus_release_name(test.television.get(), bus::SERVICE), 0);
+         EXPECT_GE(sd_bus_release_name(test.televisionBus.get(), bus::SERVICE), 0);
          EXPECT_NE(test.run(sync), 0);
          test.change();
          test.iteratorCounts.clear();
-         EXPECT_GE(sd_bus_request_name(test.television.get(), bus::SERVICE, 0), 0);
+         EXPECT_GE(sd_bus_request_name(test.televisionBus.get(), bus::SERVICE, 0), 0);
      },
      sync},
     {"loss of the bus, and its return",

@@ -61,26 +61,26 @@ public:
         return status;
     }
 
-    void write(std::string_view text) const { counted(::send(socket_, text.data(), text.size(), MSG_NOSIGNAL)); }
+    void write(std::string_view text) const { checkedCount(::send(socket_, text.data(), text.size(), MSG_NOSIGNAL)); }
 
     std::string readLine() {
-        while (printed_.find('\n') == std::string::npos) {
+        while (unreadOutput_.find('\n') == std::string::npos) {
             char piece[4096];
-            printed_.append(piece, counted(::recv(socket_, piece, sizeof piece, 0)));
+            unreadOutput_.append(piece, checkedCount(::recv(socket_, piece, sizeof piece, 0)));
         }
-        std::string line = printed_.substr(0, printed_.find('\n'));
-        printed_.erase(0, line.size() + 1);
+        std::string line = unreadOutput_.substr(0, unreadOutput_.find('\n'));
+        unreadOutput_.erase(0, line.size() + 1);
         return line;
     }
 
 private:
-    static std::size_t counted(ssize_t bytes) {
+    static std::size_t checkedCount(ssize_t bytes) {
         return bytes > 0 ? static_cast<std::size_t>(bytes) : throw std::runtime_error("a program has ended too early");
     }
 
     int socket_ = -1;
     pid_t id_ = -1;
-    std::string printed_;
+    std::string unreadOutput_;
 };
 
 /// Starts a bus at the address. Replaces an empty address by the new bus's, at which a later bus can start again.
@@ -95,9 +95,9 @@ inline std::unique_ptr<ChildProcess> startBus(std::string& address) {
 
 /// Starts a television with the objects of a model file, and returns when the television serves.
 inline std::unique_ptr<ChildProcess> startTelevision(std::string const& program, std::string const& address,
-                                                     std::string const& model) {
+                                                     std::string const& modelText) {
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> const file(std::tmpfile(), std::fclose);
-    if (!file || std::fputs(model.c_str(), file.get()) < 0 || std::fflush(file.get()) != 0) {
+    if (!file || std::fputs(modelText.c_str(), file.get()) < 0 || std::fflush(file.get()) != 0) {
         throw std::runtime_error("no file for a model");
     }
     std::string const path = "/proc/self/fd/" + std::to_string(::fileno(file.get()));  // The program inherits the file.
@@ -109,7 +109,7 @@ inline std::unique_ptr<ChildProcess> startTelevision(std::string const& program,
 }
 
 /// Returns when `waitUntilDelivered` returns the status. The observers have then received all earlier notifications.
-inline void awaitStatus(int status) {
+inline void waitForTelevisionStatus(int status) {
     while (bus::waitUntilDelivered() != status) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }

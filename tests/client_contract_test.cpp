@@ -27,7 +27,7 @@ struct ClientLayer : PlainValueTest<T> {
     }
     /// Returns when no handler runs or waits.
     void sync() {
-        driver::sync();
+        driver::waitForNotifications();
         while (tasks != 0) {
             std::this_thread::yield();
         }
@@ -58,7 +58,7 @@ TYPED_TEST(ClientLayer, APropertyReadsWritesAndWatches) {
             driver::failReads(this->key, 0);
         }
         driver::set(this->key, list[1]);  // The value before the watch.
-        driver::sync();
+        driver::waitForNotifications();
         EXPECT_TRUE(
             property.watch([&, moved = std::make_unique<int>()](TypeParam value) { received.push_back(value); }));
         EXPECT_EQ(property.watch(ignore).error().cause, Cause::WATCHED_ALREADY);
@@ -67,7 +67,7 @@ TYPED_TEST(ClientLayer, APropertyReadsWritesAndWatches) {
         this->sync();
         EXPECT_EQ(received, (std::vector<TypeParam>{list[1], list[2], list[0]}));
         driver::withdraw(this->key);
-        driver::sync();
+        driver::waitForNotifications();
         EXPECT_EQ(describe(property.set(list[1]).error()), this->line("set", television::STATUS_WITHDRAWN));
     }
 }
@@ -78,7 +78,7 @@ TEST_F(ClientLifetime, AnObjectEndsInItsHandlerOrAfterIt) {
     enum { FIRST, CHANGE, ANSWER, REFUSAL, ROWS, OTHER_THREAD };
     driver::publishAction(key + ".action");
     driver::publishTable(key + ".table", {});
-    driver::answerWith(Strings{"done"});
+    driver::setInvokeAnswer(Strings{"done"});
     for (int const place : {FIRST, CHANGE, ANSWER, REFUSAL, ROWS, OTHER_THREAD}) {
         for (Executor const& executor : executors) {
             driver::publish(key, FIRST);
@@ -125,7 +125,7 @@ TEST_F(ClientLifetime, CallsThatWaitEndWithTheirObject) {
     auto property = std::make_unique<Property<int>>(key, [&](auto task) { waiting.push_back(std::move(task)); });
     EXPECT_TRUE(property->watch([&](int /*value*/) { ++calls, property.reset(); }));
     driver::set(key, 1);
-    driver::sync();
+    driver::waitForNotifications();
     std::for_each(waiting.begin(), waiting.end(), [](auto const& task) { task(); });
     EXPECT_EQ(calls, 1);
 }
@@ -140,14 +140,14 @@ TEST_F(ClientLifetime, ACallEndsWithItsAnswerOrSaysWhyNot) {
     for (auto const& [answer, refusal, expected] : {Outcome{Strings{"one", "two"}, 0, "onetwo"},
                                                     {42, 0, "call " + key + ": execution error 42"},
                                                     {Strings{"three"}, 7, line("call", 7)}}) {
-        driver::answerWith(answer);
+        driver::setInvokeAnswer(answer);
         driver::failInvokes(key, refusal);
         EXPECT_EQ(typeAndText(action.call({"a", ""}, LONG)), expected);
         action.call({"b"}, receive);
-        driver::sync();
+        driver::waitForNotifications();
         EXPECT_EQ(received, expected);
     }
-    EXPECT_EQ(driver::lastArguments(), Strings{"0: b"});
+    EXPECT_EQ(driver::lastInvokeArguments(), Strings{"0: b"});
     driver::failInvokes(key, 0);
     EXPECT_EQ(typeAndText(action.call(Arguments(MOST_ARGUMENTS + 1), LONG)), line("call", 6));
 
@@ -157,7 +157,7 @@ TEST_F(ClientLifetime, ACallEndsWithItsAnswerOrSaysWhyNot) {
     driver::set(key + ".value", 1);  // The handler of `blocking` delays all answers.
     action.call({}, receive);
     EXPECT_EQ(action.call({}, 500ms).error().cause, Cause::NO_ANSWER);
-    driver::answerWith(Strings{"later"});
+    driver::setInvokeAnswer(Strings{"later"});
     release.set_value();
     EXPECT_EQ(typeAndText(action.call({}, LONG)) + received, "laterthree");
 }
@@ -185,7 +185,7 @@ TEST_F(ClientLifetime, RowsArriveInPagesAndNothingWaitsForTheDeliveryThreadOnIt)
         EXPECT_TRUE(rows.result() && count == all.size());
     }
     driver::setRows(key + ".table", {});
-    driver::sync();
+    driver::waitForNotifications();
     EXPECT_EQ(causes, (std::vector{Cause::WOULD_DEADLOCK, Cause::WOULD_DEADLOCK}));
     auto none = table.rows({}, 40, LONG);
     EXPECT_TRUE(!(none.begin() != none.end()) && none.result());

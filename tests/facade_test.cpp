@@ -71,7 +71,7 @@ TEST_F(FacadeTest, StartConnectsTheEventListEvenIfTheCommandListFails) {
     tv.failConnects(COMMAND, {.status = 1, .attempts = 10});
     tv.failConnects(EVENT, {.status = 2, .attempts = 10});
     facade->start();
-    EXPECT_EQ(takeSleeps().size(), 20U);
+    EXPECT_EQ(takeSleepMicroseconds().size(), 20U);
     EXPECT_EQ(logged(), FACADE.traced("start", {VALUE.error("connect", "Failed 1"),
                                                 FACADE.error("start", "Fail to connect command Value, status: 5"),
                                                 VALUE.error("connect", "Failed 2"),
@@ -88,18 +88,18 @@ TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilDestruction) {
     logged();
     EXPECT_EQ(received({"a\0b"s, "\xff\xc0", "%s%n"}), (Calls{{"command", {"a\0b"s, "\xff\xc0", "%s%n"}}}));
     EXPECT_EQ(logged().at(4), FACADE.debug("onNRXCommandValueChanged", "parameter 2:   %s%n "));
-    refusesOtherThreads = true;  // Does not log the long lists.
+    refusesLinesOfOtherThreads = true;  // Does not log the long lists.
     for (Strings const& list : {Strings(100'000, "x"), Strings{std::string(16U << 20U, 'y')}}) {
         EXPECT_TRUE((received(list) == Calls{{"command", list}}));
     }
-    refusesOtherThreads = false;
-    beforeLineOfOwnThread = [this] { EXPECT_EQ(received({"late"}), Calls{}); };
+    refusesLinesOfOtherThreads = false;
+    beforeLogLineOfTestThread = [this] { EXPECT_EQ(received({"late"}), Calls{}); };
     facade.reset();  // Drops lists from its first line on.
 }
 
 TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
     ValueObject const list = listOf({ValueObject("x"s), ValueObject(2), ValueObject(true)});
-    beforeLineOfOwnThread = [this] { EXPECT_EQ(client.take(), Calls{}); };  // The client is called after all lines.
+    beforeLogLineOfTestThread = [this] { EXPECT_EQ(client.take(), Calls{}); };  // The client is called after all lines.
     for (bool const command : {true, false}) {
         facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);
         logged();
@@ -131,7 +131,7 @@ TEST_F(FacadeTest, InformationIsReadFromItsOwnKeyAndLogged) {
           Query{PRODUCTION_TYPE, "getModelname", &NRXModelAccess::getModelname, "Firmware Version : "},
           Query{FEATURE_CODE, "getFeatureCode", &NRXModelAccess::getFeatureCode, "Feature code : "}}) {
         EXPECT_EQ(((*facade).*query)(), "");
-        EXPECT_EQ(takeSleeps().size(), 10U);
+        EXPECT_EQ(takeSleepMicroseconds().size(), 10U);
         EXPECT_EQ(logged().back(), FACADE.info(name, label + "."));
         tv.publish(key, name);
         EXPECT_EQ(((*facade).*query)(), name);
@@ -154,7 +154,7 @@ TEST_F(FacadeTest, InjectedAccessObjectsAreUsedAndReleasedLast) {
     facade->startCommandListener();
     EXPECT_EQ(received({"no handler"}), Calls{});
     facade->requestStartNRXService();
-    beforeLineOfOwnThread = [&] { released.push_back(std::to_string(tv.counts(SOURCE_SWITCH).disconnects)); };
+    beforeLogLineOfTestThread = [&] { released.push_back(std::to_string(tv.counts(SOURCE_SWITCH).disconnects)); };
     facade.reset();  // Disconnects the action between its two lines.
     EXPECT_EQ(released, (Lines{"0", "1", "production", "feature", "version", COMMAND, EVENT}));
 }
@@ -170,7 +170,7 @@ TEST_F(FacadeTest, ListsAreReadAndWrittenByTheirKeyOnly) {
         facade->setAccessValue(key, {});
         EXPECT_EQ(logged(), FACADE.traced("setAccessValue", written));
     };
-    refusesOtherThreads = true;
+    refusesLinesOfOtherThreads = true;
     tv.failReads(EVENT, {42});
     expectLines(COMMAND, {}, BASE.traced("setValue"));
     EXPECT_EQ(values, Strings{});
@@ -208,7 +208,7 @@ TEST_F(FacadeTest, AStartRequestSendsItsThreeArguments) {
     tv.failConnects(SOURCE_SWITCH, {.status = 9, .attempts = 1});
     facade->requestStartNRXService();
     EXPECT_EQ(logged(), FACADE.traced(name, {ACTION.error("connect", "Failed 9"), FACADE.error(name, noAction)}));
-    EXPECT_EQ(takeSleeps().size(), 1U);
+    EXPECT_EQ(takeSleepMicroseconds().size(), 1U);
     facade->requestStartNRXService();
     EXPECT_EQ(numbers.size(), 4U);
     EXPECT_EQ(*numbers.rbegin() - *numbers.begin(), 3);  // A failed connect uses no number.

@@ -59,7 +59,7 @@ extern "C" __attribute__((visibility("default"))) void* realloc(void* memory, st
 extern "C" __attribute__((visibility("default"))) int pthread_getattr_np(pthread_t thread,
                                                                          pthread_attr_t* attributes) noexcept {
     static auto const read = reinterpret_cast<decltype(&pthread_getattr_np)>(::dlsym(RTLD_NEXT, __func__));
-    test::ScopedMemory const memory;
+    test::ScopedAllocationSuccess const memory;
     return read(thread, attributes);
 }
 
@@ -87,7 +87,7 @@ ScopedAllocationFailure::~ScopedAllocationFailure() { isArmed = false; }
 
 bool ScopedAllocationFailure::hasHappened() { return hasFailed; }
 
-ScopedMemory::ScopedMemory() { ++scopedMemories; }
-ScopedMemory::~ScopedMemory() { --scopedMemories; }
+ScopedAllocationSuccess::ScopedAllocationSuccess() { ++scopedMemories; }
+ScopedAllocationSuccess::~ScopedAllocationSuccess() { --scopedMemories; }
 
 }  // namespace test

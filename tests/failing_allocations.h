@@ -7,7 +7,7 @@
 namespace test {
 
 /// Until its destruction, an allocation of the process fails after `allocations` others. With `lasts`, all later
-/// allocations fail, too. Counts C and C++ allocations in every library, except in threads that have a `ScopedMemory`.
+/// allocations fail, too. Counts all libraries' C and C++ allocations, but not threads with a `ScopedAllocationSuccess`.
 class ScopedAllocationFailure {
 public:
     ScopedAllocationFailure(int allocations, bool lasts);
@@ -20,12 +20,12 @@ public:
 };
 
 /// Until its destruction, allocations of this thread succeed.
-class ScopedMemory {
+class ScopedAllocationSuccess {
 public:
-    ScopedMemory();
-    ScopedMemory(ScopedMemory const&) = delete;
-    ScopedMemory& operator=(ScopedMemory const&) = delete;
-    ~ScopedMemory();
+    ScopedAllocationSuccess();
+    ScopedAllocationSuccess(ScopedAllocationSuccess const&) = delete;
+    ScopedAllocationSuccess& operator=(ScopedAllocationSuccess const&) = delete;
+    ~ScopedAllocationSuccess();
 };
 
 /// Lets each allocation of each operation fail, alone and with all later ones. `getsThrough` takes an operation and the

@@ -12,7 +12,7 @@
 #include "failing_allocations.h"
 
 int main() {
-    test::ScopedMemory const memory;
+    test::ScopedAllocationSuccess const memory;
     sigset_t signals;  // Blocks the signals in all threads, because the server's loop receives them.
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
@@ -28,7 +28,7 @@ int main() {
     bus::server::Server server{tv, loop, bus::server::connectToBus(""), {}};
     server.requestName();
     std::jthread const thread([&server] {
-        while (server.runOnce(true)) {
+        while (server.runOnceUnlessTerminated(true)) {
         }
     });
     std::optional<test::ScopedAllocationFailure> failure;

@@ -19,7 +19,7 @@ inline constexpr char ITERATOR_PATH[] = "/nrx/Television1/iterator/1";
 inline constexpr char PROPERTIES_CHANGED[] = "PropertiesChanged";
 inline constexpr char INTERFACES_REMOVED[] = "InterfacesRemoved";
 inline constexpr char SYNC_METHOD[] = "Sync";
-inline constexpr auto& LIST_INTERFACE = television::PlainKind<Strings>::INTERFACE;
+inline constexpr auto& LIST_INTERFACE = television::PlainKindTraits<Strings>::INTERFACE;
 inline constexpr auto& PROPERTIES_INTERFACE = bus::PROPERTIES_INTERFACE;
 inline constexpr auto& MANAGER_INTERFACE = bus::MANAGER_INTERFACE;
 
@@ -58,7 +58,7 @@ struct Signal {
     char const* interface;
     char const* name;
     Body body;
-    Strings received{};
+    Strings expectedRecords{};
 };
 inline Signal const VALID_SIGNALS[] = {
     {LIST_PATH,
@@ -72,14 +72,14 @@ inline Signal const VALID_SIGNALS[] = {
 };
 
 struct Clients {
-    TableIterator* iterate() { return makeIterator(table, &iteratorObserver); }
+    TableIterator* createIterator() { return makeIterator(table, &iteratorObserver); }
 
     Client<int> number{"n"};
     Client<Strings> list{"l"};
     Client<ObjectAction> action{"a"};
     Client<ObjectTable> table{"r"};
     IteratorObserver iteratorObserver;
-    TableIterator* iterator = iterate();
+    TableIterator* iterator = createIterator();
 };
 
 // Operations of a client, which return a status. A failed operation changes no variable.
@@ -111,18 +111,18 @@ public:
             log.record(line);
         });
         for (auto const& [key, type] : {std::pair("n", 1), {"l", 4}, {"a", 5}, {"r", 6}, {"x", 2}, {"y", 1}}) {
-            answers[key + " Type"s] = replyWith("v", "i", type);
+            answersByMethod[key + " Type"s] = replyWith("v", "i", type);
         }
         startTelevision();
-        serve([this] { clients = std::make_unique<Clients>(); });
-        answers["CreateIterator"] = replyWith("o", "/nrx/Television1/iterator/2");
+        serveDuring([this] { clients = std::make_unique<Clients>(); });
+        answersByMethod["CreateIterator"] = replyWith("o", "/nrx/Television1/iterator/2");
         received();
     }
     /// Expects that the clients receive valid signals after the test.
     void TearDown() override {
         for (Signal const& signal : VALID_SIGNALS) {
             send(signal);
-            EXPECT_EQ(received(), signal.received);
+            EXPECT_EQ(received(), signal.expectedRecords);
         }
         EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
         EXPECT_EQ(clients->number.disconnect() + clients->list.disconnect() + clients->action.disconnect() +
@@ -133,21 +133,21 @@ public:
 
     /// Starts a television, which replaces an earlier one.
     void startTelevision() {
-        ASSERT_GE(bus::openBus(television, bus::addressFromEnvironment()), 0);
-        ASSERT_GE(sd_bus_add_filter(television.get(), nullptr, handleMessage, this), 0);
-        ASSERT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
+        ASSERT_GE(bus::openBus(televisionBus, bus::addressFromEnvironment()), 0);
+        ASSERT_GE(sd_bus_add_filter(televisionBus.get(), nullptr, handleMessage, this), 0);
+        ASSERT_GE(sd_bus_request_name(televisionBus.get(), bus::SERVICE, 0), 0);
         serveUntilDone(bus::waitUntilDelivered);
     }
     /// Starts a television and makes the clients' iterator again.
     void restartTelevision() {
         startTelevision();
         EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
-        Answer const right = std::exchange(answers["CreateIterator"], replyWith("o", ITERATOR_PATH));
-        serveUntilDone([this] { return (clients->iterator = clients->iterate()) == nullptr; });
-        answers["CreateIterator"] = right;
+        Answer const right = std::exchange(answersByMethod["CreateIterator"], replyWith("o", ITERATOR_PATH));
+        serveUntilDone([this] { return (clients->iterator = clients->createIterator()) == nullptr; });
+        answersByMethod["CreateIterator"] = right;
     }
     void send(Signal const& signal) const {
-        send(signal, television.get(), signal.path == ITERATOR_PATH ? clientName.c_str() : nullptr);
+        send(signal, televisionBus.get(), signal.path == ITERATOR_PATH ? clientName.c_str() : nullptr);
     }
     static void send(Signal const& signal, sd_bus* bus, char const* destination) {
         sd_bus_message* made = nullptr;
@@ -159,26 +159,26 @@ public:
 
     /// Serves calls while another thread runs a client's operation, and returns the operation's result.
     template <typename Operation>
-    std::invoke_result_t<Operation> serve(Operation operation) const {
+    std::invoke_result_t<Operation> serveDuring(Operation operation) const {
         auto result = std::async(std::launch::async, operation);
         while (result.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-            while (sd_bus_process(television.get(), nullptr) > 0) {
+            while (sd_bus_process(televisionBus.get(), nullptr) > 0) {
             }
-            sd_bus_wait(television.get(), 1000);
+            sd_bus_wait(televisionBus.get(), 1000);
         }
         return result.get();
     }
     /// Repeats the operation until the operation returns 0. Only the test's timeout limits the repetitions.
     void serveUntilDone(std::function<int()> const& operation) const {
-        while (serve(operation) != 0) {
+        while (serveDuring(operation) != 0) {
         }
     }
     /// Repeats an operation that times out unexpectedly, because a busy machine may need longer than one attempt.
-    int serve(std::function<int()> const& operation, int expected) {
-        int status = serve(operation);
-        for (int tries = 0; status == 122 && expected != 122 && tries < 100; ++tries) {
+    int serveDuring(std::function<int()> const& operation, int expectedStatus) {
+        int status = serveDuring(operation);
+        for (int tries = 0; status == 122 && expectedStatus != 122 && tries < 100; ++tries) {
             received();
-            status = serve(operation);
+            status = serveDuring(operation);
         }
         return status;
     }
@@ -193,18 +193,18 @@ public:
         if (Strings value; method == "Get" && sd_bus_message_read(call, "ss", nullptr, &property) > 0) {
             method = bus::keyOf(sd_bus_message_get_path(call)).value_or("none") + ' ' + property;
         } else if (method == "Set" && sd_bus_message_skip(call, "ss") > 0 && bus::readVariant(call, "as", value) >= 0) {
-            self.answers["l Value"] = replyWithList(value);
+            self.answersByMethod["l Value"] = replyWithList(value);
         }
-        auto const found = self.answers.find(method);
-        int const result =
-            found != self.answers.end() ? found->second(call) : replyWithError(SD_BUS_ERROR_UNKNOWN_OBJECT, "")(call);
-        EXPECT_TRUE(result >= 0 || sd_bus_is_open(self.television.get()) <= 0) << method;
+        auto const found = self.answersByMethod.find(method);
+        int const result = found != self.answersByMethod.end() ? found->second(call)
+                                                               : replyWithError(SD_BUS_ERROR_UNKNOWN_OBJECT, "")(call);
+        EXPECT_TRUE(result >= 0 || sd_bus_is_open(self.televisionBus.get()) <= 0) << method;
         return 1;
     }
 
     /// Waits for all notifications. Returns the log lines and the observers' records since the last call.
     Strings received() {
-        EXPECT_EQ(serve(bus::waitUntilDelivered), 0);
+        EXPECT_EQ(serveDuring(bus::waitUntilDelivered), 0);
         Strings all = log.take();
         std::vector<Strings> lists = clients->list.take();
         lists.insert(lists.end(), {clients->action.take(), clients->table.take(), clients->iteratorObserver.take()});
@@ -214,7 +214,7 @@ public:
         return all;
     }
 
-    std::map<std::string, Answer> answers{
+    std::map<std::string, Answer> answersByMethod{
         {"n Value", replyWith("v", "i", 7)},
         {"l Value", replyWith("v", "as", 0)},
         {"Invoke", replyWith("u", 1)},
@@ -225,7 +225,7 @@ public:
         {SYNC_METHOD, replyWith("")},
         {"GetManagedObjects", replyWith("a{oa{sa{sv}}}", 0)},
     };
-    bus::Bus television;
+    bus::Bus televisionBus;
     std::string clientName;
     Recorder<std::string> log;
     std::unique_ptr<Clients> clients;

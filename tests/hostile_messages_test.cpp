@@ -11,13 +11,13 @@ struct Operation {
 };
 constexpr Operation CONNECT{"x Type", [](auto& /*clients*/) { return connectOnce("x"); }};
 constexpr Operation CONNECT_NUMBER{"y Value", [](auto& /*clients*/) { return connectOnce("y"); }};
-constexpr Operation READ{"l Value", [](auto& clients) { return clients.list.readStatus(); }};
+constexpr Operation READ{"l Value", [](auto& clients) { return clients.list.statusOfRead(); }};
 // A failed read of a number returns the last value, which is 7.
 constexpr Operation READ_NUMBER{"n Value", [](auto& clients) { return clients.number.read() - 7; }};
 constexpr Operation WRITE{"Set", [](auto& clients) { return clients.list.write({"new"}); }};
 constexpr Operation INVOKE{"Invoke", invoke};
 constexpr Operation ITERATE{"CreateIterator", [](auto& clients) {
-                                TableIterator* const made = clients.iterate();
+                                TableIterator* const made = clients.createIterator();
                                 return made != nullptr ? clients.table->destroyIterator(made) : -1;
                             }};
 constexpr Operation LIST_ALL{"GetManagedObjects", listAll};
@@ -77,15 +77,15 @@ TEST_F(HostileBus, InvalidRepliesBecomeStatuses) {
             SCOPED_TRACE(operation.method + (" " + std::to_string(&answer - wrong.data())));
             auto const perform = [this, &operation = operation] { return operation.perform(*clients); };
             bool const isIterator = operation.method == ITERATE.method;
-            Answer const right = std::exchange(answers[operation.method], answer);
-            EXPECT_EQ(serve(perform, isIterator ? -1 : status), isIterator ? -1 : status);
-            answers[operation.method] = right;
+            Answer const right = std::exchange(answersByMethod[operation.method], answer);
+            EXPECT_EQ(serveDuring(perform, isIterator ? -1 : status), isIterator ? -1 : status);
+            answersByMethod[operation.method] = right;
             std::string const what = isIterator ? "r: createIterator" : "l: write";
             std::string const line = "ERROR [BUS] " + what + " failed, status " + std::to_string(status) + ": ";
             bool const isLogged = (operation.method == WRITE.method && status != 0) || status == 109;
             EXPECT_THAT(received(),
                         ::testing::ElementsAreArray(std::vector(isLogged ? 1 : 0, ::testing::StartsWith(line))));
-            EXPECT_EQ(serve(perform, 0), 0);
+            EXPECT_EQ(serveDuring(perform, 0), 0);
         }
     }
 }

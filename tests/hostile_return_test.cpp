@@ -29,25 +29,25 @@ TEST_F(HostileBus, AConnectUsesTheReplyToAnEarlierAttempt) {
     Object* object = nullptr;
     auto const connect = [&] { return root().connectObject("x", &observer, object); };
     Signal const change{"/nrx/Television1/model/x", PROPERTIES_INTERFACE, PROPERTIES_CHANGED,
-                        makeBody("sa{sv}as", television::PlainKind<std::string>::INTERFACE, 1, "Value", "s", "new", 0)};
-    Answer const right = std::exchange(answers["x Type"], held.hold());
+                        makeBody("sa{sv}as", "nrx.Television1.String", 1, "Value", "s", "new", 0)};
+    Answer const right = std::exchange(answersByMethod["x Type"], held.hold());
     for (int attempts = 0; attempts < 5; ++attempts) {
-        EXPECT_EQ(serve(connect), 122);
+        EXPECT_EQ(serveDuring(connect), 122);
     }
     EXPECT_LT(held.calls.size(), 5U);
     held.answer(right);
     send(change);
     EXPECT_EQ(received(), Strings{});
     EXPECT_EQ(observer.take(), Strings{});  // A late reply registers no observer.
-    EXPECT_EQ(serve(connect), 0);
+    EXPECT_EQ(serveDuring(connect), 0);
     EXPECT_TRUE(held.calls.empty());
     EXPECT_EQ(root().disconnectObject("x", &observer, object), 0);
-    EXPECT_EQ(serve(connect), 122);
+    EXPECT_EQ(serveDuring(connect), 122);
     held.answer(replyWithError(SD_BUS_ERROR_UNKNOWN_OBJECT, ""));
     received();
     EXPECT_EQ(connect(), 104);  // Uses the earlier call's reply.
-    answers["x Type"] = right;
-    EXPECT_EQ(serve(connect), 0);
+    answersByMethod["x Type"] = right;
+    EXPECT_EQ(serveDuring(connect), 0);
     send(change);
     EXPECT_EQ(received(), Strings{});
     EXPECT_EQ(observer.take(), Strings{"new"});
@@ -61,12 +61,12 @@ TEST_F(HostileBus, ManyClientsReceiveTheChangesThatTheyMissed) {
     HeldCalls held;
     auto const answerAll = [&](Answer const& value) {
         for (int number = 0; number < COUNT; ++number) {
-            answers["k" + std::to_string(number) + " Type"] = replyWith("v", "i", 1);
-            answers["k" + std::to_string(number) + " Value"] = value;
+            answersByMethod["k" + std::to_string(number) + " Type"] = replyWith("v", "i", 1);
+            answersByMethod["k" + std::to_string(number) + " Value"] = value;
         }
     };
     answerAll(replyWith("v", "i", 1));
-    serve([&] {
+    serveDuring([&] {
         for (int number = 0; number < COUNT; ++number) {
             many.push_back(std::make_unique<Client<int>>("k" + std::to_string(number)));
             many.back()->onReceived = [&notified] { ++notified; };
@@ -96,24 +96,24 @@ TEST_F(HostileBus, ManyClientsReceiveTheChangesThatTheyMissed) {
 TEST_F(HostileBus, AReadAfterTheReturnIsRepeatedUntilItSucceeds) {
     HeldCalls held;
     auto const restartAndHoldRead = [&] {
-        answers["l Value"] = held.hold();
+        answersByMethod["l Value"] = held.hold();
         restartTelevision();
         while (held.calls.empty()) {
             received();
         }
     };
     restartAndHoldRead();
-    EXPECT_GE(sd_bus_release_name(television.get(), bus::SERVICE), 0);
-    serveUntilDone([this] { return clients->list.readStatus() - 101; });
+    EXPECT_GE(sd_bus_release_name(televisionBus.get(), bus::SERVICE), 0);
+    serveUntilDone([this] { return clients->list.statusOfRead() - 101; });
     held.answer(replyWithList({"of an earlier owner"}));
-    answers["l Value"] = replyWithError(SD_BUS_ERROR_LIMITS_EXCEEDED, "");
-    EXPECT_GE(sd_bus_request_name(television.get(), bus::SERVICE, 0), 0);
+    answersByMethod["l Value"] = replyWithError(SD_BUS_ERROR_LIMITS_EXCEEDED, "");
+    EXPECT_GE(sd_bus_request_name(televisionBus.get(), bus::SERVICE, 0), 0);
     while (log.take().empty()) {  // Until the failed read is logged.
-        serve(bus::waitUntilDelivered);
+        serveDuring(bus::waitUntilDelivered);
     }
     std::unique_ptr<Client<Strings>> other;
-    serve([&other] { other = std::make_unique<Client<Strings>>("l"); });
-    answers["l Value"] = replyWithList({"missed"});
+    serveDuring([&other] { other = std::make_unique<Client<Strings>>("l"); });
+    answersByMethod["l Value"] = replyWithList({"missed"});
     for (Strings all; std::count(all.begin(), all.end(), "missed") == 0;) {
         received().swap(all);
         EXPECT_EQ(std::count(all.begin(), all.end(), "of an earlier owner"), 0);
@@ -125,10 +125,10 @@ TEST_F(HostileBus, AReadAfterTheReturnIsRepeatedUntilItSucceeds) {
         {bus::MODEL_PATH, MANAGER_INTERFACE, INTERFACES_REMOVED, makeBody("oas", LIST_PATH, 1, bus::OBJECT_INTERFACE)});
     for (int times = 0; times < 2; ++times) {
         received();
-        EXPECT_EQ(serve([&] { return clients->list.write({"new"}); }), 106);
+        EXPECT_EQ(serveDuring([&] { return clients->list.write({"new"}); }), 106);
         held.answer(replyWithList({"late"}));
     }
-    answers["l Value"] = replyWithList({});
+    answersByMethod["l Value"] = replyWithList({});
     restartTelevision();
     EXPECT_EQ(other->disconnect(), 0);
     received();
@@ -136,11 +136,11 @@ TEST_F(HostileBus, AReadAfterTheReturnIsRepeatedUntilItSucceeds) {
 
 TEST_F(HostileBus, AChangeAfterTheReturnIsReceivedLast) {
     bool isRead = false;
-    Answer const value = std::exchange(answers["l Value"], [&isRead](sd_bus_message* call) {
+    Answer const value = std::exchange(answersByMethod["l Value"], [&isRead](sd_bus_message* call) {
         isRead = true;
         return replyWithList({"earlier"})(call);
     });
-    Answer const sync = std::exchange(answers[SYNC_METHOD], [&](sd_bus_message* call) {
+    Answer const sync = std::exchange(answersByMethod[SYNC_METHOD], [&](sd_bus_message* call) {
         std::exchange(isRead, false) ? send(VALID_SIGNALS[0]) : void();
         return replyWith("")(call);
     });
@@ -151,8 +151,8 @@ TEST_F(HostileBus, AChangeAfterTheReturnIsReceivedLast) {
         all.insert(all.end(), more.begin(), more.end());
     }
     EXPECT_EQ(all, (Strings{"x", "y", "ready 126 "}));
-    answers["l Value"] = value;
-    answers[SYNC_METHOD] = sync;
+    answersByMethod["l Value"] = value;
+    answersByMethod[SYNC_METHOD] = sync;
 }
 
 }  // namespace test::hostile_return_test

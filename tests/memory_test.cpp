@@ -73,7 +73,7 @@ Operation const OPERATIONS[] = {
 class MemoryTest : public ::testing::Test {
 public:
     MemoryTest() {
-        tv.setObjectListener([](auto const&) { static thread_local ScopedMemory const ofTheDeliveryThread; });
+        tv.setObjectListener([](auto const&) { static thread_local ScopedAllocationSuccess const ofDeliveryThread; });
         tv.publish(COMMAND, Strings{});
         tv.waitUntilDelivered();
         tv.setObjectListener({});

@@ -9,13 +9,13 @@
 namespace test::object_contract_test {
 
 TEST(ActionContract, AnswersComeInOrderUnderTheirNumbers) {
-    driver::publishAction(testKey());
-    Client<ObjectAction> client(testKey());
-    Client<ObjectAction> other(testKey());
+    driver::publishAction(keyOfCurrentTest());
+    Client<ObjectAction> client(keyOfCurrentTest());
+    Client<ObjectAction> other(keyOfCurrentTest());
     Strings expected;
     std::set<unsigned int> ids;
     auto const invoke = [&](driver::Answer const& answer, std::string const& text) {
-        driver::answerWith(answer);
+        driver::setInvokeAnswer(answer);
         for (int count = 0; count < 20; ++count) {
             unsigned int id = 0;
             EXPECT_EQ(client->invoke(id, {{0, 0, 0, "first"}, {-5, 127, -128, "last"}}), 0);
@@ -27,13 +27,13 @@ TEST(ActionContract, AnswersComeInOrderUnderTheirNumbers) {
     invoke(42, " error 42 ");
     invoke(Strings(), "  ");
     invoke({}, "");
-    driver::sync();
-    EXPECT_EQ(driver::lastArguments(), (Strings{"0: first", "127: last"}));
+    driver::waitForNotifications();
+    EXPECT_EQ(driver::lastInvokeArguments(), (Strings{"0: first", "127: last"}));
     unsigned int id = 7;
-    driver::failInvokes(testKey(), 42);
+    driver::failInvokes(keyOfCurrentTest(), 42);
     EXPECT_EQ(client->invoke(id, {}), 42);
-    driver::failInvokes(testKey(), 0);
-    driver::withdraw(testKey());
+    driver::failInvokes(keyOfCurrentTest(), 0);
+    driver::withdraw(keyOfCurrentTest());
     EXPECT_NE(client->invoke(id, {}), 0);
     EXPECT_EQ(id, 7U);
     EXPECT_EQ(client.take(), expected);
@@ -41,8 +41,8 @@ TEST(ActionContract, AnswersComeInOrderUnderTheirNumbers) {
 }
 
 TEST(TableContract, RowsAreReadThroughIterators) {
-    driver::publishTable(testKey(), {{"a", "1"}, {"b", "2"}, {"c", ""}});
-    Client<ObjectTable> table(testKey());
+    driver::publishTable(keyOfCurrentTest(), {{"a", "1"}, {"b", "2"}, {"c", ""}});
+    Client<ObjectTable> table(keyOfCurrentTest());
     IteratorObserver rowObserver;
     IteratorObserver columnObserver;
     TableIterator* const rows = table->createIterator({}, &rowObserver, {{1, 2, "text"}}, {}, {{3, 4}});
@@ -72,9 +72,9 @@ TEST(TableContract, RowsAreReadThroughIterators) {
                        "row -1 ", "cursor -1 ", "commit 0 "}));
     EXPECT_EQ(columnObserver.take(), (Strings{"ready 0 ", "content -1 ", "content 1 ", R"(read { "2", "" } )"}));
 
-    driver::setRows(testKey(), {{"new", "row"}});
+    driver::setRows(keyOfCurrentTest(), {{"new", "row"}});
     rows->requestTotalCount();
-    driver::sync();
+    driver::waitForNotifications();
     EXPECT_EQ(table->destroyIterator(column), 0);
     EXPECT_NE(table->destroyIterator(nullptr), 0);
     std::set stale{column};
@@ -83,37 +83,37 @@ TEST(TableContract, RowsAreReadThroughIterators) {
         EXPECT_TRUE(stale.insert(newer).second);
         EXPECT_EQ(table->destroyIterator(newer), 0);
     }
-    driver::sync();
+    driver::waitForNotifications();
     columnObserver.received.resize(1);  // Some iterators may have become ready before they were destroyed.
     for (TableIterator* const iterator : stale) {
         iterator->readRow();
         EXPECT_NE(table->destroyIterator(iterator), 0);
     }
-    driver::setRows(testKey(), {});
+    driver::setRows(keyOfCurrentTest(), {});
     EXPECT_EQ(driver::received(rowObserver), (Strings{"update 0 ", "count 1 ", "update 0 "}));
     EXPECT_EQ(columnObserver.take(), Strings{"update 0 "});
     EXPECT_EQ(table.take(), (Strings{"update 0 ", "update 0 "}));
 
-    driver::withdraw(testKey());
+    driver::withdraw(keyOfCurrentTest());
     rows->requestTotalCount();
     EXPECT_EQ(makeIterator(table, &columnObserver), nullptr);
-    driver::sync();
+    driver::waitForNotifications();
     EXPECT_EQ(table->destroyIterator(rows), 0);
     EXPECT_TRUE(rowObserver.take().empty() && columnObserver.take().empty());
 }
 
 TEST(TextContract, TextsThatTheBusDoesNotCarryAreRefusedAndLogged) {
-    auto text = driver::published(testKey() + ".text", "before"s);
-    auto list = driver::published(testKey() + ".list", Strings{"before"});
-    driver::publishAction(testKey() + ".action");
-    driver::publishTable(testKey() + ".table", {});
-    Client<ObjectAction> const action(testKey() + ".action");
-    Client<ObjectTable> const table(testKey() + ".table");
+    auto text = driver::publishAndConnect(keyOfCurrentTest() + ".text", "before"s);
+    auto list = driver::publishAndConnect(keyOfCurrentTest() + ".list", Strings{"before"});
+    driver::publishAction(keyOfCurrentTest() + ".action");
+    driver::publishTable(keyOfCurrentTest() + ".table", {});
+    Client<ObjectAction> const action(keyOfCurrentTest() + ".action");
+    Client<ObjectTable> const table(keyOfCurrentTest() + ".table");
     IteratorObserver observer;
     TableIterator* const iterator = makeIterator(table, &observer);
     EXPECT_EQ(driver::received(observer), Strings{"ready 0 "});
 
-    bool const carried = driver::carriesEveryText();
+    bool const carried = driver::supportsArbitraryText();
     television::LogCapture log([](auto const& record) { return (record.levelCode & 0xFFFF) == 1000; });  // Errors.
     for (std::string const& bad : {"a\0b"s, "\xff"s, "\xc3"s, "\xed\xa0\x80"s, "\xef\xbf\xbf"s}) {
         unsigned int id = 0;

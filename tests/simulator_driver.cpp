@@ -25,7 +25,7 @@ simulator::ActionAnswer answer(std::vector<objbus::Argument> const& arguments) {
 
 }  // namespace
 
-bool carriesEveryText() { return true; }
+bool supportsArbitraryText() { return true; }
 
 void publish(Key key, television::Value const& value) { tv.publish(key, value); }
 void publishTable(Key key, television::Rows const& rows) { tv.publishTable(key, rows); }
@@ -34,7 +34,7 @@ void withdraw(Key key) { tv.withdraw(key); }
 void set(Key key, television::Value const& value) { tv.set(key, value); }
 void setRows(Key key, television::Rows const& rows) { tv.setRows(key, rows); }
 
-void answerWith(Answer const& answer) {
+void setInvokeAnswer(Answer const& answer) {
     std::lock_guard const lock(mutex);
     outcome = std::monostate();
     if (auto const* const error = std::get_if<int>(&answer)) {
@@ -50,11 +50,11 @@ void answerWith(Answer const& answer) {
 void failInvokes(Key key, int status) { tv.failInvokes(key, status); }
 void failReads(Key key, int status) { tv.failReads(key, {status}); }
 
-std::vector<std::string> lastArguments() {
+std::vector<std::string> lastInvokeArguments() {
     std::lock_guard const lock(mutex);
     return lastTexts;
 }
 
-void sync() { tv.waitUntilDelivered(); }
+void waitForNotifications() { tv.waitUntilDelivered(); }
 
 }  // namespace driver

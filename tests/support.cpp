@@ -12,6 +12,6 @@ extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microsec
 
 namespace test {
 
-std::vector<unsigned int> takeSleeps() { return std::exchange(sleeps, {}); }
+std::vector<unsigned int> takeSleepMicroseconds() { return std::exchange(sleeps, {}); }
 
 }  // namespace test

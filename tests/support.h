@@ -35,7 +35,7 @@ inline std::string const FEATURE_CODE = "torvi.sl2.str.basic.settings.tv.feature
 inline std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
 
 /// Returns the arguments of `usleep` since the last call, in microseconds. `usleep` does not sleep in this program.
-std::vector<unsigned int> takeSleeps();
+std::vector<unsigned int> takeSleepMicroseconds();
 
 inline Lines operator+(Lines first, Lines const& second) {
     first.insert(first.end(), second.begin(), second.end());
@@ -55,7 +55,7 @@ inline std::string typeAndText(IValueObject const& value) {
 }
 
 /// Makes the expected log lines of a source file.
-struct Source {
+struct LoggingSourceFile {
     using Text = std::string const&;
     [[nodiscard]] std::string line(Text severity, Text function, Text message) const {
         return severity + " [B-LOG] " + file + ":#:" + function + "(): " + message + "\n";
@@ -73,17 +73,17 @@ struct Source {
     std::string file;
 };
 
-inline Source const FACADE{"nrx_model_access.cpp"};
-inline Source const BASE{"value_access_base.cpp"};
-inline Source const VALUE{"value_access.cpp"};
-inline Source const ACTION{"action_access.cpp"};
-inline Source const TABLE{"table_access.cpp"};
-inline Source const ITERATOR{"iterator_access.cpp"};
+inline LoggingSourceFile const FACADE{"nrx_model_access.cpp"};
+inline LoggingSourceFile const BASE{"value_access_base.cpp"};
+inline LoggingSourceFile const VALUE{"value_access.cpp"};
+inline LoggingSourceFile const ACTION{"action_access.cpp"};
+inline LoggingSourceFile const TABLE{"table_access.cpp"};
+inline LoggingSourceFile const ITERATOR{"iterator_access.cpp"};
 
 /// A television, and a log that admits every line.
 class TelevisionTest : public ::testing::Test {
 public:
-    TelevisionTest() { takeSleeps(); }
+    TelevisionTest() { takeSleepMicroseconds(); }
 
     Lines logged() {
         static std::map<int, std::string> const names{
@@ -101,14 +101,14 @@ public:
     }
 
     simulator::Television tv;
-    std::atomic<bool> silent = false;                     ///< Refuses every line.
-    std::atomic<bool> refusesOtherThreads = false;        ///< Refuses the lines of other threads.
-    std::function<void()> beforeLineOfOwnThread = [] {};  ///< Called before each line of this thread.
+    std::atomic<bool> refusesAllLines = false;                ///< Refuses every line.
+    std::atomic<bool> refusesLinesOfOtherThreads = false;     ///< Refuses the lines of other threads.
+    std::function<void()> beforeLogLineOfTestThread = [] {};  ///< Called before each line of this thread.
     std::thread::id const ownThread = std::this_thread::get_id();
     simulator::LogCapture log{[this](DebugLevelRecord&) {
         bool const own = std::this_thread::get_id() == ownThread;
-        own ? beforeLineOfOwnThread() : void();
-        return !silent && (own || !refusesOtherThreads);
+        own ? beforeLogLineOfTestThread() : void();
+        return !refusesAllLines && (own || !refusesLinesOfOtherThreads);
     }};
 };
 

@@ -105,13 +105,13 @@ struct RecordingObserver<TableIterator> : ObserverTableIterator, Recorder<std::s
 
 /// Returns a different value for each number.
 template <typename T>
-T valueOf(int number) {
+T sampleValue(int number) {
     if constexpr (std::is_arithmetic_v<T>) {
         return number;
     } else if constexpr (std::is_same_v<T, std::string>) {
         return std::to_string(number);
     } else {
-        return {{}, valueOf<typename T::value_type>(number)};
+        return {{}, sampleValue<typename T::value_type>(number)};
     }
 }
 
@@ -170,8 +170,8 @@ struct Client : RecordingObserver<T> {
         EXPECT_EQ(read(value), 0);
         return value;
     }
-    [[nodiscard]] int readStatus() const {
-        T value = valueOf<T>(7);
+    [[nodiscard]] int statusOfRead() const {
+        T value = sampleValue<T>(7);
         return read(value);
     }
 
@@ -187,7 +187,7 @@ inline TableIterator* makeIterator(Client<ObjectTable> const& table, ObserverTab
 }
 
 /// Returns a key with the test's name and all kinds of characters.
-inline std::string testKey() {
+inline std::string keyOfCurrentTest() {
     auto const& info = *::testing::UnitTest::GetInstance()->current_test_info();
     return std::string(info.test_suite_name()) + "." + info.name() + ".._.a-b/c_2d_\u00e5 \U0001F4FA\n\"\\\x01\x7f.";
 }
@@ -195,8 +195,8 @@ inline std::string testKey() {
 /// A key with the test's name, and three values.
 template <typename T>
 struct PlainValueTest : ::testing::Test {
-    std::string const key = testKey();
-    std::vector<T> const values{valueOf<T>(1), valueOf<T>(2), valueOf<T>(3)};
+    std::string const key = keyOfCurrentTest();
+    std::vector<T> const values{sampleValue<T>(1), sampleValue<T>(2), sampleValue<T>(3)};
 };
 
 }  // namespace test

@@ -14,7 +14,7 @@ using Key = std::string const&;
 using Answer = std::variant<std::monostate, std::vector<std::string>, int>;
 
 /// Returns whether a text may hold a zero byte, or bytes that are not UTF-8.
-bool carriesEveryText();
+bool supportsArbitraryText();
 
 void publish(Key key, television::Value const& value);
 void publishTable(Key key, television::Rows const& rows);
@@ -25,26 +25,26 @@ void setRows(Key key, television::Rows const& rows);
 
 /// Publishes a value, and connects a client to the value.
 template <typename T>
-test::Client<T> published(Key key, T const& value) {
+test::Client<T> publishAndConnect(Key key, T const& value) {
     publish(key, value);
     return test::Client<T>(key);
 }
 
 /// Sets the reply of every action from now on.
-void answerWith(Answer const& answer);
+void setInvokeAnswer(Answer const& answer);
 void failInvokes(Key key, int status);  ///< `failInvokes` and `failReads`: status 0 ends the fault.
 void failReads(Key key, int status);
 
-/// The arguments of the newest invocation, each as its index and its text, "0: text". Valid after `sync`.
-std::vector<std::string> lastArguments();
+/// The arguments of the newest invocation, each as "index: text". Valid after `waitForNotifications`.
+std::vector<std::string> lastInvokeArguments();
 
 /// Returns when the observers in this process have received the notifications of all earlier changes.
-void sync();
+void waitForNotifications();
 
-/// Calls `sync` and returns the records of the observer since the last call.
+/// Calls `waitForNotifications` and returns the records of the observer since the last call.
 template <typename Recorder>
 auto received(Recorder& observer) {
-    sync();
+    waitForNotifications();
     return observer.take();
 }
 
@@ -53,19 +53,19 @@ auto received(Recorder& observer) {
 void killTelevision();
 void killBus();  ///< The television ends, too.
 
-/// Starts the television, and a killed bus at its earlier address. Returns after `syncReads`.
+/// Starts the television, and a killed bus at its earlier address. Returns after `waitForReads`.
 void start();
 
 /// Returns when the clients have also received the values that the platform reads after a change of the television.
-void syncReads();
+void waitForReads();
 
 /// One of the two ways to lose the television, with the status of operations during the loss.
-struct Loss {
+struct TelevisionLoss {
     char const* name;
     void (*lose)();
     int status;
 };
-inline constexpr Loss LOSSES[] = {
+inline constexpr TelevisionLoss LOSSES[] = {
     {"Television", killTelevision, television::STATUS_NO_TELEVISION},
     {"Bus", killBus, television::STATUS_NO_BUS},
 };

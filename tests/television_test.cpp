@@ -51,7 +51,7 @@ TEST_F(TelevisionTest, APresenceListenerMayEndItselfWithItsAccessObject) {
 TEST(Iterators, KeepALimitedNumberOfDestroyedIterators) {
     television::Iterators<int> iterators;
     std::vector<std::weak_ptr<int>> destroyed;
-    for (std::size_t count = 0; count <= iterators.MAX_DESTROYED; ++count) {
+    for (std::size_t count = 0; count <= iterators.MAX_RETAINED_DESTROYED; ++count) {
         destroyed.push_back(
             iterators.destroy(iterators.add(decltype(iterators)::PreparedInsertion(std::make_shared<int>()))));
     }

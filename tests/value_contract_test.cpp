@@ -24,7 +24,7 @@ TYPED_TEST_SUITE(PlainValueContract, PlainTypes, );
 
 TYPED_TEST(PlainValueContract, ReadsAndWritesEveryValue) {
     Client<TypeParam> early(this->key);
-    auto client = driver::published(this->key, EDGES<TypeParam>.back());
+    auto client = driver::publishAndConnect(this->key, EDGES<TypeParam>.back());
     Client<TypeParam> other(this->key);
     Client<ObjectTable> mistyped(this->key);
     EXPECT_TRUE(early.status != 0 && early.object == nullptr && mistyped.status == 0);
@@ -43,17 +43,17 @@ TYPED_TEST(PlainValueContract, ReadsAndWritesEveryValue) {
     EXPECT_TRUE(mistyped.take().empty() && early.take().empty());
     if constexpr (!std::is_arithmetic_v<TypeParam>) {
         driver::failReads(this->key, 42);
-        EXPECT_EQ(client.readStatus(), 42);
+        EXPECT_EQ(client.statusOfRead(), 42);
     }
 }
 
 TYPED_TEST(PlainValueContract, NotifiesAllClientsOfAllChangesInOneOrder) {
     constexpr int COUNT = 500;
-    auto client = driver::published(this->key, this->values[0]);
+    auto client = driver::publishAndConnect(this->key, this->values[0]);
     Client<TypeParam> other(this->key);
     std::vector<TypeParam> expected;
     for (int number = 1; number <= 2 * COUNT; ++number) {
-        expected.push_back(valueOf<TypeParam>(number));
+        expected.push_back(sampleValue<TypeParam>(number));
     }
     auto const middle = expected.begin() + COUNT;
     std::thread writer(
@@ -69,16 +69,16 @@ TYPED_TEST(PlainValueContract, NotifiesAllClientsOfAllChangesInOneOrder) {
 }
 
 TYPED_TEST(PlainValueContract, KeepsThePointerToAWithdrawnObjectValid) {
-    auto old = driver::published(this->key, this->values[0]);
+    auto old = driver::publishAndConnect(this->key, this->values[0]);
     auto const expectWithdrawn = [&] {
-        driver::sync();
-        EXPECT_TRUE(old.readStatus() != 0 || std::is_arithmetic_v<TypeParam>);  // A read of a number has no status.
+        driver::waitForNotifications();
+        EXPECT_TRUE(old.statusOfRead() != 0 || std::is_arithmetic_v<TypeParam>);  // A read of a number has no status.
         EXPECT_NE(old.write(this->values[2]), 0);
     };
     driver::withdraw(this->key);
     expectWithdrawn();
     EXPECT_NE(Client<TypeParam>(this->key).status, 0);
-    auto renewed = driver::published(this->key, this->values[0]);
+    auto renewed = driver::publishAndConnect(this->key, this->values[0]);
     driver::set(this->key, this->values[1]);
     expectWithdrawn();
     EXPECT_EQ(renewed.read(), this->values[1]);
@@ -87,7 +87,7 @@ TYPED_TEST(PlainValueContract, KeepsThePointerToAWithdrawnObjectValid) {
     EXPECT_TRUE(old.take().empty());
     EXPECT_EQ(old.disconnect(), 0);
     driver::publishAction(this->key);  // Replaces the value.
-    driver::sync();
+    driver::waitForNotifications();
     EXPECT_EQ(Client<ObjectAction>(this->key).type(), OBJECT_TYPE_ACTION);
     EXPECT_NE(renewed.write(this->values[0]), 0);
 }
@@ -117,8 +117,8 @@ TEST(ProcessContract, HasNoOtherInterface) {
 }
 
 TEST_F(ConnectionContract, DisconnectsAllRegistrationsOfAnObserverWithAnObject) {
-    auto client = driver::published(key, 0);
-    auto other = driver::published(key + ".other", 0);
+    auto client = driver::publishAndConnect(key, 0);
+    auto other = driver::publishAndConnect(key + ".other", 0);
     Object* again = nullptr;
     EXPECT_EQ(connectTo(key, &client, again), 0);
     auto const receivedOf = [&](int value) {
@@ -139,7 +139,7 @@ TEST_F(ConnectionContract, DisconnectsAllRegistrationsOfAnObserverWithAnObject) 
 }
 
 TEST_F(ConnectionContract, ADisconnectWaitsForTheCallToItsObserverAlone) {
-    auto client = driver::published(key, 0);
+    auto client = driver::publishAndConnect(key, 0);
     HeldNotification held(client.onReceived);
     driver::set(key, 1);
     held.entered.get_future().wait();
@@ -153,11 +153,11 @@ TEST_F(ConnectionContract, ADisconnectWaitsForTheCallToItsObserverAlone) {
 }
 
 TEST_F(ConnectionContract, MayBeUsedFromInsideANotification) {
-    auto client = driver::published(key, 0);
+    auto client = driver::publishAndConnect(key, 0);
     driver::publish(key + ".text", "before"s);
     driver::publishAction(key + ".action");
     driver::publishTable(key + ".table", {{"a"}});
-    driver::answerWith(Strings{"done"});
+    driver::setInvokeAnswer(Strings{"done"});
     Client<int> other(key);
     IteratorObserver rows;
     std::unique_ptr<Client<std::string>> text;
@@ -192,9 +192,9 @@ TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
     constexpr std::size_t SIZE = 1'048'576;
     char const* const setting = std::getenv("NRX_DELIVERY_LIMIT");
     int const kept = setting != nullptr && setting == "1000"s ? 1 : 63;  // A change takes 256 bytes and its text.
-    auto slow = driver::published(key, ""s);
+    auto slow = driver::publishAndConnect(key, ""s);
     Client<std::string> twin(key);  // Both clients share the bytes of a change.
-    auto other = driver::published(key + ".other", 0);
+    auto other = driver::publishAndConnect(key + ".other", 0);
     HeldNotification held(slow.onReceived);
     television::LogCapture log([](auto const& record) { return (record.levelCode & 0xFFFF) == 1000; });  // Errors.
     Integers expected{1};
@@ -204,9 +204,9 @@ TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
         number > COUNT - kept ? expected.push_back(number) : void();
         EXPECT_TRUE(number != 2 || other.write(1) == 0);
     }
-    EXPECT_EQ(driver::published(key + ".last", 0).status, 0);  // All changes have arrived in this process.
+    EXPECT_EQ(driver::publishAndConnect(key + ".last", 0).status, 0);  // All changes have arrived in this process.
     held.release.set_value();
-    driver::sync();
+    driver::waitForNotifications();
     for (auto* each : {&slow, &twin}) {
         Integers received;
         for (std::string const& text : each->take()) {

@@ -6,7 +6,7 @@
 
 #include "simulator/log.h"
 #include "web/allowed_origins.h"
-#include "web/event_queue.h"
+#include "web/list_queue.h"
 
 namespace web::web_queue_test {
 
@@ -16,15 +16,15 @@ auto lineWith(std::string const& text) {
     return testing::Field(&simulator::LogCapture::Line::text, testing::HasSubstr(text));
 }
 
-TEST(EventQueueTest, NewerListsReplaceOlderListsAboveTheBound) {
+TEST(ListQueueTest, NewerListsReplaceOlderListsAboveTheBound) {
     simulator::LogCapture log;
     int wakes = 0;
-    EventQueue queue([&] { ++wakes; });
+    ListQueue queue([&] { ++wakes; });
     queue.setListening(ListType::COMMAND, true);
     queue.push(ListType::EVENT, std::make_shared<std::string>("not listened to"));
     queue.setListening(ListType::EVENT, true);
     queue.push(ListType::EVENT, std::make_shared<std::string>("event"));
-    auto const list = [](char letter) { return std::make_shared<std::string>(EventQueue::LIMIT / 4, letter); };
+    auto const list = [](char letter) { return std::make_shared<std::string>(ListQueue::LIMIT / 4, letter); };
     for (char letter = 'a'; letter <= 'f'; ++letter) {
         queue.push(ListType::COMMAND, list(letter));
     }

@@ -33,7 +33,7 @@ public:
     template <typename Condition>
     void runUntil(Condition const& condition) {
         while (!condition()) {
-            test::ScopedMemory const memory;
+            test::ScopedAllocationSuccess const memory;
             std::unique_lock lock(mutex_);
             auto const tasks = std::exchange(tasks_, {});
             lock.unlock();
@@ -54,7 +54,7 @@ public:
     /// Receives the lists of a document instead of its script.
     struct Document {
         explicit Document(FacadeWorkerTest& test)
-            : worker(test.worker), queue(std::make_shared<EventQueue>([self = self, &main = test.main] {
+            : worker(test.worker), queue(std::make_shared<ListQueue>([self = self, &main = test.main] {
                   main.post([self] { *self != nullptr ? (*self)->take() : void(); });
               })) {
             worker->attach(queue);
@@ -72,7 +72,7 @@ public:
         }
         std::shared_ptr<Document*> const self = std::make_shared<Document*>(this);
         std::unique_ptr<FacadeWorker>& worker;
-        std::shared_ptr<EventQueue> const queue;
+        std::shared_ptr<ListQueue> const queue;
         Strings received;
     };
 

@@ -77,11 +77,11 @@ bool isTooLarge(std::vector<std::string> const& texts) {
 
 int parseCall(std::string_view name, std::string_view json, FacadeWorker::Operation& operation) {
     if (name == "device") {
-        operation = &Session::device;
+        operation = &FacadeSession::readDeviceInfo;
         return television::STATUS_OK;
     }
     if (name == "requestStartService") {
-        operation = &Session::requestStartService;
+        operation = &FacadeSession::requestStartService;
         return television::STATUS_OK;
     }
     Arguments arguments;
@@ -91,7 +91,7 @@ int parseCall(std::string_view name, std::string_view json, FacadeWorker::Operat
     }
     std::optional<ListType> const type = listTypeOf(*arguments.name);
     if (type && name == "get") {
-        operation = [type = *type](Session& session) { return session.get(type); };
+        operation = [type = *type](FacadeSession& session) { return session.get(type); };
     } else if (type && name == "set") {
         if (!arguments.isList) {
             return television::STATUS_NOT_CARRIED;
@@ -100,7 +100,7 @@ int parseCall(std::string_view name, std::string_view json, FacadeWorker::Operat
             return STATUS_TOO_LARGE;
         }
         // The call may wait long. The JSON text takes less memory than many short strings.
-        operation = [type = *type, json = std::string(json)](Session& session) {
+        operation = [type = *type, json = std::string(json)](FacadeSession& session) {
             Arguments again;
             nlohmann::json::sax_parse(json, &again);
             return session.set(type, again.list);

@@ -19,31 +19,31 @@ FacadeWorker::~FacadeWorker() {
     thread_.join();
 }
 
-void FacadeWorker::attach(std::shared_ptr<EventQueue> document) {
+void FacadeWorker::attach(std::shared_ptr<ListQueue> document) {
     {
         television::MutexLock const lock(mutex_);
         documents_.reserve(documents_.size() + 1);  // No session starts if the document cannot be added.
     }
     if (session_ == nullptr) {
-        auto session = std::make_shared<Session>(*this);
+        auto session = std::make_shared<FacadeSession>(*this);
         // The task holds the last reference, so the worker destroys the session.
-        Tasks end{{[this, session] { startedSession_ = nullptr; }, nullptr}};
+        Tasks end{{[this, session] { workerSession_ = nullptr; }, nullptr}};
         auto const start = [this, session] {
             if (!session->isStartCancelled()) {
-                startedSession_ = session;
+                workerSession_ = session;
                 session->start();
                 nextReconnect_ = Clock::now() + RECONNECT_INTERVAL;
             }
         };
         post({{start, nullptr}});
         session_ = std::move(session);
-        sessionEnd_ = std::move(end);
+        endSessionTask_ = std::move(end);
     }
     television::MutexLock const lock(mutex_);
     documents_.push_back(std::move(document));
 }
 
-void FacadeWorker::detach(EventQueue& document) {
+void FacadeWorker::detach(ListQueue& document) {
     document.close();
     bool isLast = false;
     Tasks dropped;
@@ -62,23 +62,23 @@ void FacadeWorker::detach(EventQueue& document) {
     }
     dropped.clear();  // The tasks refer to the session, whose last reference the worker thread must drop.
     for (ListType const type : LISTS) {
-        updateListener(type);
+        updateFacadeListener(type);
     }
     if (isLast) {
         session_->cancelStart();
         session_ = nullptr;
-        post(std::exchange(sessionEnd_, {}));
+        post(std::exchange(endSessionTask_, {}));
     }
 }
 
-void FacadeWorker::listen(EventQueue& document, ListType type, bool isOn) {
+void FacadeWorker::listen(ListQueue& document, ListType type, bool isOn) {
     document.setListening(type, isOn);
-    updateListener(type);
-    // The list may need a connect. `updateListener` has locked the mutex after the change, so no wake-up is lost.
+    updateFacadeListener(type);
+    // The list may need a connect. `updateFacadeListener` has locked the mutex after the change, so no wake-up is lost.
     workAvailable_.notify_one();
 }
 
-void FacadeWorker::call(std::shared_ptr<EventQueue const> document, Operation operation,
+void FacadeWorker::call(std::shared_ptr<ListQueue const> document, Operation operation,
                         std::function<void(Answer)> done) {
     auto run = [this, session = session_, operation = std::move(operation), done = std::move(done)] {
         Answer answer;
@@ -87,7 +87,7 @@ void FacadeWorker::call(std::shared_ptr<EventQueue const> document, Operation op
             return answer.status;
         });
         answer.status = status;
-        retryWithoutMemory([&] { runOnMain_([done, answer] { done(answer); }); });
+        retryWhileOutOfMemory([&] { runOnMain_([done, answer] { done(answer); }); });
     };
     post({{std::move(run), std::move(document)}});
 }
@@ -95,7 +95,7 @@ void FacadeWorker::call(std::shared_ptr<EventQueue const> document, Operation op
 void FacadeWorker::distribute(ListType type, std::vector<std::string> const& texts) noexcept {
     int const status = television::catchToStatus([&] {
         auto const list = std::make_shared<std::string const>(jsonOf(texts));
-        std::vector<std::shared_ptr<EventQueue>> documents;
+        std::vector<std::shared_ptr<ListQueue>> documents;
         {
             television::MutexLock const lock(mutex_);
             documents = documents_;
@@ -110,7 +110,7 @@ void FacadeWorker::distribute(ListType type, std::vector<std::string> const& tex
     }
 }
 
-void FacadeWorker::updateListener(ListType type) {
+void FacadeWorker::updateFacadeListener(ListType type) {
     bool isOn = false;
     {
         television::MutexLock const lock(mutex_);
@@ -128,7 +128,7 @@ void FacadeWorker::post(Tasks task) {
 }
 
 template <typename Post>
-void FacadeWorker::retryWithoutMemory(Post const& post) {
+void FacadeWorker::retryWhileOutOfMemory(Post const& post) {
     while (television::catchToStatus([&] { return post(), television::STATUS_OK; }) != television::STATUS_OK) {
         television::MutexLock lock(mutex_);
         if (isStopping_) {
@@ -161,9 +161,9 @@ void FacadeWorker::run() {
         }
     }
     lock.unlock();
-    startedSession_ = nullptr;
+    workerSession_ = nullptr;
     session_ = nullptr;
-    sessionEnd_.clear();
+    endSessionTask_.clear();
 }
 
 bool FacadeWorker::hasListeningDocument(ListType type) const {
@@ -173,7 +173,7 @@ bool FacadeWorker::hasListeningDocument(ListType type) const {
 
 bool FacadeWorker::isReconnectNeeded() {
     for (ListType const type : LISTS) {
-        if (startedSession_ != nullptr && !startedSession_->list(type).isConnected() && hasListeningDocument(type)) {
+        if (workerSession_ != nullptr && !workerSession_->list(type).isConnected() && hasListeningDocument(type)) {
             return true;
         }
     }
@@ -182,8 +182,8 @@ bool FacadeWorker::isReconnectNeeded() {
 
 void FacadeWorker::reconnectLists() noexcept {
     for (ListType const type : LISTS) {
-        if (ListAccess& list = startedSession_->list(type); !list.isConnected()) {
-            list.connectOnce();
+        if (ListAccess& list = workerSession_->list(type); !list.isConnected()) {
+            list.tryConnect();
         }
     }
 }

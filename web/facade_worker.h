@@ -11,9 +11,9 @@
 
 #include "nrx_service/nrx_proxy/nrx_model_access/nrx_model_access_client.h"
 #include "television/mutex.h"
-#include "web/event_queue.h"
+#include "web/facade_session.h"
+#include "web/list_queue.h"
 #include "web/list_type.h"
-#include "web/session.h"
 
 namespace web {
 
@@ -27,7 +27,7 @@ public:
     /// Posts a task to the main thread, from any thread.
     using Executor = std::function<void(std::function<void()> task)>;
     /// The part of a call that runs on the worker thread.
-    using Operation = std::function<Answer(Session&)>;
+    using Operation = std::function<Answer(FacadeSession&)>;
 
     /// Starts the thread. Throws `std::system_error` if the system cannot create a thread.
     explicit FacadeWorker(Executor runOnMain);
@@ -37,15 +37,15 @@ public:
     virtual ~FacadeWorker();
 
     /// Registers a document. The first document starts a session.
-    void attach(std::shared_ptr<EventQueue> document);
+    void attach(std::shared_ptr<ListQueue> document);
     /// Closes the queue and drops the document's calls that the worker has not started. The last document ends the
     /// session. Needs no memory.
-    void detach(EventQueue& document);
+    void detach(ListQueue& document);
     /// Starts or stops listening to the lists of a type. The change applies to every list that arrives after the
     /// return.
-    void listen(EventQueue& document, ListType type, bool isOn);
+    void listen(ListQueue& document, ListType type, bool isOn);
     /// Runs the operation on the worker thread, then `done` on the main thread with the operation's answer.
-    void call(std::shared_ptr<EventQueue const> document, Operation operation, std::function<void(Answer)> done);
+    void call(std::shared_ptr<ListQueue const> document, Operation operation, std::function<void(Answer)> done);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -60,31 +60,31 @@ private:
     /// Work for the worker thread. `document` is the document that made a call, or null.
     struct Task {
         std::function<void()> run;
-        std::shared_ptr<EventQueue const> document;
+        std::shared_ptr<ListQueue const> document;
     };
     using Tasks = std::list<Task>;  // Moved without memory.
     void post(Tasks task);
     /// Repeats what fails without memory, until the worker stops.
     template <typename Post>
-    void retryWithoutMemory(Post const& post);
+    void retryWhileOutOfMemory(Post const& post);
     void run();
     /// Starts or stops the facade's listener of the type.
-    void updateListener(ListType type);
+    void updateFacadeListener(ListType type);
     [[nodiscard]] bool hasListeningDocument(ListType type) const NRX_REQUIRES(mutex_);
     /// Whether a document listens to a list that is not connected.
     [[nodiscard]] bool isReconnectNeeded() NRX_REQUIRES(mutex_);
     void reconnectLists() noexcept;
 
     Executor const runOnMain_;
-    std::shared_ptr<Session> session_;         // Main thread only; null while no document is attached.
-    std::shared_ptr<Session> startedSession_;  // Worker thread only.
-    Tasks sessionEnd_;                         // Main thread only: what the worker does after the session.
-    Clock::time_point nextReconnect_;          // Worker thread only.
+    std::shared_ptr<FacadeSession> session_;        // Main thread only; null while no document is attached.
+    std::shared_ptr<FacadeSession> workerSession_;  // Worker thread only.
+    Tasks endSessionTask_;                          // Main thread only: what the worker does after the session.
+    Clock::time_point nextReconnect_;               // Worker thread only.
 
     television::Mutex mutex_;
     std::condition_variable workAvailable_;
     Tasks tasks_ NRX_GUARDED_BY(mutex_);
-    std::vector<std::shared_ptr<EventQueue>> documents_ NRX_GUARDED_BY(mutex_);
+    std::vector<std::shared_ptr<ListQueue>> documents_ NRX_GUARDED_BY(mutex_);
     bool isStopping_ NRX_GUARDED_BY(mutex_) = false;
 
     std::thread thread_;  // The last member, because the thread uses the others.

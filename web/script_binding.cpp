@@ -67,7 +67,7 @@ std::weak_ptr<ScriptBinding> ScriptBinding::install(JSCContext* context, FacadeW
 
 int ScriptBinding::attach(JSCValue* receiver) {
     detach();
-    auto queue = std::make_shared<EventQueue>([binding = weak_from_this()] {
+    auto queue = std::make_shared<ListQueue>([binding = weak_from_this()] {
         runOnMainContext([binding] {
             if (auto const self = binding.lock()) {
                 self->deliverLists();
@@ -117,14 +117,14 @@ int ScriptBinding::call(char const* name, double id, char const* json) {
 
 void ScriptBinding::deliverLists() {
     for (int count = 0; count < MAX_LISTS_PER_TURN; ++count) {
-        auto const event = queue_ == nullptr ? std::nullopt : queue_->pop();
-        if (!event) {
+        auto const queued = queue_ == nullptr ? std::nullopt : queue_->pop();
+        if (!queued) {
             return;
         }
         Ref<JSCValue> const receiver = addRef(receiver_.get());  // The script may detach.
         Ref<JSCValue> const isUpdateDue(jsc_value_object_invoke_method(
-            receiver.get(), "receiveList", G_TYPE_STRING, LIST_NAMES.at(indexOf(event->type)), G_TYPE_STRING,
-            event->list->c_str(), G_TYPE_NONE));
+            receiver.get(), "receiveList", G_TYPE_STRING, LIST_NAMES.at(indexOf(queued->type)), G_TYPE_STRING,
+            queued->list->c_str(), G_TYPE_NONE));
         if (jsc_value_to_boolean(isUpdateDue.get()) != FALSE) {
             Ref<JSCValue> const result(jsc_value_object_invoke_method(receiver.get(), "updateListening", G_TYPE_NONE));
         }

@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <memory>
 
-#include "web/event_queue.h"
 #include "web/facade_worker.h"
 #include "web/glib.h"
+#include "web/list_queue.h"
 
 namespace web {
 
@@ -40,9 +40,9 @@ private:
     void sendAnswer(double id, Answer const& answer);
 
     FacadeWorker& worker_;
-    std::shared_ptr<EventQueue> queue_;  // Null while detached, like `receiver_`.
-    Ref<JSCValue> receiver_;             // The script's object with the functions that the binding calls.
-    std::size_t pendingCalls_ = 0;       // The pending calls since the last attach.
+    std::shared_ptr<ListQueue> queue_;  // Null while detached, like `receiver_`.
+    Ref<JSCValue> receiver_;            // The script's object with the functions that the binding calls.
+    std::size_t pendingCalls_ = 0;      // The pending calls since the last attach.
 };
 
 }  // namespace web

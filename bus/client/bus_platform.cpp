@@ -54,7 +54,7 @@ int listObjects(std::map<std::string, objbus::ObjectTypeSpec>& objects) {
 television::Presence presence() {
     auto presence = television::Presence::gone;
     catchToStatus([&presence] {
-        presence = RemoteModel::get().presence.presence();
+        presence = RemoteModel::get().televisionPresence.presence();
         return television::STATUS_OK;
     });
     return presence;
@@ -62,7 +62,7 @@ television::Presence presence() {
 
 int setPresenceListener(television::PresenceListener listener) {
     return catchToStatus([&listener] {
-        RemoteModel::get().presence.setListener(std::move(listener));
+        RemoteModel::get().televisionPresence.setListener(std::move(listener));
         return television::STATUS_OK;
     });
 }
@@ -72,7 +72,7 @@ int waitUntilDelivered() {
         RemoteModel& model = RemoteModel::get();
         int const status =
             model.connection.call({MODEL_PATH, MODEL_INTERFACE, SYNC_METHOD}, deadlineAfter(CALL_TIMEOUT), {}, {});
-        model.delivery.waitUntilDone();
+        model.delivery.waitUntilPostedAreDelivered();
         return status;
     });
 }

@@ -37,12 +37,12 @@ char const* reasonOf(int status) {
 
 }  // namespace
 
-void report(char const* line) noexcept { television::report("BUS", line); }
+void writeLogLine(char const* line) noexcept { television::report("BUS", line); }
 
 void reportFailure(std::string const& target, char const* operation, int status) noexcept {
     runNoexcept([&] {
-        report((target + ": " + operation + " failed, status " + std::to_string(status) + ": " + reasonOf(status))
-                   .c_str());
+        writeLogLine((target + ": " + operation + " failed, status " + std::to_string(status) + ": " + reasonOf(status))
+                         .c_str());
     });
 }
 

@@ -26,9 +26,9 @@ int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> c
             });
     });
     if (status == television::STATUS_NOT_CARRIED) {
-        report("invoke", status);
+        logFailure("invoke", status);
     }
-    return reportRefusal("invoke", status);
+    return logRefusal("invoke", status);
 }
 
 void ActionObject::handleSignal(sd_bus_message* signal) {
@@ -41,7 +41,7 @@ void ActionObject::handleSignal(sd_bus_message* signal) {
     }
     int const result = isResult ? readAll(signal, id, results) : readAll(signal, id, error);
     if (result < 0) {
-        report("notify", statusOfReadError(result));
+        logFailure("notify", statusOfReadError(result));
     } else if (isResult) {
         notifyOutcome(id, [id, list = std::move(results)](auto& observer) { observer.notifyResult(id, list); });
     } else {
@@ -49,7 +49,7 @@ void ActionObject::handleSignal(sd_bus_message* signal) {
     }
 }
 
-void ActionObject::failPending() {
+void ActionObject::handleTelevisionLoss() {
     for (; !pendingInvocations_.empty(); pendingInvocations_.pop_front()) {
         catchToStatus([this, id = pendingInvocations_.front()] {
             post([id](auto& observer) { observer.notifyExecutionError(id, television::STATUS_LOST); });
@@ -59,7 +59,7 @@ void ActionObject::failPending() {
 }
 
 void ActionObject::addPendingInvocation(unsigned int id) {
-    television::MutexLock const lock(context().mutex);
+    television::MutexLock const lock(modelState().mutex);
     pendingInvocations_.push_back(id);
     if (pendingInvocations_.size() > MAX_PENDING_INVOCATIONS) {
         pendingInvocations_.pop_front();
@@ -68,7 +68,7 @@ void ActionObject::addPendingInvocation(unsigned int id) {
 
 template <typename Notify>
 void ActionObject::notifyOutcome(unsigned int id, Notify notify) {
-    television::MutexLock const lock(context().mutex);
+    television::MutexLock const lock(modelState().mutex);
     std::erase(pendingInvocations_, id);
     post(std::move(notify));
 }

@@ -8,7 +8,7 @@
 namespace bus {
 
 /// An action. All connected observers receive the answers to all clients' invocations.
-class ActionObject final : public ObjectOf<objbus::ObjectAction, objbus::ObserverAction> {
+class ActionObject final : public ObservedRemoteObject<objbus::ObjectAction, objbus::ObserverAction> {
 public:
     using ObservedObject::ObservedObject;
 
@@ -17,14 +17,14 @@ public:
     int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override;
 
     void handleSignal(sd_bus_message* signal) override;
-    void failPending() override;
+    void handleTelevisionLoss() override;
 
 private:
     void addPendingInvocation(unsigned int id);
     template <typename Notify>
     void notifyOutcome(unsigned int id, Notify notify);
 
-    /// The identifiers of this process's unanswered invocations. Guarded by the context's mutex.
+    /// The identifiers of this process's unanswered invocations. Guarded by the model state's mutex.
     std::deque<unsigned int> pendingInvocations_;
 };
 

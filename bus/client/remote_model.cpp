@@ -46,7 +46,7 @@ RemoteModel& RemoteModel::get() {
     return model;
 }
 
-RemoteModel::RemoteModel() : ModelContext(static_cast<ServiceWatcher&>(*this)) {
+RemoteModel::RemoteModel() : SharedModelState(static_cast<ServiceWatcher&>(*this)) {
     television::readLogEnvironment();
     delivery.start();
     connection.start();
@@ -83,7 +83,7 @@ bool RemoteModel::isObserved(RemoteObject const& object) {
 int RemoteModel::connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object) {
     KeyEntry& entry = findOrCreateEntry(key);
     auto const attempt = findOrStartAttempt(entry, observer);
-    if (attempt->status.wait_for(CONNECT_TIMEOUT) != std::future_status::ready) {
+    if (attempt->status.wait_for(CONNECT_ATTEMPT_TIMEOUT) != std::future_status::ready) {
         return connection.isOnBus() ? television::STATUS_NO_ANSWER : television::STATUS_NO_BUS;
     }
     television::MutexLock const lock(mutex);
@@ -95,7 +95,7 @@ int RemoteModel::connect(std::string const& key, objbus::Observer* observer, obj
         if (attempt->object->observerCount() == 0) {
             attempt->object->handleFirstObserver();
         }
-        attempt->object->connect(observer);
+        attempt->object->addRegistration(observer);
         object = &attempt->object->object();
     }
     if (auto const found = entry.attempts.find(observer); found != entry.attempts.end() && found->second == attempt) {
@@ -104,20 +104,21 @@ int RemoteModel::connect(std::string const& key, objbus::Observer* observer, obj
     return status;
 }
 
-std::shared_ptr<ConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry& entry, objbus::Observer const* observer) {
-    std::shared_ptr<ConnectAttempt> attempt;
+std::shared_ptr<ObserverConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry& entry,
+                                                                        objbus::Observer const* observer) {
+    std::shared_ptr<ObserverConnectAttempt> attempt;
     {
         television::MutexLock const lock(mutex);
         auto const found = entry.attempts.find(observer);
-        if (found != entry.attempts.end() && found->second->isUsable()) {
+        if (found != entry.attempts.end() && found->second->canBeReused()) {
             return found->second;
         }
-        if (found != entry.attempts.end() && !found->second->isReady()) {
+        if (found != entry.attempts.end() && !found->second->hasStatus()) {
             attempt = found->second;
             attempt->retryInterval *= 2;
             attempt->nextRequest = deadlineAfter(attempt->retryInterval);
         } else {
-            attempt = std::make_shared<ConnectAttempt>();
+            attempt = std::make_shared<ObserverConnectAttempt>();
         }
     }
     requestType(entry, attempt);
@@ -126,7 +127,7 @@ std::shared_ptr<ConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry& entry,
     return attempt;
 }
 
-void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ConnectAttempt> const& attempt) {
+void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAttempt> const& attempt) {
     auto const reply = [this, &entry, attempt](sd_bus_message* message) {
         int type = 0;
         int const result = readVariant(message, "i", type);
@@ -154,7 +155,7 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ConnectAttempt> c
             }
         }
     };
-    connection.callAsync({entry.path, PROPERTIES_INTERFACE, "Get"}, Caller::CLIENT,
+    connection.callAsync({entry.path, PROPERTIES_INTERFACE, "Get"}, CallOrigin::CLIENT_REQUEST,
                          propertyArguments(OBJECT_INTERFACE, "Type"), reply, complete);
 }
 
@@ -187,7 +188,7 @@ int RemoteModel::disconnect(std::string const& key, objbus::Observer* observer, 
             entry.attempts.erase(observer);
             for (auto const& candidate : entry.objects) {
                 if (object == nullptr || &candidate->object() == object) {
-                    ended += candidate->disconnect(observer);
+                    ended += candidate->removeRegistrations(observer);
                 }
             }
         }
@@ -202,7 +203,7 @@ void RemoteModel::handleSignal(sd_bus_message* signal) {
         return;
     }
     if (std::string_view(path) == MODEL_PATH) {
-        handleManagerSignal(signal);
+        handleObjectManagerSignal(signal);
     } else if (std::string_view(path).starts_with(ITERATOR_PATH)) {
         if (auto const iterator = findIterator(path)) {
             iterator->handleSignal(signal);
@@ -217,7 +218,7 @@ void RemoteModel::handleSignal(sd_bus_message* signal) {
     }
 }
 
-void RemoteModel::handleManagerSignal(sd_bus_message* signal) {
+void RemoteModel::handleObjectManagerSignal(sd_bus_message* signal) {
     char const* path = nullptr;
     bool const isAdded = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesAdded") > 0;
     bool const isRemoved = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesRemoved") > 0;
@@ -230,7 +231,7 @@ void RemoteModel::handleManagerSignal(sd_bus_message* signal) {
         return;
     }
     if (isAdded) {
-        recoveries_.addAndStart(*entry);
+        resyncQueue_.addAndStart(*entry);
     } else if (read(signal, interfaces) >= 0 &&
                std::count(interfaces.begin(), interfaces.end(), OBJECT_INTERFACE) != 0) {
         television::MutexLock const lock(mutex);
@@ -241,14 +242,14 @@ void RemoteModel::handleManagerSignal(sd_bus_message* signal) {
 }
 
 void RemoteModel::handleNameVanished() {
-    runNoexcept([this] { presence.setPresent(false, sharedDelivery()); });
-    recoveries_.clear();
+    runNoexcept([this] { televisionPresence.setPresent(false, sharedDelivery()); });
+    resyncQueue_.clear();
     television::MutexLock const lock(mutex);
     for (auto const& [key, entry] : entries_) {
         entry->attempts.clear();
         for (auto const& object : entry->objects) {
             catchToStatus([&lost = *object] {
-                lost.failPending();
+                lost.handleTelevisionLoss();
                 return television::STATUS_OK;
             });
             object->markUnknown();
@@ -257,15 +258,15 @@ void RemoteModel::handleNameVanished() {
 }
 
 void RemoteModel::handleNameAppeared() {
-    presence.setPresent(true, sharedDelivery());
-    recoveries_.clear();  // Drops the recoveries of an earlier call, which ran out of memory.
+    televisionPresence.setPresent(true, sharedDelivery());
+    resyncQueue_.clear();  // Drops the resyncs of an earlier call, which ran out of memory.
     {
         television::MutexLock const lock(mutex);
         for (auto const& [key, entry] : entries_) {
-            recoveries_.add(*entry);
+            resyncQueue_.add(*entry);
         }
     }
-    recoveries_.start();
+    resyncQueue_.start();
 }
 
 }  // namespace bus

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bus/client/recovery_queue.h"
+#include "bus/client/object_resync_queue.h"
 #include "bus/client/remote_object.h"
 #include "television/presence_notifier.h"
 
@@ -15,20 +15,23 @@ namespace bus {
 
 /// One observer's request to connect, and the television's answer. If the answer arrives after the timeout of a
 /// `connect`, a later `connect` uses the answer.
-struct ConnectAttempt {
+struct ObserverConnectAttempt {
     std::promise<int> statusPromise{};
     std::shared_future<int> status = statusPromise.get_future().share();
     bool isAnswered = false;         ///< Used on the connection's thread.
     RemoteObject* object = nullptr;  ///< Set before the status 0.
-    // The call is repeated at `nextRequest`, because the television may lose a call. Guarded by the context's mutex.
+    // The call is repeated at `nextRequest`, because the television may lose a call. Guarded by the model state's
+    // mutex.
     std::chrono::seconds retryInterval{1};
     Deadline nextRequest = deadlineAfter(retryInterval);
 
-    [[nodiscard]] bool isReady() const { return status.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
+    [[nodiscard]] bool hasStatus() const {
+        return status.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }
     /// After a status 0: whether the object is published. Otherwise: whether `nextRequest` is in the future.
-    [[nodiscard]] bool isUsable() const {
-        return isReady() && status.get() == television::STATUS_OK ? object->isPublished()
-                                                                  : std::chrono::steady_clock::now() < nextRequest;
+    [[nodiscard]] bool canBeReused() const {
+        return hasStatus() && status.get() == television::STATUS_OK ? object->isPublished()
+                                                                    : std::chrono::steady_clock::now() < nextRequest;
     }
 };
 
@@ -38,14 +41,14 @@ struct KeyEntry {
 
     std::string const key;
     std::string const path;
-    /// The current and earlier objects. Guarded by the context's mutex; changed on the connection's thread only.
+    /// The current and earlier objects. Guarded by the model state's mutex; changed on the connection's thread only.
     std::vector<std::unique_ptr<RemoteObject>> objects{};
-    /// The observers' unfinished requests to connect. Guarded by the context's mutex.
-    std::map<objbus::Observer const*, std::shared_ptr<ConnectAttempt>> attempts{};
+    /// The observers' unfinished requests to connect. Guarded by the model state's mutex.
+    std::map<objbus::Observer const*, std::shared_ptr<ObserverConnectAttempt>> attempts{};
 };
 
 /// The part of the television's model that this process uses. Lives as long as the process.
-class RemoteModel final : public ModelContext, private ServiceWatcher {
+class RemoteModel final : public SharedModelState, private ServiceWatcher {
 public:
     /// The first call connects to the bus. Throws if the system lacks the resources for the connection.
     static RemoteModel& get();
@@ -53,7 +56,7 @@ public:
     int connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object);
     int disconnect(std::string const& key, objbus::Observer* observer, objbus::Object const* object);
 
-    television::PresenceNotifier presence{sharedDelivery()};
+    television::PresenceNotifier televisionPresence{sharedDelivery()};
 
 private:
     RemoteModel();
@@ -62,18 +65,18 @@ private:
     void handleNameVanished() override;
     void handleNameAppeared() override;
     void handleSignal(sd_bus_message* signal) override;
-    void handleManagerSignal(sd_bus_message* signal);
+    void handleObjectManagerSignal(sd_bus_message* signal);
     KeyEntry& findOrCreateEntry(std::string const& key);
     KeyEntry* findByPath(std::string_view path);
     std::shared_ptr<RemoteIterator> findIterator(std::string_view path);
     bool isObserved(RemoteObject const& object);
-    std::shared_ptr<ConnectAttempt> findOrStartAttempt(KeyEntry& entry, objbus::Observer const* observer);
-    void requestType(KeyEntry& entry, std::shared_ptr<ConnectAttempt> const& attempt);
+    std::shared_ptr<ObserverConnectAttempt> findOrStartAttempt(KeyEntry& entry, objbus::Observer const* observer);
+    void requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAttempt> const& attempt);
     RemoteObject& findOrCreateObject(KeyEntry& entry, objbus::ObjectTypeSpec type);
 
     std::map<std::string, std::unique_ptr<KeyEntry>> entries_ NRX_GUARDED_BY(mutex);
     std::map<std::string_view, KeyEntry*> entriesByPath_ NRX_GUARDED_BY(mutex);
-    RecoveryQueue recoveries_{*this};
+    ObjectResyncQueue resyncQueue_{*this};
 };
 
 }  // namespace bus

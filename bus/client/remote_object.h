@@ -20,13 +20,13 @@ struct KeyEntry;
 /// The timeout of all operations except connect.
 constexpr std::chrono::seconds CALL_TIMEOUT{1};
 /// The timeout of one attempt to connect.
-constexpr std::chrono::milliseconds CONNECT_TIMEOUT{20};
+constexpr std::chrono::milliseconds CONNECT_ATTEMPT_TIMEOUT{20};
 
 inline Deadline deadlineAfter(std::chrono::milliseconds timeout) { return std::chrono::steady_clock::now() + timeout; }
 
 /// The state that the model and its objects share.
-struct ModelContext {
-    explicit ModelContext(ServiceWatcher& watcher) : connection(watcher) {}
+struct SharedModelState {
+    explicit SharedModelState(ServiceWatcher& watcher) : connection(watcher) {}
 
     television::Mutex mutex;  ///< Guards the entries, the objects' observers and the iterators. Locked before the
                               ///< delivery's own mutex.
@@ -40,8 +40,8 @@ struct ModelContext {
 /// the same key gets another `RemoteObject`.
 class RemoteObject {
 public:
-    RemoteObject(ModelContext& context, KeyEntry const& entry, objbus::ObjectTypeSpec type)
-        : context_(context), entry_(entry), type_(type) {}
+    RemoteObject(SharedModelState& modelState, KeyEntry const& entry, objbus::ObjectTypeSpec type)
+        : modelState_(modelState), entry_(entry), type_(type) {}
     RemoteObject(RemoteObject const&) = delete;
     RemoteObject& operator=(RemoteObject const&) = delete;
     virtual ~RemoteObject() = default;
@@ -55,18 +55,18 @@ public:
     /// Handles a signal from the object's path.
     virtual void handleSignal(sd_bus_message* signal) = 0;
     /// Reads the object's type or value again, and notifies the observers of a value that they missed.
-    virtual void recover(Completion completion);
+    virtual void resyncWithTelevision(Completion completion);
 
     /// Logs that an operation failed. Called with no lock held.
-    void report(char const* operation, int status) const noexcept;
+    void logFailure(char const* operation, int status) const noexcept;
 
-    // Called with the context's mutex held:
+    // Called with the model state's mutex held:
     /// Called when the television is gone. Fails the operations that the television has not answered.
-    virtual void failPending() {}
-    virtual void handleFirstObserver() { endRecovery(); }
-    virtual void connect(objbus::Observer* observer) = 0;
+    virtual void handleTelevisionLoss() {}
+    virtual void handleFirstObserver() { endResync(); }
+    virtual void addRegistration(objbus::Observer* observer) = 0;
     /// Cancels the observer's registrations and returns their number.
-    virtual std::size_t disconnect(objbus::Observer const* observer) = 0;
+    virtual std::size_t removeRegistrations(objbus::Observer const* observer) = 0;
     [[nodiscard]] virtual std::size_t observerCount() const = 0;
     /// Called when the television publishes the object. A withdrawn object stays withdrawn.
     void markPublished() { state_ = isWithdrawn() ? State::WITHDRAWN : State::PUBLISHED; }
@@ -75,49 +75,50 @@ public:
     /// Called when the television is gone. The next television may publish the object, even a withdrawn object.
     void markUnknown() {
         state_ = State::UNKNOWN;
-        isRecoveryPending_ = true;
+        isResyncPending_ = true;
     }
     /// Called when the observers have received the changes that they missed.
-    void endRecovery() { isRecoveryPending_ = false; }
+    void endResync() { isResyncPending_ = false; }
     /// Whether observers have not yet received the changes that they missed.
-    [[nodiscard]] bool isRecoveryDue() const { return isRecoveryPending_ && !isWithdrawn() && observerCount() != 0; }
+    [[nodiscard]] bool needsResync() const { return isResyncPending_ && !isWithdrawn() && observerCount() != 0; }
 
     [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
     [[nodiscard]] bool isPublished() const { return state_ == State::PUBLISHED; }
     [[nodiscard]] bool isWithdrawn() const { return state_ == State::WITHDRAWN; }
 
 protected:
-    [[nodiscard]] ModelContext& context() const { return context_; }
+    [[nodiscard]] SharedModelState& modelState() const { return modelState_; }
     [[nodiscard]] KeyEntry const& entry() const { return entry_; }
-    [[nodiscard]] television::Delivery& delivery() const { return context_.delivery; }
-    [[nodiscard]] ServiceConnection& connection() const { return context_.connection; }
+    [[nodiscard]] television::Delivery& delivery() const { return modelState_.delivery; }
+    [[nodiscard]] ServiceConnection& connection() const { return modelState_.connection; }
     [[nodiscard]] std::string const& path() const;
-    [[nodiscard]] bool notifiesObservers() const { return !isWithdrawn(); }
-    void handleTypeQuery() {}
+    [[nodiscard]] bool shouldNotifyObservers() const { return !isWithdrawn(); }
+    void handleGetType() {}
 
     /// Writes a debug line for a failed operation of a client, perhaps beside the line of `report`. Returns the status.
-    int reportRefusal(char const* operation, int status) const noexcept;
+    int logRefusal(char const* operation, int status) const noexcept;
 
     /// Calls a method of the object with `CALL_TIMEOUT`, unless the object is withdrawn.
     int call(char const* interface, char const* name, MessageBody arguments, MessageBody reply,
-             MessageBody late = {}) const;
+             MessageBody lateReply = {}) const;
 
 private:
     /// The object's state in the current television.
     enum class State { UNKNOWN, PUBLISHED, WITHDRAWN };
 
-    ModelContext& context_;
+    SharedModelState& modelState_;
     KeyEntry const& entry_;
     objbus::ObjectTypeSpec const type_;
-    std::atomic<State> state_ = State::UNKNOWN;  ///< Changed with the context's mutex held.
-    bool isRecoveryPending_ = false;             ///< Guarded by the context's mutex.
+    std::atomic<State> state_ = State::UNKNOWN;  ///< Changed with the model state's mutex held.
+    bool isResyncPending_ = false;               ///< Guarded by the model state's mutex.
 };
 
 template <typename Interface, typename Obs>
-using ObjectOf = television::ObservedObject<Interface, Obs, RemoteObject>;
+using ObservedRemoteObject = television::ObservedObject<Interface, Obs, RemoteObject>;
 
 /// Makes an object of the class that implements the platform's interface for the type.
-std::unique_ptr<RemoteObject> makeObject(ModelContext& context, KeyEntry const& entry, objbus::ObjectTypeSpec type);
+std::unique_ptr<RemoteObject> makeObject(SharedModelState& modelState, KeyEntry const& entry,
+                                         objbus::ObjectTypeSpec type);
 
 /// The arguments of `Get`, or the first arguments of `Set`, for a property of an interface.
 MessageBody propertyArguments(char const* interface, char const* property);

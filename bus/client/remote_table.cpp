@@ -31,7 +31,7 @@ constexpr NumberSignal NUMBER_SIGNALS[] = {
 /// passes no signals of such a path to an iterator.
 int readPath(sd_bus_message* message, std::string& path) {
     char const* text = nullptr;
-    NRX_TRY(requireElement(sd_bus_message_read_basic(message, SD_BUS_TYPE_OBJECT_PATH, &text)));
+    NRX_TRY(endOfMessageToError(sd_bus_message_read_basic(message, SD_BUS_TYPE_OBJECT_PATH, &text)));
     if (!std::string_view(text).starts_with(ITERATOR_PATH)) {
         return -ENXIO;
     }
@@ -47,7 +47,7 @@ void destroyRemotely(ServiceConnection& connection, std::string const& table, st
         };
         connection.callNoReply({table, TABLE_INTERFACE, "DestroyIterator"}, arguments, true);
     } catch (...) {  // Memory ran out.
-        connection.leaveBus();
+        connection.leaveAndRejoinBus();
     }
 }
 
@@ -58,7 +58,7 @@ MessageBody orLeave(ServiceConnection& connection, Read const& read) {
         try {
             return read(message);
         } catch (...) {  // Memory ran out.
-            connection.leaveBus();
+            connection.leaveAndRejoinBus();
             throw;
         }
     };
@@ -66,34 +66,34 @@ MessageBody orLeave(ServiceConnection& connection, Read const& read) {
 
 }  // namespace
 
-RemoteIterator::RemoteIterator(ModelContext& context, std::string path, objbus::ObserverTableIterator* observer)
-    : context_(context),
+RemoteIterator::RemoteIterator(SharedModelState& modelState, std::string path, objbus::ObserverTableIterator* observer)
+    : modelState_(modelState),
       path_(std::move(path)),
       registration_(std::make_shared<television::TypedRegistration<Observer>>(observer, observer, this)) {}
 
 template <typename Notify>
 void RemoteIterator::post(Notify notify) const {
-    television::postTo(registration_, context_.delivery, std::move(notify));
+    television::postTo(registration_, modelState_.delivery, std::move(notify));
 }
 
-void RemoteIterator::failPending() {
+void RemoteIterator::handleTelevisionLoss() {
     if (!isClosed_.exchange(true)) {
-        context_.iterators.erase(path_);
+        modelState_.iterators.erase(path_);
         post([](Observer& observer) { observer.notifyIteratorReady(television::STATUS_LOST); });
     }
 }
 
-void RemoteIterator::destroy(std::string const& table) {
+void RemoteIterator::closeAndDestroyRemotely(std::string const& tablePath) {
     if (!isClosed_.exchange(true)) {
-        context_.iterators.erase(path_);
-        destroyRemotely(context_.connection, table, path_);
+        modelState_.iterators.erase(path_);
+        destroyRemotely(modelState_.connection, tablePath, path_);
     }
 }
 
 void RemoteIterator::callNoReply(char const* name, MessageBody arguments) const {
     if (!isClosed_) {
         catchToStatus([&] {
-            context_.connection.callNoReply({path_, ITERATOR_INTERFACE, name}, std::move(arguments));
+            modelState_.connection.callNoReply({path_, ITERATOR_INTERFACE, name}, std::move(arguments));
             return 0;
         });
     }
@@ -158,45 +158,45 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         std::string iteratorPath;
         NRX_TRY(readPath(message, iteratorPath));
         // Made here, because the next message may be a signal of the iterator.
-        iterator = std::make_shared<RemoteIterator>(context(), iteratorPath, observer);
+        iterator = std::make_shared<RemoteIterator>(modelState(), iteratorPath, observer);
         decltype(iterators_)::PreparedInsertion initialStatus(iterator);
-        television::MutexLock const lock(context().mutex);
-        context().iterators.insert_or_assign(iteratorPath, iterator);
+        television::MutexLock const lock(modelState().mutex);
+        modelState().iterators.insert_or_assign(iteratorPath, iterator);
         iterators_.add(std::move(initialStatus));
         return 1;
     };
     int const status = catchToStatus([&] {
-        auto const late = [&connection = connection(), table = path()](sd_bus_message* message) {
+        auto const lateReply = [&connection = connection(), table = path()](sd_bus_message* message) {
             std::string iteratorPath;
             NRX_TRY(readPath(message, iteratorPath));
             destroyRemotely(connection, table, iteratorPath);
             return 0;
         };
         return call(TABLE_INTERFACE, "CreateIterator", arguments, orLeave(connection(), reply),
-                    orLeave(connection(), late));
+                    orLeave(connection(), lateReply));
     });
     if (status == television::STATUS_NOT_CARRIED || status == television::STATUS_TOO_MANY) {
-        report("createIterator", status);
+        logFailure("createIterator", status);
     }
-    reportRefusal("createIterator", status);
+    logRefusal("createIterator", status);
     return status == television::STATUS_OK ? iterator.get() : nullptr;
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
     std::shared_ptr<RemoteIterator> destroyed;
     {
-        television::MutexLock const lock(context().mutex);
+        television::MutexLock const lock(modelState().mutex);
         destroyed = iterators_.destroy(iterator);
         if (destroyed) {
-            destroyed->destroy(path());
+            destroyed->closeAndDestroyRemotely(path());
         }
     }
     if (!destroyed) {
-        return reportRefusal("destroyIterator", television::STATUS_UNKNOWN_ITERATOR);
+        return logRefusal("destroyIterator", television::STATUS_UNKNOWN_ITERATOR);
     }
-    auto const registration = destroyed->registration();
+    auto const registration = destroyed->observerRegistration();
     delivery().cancel(*registration);
-    delivery().waitWhileRunning(registration->observer, registration->source);
+    delivery().waitWhileRunning(registration->observer, registration->notificationSource);
     return television::STATUS_OK;
 }
 
@@ -206,16 +206,16 @@ void TableObject::handleSignal(sd_bus_message* signal) {
         return;
     }
     if (read(signal, update) < 0) {
-        report("notify", television::STATUS_NOT_UNDERSTOOD);
+        logFailure("notify", television::STATUS_NOT_UNDERSTOOD);
         return;
     }
-    television::MutexLock const lock(context().mutex);
+    television::MutexLock const lock(modelState().mutex);
     post([update](auto& observer) { observer.notifyUpdate(update); });
 }
 
-void TableObject::failPending() {
+void TableObject::handleTelevisionLoss() {
     for (auto const& iterator : iterators_.live()) {
-        catchToStatus([&lost = *iterator] { return lost.failPending(), television::STATUS_OK; });
+        catchToStatus([&lost = *iterator] { return lost.handleTelevisionLoss(), television::STATUS_OK; });
     }
 }
 

@@ -13,7 +13,7 @@ namespace bus {
 /// An iterator that the television made for this process. Receives the signals of its path until it is destroyed.
 class RemoteIterator final : public objbus::TableIterator {
 public:
-    RemoteIterator(ModelContext& context, std::string path, objbus::ObserverTableIterator* observer);
+    RemoteIterator(SharedModelState& modelState, std::string path, objbus::ObserverTableIterator* observer);
 
     void requestTotalCount() override;
     void seekToRow(int row) override;
@@ -24,13 +24,13 @@ public:
 
     /// Handles a signal from the iterator's path, on the connection's thread.
     void handleSignal(sd_bus_message* signal);
-    // Called with the context's mutex held. Not analysed, because the callers have other names for the same mutex:
+    // Called with the model state's mutex held. Not analysed, because the callers have other names for the same mutex:
     /// Called when the television is gone. The next television may give the path to another iterator.
-    void failPending() NRX_NOT_ANALYSED;
+    void handleTelevisionLoss() NRX_NOT_ANALYSED;
     /// Destroys the iterator here and in the television.
-    void destroy(std::string const& table) NRX_NOT_ANALYSED;
+    void closeAndDestroyRemotely(std::string const& tablePath) NRX_NOT_ANALYSED;
 
-    [[nodiscard]] std::shared_ptr<television::Registration> registration() const { return registration_; }
+    [[nodiscard]] std::shared_ptr<television::Registration> observerRegistration() const { return registration_; }
 
 private:
     using Observer = objbus::ObserverTableIterator;
@@ -40,13 +40,13 @@ private:
     void post(Notify notify) const;
 
     std::atomic<bool> isClosed_ = false;  ///< No further call is sent, no further signal is handled.
-    ModelContext& context_;
+    SharedModelState& modelState_;
     std::string const path_;
     std::shared_ptr<television::TypedRegistration<Observer>> const registration_;
 };
 
 /// A table, and this process's iterators over the table.
-class TableObject final : public ObjectOf<objbus::ObjectTable, objbus::ObserverTable> {
+class TableObject final : public ObservedRemoteObject<objbus::ObjectTable, objbus::ObserverTable> {
 public:
     using ObservedObject::ObservedObject;
 
@@ -57,7 +57,7 @@ public:
     int destroyIterator(objbus::TableIterator* iterator) override;
 
     void handleSignal(sd_bus_message* signal) override;
-    void failPending() override;
+    void handleTelevisionLoss() override;
 
 private:
     television::Iterators<RemoteIterator, objbus::TableIterator> iterators_;

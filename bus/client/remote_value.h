@@ -16,9 +16,9 @@ namespace bus {
 
 /// An object whose plain value the television holds.
 template <typename T>
-class RemoteValue
-    : public ObjectOf<typename television::PlainKind<T>::Object, typename television::PlainKind<T>::Observer> {
-    using Kind = television::PlainKind<T>;
+class RemoteValue : public ObservedRemoteObject<typename television::PlainKindTraits<T>::Object,
+                                                typename television::PlainKindTraits<T>::Observer> {
+    using Kind = television::PlainKindTraits<T>;
 
 public:
     using RemoteValue::ObservedObject::ObservedObject;
@@ -27,16 +27,16 @@ public:
         T value{};
         int const result = readChange(signal, value);
         if (result < 0) {
-            this->report("notify", statusOfReadError(result));
+            this->logFailure("notify", statusOfReadError(result));
         } else if (result > 0) {
             handleValue(value);
-            television::MutexLock const lock(this->context().mutex);
+            television::MutexLock const lock(this->modelState().mutex);
             this->markPublished();
             notifyValue(std::make_shared<T const>(std::move(value)));
         }
     }
 
-    void recover(Completion completion) override {
+    void resyncWithTelevision(Completion completion) override {
         auto const value = std::make_shared<T>();
         auto const complete = [this, value, completion = std::move(completion)](int status) {
             if (status != television::STATUS_OK) {
@@ -44,18 +44,18 @@ public:
                 return;
             }
             {
-                television::MutexLock const lock(this->context().mutex);
+                television::MutexLock const lock(this->modelState().mutex);
                 this->markPublished();
-                missedValue_ = value;
+                pendingResyncValue_ = value;
             }
             // Signals of earlier changes may arrive after the reply. They arrive before the reply to this call.
             int const called = catchToStatus([&] {
                 this->connection().callAsync(
-                    {MODEL_PATH, MODEL_INTERFACE, SYNC_METHOD}, Caller::PLATFORM, {}, {},
+                    {MODEL_PATH, MODEL_INTERFACE, SYNC_METHOD}, CallOrigin::INTERNAL, {}, {},
                     [this, value, completion](int synced) {
                         bool const hasMissed =
                             synced != television::STATUS_NO_ANSWER && synced != television::STATUS_NO_BUS;
-                        completion(hasMissed ? catchToStatus([&] { return notifyMissedValue(value), synced; })
+                        completion(hasMissed ? catchToStatus([&] { return notifyValueReadByResync(value), synced; })
                                              : synced);
                     });
                 return television::STATUS_OK;
@@ -64,10 +64,10 @@ public:
                 completion(called);
             }
         };
-        requestValue(Caller::PLATFORM, value, complete);
+        requestValue(CallOrigin::INTERNAL, value, complete);
     }
 
-    void failPending() override { missedValue_.reset(); }
+    void handleTelevisionLoss() override { pendingResyncValue_.reset(); }
 
 protected:
     /// Called for every received value, on the connection's thread and in the order of the messages.
@@ -85,9 +85,9 @@ protected:
             return this->call(PROPERTIES_INTERFACE, "Set", arguments, {});
         });
         if (status != television::STATUS_OK) {
-            this->report("write", status);
+            this->logFailure("write", status);
         }
-        return this->reportRefusal("write", status);
+        return this->logRefusal("write", status);
     }
 
     /// Sets `value` to the current value and returns 0. A failure leaves `value` unchanged and returns another status.
@@ -101,11 +101,11 @@ protected:
             }
             return result;
         });
-        return this->reportRefusal("read", status);
+        return this->logRefusal("read", status);
     }
 
-    void requestValue(Caller caller, std::shared_ptr<T> const& value, Completion completion) {
-        this->connection().callAsync({this->path(), PROPERTIES_INTERFACE, "Get"}, caller,
+    void requestValue(CallOrigin origin, std::shared_ptr<T> const& value, Completion completion) {
+        this->connection().callAsync({this->path(), PROPERTIES_INTERFACE, "Get"}, origin,
                                      propertyArguments(Kind::INTERFACE, "Value"), readReplyInto(value),
                                      std::move(completion));
     }
@@ -122,27 +122,28 @@ private:
     void handleFirstObserver() override {
         RemoteObject::handleFirstObserver();
         lastNotified_.reset();
-        missedValue_.reset();
+        pendingResyncValue_.reset();
     }
 
-    /// Called with the context's mutex held.
+    /// Called with the model state's mutex held.
     void notifyValue(std::shared_ptr<T const> value) {
         this->postChange(payloadSize(*value), [value](auto& observer) { (observer.*Kind::NOTIFY)(*value); });
         lastNotified_ = std::move(value);
-        missedValue_.reset();
-        this->endRecovery();
+        pendingResyncValue_.reset();
+        this->endResync();
     }
 
-    /// Notifies the value that `recover` read, unless a change arrived meanwhile or the observers know the value.
-    void notifyMissedValue(std::shared_ptr<T const> const& value) {
-        television::MutexLock const lock(this->context().mutex);
-        if (missedValue_ != value || !this->isPublished()) {
+    /// Notifies the value that `resyncWithTelevision` read, unless a change arrived meanwhile or the observers know the
+    /// value.
+    void notifyValueReadByResync(std::shared_ptr<T const> const& value) {
+        television::MutexLock const lock(this->modelState().mutex);
+        if (pendingResyncValue_ != value || !this->isPublished()) {
             return;
         }
         if (!lastNotified_ || *lastNotified_ != *value) {
             notifyValue(value);
         }
-        this->endRecovery();
+        this->endResync();
     }
 
     /// Returns 1 if the signal has a new value, 0 if the signal has no new value, and a negative number if the value
@@ -156,7 +157,7 @@ private:
         if (interface != Kind::INTERFACE) {
             return 0;
         }
-        NRX_TRY(requireElement(sd_bus_message_enter_container(signal, SD_BUS_TYPE_ARRAY, "{sv}")));
+        NRX_TRY(endOfMessageToError(sd_bus_message_enter_container(signal, SD_BUS_TYPE_ARRAY, "{sv}")));
         while (sd_bus_message_at_end(signal, 0) == 0) {
             std::string property;
             NRX_TRY(sd_bus_message_enter_container(signal, SD_BUS_TYPE_DICT_ENTRY, "sv"));
@@ -175,9 +176,9 @@ private:
         return isInvalidated ? -EBADMSG : 0;  // The interface declares that a change's signal has the value.
     }
 
-    // Guarded by the context's mutex:
+    // Guarded by the model state's mutex:
     std::shared_ptr<T const> lastNotified_;
-    std::shared_ptr<T const> missedValue_;  ///< Notified unless a change arrives first.
+    std::shared_ptr<T const> pendingResyncValue_;  ///< Notified unless a change arrives first.
 };
 
 /// A number. Reads of numbers have no status, so a failed read returns the last known value.
@@ -187,7 +188,7 @@ public:
     using RemoteValue<T>::RemoteValue;
 
     void requestInitialValue(Completion completion) override {
-        this->requestValue(Caller::CLIENT, std::make_shared<T>(), std::move(completion));
+        this->requestValue(CallOrigin::CLIENT_REQUEST, std::make_shared<T>(), std::move(completion));
     }
 
 protected:

@@ -17,10 +17,10 @@ namespace bus {
 struct ServiceConnection::PendingCall {
     ServiceConnection& connection;
     Method const method;
-    Caller const caller;
+    CallOrigin const origin;
     MessageBody const arguments;
     MessageBody const reply;
-    MessageBody const late{};
+    MessageBody const lateReply{};
     Completion const completion{};
     television::Mutex mutex{};
     std::condition_variable ended{};
@@ -44,9 +44,10 @@ struct ServiceConnection::PendingCall {
 };
 
 int ServiceConnection::call(Method method, Deadline deadline, MessageBody arguments, MessageBody reply,
-                            MessageBody late) {
-    std::shared_ptr<PendingCall> const call(new PendingCall{*this, std::move(method), Caller::CLIENT,
-                                                            std::move(arguments), std::move(reply), std::move(late)});
+                            MessageBody lateReply) {
+    std::shared_ptr<PendingCall> const call(new PendingCall{*this, std::move(method), CallOrigin::CLIENT_REQUEST,
+                                                            std::move(arguments), std::move(reply),
+                                                            std::move(lateReply)});
     tasks_.post([this, call] { startCall(call); });
     television::MutexLock lock(call->mutex);
     while (!call->isEnded && lock.waitUntil(call->ended, deadline)) {
@@ -55,21 +56,21 @@ int ServiceConnection::call(Method method, Deadline deadline, MessageBody argume
     return call->isAbandoned && !isOnBus_ ? static_cast<int>(television::STATUS_NO_BUS) : call->status;
 }
 
-void ServiceConnection::callAsync(Method method, Caller caller, MessageBody arguments, MessageBody reply,
+void ServiceConnection::callAsync(Method method, CallOrigin origin, MessageBody arguments, MessageBody reply,
                                   Completion completion) {
     std::shared_ptr<PendingCall> const call(new PendingCall{
-        *this, std::move(method), caller, std::move(arguments), std::move(reply), {}, std::move(completion)});
+        *this, std::move(method), origin, std::move(arguments), std::move(reply), {}, std::move(completion)});
     tasks_.post([this, call] { startCall(call); });
 }
 
 void ServiceConnection::startCall(std::shared_ptr<PendingCall> const& call) {
-    if (isReconnecting_ && call->caller == Caller::CLIENT) {
+    if (isBusUnusable_ && call->origin == CallOrigin::CLIENT_REQUEST) {
         runNoexcept([this] { connectBus(); });
     }
-    routeCall(call);
+    sendHoldOrFailCall(call);
 }
 
-void ServiceConnection::routeCall(std::shared_ptr<PendingCall> const& call) {
+void ServiceConnection::sendHoldOrFailCall(std::shared_ptr<PendingCall> const& call) {
     try {
         sendOrHoldCall(call);
     } catch (...) {  // Memory ran out.
@@ -78,16 +79,16 @@ void ServiceConnection::routeCall(std::shared_ptr<PendingCall> const& call) {
 }
 
 void ServiceConnection::sendOrHoldCall(std::shared_ptr<PendingCall> const& call) {
-    if (isReconnecting_) {
+    if (isBusUnusable_) {
         int const status = statusOfSendError(connectError_);
         call->end(status == television::STATUS_NO_RESOURCES ? status : static_cast<int>(television::STATUS_NO_BUS));
-    } else if (isOwnerPending()) {
+    } else if (isOwnerReplyPending()) {
         heldCalls_.push_back(call);
     } else if (!owner_.empty()) {
         if (int const result = sendCall(call); result < 0) {
             call->end(statusOfSendError(result));
         }
-    } else if (call->caller == Caller::CLIENT) {
+    } else if (call->origin == CallOrigin::CLIENT_REQUEST) {
         heldCalls_.push_back(call);
         startService();
     } else {
@@ -103,7 +104,7 @@ int ServiceConnection::sendCall(std::shared_ptr<PendingCall> const& call) {
     Message message;
     NRX_TRY(newMethodCall(call->method, call->arguments, message));
     auto const sent = sentCalls_.emplace(call.get(), call).first;
-    int const result = makeInto(call->slot, [&](auto slot) {
+    int const result = assignFromOutParameter(call->slot, [&](auto slot) {
         return sd_bus_call_async(bus_.get(), slot, message.get(), onReply, call.get(), 0);
     });
     if (result < 0) {
@@ -114,7 +115,7 @@ int ServiceConnection::sendCall(std::shared_ptr<PendingCall> const& call) {
 
 void ServiceConnection::sendHeldCalls() {
     for (auto const& call : std::exchange(heldCalls_, {})) {
-        runNoexcept([&] { routeCall(call); });
+        runNoexcept([&] { sendHoldOrFailCall(call); });
     }
 }
 
@@ -142,7 +143,7 @@ int ServiceConnection::onReply(sd_bus_message* message, void* pending, sd_bus_er
             status = statusOfError(*error);
         } else {
             television::MutexLock const lock(call->mutex);
-            MessageBody const& readReply = call->isAbandoned ? call->late : call->reply;
+            MessageBody const& readReply = call->isAbandoned ? call->lateReply : call->reply;
             status = catchToStatus([&] {
                 int const result = readReply ? readReply(message) : 0;
                 return result >= 0 ? static_cast<int>(television::STATUS_OK) : statusOfReadError(result);
@@ -152,8 +153,8 @@ int ServiceConnection::onReply(sd_bus_message* message, void* pending, sd_bus_er
     });
 }
 
-void ServiceConnection::callNoReply(Method method, MessageBody arguments, bool mustBeSent) {
-    tasks_.post([this, called = std::move(method), body = std::move(arguments), mustBeSent] {
+void ServiceConnection::callNoReply(Method method, MessageBody arguments, bool leavesBusIfUnsent) {
+    tasks_.post([this, called = std::move(method), body = std::move(arguments), leavesBusIfUnsent] {
         auto const send = [&] {
             Message message;
             NRX_TRY(newMethodCall(called, body, message));
@@ -167,20 +168,20 @@ void ServiceConnection::callNoReply(Method method, MessageBody arguments, bool m
         if (status != television::STATUS_OK) {
             reportFailure(called.path, called.name, status);
         }
-        if (status == television::STATUS_NO_RESOURCES && mustBeSent) {
-            leaveBus();
+        if (status == television::STATUS_NO_RESOURCES && leavesBusIfUnsent) {
+            leaveAndRejoinBus();
         }
     });
 }
 
-void ServiceConnection::leaveBus() {
+void ServiceConnection::leaveAndRejoinBus() {
     isLeaving_ = true;
     tasks_.wake();
 }
 
 int ServiceConnection::newMethodCall(Method const& method, MessageBody const& arguments, Message& message) const {
     assert(!owner_.empty());
-    NRX_TRY(makeInto(message, [&](auto made) {
+    NRX_TRY(assignFromOutParameter(message, [&](auto made) {
         return sd_bus_message_new_method_call(bus_.get(), made, owner_.c_str(), method.path.c_str(), method.interface,
                                               method.name);
     }));

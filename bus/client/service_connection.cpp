@@ -33,11 +33,11 @@ int ServiceConnection::dispatch(sd_bus_message* message, void* connection, sd_bu
 template <void (ServiceConnection::*HANDLER)(sd_bus_message*), typename... Arguments>
 int ServiceConnection::callBusDaemon(Slot& slot, char const* method, Arguments const&... arguments) {
     Message call;
-    NRX_TRY(makeInto(call, [&](auto made) {
+    NRX_TRY(assignFromOutParameter(call, [&](auto made) {
         return sd_bus_message_new_method_call(bus_.get(), made, BUS_NAME, BUS_PATH, BUS_NAME, method);
     }));
     NRX_TRY(appendAll(call.get(), arguments...));
-    return makeInto(
+    return assignFromOutParameter(
         slot, [&](auto made) { return sd_bus_call_async(bus_.get(), made, call.get(), dispatch<HANDLER>, this, 0); });
 }
 
@@ -61,14 +61,14 @@ void ServiceConnection::runThread() {
 }
 
 void ServiceConnection::runLoopOnce() {
-    if (isReconnecting_ && std::chrono::steady_clock::now() >= nextAttempt_) {
+    if (isBusUnusable_ && std::chrono::steady_clock::now() >= nextAttempt_) {
         runNoexcept([this] { connectBus(); });
     }
-    if (std::chrono::steady_clock::now() >= nextAnnouncement_) {
-        announceOwner();
+    if (std::chrono::steady_clock::now() >= nextNameAppearedRetry_) {
+        notifyWatcherOfOwner();
     }
     runTimers();
-    auto next = std::min(isReconnecting_ ? nextAttempt_ : Deadline::max(), nextAnnouncement_);
+    auto next = std::min(isBusUnusable_ ? nextAttempt_ : Deadline::max(), nextNameAppearedRetry_);
     next = timers_.empty() ? next : std::min(next, timers_.begin()->first);
     std::uint64_t wait = UINT64_MAX;
     if (next != Deadline::max()) {
@@ -79,7 +79,7 @@ void ServiceConnection::runLoopOnce() {
         std::this_thread::sleep_for(FIRST_DELAY);
     }
     bool const isLeaving = isLeaving_.exchange(false);
-    if (!isReconnecting_ && (isLeaving || sd_bus_is_open(bus_.get()) <= 0)) {  // Without memory sd-bus reports no end.
+    if (!isBusUnusable_ && (isLeaving || sd_bus_is_open(bus_.get()) <= 0)) {  // Without memory sd-bus reports no end.
         handleDisconnected();
     }
 }
@@ -100,14 +100,14 @@ void ServiceConnection::connectBus() {
     disconnectBus();
     connectError_ = initializeBus();
     if (connectError_ >= 0) {
-        isReconnecting_ = false;
+        isBusUnusable_ = false;
     } else {
         disconnectBus();
     }
 }
 
 void ServiceConnection::scheduleReconnect() {
-    isReconnecting_ = true;
+    isBusUnusable_ = true;
     nextAttempt_ = std::chrono::steady_clock::now() + retryDelay_;
     retryDelay_ = std::min(2 * retryDelay_, LAST_DELAY);
 }
@@ -116,7 +116,7 @@ int ServiceConnection::initializeBus() {
     NRX_TRY(openBus(bus_, address_));
     sd_bus* const bus = bus_.get();
     NRX_TRY(sd_bus_attach_event(bus, loop_.get(), SD_EVENT_PRIORITY_NORMAL));
-    auto const add = [this](auto const& makeSlot) { return makeInto(slots_.emplace_back(), makeSlot); };
+    auto const add = [this](auto const& makeSlot) { return assignFromOutParameter(slots_.emplace_back(), makeSlot); };
     // A filter receives the objects' signals: the rule's own handler would miss signals that precede the rule's reply.
     NRX_TRY(add([&](auto slot) { return sd_bus_add_filter(bus, slot, dispatch<&ServiceConnection::onSignal>, this); }));
     // The connection ends if the bus refuses one of these rules.
@@ -131,7 +131,7 @@ int ServiceConnection::initializeBus() {
 void ServiceConnection::disconnectBus() {
     isOnBus_ = false;
     ownerUserSlot_.reset();
-    startSlot_.reset();
+    startServiceSlot_.reset();
     slots_.clear();
     failSentCalls(television::STATUS_NO_BUS);
     clearNameOwner();
@@ -149,26 +149,27 @@ void ServiceConnection::clearNameOwner() {
 void ServiceConnection::setNameOwner(std::string owner) {
     owner.swap(owner_);
     if (!owner.empty()) {
-        nextAnnouncement_ = Deadline::max();
-        runNoexcept(
-            [this] { watcher_.handleNameVanished(); });  // First, so that no failed recovery starts another one.
-        failSentCalls(television::STATUS_NO_ANSWER);     // The next owner does not reply to calls to the earlier owner.
+        nextNameAppearedRetry_ = Deadline::max();
+        runNoexcept([this] { watcher_.handleNameVanished(); });  // First, so that no failed resync starts another one.
+        failSentCalls(television::STATUS_NO_ANSWER);  // The next owner does not reply to calls to the earlier owner.
     }
     if (!owner_.empty()) {
-        announceOwner();
+        notifyWatcherOfOwner();
     }
 }
 
-void ServiceConnection::announceOwner() {
-    nextAnnouncement_ = Deadline::max();
+void ServiceConnection::notifyWatcherOfOwner() {
+    nextNameAppearedRetry_ = Deadline::max();
     try {
         watcher_.handleNameAppeared();
     } catch (...) {  // Memory ran out.
-        announceAgain();
+        repeatNameAppearedLater();
     }
 }
 
-void ServiceConnection::announceAgain() { nextAnnouncement_ = std::chrono::steady_clock::now() + FIRST_DELAY; }
+void ServiceConnection::repeatNameAppearedLater() {
+    nextNameAppearedRetry_ = std::chrono::steady_clock::now() + FIRST_DELAY;
+}
 
 void ServiceConnection::handleNameOwner(std::string const& owner) {
     isOwnerKnown_ = true;
@@ -196,9 +197,9 @@ void ServiceConnection::onOwnerUser(sd_bus_message* reply) {
     } else if (trusted_.allows(user)) {
         setNameOwner(std::move(owner));
     } else {
-        report((std::string(SERVICE) + " belongs to a process of user " + std::to_string(user) + ", expected " +
-                trusted_.text() + ": ignored")
-                   .c_str());
+        writeLogLine((std::string(SERVICE) + " belongs to a process of user " + std::to_string(user) + ", expected " +
+                      trusted_.text() + ": ignored")
+                         .c_str());
     }
     sendHeldCalls();
 }
@@ -234,7 +235,7 @@ void ServiceConnection::onNameOwnerChanged(sd_bus_message* signal) {
 
 void ServiceConnection::startService() {
     int const result =
-        callBusDaemon<&ServiceConnection::onServiceStarted>(startSlot_, "StartServiceByName", SERVICE, NO_FLAGS);
+        callBusDaemon<&ServiceConnection::onServiceStarted>(startServiceSlot_, "StartServiceByName", SERVICE, NO_FLAGS);
     if (result < 0) {
         failHeldCalls(statusOfSendError(result));
     } else {
@@ -245,7 +246,8 @@ void ServiceConnection::startService() {
 void ServiceConnection::onServiceStarted(sd_bus_message* reply) {
     isServiceStarting_ = false;
     sd_bus_error const* const error = sd_bus_message_get_error(reply);
-    if (isOwnerPending() || !owner_.empty()) {  // Also after an error, because a television may start without the bus.
+    if (isOwnerReplyPending() ||
+        !owner_.empty()) {  // Also after an error, because a television may start without the bus.
         sendHeldCalls();
     } else if (error != nullptr) {
         failHeldCalls(statusOfError(*error));

@@ -35,7 +35,7 @@ using MessageBody = std::function<int(sd_bus_message* message)>;
 using Completion = std::function<void(int status)>;
 
 /// The caller of a method. A client's call reconnects a lost bus at once, and starts the television if none is on.
-enum class Caller { CLIENT, PLATFORM };
+enum class CallOrigin { CLIENT_REQUEST, INTERNAL };
 
 /// Receives events of the bus, on the connection's thread and with no lock held.
 class ServiceWatcher {
@@ -45,7 +45,7 @@ public:
     ServiceWatcher& operator=(ServiceWatcher const&) = delete;
     /// The television has lost the name.
     virtual void handleNameVanished() = 0;
-    /// A trusted television owns the name. Called again if it throws, or as `announceAgain` asks.
+    /// A trusted television owns the name. Called again if it throws, or as `repeatNameAppearedLater` asks.
     virtual void handleNameAppeared() = 0;
     /// The television sent a signal.
     virtual void handleSignal(sd_bus_message* signal) = 0;
@@ -77,26 +77,26 @@ public:
 
     /// Calls the method and blocks until the reply or the deadline. A call not sent by then is never sent. Returns a
     /// status. `arguments` and `reply` run on the connection's thread, and never after this function has returned.
-    /// `late` reads a reply that arrives later.
-    int call(Method method, Deadline deadline, MessageBody arguments, MessageBody reply, MessageBody late = {});
+    /// `lateReply` reads a reply that arrives later.
+    int call(Method method, Deadline deadline, MessageBody arguments, MessageBody reply, MessageBody lateReply = {});
 
     /// Calls the method and does not wait. `completion` runs on the connection's thread, after `reply` or a failure.
-    void callAsync(Method method, Caller caller, MessageBody arguments, MessageBody reply, Completion completion);
+    void callAsync(Method method, CallOrigin origin, MessageBody arguments, MessageBody reply, Completion completion);
 
     /// Calls the method without a reply, and does not wait. `arguments` runs later, on the connection's thread. If the
     /// call must be sent but memory runs out, leaves the bus.
-    void callNoReply(Method method, MessageBody arguments, bool mustBeSent = false);
+    void callNoReply(Method method, MessageBody arguments, bool leavesBusIfUnsent = false);
 
     /// Leaves the bus, and connects again: the television then releases all that it keeps for this process. Needs no
     /// memory.
-    void leaveBus();
+    void leaveAndRejoinBus();
 
     /// Runs the task after the delay. Called on the connection's thread, which also runs the task.
     void runLater(std::chrono::milliseconds delay, std::function<void()> task);
 
     /// Calls the watcher's `handleNameAppeared` again after a pause, unless the television is gone by then. Needs no
     /// memory. Called on the connection's thread.
-    void announceAgain();
+    void repeatNameAppearedLater();
 
 private:
     struct PendingCall;
@@ -115,17 +115,17 @@ private:
     void handleNameOwner(std::string const& owner);
     void setNameOwner(std::string owner);
     void clearNameOwner();
-    void announceOwner();
+    void notifyWatcherOfOwner();
     void handleDisconnected();
     /// Whether a reply of the bus about the owner is pending.
-    [[nodiscard]] bool isOwnerPending() const {
+    [[nodiscard]] bool isOwnerReplyPending() const {
         return !isOwnerKnown_ || !candidateOwner_.empty() || isServiceStarting_;
     }
     void startService();
 
     // The calls: service_calls.cpp.
     void startCall(std::shared_ptr<PendingCall> const& call);
-    void routeCall(std::shared_ptr<PendingCall> const& call);
+    void sendHoldOrFailCall(std::shared_ptr<PendingCall> const& call);
     void sendOrHoldCall(std::shared_ptr<PendingCall> const& call);
     int sendCall(std::shared_ptr<PendingCall> const& call);
     void sendHeldCalls();
@@ -153,11 +153,11 @@ private:
     std::atomic<bool> isLeaving_ = false;
 
     // Used on the connection's thread alone.
-    bool isReconnecting_ = true;                   ///< There is no usable bus.
-    Deadline nextAttempt_{};                       ///< When to reconnect.
-    std::chrono::milliseconds retryDelay_;         ///< The delay of the next `scheduleReconnect`.
-    int connectError_ = -ENOTCONN;                 ///< The error number of the last attempt.
-    Deadline nextAnnouncement_ = Deadline::max();  ///< When to call the watcher's `handleNameAppeared` again.
+    bool isBusUnusable_ = true;                         ///< There is no usable bus.
+    Deadline nextAttempt_{};                            ///< When to reconnect.
+    std::chrono::milliseconds retryDelay_;              ///< The delay of the next `scheduleReconnect`.
+    int connectError_ = -ENOTCONN;                      ///< The error number of the last attempt.
+    Deadline nextNameAppearedRetry_ = Deadline::max();  ///< When to call the watcher's `handleNameAppeared` again.
     std::multimap<Deadline, std::function<void()>> timers_;
     std::map<PendingCall const*, std::shared_ptr<PendingCall>> sentCalls_;
     std::vector<std::shared_ptr<PendingCall>> heldCalls_;  ///< Sent when the owner is known.
@@ -167,7 +167,7 @@ private:
     bool isServiceStarting_ = false;                       ///< The bus was asked to start the television.
     Bus bus_;                                              ///< Null while disconnected.
     Slot ownerUserSlot_;                                   ///< All slots are destroyed before the bus.
-    Slot startSlot_;
+    Slot startServiceSlot_;
     std::vector<Slot> slots_;
 
     std::thread thread_;

@@ -46,7 +46,7 @@ int readArray(sd_bus_message* message, char const* contents, std::vector<Element
         elements.clear();
         std::size_t size = wireSize(elements);
         while (sd_bus_message_at_end(message, 0) == 0) {
-            NRX_TRY(requireElement(readElement(elements.emplace_back())));
+            NRX_TRY(endOfMessageToError(readElement(elements.emplace_back())));
             size += wireSize(elements.back());
             if (size > MAX_MESSAGE_BYTES) {  // Checked before the next element takes memory.
                 return -EMSGSIZE;
@@ -124,7 +124,7 @@ int append(sd_bus_message* message, std::vector<objbus::TableOrder> const& order
 
 int read(sd_bus_message* message, std::string& value) {
     char const* text = nullptr;
-    NRX_TRY(requireElement(sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &text)));
+    NRX_TRY(endOfMessageToError(sd_bus_message_read_basic(message, SD_BUS_TYPE_STRING, &text)));
     value = text;
     return wireSize(value) > MAX_MESSAGE_BYTES ? -EMSGSIZE : 1;
 }
@@ -142,7 +142,7 @@ int read(sd_bus_message* message, std::vector<objbus::Argument>& arguments) {
         std::int16_t index = 0;
         std::int16_t flags = 0;
         char const* text = nullptr;
-        NRX_TRY(requireElement(sd_bus_message_read(message, "(nnns)", &argument.tag, &index, &flags, &text)));
+        NRX_TRY(endOfMessageToError(sd_bus_message_read(message, "(nnns)", &argument.tag, &index, &flags, &text)));
         argument.value = text;
         NRX_TRY(readByte(index, argument.index));
         return readByte(flags, argument.flags);
@@ -152,7 +152,7 @@ int read(sd_bus_message* message, std::vector<objbus::Argument>& arguments) {
 int read(sd_bus_message* message, std::vector<objbus::TableSelection>& selections) {
     return readArray(message, "(iis)", selections, [message](objbus::TableSelection& selection) {
         char const* text = nullptr;
-        NRX_TRY(requireElement(sd_bus_message_read(message, "(iis)", &selection.first, &selection.second, &text)));
+        NRX_TRY(endOfMessageToError(sd_bus_message_read(message, "(iis)", &selection.first, &selection.second, &text)));
         selection.value = text;
         return 1;
     });
@@ -166,7 +166,7 @@ int read(sd_bus_message* message, std::vector<objbus::TableOrder>& orders) {
 
 EventLoop makeEventLoop() {
     EventLoop loop;
-    if (int const result = makeInto(loop, sd_event_new); result < 0) {
+    if (int const result = assignFromOutParameter(loop, sd_event_new); result < 0) {
         throw std::system_error(-result, std::generic_category(), "the event loop of the bus");
     }
     return loop;
@@ -191,7 +191,7 @@ std::string addressFromEnvironment() {
 }
 
 int openBus(Bus& bus, std::string const& address) {
-    NRX_TRY(makeInto(bus, sd_bus_new));
+    NRX_TRY(assignFromOutParameter(bus, sd_bus_new));
     NRX_TRY(sd_bus_set_address(bus.get(), address.c_str()));
     NRX_TRY(sd_bus_set_bus_client(bus.get(), 1));
     // Without this call sd-bus would read the environment, which is not safe on every thread.

@@ -49,7 +49,7 @@ using EventSource = std::unique_ptr<sd_event_source, Release<sd_event_source_dis
 
 /// Sets `pointer` to the object that `operation`, a call of libsystemd, returns in its argument; null on failure.
 template <typename Pointer, typename Operation>
-int makeInto(Pointer& pointer, Operation const& operation) {
+int assignFromOutParameter(Pointer& pointer, Operation const& operation) {
     typename Pointer::pointer made = nullptr;
     int const result = operation(&made);
     pointer.reset(made);
@@ -106,12 +106,12 @@ using WireNumber = std::conditional_t<std::is_same_v<Number, long long>, std::in
 
 /// The D-Bus type of a number.
 template <typename Number>
-constexpr char NUMBER_TYPE = television::PlainKind<Number>::SIGNATURE[0];
+constexpr char NUMBER_TYPE = television::PlainKindTraits<Number>::SIGNATURE[0];
 template <>
 inline constexpr char NUMBER_TYPE<unsigned int> = SD_BUS_TYPE_UINT32;
 
 /// Converts the result of a read operation: 0, which means the end of the message, becomes an error.
-inline int requireElement(int result) { return result == 0 ? -ENXIO : result; }
+inline int endOfMessageToError(int readResult) { return readResult == 0 ? -ENXIO : readResult; }
 
 // Appends one value. Returns `-EILSEQ` for a text that the bus does not carry, and `-EMSGSIZE` for a value of more than
 // `MAX_MESSAGE_BYTES`.
@@ -149,7 +149,7 @@ template <typename Number>
 requires std::is_arithmetic_v<Number>
 int read(sd_bus_message* message, Number& value) {
     WireNumber<Number> number{};
-    NRX_TRY(requireElement(sd_bus_message_read_basic(message, NUMBER_TYPE<Number>, &number)));
+    NRX_TRY(endOfMessageToError(sd_bus_message_read_basic(message, NUMBER_TYPE<Number>, &number)));
     value = number;
     return 1;
 }
@@ -158,7 +158,7 @@ requires std::is_arithmetic_v<Number>
 int read(sd_bus_message* message, std::vector<Number>& values) {
     void const* numbers = nullptr;
     std::size_t size = 0;
-    NRX_TRY(requireElement(sd_bus_message_read_array(message, NUMBER_TYPE<Number>, &numbers, &size)));
+    NRX_TRY(endOfMessageToError(sd_bus_message_read_array(message, NUMBER_TYPE<Number>, &numbers, &size)));
     if (wireSize(std::vector<Number>()) + size > MAX_MESSAGE_BYTES) {
         return -EMSGSIZE;
     }
@@ -191,7 +191,7 @@ int appendContainer(sd_bus_message* message, char type, char const* contents, Ap
 /// Enters a container, calls `readContents`, and leaves the container.
 template <typename ReadContents>
 int readContainer(sd_bus_message* message, char type, char const* contents, ReadContents const& readContents) {
-    NRX_TRY(requireElement(sd_bus_message_enter_container(message, type, contents)));
+    NRX_TRY(endOfMessageToError(sd_bus_message_enter_container(message, type, contents)));
     NRX_TRY(readContents());
     return sd_bus_message_exit_container(message);
 }

@@ -13,8 +13,8 @@ namespace bus {
 TaskQueue::TaskQueue(sd_event* loop) : descriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     auto const add = [&] {
         NRX_TRY(descriptor_ < 0 ? -errno : 0);
-        NRX_TRY(makeInto(source_,
-                         [&](auto made) { return sd_event_add_io(loop, made, descriptor_, EPOLLIN, runTasks, this); }));
+        NRX_TRY(assignFromOutParameter(
+            source_, [&](auto made) { return sd_event_add_io(loop, made, descriptor_, EPOLLIN, runTasks, this); }));
         return sd_event_source_set_priority(source_.get(), SD_EVENT_PRIORITY_IMPORTANT);
     };
     if (int const result = add(); result < 0) {

@@ -23,7 +23,7 @@ constexpr char CLIENT_LEFT_RULE[] =
 template <typename Operation, typename... Arguments>
 Slot makeSlot(Operation const& operation, sd_bus* bus, Arguments const&... arguments) {
     Slot made;
-    int const result = makeInto(made, [&](auto slot) { return operation(bus, slot, arguments...); });
+    int const result = assignFromOutParameter(made, [&](auto slot) { return operation(bus, slot, arguments...); });
     if (result < 0) {
         throw std::system_error(-result, std::generic_category(), "sd-bus refuses a handler");
     }

@@ -61,8 +61,9 @@ int readCredentials(sd_bus_message* reply, uid_t& user, std::vector<gid_t>& grou
 }  // namespace
 
 CallFilter::CallFilter(sd_bus* bus, Permissions permissions) : bus_(bus), permissions_(std::move(permissions)) {
-    filterSlot_ = makeSlot(sd_bus_add_filter, bus, dispatch<&CallFilter::filterCall>, this);
-    clientLeftSlot_ = makeSlot(sd_bus_add_match, bus, CLIENT_LEFT_RULE, dispatch<&CallFilter::handleClientLeft>, this);
+    filterSlot_ = makeSlot(sd_bus_add_filter, bus, memberHandler<&CallFilter::filterCall>, this);
+    clientLeftSlot_ =
+        makeSlot(sd_bus_add_match, bus, CLIENT_LEFT_RULE, memberHandler<&CallFilter::handleClientLeft>, this);
 }
 
 int CallFilter::filterCall(sd_bus_message* call, sd_bus_error* error) {
@@ -80,7 +81,7 @@ int CallFilter::filterCall(sd_bus_message* call, sd_bus_error* error) {
         }
     }
     Client& client = position->second;
-    if (!client.isKnown) {
+    if (!client.hasCredentials) {
         Message held(sd_bus_message_ref(call));
         client.heldCalls.push_back(std::move(held));
         return 1;
@@ -89,7 +90,7 @@ int CallFilter::filterCall(sd_bus_message* call, sd_bus_error* error) {
 }
 
 int CallFilter::requestCredentials(Client& client) {
-    return makeInto(client.credentialsSlot, [&](auto slot) {
+    return assignFromOutParameter(client.credentialsSlot, [&](auto slot) {
         return sd_bus_call_method_async(bus_, slot, BUS_NAME, BUS_PATH, BUS_NAME, "GetConnectionCredentials",
                                         handleCredentials, &client, "s", client.name.c_str());
     });
@@ -108,20 +109,20 @@ void CallFilter::applyCredentials(Client& client, sd_bus_message* reply) {
     auto const heldCalls = std::exchange(client.heldCalls, {});
     Slot const slot = std::move(client.credentialsSlot);
     try {
-        client.isKnown =
+        client.hasCredentials =
             sd_bus_message_is_method_error(reply, nullptr) == 0 && readCredentials(reply, client.user, groups) >= 0;
     } catch (std::bad_alloc const&) {  // The held calls are refused.
     }
-    if (client.isKnown) {
+    if (client.hasCredentials) {
         client.access = permissions_.of(client.user, groups);
     }
     for (auto const& call : heldCalls) {
         // sd-bus handles the held calls in their order, and before it reads any other message.
-        if (!client.isKnown || sd_bus_enqueue_for_read(bus_, call.get()) < 0) {
+        if (!client.hasCredentials || sd_bus_enqueue_for_read(bus_, call.get()) < 0) {
             sd_bus_reply_method_errorf(call.get(), SD_BUS_ERROR_ACCESS_DENIED, "the bus does not say whose call it is");
         }
     }
-    if (!client.isKnown) {
+    if (!client.hasCredentials) {
         clients_.erase(clients_.find(client.name));  // The next call requests the credentials again.
     }
 }
@@ -129,8 +130,8 @@ void CallFilter::applyCredentials(Client& client, sd_bus_message* reply) {
 int CallFilter::refuse(Client const& client, sd_bus_message* call, sd_bus_error* error) {
     char const* const does = client.access == Access::NONE ? "is not served" : "may only read";
     std::string const what = "user " + std::to_string(client.user) + ' ' + does;
-    if (reportedUsers_.insert(client.user).second) {  // Reported here, because a caller may request no reply.
-        report(what + ": " + sd_bus_message_get_member(call) + " is refused");
+    if (reportedRefusedUsers_.insert(client.user).second) {  // Reported here, because a caller may request no reply.
+        printError(what + ": " + sd_bus_message_get_member(call) + " is refused");
     }
     return sd_bus_error_set(error, SD_BUS_ERROR_ACCESS_DENIED, what.c_str());
 }

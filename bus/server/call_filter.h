@@ -26,7 +26,7 @@ private:
     struct Client {
         CallFilter& filter;
         std::string const name;
-        bool isKnown = false;  ///< Whether the bus has sent the credentials.
+        bool hasCredentials = false;  ///< Whether the bus has sent the credentials.
         uid_t user = 0;
         Access access = Access::NONE;
         std::vector<Message> heldCalls{};  ///< The calls until the client is known.
@@ -44,7 +44,7 @@ private:
     sd_bus* const bus_;
     Permissions const permissions_;
     std::map<std::string, Client, std::less<>> clients_;  ///< By name of the connection.
-    std::set<uid_t> reportedUsers_;                       ///< The users of whom a refused call was reported.
+    std::set<uid_t> reportedRefusedUsers_;                ///< The users of whom a refused call was reported.
     Slot filterSlot_;
     Slot clientLeftSlot_;
 };

@@ -24,15 +24,15 @@ int catchToError(sd_bus_error* error, Body const& body) noexcept {
 
 /// An sd-bus handler that calls the member function `METHOD` of its object.
 template <auto METHOD>
-struct Dispatch;
+struct MemberHandlerAdapter;
 
 template <typename Object, int (Object::*METHOD)(sd_bus_message*, sd_bus_error*)>
-struct Dispatch<METHOD> {
+struct MemberHandlerAdapter<METHOD> {
     static int handle(sd_bus_message* message, void* object, sd_bus_error* error) noexcept {
         return catchToError(error, [=] { return (static_cast<Object*>(object)->*METHOD)(message, error); });
     }
 };
 template <auto METHOD>
-constexpr sd_bus_message_handler_t dispatch = Dispatch<METHOD>::handle;
+constexpr sd_bus_message_handler_t memberHandler = MemberHandlerAdapter<METHOD>::handle;
 
 }  // namespace bus::server

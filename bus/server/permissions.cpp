@@ -22,12 +22,12 @@ Access find(std::map<Number, Access> const& all, Number number) {
 
 Permissions::Permissions() : users_{{0, Access::ALL}, {::geteuid(), Access::ALL}} {}
 
-bool Permissions::allow(std::string const& name, Access access) {
-    if (name == "any") {
+bool Permissions::grant(std::string const& userOrGroup, Access access) {
+    if (userOrGroup == "any") {
         raise(everybody_, access);
-    } else if (auto const group = name.starts_with('@') ? findGroup(name.substr(1)) : std::nullopt) {
+    } else if (auto const group = userOrGroup.starts_with('@') ? findGroup(userOrGroup.substr(1)) : std::nullopt) {
         raise(groups_[*group], access);
-    } else if (auto const user = findUser(name)) {
+    } else if (auto const user = findUser(userOrGroup)) {
         raise(users_[*user], access);
     } else {
         return false;

@@ -19,7 +19,7 @@ public:
 
     /// Gives access to a user (a name or number), to a group (a name or number after an @), or to "any". Returns false
     /// for an unknown name.
-    bool allow(std::string const& name, Access access);
+    bool grant(std::string const& userOrGroup, Access access);
     /// The highest access of the user and the groups.
     [[nodiscard]] Access of(uid_t user, std::vector<gid_t> const& groups) const;
 

@@ -14,7 +14,7 @@
 
 namespace bus::server {
 
-void report(std::string const& problem) {
+void printError(std::string const& problem) {
     // A pipe that is ready for writing takes `PIPE_BUF` bytes without blocking.
     std::string const line = television::shortened("nrx_television: " + problem, PIPE_BUF - 4) + '\n';
     pollfd output{STDERR_FILENO, POLLOUT, 0};
@@ -24,27 +24,27 @@ void report(std::string const& problem) {
     }
 }
 
-void reportObject(std::string const& key, std::string const& problem) {
-    report(television::typed(key) + ": " + television::printable(problem));
+void printObjectError(std::string const& key, std::string const& problem) {
+    printError(television::typed(key) + ": " + television::printable(problem));
 }
 
-std::string reasonOf(int failure) {
-    switch (failure) {
+std::string reasonOf(int negativeErrno) {
+    switch (negativeErrno) {
         case -EILSEQ:
             return "found a text that the bus does not carry, expected UTF-8 without zero bytes and noncharacters";
         case -EMSGSIZE:
             return "found more than the bus carries, expected at most " +
                    std::to_string(MAX_MESSAGE_BYTES / 1024 / 1024) + " MiB";
         default:
-            return std::generic_category().message(-failure);
+            return std::generic_category().message(-negativeErrno);
     }
 }
 
-int refuseUnread(sd_bus_error* error, std::string const& key, int failure) {
-    if (failure != -EMSGSIZE) {
-        return failure;
+int refuseCall(sd_bus_error* error, std::string const& key, int negativeErrno) {
+    if (negativeErrno != -EMSGSIZE) {
+        return negativeErrno;
     }
-    reportObject(key, "a call is refused: " + reasonOf(failure));
+    printObjectError(key, "a call is refused: " + reasonOf(negativeErrno));
     return setStatusError(error, television::STATUS_NOT_CARRIED);
 }
 

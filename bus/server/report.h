@@ -9,16 +9,16 @@
 namespace bus::server {
 
 /// Writes one line, which begins with the name of the program.
-void report(std::string const& problem);
+void printError(std::string const& problem);
 
 /// Writes one line about the object under the key.
-void reportObject(std::string const& key, std::string const& problem);
+void printObjectError(std::string const& key, std::string const& problem);
 
 /// Returns the text of a negative error number from appending to a message or from sending a message.
-std::string reasonOf(int failure);
+std::string reasonOf(int negativeErrno);
 
 /// Returns a handler's result for a call whose arguments cannot be read. Arguments of too many bytes are reported with
 /// the key of the called object, and `error` is set to a status.
-int refuseUnread(sd_bus_error* error, std::string const& key, int failure);
+int refuseCall(sd_bus_error* error, std::string const& key, int negativeErrno);
 
 }  // namespace bus::server

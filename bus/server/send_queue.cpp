@@ -10,58 +10,59 @@
 namespace bus::server {
 
 int SendQueue::send(Message message, std::size_t size) {
-    LatestMessage none;
-    return send(std::move(message), size, none);
+    ReplaceableMessage none;
+    return sendOrReplace(std::move(message), size, none);
 }
 
-int SendQueue::send(Message message, std::size_t size, LatestMessage& latest) {
+int SendQueue::sendOrReplace(Message message, std::size_t size, ReplaceableMessage& replaceable) {
     QueuedMessage next{std::move(message), size + MESSAGE_OVERHEAD};
-    if (auto const earlier = latest.queued_.lock()) {
+    if (auto const earlier = replaceable.queued_.lock()) {
         *earlier = std::move(next);
         return 0;
     }
-    int const result = isWaiting() || !hasRoom() ? -ENOBUFS : sendNow(next);
+    int const result = isWaiting() || !hasSdBusQueueRoom() ? -ENOBUFS : sendNow(next);
     if (result == -ENOBUFS) {
         waiting_.push_back(std::make_shared<QueuedMessage>(std::move(next)));
-        latest.queued_ = waiting_.back();
+        replaceable.queued_ = waiting_.back();
         return 0;
     }
     return result;
 }
 
 void SendQueue::sendWaiting() {
-    while (isWaiting() && hasRoom()) {
+    while (isWaiting() && hasSdBusQueueRoom()) {
         QueuedMessage const& next = *waiting_.front();
         int const result = sendNow(next);
         if (result == -ENOBUFS) {
             return;
         }
         if (result < 0) {
-            reportObject(sd_bus_message_get_path(next.message.get()), "a message cannot be sent: " + reasonOf(result));
+            printObjectError(sd_bus_message_get_path(next.message.get()),
+                             "a message cannot be sent: " + reasonOf(result));
         }
         waiting_.pop_front();
     }
 }
 
-bool SendQueue::hasRoom() {
+bool SendQueue::hasSdBusQueueRoom() {
     std::uint64_t unsent = 0;
     sd_bus_get_n_queued_write(bus_, &unsent);
-    // `unsent` also counts replies, so `connectionSizes_` may keep some sent messages. It has all unsent messages.
-    while (connectionSizes_.size() > unsent) {
-        assert(connectionBytes_ >= connectionSizes_.front());
-        connectionBytes_ -= connectionSizes_.front();
-        connectionSizes_.pop_front();
+    // `unsent` also counts replies, so `sdBusQueueSizes_` may keep some sent messages. It has all unsent messages.
+    while (sdBusQueueSizes_.size() > unsent) {
+        assert(sdBusQueueBytes_ >= sdBusQueueSizes_.front());
+        sdBusQueueBytes_ -= sdBusQueueSizes_.front();
+        sdBusQueueSizes_.pop_front();
     }
-    return connectionBytes_ < MAX_CONNECTION_BYTES;
+    return sdBusQueueBytes_ < MAX_SD_BUS_QUEUE_BYTES;
 }
 
 int SendQueue::sendNow(QueuedMessage const& queued) {
-    connectionSizes_.push_back(queued.size);  // First: what cannot be counted is not sent.
+    sdBusQueueSizes_.push_back(queued.size);  // First: what cannot be counted is not sent.
     if (int const result = sd_bus_send(bus_, queued.message.get(), nullptr); result < 0) {
-        connectionSizes_.pop_back();
+        sdBusQueueSizes_.pop_back();
         return result;
     }
-    connectionBytes_ += queued.size;
+    sdBusQueueBytes_ += queued.size;
     return 0;
 }
 

@@ -11,7 +11,7 @@
 namespace bus::server {
 
 /// Sends messages in order. While the bus reads no messages, sd-bus's own queue takes messages until it holds
-/// `MAX_CONNECTION_BYTES`, and further messages wait here. Used on the loop's thread.
+/// `MAX_SD_BUS_QUEUE_BYTES`, and further messages wait here. Used on the loop's thread.
 class SendQueue {
     struct QueuedMessage {
         Message message;
@@ -21,10 +21,10 @@ class SendQueue {
 public:
     /// A message's approximate size in memory without its contents.
     static constexpr std::size_t MESSAGE_OVERHEAD = std::size_t{4} * 1024;
-    static constexpr std::size_t MAX_CONNECTION_BYTES = std::size_t{8} * 1024 * 1024;
+    static constexpr std::size_t MAX_SD_BUS_QUEUE_BYTES = std::size_t{8} * 1024 * 1024;
 
     /// Refers to the last message of a series while that message waits.
-    class LatestMessage {
+    class ReplaceableMessage {
         friend SendQueue;
         std::weak_ptr<QueuedMessage> queued_;
     };
@@ -37,19 +37,19 @@ public:
     /// Sends a message now or later. `size` is the size of the contents. Returns 0 or a negative error number.
     int send(Message message, std::size_t size);
     /// The same for a message of a series: replaces the last message of the series if the last message still waits.
-    int send(Message message, std::size_t size, LatestMessage& latest);
+    int sendOrReplace(Message message, std::size_t size, ReplaceableMessage& replaceable);
 
     /// Sends waiting messages while sd-bus's queue has room. Must be called after sd-bus may have sent messages.
     void sendWaiting();
     [[nodiscard]] bool isWaiting() const { return !waiting_.empty(); }
 
 private:
-    [[nodiscard]] bool hasRoom();
+    [[nodiscard]] bool hasSdBusQueueRoom();
     int sendNow(QueuedMessage const& queued);
 
     sd_bus* const bus_;
-    std::deque<std::size_t> connectionSizes_;  ///< The sizes of the messages in sd-bus's queue, oldest first.
-    std::size_t connectionBytes_ = 0;
+    std::deque<std::size_t> sdBusQueueSizes_;  ///< The sizes of the messages in sd-bus's queue, oldest first.
+    std::size_t sdBusQueueBytes_ = 0;
     std::deque<std::shared_ptr<QueuedMessage>> waiting_;
 };
 

@@ -45,7 +45,7 @@ public:
 private:
     template <typename Rows>
     void emitRows(char const* member, Rows const& rows) {
-        if (!emitter_.emitSignalIfCarried(member, rows)) {
+        if (!emitter_.emitSignalIfWithinSizeLimit(member, rows)) {
             notifyIteratorReady(television::STATUS_NOT_CARRIED);
         }
     }
@@ -65,7 +65,7 @@ public:
         : emitter_(std::move(emitter)), loop_(loop), table_(table) {
         auto observer = std::make_unique<IteratorObserver>(emitter_);
         auto* const receiver = observer.get();
-        observer_.push_back(std::move(observer));
+        observerNode_.push_back(std::move(observer));
         iterator_ = table.createIterator(type, receiver, selections, columns, orders);
     }
     ServedIterator(ServedIterator const&) = delete;
@@ -77,7 +77,7 @@ public:
         } catch (...) {  // The model still has the iterator.
         }
         if (iterator_ != nullptr) {
-            loop_.orphanedObservers.splice(loop_.orphanedObservers.end(), observer_);
+            loop_.undisconnectedObservers.splice(loop_.undisconnectedObservers.end(), observerNode_);
         }
     }
 
@@ -100,7 +100,7 @@ private:
     SignalEmitter const emitter_;
     ServerLoop& loop_;
     objbus::ObjectTable& table_;
-    ServerLoop::Observers observer_;  ///< One.
+    ServerLoop::ObserverList observerNode_;  ///< One.
     objbus::TableIterator* iterator_ = nullptr;
 };
 
@@ -125,7 +125,7 @@ int handleCall(sd_bus_message* call, void* found, sd_bus_error* error) noexcept 
             return 0;
         };
         int const result = std::apply(readAndOperate, arguments);
-        return result < 0 ? refuseUnread(error, served.key(), result) : sd_bus_reply_method_return(call, "");
+        return result < 0 ? refuseCall(error, served.key(), result) : sd_bus_reply_method_return(call, "");
     });
 }
 
@@ -172,7 +172,7 @@ ServedIterators::ServedIterators(sd_bus* bus, ServerLoop& loop) : loop_(loop), p
                               findIterator, this);
     nodesSlot_ = makeSlot(sd_bus_add_node_enumerator, bus, ITERATOR_PATH, enumerateNodes, this);
     clientLeftSlot_ =
-        makeSlot(sd_bus_add_match, bus, CLIENT_LEFT_RULE, dispatch<&ServedIterators::handleClientLeft>, this);
+        makeSlot(sd_bus_add_match, bus, CLIENT_LEFT_RULE, memberHandler<&ServedIterators::handleClientLeft>, this);
 }
 
 ServedIterators::~ServedIterators() = default;
@@ -211,7 +211,7 @@ int ServedIterators::handleCreate(sd_bus_message* call, ServedObject const& tabl
     std::vector<int> columns;
     std::vector<objbus::TableOrder> orders;
     if (int const result = readAll(call, type, selections, columns, orders); result < 0) {
-        return refuseUnread(error, table.key(), result);
+        return refuseCall(error, table.key(), result);
     }
     std::string const client = sd_bus_message_get_sender(call);
     auto const paths = clientPaths_.find(client);

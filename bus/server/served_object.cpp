@@ -33,7 +33,7 @@ std::unique_ptr<ServedObject> ServedObject::connect(ObjectContext const& context
                                                     objbus::ObjectTypeSpec type) {
     TypeDescriptor const* const descriptor = findDescriptor(type);
     if (sd_bus_object_path_is_valid(pathOf(key).c_str()) == 0) {
-        reportObject(key, "found a key that is too long for the bus");
+        printObjectError(key, "found a key that is too long for the bus");
         return nullptr;
     }
     SignalEmitter emitter(context.sendQueue, context.loop.tasks,
@@ -46,30 +46,30 @@ bool ServedObject::connectObserver() {
     if (descriptor_ == nullptr) {
         return true;
     }
-    observer_.push_back(descriptor_->makeObserver(emitter_));
+    observerNode_.push_back(descriptor_->makeObserver(emitter_));
     try {
-        int const status = context_.root.connectObject(key(), observer_.front().get(), object_);
+        int const status = context_.rootInterface.connectObject(key(), observerNode_.front().get(), object_);
         if (status == television::STATUS_OK) {
             return descriptor_->isInstance(object_);  // The key may have an object of another type now.
         }
-        reportObject(key(), "cannot be connected to, status " + std::to_string(status));
+        printObjectError(key(), "cannot be connected to, status " + std::to_string(status));
     } catch (std::bad_alloc const&) {  // The server tries again.
         throw;
     } catch (std::exception const& failure) {
-        reportObject(key(), std::string("cannot be connected to: ") + failure.what());
+        printObjectError(key(), std::string("cannot be connected to: ") + failure.what());
     }
     return false;
 }
 
 ServedObject::~ServedObject() {
     emitter_.close();
-    if (observer_.empty()) {
+    if (observerNode_.empty()) {
         return;
     }
     try {
-        context_.root.disconnectObject(key(), observer_.front().get(), object_);
+        context_.rootInterface.disconnectObject(key(), observerNode_.front().get(), object_);
     } catch (...) {  // The observer is still registered.
-        context_.loop.orphanedObservers.splice(context_.loop.orphanedObservers.end(), observer_);
+        context_.loop.undisconnectedObservers.splice(context_.loop.undisconnectedObservers.end(), observerNode_);
     }
 }
 
@@ -77,7 +77,7 @@ bool ServedObject::hasInterface(std::string const& interface) const {
     return interface == OBJECT_INTERFACE || (descriptor_ != nullptr && interface == descriptor_->interface);
 }
 
-std::size_t ServedObject::sizeWithoutValue() const {
+std::size_t ServedObject::entryBytesWithoutValue() const {
     constexpr std::size_t NAMES_BYTES = 256;  // The names of two interfaces and two properties, with their padding.
     return path().size() + NAMES_BYTES;
 }
@@ -96,11 +96,11 @@ int ServedObject::appendInterfacesAndProperties(sd_bus_message* message, std::si
                                 [&] { return appendProperty(message, "Type", "i", static_cast<int>(type_)); }));
         return descriptor_ == nullptr ? 0 : appendInterface(message, descriptor_->interface, [&] {
             int const result = descriptor_->appendProperties(message, *this, remainingBytes);
-            bool const wasOmitted = std::exchange(isValueOmitted_, result == -EMSGSIZE);
-            if (isValueOmitted_ && !wasOmitted) {
-                reportObject(key(), "the value is left out of the list of objects: " + reasonOf(result));
+            bool const wasOmitted = std::exchange(isValueOmittedFromList_, result == -EMSGSIZE);
+            if (isValueOmittedFromList_ && !wasOmitted) {
+                printObjectError(key(), "the value is left out of the list of objects: " + reasonOf(result));
             }
-            return isValueOmitted_ ? 0 : result;
+            return isValueOmittedFromList_ ? 0 : result;
         });
     });
 }

@@ -44,7 +44,7 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
     : television_(television),
       loop_(loop),
       bus_(std::move(connected)),
-      filter_(bus_.get(), std::move(permissions)),
+      callFilter_(bus_.get(), std::move(permissions)),
       sendQueue_(bus_.get()) {
     sd_bus* const bus = bus_.get();
     addBusSource();
@@ -59,17 +59,18 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
     }
     static constexpr sd_bus_vtable MODEL_VTABLE[] = {
         SD_BUS_VTABLE_START(0),
-        SD_BUS_METHOD(SYNC_METHOD, "", "", dispatch<&Server::handleSync>, SD_BUS_VTABLE_UNPRIVILEGED),
+        SD_BUS_METHOD(SYNC_METHOD, "", "", memberHandler<&Server::handleSync>, SD_BUS_VTABLE_UNPRIVILEGED),
         SD_BUS_VTABLE_END,
     };
-    addVtable(MODEL_INTERFACE, MODEL_VTABLE, findModel);
+    addVtable(MODEL_INTERFACE, MODEL_VTABLE, findModelInterface);
     slots_.push_back(makeSlot(sd_bus_add_node_enumerator, bus, MODEL_PATH, enumerateNodes, this));
     slots_.push_back(makeSlot(sd_bus_add_object_manager, bus, MODEL_PATH));
-    slots_.push_back(makeSlot(sd_bus_add_object, bus, MODEL_PATH, dispatch<&Server::handleGetManagedObjects>, this));
+    slots_.push_back(
+        makeSlot(sd_bus_add_object, bus, MODEL_PATH, memberHandler<&Server::handleGetManagedObjects>, this));
     terminationSources_.push_back(addTerminationSource(SIGTERM));
     terminationSources_.push_back(addTerminationSource(SIGINT));
     television_.setObjectListener([this](std::string const& key) {
-        tryUpdate([&] { loop_.tasks.post([this, key] { tryUpdate([&] { updateObject(key); }); }); });
+        tryRefresh([&] { loop_.tasks.post([this, key] { tryRefresh([&] { refreshServedObject(key); }); }); });
     });
     for (auto const& [key, type] : television_.objects()) {
         if (auto object = ServedObject::connect(*context_, key, type)) {
@@ -112,38 +113,38 @@ void Server::requestName() {
     }
 }
 
-template <typename Update>
-void Server::tryUpdate(Update const& update) noexcept {
+template <typename Refresh>
+void Server::tryRefresh(Refresh const& refresh) noexcept {
     try {
-        update();
+        refresh();
     } catch (...) {  // Memory ran out.
-        isUpdateMissed_ = true;
+        isRefreshFailed_ = true;
         loop_.tasks.wake();
     }
 }
 
-void Server::repeatMissedUpdates() {
-    if (isUpdateMissed_.exchange(false)) {
-        tryUpdate([this] { updateAllObjects(); });
+void Server::retryFailedRefresh() {
+    if (isRefreshFailed_.exchange(false)) {
+        tryRefresh([this] { refreshAllServedObjects(); });
     }
 }
 
-void Server::updateAllObjects() {
+void Server::refreshAllServedObjects() {
     auto objects = television_.objects();
     for (auto const& [path, object] : objects_) {
         objects.emplace(object->key(), object->type());
     }
     for (auto const& [key, type] : objects) {
-        updateObject(key);
+        refreshServedObject(key);
     }
 }
 
-void Server::updateObject(std::string const& key) {
+void Server::refreshServedObject(std::string const& key) {
     auto const type = television_.type(key);
     auto added = type ? ServedObject::connect(*context_, key, *type) : nullptr;
     if (auto const old = objects_.find(pathOf(key)); old != objects_.end()) {
         if (added && added->isSameObject(*old->second)) {
-            return;  // An earlier update of the key has announced this object.
+            return;  // An earlier refresh of the key has announced this object.
         }
         emitManagerSignal(*old->second, "InterfacesRemoved",
                           [&removed = *old->second](sd_bus_message* message, std::size_t&) {
@@ -169,16 +170,16 @@ template <typename AppendContents>
 void Server::emitManagerSignal(ServedObject const& object, char const* member, AppendContents const& appendContents) {
     auto const makeAndSend = [&] {
         Message signal;
-        NRX_TRY(makeInto(signal, [&](auto made) {
+        NRX_TRY(assignFromOutParameter(signal, [&](auto made) {
             return sd_bus_message_new_signal(bus_.get(), made, MODEL_PATH, MANAGER_INTERFACE, member);
         }));
         NRX_TRY(sd_bus_message_append(signal.get(), "o", object.path().c_str()));
-        std::size_t remainingBytes = MAX_MESSAGE_BYTES - object.sizeWithoutValue();
+        std::size_t remainingBytes = MAX_MESSAGE_BYTES - object.entryBytesWithoutValue();
         NRX_TRY(appendContents(signal.get(), remainingBytes));
         return sendQueue_.send(std::move(signal), MAX_MESSAGE_BYTES - remainingBytes);
     };
     if (int const result = makeAndSend(); result < 0) {
-        reportObject(object.key(), std::string(member) + " cannot be sent: " + reasonOf(result));
+        printObjectError(object.key(), std::string(member) + " cannot be sent: " + reasonOf(result));
     }
 }
 
@@ -189,14 +190,14 @@ int Server::handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error) {
     }
     std::size_t size = 0;
     for (auto const& [path, object] : objects_) {
-        size += object->sizeWithoutValue();
+        size += object->entryBytesWithoutValue();
     }
     if (size > MAX_MESSAGE_BYTES) {
-        return refuseUnread(error, MODEL_PATH, -EMSGSIZE);
+        return refuseCall(error, MODEL_PATH, -EMSGSIZE);
     }
     std::size_t remainingBytes = MAX_MESSAGE_BYTES - size;
     Message reply;
-    NRX_TRY(makeInto(reply, [call](auto made) { return sd_bus_message_new_method_return(call, made); }));
+    NRX_TRY(assignFromOutParameter(reply, [call](auto made) { return sd_bus_message_new_method_return(call, made); }));
     NRX_TRY(appendContainer(reply.get(), SD_BUS_TYPE_ARRAY, "{oa{sa{sv}}}", [&] {
         for (auto const& entry : objects_) {
             NRX_TRY(appendContainer(reply.get(), SD_BUS_TYPE_DICT_ENTRY, "oa{sa{sv}}", [&] {
@@ -221,8 +222,8 @@ int Server::findObject(sd_bus* /*bus*/, char const* path, char const* interface,
     });
 }
 
-int Server::findModel(sd_bus* /*bus*/, char const* path, char const* /*interface*/, void* server, void** found,
-                      sd_bus_error* /*error*/) noexcept {
+int Server::findModelInterface(sd_bus* /*bus*/, char const* path, char const* /*interface*/, void* server, void** found,
+                               sd_bus_error* /*error*/) noexcept {
     *found = server;
     return std::string_view(path) == MODEL_PATH ? 1 : 0;  // sd-bus also asks for paths below `MODEL_PATH`.
 }
@@ -239,7 +240,8 @@ int Server::handleSync(sd_bus_message* call, sd_bus_error* /*error*/) {
         sd_bus_error error{};
         int const result = catchToError(&error, [&] {
             Message reply;
-            NRX_TRY(makeInto(reply, [&](auto made) { return sd_bus_message_new_method_return(pending.get(), made); }));
+            NRX_TRY(assignFromOutParameter(
+                reply, [&](auto made) { return sd_bus_message_new_method_return(pending.get(), made); }));
             return sendQueue_.send(std::move(reply), 0);
         });
         if (result < 0) {

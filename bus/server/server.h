@@ -37,18 +37,18 @@ public:
 
     [[nodiscard]] std::size_t objectCount() const { return objects_.size(); }
 
-    /// Runs the event loop once, and waits for an event if `waits`. Returns false after a SIGTERM or SIGINT.
+    /// Runs the event loop once, and waits for an event if `waitsForEvent`. Returns false after a SIGTERM or SIGINT.
     /// Throws `std::runtime_error` if the bus is lost.
-    bool runOnce(bool waits);
+    bool runOnceUnlessTerminated(bool waitsForEvent);
 
-    /// Returns when the signals of all changes so far are sent to the bus. Throws as `runOnce` does.
+    /// Returns when the signals of all changes so far are sent to the bus. Throws as `runOnceUnlessTerminated` does.
     void waitUntilSent();
 
 private:
     static int findObject(sd_bus* bus, char const* path, char const* interface, void* server, void** found,
                           sd_bus_error* error) noexcept;
-    static int findModel(sd_bus* bus, char const* path, char const* interface, void* server, void** found,
-                         sd_bus_error* error) noexcept;
+    static int findModelInterface(sd_bus* bus, char const* path, char const* interface, void* server, void** found,
+                                  sd_bus_error* error) noexcept;
     static int enumerateNodes(sd_bus* bus, char const* prefix, void* server, char*** nodes,
                               sd_bus_error* error) noexcept;
     int handleSync(sd_bus_message* call, sd_bus_error* error);
@@ -56,33 +56,33 @@ private:
 
     void addObject(std::unique_ptr<ServedObject> object);
     /// Replaces the key's served object by the model's current object.
-    void updateObject(std::string const& key);
-    void updateAllObjects();
-    /// Updates all objects if an update ran out of memory.
-    void repeatMissedUpdates();
-    /// Runs an update, or remembers that all objects must be updated when there is memory again. Any thread may call.
-    template <typename Update>
-    void tryUpdate(Update const& update) noexcept;
+    void refreshServedObject(std::string const& key);
+    void refreshAllServedObjects();
+    /// Refreshes all objects if a refresh ran out of memory.
+    void retryFailedRefresh();
+    /// Runs a refresh, or remembers that all objects must be refreshed when there is memory again. Any thread may call.
+    template <typename Refresh>
+    void tryRefresh(Refresh const& refresh) noexcept;
     int handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error);
     /// Sends a signal of the object manager about the object.
     template <typename AppendContents>
     void emitManagerSignal(ServedObject const& object, char const* member, AppendContents const& appendContents);
-    /// Returns when the signals of all changes so far are in the send queue. Throws as `runOnce` does.
+    /// Returns when the signals of all changes so far are in the send queue. Throws as `runOnceUnlessTerminated` does.
     void runTasks();
-    void requireBus() const;
+    void throwIfBusLost() const;
     /// Runs the event loop once, then handles one message of the bus. Without memory that message is lost alone.
-    void runLoopOnce(bool waits);
+    void runLoopOnce(bool waitsForEvent);
     void addBusSource();
     [[nodiscard]] EventSource addTerminationSource(int signal);
 
     simulator::Television& television_;
     ServerLoop& loop_;
     Bus const bus_;
-    CallFilter filter_;
+    CallFilter callFilter_;
     SendQueue sendQueue_;
     bool isTerminating_ = false;
-    bool isReadAgain_ = false;  ///< Memory ran out while the bus was read.
-    std::atomic<bool> isUpdateMissed_ = false;
+    bool isBusReadInterrupted_ = false;  ///< Memory ran out while the bus was read.
+    std::atomic<bool> isRefreshFailed_ = false;
     std::optional<ServedIterators> iterators_;
     std::optional<ObjectContext> context_;
     std::map<std::string, std::unique_ptr<ServedObject>, std::less<>> objects_;  ///< By their paths.

@@ -12,9 +12,9 @@ namespace bus::server {
 struct ServerLoop {
     EventLoop const loop = makeEventLoop();
     TaskQueue tasks{loop.get()};
-    using Observers = std::list<std::unique_ptr<objbus::Observer>>;  ///< A move between lists allocates no memory.
+    using ObserverList = std::list<std::unique_ptr<objbus::Observer>>;  ///< A move between lists allocates no memory.
     /// Observers that could not be disconnected. These observers ignore notifications.
-    Observers orphanedObservers;
+    ObserverList undisconnectedObservers;
 };
 
 }  // namespace bus::server

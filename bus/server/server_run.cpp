@@ -31,27 +31,27 @@ void requireSuccess(int result) {
 
 void Server::addBusSource() {
     // Does not use sd_bus_attach_event, which ends the connection when memory runs out.
-    requireSuccess(makeInto(busSource_, [this](auto source) {
+    requireSuccess(assignFromOutParameter(busSource_, [this](auto source) {
         return sd_event_add_io(loop_.loop.get(), source, sd_bus_get_fd(bus_.get()), 0, handleReadable, nullptr);
     }));
 }
 
-bool Server::runOnce(bool waits) {
-    requireBus();  // Checks also before the wait, because a lost bus causes no event.
+bool Server::runOnceUnlessTerminated(bool waitsForEvent) {
+    throwIfBusLost();  // Checks also before the wait, because a lost bus causes no event.
     if (isTerminating_) {
         return false;
     }
-    repeatMissedUpdates();
-    runLoopOnce(waits && !isUpdateMissed_);
+    retryFailedRefresh();
+    runLoopOnce(waitsForEvent && !isRefreshFailed_);
     try {
         sendQueue_.sendWaiting();
     } catch (std::bad_alloc const&) {  // The next call sends the waiting messages.
     }
-    requireBus();
+    throwIfBusLost();
     return !isTerminating_;
 }
 
-void Server::runLoopOnce(bool waits) {
+void Server::runLoopOnce(bool waitsForEvent) {
     sd_bus* const bus = bus_.get();
     auto const step = [&] {
         std::uint64_t due = UINT64_MAX;  // The due time of the monotonic clock in microseconds.
@@ -60,19 +60,19 @@ void Server::runLoopOnce(bool waits) {
         auto const elapsed = std::chrono::steady_clock::now().time_since_epoch();
         auto const now = static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(elapsed).count());
         std::uint64_t const untilDue = due == UINT64_MAX ? due : due - std::min(due, now);
-        NRX_TRY(sd_event_run(loop_.loop.get(), waits && !isReadAgain_ ? untilDue : 0));
+        NRX_TRY(sd_event_run(loop_.loop.get(), waitsForEvent && !isBusReadInterrupted_ ? untilDue : 0));
         return sd_bus_process(bus, nullptr);
     };
     int const result = sd_bus_is_open(bus) > 0 ? step() : sd_event_run(loop_.loop.get(), 0);
-    isReadAgain_ = result == -ENOMEM;  // A read part of a message does not make the socket readable again.
-    if (isReadAgain_) {
+    isBusReadInterrupted_ = result == -ENOMEM;  // A read part of a message does not make the socket readable again.
+    if (isBusReadInterrupted_) {
         std::this_thread::sleep_for(NO_MEMORY_PAUSE);
     } else {
         requireSuccess(result);
     }
 }
 
-void Server::requireBus() const {
+void Server::throwIfBusLost() const {
     if (!isTerminating_ && sd_bus_is_open(bus_.get()) <= 0) {
         throw std::runtime_error("the bus is lost");
     }
@@ -80,8 +80,8 @@ void Server::requireBus() const {
 
 void Server::waitUntilSent() {
     runTasks();
-    requireBus();
-    while (sendQueue_.isWaiting() && runOnce(true)) {
+    throwIfBusLost();
+    while (sendQueue_.isWaiting() && runOnceUnlessTerminated(true)) {
     }
     sd_bus_flush(bus_.get());
 }
@@ -93,7 +93,7 @@ void Server::runTasks() {
         auto const done = std::make_shared<bool>(false);
         loop_.tasks.post([done] { *done = true; });
         while (!*done) {
-            requireBus();
+            throwIfBusLost();
             runLoopOnce(true);
         }
     }
@@ -107,7 +107,7 @@ int Server::handleTermination(sd_event_source* /*source*/, signalfd_siginfo cons
 
 EventSource Server::addTerminationSource(int signal) {
     EventSource added;
-    requireSuccess(makeInto(added, [&](auto source) {
+    requireSuccess(assignFromOutParameter(added, [&](auto source) {
         return sd_event_add_signal(loop_.loop.get(), source, signal, handleTermination, this);
     }));
     return added;

@@ -60,7 +60,7 @@ public:
 
     /// Like `emitSignal`. If the values have more bytes than the bus carries, reports the signal and returns false.
     template <typename... Values>
-    [[nodiscard]] bool emitSignalIfCarried(char const* member, Values const&... values) const {
+    [[nodiscard]] bool emitSignalIfWithinSizeLimit(char const* member, Values const&... values) const {
         if (totalWireSize(values...) > MAX_MESSAGE_BYTES) {
             state_->reportUnsent(member, -EMSGSIZE);
             return false;
@@ -77,7 +77,8 @@ public:
                 PROPERTIES_INTERFACE, "PropertiesChanged",
                 [&](sd_bus_message* message) { return appendChange(message, state->source.interface, value); },
                 [&](Message message) {
-                    return state->sendQueue.send(std::move(message), wireSize(value), state->latestChange);
+                    return state->sendQueue.sendOrReplace(std::move(message), wireSize(value),
+                                                          state->replaceableChange);
                 });
         });
     }
@@ -94,7 +95,7 @@ private:
                   Send const& sendMessage) const {
             auto const makeAndSend = [&] {
                 Message message;
-                NRX_TRY(makeInto(message, [&](auto made) {
+                NRX_TRY(assignFromOutParameter(message, [&](auto made) {
                     return sd_bus_message_new_signal(sendQueue.bus(), made, source.path.c_str(), interface, member);
                 }));
                 if (!source.destination.empty()) {
@@ -109,21 +110,21 @@ private:
         }
 
         void reportUnsent(char const* member, int failure) const {
-            reportObject(source.key, std::string(member) + " cannot be sent: " + reasonOf(failure));
+            printObjectError(source.key, std::string(member) + " cannot be sent: " + reasonOf(failure));
         }
 
         SendQueue& sendQueue;
         TaskQueue& tasks;
         SignalSource source;
         bool isClosed = false;
-        SendQueue::LatestMessage latestChange{};
+        SendQueue::ReplaceableMessage replaceableChange{};
     };
 
     template <typename T>
     static int appendChange(sd_bus_message* message, std::string const& interface, T const& value) {
         NRX_TRY(append(message, interface));
         NRX_TRY(appendContainer(message, SD_BUS_TYPE_ARRAY, "{sv}", [&] {
-            return appendProperty(message, "Value", television::PlainKind<T>::SIGNATURE, value);
+            return appendProperty(message, "Value", television::PlainKindTraits<T>::SIGNATURE, value);
         }));
         return append(message, std::vector<std::string>());  // No property is invalidated.
     }

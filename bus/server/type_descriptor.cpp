@@ -14,7 +14,7 @@ namespace bus::server {
 
 namespace {
 
-using television::PlainKind;
+using television::PlainKindTraits;
 
 /// An observer that sends its notifications as signals.
 template <typename Base>
@@ -48,7 +48,7 @@ class ActionObserver final : public ForwardingObserver<objbus::ObserverAction> {
 public:
     using ForwardingObserver::ForwardingObserver;
     void notifyResult(unsigned int id, std::vector<objbus::Argument> const& results) override {
-        if (!emitter().emitSignalIfCarried("Result", id, results)) {
+        if (!emitter().emitSignalIfWithinSizeLimit("Result", id, results)) {
             notifyExecutionError(id, television::STATUS_NOT_CARRIED);
         }
     }
@@ -68,7 +68,7 @@ ServedObject& objectOf(void* found) { return *static_cast<ServedObject*>(found);
 /// Reads the value of a plain object, and returns the television's status.
 template <typename T>
 int readValue(ServedObject const& served, T& value) {
-    auto& object = served.as<typename PlainKind<T>::Object>();
+    auto& object = served.as<typename PlainKindTraits<T>::Object>();
     int status = television::STATUS_OK;
     if constexpr (std::is_arithmetic_v<T>) {
         value = object.getValue();
@@ -76,7 +76,7 @@ int readValue(ServedObject const& served, T& value) {
         status = object.getValue(value);
     }
     if (status == television::STATUS_OK && wireSize(value) > MAX_MESSAGE_BYTES) {
-        reportObject(served.key(), "cannot be read: " + reasonOf(-EMSGSIZE));
+        printObjectError(served.key(), "cannot be read: " + reasonOf(-EMSGSIZE));
         return television::STATUS_NOT_CARRIED;
     }
     return status;
@@ -118,9 +118,9 @@ int setValue(sd_bus* /*bus*/, char const* /*path*/, char const* /*interface*/, c
     return catchToError(error, [=] {
         T value{};
         if (int const result = read(call, value); result < 0) {
-            return refuseUnread(error, objectOf(found).key(), result);
+            return refuseCall(error, objectOf(found).key(), result);
         }
-        int const status = objectOf(found).as<typename PlainKind<T>::Object>().setValue(writeArgument(value));
+        int const status = objectOf(found).as<typename PlainKindTraits<T>::Object>().setValue(writeArgument(value));
         return status != television::STATUS_OK ? setStatusError(error, status) : 1;
     });
 }
@@ -129,7 +129,7 @@ int invoke(sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
     return catchToError(error, [=] {
         std::vector<objbus::Argument> arguments;
         if (int const result = read(call, arguments); result < 0) {
-            return refuseUnread(error, objectOf(found).key(), result);
+            return refuseCall(error, objectOf(found).key(), result);
         }
         unsigned int id = 0;
         int const status = objectOf(found).as<objbus::ObjectAction>().invoke(id, arguments);
@@ -151,7 +151,7 @@ int destroyIterator(sd_bus_message* call, void* found, sd_bus_error* error) noex
 template <typename T>
 constexpr sd_bus_vtable PLAIN_VTABLE[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_WRITABLE_PROPERTY("Value", PlainKind<T>::SIGNATURE, getValue<T>, setValue<T>, 0,
+    SD_BUS_WRITABLE_PROPERTY("Value", PlainKindTraits<T>::SIGNATURE, getValue<T>, setValue<T>, 0,
                              SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE | SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END,
 };
@@ -192,7 +192,7 @@ int appendValue(sd_bus_message* message, ServedObject const& object, std::size_t
         return -EMSGSIZE;
     }
     remainingBytes -= wireSize(value);
-    return appendProperty(message, "Value", PlainKind<T>::SIGNATURE, value);
+    return appendProperty(message, "Value", PlainKindTraits<T>::SIGNATURE, value);
 }
 
 int appendNothing(sd_bus_message* /*message*/, ServedObject const& /*object*/, std::size_t& /*remainingBytes*/) {
@@ -211,7 +211,7 @@ bool isInstance(objbus::Object* object) {
 
 template <typename T>
 constexpr TypeDescriptor describePlain() {
-    using Kind = PlainKind<T>;
+    using Kind = PlainKindTraits<T>;
     return {Kind::TYPE,
             Kind::INTERFACE,
             PLAIN_VTABLE<T>,

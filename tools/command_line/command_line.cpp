@@ -24,7 +24,7 @@ void CommandLine::addText(std::string const& name, std::optional<std::string>& t
     app_->add_option(name, text, help);
 }
 
-void CommandLine::addTexts(std::string const& name, std::vector<std::string>& texts, std::string const& help) {
+void CommandLine::addRepeatableText(std::string const& name, std::vector<std::string>& texts, std::string const& help) {
     app_->add_option(name, texts, help)->allow_extra_args(false);
 }
 
@@ -59,7 +59,8 @@ std::optional<int> CommandLine::parse(int argc, char** argv) {
     }
 }
 
-int runProgram(std::string const& program, int failure, int (*run)(int argc, char** argv), int argc, char** argv) try {
+int runMain(std::string const& program, int failureExitStatus, int (*run)(int argc, char** argv), int argc,
+            char** argv) try {
     int const status = run(argc, argv);
     if (status == 0 && !std::cout.flush()) {
         throw std::runtime_error("standard output cannot be written");
@@ -67,7 +68,7 @@ int runProgram(std::string const& program, int failure, int (*run)(int argc, cha
     return status;
 } catch (std::exception const& error) {
     printError(program, error.what());
-    return failure;
+    return failureExitStatus;
 }
 
 }  // namespace command_line

@@ -29,7 +29,7 @@ public:
     /// Adds an option with a text ("--name"), or a positional text ("NAME").
     void addText(std::string const& name, std::optional<std::string>& text, std::string const& help);
     /// Adds an option with a text. The command line may repeat the option.
-    void addTexts(std::string const& name, std::vector<std::string>& texts, std::string const& help);
+    void addRepeatableText(std::string const& name, std::vector<std::string>& texts, std::string const& help);
     void addDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help);
     void addFlag(std::string const& name, bool& isGiven, std::string const& help);
     /// Adds a command with an optional positional text. A command line with the command has no earlier positional text.
@@ -43,7 +43,9 @@ private:
     std::unique_ptr<CLI::App> app_;
 };
 
-/// The body of `main`. Prints exceptions. Returns `failure` after an exception, or if standard output was not written.
-int runProgram(std::string const& program, int failure, int (*run)(int argc, char** argv), int argc, char** argv);
+/// The body of `main`. Prints exceptions. Returns `failureExitStatus` after an exception, or if standard output was not
+/// written.
+int runMain(std::string const& program, int failureExitStatus, int (*run)(int argc, char** argv), int argc,
+            char** argv);
 
 }  // namespace command_line

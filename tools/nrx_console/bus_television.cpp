@@ -11,7 +11,7 @@ namespace nrx_console {
 
 namespace {
 
-class BusTelevision final : public TelevisionView {
+class BusTelevision final : public ListableTelevisionCommands {
 public:
     BusTelevision() {
         bus::setPresenceListener([isFirst = true](television::Presence presence) mutable {
@@ -25,12 +25,12 @@ public:
     ~BusTelevision() override { bus::setPresenceListener({}); }
 
     /// Does nothing: only the television's process can make the television reachable.
-    void makeReachable() override {}
+    void restoreReachability() override {}
 
     /// No keys while the television does not answer. The user may still type a key.
     [[nodiscard]] Words keys() const override {
         try {
-            return TelevisionView::keys();
+            return ListableTelevisionCommands::keys();
         } catch (CommandError const&) {
             return {};
         }
@@ -39,13 +39,13 @@ public:
 private:
     [[nodiscard]] Objects objects() const override {
         Objects published;
-        expectAnswered(bus::listObjects(published));
+        throwIfUnanswered(bus::listObjects(published));
         return published;
     }
 
-    void waitUntilDelivered() override { expectAnswered(bus::waitUntilDelivered()); }
+    void waitUntilNotificationsDelivered() override { throwIfUnanswered(bus::waitUntilDelivered()); }
 
-    void showMore(std::string const& key, objbus::ObjectTypeSpec type) override {
+    void printAdditionalDetails(std::string const& key, objbus::ObjectTypeSpec type) override {
         if (hasValue(type)) {
             printLine("value: " + readValueAsText(key));
         }
@@ -62,6 +62,6 @@ int televisionStatus() { return bus::waitUntilDelivered(); }
 
 bool televisionIsSimulated() { return false; }
 
-std::string televisionName() { return "a television on a message bus"; }
+std::string televisionDescription() { return "a television on a message bus"; }
 
 }  // namespace nrx_console

@@ -12,7 +12,7 @@ bool isOptional(std::string const& argument) { return argument.front() == '['; }
 bool isRepeated(std::string const& argument) { return argument.find("...") != std::string::npos; }
 
 /// Whether only the choice itself is accepted. The short form of a key is no literal: the key is accepted as well.
-bool isLiteral(std::string const& choice) { return !isPlaceholder(choice) && keyOf(choice) == choice; }
+bool isLiteral(std::string const& choice) { return !isPlaceholder(choice) && keyFromWord(choice) == choice; }
 
 }  // namespace
 
@@ -44,7 +44,7 @@ void Command::check(Words const& given) const {
         Words const choices = choicesAt(at);
         if (std::all_of(choices.begin(), choices.end(), isLiteral) &&
             std::find(choices.begin(), choices.end(), given[at]) == choices.end()) {
-            throw unexpected(given[at], alternatives(choices));
+            throw unexpected(given[at], joinAsAlternatives(choices));
         }
     }
 }

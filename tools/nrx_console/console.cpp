@@ -45,7 +45,7 @@ Console::Console(std::unique_ptr<TelevisionCommands> television) : television_(s
     auto const quit = [this](auto const&) { quit_ = true; };
     auto const showHelp = [this](auto const& arguments) { help(arguments); };
     Commands const own = television_ ? television_->commands() : Commands();
-    for (Commands const& commands : {facadeCommands(access_), model_.commands(), own}) {
+    for (Commands const& commands : {facadeCommands(access_), clientObjectCommands_.commands(), own}) {
         commands_.insert(commands_.end(), commands.begin(), commands.end());
     }
     commands_.push_back(
@@ -55,11 +55,11 @@ Console::Console(std::unique_ptr<TelevisionCommands> television) : television_(s
 
 Console::~Console() {
     if (television_) {
-        television_->makeReachable();
+        television_->restoreReachability();
     }
 }
 
-bool Console::execute(std::string const& line) {
+bool Console::executeUnlessQuit(std::string const& line) {
     Words words = wordsOf(line);
     if (words.empty() || words.front().starts_with('#')) {
         return true;
@@ -76,7 +76,7 @@ bool Console::execute(std::string const& line) {
 }
 
 Words Console::completions(std::string const& line) const {
-    std::string const word = line.substr(lastWordOf(line));
+    std::string const word = line.substr(lastWordPosition(line));
     Words const before = wordsOf(line.substr(0, line.size() - word.size()));
     std::set<std::string> candidates;
     for (Command const& command : commands_) {
@@ -113,7 +113,7 @@ CommandError Console::unknown(Words const& words) const {
             forms.push_back(command.usage());
         }
     }
-    return unexpected(typed(words), forms.empty() ? "a command that \"help\" lists" : alternatives(forms));
+    return unexpected(typed(words), forms.empty() ? "a command that \"help\" lists" : joinAsAlternatives(forms));
 }
 
 void Console::help(Words const& arguments) const {

@@ -21,7 +21,7 @@ public:
     ~Console();
 
     /// Executes one line. Returns false for "quit". Throws `CommandError` or `ModelError`.
-    bool execute(std::string const& line);
+    bool executeUnlessQuit(std::string const& line);
     /// The possible completions of the line's last word, each as a user types it. The last word may be empty. Throws
     /// `CommandError` if the text before the last word cannot be split into words.
     [[nodiscard]] Words completions(std::string const& line) const;
@@ -33,7 +33,7 @@ private:
 
     bool quit_ = false;
     std::unique_ptr<TelevisionCommands> const television_;
-    ModelCommands model_;
+    ClientObjectCommands clientObjectCommands_;
     PrintingClient client_;
     orvane::NRXModelAccess access_{&client_};
     Commands commands_;

@@ -196,7 +196,7 @@ private:
 template <typename T>
 bool checkDisconnectFrom(std::string const& check, std::string const& key) {
     auto const handler = std::make_shared<BlockingHandler>();
-    ValueAccessT<typename television::PlainKind<T>::Observer> access(key, handler);
+    ValueAccessT<typename television::PlainKindTraits<T>::Observer> access(key, handler);
     T value{};
     if (int const status = access.getValue(value); status != STATUS_OK) {  // The read connects.
         return warn(check, textOf(status, ""), "a value that can be read");
@@ -217,13 +217,14 @@ bool checkDisconnect(objbus::RootInterface& root, std::string const& key) {
     LookupResult const found = lookUp(root, key);
     bool isOk = false;
     auto const checkKind = [&]<typename T>() { isOk = checkDisconnectFrom<T>(check, key); };
-    return usePlainKind(typeName(found.type), checkKind) ? isOk
-                                                         : warn(check, found.text, "an object with a plain value");
+    return callForPlainKindNamed(typeName(found.type), checkKind)
+               ? isOk
+               : warn(check, found.text, "an object with a plain value");
 }
 
 }  // namespace
 
-bool checkDevice(std::optional<std::string> const& word) {
+bool checkFacadeRequirements(std::optional<std::string> const& disconnectKey) {
     namespace keys = orvane::model_keys;
     bool hasAll = checkDeviceIdentifier();
     checkLog("error lines of the log", orvane::diagnostics::LOG_ERROR);
@@ -241,8 +242,8 @@ bool checkDevice(std::optional<std::string> const& word) {
     hasAll &=
         checkKey(*root, keys::SOURCE_SWITCH, objbus::OBJECT_TYPE_ACTION, connectOnce<ActionAccess>, ACTION_BUDGET);
     hasAll &= checkMissingKey();
-    if (word) {
-        hasAll &= checkDisconnect(*root, keyOf(*word));
+    if (disconnectKey) {
+        hasAll &= checkDisconnect(*root, keyFromWord(*disconnectKey));
     }
     return hasAll;
 }

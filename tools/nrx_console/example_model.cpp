@@ -21,12 +21,12 @@ std::string exampleDirectory() {
 
 }  // namespace
 
-Model loadModel(std::optional<std::string> const& file) {
+TelevisionModel loadModel(std::optional<std::string> const& file) {
     if (file) {
         return {readModelFile(*file), ""};
     }
     std::string const example = exampleDirectory();
-    return example.empty() ? Model{} : Model{readModelFile(example + "/model.json"), example};
+    return example.empty() ? TelevisionModel{} : TelevisionModel{readModelFile(example + "/model.json"), example};
 }
 
 }  // namespace nrx_console

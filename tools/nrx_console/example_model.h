@@ -9,12 +9,12 @@
 namespace nrx_console {
 
 /// The objects of a television and their origin.
-struct Model {
+struct TelevisionModel {
     std::vector<ModelObject> objects;
-    std::string example;  ///< The directory of the shipped example if the objects are those of the example.
+    std::string exampleDirectory;  ///< The directory of the shipped example if the objects are those of the example.
 };
 
 /// Reads the model file. Without `file`, reads the model of the installed example, if any. Throws `ModelError`.
-Model loadModel(std::optional<std::string> const& file);
+TelevisionModel loadModel(std::optional<std::string> const& file);
 
 }  // namespace nrx_console

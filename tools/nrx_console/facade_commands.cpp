@@ -8,7 +8,7 @@ namespace {
 
 /// The key of the command or event list. The facade itself ignores other keys silently.
 std::string listKeyOf(std::string const& word, std::string const& instead) {
-    std::string key = keyOf(word);
+    std::string key = keyFromWord(word);
     if (key != orvane::model_keys::COMMAND && key != orvane::model_keys::EVENT) {
         throw unexpected(word, "command or event; any other object: " + instead);
     }

@@ -32,7 +32,7 @@ int run(int argc, char** argv) {
     std::optional<std::string> sysroot;
     std::optional<std::string> script;
     command_line::CommandLine words(NRX_PROGRAM,
-                                    "A process with access to " + nrx_console::televisionName() +
+                                    "A process with access to " + nrx_console::televisionDescription() +
                                         ". \"help\" lists the commands. A script ends at the first error.");
     if (nrx_console::televisionIsSimulated()) {
         words.addText("--model", file, "JSON file with the television's objects; the shipped example by default");
@@ -61,7 +61,7 @@ int run(int argc, char** argv) {
     if (input.fail() || std::ferror(stdin) != 0) {  // std::cin treats a failed read as the end of the input.
         return fail(name + ": cannot be read, expected a file of commands");
     }
-    nrx_console::Model model;
+    nrx_console::TelevisionModel model;
     try {
         if (nrx_console::televisionIsSimulated()) {
             model = nrx_console::loadModel(file);
@@ -69,16 +69,16 @@ int run(int argc, char** argv) {
     } catch (nrx_console::ModelError const& error) {
         return fail(error.what());
     }
-    if (!model.example.empty()) {
-        sysroot = sysroot.value_or(model.example + "/sysroot");
+    if (!model.exampleDirectory.empty()) {
+        sysroot = sysroot.value_or(model.exampleDirectory + "/sysroot");
         nrx_console::printLine("No model given: this is the example's television, of " +
-                               nrx_console::typed(model.example + "/model.json"));
+                               nrx_console::typed(model.exampleDirectory + "/model.json"));
     }
-    nrx_console::setSysroot(sysroot.value_or(""));
+    nrx_console::redirectDeviceFiles(sysroot.value_or(""));
 
     auto television = nrx_console::makeTelevision(model.objects);
     if (isCheck) {
-        return nrx_console::checkDevice(checkedKey) ? 0 : EXIT_FAILED;
+        return nrx_console::checkFacadeRequirements(checkedKey) ? 0 : EXIT_FAILED;
     }
     nrx_console::Console console(std::move(television));
     if (onTerminal) {
@@ -90,4 +90,4 @@ int run(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return command_line::runProgram(NRX_PROGRAM, EXIT_FAILED, run, argc, argv); }
+int main(int argc, char** argv) { return command_line::runMain(NRX_PROGRAM, EXIT_FAILED, run, argc, argv); }

@@ -27,7 +27,7 @@ constexpr int BUDGET_MS = 1000;
 /// Throws `CommandError` if the framework does not have the root interface.
 void expectRootInterface() {
     boost::shared_ptr<frame::Interface> root;
-    expectAnswered(frame::Process::getInstance().getInterfaceReference(root, television::ROOT_INTERFACE_NAME));
+    throwIfUnanswered(frame::Process::getInstance().getInterfaceReference(root, television::ROOT_INTERFACE_NAME));
     if (!root || root->getObject() == nullptr) {
         throw CommandError("found no root interface, expected a television that answers");
     }
@@ -35,13 +35,13 @@ void expectRootInterface() {
 
 /// The error for a key that does not connect.
 CommandError notReached(std::string const& word, std::string const& what) {
-    expectTelevision();
+    throwIfTelevisionUnreachable();
     return unexpected(word, "the key of " + what + " that can be reached");
 }
 
 void expectAccepted(std::string const& word, int status) {
     if (status != STATUS_OK) {
-        expectTelevision();
+        throwIfTelevisionUnreachable();
         throw CommandError("found " + typed(word) + " refusing with status " + std::to_string(status) + ", expected 0");
     }
 }
@@ -58,7 +58,7 @@ void release(ValueAccessBase& access) {
 /// Is connected to an object of any type during its lifetime. A `TableAccess` accepts every type.
 class AnyObject {
 public:
-    explicit AnyObject(std::string const& word) : word_(word), access_(keyOf(word)) {
+    explicit AnyObject(std::string const& word) : word_(word), access_(keyFromWord(word)) {
         if (access_.connect(BUDGET_MS) != STATUS_OK) {
             throw notReached(word, "an object");
         }
@@ -73,7 +73,7 @@ public:
     template <typename Use>
     void useValueType(Use const& use) {
         objbus::ObjectTypeSpec const type = access_.getType();
-        if (!usePlainKind(typeName(type), use)) {
+        if (!callForPlainKindNamed(typeName(type), use)) {
             throw CommandError("found " + typed(word_) + " of " + access_.accessTypeName(type) +
                                ", expected the key of a value");
         }
@@ -104,7 +104,7 @@ void write(Words const& arguments) {
     AnyObject object(arguments[0]);
     object.useValueType([&]<typename T>() {
         Content const content =
-            contentFromWords(television::PlainKind<T>::NAME, {arguments.begin() + 1, arguments.end()});
+            contentFromWords(television::PlainKindTraits<T>::NAME, {arguments.begin() + 1, arguments.end()});
         auto const& value = std::get<T>(std::get<television::Value>(content));
         expectAccepted(arguments[0], object.access().setValue(value));
     });
@@ -117,7 +117,7 @@ void write(Words const& arguments) {
 class InvokedAction final : public ActionHandler {
 public:
     explicit InvokedAction(std::string const& word)
-        : word_(word), access_(keyOf(word), std::shared_ptr<ActionHandler>(std::shared_ptr<void>(), this)) {
+        : word_(word), access_(keyFromWord(word), std::shared_ptr<ActionHandler>(std::shared_ptr<void>(), this)) {
         if (access_.connect(BUDGET_MS) != STATUS_OK) {
             throw notReached(word, "an action");
         }
@@ -188,19 +188,19 @@ private:
     ActionAccess access_;
 };
 
-void expectAnswered(int status) {
+void throwIfUnanswered(int status) {
     if (status != 0) {
         throw CommandError("found status " + std::to_string(status) + ", expected a television that answers");
     }
 }
 
-void expectTelevision() {
+void throwIfTelevisionUnreachable() {
     expectRootInterface();
-    expectAnswered(televisionStatus());
+    throwIfUnanswered(televisionStatus());
 }
 
 bool hasValue(objbus::ObjectTypeSpec type) {
-    return usePlainKind(typeName(type), []<typename T>() {});
+    return callForPlainKindNamed(typeName(type), []<typename T>() {});
 }
 
 std::string readValueAsText(std::string const& word) {
@@ -214,11 +214,11 @@ std::string readValueAsText(std::string const& word) {
     return text;
 }
 
-ModelCommands::ModelCommands() = default;
+ClientObjectCommands::ClientObjectCommands() = default;
 
-ModelCommands::~ModelCommands() = default;
+ClientObjectCommands::~ClientObjectCommands() = default;
 
-Commands ModelCommands::commands() {
+Commands ClientObjectCommands::commands() {
     return {
         {"read", "KEY", "read a value",
          [](auto const& arguments) { printLine(typed(arguments[0]) + ": " + readValueAsText(arguments[0])); }},
@@ -230,12 +230,12 @@ Commands ModelCommands::commands() {
     };
 }
 
-void ModelCommands::watch(Words const& arguments) {
-    std::string const key = keyOf(arguments[0]);
+void ClientObjectCommands::watch(Words const& arguments) {
+    std::string const key = keyFromWord(arguments[0]);
     std::unique_ptr<ValueAccessBase> access;
     AnyObject object(arguments[0]);
     object.useValueType([&]<typename T>() {
-        using Access = ValueAccessT<typename television::PlainKind<T>::Observer>;
+        using Access = ValueAccessT<typename television::PlainKindTraits<T>::Observer>;
         access = std::make_unique<Access>(key, std::make_shared<WatchPrinter>(key));
     });
     if (watched_.contains(key)) {
@@ -247,8 +247,8 @@ void ModelCommands::watch(Words const& arguments) {
     watched_[key] = std::move(access);
 }
 
-void ModelCommands::unwatch(Words const& arguments) {
-    auto const watched = watched_.find(keyOf(arguments[0]));
+void ClientObjectCommands::unwatch(Words const& arguments) {
+    auto const watched = watched_.find(keyFromWord(arguments[0]));
     if (watched == watched_.end()) {
         throw unexpected(arguments[0], "the key of a value that is watched");
     }
@@ -257,10 +257,10 @@ void ModelCommands::unwatch(Words const& arguments) {
     watched_.erase(watched);
 }
 
-void ModelCommands::invoke(Words const& arguments) {
-    auto action = actions_.find(keyOf(arguments[0]));
+void ClientObjectCommands::invoke(Words const& arguments) {
+    auto action = actions_.find(keyFromWord(arguments[0]));
     if (action == actions_.end()) {
-        action = actions_.emplace(keyOf(arguments[0]), std::make_unique<InvokedAction>(arguments[0])).first;
+        action = actions_.emplace(keyFromWord(arguments[0]), std::make_unique<InvokedAction>(arguments[0])).first;
     }
     action->second->invoke(argumentsOf({arguments.begin() + 1, arguments.end()}));
 }

@@ -11,10 +11,10 @@
 namespace nrx_console {
 
 /// Throws `CommandError` for a status other than 0: the television does not answer.
-void expectAnswered(int status);
+void throwIfUnanswered(int status);
 
 /// Throws `CommandError` if the television does not answer.
-void expectTelevision();
+void throwIfTelevisionUnreachable();
 
 /// Whether objects of the type have a value that can be read.
 bool hasValue(objbus::ObjectTypeSpec type);
@@ -25,12 +25,12 @@ std::string readValueAsText(std::string const& word);
 class InvokedAction;
 
 /// The commands for any object of the model, through the access layer.
-class ModelCommands {
+class ClientObjectCommands {
 public:
-    ModelCommands();
-    ModelCommands(ModelCommands const&) = delete;
-    ModelCommands& operator=(ModelCommands const&) = delete;
-    ~ModelCommands();
+    ClientObjectCommands();
+    ClientObjectCommands(ClientObjectCommands const&) = delete;
+    ClientObjectCommands& operator=(ClientObjectCommands const&) = delete;
+    ~ClientObjectCommands();
 
     /// The commands refer to this object.
     Commands commands();

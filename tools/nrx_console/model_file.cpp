@@ -97,7 +97,7 @@ private:
 Words fileTypes() {
     Words names;
     television::anyOfPlainKinds([&names]<typename T>() {
-        names.push_back(television::PlainKind<T>::NAME);
+        names.push_back(television::PlainKindTraits<T>::NAME);
         return false;
     });
     names.insert(names.end(), {ACTION, TABLE});
@@ -122,14 +122,14 @@ T read(Place const& place) {
 ModelObject readObject(Place const& place) {
     Place const keyPlace = place.member("key");
     std::string const key = keyPlace.text();
-    if (key != keyOf(key)) {
+    if (key != keyFromWord(key)) {
         keyPlace.fail("a key that does not stand for another one");
     }
     Place const typePlace = place.member("type");
     std::string const type = typePlace.text();
     if (type == ACTION) {
         place.expectOnly({"key", "type"});
-        return {key, Action{}};
+        return {key, ActionContent{}};
     }
     Content content;
     auto const readValue = [&]<typename T>() {
@@ -138,7 +138,7 @@ ModelObject readObject(Place const& place) {
     };
     if (type == TABLE) {
         readValue.operator()<television::Rows>();
-    } else if (!usePlainKind(type, readValue)) {
+    } else if (!callForPlainKindNamed(type, readValue)) {
         typePlace.fail("one of " + joined(fileTypes(), ", "));
     }
     return {key, content};
@@ -240,7 +240,7 @@ Content contentFromWords(std::string const& type, Words const& words) {
         if (!words.empty()) {
             throw unexpected(words.front(), "nothing: an action has no value");
         }
-        return Action{};
+        return ActionContent{};
     }
     if (type == TABLE) {
         return rowsOf(words);
@@ -250,12 +250,12 @@ Content contentFromWords(std::string const& type, Words const& words) {
             throw CommandError("found " + std::to_string(words.size()) +
                                " values, expected one: bare NUMBER, the number of a type");
         }
-        return Bare{static_cast<objbus::ObjectTypeSpec>(numberOf(words.front()))};
+        return TypeOnlyContent{static_cast<objbus::ObjectTypeSpec>(numberOf(words.front()))};
     }
     Content content;
     auto const readWords = [&]<typename T>() { content = read<T>(Place(jsonOf<T>(words), "value")); };
-    if (!usePlainKind(type, readWords)) {
-        throw unexpected(type, alternatives(fileTypes()));
+    if (!callForPlainKindNamed(type, readWords)) {
+        throw unexpected(type, joinAsAlternatives(fileTypes()));
     }
     return content;
 }
@@ -272,8 +272,8 @@ Words wordsOfValue(television::Value const& value) {
 std::string typeName(objbus::ObjectTypeSpec type) {
     std::string name;
     bool const isPlain = television::anyOfPlainKinds([&]<typename T>() {
-        name = television::PlainKind<T>::NAME;
-        return type == television::PlainKind<T>::TYPE;
+        name = television::PlainKindTraits<T>::NAME;
+        return type == television::PlainKindTraits<T>::TYPE;
     });
     if (isPlain) {
         return name;

@@ -10,15 +10,15 @@
 
 namespace nrx_console {
 
-struct Action {};
+struct ActionContent {};
 
 /// An object that has only a type, which is given as a number.
-struct Bare {
+struct TypeOnlyContent {
     objbus::ObjectTypeSpec type;
 };
 
 /// The content of an object of the data model. A bare object cannot be in a model file.
-using Content = std::variant<television::Value, Action, television::Rows, Bare>;
+using Content = std::variant<television::Value, ActionContent, television::Rows, TypeOnlyContent>;
 
 struct ModelObject {
     std::string key;
@@ -54,9 +54,9 @@ std::string typeNames();
 /// Calls `use.operator()<T>()` for the plain kind with the name. Its values have the type `T`. Returns whether the kind
 /// exists.
 template <typename Use>
-bool usePlainKind(std::string const& name, Use const& use) {
+bool callForPlainKindNamed(std::string const& name, Use const& use) {
     return television::anyOfPlainKinds([&]<typename T>() {
-        bool const isNamed = name == television::PlainKind<T>::NAME;
+        bool const isNamed = name == television::PlainKindTraits<T>::NAME;
         if (isNamed) {
             use.template operator()<T>();
         }

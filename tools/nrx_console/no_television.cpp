@@ -7,12 +7,12 @@ namespace nrx_console {
 
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& /*model*/) { return nullptr; }
 
-void printLog(bool /*here*/) {}
+void setLogPrintedInConsole(bool /*here*/) {}
 
 int televisionStatus() { return 0; }
 
 bool televisionIsSimulated() { return false; }
 
-std::string televisionName() { return "a real television"; }
+std::string televisionDescription() { return "a real television"; }
 
 }  // namespace nrx_console

@@ -34,7 +34,7 @@ void printLine(std::string const& line, Kind kind) {
     print(line, kind);
 }
 
-void printLineOrDrop(std::string line, Kind kind) {
+void printLineIfWritable(std::string line, Kind kind) {
     // A pipe that `poll` reports as writable accepts PIPE_BUF bytes without blocking.
     line = television::shortened(std::move(line), PIPE_BUF - 4);
     std::lock_guard const lock(mutex);

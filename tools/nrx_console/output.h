@@ -13,7 +13,7 @@ enum class Kind { ordinary, critical, error, information, detail };
 void printLine(std::string const& line, Kind kind = Kind::ordinary);
 
 /// Writes a line without waiting for a reader. Shortens a long line. Drops the line if the output is not writable.
-void printLineOrDrop(std::string line, Kind kind = Kind::ordinary);
+void printLineIfWritable(std::string line, Kind kind = Kind::ordinary);
 
 /// Passes later lines to `sink` instead of the output, on the printing thread. With an empty `sink`, lines go to the
 /// output again. At the return, no call of the earlier sink runs.

@@ -26,13 +26,13 @@ std::string textOf(std::exception const& error, std::string const& line) {
 
 }  // namespace
 
-Outcome runLine(std::string const& line, std::string const& place, Execute const& execute) {
+Outcome runLine(std::string const& line, std::string const& sourcePosition, Execute const& execute) {
     bool const isCommand = !line.empty() && line.front() != '#';
     printLine((isCommand ? "> " : "") + television::printable(line));
     try {
         return execute(line) ? Outcome::done : Outcome::quit;
     } catch (std::exception const& error) {
-        printLine(place + ": " + textOf(error, line), Kind::error);
+        printLine(sourcePosition + ": " + textOf(error, line), Kind::error);
         return Outcome::failed;
     }
 }
@@ -41,8 +41,9 @@ bool runScript(Console& console, std::istream& input, std::string const& name) {
     int number = 0;
     for (std::string line; std::getline(input, line);) {
         ++number;
-        Outcome const outcome = runLine(line, name + ":" + std::to_string(number),
-                                        [&console](std::string const& command) { return console.execute(command); });
+        Outcome const outcome =
+            runLine(line, name + ":" + std::to_string(number),
+                    [&console](std::string const& command) { return console.executeUnlessQuit(command); });
         if (outcome != Outcome::done) {
             return outcome == Outcome::quit;
         }
@@ -58,15 +59,15 @@ void runOnTerminal(Console& console) {
     auto const complete = [&console](std::string const& line) { return console.completions(line); };
     auto const execute = [&console](std::string const& line) {
         try {
-            return console.execute(line);
+            return console.executeUnlessQuit(line);
         } catch (std::exception const& error) {
             printLine(textOf(error, line), Kind::error);
             return true;
         }
     };
-    printLog(isatty(STDERR_FILENO) != 0);
+    setLogPrintedInConsole(isatty(STDERR_FILENO) != 0);
     editLines(home != nullptr ? std::string(home) + "/.nrx_console_history" : "", complete, execute);
-    printLog(false);
+    setLogPrintedInConsole(false);
 }
 
 }  // namespace nrx_console

@@ -10,11 +10,11 @@ class Console;
 
 enum class Outcome { done, failed, quit };
 
-/// Executes one line, as `Console::execute` does.
+/// Executes one line, as `Console::executeUnlessQuit` does.
 using Execute = std::function<bool(std::string const& line)>;
 
-/// Shows a line and executes it. Prints an error together with `place`.
-Outcome runLine(std::string const& line, std::string const& place, Execute const& execute);
+/// Shows a line and executes it. Prints an error together with `sourcePosition`.
+Outcome runLine(std::string const& line, std::string const& sourcePosition, Execute const& execute);
 
 /// Shows and executes the commands of `input` until its end, "quit" or the first error. Returns whether there was no
 /// error. `name` is the name of `input` in error messages. Throws `std::runtime_error` if reading fails.

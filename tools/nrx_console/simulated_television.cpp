@@ -24,13 +24,13 @@ void printEach(std::string line, std::vector<Element> const& elements, WordsOf c
 void printInvocation(std::string const& key, std::vector<objbus::Argument> const& arguments) {
     constexpr std::size_t MOST_PRINTED = 20;
     constexpr std::size_t MOST_PRINTED_BYTES = 500;  // Escapes may print four bytes for each.
-    printLineOrDrop("television: " + typed(television::shortened(key, MOST_PRINTED_BYTES)) + " invoked with");
+    printLineIfWritable("television: " + typed(television::shortened(key, MOST_PRINTED_BYTES)) + " invoked with");
     for (std::size_t at = 0; at < std::min(arguments.size(), MOST_PRINTED); ++at) {
-        printLineOrDrop("  " + std::to_string(arguments[at].index) + ": " +
-                        typed(television::shortened(arguments[at].value, MOST_PRINTED_BYTES)));
+        printLineIfWritable("  " + std::to_string(arguments[at].index) + ": " +
+                            typed(television::shortened(arguments[at].value, MOST_PRINTED_BYTES)));
     }
     if (arguments.size() > MOST_PRINTED) {
-        printLineOrDrop("  and " + std::to_string(arguments.size() - MOST_PRINTED) + " more");
+        printLineIfWritable("  and " + std::to_string(arguments.size() - MOST_PRINTED) + " more");
     }
 }
 
@@ -56,30 +56,31 @@ SimulatedTelevision::SimulatedTelevision(std::vector<ModelObject> const& model, 
 }
 
 Commands SimulatedTelevision::commands() {
-    Commands all = TelevisionView::commands();
+    Commands all = ListableTelevisionCommands::commands();
     Commands const own{
         {"tv publish", "KEY " + typeNames() + " VALUE...", "publish an object; it replaces the key's earlier one",
          [this](auto const& arguments) {
              Content const content = contentFromWords(arguments[1], {arguments.begin() + 2, arguments.end()});
              validate_(content);
-             publish({keyOf(arguments[0]), content});
+             publish({keyFromWord(arguments[0]), content});
          }},
         {"tv set", "KEY VALUE...", "change a value or the rows of a table",
          [this](auto const& arguments) { set(arguments); }},
         {"tv withdraw", "KEY", "withdraw an object",
          [this](auto const& arguments) {
-             if (!television_.withdraw(keyOf(arguments[0]))) {
+             if (!television_.withdraw(keyFromWord(arguments[0]))) {
                  throw unexpected(arguments[0], "the key of an object");
              }
          }},
         {"tv answer result", "VALUE...", "answer later invocations with results",
          [this](auto const& arguments) {
              validate_(television::Value(arguments));
-             outcome_ = argumentsOf(arguments);
+             configuredInvokeOutcome_ = argumentsOf(arguments);
          }},
         {"tv answer error", "NUMBER", "answer later invocations with an execution error",
-         [this](auto const& arguments) { outcome_ = numberOf(arguments[0]); }},
-        {"tv answer none", "", "do not answer later invocations", [this](auto const&) { outcome_ = std::monostate(); }},
+         [this](auto const& arguments) { configuredInvokeOutcome_ = numberOf(arguments[0]); }},
+        {"tv answer none", "", "do not answer later invocations",
+         [this](auto const&) { configuredInvokeOutcome_ = std::monostate(); }},
         {"tv log", "off|critical|error|info|debug", "choose the level of the log",
          [](auto const& arguments) {
              television::LogLevel level{};
@@ -93,7 +94,7 @@ Commands SimulatedTelevision::commands() {
     return all;
 }
 
-void SimulatedTelevision::showMore(std::string const& key, objbus::ObjectTypeSpec /*type*/) {
+void SimulatedTelevision::printAdditionalDetails(std::string const& key, objbus::ObjectTypeSpec /*type*/) {
     auto const counts = television_.counts(key);
     if (auto const value = television_.get(key)) {
         printLine("value: " + typed(wordsOfValue(*value)));
@@ -107,7 +108,7 @@ void SimulatedTelevision::showMore(std::string const& key, objbus::ObjectTypeSpe
 }
 
 void SimulatedTelevision::set(Words const& arguments) {
-    std::string const key = keyOf(arguments[0]);
+    std::string const key = keyFromWord(arguments[0]);
     auto const type = television_.type(key);
     if (!type || (type != objbus::OBJECT_TYPE_TABLE && !television_.get(key))) {
         throw unexpected(arguments[0], "the key of a value or a table");
@@ -127,7 +128,7 @@ void SimulatedTelevision::publish(ModelObject const& object) {
         television_.publish(key, *value);
     } else if (auto const* const rows = std::get_if<television::Rows>(&content)) {
         television_.publishTable(key, *rows);
-    } else if (auto const* const bare = std::get_if<Bare>(&content)) {
+    } else if (auto const* const bare = std::get_if<TypeOnlyContent>(&content)) {
         television_.publishBare(key, bare->type);
     } else {
         television_.publishAction(key, [this, name = key](auto const& arguments) { return answer(name, arguments); });
@@ -139,7 +140,7 @@ simulator::ActionAnswer SimulatedTelevision::answer(std::string const& key,
     if (printsInvocations_) {
         printInvocation(key, arguments);
     }
-    return {0, ++lastActionId_, outcome_};
+    return {0, ++lastInvocationId_, configuredInvokeOutcome_};
 }
 
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model) {
@@ -150,6 +151,6 @@ int televisionStatus() { return 0; }
 
 bool televisionIsSimulated() { return true; }
 
-std::string televisionName() { return "a simulated television"; }
+std::string televisionDescription() { return "a simulated television"; }
 
 }  // namespace nrx_console

@@ -10,7 +10,7 @@
 namespace nrx_console {
 
 /// The commands of a simulated television.
-class SimulatedTelevision final : public TelevisionView {
+class SimulatedTelevision final : public ListableTelevisionCommands {
 public:
     /// Throws `CommandError` for content that the television does not accept.
     using ContentValidator = std::function<void(Content const& content)>;
@@ -23,29 +23,29 @@ public:
     ~SimulatedTelevision() override { dropIterators(); }
 
     Commands commands() override;
-    void makeReachable() override;
+    void restoreReachability() override;
 
     simulator::Television& television() { return television_; }
 
 private:
     [[nodiscard]] Objects objects() const override { return television_.objects(); }
-    void waitUntilDelivered() override { television_.waitUntilDelivered(); }
-    void showMore(std::string const& key, objbus::ObjectTypeSpec type) override;
+    void waitUntilNotificationsDelivered() override { television_.waitUntilDelivered(); }
+    void printAdditionalDetails(std::string const& key, objbus::ObjectTypeSpec type) override;
 
     Commands faultCommands();
     /// Prints a change, as an answer of the command.
     void setReachable(bool isReachable);
     void set(Words const& arguments);
     /// The key that the word stands for. Prints a note if no object is published under the key, which may be mistyped.
-    [[nodiscard]] std::string faultyKey(std::string const& word) const;
+    [[nodiscard]] std::string keyForFault(std::string const& word) const;
     void failConnects(Words const& arguments);
     void heal(Words const& arguments);
 
     void publish(ModelObject const& object);
     simulator::ActionAnswer answer(std::string const& key, std::vector<objbus::Argument> const& arguments);
 
-    decltype(simulator::ActionAnswer::outcome) outcome_;  ///< The outcome of later invocations.
-    unsigned int lastActionId_ = 0;
+    decltype(simulator::ActionAnswer::outcome) configuredInvokeOutcome_;  ///< The outcome of later invocations.
+    unsigned int lastInvocationId_ = 0;
     bool isReachable_ = true;  ///< By the last `tv on` or `tv off`.
     bool const printsInvocations_;
     ContentValidator const validate_;

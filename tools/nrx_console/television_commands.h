@@ -20,7 +20,7 @@ public:
     /// The commands refer to this object.
     virtual Commands commands() = 0;
     /// Makes the television reachable, so that clients can disconnect.
-    virtual void makeReachable() = 0;
+    virtual void restoreReachability() = 0;
     [[nodiscard]] virtual Words keys() const = 0;
 };
 
@@ -37,9 +37,9 @@ int televisionStatus();
 bool televisionIsSimulated();
 
 /// The description of the television in the program's texts.
-std::string televisionName();
+std::string televisionDescription();
 
 /// Starts or stops printing log lines as lines of the console, if the platform library can redirect the log.
-void printLog(bool here);
+void setLogPrintedInConsole(bool isPrinted);
 
 }  // namespace nrx_console

@@ -41,17 +41,18 @@ void printPresence(television::Presence presence, Kind kind) {
               kind);
 }
 
-Commands TelevisionView::commands() {
+Commands ListableTelevisionCommands::commands() {
     return {
         {"list", "[PREFIX]", "list the television's objects", [this](auto const& arguments) { list(arguments); }},
         {"show", "KEY", "show the type, the value and more of an object",
          [this](auto const& arguments) { show(arguments); }},
-        {"table", "KEY", "print the rows of a table", [this](auto const& arguments) { table(arguments); }},
-        {"wait", "", "wait until all notifications are delivered", [this](auto const&) { waitUntilDelivered(); }},
+        {"table", "KEY", "print the rows of a table", [this](auto const& arguments) { showTableRows(arguments); }},
+        {"wait", "", "wait until all notifications are delivered",
+         [this](auto const&) { waitUntilNotificationsDelivered(); }},
     };
 }
 
-Words TelevisionView::keys() const {
+Words ListableTelevisionCommands::keys() const {
     Words keys;
     for (auto const& [key, type] : objects()) {
         keys.push_back(key);
@@ -59,16 +60,16 @@ Words TelevisionView::keys() const {
     return keys;
 }
 
-void TelevisionView::list(Words const& arguments) {
+void ListableTelevisionCommands::list(Words const& arguments) {
     for (auto const& [key, type] : objects()) {
-        if (arguments.empty() || key.starts_with(keyOf(arguments[0]))) {
+        if (arguments.empty() || key.starts_with(keyFromWord(arguments[0]))) {
             printLine(typed(key) + " " + typeName(type));
         }
     }
 }
 
-void TelevisionView::show(Words const& arguments) {
-    std::string const key = keyOf(arguments[0]);
+void ListableTelevisionCommands::show(Words const& arguments) {
+    std::string const key = keyFromWord(arguments[0]);
     Objects const published = objects();
     auto const found = published.find(key);
     if (found == published.end()) {
@@ -76,29 +77,29 @@ void TelevisionView::show(Words const& arguments) {
     }
     printLine("key: " + typed(key));
     printLine("type: " + typeName(found->second));
-    showMore(key, found->second);
+    printAdditionalDetails(key, found->second);
 }
 
-void TelevisionView::table(Words const& arguments) {
+void ListableTelevisionCommands::showTableRows(Words const& arguments) {
     constexpr int ROWS_AT_ONCE = 2;
     auto const reader = std::make_shared<RowReader>();
     auto& access = *iterators_.emplace_back(std::make_unique<orvane::system::support::IteratorAccess>(
-        keyOf(arguments[0]), reader, objbus::IteratorType{}, std::vector<objbus::TableSelection>(), std::vector<int>(),
-        std::vector<objbus::TableOrder>()));
+        keyFromWord(arguments[0]), reader, objbus::IteratorType{}, std::vector<objbus::TableSelection>(),
+        std::vector<int>(), std::vector<objbus::TableOrder>()));
     if (access.create() != 0 || access.getIterator() == nullptr) {
         iterators_.pop_back();
-        expectTelevision();
+        throwIfTelevisionUnreachable();
         throw unexpected(arguments[0], "the key of a table that can be reached");
     }
     objbus::TableIterator* const iterator = access.getIterator();
     iterator->requestTotalCount();
-    waitUntilDelivered();
+    waitUntilNotificationsDelivered();
     printLine(typed(arguments[0]) + ": " + std::to_string(reader->total) + " rows");
     for (int row = 0; row < reader->total; row += ROWS_AT_ONCE) {
         reader->rows.clear();
         iterator->seekToRow(row);
         iterator->readRowChunk(ROWS_AT_ONCE);
-        waitUntilDelivered();
+        waitUntilNotificationsDelivered();
         for (auto const& columns : reader->rows) {
             printLine("  " + typed(columns));
         }
@@ -107,7 +108,7 @@ void TelevisionView::table(Words const& arguments) {
     iterators_.pop_back();
 }
 
-void printLog(bool here) {
+void setLogPrintedInConsole(bool isPrinted) {
     auto const print = [](int severity, std::string const& line) {
         using television::LogLevel;
         printLine(line, severity <= static_cast<int>(LogLevel::critical) ? Kind::critical
@@ -115,7 +116,7 @@ void printLog(bool here) {
                         : severity <= static_cast<int>(LogLevel::info)   ? Kind::information
                                                                          : Kind::detail);
     };
-    television::setLogSink(here ? print : television::LogSink());
+    television::setLogSink(isPrinted ? print : television::LogSink());
 }
 
 }  // namespace nrx_console

@@ -17,7 +17,7 @@ namespace nrx_console {
 void printPresence(television::Presence presence, Kind kind);
 
 /// The commands for a television whose published objects can be listed.
-class TelevisionView : public TelevisionCommands {
+class ListableTelevisionCommands : public TelevisionCommands {
 public:
     Commands commands() override;
     [[nodiscard]] Words keys() const override;
@@ -29,9 +29,9 @@ protected:
     // Each of the next three functions throws `CommandError` if the television does not answer.
     [[nodiscard]] virtual Objects objects() const = 0;
     /// Returns when all earlier notifications have been delivered.
-    virtual void waitUntilDelivered() = 0;
+    virtual void waitUntilNotificationsDelivered() = 0;
     /// Prints more about an object than its key and type.
-    virtual void showMore(std::string const& key, objbus::ObjectTypeSpec type) = 0;
+    virtual void printAdditionalDetails(std::string const& key, objbus::ObjectTypeSpec type) = 0;
 
     /// Must be called before the destruction of the television, because iterators are clients of the television.
     void dropIterators() { iterators_.clear(); }
@@ -39,7 +39,7 @@ protected:
 private:
     void list(Words const& arguments);
     void show(Words const& arguments);
-    void table(Words const& arguments);
+    void showTableRows(Words const& arguments);
 
     /// Access objects whose iterators the television refused to destroy, and may still notify.
     std::vector<std::unique_ptr<orvane::system::support::IteratorAccess>> iterators_;

@@ -66,7 +66,7 @@ int readWideCharacter(wchar_t& character) {
 
 /// Whether the line ends within quotes.
 bool isQuoteOpen(std::string const& line) {
-    std::string const word = line.substr(lastWordOf(line));
+    std::string const word = line.substr(lastWordPosition(line));
     try {
         wordsOf(word);
         return false;
@@ -210,7 +210,7 @@ private:
             auto const end = std::mismatch(common.begin(), common.end(), choice.begin(), choice.end()).first;
             common.erase(end, common.end());
         }
-        std::string const rest = common.substr(line.size() - lastWordOf(line)) + (choices.size() == 1 ? " " : "");
+        std::string const rest = common.substr(line.size() - lastWordPosition(line)) + (choices.size() == 1 ? " " : "");
         if (!rest.empty()) {
             return el_insertstr(editor, rest.c_str()) == 0 ? CC_REFRESH : CC_REFRESH_BEEP;
         }

@@ -85,7 +85,7 @@ std::vector<Words> rowsOf(Words const& words) {
     return rows;
 }
 
-std::size_t lastWordOf(std::string_view line) {
+std::size_t lastWordPosition(std::string_view line) {
     std::string_view rest = line;
     while (true) {
         skipBlanks(rest);
@@ -109,7 +109,7 @@ std::string joined(Words const& words, std::string const& separator) {
     return text;
 }
 
-std::string alternatives(Words const& words) {
+std::string joinAsAlternatives(Words const& words) {
     std::string const text = joined({words.begin(), words.end() - 1}, ", ");
     return text.empty() ? words.back() : text + " or " + words.back();
 }
@@ -121,7 +121,7 @@ std::string typed(Words const& words) {
     return joined(shown, " ");
 }
 
-std::string keyOf(std::string const& word) {
+std::string keyFromWord(std::string const& word) {
     if (word == "command") {
         return orvane::model_keys::COMMAND;
     }

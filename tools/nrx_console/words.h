@@ -33,18 +33,18 @@ Words wordsOf(std::string_view line);
 std::vector<Words> rowsOf(Words const& words);
 
 /// The position of the last word, whose closing quote may be missing, or the size of a line that ends with a blank.
-std::size_t lastWordOf(std::string_view line);
+std::size_t lastWordPosition(std::string_view line);
 
 std::string joined(Words const& words, std::string const& separator);
 /// Returns "a, b or c". There must be at least one word.
-std::string alternatives(Words const& words);
+std::string joinAsAlternatives(Words const& words);
 
 using television::typed;
 /// The words in one line, each as a user types it.
 std::string typed(Words const& words);
 
 /// The key that a word stands for: `command` and `event` are short for two keys.
-std::string keyOf(std::string const& word);
+std::string keyFromWord(std::string const& word);
 
 /// The number in a word. Throws for a word that is no number, and for a number out of range.
 int numberOf(std::string const& word);

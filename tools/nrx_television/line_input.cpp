@@ -13,15 +13,15 @@ namespace nrx_television {
 
 LineInput::LineInput(sd_event* loop, int descriptor) : descriptor_(descriptor) {
     auto const addSource = [&] {
-        int const result = bus::makeInto(source_, [&](auto source) {
+        int const result = bus::assignFromOutParameter(source_, [&](auto source) {
             return sd_event_add_io(loop, source, descriptor, EPOLLIN, handleReadable, this);
         });
         if (result != -EPERM) {
             return result;
         }
         // Uses a deferred source for a regular file, which epoll does not accept and which is always readable.
-        NRX_TRY(bus::makeInto(source_,
-                              [&](auto source) { return sd_event_add_defer(loop, source, handleDeferred, this); }));
+        NRX_TRY(bus::assignFromOutParameter(
+            source_, [&](auto source) { return sd_event_add_defer(loop, source, handleRegularFile, this); }));
         return sd_event_source_set_enabled(source_.get(), SD_EVENT_ON);
     };
     if (int const result = addSource(); result < 0) {
@@ -44,7 +44,7 @@ int LineInput::handleReadable(sd_event_source* /*source*/, int /*descriptor*/, u
     return static_cast<LineInput*>(input)->read();
 }
 
-int LineInput::handleDeferred(sd_event_source* /*source*/, void* input) noexcept {
+int LineInput::handleRegularFile(sd_event_source* /*source*/, void* input) noexcept {
     return static_cast<LineInput*>(input)->read();
 }
 

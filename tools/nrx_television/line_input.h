@@ -27,7 +27,7 @@ public:
 
 private:
     static int handleReadable(sd_event_source* source, int descriptor, unsigned int events, void* input) noexcept;
-    static int handleDeferred(sd_event_source* source, void* input) noexcept;
+    static int handleRegularFile(sd_event_source* source, void* input) noexcept;
     /// Reads what is available. Disables the source at the end of the file.
     int read() noexcept;
 

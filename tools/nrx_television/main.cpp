@@ -32,7 +32,7 @@ std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> con
     auto model = nrx_console::loadModel(file);
     for (auto const& [key, content] : model.objects) {
         try {
-            nrx_television::requireCarriedContent(content);
+            nrx_television::requireBusEncodable(content);
         } catch (nrx_console::CommandError const& error) {
             throw nrx_console::ModelError(nrx_console::typed(file.value_or("")) + ": " + nrx_console::typed(key) +
                                           ": " + error.what());
@@ -50,7 +50,7 @@ std::string systemBusAddress() {
 /// Gives access to the users and groups that the option names. Throws `std::runtime_error`.
 void allow(Permissions& permissions, std::string const& option, std::vector<std::string> const& names, Access access) {
     for (std::string const& name : names) {
-        if (!permissions.allow(name, access)) {
+        if (!permissions.grant(name, access)) {
             throw std::runtime_error(
                 option + ": " +
                 nrx_console::unexpected(name, "a user's name or number, a group's after an @, or any").what());
@@ -72,12 +72,12 @@ int serve(nrx_console::SimulatedTelevision& television, Server& server, sd_event
     std::optional<nrx_console::Console> console;
     std::optional<nrx_television::LineInput> input;
     if (commands) {
-        console.emplace(std::make_unique<nrx_television::ServedCommands>(television, server));
+        console.emplace(std::make_unique<nrx_television::ServedTelevisionCommands>(television, server));
         input.emplace(loop, STDIN_FILENO);
     }
-    auto const execute = [&console](std::string const& line) { return console->execute(line); };
+    auto const execute = [&console](std::string const& line) { return console->executeUnlessQuit(line); };
     int status = 0;
-    while (server.runOnce(!input || !input->hasLine())) {
+    while (server.runOnceUnlessTerminated(!input || !input->hasLine())) {
         auto const line = input ? input->takeLine() : std::nullopt;
         if (!line) {
             continue;
@@ -103,9 +103,10 @@ int run(int argc, char** argv) {
         PROGRAM, "A simulated television on a message bus, under the name nrx.Television1, until SIGTERM or SIGINT.");
     words.addText("--address", address, "Address of the bus; by default that in NRX_BUS_ADDRESS, or the session's");
     words.addFlag("--system", isOnSystemBus, "Serve on the system's bus");
-    words.addTexts("--allow", allowed,
-                   "Serve this user, too (by name or number), this group (after an @) or any; may be repeated");
-    words.addTexts("--allow-reading", reading, "The same, but they may only read");
+    words.addRepeatableText(
+        "--allow", allowed,
+        "Serve this user, too (by name or number), this group (after an @) or any; may be repeated");
+    words.addRepeatableText("--allow-reading", reading, "The same, but they may only read");
     words.addText("--model", model, "JSON file of the television's objects; the shipped example by default");
     words.addFlag("--commands", hasCommands, "Carry out the console's commands from standard input");
     if (auto const status = words.parse(argc, argv)) {
@@ -127,7 +128,7 @@ int run(int argc, char** argv) {
     bus::Bus bus = bus::server::connectToBus(address.value_or(""));  // May take long. A signal still ends the program.
     blockTerminationSignals();
     bus::server::ServerLoop loop;
-    nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::requireCarriedContent);
+    nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::requireBusEncodable);
     Server server(television.television(), loop, std::move(bus), std::move(permissions));
     server.requestName();
     nrx_console::printLine(std::string("serving ") + bus::SERVICE + ": " + std::to_string(server.objectCount()) +
@@ -137,4 +138,4 @@ int run(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return command_line::runProgram(PROGRAM, EXIT_NOT_SERVED, run, argc, argv); }
+int main(int argc, char** argv) { return command_line::runMain(PROGRAM, EXIT_NOT_SERVED, run, argc, argv); }

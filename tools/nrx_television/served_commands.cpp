@@ -10,7 +10,7 @@ namespace nrx_television {
 using nrx_console::Command;
 using nrx_console::Words;
 
-nrx_console::Commands ServedCommands::commands() {
+nrx_console::Commands ServedTelevisionCommands::commands() {
     nrx_console::Commands all = television_.commands();
     for (Command& command : all) {
         if (command.name == "wait") {
@@ -21,13 +21,13 @@ nrx_console::Commands ServedCommands::commands() {
     return all;
 }
 
-void requireCarriedContent(nrx_console::Content const& content) {
+void requireBusEncodable(nrx_console::Content const& content) {
     auto const* const value = std::get_if<television::Value>(&content);
     auto const* const rows = std::get_if<television::Rows>(&content);
-    bool const isCarried = value != nullptr
-                               ? std::visit([](auto const& typed) { return bus::hasValidText(typed); }, *value)
-                               : rows == nullptr || bus::hasValidText(*rows);
-    if (!isCarried) {
+    bool const isEncodable = value != nullptr
+                                 ? std::visit([](auto const& typed) { return bus::hasValidText(typed); }, *value)
+                                 : rows == nullptr || bus::hasValidText(*rows);
+    if (!isEncodable) {
         throw nrx_console::CommandError(bus::server::reasonOf(-EILSEQ));
     }
 }

@@ -9,14 +9,14 @@
 namespace nrx_television {
 
 /// The console commands of a simulated television that a server serves. Both outlive this object.
-class ServedCommands final : public nrx_console::TelevisionCommands {
+class ServedTelevisionCommands final : public nrx_console::TelevisionCommands {
 public:
-    ServedCommands(nrx_console::SimulatedTelevision& television, bus::server::Server& server)
+    ServedTelevisionCommands(nrx_console::SimulatedTelevision& television, bus::server::Server& server)
         : television_(television), server_(server) {}
 
     /// The television's commands. The command "wait" also waits until the server has sent the signals.
     nrx_console::Commands commands() override;
-    void makeReachable() override { television_.makeReachable(); }
+    void restoreReachability() override { television_.restoreReachability(); }
     [[nodiscard]] nrx_console::Words keys() const override { return television_.keys(); }
 
 private:
@@ -25,6 +25,6 @@ private:
 };
 
 /// Throws `CommandError` for content with a text that the bus does not carry.
-void requireCarriedContent(nrx_console::Content const& content);
+void requireBusEncodable(nrx_console::Content const& content);
 
 }  // namespace nrx_television

@@ -18,7 +18,7 @@ Timeline read(std::istream& log, std::string const& name) {
     if (!open || log.bad() || std::ferror(stdin) != 0) {  // std::cin treats a failed read as the end of the input.
         throw std::runtime_error(name + ": cannot be read, expected a log");
     }
-    if (timeline.times.empty()) {
+    if (timeline.eventTimes.empty()) {
         throw std::runtime_error(name + ": found no line of the library among " + std::to_string(timeline.lineCount) +
                                  ", expected its log");
     }
@@ -75,5 +75,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    return command_line::runProgram(PROGRAM, command_line::EXIT_NOT_STARTED, run, argc, argv);
+    return command_line::runMain(PROGRAM, command_line::EXIT_NOT_STARTED, run, argc, argv);
 }

@@ -28,13 +28,13 @@ struct Form {
     std::string_view beginning;
     std::string_view open;
     std::string_view close;
-    std::optional<std::string_view> Details::*detail;
+    std::optional<std::string_view> KeyAndValue::*member;
 };
 
 constexpr Form FORMS[] = {
-    {"Action Failed : ", "", ",  ", &Details::key},  {"Action Result: ", "", ",  ", &Details::key},
-    {"BizValue connect ", ":'", "'", &Details::key}, {"Error set value :", ", ", "", &Details::key},
-    {"parameter ", ":   ", "", &Details::value},
+    {"Action Failed : ", "", ",  ", &KeyAndValue::key},  {"Action Result: ", "", ",  ", &KeyAndValue::key},
+    {"BizValue connect ", ":'", "'", &KeyAndValue::key}, {"Error set value :", ", ", "", &KeyAndValue::key},
+    {"parameter ", ":   ", "", &KeyAndValue::value},
 };
 
 /// The operations of the facade and of the access objects that their users call.
@@ -62,32 +62,34 @@ bool isError(std::string_view message) {
                        [message](std::string_view error) { return message.starts_with(error); });
 }
 
-Details detailsOf(LogLine const& message) {
-    Details details;
+KeyAndValue keyAndValueOf(LogLine const& message) {
+    KeyAndValue keyAndValue;
     for (Form const& form : FORMS) {
         std::string_view text = message.text;
         std::size_t const open = text.find(form.open, form.beginning.size());
         if (text.starts_with(form.beginning) && open != std::string_view::npos) {
             text.remove_prefix(open + form.open.size());
             std::size_t const close = form.close.empty() ? text.size() : text.find(form.close);
-            details.*form.detail = text.substr(0, close);
+            keyAndValue.*form.member = text.substr(0, close);
         }
     }
-    if (details.value && details.value->ends_with(' ')) {  // The message ends with a blank.
-        details.value->remove_suffix(1);
+    if (keyAndValue.value && keyAndValue.value->ends_with(' ')) {  // The message ends with a blank.
+        keyAndValue.value->remove_suffix(1);
     }
     if (message.operation == "onNRXCommandValueChanged") {
-        details.key = "command";
+        keyAndValue.key = "command";
     } else if (message.operation == "onNRXEventValueChanged") {
-        details.key = "event";
+        keyAndValue.key = "event";
     }
-    return details;
+    return keyAndValue;
 }
 
-Role roleOf(std::string_view operation) {
+ThreadRole threadRoleOf(std::string_view operation) {
     bool const isCallers =
         std::find(std::begin(CALLER_OPERATIONS), std::end(CALLER_OPERATIONS), operation) != std::end(CALLER_OPERATIONS);
-    return isCallers ? Role::caller : operation.starts_with("notify") ? Role::delivery : Role::unknown;
+    return isCallers                         ? ThreadRole::caller
+           : operation.starts_with("notify") ? ThreadRole::delivery
+                                             : ThreadRole::unknown;
 }
 
 }  // namespace nrx_timeline

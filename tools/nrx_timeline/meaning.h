@@ -13,14 +13,14 @@ namespace nrx_timeline {
 bool isError(std::string_view message);
 
 /// The key of the model object and the value in a message, if the message has them. Both refer to the line's text.
-struct Details {
+struct KeyAndValue {
     std::optional<std::string_view> key{};
     std::optional<std::string_view> value{};
 };
-Details detailsOf(LogLine const& message);
+KeyAndValue keyAndValueOf(LogLine const& message);
 
 /// Which thread runs an operation that no other operation called.
-enum class Role { unknown, caller, delivery };
-Role roleOf(std::string_view operation);
+enum class ThreadRole { unknown, caller, delivery };
+ThreadRole threadRoleOf(std::string_view operation);
 
 }  // namespace nrx_timeline

@@ -91,18 +91,18 @@ std::size_t indent(std::size_t depth) { return std::min(depth * INDENT, MOST_IND
 class Picture {
 public:
     Picture(Timeline const& timeline, std::ostream& output) : timeline_(timeline), output_(output) {
-        std::vector<std::size_t> lineCounts(timeline.times.size() + 1, 1);
+        std::vector<std::size_t> lineCounts(timeline.eventTimes.size() + 1, 1);
         for (Lane const& lane : timeline.lanes) {
             for (Slice const& slice : lane.slices) {
-                lineCounts[slice.begin.row] = linesOf(slice).size();
+                lineCounts[slice.begin.eventIndex] = linesOf(slice).size();
             }
             for (Message const& mark : lane.messages) {
-                lineCounts[mark.moment.row] = linesOf(mark).size();
+                lineCounts[mark.moment.eventIndex] = linesOf(mark).size();
             }
         }
         std::int64_t latest = timeline.begin;
         for (std::size_t row = 0; row < lineCounts.size(); ++row) {
-            std::int64_t const time = row < timeline.times.size() ? timeline.times[row] : latest;
+            std::int64_t const time = row < timeline.eventTimes.size() ? timeline.eventTimes[row] : latest;
             waits_.push_back(timeline.hasTimestamps && row > 0 ? time - latest : 0);
             latest = row > 0 ? std::max(latest, time) : time;
             tops_.push_back(height_ + (hasWait(row) ? LINE_HEIGHT : 0));
@@ -117,7 +117,7 @@ public:
                 << "\" viewBox=\"0 0 " << width << ' ' << height << "\" font-family=\"monospace\" font-size=\"11\">\n"
                 << "<rect width=\"" << width << "\" height=\"" << height << "\" fill=\"white\"/>\n";
         writeHead(4, timeline_.hasTimestamps ? "second" : "line");
-        for (std::size_t row = 0; row < timeline_.times.size(); ++row) {
+        for (std::size_t row = 0; row < timeline_.eventTimes.size(); ++row) {
             writeRow(row, width);
         }
         for (std::size_t lane = 0; lane < timeline_.lanes.size(); ++lane) {
@@ -135,11 +135,11 @@ private:
     }
 
     [[nodiscard]] std::string at(Moment const& moment) const {
-        return (timeline_.hasTimestamps ? " at second " : " in line ") + timeOf(moment.time);
+        return (timeline_.hasTimestamps ? " at second " : " in line ") + timeOf(moment.microsecondsOrLine);
     }
 
     [[nodiscard]] std::string nameOf(Slice const& slice) const {
-        std::string const time = decimal(slice.end.time - slice.begin.time, 3) + " ms";
+        std::string const time = decimal(slice.end.microsecondsOrLine - slice.begin.microsecondsOrLine, 3) + " ms";
         return slice.operation + "()" + (timeline_.hasTimestamps ? " " + time : "");
     }
 
@@ -192,7 +192,7 @@ private:
             writeText(4, tops_[row] - LINE_HEIGHT, duration(waits_[row]), "black");
         }
         output_ << "<path d=\"M0 " << tops_[row] << 'h' << width << "\" stroke=\"#eee\"/>";
-        writeText(4, tops_[row], timeOf(timeline_.times[row]), "#666");
+        writeText(4, tops_[row], timeOf(timeline_.eventTimes[row]), "#666");
         output_ << '\n';
     }
 
@@ -205,16 +205,18 @@ private:
             output_ << "<g><title>" << escaped(nameOf(slice) + ", " + slice.sourceLocation) << at(slice.begin)
                     << (slice.hasExit ? "" : ", not left in the log") << escaped(details) << "</title>";
             std::size_t const left = indent(slice.depth);
-            std::size_t const top = tops_[slice.begin.row];
-            std::size_t const bottom = slice.end.row + 1 < tops_.size() ? tops_[slice.end.row] + LINE_HEIGHT : height_;
+            std::size_t const top = tops_[slice.begin.eventIndex];
+            std::size_t const bottom =
+                slice.end.eventIndex + 1 < tops_.size() ? tops_[slice.end.eventIndex] + LINE_HEIGHT : height_;
             writeBlock(left, top, LANE_WIDTH - MARGIN - left - left / 4, bottom - top, slice.depth, slice.hasExit);
             writeLines(linesOf(slice), textOf(slice), top, "black");
         }
         for (Message const& mark : lane.messages) {
             char const* const colour = mark.isError ? ERROR_COLOUR : MESSAGE_COLOUR;
             output_ << "<g><title>" << escaped(mark.text + ", " + mark.sourceLocation) << at(mark.moment) << "</title>";
-            writeCircle(textOf(mark) - 6, tops_[mark.moment.row], colour);
-            writeLines(linesOf(mark), textOf(mark), tops_[mark.moment.row], mark.isError ? ERROR_COLOUR : "black");
+            writeCircle(textOf(mark) - 6, tops_[mark.moment.eventIndex], colour);
+            writeLines(linesOf(mark), textOf(mark), tops_[mark.moment.eventIndex],
+                       mark.isError ? ERROR_COLOUR : "black");
         }
         output_ << "</svg>\n";
     }

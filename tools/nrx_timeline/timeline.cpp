@@ -20,8 +20,8 @@ public:
 
     /// Raises the time of the moment to the latest time in the lane.
     void add(LogLine line, Moment& moment) {
-        moment.time = std::max(moment.time, latest_);
-        latest_ = moment.time;
+        moment.microsecondsOrLine = std::max(moment.microsecondsOrLine, latest_);
+        latest_ = moment.microsecondsOrLine;
         switch (line.kind) {
             case LogLine::Kind::enter:
                 addRole(line.operation);
@@ -35,7 +35,7 @@ public:
                 break;
             case LogLine::Kind::message:
                 addRole(line.operation);
-                addDetails(detailsOf(line));
+                addKeyAndValue(keyAndValueOf(line));
                 mark(line.operation + "(): " + line.text, std::move(line.sourceLocation), moment, isError(line.text));
                 break;
         }
@@ -46,8 +46,8 @@ public:
         while (!open_.empty()) {
             close(end);
         }
-        if (roles_ == std::set{Role::caller} || roles_ == std::set{Role::delivery}) {
-            lane_.name = (roles_.contains(Role::caller) ? "caller, " : "delivery, ") + lane_.name;
+        if (roles_ == std::set{ThreadRole::caller} || roles_ == std::set{ThreadRole::delivery}) {
+            lane_.name = (roles_.contains(ThreadRole::caller) ? "caller, " : "delivery, ") + lane_.name;
         }
         return std::move(lane_);
     }
@@ -59,22 +59,22 @@ private:
 
     /// Adds the role of an outermost operation to the roles of the lane.
     void addRole(std::string const& operation) {
-        if (Role const role = roleOf(operation); role != Role::unknown && open_.empty()) {
+        if (ThreadRole const role = threadRoleOf(operation); role != ThreadRole::unknown && open_.empty()) {
             roles_.insert(role);
         }
     }
 
     /// Adds the details of a message to the innermost open slices.
-    void addDetails(Details const& details) {
+    void addKeyAndValue(KeyAndValue const& keyAndValue) {
         constexpr std::size_t MOST_SLICES = 3;
         constexpr std::size_t MOST_BYTES = 500;
         for (std::size_t depth = open_.size(); depth > 0 && open_.size() - depth < MOST_SLICES; --depth) {
             Slice& slice = lane_.slices[open_[depth - 1]];
-            if (details.key && slice.key.empty()) {
-                slice.key = *details.key;
+            if (keyAndValue.key && slice.key.empty()) {
+                slice.key = *keyAndValue.key;
             }
-            if (details.value && slice.value.size() < MOST_BYTES) {
-                slice.value += (slice.value.empty() ? "" : " ") + television::typed(std::string(*details.value));
+            if (keyAndValue.value && slice.value.size() < MOST_BYTES) {
+                slice.value += (slice.value.empty() ? "" : " ") + television::typed(std::string(*keyAndValue.value));
             }
         }
     }
@@ -106,7 +106,7 @@ private:
     Lane lane_;
     std::vector<std::size_t> open_;
     std::unordered_map<std::string, std::size_t> openByName_;
-    std::set<Role> roles_;  ///< The known roles of the outermost operations.
+    std::set<ThreadRole> roles_;  ///< The known roles of the outermost operations.
     std::int64_t latest_ = 0;
 };
 
@@ -135,14 +135,14 @@ Timeline readTimeline(std::istream& log) {
         if (isNew) {
             lanes.emplace_back(stamp.thread);
         }
-        Moment moment{timeline.times.size(), stamp.microseconds};
+        Moment moment{timeline.eventTimes.size(), stamp.microseconds};
         lanes[lane->second].add(std::move(line), moment);
-        timeline.times.push_back(moment.time);
+        timeline.eventTimes.push_back(moment.microsecondsOrLine);
     }
-    if (!timeline.times.empty()) {
-        auto const [first, last] = std::minmax_element(timeline.times.begin(), timeline.times.end());
+    if (!timeline.eventTimes.empty()) {
+        auto const [first, last] = std::minmax_element(timeline.eventTimes.begin(), timeline.eventTimes.end());
         timeline.begin = *first;
-        timeline.end = {timeline.times.size(), *last};
+        timeline.end = {timeline.eventTimes.size(), *last};
     }
     for (LaneBuilder& lane : lanes) {
         timeline.lanes.push_back(lane.finish(timeline.end));

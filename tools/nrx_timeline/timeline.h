@@ -11,8 +11,8 @@ namespace nrx_timeline {
 /// The position of an event: its row among all events, and its time in microseconds. In a log without stamps, the
 /// number of the event's line replaces the time.
 struct Moment {
-    std::size_t row;
-    std::int64_t time;
+    std::size_t eventIndex;
+    std::int64_t microsecondsOrLine;
 };
 
 /// A traced operation from its entry to its exit.
@@ -47,9 +47,9 @@ struct Lane {
 struct Timeline {
     std::vector<Lane> lanes;  ///< Ordered by their first lines.
     bool hasTimestamps = false;
-    std::vector<std::int64_t> times;  ///< The time of each row.
-    std::int64_t begin = 0;           ///< The earliest time.
-    Moment end{};                     ///< The row after the last, and the latest time.
+    std::vector<std::int64_t> eventTimes;  ///< The time of each row.
+    std::int64_t begin = 0;                ///< The earliest time.
+    Moment end{};                          ///< The row after the last, and the latest time.
     std::size_t lineCount = 0;
     std::size_t skippedCount = 0;  ///< The lines that are not complete lines of the library's log.
 };

@@ -31,12 +31,13 @@ void writeTraceEvents(Timeline const& timeline, std::ostream& output) {
                     arguments[name] = detail;
                 }
             }
-            json whole = event("X", slice.operation, lane, slice.begin.time, arguments);
-            whole["dur"] = slice.end.time - slice.begin.time;
+            json whole = event("X", slice.operation, lane, slice.begin.microsecondsOrLine, arguments);
+            whole["dur"] = slice.end.microsecondsOrLine - slice.begin.microsecondsOrLine;
             add(whole);
         }
         for (Message const& mark : lane.messages) {
-            json instant = event("i", mark.text, lane, mark.moment.time, {{"place", mark.sourceLocation}});
+            json instant =
+                event("i", mark.text, lane, mark.moment.microsecondsOrLine, {{"place", mark.sourceLocation}});
             if (mark.isError) {
                 instant["cname"] = "terrible";  // Red in trace viewers.
             }

@@ -21,19 +21,20 @@ using ListText = std::shared_ptr<std::string const>;
 /// The delivery thread pushes lists, and the main thread pops lists. Above a bound of bytes a new list replaces the
 /// oldest lists of its type. The newest list of each type is always kept. The log gets one line when lists are first
 /// dropped, and one line with the number of dropped lists when the queue is empty again.
-class EventQueue {
+class ListQueue {
 public:
-    /// The bound for the bytes of all JSON texts plus `BYTES_PER_EVENT` for each list.
+    /// The bound for the bytes of all JSON texts plus `LIST_OVERHEAD_BYTES` for each list.
     static constexpr std::size_t LIMIT = std::size_t{16} << 20U;
-    static constexpr std::size_t BYTES_PER_EVENT = 128;
+    static constexpr std::size_t LIST_OVERHEAD_BYTES = 128;
 
-    struct Event {
+    struct QueuedList {
         ListType type;
         ListText list;
     };
 
-    /// `push` calls `wake`, with no lock held, for the first list and for the first list after each empty `pop`.
-    explicit EventQueue(std::function<void()> wake) : wake_(std::move(wake)) {}
+    /// `push` calls `scheduleDelivery`, with no lock held, for the first list and for the first list after each empty
+    /// `pop`.
+    explicit ListQueue(std::function<void()> scheduleDelivery) : scheduleDelivery_(std::move(scheduleDelivery)) {}
 
     /// Selects whether `push` accepts lists of the type. At first `push` accepts no list.
     void setListening(ListType type, bool isOn);
@@ -42,23 +43,23 @@ public:
     void push(ListType type, ListText const& list);
 
     /// Returns nothing if the queue is empty.
-    std::optional<Event> pop();
+    std::optional<QueuedList> pop();
 
     /// Drops the waiting lists and all lists pushed later.
     void close();
 
 private:
-    static std::size_t sizeOf(ListText const& list) { return list->size() + BYTES_PER_EVENT; }
+    static std::size_t sizeOf(ListText const& list) { return list->size() + LIST_OVERHEAD_BYTES; }
     /// Drops the oldest lists of the type until a list of `size` bytes fits.
-    void makeRoom(ListType type, std::size_t size) NRX_REQUIRES(mutex_);
+    void dropOldestToFit(ListType type, std::size_t size) NRX_REQUIRES(mutex_);
 
-    std::function<void()> const wake_;
+    std::function<void()> const scheduleDelivery_;
     mutable television::Mutex mutex_;
-    std::list<Event> events_ NRX_GUARDED_BY(mutex_);
+    std::list<QueuedList> lists_ NRX_GUARDED_BY(mutex_);
     std::size_t bytes_ NRX_GUARDED_BY(mutex_) = 0;
     std::uint64_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  // The lists dropped since the queue was empty.
     PerList<bool> isListening_ NRX_GUARDED_BY(mutex_){};
-    bool isWoken_ NRX_GUARDED_BY(mutex_) = false;
+    bool isDeliveryScheduled_ NRX_GUARDED_BY(mutex_) = false;
     bool isClosed_ NRX_GUARDED_BY(mutex_) = false;
 };
 

@@ -5,7 +5,7 @@
 #include "bus/server/server.h"
 #include "fuzz/bus_messages.h"
 
-// A television's connection, and its peer, which replaces the bus.
+// A connection of a television, and the fake bus at the other end.
 
 namespace fuzz {
 
@@ -43,41 +43,41 @@ constexpr Call CALLS[] = {SYNC,
                           {"org.freedesktop.DBus.Peer", "Ping", ""}};
 constexpr char const* KEYS[] = {"n", "x", "s", "i", "l", "a", "t", "u"};
 constexpr std::size_t LONGEST_SIGNATURE = 255;
-constexpr char OBSERVER[] = ":1.0";  ///< A client whose calls are always served.
+constexpr char HARNESS_CLIENT[] = ":1.0";  ///< A client whose calls are always served.
 constexpr char const* CLIENTS[] = {":1.1", ":1.2", ":1.3"};
 constexpr unsigned int USERS[] = {0, 1000, 2000};
 constexpr Access RIGHTS[] = {Access::ALL, Access::READ, Access::NONE};
 
 /// A call and its reply.
-struct Made {
+struct SentCall {
     Call call;
     std::string sender;
     std::string path;
-    Item arguments;
-    bool isReplyDue = true;  ///< False after the client has left.
-    bool isApplied = false;  ///< Whether the reference model has the call's effect.
+    MessageItem arguments;
+    bool isReplyDue = true;             ///< False after the client has left.
+    bool isAppliedToReference = false;  ///< Whether the reference model has the call's effect.
     int replies = 0;
     bool hasFailed = false;
     bus::Message reply{};
 };
 
-inline bool appendItems(sd_bus_message* message, Item const& root) {
-    return std::ranges::all_of(root.items, [&](Item const& item) { return appendItem(message, item) >= 0; });
+inline bool appendItems(sd_bus_message* message, MessageItem const& root) {
+    return std::ranges::all_of(root.items, [&](MessageItem const& item) { return appendItem(message, item) >= 0; });
 }
 
 /// Replaces the bus, and is connected with the television that it serves.
-class Peer {
+class FakeBus {
 public:
-    explicit Peer(Bytes& from) : bytes(from) {
+    explicit FakeBus(Bytes& from) : bytes(from) {
         bus::server::Permissions permissions;
-        permissions.allow("1000", Access::READ);
+        permissions.grant("1000", Access::READ);
         sd_bus* made = nullptr;
         int ends[2]{};
         expect(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0 && sd_bus_new(&made) >= 0 &&
                    sd_bus_set_fd(made, ends[0], ends[0]) >= 0 && sd_bus_start(made) >= 0,
                "the television connects");
         bus::Bus television(made);
-        bus_ = makeServer(ends[1]);
+        bus_ = makeBusSide(ends[1]);
         tv.publish("n", 1);
         tv.publish("x", 1LL);
         tv.publish("s", std::string("text"));
@@ -89,21 +89,22 @@ public:
         server = std::make_unique<bus::server::Server>(tv, loop, std::move(television), permissions);
     }
 
-    /// Makes a call of the observer and returns the call with its reply. The server has then handled all earlier calls.
-    Made& callAsObserver(Call const& call, std::string const& path, Item const& arguments = {}) {
-        std::uint64_t const number = send(call, path, OBSERVER, arguments);
+    /// Makes a call of `HARNESS_CLIENT` and returns the call with its reply. The server has then handled all earlier
+    /// calls.
+    SentCall& callFromHarness(Call const& call, std::string const& path, MessageItem const& arguments = {}) {
+        std::uint64_t const number = send(call, path, HARNESS_CLIENT, arguments);
         while (calls.at(number).replies == 0) {
-            expect(server->runOnce(false), "the server serves");
+            expect(server->runOnceUnlessTerminated(false), "the server serves");
             while (sd_bus_process(bus_.get(), nullptr) > 0) {
             }
         }
         return calls.at(number);
     }
-    void sync() { callAsObserver(SYNC, bus::MODEL_PATH); }
+    void sync() { callFromHarness(SYNC, bus::MODEL_PATH); }
 
     /// Sends a call with these arguments and returns its number, or 0 if the call is no valid message. sd-bus sends a
     /// signature that is too long, but drops such a message when received.
-    std::uint64_t send(Call const& call, std::string const& path, char const* sender, Item const& arguments) {
+    std::uint64_t send(Call const& call, std::string const& path, char const* sender, MessageItem const& arguments) {
         sd_bus_message* made = nullptr;
         sd_bus_message_new_method_call(bus_.get(), &made, nullptr, path.c_str(), call.interface, call.name);
         bus::Message const message(made);
@@ -111,13 +112,13 @@ public:
         if (made != nullptr && sd_bus_message_set_sender(made, sender) >= 0 && appendItems(made, arguments) &&
             std::strlen(sd_bus_message_get_signature(made, 1)) <= LONGEST_SIGNATURE &&
             sd_bus_send(bus_.get(), made, &number) >= 0) {
-            calls.emplace(number, Made{call, sender, path, arguments});
+            calls.emplace(number, SentCall{call, sender, path, arguments});
         }
         return number;
     }
 
     /// Sends the signal that the client has left. The sender is the bus or another connection.
-    void leave(char const* client, char const* sender) {
+    void sendClientLeft(char const* client, char const* sender) {
         sd_bus_message* made = nullptr;
         sd_bus_message_new_signal(bus_.get(), &made, bus::BUS_PATH, bus::BUS_NAME, "NameOwnerChanged");
         bus::Message const signal(made);
@@ -128,13 +129,13 @@ public:
 
     /// Answers the oldest request for a client's credentials.
     void answerCredentials(bool isValid) {
-        bus::Message const request = std::move(requests_.front());
-        requests_.erase(requests_.begin());
+        bus::Message const request = std::move(pendingCredentialsRequests_.front());
+        pendingCredentialsRequests_.erase(pendingCredentialsRequests_.begin());
         char const* client = nullptr;
         sd_bus_message_rewind(request.get(), 1);
         sd_bus_message_read(request.get(), "s", &client);
         auto const found = std::ranges::find(CLIENTS, std::string_view(client));
-        isKnown[client] = isValid;
+        hasValidCredentials[client] = isValid;
         auto const index = found != std::end(CLIENTS) ? static_cast<std::size_t>(found - CLIENTS) : 0;
         sd_bus_message* made = nullptr;
         sd_bus_message_new_method_return(request.get(), &made);
@@ -147,7 +148,7 @@ public:
             sd_bus_reply_method_errorf(request.get(), SD_BUS_ERROR_NAME_HAS_NO_OWNER, "gone");
         }
     }
-    [[nodiscard]] bool isAsked() const { return !requests_.empty(); }
+    [[nodiscard]] bool areCredentialsRequested() const { return !pendingCredentialsRequests_.empty(); }
 
     void publishAction(std::string const& key) {
         tv.publishAction(key, [this](auto const& /*arguments*/) {
@@ -157,15 +158,15 @@ public:
     }
 
     Bytes& bytes;
-    std::map<std::uint64_t, Made> calls;
-    std::map<std::string, bool> isKnown;  ///< Whether the reply with the client's credentials was valid.
+    std::map<std::uint64_t, SentCall> calls;
+    std::map<std::string, bool> hasValidCredentials;  ///< Whether the reply with the client's credentials was valid.
     std::atomic<int> invocations = 0;
     bus::server::ServerLoop loop;
     simulator::Television tv;
     std::unique_ptr<bus::server::Server> server;
 
 private:
-    bus::Bus makeServer(int descriptor) {
+    bus::Bus makeBusSide(int descriptor) {
         sd_bus* made = nullptr;
         expect(sd_bus_new(&made) >= 0 && sd_bus_set_fd(made, descriptor, descriptor) >= 0 &&
                    sd_bus_set_server(made, 1, sd_id128_t{{1}}) >= 0 && sd_bus_start(made) >= 0 &&
@@ -174,15 +175,15 @@ private:
         return bus::Bus(made);
     }
 
-    static int handleMessage(sd_bus_message* message, void* peer, sd_bus_error* /*error*/) {
-        auto& self = *static_cast<Peer*>(peer);
+    static int handleMessage(sd_bus_message* message, void* fakeBus, sd_bus_error* /*error*/) {
+        auto& self = *static_cast<FakeBus*>(fakeBus);
         std::uint64_t number = 0;
         if (sd_bus_message_is_method_call(message, bus::BUS_NAME, "GetConnectionCredentials") > 0) {
-            self.requests_.emplace_back(sd_bus_message_ref(message));
+            self.pendingCredentialsRequests_.emplace_back(sd_bus_message_ref(message));
             char const* client = nullptr;
             sd_bus_message_read(message, "s", &client);
-            if (client == std::string_view(OBSERVER)) {
-                std::swap(self.requests_.front(), self.requests_.back());
+            if (client == std::string_view(HARNESS_CLIENT)) {
+                std::swap(self.pendingCredentialsRequests_.front(), self.pendingCredentialsRequests_.back());
                 self.answerCredentials(true);
             }
         } else if (sd_bus_message_get_reply_cookie(message, &number) >= 0) {
@@ -196,7 +197,7 @@ private:
     }
 
     bus::Bus bus_;
-    std::vector<bus::Message> requests_;  ///< The unanswered requests for credentials.
+    std::vector<bus::Message> pendingCredentialsRequests_;  ///< The unanswered requests for credentials.
 };
 
 }  // namespace fuzz

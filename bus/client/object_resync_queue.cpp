@@ -1,4 +1,4 @@
-#include "bus/client/recovery_queue.h"
+#include "bus/client/object_resync_queue.h"
 
 #include <algorithm>
 #include <cassert>
@@ -16,46 +16,46 @@ constexpr std::chrono::milliseconds LAST_DELAY{10'000};
 
 }  // namespace
 
-void RecoveryQueue::add(KeyEntry const& entry) {
+void ObjectResyncQueue::add(KeyEntry const& entry) {
     for (auto const& object : entry.objects) {
         waiting_.push_back({object.get(), FIRST_DELAY});
     }
 }
 
-void RecoveryQueue::addAndStart(KeyEntry const& entry) {
-    runOrBeginAgain([&] {
+void ObjectResyncQueue::addAndStart(KeyEntry const& entry) {
+    runOrRestartAllResyncs([&] {
         add(entry);
         start();
     });
 }
 
 template <typename Step>
-void RecoveryQueue::runOrBeginAgain(Step const& step) {
+void ObjectResyncQueue::runOrRestartAllResyncs(Step const& step) {
     try {
         step();
-    } catch (...) {  // Memory ran out. Recoveries may be missing.
-        context_.connection.announceAgain();
+    } catch (...) {  // Memory ran out. Resyncs may be missing.
+        modelState_.connection.repeatNameAppearedLater();
     }
 }
 
-void RecoveryQueue::start() {
+void ObjectResyncQueue::start() {
     while (runningCount_ < MAX_RUNNING && !waiting_.empty()) {
-        Recovery const next = waiting_.front();
+        ObjectResync const next = waiting_.front();
         waiting_.pop_front();
         {
-            television::MutexLock const lock(context_.mutex);
-            if (!next.object->isRecoveryDue()) {
+            television::MutexLock const lock(modelState_.mutex);
+            if (!next.object->needsResync()) {
                 continue;
             }
         }
         ++runningCount_;
-        auto const complete = [this, next, owner = lostOwnerCount_](int status) {
-            if (owner == lostOwnerCount_) {
+        auto const complete = [this, next, owner = ownerGeneration_](int status) {
+            if (owner == ownerGeneration_) {
                 end(next, status);
             }
         };
         int const status = catchToStatus([&] {
-            next.object->recover(complete);
+            next.object->resyncWithTelevision(complete);
             return television::STATUS_OK;
         });
         if (status != television::STATUS_OK) {
@@ -65,26 +65,26 @@ void RecoveryQueue::start() {
     }
 }
 
-void RecoveryQueue::clear() {
-    ++lostOwnerCount_;
+void ObjectResyncQueue::clear() {
+    ++ownerGeneration_;
     waiting_.clear();
     runningCount_ = 0;
 }
 
-void RecoveryQueue::end(Recovery const& recovery, int status) {
+void ObjectResyncQueue::end(ObjectResync const& resync, int status) {
     assert(runningCount_ != 0);
     --runningCount_;
     bool const isEnded = status == television::STATUS_OK || status == television::STATUS_NOT_PUBLISHED ||
                          status == television::STATUS_NO_TELEVISION || status == television::STATUS_NO_BUS;
     if (!isEnded) {
-        if (recovery.retryDelay == FIRST_DELAY) {
-            recovery.object->report("read", status);
+        if (resync.retryDelay == FIRST_DELAY) {
+            resync.object->logFailure("read", status);
         }
-        runOrBeginAgain([&] {
-            context_.connection.runLater(recovery.retryDelay, [this, recovery, owner = lostOwnerCount_] {
-                if (owner == lostOwnerCount_) {
-                    runOrBeginAgain([&] {
-                        waiting_.push_back({recovery.object, std::min(2 * recovery.retryDelay, LAST_DELAY)});
+        runOrRestartAllResyncs([&] {
+            modelState_.connection.runLater(resync.retryDelay, [this, resync, owner = ownerGeneration_] {
+                if (owner == ownerGeneration_) {
+                    runOrRestartAllResyncs([&] {
+                        waiting_.push_back({resync.object, std::min(2 * resync.retryDelay, LAST_DELAY)});
                     });
                     start();
                 }

@@ -1,4 +1,4 @@
-#include "web/event_queue.h"
+#include "web/list_queue.h"
 
 #include <cassert>
 #include <utility>
@@ -7,18 +7,18 @@
 
 namespace web {
 
-void EventQueue::setListening(ListType type, bool isOn) {
+void ListQueue::setListening(ListType type, bool isOn) {
     television::MutexLock const lock(mutex_);
     isListening_.at(indexOf(type)) = isOn;
 }
 
-bool EventQueue::isListening(ListType type) const {
+bool ListQueue::isListening(ListType type) const {
     television::MutexLock const lock(mutex_);
     return isListening_.at(indexOf(type));
 }
 
-void EventQueue::push(ListType type, ListText const& list) {
-    bool isWakeNeeded = false;
+void ListQueue::push(ListType type, ListText const& list) {
+    bool isDeliveryDue = false;
     bool isFirstDrop = false;
     {
         television::MutexLock const lock(mutex_);
@@ -26,50 +26,50 @@ void EventQueue::push(ListType type, ListText const& list) {
             return;
         }
         bool const hadDropped = droppedCount_ > 0;
-        makeRoom(type, sizeOf(list));
+        dropOldestToFit(type, sizeOf(list));
         isFirstDrop = !hadDropped && droppedCount_ > 0;
-        events_.push_back({type, list});
+        lists_.push_back({type, list});
         bytes_ += sizeOf(list);
-        isWakeNeeded = !std::exchange(isWoken_, true);
+        isDeliveryDue = !std::exchange(isDeliveryScheduled_, true);
     }
     if (isFirstDrop) {
         report("a page does not take its lists in time: older lists give way to newer ones");
     }
-    if (isWakeNeeded) {
+    if (isDeliveryDue) {
         try {
-            wake_();
+            scheduleDelivery_();
         } catch (...) {
             television::MutexLock const lock(mutex_);
-            isWoken_ = false;  // The next push calls `wake` again.
+            isDeliveryScheduled_ = false;  // The next push calls `scheduleDelivery` again.
             throw;
         }
     }
 }
 
-void EventQueue::makeRoom(ListType type, std::size_t size) {
-    for (auto event = events_.begin(); event != events_.end() && bytes_ + size > LIMIT;) {
-        if (event->type == type) {
-            assert(bytes_ >= sizeOf(event->list));
-            bytes_ -= sizeOf(event->list);
-            event = events_.erase(event);
+void ListQueue::dropOldestToFit(ListType type, std::size_t size) {
+    for (auto queued = lists_.begin(); queued != lists_.end() && bytes_ + size > LIMIT;) {
+        if (queued->type == type) {
+            assert(bytes_ >= sizeOf(queued->list));
+            bytes_ -= sizeOf(queued->list);
+            queued = lists_.erase(queued);
             ++droppedCount_;
         } else {
-            ++event;
+            ++queued;
         }
     }
 }
 
-std::optional<EventQueue::Event> EventQueue::pop() {
+std::optional<ListQueue::QueuedList> ListQueue::pop() {
     std::uint64_t dropped = 0;
     {
         television::MutexLock const lock(mutex_);
-        if (!events_.empty()) {
-            Event event = std::move(events_.front());
-            events_.pop_front();
-            bytes_ -= sizeOf(event.list);
-            return event;
+        if (!lists_.empty()) {
+            QueuedList queued = std::move(lists_.front());
+            lists_.pop_front();
+            bytes_ -= sizeOf(queued.list);
+            return queued;
         }
-        isWoken_ = false;
+        isDeliveryScheduled_ = false;
         dropped = std::exchange(droppedCount_, 0);
     }
     if (dropped > 0) {
@@ -78,11 +78,11 @@ std::optional<EventQueue::Event> EventQueue::pop() {
     return std::nullopt;
 }
 
-void EventQueue::close() {
-    std::list<Event> events;  // Destroyed after the mutex is unlocked.
+void ListQueue::close() {
+    std::list<QueuedList> lists;  // Destroyed after the mutex is unlocked.
     television::MutexLock const lock(mutex_);
     isClosed_ = true;
-    events_.swap(events);
+    lists_.swap(lists);
     bytes_ = 0;
 }
 

@@ -27,20 +27,20 @@ public:
 
     [[nodiscard]] bool isConnected() const { return object != nullptr; }
     /// Makes one connect attempt. Keeps the connect budget of reads and writes.
-    void connectOnce() noexcept;
+    void tryConnect() noexcept;
 };
 
 /// The facade with its access objects, from the first document's attach until the last document's detach.
 ///
 /// Only the worker thread calls the operations that may block. The worker thread also destroys the session.
-class Session {
+class FacadeSession {
 public:
     /// Does not connect. `client` must outlive the session.
-    explicit Session(orvane::NRXModelAccessClient& client);
-    Session(Session const&) = delete;
-    Session& operator=(Session const&) = delete;
+    explicit FacadeSession(orvane::NRXModelAccessClient& client);
+    FacadeSession(FacadeSession const&) = delete;
+    FacadeSession& operator=(FacadeSession const&) = delete;
     /// The session does not call the client after the return.
-    ~Session();
+    ~FacadeSession();
 
     // Callable from any thread; never block:
 
@@ -56,7 +56,7 @@ public:
     [[nodiscard]] ListAccess& list(ListType type) { return *lists_.at(indexOf(type)); }
     Answer get(ListType type);
     Answer set(ListType type, std::vector<std::string> const& texts);
-    Answer device();
+    Answer readDeviceInfo();
     Answer requestStartService();
 
 private:
@@ -65,7 +65,7 @@ private:
 
     std::atomic<bool> isStartCancelled_ = false;
     PerList<std::shared_ptr<ListAccess>> lists_;
-    PerList<Property> written_;  // For the writes, which return the model's own status.
+    PerList<Property> writeProperties_;  // For the writes, which return the model's own status.
     std::shared_ptr<StringAccess> softwareVersion_;
     std::shared_ptr<StringAccess> featureCode_;
     std::shared_ptr<StringAccess> productionType_;

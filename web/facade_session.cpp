@@ -1,4 +1,4 @@
-#include "web/session.h"
+#include "web/facade_session.h"
 
 #include <nlohmann/json.hpp>
 
@@ -27,15 +27,15 @@ std::string jsonOf(std::vector<std::string> const& texts) {
     return json + "]";
 }
 
-void ListAccess::connectOnce() noexcept {
+void ListAccess::tryConnect() noexcept {
     int const budget = connectTimeoutMs;
     television::catchToStatus([this] { return connect(0); });
     connectTimeoutMs = budget;
 }
 
-Session::Session(orvane::NRXModelAccessClient& client)
+FacadeSession::FacadeSession(orvane::NRXModelAccessClient& client)
     : lists_{std::make_shared<ListAccess>(model_keys::COMMAND), std::make_shared<ListAccess>(model_keys::EVENT)},
-      written_{Property(model_keys::COMMAND), Property(model_keys::EVENT)},
+      writeProperties_{Property(model_keys::COMMAND), Property(model_keys::EVENT)},
       softwareVersion_(std::make_shared<StringAccess>(model_keys::SOFTWARE_VERSION)),
       featureCode_(std::make_shared<StringAccess>(model_keys::FEATURE_CODE)),
       productionType_(std::make_shared<StringAccess>(model_keys::PRODUCTION_TYPE)),
@@ -46,13 +46,13 @@ Session::Session(orvane::NRXModelAccessClient& client)
         .setNewValueHandler(make_value_handler(&facade_, &orvane::NRXModelAccess::onNRXEventValueChanged));
 }
 
-Session::~Session() {
+FacadeSession::~FacadeSession() {
     for (auto const& access : lists_) {
         television::catchToStatus([&] { return access->disconnect(); });
     }
 }
 
-void Session::setListening(ListType type, bool isOn) {
+void FacadeSession::setListening(ListType type, bool isOn) {
     switch (type) {
         case ListType::COMMAND:
             return isOn ? facade_.startCommandListener() : facade_.stopCommandListener();
@@ -61,18 +61,18 @@ void Session::setListening(ListType type, bool isOn) {
     }
 }
 
-Answer Session::get(ListType type) {
+Answer FacadeSession::get(ListType type) {
     std::vector<std::string> texts;
     int const status = list(type).getValue(texts);
     return {status, status == STATUS_OK ? jsonOf(texts) : ""};
 }
 
-Answer Session::set(ListType type, std::vector<std::string> const& texts) {
-    auto const result = written_.at(indexOf(type)).set(texts);
+Answer FacadeSession::set(ListType type, std::vector<std::string> const& texts) {
+    auto const result = writeProperties_.at(indexOf(type)).set(texts);
     return {result ? STATUS_OK : result.error().code, ""};
 }
 
-Answer Session::device() {
+Answer FacadeSession::readDeviceInfo() {
     auto const read = [](StringAccess& access) {
         std::string text;
         return access.getValue(text) == STATUS_OK ? toJson(text) : "null";
@@ -84,7 +84,7 @@ Answer Session::device() {
                            R"(,"softwareVersion":)" + read(*softwareVersion_) + "}"};
 }
 
-Answer Session::requestStartService() {
+Answer FacadeSession::requestStartService() {
     facade_.requestStartNRXService();
     return {};
 }

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+
+namespace bus {
+
+struct KeyEntry;
+struct SharedModelState;
+class RemoteObject;
+
+/// The objects whose observers missed changes because the television was gone or the object was not published. Reads a
+/// limited number of these objects at a time, and repeats failed reads. Used on the connection's thread only.
+class ObjectResyncQueue {
+public:
+    explicit ObjectResyncQueue(SharedModelState& modelState) : modelState_(modelState) {}
+
+    /// Adds the objects of a key.
+    void add(KeyEntry const& entry);
+    /// Adds the objects of a key and starts their resyncs. If memory runs out, all resyncs start again later.
+    void addAndStart(KeyEntry const& entry);
+    /// Starts waiting resyncs until `MAX_RUNNING` resyncs run.
+    void start();
+    /// Called when the television is gone. Drops all resyncs and ignores the replies to their calls.
+    void clear();
+
+private:
+    struct ObjectResync {
+        RemoteObject* object;
+        std::chrono::milliseconds retryDelay;
+    };
+
+    void end(ObjectResync const& resync, int status);
+    template <typename Step>
+    void runOrRestartAllResyncs(Step const& step);
+
+    SharedModelState& modelState_;
+    std::deque<ObjectResync> waiting_;
+    std::size_t runningCount_ = 0;
+    std::uint64_t ownerGeneration_ = 0;  ///< The number of televisions that have gone.
+};
+
+}  // namespace bus
