@@ -208,10 +208,9 @@ TEST_F(HostileBus, AMessageTooLargeForTheBusAffectsNoOther) {
     answers["l Value"] = right;
     restartTelevision();
     serveUntilDone(readList);
-    Strings const lines = received();
-    EXPECT_EQ(std::count(lines.begin(), lines.end(),
-                         "ERROR [BUS] l: write failed, status 122: no reply arrived in time, the television may still "
-                         "carry out the call"),
+    EXPECT_EQ(std::ranges::count(received(),
+                                 "ERROR [BUS] l: write failed, status 122: no reply arrived in time, the "
+                                 "television may still carry out the call"),
               1);
 }
 
