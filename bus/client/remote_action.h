@@ -17,15 +17,16 @@ public:
     int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override;
 
     void handleSignal(sd_bus_message* signal) override;
-    void handleTelevisionLoss() override;
+    /// Not analysed, because the caller has another name for the same mutex.
+    void handleTelevisionLoss() NRX_NOT_ANALYSED override;
 
 private:
     void addPendingInvocation(unsigned int id);
     template <typename Notify>
     void notifyOutcome(unsigned int id, Notify notify);
 
-    /// The identifiers of this process's unanswered invocations. Guarded by the model state's mutex.
-    std::deque<unsigned int> pendingInvocations_;
+    /// The identifiers of this process's unanswered invocations.
+    std::deque<unsigned int> pendingInvocations_ NRX_GUARDED_BY(modelState().mutex);
 };
 
 }  // namespace bus

@@ -57,10 +57,11 @@ public:
     int destroyIterator(objbus::TableIterator* iterator) override;
 
     void handleSignal(sd_bus_message* signal) override;
-    void handleTelevisionLoss() override;
+    /// Not analysed, because the caller has another name for the same mutex.
+    void handleTelevisionLoss() NRX_NOT_ANALYSED override;
 
 private:
-    television::Iterators<RemoteIterator, objbus::TableIterator> iterators_;
+    television::Iterators<RemoteIterator, objbus::TableIterator> iterators_ NRX_GUARDED_BY(modelState().mutex);
 };
 
 }  // namespace bus

@@ -67,7 +67,8 @@ public:
         requestValue(CallOrigin::INTERNAL, value, complete);
     }
 
-    void handleTelevisionLoss() override { pendingResyncValue_.reset(); }
+    /// Not analysed, because the caller has another name for the same mutex.
+    void handleTelevisionLoss() NRX_NOT_ANALYSED override { pendingResyncValue_.reset(); }
 
 protected:
     /// Called for every received value, on the connection's thread and in the order of the messages.
@@ -119,14 +120,13 @@ private:
         };
     }
 
-    void handleFirstObserver() override {
+    void handleFirstObserver() NRX_NOT_ANALYSED override {
         RemoteObject::handleFirstObserver();
         lastNotified_.reset();
         pendingResyncValue_.reset();
     }
 
-    /// Called with the model state's mutex held.
-    void notifyValue(std::shared_ptr<T const> value) {
+    void notifyValue(std::shared_ptr<T const> value) NRX_REQUIRES(this->modelState().mutex) {
         this->postChange(payloadSize(*value), [value](auto& observer) { (observer.*Kind::NOTIFY)(*value); });
         lastNotified_ = std::move(value);
         pendingResyncValue_.reset();
@@ -176,9 +176,9 @@ private:
         return isInvalidated ? -EBADMSG : 0;  // The interface declares that a change's signal has the value.
     }
 
-    // Guarded by the model state's mutex:
-    std::shared_ptr<T const> lastNotified_;
-    std::shared_ptr<T const> pendingResyncValue_;  ///< Notified unless a change arrives first.
+    std::shared_ptr<T const> lastNotified_ NRX_GUARDED_BY(this->modelState().mutex);
+    /// Notified unless a change arrives first.
+    std::shared_ptr<T const> pendingResyncValue_ NRX_GUARDED_BY(this->modelState().mutex);
 };
 
 /// A number. Reads of numbers have no status, so a failed read returns the last known value.

@@ -32,9 +32,8 @@ T const& modelForm(T const& value) {
 template <typename T>
 std::map<int, T> modelForm(std::vector<T> const& list) {
     std::map<int, T> elements;
-    int position = 0;
     for (T const& element : list) {
-        elements.emplace_hint(elements.end(), position++, element);
+        elements.emplace_hint(elements.end(), static_cast<int>(elements.size()), element);
     }
     return elements;
 }
