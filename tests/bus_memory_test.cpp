@@ -87,6 +87,7 @@ struct BusMemory : HostileBus {
             send(signal);
             EXPECT_EQ(received(), signal.expectedRecords);
         }
+        EXPECT_EQ(lastPresence, bus::presence());
         EXPECT_EQ(iteratorCounts[clientName], 1);  // The television has no other iterator of this connection.
     }
 
@@ -94,6 +95,9 @@ struct BusMemory : HostileBus {
     Strings missed;
     std::map<std::string, int> iteratorCounts;  ///< The number of iterators by connection.
 };
+
+/// The presence that the listener received last.
+std::atomic<television::Presence> lastPresence = television::Presence::reached;
 
 void doNothing(BusMemory& /*test*/) {}
 
@@ -121,6 +125,8 @@ constexpr Operation OPERATIONS[] = {
          return clients.table->destroyIterator(made);
      }},
     {"list", doNothing, listAll},
+    {"presence", doNothing,
+     [](Clients& /*clients*/) { return bus::setPresenceListener([](television::Presence now) { lastPresence = now; }); }},
     {"signals",
      [](BusMemory& test) {
          std::ranges::for_each(VALID_SIGNALS, [&test](Signal const& signal) { test.send(signal); });
