@@ -108,8 +108,8 @@ void checkNotifications(Bytes& bytes) {
     auto const object = bus::makeObject(model, entry, static_cast<ObjectTypeSpec>(source.type));
     bus::RemoteIterator iterator(model, "/nrx/Television1/iterator/1/1", &recorder);
     auto* const observer = static_cast<ObserverTable*>(&recorder);
-    object->connect(&otherObserver);
-    object->connect(observer);
+    object->addRegistration(&otherObserver);
+    object->addRegistration(observer);
     std::promise<void> released;
     auto const gate = std::make_shared<television::Registration>(television::Registration{nullptr, nullptr});
     model.delivery.post({{gate}, [&released](auto const& /*recipient*/) { released.get_future().wait(); }});
@@ -136,8 +136,9 @@ void checkNotifications(Bytes& bytes) {
         model.delivery.waitUntilPostedAreDelivered();
     };
     endsEarly ? void() : deliver();
-    expect(object->disconnect(observer) == 1 && object->disconnect(&otherObserver) == 1, "each observer was connected");
-    model.delivery.cancel(*iterator.registration());
+    expect(object->removeRegistrations(observer) == 1 && object->removeRegistrations(&otherObserver) == 1,
+           "each observer was connected");
+    model.delivery.cancel(*iterator.observerRegistration());
     endsEarly ? deliver() : void();
     expect(recorder.received == (endsEarly ? std::vector<MessageItem>() : expected),
            "what was sent is received in its order");
