@@ -24,6 +24,9 @@ namespace test::bus_memory_test {
 Strings const PRESENT{"x", "y"};  // The list in the valid signal.
 Strings const MISSED{"a list that the clients miss while they are not on the bus"};
 
+std::atomic<television::Presence> lastPresence;
+void recordPresence(television::Presence presence) { lastPresence = presence; }
+
 /// The first use of the platform.
 int useFirst() {
     return television::catchToStatus([] {
@@ -44,6 +47,7 @@ struct BusMemory : HostileBus {
         }
         std::printf("first use: %d allocations\n", failed - 1);
         HostileBus::SetUp();
+        EXPECT_EQ(bus::setPresenceListener(recordPresence), 0);
         answersByMethod["l Value"] = replyWithList(PRESENT);
         answersByMethod["CreateIterator"] = [this](sd_bus_message* call) {
             ++iteratorCounts[clientName];
@@ -96,9 +100,6 @@ struct BusMemory : HostileBus {
     std::map<std::string, int> iteratorCounts;  ///< The number of iterators by connection.
 };
 
-/// The presence that the listener received last.
-std::atomic<television::Presence> lastPresence = television::Presence::reached;
-
 void doNothing(BusMemory& /*test*/) {}
 
 /// The test's step before an operation, and a client's operation, which runs while the test serves calls.
@@ -125,8 +126,7 @@ constexpr Operation OPERATIONS[] = {
          return clients.table->destroyIterator(made);
      }},
     {"list", doNothing, listAll},
-    {"presence", doNothing,
-     [](Clients& /*clients*/) { return bus::setPresenceListener([](television::Presence now) { lastPresence = now; }); }},
+    {"presence", doNothing, [](Clients& /*clients*/) { return bus::setPresenceListener(recordPresence); }},
     {"signals",
      [](BusMemory& test) {
          std::ranges::for_each(VALID_SIGNALS, [&test](Signal const& signal) { test.send(signal); });
