@@ -97,12 +97,18 @@ struct LookupResult {
     std::string text;
 };
 
-LookupResult lookUp(objbus::RootInterface& root, std::string const& key) {
+/// Connects to the object and disconnects. Repeats a failed connect until `budget` is spent.
+LookupResult lookUp(objbus::RootInterface& root, std::string const& key, std::chrono::milliseconds budget = {}) {
+    constexpr std::chrono::milliseconds PAUSE(100);
     // An observer of any class can connect. A table's observer receives no value, so that a television that keeps the
     // observer after the disconnect does not call the destroyed observer for a change of a value.
     TableAccess observer(key);
     objbus::Object* object = nullptr;
-    int const status = root.connectObject(key, &observer, object);
+    int status = root.connectObject(key, &observer, object);
+    for (; (status != 0 || object == nullptr) && budget > PAUSE; budget -= PAUSE) {
+        std::this_thread::sleep_for(PAUSE);
+        status = root.connectObject(key, &observer, object);
+    }
     if (status != 0 || object == nullptr) {
         return {objbus::OBJECT_TYPE_NONE, textOf(status, "an object")};
     }
@@ -214,7 +220,7 @@ bool checkDisconnectFrom(std::string const& check, std::string const& key) {
 
 bool checkDisconnect(objbus::RootInterface& root, std::string const& key) {
     std::string const check = "disconnect from " + typed(key);
-    LookupResult const found = lookUp(root, key);
+    LookupResult const found = lookUp(root, key, VALUE_BUDGET);
     bool isOk = false;
     auto const checkKind = [&]<typename T>() { isOk = checkDisconnectFrom<T>(check, key); };
     return callForPlainKindNamed(typeName(found.type), checkKind)
