@@ -7,7 +7,8 @@
 namespace test {
 
 /// Until its destruction, an allocation of the process fails after `allocations` others. With `lasts`, all later
-/// allocations fail, too. Counts all libraries' C and C++ allocations, but not threads with a `ScopedAllocationSuccess`.
+/// allocations fail, too. Counts all libraries' C and C++ allocations, but not threads with a
+/// `ScopedAllocationSuccess`.
 class ScopedAllocationFailure {
 public:
     ScopedAllocationFailure(int allocations, bool lasts);
