@@ -75,6 +75,7 @@ public:
     void notifyReadRowChunk(std::vector<Row const*> const& rows) override {
         IteratorAccess::notifyReadRowChunk(rows);
         std::vector<Row> page;
+        page.reserve(rows.size());
         for (Row const* const row : rows) {
             page.push_back(*row);
         }
