@@ -111,7 +111,8 @@ private:
 /// The destructor ends the registration and waits for a running handler, except for a handler that runs the destructor.
 /// No handler runs afterwards. Any thread may destroy a property while no other thread is in one of its operations. A
 /// handler may destroy the property at any time. If the disconnect fails (the root interface is gone, or the model
-/// throws or returns a status other than 0), a part of the property stays allocated and ignores notifications.
+/// throws or returns a status other than 0), a part of the property stays allocated and ignores notifications. The
+/// destructor then does not wait for a handler that the delivery thread runs.
 template <typename T>
 class Property {
 public:

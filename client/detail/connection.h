@@ -121,8 +121,8 @@ public:
         return {};
     }
 
-    /// Ends the registration and deletes the object. No handler starts from now on. At the return no handler runs,
-    /// except a handler that calls this function.
+    /// Ends the registration and deletes the object. If the registration has ended, no handler runs at the return or
+    /// later, except a handler that calls this function.
     struct End {
         void operator()(Connection* connection) const {
             connection->queue->close();

@@ -51,6 +51,7 @@ public:
         OFF,     ///< Drops calls.
         HELD,    ///< Keeps calls until `release`.
         OPEN,    ///< Makes calls.
+        DIRECT,  ///< OPEN without an executor, and no call waits. The delivery thread may call the handler at once.
         CLOSED,  ///< Drops calls. This state is final.
     };
 
@@ -84,7 +85,8 @@ public:
         start(std::move(task));
     }
 
-    /// Drops the waiting calls, and waits for a running call unless the call runs on this thread.
+    /// Drops the waiting calls, and waits for a call that `run` makes unless the call runs on this thread. For a call
+    /// in DIRECT, the disconnect waits.
     void close() {
         std::list<Call> dropped;  // Destroyed after the unlock, because calls own data of the program.
         std::unique_lock lock(mutex_);
@@ -94,21 +96,6 @@ public:
     }
 
 protected:
-    /// Makes `call` on this thread unless other calls wait or run, or an executor makes the calls. Then returns false.
-    template <typename DirectCall>
-    bool callDirectly(DirectCall const& call) noexcept {
-        std::unique_lock lock(mutex_);
-        if (executor_ || state_ != OPEN || !calls_.empty() || runner_ != std::thread::id()) {
-            return false;
-        }
-        runner_ = std::this_thread::get_id();
-        lock.unlock();
-        call();
-        lock.lock();
-        makeCalls(lock);
-        return true;
-    }
-
     std::mutex mutex_;
     std::atomic<State> state_;  ///< Changed with the mutex held.
     std::list<Call> calls_;     ///< Guarded by the mutex.
@@ -128,14 +115,10 @@ private:
     void run() noexcept {
         std::unique_lock lock(mutex_);
         ++turns_;
-        if (runner_ == std::thread::id()) {
-            runner_ = std::this_thread::get_id();
-            makeCalls(lock);
+        if (runner_ != std::thread::id()) {
+            return;
         }
-    }
-
-    /// Makes the waiting calls that have a turn. This thread is the runner until the return.
-    void makeCalls(std::unique_lock<std::mutex>& lock) {
+        runner_ = std::this_thread::get_id();
         for (; turns_ != 0 && state_ != HELD && !calls_.empty(); --turns_) {
             Call call = std::move(calls_.front());
             calls_.pop_front();
@@ -144,6 +127,7 @@ private:
             call = nullptr;
             lock.lock();
         }
+        state_ = state_ == OPEN && !executor_ && calls_.empty() ? DIRECT : state_.load();
         runner_ = std::thread::id();
         done_.notify_all();
     }
@@ -188,11 +172,11 @@ public:
 
     /// Handles a notification, on the delivery thread.
     void notify(T const& value) {
-        if (state_ == OFF) {
-            return;
-        }
         NotificationScope const scope;
-        if (!callDirectly([this, &value] { handler_(value); })) {
+        State const state = state_.load(std::memory_order_acquire);
+        if (state == DIRECT) {
+            handler_(value);
+        } else if (state != OFF) {
             post(callWith(value));
         }
     }
