@@ -25,7 +25,10 @@ Strings const PRESENT{"x", "y"};  // The list in the valid signal.
 Strings const MISSED{"a list that the clients miss while they are not on the bus"};
 
 std::atomic<television::Presence> lastPresence;
-void recordPresence(television::Presence presence) { lastPresence = presence; }
+void recordPresence(television::Presence presence) {
+    static thread_local ScopedAllocationSuccess const ofDeliveryThread;  // The observers' records are the test's own.
+    lastPresence = presence;
+}
 
 /// The first use of the platform.
 int useFirst() {
