@@ -9,7 +9,7 @@ namespace bus {
 
 namespace {
 
-/// Reads the interfaces and properties of one object. Sets the type if the object has the property.
+/// Reads the interfaces and properties of one object. Sets `type` if the object has the `Type` property.
 int readInterfaces(sd_bus_message* message, std::optional<int>& type) {
     return readDictionary(message, "sa{sv}", [&] {
         std::string interface;

@@ -17,7 +17,7 @@ public:
     int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override;
 
     void handleSignal(sd_bus_message* signal) override;
-    /// Not analysed, because the caller has another name for the same mutex.
+    /// Not analysed by Clang's thread safety analysis, because the caller locks the mutex through another expression.
     void handleTelevisionLoss() NRX_NOT_ANALYSED override;
 
 private:

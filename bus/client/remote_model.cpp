@@ -59,7 +59,8 @@ KeyEntry& RemoteModel::findOrCreateEntry(std::string const& key) {
         found = entries_.emplace(key, std::make_unique<KeyEntry>(key)).first;
     }
     KeyEntry& entry = *found->second;
-    entriesByPath_.try_emplace(entry.path, &entry);  // An earlier call may have run out of memory here.
+    // Repeated for a known entry, because memory may have run out in this insertion in an earlier call.
+    entriesByPath_.try_emplace(entry.path, &entry);
     return entry;
 }
 
@@ -123,7 +124,8 @@ std::shared_ptr<ObserverConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry
     }
     requestType(entry, attempt);
     television::MutexLock const lock(mutex);
-    entry.attempts.insert_or_assign(observer, attempt);  // After the start, because a failed start has no reply.
+    // The attempt is stored after the call was started, because a call that cannot be started gets no reply.
+    entry.attempts.insert_or_assign(observer, attempt);
     return attempt;
 }
 
@@ -131,7 +133,9 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAt
     auto const reply = [this, &entry, attempt](sd_bus_message* message) {
         int type = 0;
         int const result = readVariant(message, "i", type);
-        if (result >= 0 && !attempt->isAnswered) {  // Here, because the next message may withdraw the object.
+        if (result >= 0 && !attempt->isAnswered) {
+            // The object must be known before the next message is handled, because that message may withdraw the
+            // object.
             attempt->object = &findOrCreateObject(entry, static_cast<objbus::ObjectTypeSpec>(type));
         }
         return result;
@@ -142,7 +146,8 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAt
                 attempt->statusPromise.set_value(initialStatus);
             }
         };
-        if (status != television::STATUS_OK || attempt->isAnswered) {  // Another call has answered the attempt.
+        // `answer` has no effect if another call has already answered the attempt.
+        if (status != television::STATUS_OK || attempt->isAnswered) {
             answer(status);
         } else {
             assert(attempt->object != nullptr);

@@ -49,7 +49,7 @@ public:
     virtual objbus::Object& object() = 0;
 
     // Called on the connection's thread:
-    /// Reads the value that must be known before an observer is connected, if there is one.
+    /// Reads the object's value if an observer may be connected only after the value is known.
     // NOLINTNEXTLINE(performance-unnecessary-value-param): an override keeps the function.
     virtual void requestInitialValue(Completion completion) { completion(television::STATUS_OK); }
     /// Handles a signal from the object's path.
@@ -72,7 +72,7 @@ public:
     void markPublished() { state_ = isWithdrawn() ? State::WITHDRAWN : State::PUBLISHED; }
     /// Called when the television has withdrawn the object.
     void markWithdrawn() { state_ = isPublished() ? State::WITHDRAWN : state_.load(); }
-    /// Called when the television is gone. The next television may publish the object, even a withdrawn object.
+    /// Called when the television is gone. The next television may publish a withdrawn object again.
     void markUnknown() {
         state_ = State::UNKNOWN;
         isResyncPending_ = true;
@@ -95,7 +95,8 @@ protected:
     [[nodiscard]] bool shouldNotifyObservers() const { return !isWithdrawn(); }
     void handleGetType() {}
 
-    /// Writes a debug line for a failed operation of a client, perhaps beside the line of `report`. Returns the status.
+    /// Writes a debug line if a client's operation failed. `logFailure` may write another line for the same failure.
+    /// Returns the status.
     int logRefusal(char const* operation, int status) const noexcept;
 
     /// Calls a method of the object with `CALL_TIMEOUT`, unless the object is withdrawn.

@@ -39,7 +39,7 @@ int readPath(sd_bus_message* message, std::string& path) {
     return 1;
 }
 
-/// Destroys an iterator in the television, which limits the iterators of a process.
+/// Destroys an iterator in the television, because the television limits the number of a process's iterators.
 void destroyRemotely(ServiceConnection& connection, std::string const& table, std::string const& iterator) noexcept {
     try {
         auto const arguments = [iterator](sd_bus_message* message) {
@@ -51,7 +51,8 @@ void destroyRemotely(ServiceConnection& connection, std::string const& table, st
     }
 }
 
-/// Reads the reply of a television that has made an iterator.
+/// Reads the reply that names a new iterator. If memory runs out, leaves the bus, so that the television destroys the
+/// iterator.
 template <typename Read>
 MessageBody orLeave(ServiceConnection& connection, Read const& read) {
     return [&connection, read](sd_bus_message* message) {

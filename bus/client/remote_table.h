@@ -24,7 +24,8 @@ public:
 
     /// Handles a signal from the iterator's path, on the connection's thread.
     void handleSignal(sd_bus_message* signal);
-    // Called with the model state's mutex held. Not analysed, because the callers have other names for the same mutex:
+    // Called with the model state's mutex held. Clang's thread safety analysis is off for these functions, because the
+    // callers lock the mutex through another expression:
     /// Called when the television is gone. The next television may give the path to another iterator.
     void handleTelevisionLoss() NRX_NOT_ANALYSED;
     /// Destroys the iterator here and in the television.
@@ -57,7 +58,7 @@ public:
     int destroyIterator(objbus::TableIterator* iterator) override;
 
     void handleSignal(sd_bus_message* signal) override;
-    /// Not analysed, because the caller has another name for the same mutex.
+    /// Not analysed by Clang's thread safety analysis, because the caller locks the mutex through another expression.
     void handleTelevisionLoss() NRX_NOT_ANALYSED override;
 
 private:

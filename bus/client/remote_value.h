@@ -48,7 +48,8 @@ public:
                 this->markPublished();
                 pendingResyncValue_ = value;
             }
-            // Signals of earlier changes may arrive after the reply. They arrive before the reply to this call.
+            // Signals of changes before the read may arrive after the reply to the read. These signals arrive before
+            // the reply to `Sync`.
             int const called = catchToStatus([&] {
                 this->connection().callAsync(
                     {MODEL_PATH, MODEL_INTERFACE, SYNC_METHOD}, CallOrigin::INTERNAL, {}, {},
@@ -67,7 +68,7 @@ public:
         requestValue(CallOrigin::INTERNAL, value, complete);
     }
 
-    /// Not analysed, because the caller has another name for the same mutex.
+    /// Not analysed by Clang's thread safety analysis, because the caller locks the mutex through another expression.
     void handleTelevisionLoss() NRX_NOT_ANALYSED override { pendingResyncValue_.reset(); }
 
 protected:
@@ -173,7 +174,8 @@ private:
         NRX_TRY(sd_bus_message_exit_container(signal));
         NRX_TRY(bus::read(signal, invalidated));
         bool const isInvalidated = std::count(invalidated.begin(), invalidated.end(), "Value") != 0;
-        return isInvalidated ? -EBADMSG : 0;  // The interface declares that a change's signal has the value.
+        // The interface declares that `PropertiesChanged` contains the new value, so an invalidation is an error.
+        return isInvalidated ? -EBADMSG : 0;
     }
 
     std::shared_ptr<T const> lastNotified_ NRX_GUARDED_BY(this->modelState().mutex);

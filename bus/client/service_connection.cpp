@@ -79,7 +79,8 @@ void ServiceConnection::runLoopOnce() {
         std::this_thread::sleep_for(FIRST_DELAY);
     }
     bool const isLeaving = isLeaving_.exchange(false);
-    if (!isBusUnusable_ && (isLeaving || sd_bus_is_open(bus_.get()) <= 0)) {  // Without memory sd-bus reports no end.
+    // If memory runs out, sd-bus does not report the end of the connection, so the connection is checked here.
+    if (!isBusUnusable_ && (isLeaving || sd_bus_is_open(bus_.get()) <= 0)) {
         handleDisconnected();
     }
 }
@@ -182,7 +183,7 @@ void ServiceConnection::handleNameOwner(std::string const& owner) {
     if (!owner.empty() &&
         callBusDaemon<&ServiceConnection::onOwnerUser>(ownerUserSlot_, "GetConnectionUnixUser", owner) < 0) {
         candidateOwner_.clear();
-        scheduleReconnect();  // The next connection repeats the call.
+        scheduleReconnect();  // The next connection asks for the owner and its user again.
     }
     sendHeldCalls();
 }
@@ -191,9 +192,9 @@ void ServiceConnection::onOwnerUser(sd_bus_message* reply) {
     std::string owner = std::exchange(candidateOwner_, {});
     unsigned int user = 0;
     if (sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NAME_HAS_NO_OWNER) != 0) {
-        // The owner has gone. A NameOwnerChanged signal reports the same.
+        // The owner has gone. A NameOwnerChanged signal reports this too.
     } else if (sd_bus_message_is_method_error(reply, nullptr) != 0 || read(reply, user) < 0) {
-        scheduleReconnect();  // The next connection repeats the call.
+        scheduleReconnect();  // The next connection asks for the owner and its user again.
     } else if (trusted_.allows(user)) {
         setNameOwner(std::move(owner));
     } else {
@@ -216,7 +217,7 @@ void ServiceConnection::onNameOwner(sd_bus_message* reply) {
     std::string owner;
     if ((error != nullptr || read(reply, owner) < 0) &&
         sd_bus_error_has_name(error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
-        scheduleReconnect();  // The next connection repeats the call.
+        scheduleReconnect();  // The next connection asks for the owner again.
         return;
     }
     retryDelay_ = FIRST_DELAY;
@@ -246,8 +247,8 @@ void ServiceConnection::startService() {
 void ServiceConnection::onServiceStarted(sd_bus_message* reply) {
     isServiceStarting_ = false;
     sd_bus_error const* const error = sd_bus_message_get_error(reply);
-    if (isOwnerReplyPending() ||
-        !owner_.empty()) {  // Also after an error, because a television may start without the bus.
+    // An error is ignored if the name has an owner, because something other than the bus may start a television.
+    if (isOwnerReplyPending() || !owner_.empty()) {
         sendHeldCalls();
     } else if (error != nullptr) {
         failHeldCalls(statusOfError(*error));

@@ -101,7 +101,7 @@ public:
 private:
     struct PendingCall;
 
-    // The thread, the bus and the name's owner: service_connection.cpp.
+    // Functions for the thread, the bus and the name's owner, defined in service_connection.cpp.
     void runThread();
     void runLoopOnce();
     void runTimers();
@@ -123,7 +123,7 @@ private:
     }
     void startService();
 
-    // The calls: service_calls.cpp.
+    // Functions for the calls, defined in service_calls.cpp.
     void startCall(std::shared_ptr<PendingCall> const& call);
     void sendHoldOrFailCall(std::shared_ptr<PendingCall> const& call);
     void sendOrHoldCall(std::shared_ptr<PendingCall> const& call);

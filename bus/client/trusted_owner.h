@@ -8,7 +8,7 @@
 namespace bus {
 
 /// The users whose processes may own the television's name: this process's user and root. If NRX_BUS_OWNER is set,
-/// only the user with this name or number, or every user for "any".
+/// only the user with this name or number may own the television's name; "any" permits every user.
 class TrustedOwner {
 public:
     /// Reads the environment.

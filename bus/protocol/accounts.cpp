@@ -13,7 +13,7 @@ namespace bus {
 
 namespace {
 
-/// Returns the number in the word. Looks up any other word with `lookUp`, for example `getpwnam_r`.
+/// If the word is a number, returns this number. Looks up any other word with `lookUp`, for example `getpwnam_r`.
 template <typename Entry, typename Number>
 std::optional<Number> find(int (*lookUp)(char const*, Entry*, char*, std::size_t, Entry**), Number Entry::*number,
                            std::string_view word) {

@@ -76,7 +76,8 @@ constexpr std::size_t MAX_MESSAGE_BYTES = std::size_t{31} * 1024 * 1024;
 // An upper bound of a value's bytes in a message, including the lengths, the terminating zeros and the padding.
 template <typename Number>
 requires std::is_arithmetic_v<Number> std::size_t wireSize(Number /*value*/) {
-    return sizeof(Number) > 4 ? 2 * sizeof(Number) : sizeof(Number);  // With padding to the number's size.
+    // Texts are counted with padding to 4 bytes, so only a larger number may need padding before it.
+    return sizeof(Number) > 4 ? 2 * sizeof(Number) : sizeof(Number);
 }
 std::size_t wireSize(std::string const& value);
 std::size_t wireSize(objbus::Argument const& argument);
@@ -219,7 +220,7 @@ int readVariant(sd_bus_message* message, char const* signature, T& value) {
 /// Makes an event loop. Throws `std::system_error` if the kernel lacks resources.
 EventLoop makeEventLoop();
 
-/// Returns the bus's address in NRX_BUS_ADDRESS, else the session bus's address; empty without both addresses.
+/// Returns the bus's address in NRX_BUS_ADDRESS, or else the session bus's address; empty if neither is known.
 std::string addressFromEnvironment();
 
 /// Starts to connect to the bus at the address.

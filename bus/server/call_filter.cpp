@@ -15,7 +15,8 @@ namespace bus::server {
 
 namespace {
 
-/// A method that changes only the caller's own iterators. A null `name` stands for all methods of the interface.
+/// A method that changes nothing, or only the caller's own iterators. A null `name` stands for all methods of the
+/// interface.
 struct ReadingMethod {
     char const* interface;
     char const* name;
@@ -130,7 +131,8 @@ void CallFilter::applyCredentials(Client& client, sd_bus_message* reply) {
 int CallFilter::refuse(Client const& client, sd_bus_message* call, sd_bus_error* error) {
     char const* const does = client.access == Access::NONE ? "is not served" : "may only read";
     std::string const what = "user " + std::to_string(client.user) + ' ' + does;
-    if (reportedRefusedUsers_.insert(client.user).second) {  // Reported here, because a caller may request no reply.
+    // The refusal is printed in addition to the error reply, because a caller may request no reply.
+    if (reportedRefusedUsers_.insert(client.user).second) {
         printError(what + ": " + sd_bus_message_get_member(call) + " is refused");
     }
     return sd_bus_error_set(error, SD_BUS_ERROR_ACCESS_DENIED, what.c_str());

@@ -29,7 +29,7 @@ private:
         bool hasCredentials = false;  ///< Whether the bus has sent the credentials.
         uid_t user = 0;
         Access access = Access::NONE;
-        std::vector<Message> heldCalls{};  ///< The calls until the client is known.
+        std::vector<Message> heldCalls{};  ///< Wait for the client's credentials.
         Slot credentialsSlot{};
     };
 

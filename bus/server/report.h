@@ -17,8 +17,8 @@ void printObjectError(std::string const& key, std::string const& problem);
 /// Returns the text of a negative error number from appending to a message or from sending a message.
 std::string reasonOf(int negativeErrno);
 
-/// Returns a handler's result for a call whose arguments cannot be read. Arguments of too many bytes are reported with
-/// the key of the called object, and `error` is set to a status.
+/// Returns a handler's result for a call whose arguments cannot be read. If the arguments have too many
+/// bytes, reports the call with the key of the called object and sets `error` to a status.
 int refuseCall(sd_bus_error* error, std::string const& key, int negativeErrno);
 
 }  // namespace bus::server

@@ -47,7 +47,8 @@ void SendQueue::sendWaiting() {
 bool SendQueue::hasSdBusQueueRoom() {
     std::uint64_t unsent = 0;
     sd_bus_get_n_queued_write(bus_, &unsent);
-    // `unsent` also counts replies, so `sdBusQueueSizes_` may keep some sent messages. It has all unsent messages.
+    // `unsent` also counts replies, so `sdBusQueueSizes_` may still contain the sizes of sent messages. The sizes of
+    // all unsent messages stay in `sdBusQueueSizes_`.
     while (sdBusQueueSizes_.size() > unsent) {
         assert(sdBusQueueBytes_ >= sdBusQueueSizes_.front());
         sdBusQueueBytes_ -= sdBusQueueSizes_.front();
@@ -57,7 +58,8 @@ bool SendQueue::hasSdBusQueueRoom() {
 }
 
 int SendQueue::sendNow(QueuedMessage const& queued) {
-    sdBusQueueSizes_.push_back(queued.size);  // First: what cannot be counted is not sent.
+    // The size is stored before the message is sent, so that the message stays unsent if memory runs out here.
+    sdBusQueueSizes_.push_back(queued.size);
     if (int const result = sd_bus_send(bus_, queued.message.get(), nullptr); result < 0) {
         sdBusQueueSizes_.pop_back();
         return result;

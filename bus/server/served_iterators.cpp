@@ -74,7 +74,7 @@ public:
         emitter_.close();
         try {
             destroy();
-        } catch (...) {  // The model still has the iterator.
+        } catch (...) {  // The model still has the iterator and may notify the observer, so the observer is kept.
         }
         if (iterator_ != nullptr) {
             loop_.undisconnectedObservers.splice(loop_.undisconnectedObservers.end(), observerNode_);
@@ -235,7 +235,7 @@ int ServedIterators::handleCreate(sd_bus_message* call, ServedObject const& tabl
         }
     } catch (std::bad_alloc const&) {
     }
-    erase(position);  // Memory ran out, so that the client does not learn the path.
+    erase(position);  // Memory ran out. The client gets no path and cannot destroy the iterator.
     return -ENOMEM;
 }
 

@@ -89,7 +89,7 @@ Server::~Server() {
     television_.setObjectListener({});
     objects_.clear();
     iterators_.reset();
-    // Sends the remaining messages until `end`, because the bus may not read the messages.
+    // Sends the remaining messages, but stops at `end`, because the bus may have stopped reading.
     auto const end = std::chrono::steady_clock::now() + LONGEST_FLUSH;
     auto const isUnsent = [this] {
         sendQueue_.sendWaiting();

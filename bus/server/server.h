@@ -70,7 +70,7 @@ private:
     /// Returns when the signals of all changes so far are in the send queue. Throws as `runOnceUnlessTerminated` does.
     void runTasks();
     void throwIfBusLost() const;
-    /// Runs the event loop once, then handles one message of the bus. Without memory that message is lost alone.
+    /// Runs the event loop once, then handles one message of the bus. If memory runs out, only that message is lost.
     void runLoopOnce(bool waitsForEvent);
     void addBusSource();
     [[nodiscard]] EventSource addTerminationSource(int signal);

@@ -45,7 +45,7 @@ bool Server::runOnceUnlessTerminated(bool waitsForEvent) {
     runLoopOnce(waitsForEvent && !isRefreshFailed_);
     try {
         sendQueue_.sendWaiting();
-    } catch (std::bad_alloc const&) {  // The next call sends the waiting messages.
+    } catch (std::bad_alloc const&) {  // The next call of this function sends the waiting messages.
     }
     throwIfBusLost();
     return !isTerminating_;
@@ -64,7 +64,9 @@ void Server::runLoopOnce(bool waitsForEvent) {
         return sd_bus_process(bus, nullptr);
     };
     int const result = sd_bus_is_open(bus) > 0 ? step() : sd_event_run(loop_.loop.get(), 0);
-    isBusReadInterrupted_ = result == -ENOMEM;  // A read part of a message does not make the socket readable again.
+    // The next call does not wait for the socket, because sd-bus may have already read a part of a message, and the
+    // socket does not become readable again for this part.
+    isBusReadInterrupted_ = result == -ENOMEM;
     if (isBusReadInterrupted_) {
         std::this_thread::sleep_for(NO_MEMORY_PAUSE);
     } else {
