@@ -1,5 +1,6 @@
-// Measures the time from a change in the television's process to a client in another process, and compares it with a
-// bare proxy of the message bus. Takes Google Benchmark's options. Starts itself as the television and as the clients.
+// Measures the time from a change in the television's process until a client in another process receives the change.
+// Compares the facade with a client that uses sdbus-c++ directly. Takes Google Benchmark's options. Starts itself as
+// the television and as the clients.
 
 #include <malloc.h>
 #include <sdbus-c++/sdbus-c++.h>

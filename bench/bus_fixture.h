@@ -18,8 +18,8 @@ inline constexpr int STRING_LENGTH = 48;
 /// exchange depends on the processors that the system chooses for the processes.
 void restrictToOneProcessor(bool isRestricted);
 
-/// Serves the command list on the bus at the address, and publishes a new list for each byte from standard input, which
-/// is the index of its length in `LIST_LENGTHS`. Ends the process at the end of the input.
+/// Serves the command list on the bus at the address. Each byte from standard input is an index of `LIST_LENGTHS`, and
+/// makes the television publish a new list of this length. Ends the process at the end of the input.
 [[noreturn]] void serveTelevision(char const* address);
 
 /// A bus with a television in another process.

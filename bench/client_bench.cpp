@@ -49,7 +49,7 @@ void addWatch(std::string const& kind, T const& value) {
     });
 }
 
-/// Reads into a new variable, with a status.
+/// Reads a value into a new variable and checks the status of the read.
 template <typename T>
 void addGet(std::string const& kind) {
     addCallBenchmark("Get/" + kind, [kind] {

@@ -6,9 +6,8 @@
 
 namespace bench {
 
-/// The minimal work that the operations between the model and the client prescribe for one list: a copy into the fields
-/// of a value, a copy into the client's list, the calls of the platform for the trace and log lines, and the virtual
-/// calls.
+/// The least work that passes one list from the model to the client: a copy into the fields of a value, a copy into the
+/// client's list, the calls of the platform for the trace and log lines, and the virtual calls.
 class LimitRelay {
 public:
     LimitRelay();

@@ -1,4 +1,4 @@
-#define SPDLOG_ACTIVE_LEVEL SPDLOG_LEVEL_DEBUG  // Compiles the debug statement. Its level is refused at run time.
+#define SPDLOG_ACTIVE_LEVEL SPDLOG_LEVEL_DEBUG  // Compiles debug statements, which are refused at run time.
 #include <spdlog/sinks/null_sink.h>
 #include <spdlog/spdlog.h>
 

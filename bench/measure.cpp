@@ -62,7 +62,7 @@ int runBenchmarks(int argc, char** argv) {
         return EXIT_FAILURE;
     }
     benchmark::RunSpecifiedBenchmarks();
-    benchmark::ClearRegisteredBenchmarks();  // The benchmarks may own clients of a television.
+    benchmark::ClearRegisteredBenchmarks();  // Destroys the benchmarks' clients before the television.
     benchmark::Shutdown();
     return EXIT_SUCCESS;
 }

@@ -105,20 +105,20 @@ private:
                 isWhole ? release(receiver) : end(receiver);
             };
         }
-        // A facade that connects inside a notification would wait for an early notification without end.
+        // A facade that connects inside a notification would wait forever for an early notification.
         auto const isEarly = [](auto& each) { return each.second.notifiesDuringConnect; };
         if (bytes.nextBool() && std::none_of(reference.keys.begin(), reference.keys.end(), isEarly)) {
             clients_[0].onNextNotification = [this] { useFacade(); };
         }
     }
 
-    /// Disconnects the access object. Queued notifications are no longer received.
+    /// Disconnects the access object. No queued notification is received afterwards.
     void end(Slot& slot) {
         clearFaults();
         if (auto* const iterator = dynamic_cast<IteratorAccess*>(slot.access.get())) {
             runBoth(*slot.reference, *iterator, [](auto& access) { return access.destroy(); });
         }
-        while (slot.reference->hasRegistration()) {  // Twice if the last disconnect did not reach the television.
+        while (slot.reference->hasRegistration()) {  // Repeats a disconnect that did not reach the television.
             runBoth(*slot.reference, *slot.access, [](auto& access) { return access.disconnect(); });
         }
         slot.expected.resize(slot.received.size());

@@ -195,7 +195,7 @@ public:
     ReferenceNRXModelAccess(ReferenceTelevision& television, RecordingClient* newClient) : client_(newClient) {
         for (auto const& [name, kind] : KEYS) {
             auto const relay = [this, key = name](Strings line) {
-                line[0] = key;  // A client's line has the key instead of the type.
+                line[0] = key;  // The record of a client's notification begins with the key, not the type.
                 isListeningByKey_[key] && client_ != nullptr ? client_->expected.push_back(line) : void();
             };
             accesses_[name] = std::make_shared<ReferenceAccess>(television, ReferenceObserver{kind, name, relay});

@@ -144,7 +144,7 @@ protected:
             return expected.index == actual.index &&
                    (expected.value == TEXT_WILDCARD || expected.value == actual.value);
         };
-        bool const isInvoked = invocations.size() == 2;  // The reference model invokes the action first.
+        bool const isInvoked = invocations.size() == 2;  // The first is the reference model's invocation.
         expect(isInvoked ? std::ranges::equal(invocations[0], invocations[1], isSame) : invocations.empty(),
                "the arguments arrive with the action");
     }

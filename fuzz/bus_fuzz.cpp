@@ -77,7 +77,7 @@ void checkAppends(Bytes& bytes) {
     std::apply([&](auto&... values) { (checkAppend(bytes, values), ...); }, all);
 }
 
-/// The status in a text; `STATUS_NOT_UNDERSTOOD` for a text without a status.
+/// Returns the status that the text states, or `STATUS_NOT_UNDERSTOOD` if the text is not a status.
 int statusIn(std::string const& text) {
     char* end = nullptr;
     long long const number = std::strtoll(text.c_str(), &end, 10);

@@ -8,7 +8,7 @@
 #include "bus/protocol/message.h"
 #include "fuzz/bus_items.h"
 
-// Messages with random content, which a bus may never deliver, and the values that the platform library must read.
+// Messages with random content, some of which no bus delivers, and the values that the platform library must read.
 
 namespace fuzz {
 

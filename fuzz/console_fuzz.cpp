@@ -75,7 +75,7 @@ std::string modelText(Bytes& bytes) {
         objects.push_back(object);
     }
     std::string model = Json{{"objects", objects}}.dump(-1, ' ', bytes.nextBool(), Json::error_handler_t::replace);
-    if (bytes.number(0, 7) == 7) {  // The result may be invalid JSON.
+    if (bytes.number(0, 7) == 7) {  // The changed text may be invalid JSON.
         auto const at = bytes.number<std::size_t>(0, model.size());
         model.replace(at, bytes.number<std::uint8_t>(), text(bytes));
     }

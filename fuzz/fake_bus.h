@@ -65,7 +65,7 @@ inline bool appendItems(sd_bus_message* message, MessageItem const& root) {
     return std::ranges::all_of(root.items, [&](MessageItem const& item) { return appendItem(message, item) >= 0; });
 }
 
-/// Replaces the bus, and is connected with the television that it serves.
+/// Creates a server, and replaces the bus at the other end of the server's connection.
 class FakeBus {
 public:
     explicit FakeBus(Bytes& from) : bytes(from) {
@@ -102,8 +102,8 @@ public:
     }
     void sync() { callFromHarness(SYNC, bus::MODEL_PATH); }
 
-    /// Sends a call with these arguments and returns its number, or 0 if the call is no valid message. sd-bus sends a
-    /// signature that is too long, but drops such a message when received.
+    /// Sends a call with these arguments and returns the call's number, or 0 if the call is no valid message. Sends no
+    /// signature that is too long, because the receiving sd-bus would drop such a message.
     std::uint64_t send(Call const& call, std::string const& path, char const* sender, MessageItem const& arguments) {
         sd_bus_message* made = nullptr;
         sd_bus_message_new_method_call(bus_.get(), &made, nullptr, path.c_str(), call.interface, call.name);

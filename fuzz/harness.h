@@ -25,7 +25,8 @@ inline void expect(bool condition, char const* what) {
     }
 }
 
-/// The input of one run. The input determines every choice of the harness. Kept inputs depend on the order of choices.
+/// The input of one run. The input determines every choice of the harness. If the order of the choices changes, the
+/// kept inputs lead to other choices.
 class Bytes : public FuzzedDataProvider {
 public:
     using FuzzedDataProvider::FuzzedDataProvider;

@@ -1,5 +1,5 @@
-// A television on a bus that handles any calls of several clients, while its model changes and clients leave. The fake
-// bus replaces the bus daemon and all clients. Messages carry the clients' names.
+// Several clients make random calls to a television on a bus, while the television's model changes and clients leave.
+// The fake bus replaces the bus daemon and all clients. Messages carry the clients' names.
 
 #include <csignal>
 #include <cstring>

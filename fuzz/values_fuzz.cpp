@@ -28,7 +28,7 @@ public:
         constexpr void (Program::*STEPS[])(Target, Target) = {
             &Program::store,  &Program::storeText, &Program::setMember, &Program::construct,
             &Program::assign, &Program::append,    &Program::erase};
-        constexpr std::size_t ENOUGH = 500;  // One step may double the size.
+        constexpr std::size_t ENOUGH = 500;  // Ends the run early, because each step may double the size.
         for (std::size_t size = 0; bytes_.isLeft() && size < ENOUGH;) {
             auto const step = bytes_.pick(STEPS);
             Target const at = target();
@@ -128,7 +128,8 @@ private:
         }
     }
 
-    /// Constructs a value from `from` for a place in `at`. Does not move `from` if `from` is or contains `at`.
+    /// Constructs a value from `from`. The caller stores the value as `at` or as an element of `at`. Does not move
+    /// `from` if `from` is or contains `at`.
     std::pair<ValueObject, ReferenceValue> made(Target from, Target at) {
         if (bytes_.nextBool() || at.value == from.value || containsElement(*from.model, *at.model)) {
             ReferenceValue all = copyAssigned(*from.model);

@@ -181,7 +181,7 @@ bool useObject(objbus::RootInterface& root, std::string const& key, objbus::Obse
                void (*use)(Object& object, int number), int number) {
     objbus::Object* object = nullptr;
     if (root.connectObject(key, observer, object) != 0) {
-        return false;  // The machine is too busy for an attempt.
+        return false;  // On a busy machine, the attempt may time out.
     }
     use(static_cast<Object&>(*object), number);
     expect(root.disconnectObject(key, observer, object) == 0, "each registration ends once");

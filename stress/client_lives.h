@@ -7,7 +7,7 @@
 #include "client/table.h"
 #include "stress/changing_television.h"
 
-// Lives of the objects of the layer in client/, with handlers on the delivery thread, or each on a thread of its own.
+// Uses and destroys objects of the layer in client/. Each handler runs on the delivery thread or on a new thread.
 
 namespace stress {
 
@@ -15,7 +15,7 @@ inline orvane::client::Executor executorOf(int round) {
     return round % 2 == 0 ? orvane::client::Executor() : [](auto task) { std::thread(std::move(task)).detach(); };
 }
 
-/// Receives some changes, and ends inside its handler or after it.
+/// Watches a property. Destroys the property inside the handler or on the calling thread.
 inline void watchProperty(ChangingTelevision& /*television*/, int round) {
     std::binary_semaphore ended(0);
     std::atomic<bool> isRunning = false;
@@ -34,7 +34,7 @@ inline void watchProperty(ChangingTelevision& /*television*/, int round) {
     expect(watched && !isRunning, "no handler runs after the end of its property");
 }
 
-/// Calls from two threads, and leaves a call behind.
+/// Calls an action from two threads. Destroys the action without waiting for the answer of the last call.
 inline void callAction(ChangingTelevision& /*television*/, int round) {
     constexpr std::chrono::seconds LONG(60);
     orvane::client::Action action(SOURCE_SWITCH, executorOf(round));

@@ -211,7 +211,7 @@ void iterate(ChangingTelevision& /*television*/, int round) {
     handler->hasLeft = true;
 }
 
-/// Runs the action while a thread switches the listeners and the client of a facade that this thread has started.
+/// Starts a facade. Runs `action` while a new thread switches the listeners and the client of the facade.
 template <typename Action>
 void runWhileSwitching(Action const& action) {
     std::array<Client, 2> clients;

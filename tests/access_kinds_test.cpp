@@ -207,7 +207,7 @@ TEST_F(IteratorTest, ASecondCreateReleasesTheFirstIteratorAndItsTable) {
     tv.waitUntilDelivered();
     logged();
     beforeLogLineOfTestThread = [&, count = 1]() mutable { EXPECT_EQ(released(), std::pair(2, count++)); };
-    access.reset();  // Disconnects between its two lines, and does not destroy the iterator.
+    access.reset();  // The destructor disconnects between its two log lines, and destroys no iterator.
     EXPECT_EQ(logged(), ITERATOR.traced("~IteratorAccess"));
 }
 

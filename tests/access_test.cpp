@@ -216,7 +216,7 @@ TEST_P(AccessTest, AnIteratorNeedsATableAndHasNoObject) {
     std::string const failed = "Error connect name : test.key,  status: ";
     expectLines({TABLE.error("connect", "Failed 104"), ITERATOR.error("create", failed + "5")});
     for (int const type : TYPES) {
-        bool const table = type < 1 || type > 8 || type == OBJECT_TYPE_TABLE;  // Also for a number of no type.
+        bool const table = type < 1 || type > 8 || type == OBJECT_TYPE_TABLE;  // An unknown type counts as a table.
         publish(type);
         EXPECT_EQ(access.create(), table ? 0 : 4);
         expectLines(table ? Lines{} : Lines{ITERATOR.error("create", failed + "6")});

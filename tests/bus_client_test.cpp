@@ -128,7 +128,7 @@ TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
         EXPECT_EQ(client.read(), list[1]);
         this->expectReceived({}, other, late);
 
-        // At the return, the notification depends on the values that the connected clients have received.
+        // After a loss, a value is notified unless it equals the last value that the connected clients have received.
         EXPECT_EQ(client.disconnect(), 0);
         Client<TypeParam> fresh(this->key);
         driver::set(this->key, list[2]);
@@ -170,7 +170,7 @@ TYPED_TEST(LostValue, IsRecoveredFromTheNextTelevisionThatPublishesIt) {
         driver::withdraw(this->key);
         driver::publish(this->key, this->values[1]);
         this->expectReceived({this->values[0]}, client, later);
-        EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);  // The same television restores no object.
+        EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);  // Only a new television restores the object.
         EXPECT_EQ(later.write(this->values[1]), STATUS_WITHDRAWN);
         EXPECT_EQ(client.disconnect() + later.disconnect(), 0);
     }

@@ -52,7 +52,7 @@ struct Television : ::testing::Environment {
         if (!program) {
             return;
         }
-        // ThreadSanitizer sees no synchronization through another process. This call synchronizes the threads.
+        // `listObjects` synchronizes the threads, because ThreadSanitizer sees no synchronization by another process.
         std::map<std::string, objbus::ObjectTypeSpec> listed;
         bus::listObjects(listed);
         std::string const mark = "# " + std::to_string(++marks);

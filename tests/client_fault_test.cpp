@@ -28,7 +28,7 @@ TEST_F(TelevisionTest, AClientThatCannotBeDisconnectedReceivesNothingMore) {
         tv.set("value", 1);
         tv.setRows(KEY, {});
         tv.waitUntilDelivered();
-        EXPECT_EQ(calls, 1);  // The handler has received only the value of the watch.
+        EXPECT_EQ(calls, 1);  // The handler has received only the initial value 0.
         tv.setRootLookup(RootLookup::published);
         tv.throwFrom(KEY, Call::none);
     }

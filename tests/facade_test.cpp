@@ -21,7 +21,7 @@ struct RecordingClient final : orvane::NRXModelAccessClient {
     Calls calls;
 };
 
-/// A television with the objects that a facade uses, except the three strings.
+/// A television with the lists and the action of a facade, but without the three strings that the queries read.
 class FacadeTest : public TelevisionTest {
 public:
     FacadeTest() {
@@ -88,13 +88,13 @@ TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilDestruction) {
     logged();
     EXPECT_EQ(received({"a\0b"s, "\xff\xc0", "%s%n"}), (Calls{{"command", {"a\0b"s, "\xff\xc0", "%s%n"}}}));
     EXPECT_EQ(logged().at(4), FACADE.debug("onNRXCommandValueChanged", "parameter 2:   %s%n "));
-    refusesLinesOfOtherThreads = true;  // Does not log the long lists.
+    refusesLinesOfOtherThreads = true;  // Refuses the log lines with the long lists.
     for (Strings const& list : {Strings(100'000, "x"), Strings{std::string(16U << 20U, 'y')}}) {
         EXPECT_TRUE((received(list) == Calls{{"command", list}}));
     }
     refusesLinesOfOtherThreads = false;
     beforeLogLineOfTestThread = [this] { EXPECT_EQ(received({"late"}), Calls{}); };
-    facade.reset();  // Drops lists from its first line on.
+    facade.reset();  // The destructor drops lists from its first log line on.
 }
 
 TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
@@ -155,7 +155,7 @@ TEST_F(FacadeTest, InjectedAccessObjectsAreUsedAndReleasedLast) {
     EXPECT_EQ(received({"no handler"}), Calls{});
     facade->requestStartNRXService();
     beforeLogLineOfTestThread = [&] { released.push_back(std::to_string(tv.counts(SOURCE_SWITCH).disconnects)); };
-    facade.reset();  // Disconnects the action between its two lines.
+    facade.reset();  // The destructor disconnects the action between its two log lines.
     EXPECT_EQ(released, (Lines{"0", "1", "production", "feature", "version", COMMAND, EVENT}));
 }
 

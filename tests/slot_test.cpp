@@ -1,5 +1,5 @@
-// Virtual slots and fields are a binary contract with the television and the embedding process. The slots of exported
-// classes are compared with the record in abi/.
+// Virtual slots and fields are a binary contract with the television and the embedding process. The test
+// AbiMatchesTheRecord compares the slots of the exported classes with the record in abi/.
 
 #include <array>
 #include <bit>

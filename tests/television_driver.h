@@ -56,7 +56,7 @@ void killBus();  ///< The television ends, too.
 /// Starts the television, and a killed bus at its earlier address. Returns after `waitForReads`.
 void start();
 
-/// Returns when the clients have also received the values that the platform reads after a change of the television.
+/// Waits for notifications, and for the values that the platform reads after a television starts or publishes.
 void waitForReads();
 
 /// One of the two ways to lose the television, with the status of operations during the loss.

@@ -1,5 +1,5 @@
-// What C++ lets a program do with the library's classes: derive from each, and call and delete through any base; and
-// what a value does not let it do.
+// A program can derive from each of the library's classes, and can call and delete objects through any base. A value
+// takes no pointer but pointers to text.
 
 #undef NDEBUG
 #include <cassert>
@@ -56,8 +56,7 @@ struct Handler : ValueHandler, ActionHandler {
     void handleExecutionError(unsigned int /*actionId*/, int error) override { heard.push_back(ValueObject(error)); }
 };
 
-/// Calls what `call` calls on the observer of a library's own object and of a derived one, and deletes each through
-/// another base.
+/// Runs `call` with an `Own` and a `Derived`, each as an `Obs`. Deletes objects of both classes through several bases.
 template <typename Own, typename Derived, typename Obs, typename Call, typename... Arguments>
 void throughEachBase(Call const& call, Strings const& expected, Arguments const&... arguments) {
     Own own(arguments...);

@@ -18,7 +18,7 @@ constexpr int EXIT_NOT_STARTED = 2;  ///< An option, or a file that an option na
 /// Prints an error as one line on standard error, with control characters escaped.
 void printError(std::string const& program, std::string const& what);
 
-/// The command-line options of a program. The variables must outlive this object.
+/// The command-line options of a program. The variables that the `add` functions take must outlive this object.
 class CommandLine {
 public:
     CommandLine(std::string const& program, std::string const& purpose);
@@ -32,7 +32,7 @@ public:
     void addRepeatableText(std::string const& name, std::vector<std::string>& texts, std::string const& help);
     void addDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help);
     void addFlag(std::string const& name, bool& isGiven, std::string const& help);
-    /// Adds a command with an optional positional text. A command line with the command has no earlier positional text.
+    /// Adds a command with an optional positional text. The command excludes earlier positional texts.
     void addCommand(std::string const& name, bool& isGiven, std::string const& help, std::string const& argument,
                     std::optional<std::string>& text, std::string const& argumentHelp);
 
@@ -43,8 +43,8 @@ private:
     std::unique_ptr<CLI::App> app_;
 };
 
-/// The body of `main`. Prints exceptions. Returns `failureExitStatus` after an exception, or if standard output was not
-/// written.
+/// The body of `main`. Prints exceptions. Returns the status of `run`, or `failureExitStatus` after an exception or if
+/// standard output cannot be written.
 int runMain(std::string const& program, int failureExitStatus, int (*run)(int argc, char** argv), int argc,
             char** argv);
 

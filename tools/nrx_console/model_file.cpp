@@ -159,8 +159,8 @@ std::vector<ModelObject> readObjects(Json const& json) {
     return objects;
 }
 
-/// Parses strictly. The library alone would keep the last of two members with the same name, and would report a too
-/// large number without its line.
+/// Parses strictly. The JSON library alone would keep the last of two members with the same name, and would report a
+/// number that is too large without the number's line.
 Json parse(std::string const& text) {
     using Event = Json::parse_event_t;
     std::istringstream stream(text);

@@ -38,8 +38,8 @@ std::size_t columnsOf(std::string_view text) {
     return columns;
 }
 
-/// Breaks the line at the screen's width, after a word or a bar. Indents the following lines to the text after two
-/// blanks, or else by two columns.
+/// Breaks the line at the screen's width, after a word or a bar. Indents the following lines to the column of the text
+/// after the first two blanks. If this column does not exist or is too far right, indents the lines by two columns.
 std::string wrapped(std::string_view line, std::size_t width) {
     constexpr std::size_t NARROWEST = 20;  // The fewest columns of indented text.
     std::size_t const gap = std::min(line.find("  "), line.size());

@@ -23,7 +23,7 @@ void printEach(std::string line, std::vector<Element> const& elements, WordsOf c
 /// Shortens the output and never waits for a reader, because clients may invoke faster than a reader reads.
 void printInvocation(std::string const& key, std::vector<objbus::Argument> const& arguments) {
     constexpr std::size_t MOST_PRINTED = 20;
-    constexpr std::size_t MOST_PRINTED_BYTES = 500;  // Escapes may print four bytes for each.
+    constexpr std::size_t MOST_PRINTED_BYTES = 500;  // An escape may print four bytes for each of these bytes.
     printLineIfWritable("television: " + typed(television::shortened(key, MOST_PRINTED_BYTES)) + " invoked with");
     for (std::size_t at = 0; at < std::min(arguments.size(), MOST_PRINTED); ++at) {
         printLineIfWritable("  " + std::to_string(arguments[at].index) + ": " +

@@ -224,7 +224,7 @@ private:
     History* const history_ = history_init();
     EditLine* const editor_ = el_init("nrx_console", stdin, stdout, stderr);
     std::mutex mutex_;
-    std::vector<std::string> pending_;  ///< Lines that are printed while a line is edited.
+    std::vector<std::string> pending_;  ///< Lines that the editing thread must print.
 };
 
 }  // namespace

@@ -32,7 +32,7 @@ private:
     int read() noexcept;
 
     int const descriptor_;
-    std::string partialLine_;  ///< The read start of an incomplete line.
+    std::string partialLine_;  ///< The beginning of a line whose end has not been read.
     std::deque<std::string> lines_;
     int lineNumber_ = 0;
     bus::EventSource source_;

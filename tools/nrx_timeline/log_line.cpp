@@ -9,7 +9,7 @@ namespace nrx_timeline {
 
 namespace {
 
-/// The form of a kind of line. The line begins with the tag. In a trace line, the direction is after the operation.
+/// The form of a kind of line. The line begins with the tag. In a trace line, the operation precedes `direction`.
 struct Form {
     LogLine::Kind kind;
     std::string_view tag;
@@ -100,7 +100,7 @@ bool parseMessage(std::string_view line, LogLine& parsed) {
 
 std::optional<LogLine> parseLine(std::string_view line) {
     LogLine parsed{};
-    if (line.ends_with('\r')) {  // A serial line adds carriage returns.
+    if (line.ends_with('\r')) {  // A log from a serial port has carriage returns.
         line.remove_suffix(1);
     }
     if (!takeTimestamp(line, parsed.stamp)) {
