@@ -68,7 +68,7 @@ TEST_P(LostTelevision, AnswersEveryInvocationOnce) {
 TEST_P(LostTelevision, NotifiesIteratorsWhichCanStillBeDestroyed) {
     driver::killTelevision();
     driver::publishTable(key, {{"a"}});
-    driver::start();  // The first iterators of both televisions, `old` and `renewed`, have the same path.
+    driver::start();  // The paths of `old` and `renewed` have the same number, but different prefixes.
     Client<ObjectTable> table(key);
     IteratorObserver oldObserver;
     IteratorObserver newObserver;

@@ -94,7 +94,7 @@ TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilDestruction) {
     }
     refusesLinesOfOtherThreads = false;
     beforeLogLineOfTestThread = [this] { EXPECT_EQ(received({"late"}), Calls{}); };
-    facade.reset();  // The destructor drops lists from its first log line on.
+    facade.reset();  // The destructor drops lists that arrive while it logs.
 }
 
 TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
