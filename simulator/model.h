@@ -30,14 +30,15 @@ using namespace television;
 
 class ModelObject;
 
-/// The state of one key. Never removed, because the key's objects refer to the state.
+/// The state of one key. An entry is never removed, because the key's objects refer to the entry.
 struct KeyEntry {
     std::string key;  ///< Set when the first object is published.
     ModelObject* published = nullptr;
     /// Includes withdrawn objects, because clients keep plain pointers to them.
     std::vector<std::unique_ptr<ModelObject>> currentAndWithdrawnObjects;
-    KeyCounts callCounts;              ///< Except the type queries, which are counted without the mutex.
-    std::atomic<int> typeQueries = 0;  ///< Loaded and stored: an atomic increment would take as long as a query.
+    KeyCounts callCounts;  ///< Except the type queries, which are counted without the mutex.
+    /// Incremented by a load and a store, because an atomic increment would take as long as the query itself.
+    std::atomic<int> typeQueries = 0;
     ConnectFault connectFault{STATUS_OK, false, 0};
     ReadFault readFault;
     int invokeFault = STATUS_OK;

@@ -49,7 +49,9 @@ Television::Television() : model_(std::make_shared<Model>()) {
 }
 
 Television::~Television() {
-    model_->delivery.stop();  // First: a disconnect waits for a running notification only while a model is current.
+    // The delivery stops before the model is reset, because a disconnect without a current model does not wait for a
+    // running notification.
+    model_->delivery.stop();
     {
         MutexLock const lock(currentMutex);
         currentModel.reset();

@@ -126,9 +126,9 @@ public:
     /// Returns the type of the key's object; empty if the key has no object.
     [[nodiscard]] std::optional<objbus::ObjectTypeSpec> type(std::string const& key) const;
     /// Calls `listener` for every object that is published or withdrawn from now on, once for an object that replaces
-    /// another. The delivery thread calls, in the order of publications, withdrawals and notifications of changes.
-    /// Inside the call, `objects` and `get` may already return a later object. An empty `listener` removes the listener
-    /// and waits for a running call.
+    /// another. The delivery thread calls the listener. These calls and the notifications of changes have the order of
+    /// the publications, withdrawals and changes. Inside the call, `objects` and `get` may already return a later
+    /// object. An empty `listener` removes the listener and waits for a running call.
     void setObjectListener(ObjectListener listener);
     /// Replaces the rows of a table and sends `notifyUpdate` to the observers of the table and of its iterators.
     /// Returns whether `key` has a table.
@@ -161,14 +161,15 @@ public:
 
     /// @}
 
-    /// @name Operations of clients since the television is on
+    /// @name Operations of clients since the construction of the television
     /// @{
 
     /// Lookups of the root interface, including refused lookups.
     [[nodiscard]] int lookups() const;
     /// Operations on one key, for all objects that were published under the key.
     [[nodiscard]] KeyCounts counts(std::string const& key) const;
-    /// The registrations of observers with the objects published under `key`, including withdrawn objects.
+    /// The current number of registrations of observers with the objects published under `key`, including withdrawn
+    /// objects.
     [[nodiscard]] int registrations(std::string const& key) const;
     /// The newest request for an iterator on the table under `key`.
     [[nodiscard]] std::optional<IteratorRequest> iteratorRequest(std::string const& key) const;
@@ -182,9 +183,9 @@ private:
 __attribute__((visibility("default"))) television::Presence presence();
 
 /// Calls `listener` with the current presence and then with each change: on the delivery thread while a television is
-/// on, otherwise on the thread that calls this function or destroys the television. Replaces the earlier listener, and
-/// waits while the delivery thread runs the earlier listener, except inside this listener's own call. An empty listener
-/// ends the calls.
+/// on, otherwise on the thread that calls this function or destroys the television. Replaces the earlier listener.
+/// Waits until a call of the earlier listener on the delivery thread has returned, except inside that call. An empty
+/// listener ends the calls.
 __attribute__((visibility("default"))) void setPresenceListener(television::PresenceListener listener);
 
 }  // namespace simulator
