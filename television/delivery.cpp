@@ -16,7 +16,7 @@ constexpr char TAG[] = "DELIVERY";
 constexpr std::size_t DEFAULT_LIMIT = std::size_t{64} * 1024 * 1024;
 constexpr std::size_t ENTRY_SIZE = 256;  ///< A queued change's approximate size without payload.
 
-/// Only a lack of memory is no fault of the observer.
+/// Reports a lack of memory. Any other exception is a fault of the observer and ends the process.
 void notify(Notification const& notification, Registration const& recipient) {
     try {
         notification.notify(recipient);

@@ -46,8 +46,9 @@ struct Notification {
 ///
 /// The payload of the waiting changes is bounded. Above the bound a change of an object replaces the object's oldest
 /// changes, until the bound is kept or the object has no other change. The newest change of each object is always
-/// delivered. Other notifications are neither counted nor dropped. Before the next notification one line of the log
-/// reports that changes are dropped. Another line reports the number of dropped changes when half of the bound is free.
+/// delivered. Other notifications are neither counted nor dropped. If changes are dropped, one line of the log
+/// reports this before the next notification runs. Another line reports the number of dropped changes when half of the
+/// bound is free.
 class Delivery {
 public:
     /// The bound: NRX_DELIVERY_LIMIT in bytes, or 64 MiB.

@@ -29,7 +29,7 @@ constexpr std::uint32_t SEVERITY_BITS = 0xFFFF;
 constexpr std::size_t SHORT_LINE_SIZE = 512;  ///< Lines up to this size need no allocation.
 constexpr std::size_t STAMP_SIZE = 48;
 
-/// The severity of this thread's last admitted check.
+/// The severity of the last line that `debugCheckLevel` admitted on this thread.
 thread_local int lastSeverity = 0;
 
 LogLevel levelFromEnvironment() {
@@ -149,7 +149,7 @@ void writeLine(std::string_view line) {
     if (plain && line.size() <= SHORT_LINE_SIZE) {  // The usual line needs no allocation.
         std::copy(line.begin(), line.end(), stamped.data() + stampSize);
         writeToStandardError({stamped.data(), stampSize + line.size()});
-    } else {  // Escapes a text from outside, which must not control the terminal or forge a line.
+    } else {  // Escapes the line, because a text from outside may control the terminal or forge a line.
         writeToStandardError(std::string(stamped.data(), stampSize) + printable(text) + "\n");
     }
 }

@@ -40,10 +40,11 @@ class __attribute__((visibility("default"))) LogCapture {
 public:
     /// One captured line.
     struct Line {
-        int severity;      ///< The severity of the writing thread's last admitted check.
+        int severity;      ///< The severity of the last line that `debugCheckLevel` admitted on the writing thread.
         std::string text;  ///< As written, including the line feed.
     };
-    /// Admits or refuses a line instead of the level. May write the record's last two words. No log lock is held.
+    /// Decides whether a line is admitted; the level has no effect. May write the record's `frame` and `chunk`. Called
+    /// with no log lock held.
     using Check = std::function<bool(DebugLevelRecord&)>;
 
     /// Admits the lines that `check` admits, or all lines without a check.

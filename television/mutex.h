@@ -30,8 +30,8 @@ private:
     std::mutex mutex_;
 };
 
-/// Holds a mutex until the end of the scope. The function that holds the lock waits for a condition in a loop, because
-/// the analysis does not follow a lock into a lambda.
+/// Holds a mutex until the end of the scope. To wait for a condition, call `wait` in a loop in the function that
+/// holds the lock, because the analysis does not know inside a lambda that the lock is held.
 class NRX_THREAD_SAFETY(scoped_lockable) MutexLock {
 public:
     explicit MutexLock(Mutex& mutex) NRX_THREAD_SAFETY(acquire_capability(mutex)) : lock_(mutex.mutex_) {}

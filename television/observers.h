@@ -29,7 +29,8 @@ void postTo(std::shared_ptr<TypedRegistration<Obs>> const& registration, Deliver
     }
 }
 
-/// The observers of one object, notified through the interface `Obs`. Observers without `Obs` receive no notifications.
+/// The observers of one object, notified through the interface `Obs`. Observers that do not implement `Obs` receive no
+/// notifications.
 template <typename Obs>
 class Observers {
 public:

@@ -54,7 +54,9 @@ public:
             listener_.swap(next);
             call = postOrReturnListenerCall(presence_, delivery.get());
         }
-        next = nullptr;  // With the mutex released, because the listener's data may lock mutexes.
+        // Destroys the earlier listener with the mutex released, because the destructors of the listener's data may
+        // lock mutexes.
+        next = nullptr;
         call();
         if (delivery != nullptr) {
             delivery->waitWhileRunning(nullptr, this);  // Waits unlocked: the listener may call this object.
@@ -68,7 +70,7 @@ private:
     };
 
     /// Posts the presence with the mutex held, so that the listener receives the changes in their order. Returns a
-    /// function to call after the unlock. Without a delivery, this function calls the listener.
+    /// function to call after the unlock. If `delivery` is null, the returned function calls the listener.
     [[nodiscard]] std::function<void()> postOrReturnListenerCall(Presence presence, Delivery* delivery) const
         NRX_REQUIRES(mutex_) {
         if (!listener_) {

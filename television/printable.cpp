@@ -12,7 +12,7 @@ namespace {
 
 namespace utf = boost::locale::utf;
 
-/// Whether the character controls the terminal, or the text's direction or lines.
+/// Whether the character controls the terminal, changes the direction of the text or separates lines.
 bool steers(utf::code_point character) {
     constexpr std::pair<utf::code_point, utf::code_point> RANGES[] = {
         {0x00, 0x1F}, {0x7F, 0x9F}, {0x061C, 0x061C}, {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069},

@@ -11,7 +11,8 @@ void readLogEnvironment();
 void report(char const* tag, char const* line) noexcept;
 
 /// Writes one line of severity "debug" that the television refused an operation on a key, unless the status is 0 and
-/// the operation had its result. Returns the status. The same holds as for `report`.
+/// the operation had its result. Returns the status. Like `report`, ignores exceptions of the log, allocates no memory
+/// for a short line, and must not be called with a lock held.
 int reportRefusal(char const* operation, char const* key, int status, bool hasResult = true) noexcept;
 
 }  // namespace television
