@@ -12,7 +12,8 @@ namespace web {
 
 namespace {
 
-/// The arguments of a call, read without values of the JSON library: the destructor of a list needs memory.
+/// The arguments of a call. The parser calls this class and makes no lists of the JSON library, because the destructor
+/// of such a list allocates memory.
 class Arguments final : public nlohmann::json_sax<nlohmann::json> {
 public:
     std::optional<std::string> name;  ///< The first argument, if the arguments are an array and the argument is a text.
@@ -61,7 +62,7 @@ private:
     }
 
     int depth_ = 0;
-    int position_ = 0;  ///< Of the argument that is read.
+    int position_ = 0;  ///< The position of the argument that the parser reads.
     bool isArray_ = false;
 };
 

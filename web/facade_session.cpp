@@ -12,7 +12,8 @@ namespace model_keys = orvane::model_keys;
 
 namespace {
 
-// Only texts are values of the JSON library: the destructor of a list or an object needs memory.
+// Makes a value of the JSON library only from a text, because the destructor of the library's lists and objects
+// allocates memory.
 std::string toJson(std::string const& text) {
     return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }

@@ -26,7 +26,7 @@ public:
     using ValueAccessT::ValueAccessT;
 
     [[nodiscard]] bool isConnected() const { return object != nullptr; }
-    /// Makes one connect attempt. Keeps the connect budget of reads and writes.
+    /// Makes one attempt to connect. Keeps `connectTimeoutMs`, the time limit for the connects of reads and writes.
     void tryConnect() noexcept;
 };
 
@@ -65,7 +65,7 @@ private:
 
     std::atomic<bool> isStartCancelled_ = false;
     PerList<std::shared_ptr<ListAccess>> lists_;
-    PerList<Property> writeProperties_;  // For the writes, which return the model's own status.
+    PerList<Property> writeProperties_;  // Used because `ListAccess::setValue` does not return the model's status.
     std::shared_ptr<StringAccess> softwareVersion_;
     std::shared_ptr<StringAccess> featureCode_;
     std::shared_ptr<StringAccess> productionType_;

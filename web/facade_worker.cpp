@@ -60,7 +60,9 @@ void FacadeWorker::detach(ListQueue& document) {
         }
         isLast = documents_.empty();
     }
-    dropped.clear();  // The tasks refer to the session, whose last reference the worker thread must drop.
+    // The dropped tasks refer to the session. The tasks are destroyed before `endSessionTask_` is posted, so that the
+    // worker thread drops the last reference.
+    dropped.clear();
     for (ListType const type : LISTS) {
         updateFacadeListener(type);
     }
@@ -74,7 +76,8 @@ void FacadeWorker::detach(ListQueue& document) {
 void FacadeWorker::listen(ListQueue& document, ListType type, bool isOn) {
     document.setListening(type, isOn);
     updateFacadeListener(type);
-    // The list may need a connect. `updateFacadeListener` has locked the mutex after the change, so no wake-up is lost.
+    // The worker may have to connect the list. `updateFacadeListener` has locked the mutex after `setListening`, so the
+    // worker either sees the change or already waits for this notification.
     workAvailable_.notify_one();
 }
 

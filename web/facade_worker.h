@@ -64,7 +64,7 @@ private:
     };
     using Tasks = std::list<Task>;  // Moved without memory.
     void post(Tasks task);
-    /// Repeats what fails without memory, until the worker stops.
+    /// Calls `post`. Repeats the call if memory runs out, until the worker stops.
     template <typename Post>
     void retryWhileOutOfMemory(Post const& post);
     void run();
