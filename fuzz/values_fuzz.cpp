@@ -28,7 +28,7 @@ public:
         constexpr void (Program::*STEPS[])(Target, Target) = {
             &Program::store,  &Program::storeText, &Program::setMember, &Program::construct,
             &Program::assign, &Program::append,    &Program::erase};
-        constexpr std::size_t ENOUGH = 500;  // Ends the run early, because each step may double the size.
+        constexpr std::size_t ENOUGH = 500;  // No step starts from this size on: a step may double the size.
         for (std::size_t size = 0; bytes_.isLeft() && size < ENOUGH;) {
             auto const step = bytes_.pick(STEPS);
             Target const at = target();
