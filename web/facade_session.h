@@ -26,7 +26,8 @@ public:
     using ValueAccessT::ValueAccessT;
 
     [[nodiscard]] bool isConnected() const { return object != nullptr; }
-    /// Makes one attempt to connect. Keeps `connectTimeoutMs`, the time limit for the connects of reads and writes.
+    /// Makes one attempt to connect. `connect` overwrites the time limit for the connects of reads and writes, so
+    /// `tryConnect` restores the limit.
     void tryConnect() noexcept;
 };
 
