@@ -123,9 +123,9 @@ private:
 ///     answer ? show(answer->at(0)) : log(describe(answer.error()));
 ///
 /// A failure of a call has one of these causes. `STATUS`: the library did not start the action (5: not obtained in
-/// time; 6: no action, or too many arguments), or the model refused the action with its own status. `EXECUTION_ERROR`:
-/// the action was started and failed. `NO_ANSWER`: the action was started, but its answer did not arrive in time. A
-/// later answer is dropped.
+/// time; 6: no action, or too many arguments), or the model returned a status of its own. Some televisions return a
+/// status although the action may have been started. `EXECUTION_ERROR`: the action was started and failed. `NO_ANSWER`:
+/// the action was started, but its answer did not arrive in time. A later answer is dropped.
 ///
 /// Connects, and is used and destroyed, like a `Property`. After the destruction, handlers of unanswered calls are
 /// never called.
