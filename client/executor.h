@@ -5,8 +5,8 @@
 namespace orvane::client {
 
 /// Moves an object's handlers to a thread that the program chooses: takes a task and has the task run later. The
-/// delivery thread and the threads that use the object call the executor. The executor must neither wait nor throw, and
-/// must outlive the object.
+/// delivery thread and the threads that use the object call the executor. The executor must return without waiting,
+/// must not throw, and must exist until the object is destroyed.
 ///
 /// Any number of threads may run the tasks. The calls of one object keep the order of the model and do not overlap. A
 /// task whose object was destroyed does nothing, and the executor may drop this task. If a task runs while the object

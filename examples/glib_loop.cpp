@@ -70,7 +70,7 @@ int main() {
     timer->call({"30"}, show);
     assert(volume.set(22));
     television.waitUntilDelivered();  // A task that calls `show` waits in the context.
-    timer.reset();                    // The action is destroyed before the task runs.
+    timer.reset();                    // Destroys the action while the task waits.
     runUntil([&] { return levels.back() == 22; });
     assert(minutes.empty());  // The task has done nothing.
 }

@@ -7,7 +7,8 @@
 #include "television/root_reference.h"
 
 // The lookups of a faulty platform library. Lookups and connects are slow, a connect to an action succeeds without an
-// object, a value appears too late, and a disconnect keeps the observer. The simulator does all other operations.
+// object, a value appears too late, and a disconnect keeps the observer. The simulator implements all other operations
+// of the platform.
 
 namespace {
 

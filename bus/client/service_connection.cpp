@@ -151,7 +151,9 @@ void ServiceConnection::setNameOwner(std::string owner) {
     owner.swap(owner_);
     if (!owner.empty()) {
         nextNameAppearedRetry_ = Deadline::max();
-        runNoexcept([this] { watcher_.handleNameVanished(); });  // First, so that no failed resync starts another one.
+        // The watcher learns of the loss before its resync calls fail, because otherwise each failed call starts a
+        // resync.
+        runNoexcept([this] { watcher_.handleNameVanished(); });
         failSentCalls(television::STATUS_NO_ANSWER);  // The next owner does not reply to calls to the earlier owner.
     }
     if (!owner_.empty()) {

@@ -85,8 +85,8 @@ public:
         start(std::move(task));
     }
 
-    /// Drops the waiting calls, and waits for a call that `run` makes unless the call runs on this thread. For a call
-    /// in DIRECT, the disconnect waits.
+    /// Drops the waiting calls, and waits for a call that `run` makes unless the call runs on this thread. In
+    /// DIRECT the delivery thread makes the calls without `run`: the disconnect from the model waits for such a call.
     void close() {
         std::list<Call> dropped;  // Destroyed after the unlock, because calls own data of the program.
         std::unique_lock lock(mutex_);
