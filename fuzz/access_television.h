@@ -53,7 +53,8 @@ protected:
         return bytes.list(numberUpToThree(), [this] { return makeTexts(); });
     }
 
-    /// Chooses callbacks for the next notification of receivers. The receiver `excludedReceiver` gets no callback.
+    /// Chooses for each receiver what its callback does at the next notification. The receiver `excludedReceiver` gets
+    /// no callback.
     virtual void chooseNotificationCallbacks(void const* excludedReceiver) = 0;
 
     void publish(std::string const& key, int kind) {

@@ -216,7 +216,8 @@ TEST_F(FacadeTest, AStartRequestSendsItsThreeArguments) {
 
 TEST_F(FacadeTest, ConcurrentStartRequestsShareOneActionAndRepeatNoNumber) {
     constexpr int ROUNDS = 200;
-    std::barrier round(4, [this]() noexcept { facade.emplace(); });  // The first request makes the action.
+    // Each round has a new facade, whose first request connects the action.
+    std::barrier round(4, [this]() noexcept { facade.emplace(); });
     auto const request = [&] {
         for (int done = 0; done < ROUNDS; ++done) {
             round.arrive_and_wait();

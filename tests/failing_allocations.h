@@ -6,9 +6,9 @@
 
 namespace test {
 
-/// Until its destruction, an allocation of the process fails after `allocations` others. With `lasts`, all later
-/// allocations fail, too. Counts all libraries' C and C++ allocations, but not threads with a
-/// `ScopedAllocationSuccess`.
+/// While this object exists, the next `allocations` allocations of the process succeed, and the allocation after them
+/// fails. With `lasts`, all later allocations fail, too. Counts all libraries' C and C++ allocations, but not threads
+/// with a `ScopedAllocationSuccess`.
 class ScopedAllocationFailure {
 public:
     ScopedAllocationFailure(int allocations, bool lasts);

@@ -121,8 +121,8 @@ public:
         return {};
     }
 
-    /// Ends the registration and deletes the object. If the registration has ended, no handler runs at the return or
-    /// later, except a handler that calls this function.
+    /// Ends the registration and deletes the object. After the return no handler runs, except a handler that itself
+    /// calls this function, or if the model does not end the registration.
     struct End {
         void operator()(Connection* connection) const {
             connection->queue->close();

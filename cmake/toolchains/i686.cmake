@@ -1,5 +1,5 @@
 # 32-bit x86. Unlike g++-multilib, this cross-compiler can be installed beside the cross-compiler for ARMv7. An x86-64
-# processor runs the programs, with the loader and the libraries of the cross-compiler.
+# processor runs the 32-bit programs, with the loader and the libraries of the cross-compiler.
 set(CMAKE_SYSTEM_PROCESSOR i686)
 set(NRX_TARGET i686-linux-gnu)
 include(${CMAKE_CURRENT_LIST_DIR}/debian_cross.cmake)

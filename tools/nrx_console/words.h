@@ -14,7 +14,7 @@ namespace nrx_console {
 /// The words of a command.
 using Words = std::vector<std::string>;
 
-/// A command cannot be executed. The text has the found text and the expected text.
+/// A command cannot be executed. The message says what was found and what was expected.
 struct CommandError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

@@ -221,7 +221,7 @@ private:
         output_ << "</svg>\n";
     }
 
-    /// Also ends the group of the slice or the mark.
+    /// Writes the lines of text, and then ends the SVG group of the slice or the mark.
     void writeLines(std::vector<std::string> const& lines, std::size_t x, std::size_t top, char const* colour) {
         for (std::string const& line : lines) {
             writeText(x, top, line, colour);

@@ -34,8 +34,8 @@ class ActionAccess;
 ///     access.startCommandListener();
 ///     command->notifyStringVector({"play"});  // As the television does; the client receives the list.
 ///
-/// A derived class may override any operation, for example the relay, and use the fields. Its members are destroyed
-/// before the access objects, so destroy the facade only while no list can arrive.
+/// A derived class may override any operation, for example the relay, and use the fields. The members of the derived
+/// class are destroyed before the access objects, so destroy the facade only while no list can arrive.
 class NRX_EXPORT NRXModelAccess : public INrxModelAccess {
 public:
     /// For the television's facts.
