@@ -68,7 +68,7 @@ public:
         if (++index_ >= page_.size() && !isLast_) {
             index_ = 0;
             result_ = readPage();
-            isLast_ = page_.empty();  // A television may send fewer rows than the page has.
+            isLast_ = page_.empty();  // A page with fewer rows than requested may not be the last page.
         }
     }
 

@@ -50,7 +50,8 @@ void fill(Bytes& bytes, std::vector<T>& values) {
     std::for_each(values.begin(), values.end(), [&bytes](T& value) { fill(bytes, value); });
 }
 
-/// Checks that a value is appended with the type in the interfaces, and that a read returns the same value.
+/// Checks that a value is appended with the D-Bus type that the interface declares, and that a read returns the same
+/// value.
 template <typename T>
 void checkAppend(Bytes& bytes, T& value) {
     fill(bytes, value);

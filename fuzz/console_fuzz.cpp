@@ -106,7 +106,8 @@ std::vector<ModelObject> load(std::string const& content) {
 
 // Lines.
 
-/// Returns whether the line consists of words. Checks that the words are the same after they are typed.
+/// Returns whether the line consists of words. Checks that the words, written as a user types words, are split into the
+/// same words again.
 bool checkWords(std::string const& line) {
     Words words;
     try {

@@ -20,7 +20,8 @@ struct ReferenceValue {
     std::vector<ReferenceValue> elements{};
 };
 
-/// Returns the result of `visit` for the number in the tag's type, or `fallback` if the tag names no number.
+/// Calls `visit` with the value's number, in the type that the tag names, and returns the result. Returns `fallback` if
+/// the tag does not name a type of numbers.
 template <typename Result, typename Visit>
 Result visitNumber(ReferenceValue const& model, Result fallback, Visit const& visit) {
     std::tuple<int, unsigned int, long long, unsigned long long, bool, float, double> numbers;  // In the tags' order.

@@ -60,7 +60,7 @@ struct ConnectFault {
 /// A fault of a key's reads of strings and lists. Reads of numbers have no status.
 struct ReadFault {
     int status = 0;        ///< The return value of the read.
-    bool halfWay = false;  ///< Returns half of the value beside the status. Otherwise a failed read has no value.
+    bool halfWay = false;  ///< A failed read returns half of the value with the status. Otherwise, no value.
 };
 
 /// The inter-process framework's result of a lookup of the root interface.

@@ -49,7 +49,8 @@ inline List encodeList(int number) {
                 std::to_string(number) + std::string(static_cast<std::size_t>(number) * 7 % 300, '.'));
 }
 
-/// The number of a list; 0 for any other list, for example a torn list.
+/// The number from which `encodeList` made the list, or 0 if `encodeList` did not make the list, for example a torn
+/// list.
 inline int decodeList(List const& list) {
     int const number = list.empty() ? 0 : std::atoi(list[0].c_str());
     return number > 0 && list == encodeList(number) ? number : 0;

@@ -6,7 +6,7 @@ namespace television {
 enum Status : int {
     STATUS_OK = 0,
     STATUS_NO_TELEVISION = 101,      ///< No television is on.
-    STATUS_UNKNOWN_INTERFACE = 102,  ///< The framework publishes the root interface only.
+    STATUS_UNKNOWN_INTERFACE = 102,  ///< The lookup asked for an interface that is not the root interface.
     STATUS_LOOKUP_REFUSED = 103,     ///< `setRootLookup` made lookups fail.
     STATUS_NOT_PUBLISHED = 104,      ///< No object is published under the key.
     STATUS_NOT_CONNECTED = 105,      ///< The observer is not registered.

@@ -211,7 +211,7 @@ TEST_F(FacadeTest, AStartRequestSendsItsThreeArguments) {
     EXPECT_EQ(takeSleepMicroseconds().size(), 1U);
     facade->requestStartNRXService();
     EXPECT_EQ(numbers.size(), 4U);
-    EXPECT_EQ(*numbers.rbegin() - *numbers.begin(), 3);  // A failed connect uses no number.
+    EXPECT_EQ(*numbers.rbegin() - *numbers.begin(), 3);  // No number was skipped at the failed connect.
 }
 
 TEST_F(FacadeTest, ConcurrentStartRequestsShareOneActionAndRepeatNoNumber) {

@@ -24,8 +24,9 @@ public:
 
     /// Handles a signal from the iterator's path, on the connection's thread.
     void handleSignal(sd_bus_message* signal);
-    // Called with the model state's mutex held. Clang's thread safety analysis is off for these functions, because the
-    // callers lock the mutex through another expression:
+    // Both functions are called with the model state's mutex held. Clang's thread safety analysis does not check them,
+    // because the callers lock the mutex by a name that these functions do not know.
+
     /// Called when the television is gone. The next television may give the path to another iterator.
     void handleTelevisionLoss() NRX_NOT_ANALYSED;
     /// Destroys the iterator here and in the television.
@@ -58,7 +59,7 @@ public:
     int destroyIterator(objbus::TableIterator* iterator) override;
 
     void handleSignal(sd_bus_message* signal) override;
-    /// Not analysed by Clang's thread safety analysis, because the caller locks the mutex through another expression.
+    /// Clang's thread safety analysis does not check this function, for the same reason as in `RemoteIterator`.
     void handleTelevisionLoss() NRX_NOT_ANALYSED override;
 
 private:

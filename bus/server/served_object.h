@@ -26,8 +26,8 @@ struct ObjectContext {
 /// thread.
 class ServedObject {
 public:
-    /// Connects to the object under the key. Reports a failure and returns null. Also returns null if the key's object
-    /// has another type by now. Throws `std::bad_alloc`.
+    /// Connects to the object under the key. If the connect fails, reports the failure and returns null. Also returns
+    /// null if the key's object has another type by now. Throws `std::bad_alloc`.
     static std::unique_ptr<ServedObject> connect(ObjectContext const& context, std::string const& key,
                                                  objbus::ObjectTypeSpec type);
     ServedObject(ServedObject const&) = delete;

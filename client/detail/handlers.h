@@ -51,7 +51,8 @@ public:
         OFF,     ///< Drops calls.
         HELD,    ///< Keeps calls until `release`.
         OPEN,    ///< Makes calls.
-        DIRECT,  ///< OPEN without an executor, and no call waits. The delivery thread may call the handler at once.
+        DIRECT,  ///< Like OPEN, if there is no executor and no call waits. The delivery thread calls the handler at
+                 ///< once.
         CLOSED,  ///< Drops calls. This state is final.
     };
 

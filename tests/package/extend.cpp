@@ -101,7 +101,7 @@ void everyAccessMayReact() {
         std::vector<TableOrder>());
 }
 
-// Of pointers, a value takes only those to text.
+// A value accepts a pointer only if the pointer points to text.
 template <typename T>
 constexpr bool REFUSED = !std::is_constructible_v<ValueObject, T> && !std::is_convertible_v<T, ValueObject> &&
                          !std::is_assignable_v<ValueObject&, T> && !std::is_assignable_v<IValueObject&, T>;

@@ -17,7 +17,7 @@ struct TypeOnlyContent {
     objbus::ObjectTypeSpec type;
 };
 
-/// The content of an object of the data model. A bare object cannot be in a model file.
+/// The content of an object of the data model. An object without content (`TypeOnlyContent`) cannot be in a model file.
 using Content = std::variant<television::Value, ActionContent, television::Rows, TypeOnlyContent>;
 
 struct ModelObject {
@@ -39,13 +39,14 @@ struct ModelError : std::runtime_error {
 std::vector<ModelObject> readModelFile(std::string const& path);
 
 /// The content of an object of the type, from the words of a command. For a table, each word contains the columns of a
-/// row. For a bare object, the word is the number of its type. Throws `ModelError` or `CommandError`.
+/// row. For an object without content, the word is the number of its type. Throws `ModelError` or `CommandError`.
 Content contentFromWords(std::string const& type, Words const& words);
 
 /// The words from which `contentFromWords` makes the value.
 Words wordsOfValue(television::Value const& value);
 
-/// The name of the type, as `contentFromWords` takes the name. For a bare object, the name and the number of the type.
+/// The name of the type, as `contentFromWords` takes the name. For an object without content, the name and the number
+/// of the type.
 std::string typeName(objbus::ObjectTypeSpec type);
 
 /// The types that `contentFromWords` takes, separated by bars.

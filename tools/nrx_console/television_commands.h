@@ -9,7 +9,7 @@
 
 namespace nrx_console {
 
-/// The commands for the television itself, in its process or over its bus.
+/// The commands that change the television itself, which runs in the console's process or on a bus.
 class TelevisionCommands {
 public:
     TelevisionCommands() = default;

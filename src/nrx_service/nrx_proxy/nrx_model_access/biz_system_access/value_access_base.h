@@ -66,9 +66,9 @@ public:
     /// @name Writes
     /// @{
 
-    /// Writes the model object. Connects and returns statuses like a read, but returns 0 whatever the model's status.
-    /// Each integer write accepts objects of both integer types. Returns 6 if the number does not fit. A list write
-    /// replaces the whole list.
+    /// Writes the model object. Connects like a read, and returns the library's statuses. If the model is asked to
+    /// write, returns 0 and ignores the model's status. Each integer write accepts objects of both integer types.
+    /// Returns 6 if the number does not fit. A list write replaces the whole list.
     virtual int setValue(std::string const& value);
     virtual int setValue(int value);
     virtual int setValue(long long value);

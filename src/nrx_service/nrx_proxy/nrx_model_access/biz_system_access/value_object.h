@@ -165,7 +165,7 @@ public:
     /// @name Assignments
     /// @{
 
-    /// As in `IValueObject`, with text as in the constructors. The other fields stay unchanged.
+    /// Assigns as `IValueObject` describes. A text is stored as in the constructors. The other fields stay unchanged.
     ValueObject& operator=(bool value) override;
     ValueObject& operator=(int value) override;
     ValueObject& operator=(unsigned int value) override;
