@@ -128,8 +128,8 @@ struct LimitRelay::Observer : Interface {
     std::unique_ptr<Handler> handler = std::make_unique<BoundHandler>();
 };
 
-LimitRelay::LimitRelay() : notifiedObserver_(std::make_shared<Observer>()) {}
+LimitRelay::LimitRelay() : observer_(std::make_shared<Observer>()) {}
 
-void LimitRelay::operator()(Strings const& list) { hidden(notifiedObserver_.get())->notify(list); }
+void LimitRelay::operator()(Strings const& list) { hidden(observer_.get())->notify(list); }
 
 }  // namespace bench

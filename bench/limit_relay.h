@@ -15,7 +15,7 @@ public:
 
 private:
     struct Observer;
-    std::shared_ptr<Observer> notifiedObserver_;
+    std::shared_ptr<Observer> observer_;
 };
 
 }  // namespace bench

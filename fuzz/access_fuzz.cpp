@@ -78,7 +78,7 @@ private:
         television.waitUntilDelivered();  // Waits for notifications posted inside a notification.
         std::for_each(slots_.begin(), slots_.end(), [](Slot& each) { each.check(); });
         std::for_each(clients_.begin(), clients_.end(), [](RecordingClient& each) { each.check(); });
-        expect(sleeps.exchange(0) == std::exchange(reference.retryWaitCount, 0),
+        expect(sleeps.exchange(0) == std::exchange(reference.connectRetryWaits, 0),
                "a connect waits as long as its budget");
         for (auto const& [name, key] : reference.keys) {
             auto const held = television.get(name);
@@ -98,9 +98,9 @@ private:
         applyRandomChange(key, usual);
     }
 
-    void chooseNotificationCallbacks(void const* excludedReceiver) override {
+    void chooseCallbackActions(void const* receiverWithoutAction) override {
         Slot& receiver = slot();
-        if (bytes.nextBool() && &receiver != excludedReceiver) {
+        if (bytes.nextBool() && &receiver != receiverWithoutAction) {
             receiver.onNextNotification = [this, &receiver, isWhole = bytes.nextBool()] {
                 isWhole ? release(receiver) : end(receiver);
             };
@@ -168,8 +168,8 @@ private:
 
     void useSlotByKind(Slot& slot) {
         if (auto* const action = dynamic_cast<ActionAccess*>(slot.access.get())) {
-            chooseAnswer();
-            chooseNotificationCallbacks(&slot);
+            chooseInvokeResult();
+            chooseCallbackActions(&slot);
             Arguments const arguments{{0, 0, 0, makeText()}};
             runBoth(*slot.reference, *action, 7U,
                     [&](auto& access, unsigned int& id) { return access.invoke(id, arguments); });
@@ -183,7 +183,7 @@ private:
     }
 
     void useIterator(ReferenceAccess& model, IteratorAccess& access) {
-        if (model.throwsFrom(Call::disconnect)) {
+        if (model.throwsFromCall(Call::disconnect)) {
             clearFaults();  // Otherwise a destroyed table would stay registered.
         }
         auto* const iterator = access.getIterator();
@@ -231,7 +231,7 @@ private:
             case 7:
                 return run(std::string(), [](auto& facade, auto& version) { version = facade.getSoftwareVersion(); });
             default:
-                chooseAnswer();
+                chooseInvokeResult();
                 run([](auto& facade) { facade.requestStartNRXService(); });
                 return checkInvokeArguments();
         }

@@ -28,14 +28,14 @@ public:
             fails = faults != 0;
             faults -= faults > 0 ? 1 : 0;
             isFound = keyState_.object != nullptr && (!fails || (status == STATUS_OK && handsOutObject));
-            television_.retryWaitCount += !isFound && budgetMs > 0 ? 1 : 0;
+            television_.connectRetryWaits += !isFound && budgetMs > 0 ? 1 : 0;
         } while (!isFound && --attempts > 0);
         failIf(!isFound, STATUS_ERR_CONNECT_FAILED);
         if (!fails) {  // A failing television reports success without a registration.
             television_.registrations.emplace_back(shared_from_this(), keyState_.object);
             keyState_.notifiesDuringConnect ? television_.set(keyState_.object, Value(keyState_.object->value)) : false;
         }
-        if (kind != TABLE && (throwsFrom(Call::type) || keyState_.object->type != OBJECT_TYPE_BY_KIND[kind])) {
+        if (kind != TABLE && (throwsFromCall(Call::type) || keyState_.object->type != OBJECT_TYPE_BY_KIND[kind])) {
             failIfThrowing(Call::disconnect);
             removeRegistrations(keyState_.object);
             failIfThrowing(Call::type);
@@ -104,7 +104,7 @@ public:
                     texts[index] = result.value;
                 }
             }
-            television_.notify(*object, lineOf(id, VALUE_TYPES[ACTION], texts));
+            television_.notify(*object, lineOf(id, VALUE_TYPE_BY_KIND[ACTION], texts));
         }
         return answer.status;
     }
@@ -126,7 +126,7 @@ public:
             television_.iterators.insert(this);
             receive(lineOf("ready", 0));
         }
-        auto const former = std::exchange(iteratorTable_, table);
+        auto const former = std::exchange(tableOfIterator_, table);
         former ? former->disconnect() : void();
     }
 
@@ -149,9 +149,9 @@ public:
     /// Does what the destructor does. If a disconnect throws, the registration remains.
     void simulateDestruction() {
         statusOf([this] { object != nullptr ? disconnect() : void(); });
-        statusOf([this] { iteratorTable_ ? iteratorTable_->disconnect() : void(); });
+        statusOf([this] { tableOfIterator_ ? tableOfIterator_->disconnect() : void(); });
     }
-    [[nodiscard]] bool throwsFrom(Call call) const { return keyState_.throwingCall == call; }
+    [[nodiscard]] bool throwsFromCall(Call call) const { return keyState_.throwingCall == call; }
     /// Whether the access object has a registration with an object other than `ignoredObject`.
     [[nodiscard]] bool hasRegistration(ReferenceObject const* ignoredObject = nullptr) const {
         auto const& all = television_.registrations;
@@ -163,7 +163,7 @@ public:
     ReferenceObject* object = nullptr;  ///< The connected object, or null.
 
 private:
-    void failIfThrowing(Call call) const { failIf(throwsFrom(call), STATUS_THROWS); }
+    void failIfThrowing(Call call) const { failIf(throwsFromCall(call), STATUS_THROWS); }
     /// The first step of every read and write.
     void connectForReadOrWrite() {
         object == nullptr ? connect(connectTimeoutMs_) : void();
@@ -186,7 +186,7 @@ private:
     ReferenceTelevision& television_;
     ReferenceKey& keyState_;
     int connectTimeoutMs_ = 1000;
-    std::shared_ptr<ReferenceAccess> iteratorTable_;  ///< The connected table of an iterator, or null.
+    std::shared_ptr<ReferenceAccess> tableOfIterator_;  ///< The connected table of an iterator, or null.
 };
 
 /// The facade. Its operations return no status, so only the failure `STATUS_THROWS` is compared.
@@ -196,7 +196,7 @@ public:
         for (auto const& [name, kind] : KEYS) {
             auto const relay = [this, key = name](Strings line) {
                 line[0] = key;  // The record of a client's notification begins with the key, not the type.
-                isListeningByKey_[key] && client_ != nullptr ? client_->expected.push_back(line) : void();
+                isListenerStartedByKey_[key] && client_ != nullptr ? client_->expected.push_back(line) : void();
             };
             accesses_[name] = std::make_shared<ReferenceAccess>(television, ReferenceObserver{kind, name, relay});
         }
@@ -206,10 +206,10 @@ public:
         failIf(statusOf([this] { accesses_[COMMAND]->connect(1000); }) == STATUS_THROWS, STATUS_THROWS);
         accesses_[EVENT]->connect(1000);
     }
-    void startCommandListener() { isListeningByKey_[COMMAND] = true; }
-    void stopCommandListener() { isListeningByKey_[COMMAND] = false; }
-    void startEventListener() { isListeningByKey_[EVENT] = true; }
-    void stopEventListener() { isListeningByKey_[EVENT] = false; }
+    void startCommandListener() { isListenerStartedByKey_[COMMAND] = true; }
+    void stopCommandListener() { isListenerStartedByKey_[COMMAND] = false; }
+    void startEventListener() { isListenerStartedByKey_[EVENT] = true; }
+    void stopEventListener() { isListenerStartedByKey_[EVENT] = false; }
     void setClient(RecordingClient* newClient) { client_ = newClient; }
     void setAccessValue(std::string const& key, Strings const& list) { findListAccess(key).setValue(list); }
     void getAccessValue(std::string const& key, Strings& list) { findListAccess(key).getValue(list); }
@@ -240,7 +240,7 @@ private:
     }
 
     std::map<std::string, std::shared_ptr<ReferenceAccess>> accesses_;  ///< By key. Some keys are never used.
-    std::map<std::string, bool> isListeningByKey_;
+    std::map<std::string, bool> isListenerStartedByKey_;
     RecordingClient* client_;
 };
 

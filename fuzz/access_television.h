@@ -35,7 +35,7 @@ protected:
     std::size_t numberUpToThree() { return bytes.number<std::size_t>(0, 3); }
     std::string makeText() { return bytes.text(4); }
     Strings makeTexts() {
-        return bytes.list(numberUpToThree(), [this] { return makeText(); });
+        return bytes.makeList(numberUpToThree(), [this] { return makeText(); });
     }
     /// Often returns the expected kind.
     int chooseKind(int expectedKind) { return bytes.nextBool() ? expectedKind : bytes.number<int>(INTEGER, ITERATOR); }
@@ -50,12 +50,12 @@ protected:
     }
     Value makeValue(int expectedKind) { return makeValueOfKind(chooseKind(expectedKind)); }
     Rows makeRows() {
-        return bytes.list(numberUpToThree(), [this] { return makeTexts(); });
+        return bytes.makeList(numberUpToThree(), [this] { return makeTexts(); });
     }
 
-    /// Chooses for each receiver what its callback does at the next notification. The receiver `excludedReceiver` gets
-    /// no callback.
-    virtual void chooseNotificationCallbacks(void const* excludedReceiver) = 0;
+    /// Chooses for each receiver what its callback does at the next notification. The receiver `receiverWithoutAction`
+    /// gets no callback.
+    virtual void chooseCallbackActions(void const* receiverWithoutAction) = 0;
 
     void publish(std::string const& key, int kind) {
         ReferenceObject object{kind <= TABLE ? OBJECT_TYPE_BY_KIND[kind]
@@ -91,13 +91,13 @@ protected:
         ReferenceKey& key = reference.keys[name];
         auto const setRows = [&] {
             Rows const changed = makeRows();
-            chooseNotificationCallbacks(nullptr);
+            chooseCallbackActions(nullptr);
             bool const fits = reference.setRows(key.object, changed);
             expect(television.setRows(name, changed) == fits, "a table takes rows");
         };
         auto const set = [&] {
             Value const changed = makeValue(expectedKind);
-            chooseNotificationCallbacks(nullptr);
+            chooseCallbackActions(nullptr);
             bool const fits = reference.set(key.object, changed);
             expect(television.set(name, changed) == fits, "an object takes values of its type");
         };
@@ -127,7 +127,7 @@ protected:
     }
 
     /// Chooses the answer of later invocations.
-    void chooseAnswer() {
+    void chooseInvokeResult() {
         invocations.clear();
         answer = {.status = bytes.number(-1, 1)};
         if (bytes.nextBool()) {
@@ -137,7 +137,7 @@ protected:
             answer.outcome = bytes.number<int>();
         } else if (outcome == 2) {
             auto const makeResult = [this] { return Argument{0, bytes.number<std::int8_t>(-1, 3), 0, makeText()}; };
-            answer.outcome = bytes.list(numberUpToThree(), makeResult);
+            answer.outcome = bytes.makeList(numberUpToThree(), makeResult);
         }
     }
     void checkInvokeArguments() const {

@@ -47,7 +47,7 @@ inline Strings typesOf(std::string_view signature) {
 inline MessageItem makeItem(Bytes& bytes, std::string_view type) {
     MessageItem item{std::string(type)};
     if (type[0] == 'a') {
-        item.items = bytes.list(bytes.number<std::size_t>(0, 4), [&] { return makeItem(bytes, type.substr(1)); });
+        item.items = bytes.makeList(bytes.number<std::size_t>(0, 4), [&] { return makeItem(bytes, type.substr(1)); });
     } else if (type[0] == 'v') {
         item.items = {makeItem(bytes, bytes.nextBool() ? bytes.pick(MESSAGE_SIGNATURES) : bytes.pick(BASIC_TYPES))};
     } else if (item.isContainer()) {

@@ -57,7 +57,7 @@ struct SentCall {
     bool isReplyDue = true;             ///< False after the client has left.
     bool isAppliedToReference = false;  ///< Whether the reference model has the call's effect.
     int replies = 0;
-    bool hasFailed = false;
+    bool isErrorReply = false;
     bus::Message reply{};
 };
 
@@ -100,7 +100,7 @@ public:
         }
         return calls.at(number);
     }
-    void sync() { callFromHarness(SYNC, bus::MODEL_PATH); }
+    void callSync() { callFromHarness(SYNC, bus::MODEL_PATH); }
 
     /// Sends a call with these arguments and returns the call's number, or 0 if the call is no valid message. Sends no
     /// signature that is too long, because the receiving sd-bus would drop such a message.
@@ -128,27 +128,27 @@ public:
     }
 
     /// Answers the oldest request for a client's credentials.
-    void answerCredentials(bool isValid) {
+    void replyToCredentialsRequest(bool isSuccess) {
         bus::Message const request = std::move(pendingCredentialsRequests_.front());
         pendingCredentialsRequests_.erase(pendingCredentialsRequests_.begin());
         char const* client = nullptr;
         sd_bus_message_rewind(request.get(), 1);
         sd_bus_message_read(request.get(), "s", &client);
         auto const found = std::ranges::find(CLIENTS, std::string_view(client));
-        hasValidCredentials[client] = isValid;
+        hasValidCredentials[client] = isSuccess;
         auto const index = found != std::end(CLIENTS) ? static_cast<std::size_t>(found - CLIENTS) : 0;
         sd_bus_message* made = nullptr;
         sd_bus_message_new_method_return(request.get(), &made);
         bus::Message const reply(made);
-        if (isValid) {
+        if (isSuccess) {
             sd_bus_message_append(made, "a{sv}", 2, "UnixUserID", "u", USERS[index], "UnixGroupIDs", "au", 1, 7);
         }
-        if ((!isValid && !appendItems(made, makeArguments(bytes, "a{sv}"))) ||
+        if ((!isSuccess && !appendItems(made, makeArguments(bytes, "a{sv}"))) ||
             sd_bus_send(bus_.get(), made, nullptr) < 0) {
             sd_bus_reply_method_errorf(request.get(), SD_BUS_ERROR_NAME_HAS_NO_OWNER, "gone");
         }
     }
-    [[nodiscard]] bool areCredentialsRequested() const { return !pendingCredentialsRequests_.empty(); }
+    [[nodiscard]] bool isServerAwaitingCredentials() const { return !pendingCredentialsRequests_.empty(); }
 
     void publishAction(std::string const& key) {
         tv.publishAction(key, [this](auto const& /*arguments*/) {
@@ -184,13 +184,13 @@ private:
             sd_bus_message_read(message, "s", &client);
             if (client == std::string_view(HARNESS_CLIENT)) {
                 std::swap(self.pendingCredentialsRequests_.front(), self.pendingCredentialsRequests_.back());
-                self.answerCredentials(true);
+                self.replyToCredentialsRequest(true);
             }
         } else if (sd_bus_message_get_reply_cookie(message, &number) >= 0) {
             auto const call = self.calls.find(number);
             expect(call != self.calls.end(), "a reply is one to a call");
             expect(++call->second.replies == 1, "a call has one reply");
-            call->second.hasFailed = sd_bus_message_is_method_error(message, nullptr) > 0;
+            call->second.isErrorReply = sd_bus_message_is_method_error(message, nullptr) > 0;
             call->second.reply.reset(sd_bus_message_ref(message));
         }
         return 1;

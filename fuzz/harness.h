@@ -45,7 +45,7 @@ public:
     }
     /// Returns `count` elements, each made by `make`.
     template <typename Make>
-    auto list(std::size_t count, Make const& make) {
+    auto makeList(std::size_t count, Make const& make) {
         std::vector<decltype(make())> elements(count);
         std::generate(elements.begin(), elements.end(), make);
         return elements;

@@ -27,7 +27,7 @@ constexpr std::pair<char const*, Kind> KEYS[] = {{COMMAND, TEXTS},        {EVENT
                                                  {"missing", INTEGER}};
 
 /// The types of the values that handlers receive.
-constexpr int VALUE_TYPES[] = {VALUE_INT, VALUE_INT64, VALUE_STRING, VALUE_VECTOR, VALUE_VECTOR, VALUE_VECTOR};
+constexpr int VALUE_TYPE_BY_KIND[] = {VALUE_INT, VALUE_INT64, VALUE_STRING, VALUE_VECTOR, VALUE_VECTOR, VALUE_VECTOR};
 constexpr int STATUS_THROWS = INT_MAX;  ///< The status of an operation that ends with the television's exception.
 constexpr int STATUS_WITHDRAWN = 106;   ///< The simulated television's status for a withdrawn object.
 constexpr int STATUS_NO_TABLE = 4;
@@ -109,7 +109,7 @@ struct ReferenceTelevision {
             object != nullptr && object->isPublished && object->type == OBJECT_TYPE_BY_KIND[value.index()];
         if (fits) {
             object->value = value;
-            auto const line = [&](auto const& plain) { return lineOf(VALUE_TYPES[value.index()], plain); };
+            auto const line = [&](auto const& plain) { return lineOf(VALUE_TYPE_BY_KIND[value.index()], plain); };
             notify(*object, std::visit(line, value));
         }
         return fits;
@@ -131,7 +131,7 @@ struct ReferenceTelevision {
     /// A registration may outlive the access object.
     std::vector<std::pair<std::shared_ptr<ReferenceObserver const>, ReferenceObject const*>> registrations;
     std::set<ReferenceObserver const*> iterators;
-    int retryWaitCount = 0;  ///< The waits of clients for an object.
+    int connectRetryWaits = 0;  ///< The waits of clients for an object.
 };
 
 }  // namespace fuzz

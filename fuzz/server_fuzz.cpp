@@ -25,15 +25,15 @@ public:
             bytes.runOneOf([&] { call(); }, [&] { call(); }, [&] { call(); }, [&] { changeModel(); },
                            [&] { changeFaults(); },
                            [&] {
-                               if (fakeBus.areCredentialsRequested()) {
-                                   fakeBus.answerCredentials(bytes.number(0, 3) != 0);
+                               if (fakeBus.isServerAwaitingCredentials()) {
+                                   fakeBus.replyToCredentialsRequest(bytes.number(0, 3) != 0);
                                }
                            },
                            [&] { leave(bytes.pick(CLIENTS)); });
             check();
         }
-        while (fakeBus.areCredentialsRequested()) {
-            fakeBus.answerCredentials(true);
+        while (fakeBus.isServerAwaitingCredentials()) {
+            fakeBus.replyToCredentialsRequest(true);
             check();
         }
         for (auto const& [number, made] : fakeBus.calls) {
@@ -48,8 +48,8 @@ private:
             return bus::hasValidText(made) ? made : "";
         };
         Value const values[] = {bytes.number<int>(), bytes.number<long long>(), text(),
-                                bytes.list(bytes.indexBelow(4), [&] { return bytes.number<int>(); }),
-                                bytes.list(bytes.indexBelow(4), text)};
+                                bytes.makeList(bytes.indexBelow(4), [&] { return bytes.number<int>(); }),
+                                bytes.makeList(bytes.indexBelow(4), text)};
         return bytes.pick(values);
     }
 
@@ -89,9 +89,9 @@ private:
             path = bytes.text(30);
         }
         fakeBus.send(call, path, bytes.pick(CLIENTS), arguments);
-        fakeBus.sync();
-        if (fakeBus.areCredentialsRequested() && bytes.number(0, 3) != 0) {
-            fakeBus.answerCredentials(true);
+        fakeBus.callSync();
+        if (fakeBus.isServerAwaitingCredentials() && bytes.number(0, 3) != 0) {
+            fakeBus.replyToCredentialsRequest(true);
         }
     }
 
@@ -147,9 +147,9 @@ private:
 
     /// Applies the received replies to the expected content, and compares the television with the expected content.
     void check() {
-        fakeBus.sync();
+        fakeBus.callSync();
         for (auto& [number, made] : fakeBus.calls) {
-            if (made.replies == 1 && !std::exchange(made.isAppliedToReference, true) && !made.hasFailed) {
+            if (made.replies == 1 && !std::exchange(made.isAppliedToReference, true) && !made.isErrorReply) {
                 apply(made);
             }
         }

@@ -20,7 +20,7 @@
 namespace frame {
 
 /// A reference to the simulated root interface.
-boost::shared_ptr<Interface> simulatedRoot();
+boost::shared_ptr<Interface> simulatedRootInterface();
 
 }  // namespace frame
 
@@ -86,7 +86,7 @@ public:
     std::map<std::string, KeyEntry> keys NRX_GUARDED_BY(mutex);
     RootLookup rootLookup NRX_GUARDED_BY(mutex) = RootLookup::published;
     /// Allocated in advance, so that a lookup needs no memory.
-    boost::shared_ptr<frame::Interface> const root = frame::simulatedRoot();
+    boost::shared_ptr<frame::Interface> const root = frame::simulatedRootInterface();
     int lookups NRX_GUARDED_BY(mutex) = 0;
     Delivery delivery;
 

@@ -42,7 +42,6 @@ public:
     [[nodiscard]] KeyEntry& entry() const { return entry_; }
     [[nodiscard]] Delivery& delivery() const { return model_.delivery; }
     [[nodiscard]] bool isWithdrawn() const { return entry_.published != this; }
-    [[nodiscard]] bool shouldNotifyObservers() const { return !isWithdrawn(); }
 
     /// Called with the mutex released.
     int logRefusal(char const* operation, int status) const {  // NOLINT(modernize-use-nodiscard): may be ignored.
@@ -50,7 +49,7 @@ public:
     }
 
 protected:
-    void handleGetType() {
+    void beforeGetType() {
         entry_.throwIfFaulty(Call::type);
         auto& queries = entry_.typeQueries;
         queries.store(queries.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
@@ -210,7 +209,7 @@ private:
 /// The object classes, by kind.
 struct ObjectClasses {
     template <typename T>
-    using PlainValueObject = PlainObject<T, StoredValue<T>>;
+    using PlainValueObject = ValueObjectAdapter<T, StoredValue<T>>;
     using Action = ActionObject;
     using Table = TableObject;
     using Bare = ObservedModelObject<objbus::Object, objbus::Observer>;  ///< For a type without client operations.

@@ -36,7 +36,9 @@ simulator::RootLookup lookUpRoot(simulator::Model& model) {
 
 }  // namespace
 
-boost::shared_ptr<Interface> simulatedRoot() { return boost::make_shared<television::RootReference>(&root); }
+boost::shared_ptr<Interface> simulatedRootInterface() {
+    return boost::make_shared<television::RootInterfaceHolder>(&root);
+}
 
 int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std::string const& name) {
     auto const model = simulator::Model::current();
@@ -53,7 +55,7 @@ int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std:
             reference.reset();
             break;
         case simulator::RootLookup::nullObject:
-            reference = boost::make_shared<television::RootReference>(nullptr);
+            reference = boost::make_shared<television::RootInterfaceHolder>(nullptr);
             break;
         case simulator::RootLookup::published:
             reference = model->root;

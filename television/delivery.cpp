@@ -27,7 +27,7 @@ void notify(Notification const& notification, Registration const& recipient) {
 
 }  // namespace
 
-std::size_t Delivery::payloadLimitFromEnvironment() {
+std::size_t Delivery::queueLimitFromEnvironment() {
     return fromEnvironment("NRX_DELIVERY_LIMIT", DEFAULT_LIMIT, "a whole number of bytes", "67108864",
                            parseNumber<std::size_t>);
 }
@@ -84,7 +84,7 @@ void Delivery::waitWhileRunning(objbus::Observer const* observer, void const* no
     }
     while (runningRegistration_ && runningRegistration_->observer == observer &&
            runningRegistration_->notificationSource == notificationSource) {
-        lock.wait(done_);
+        lock.wait(notificationFinished_);
     }
 }
 
@@ -99,7 +99,7 @@ void Delivery::waitUntilPostedAreDelivered() {
     MutexLock lock(mutex_);
     std::uint64_t const last = postedCount_;
     while (oldestUnfinishedSequenceNumber() <= last && !isStopping_) {
-        lock.wait(done_);
+        lock.wait(notificationFinished_);
     }
 }
 
@@ -110,7 +110,7 @@ void Delivery::stop() {
         changes_.clear();
         queue_.clear();
         posted_.notify_one();
-        done_.notify_all();
+        notificationFinished_.notify_all();
     }
     if (thread_.joinable()) {
         thread_.join();
@@ -155,10 +155,10 @@ void Delivery::runNext() {
         mutex_.lock();
         runningRegistration_.reset();
         runningThread_ = {};
-        done_.notify_all();
+        notificationFinished_.notify_all();
     }
     runningSequenceNumber_ = 0;
-    done_.notify_all();
+    notificationFinished_.notify_all();
 }
 
 void Delivery::reportDropping() {

@@ -52,9 +52,9 @@ struct Notification {
 class Delivery {
 public:
     /// The bound: NRX_DELIVERY_LIMIT in bytes, or 64 MiB.
-    static std::size_t payloadLimitFromEnvironment();
+    static std::size_t queueLimitFromEnvironment();
 
-    explicit Delivery(std::size_t payloadLimit = payloadLimitFromEnvironment()) : payloadLimit_(payloadLimit) {}
+    explicit Delivery(std::size_t payloadLimit = queueLimitFromEnvironment()) : payloadLimit_(payloadLimit) {}
     Delivery(Delivery const&) = delete;
     Delivery& operator=(Delivery const&) = delete;
     ~Delivery();
@@ -104,7 +104,7 @@ private:
 
     Mutex mutex_;
     std::condition_variable posted_;
-    std::condition_variable done_;
+    std::condition_variable notificationFinished_;
     Queue queue_ NRX_GUARDED_BY(mutex_);
     /// The queued changes by object, oldest first.
     std::map<void const*, std::deque<Queue::iterator>> changes_ NRX_GUARDED_BY(mutex_);

@@ -40,19 +40,19 @@ public:
     /// Adds the iterator and returns it. Allocates no memory.
     Iterator* add(PreparedInsertion&& prepared) {
         live_.splice(live_.end(), prepared.iteratorNode_);
-        index_.merge(prepared.indexNode_);
-        assert(prepared.indexNode_.empty() && index_.size() == live_.size());
+        indexByAddress_.merge(prepared.indexNode_);
+        assert(prepared.indexNode_.empty() && indexByAddress_.size() == live_.size());
         return live_.back().get();
     }
 
     /// Marks the live iterator with this address as destroyed and returns it, or null. Allocates no memory.
     std::shared_ptr<Iterator> destroy(Handle const* iterator) {
-        auto const found = index_.find(iterator);
-        if (found == index_.end()) {
+        auto const found = indexByAddress_.find(iterator);
+        if (found == indexByAddress_.end()) {
             return nullptr;
         }
         destroyed_.splice(destroyed_.end(), live_, found->second);
-        index_.erase(found);
+        indexByAddress_.erase(found);
         if (destroyed_.size() > MAX_RETAINED_DESTROYED) {
             destroyed_.pop_front();
         }
@@ -62,9 +62,9 @@ public:
     [[nodiscard]] List const& live() const { return live_; }
 
 private:
-    List live_;       ///< In the order of creation.
-    Index index_;     ///< Of the live iterators.
-    List destroyed_;  ///< Oldest first.
+    List live_;             ///< In the order of creation.
+    Index indexByAddress_;  ///< Of the live iterators.
+    List destroyed_;        ///< Oldest first.
 };
 
 }  // namespace television

@@ -19,7 +19,7 @@ public:
     using Base::Base;
 
     int getType(objbus::ObjectTypeSpec& type) final {
-        this->handleGetType();
+        this->beforeGetType();
         type = this->type();
         return STATUS_OK;
     }
@@ -34,13 +34,13 @@ public:
 protected:
     template <typename Notify>
     void post(Notify notify) {
-        if (this->shouldNotifyObservers()) {
+        if (!this->isWithdrawn()) {
             observers_.post(this->delivery(), std::move(notify));
         }
     }
     template <typename Notify>
     void postChange(std::size_t payload, Notify notify) {
-        if (this->shouldNotifyObservers()) {
+        if (!this->isWithdrawn()) {
             observers_.postChange(this->delivery(), payload, std::move(notify));
         }
     }

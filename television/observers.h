@@ -57,18 +57,18 @@ public:
     /// Posts a call of `notify` for each observer.
     template <typename Notify>
     void post(Delivery& delivery, Notify notify) const {
-        delivery.post(notification(std::move(notify)));
+        delivery.post(makeNotification(std::move(notify)));
     }
 
     /// Like `post`, for a change of the object's value. `payload` is the value's size in bytes.
     template <typename Notify>
     void postChange(Delivery& delivery, std::size_t payload, Notify notify) const {
-        delivery.postChange(notification(std::move(notify)), this, payload);
+        delivery.postChange(makeNotification(std::move(notify)), this, payload);
     }
 
 private:
     template <typename Notify>
-    Notification notification(Notify notify) const {
+    Notification makeNotification(Notify notify) const {
         Notification made;
         for (auto const& registration : registrations_) {
             if (registration->receiver != nullptr) {

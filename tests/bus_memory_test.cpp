@@ -128,7 +128,7 @@ constexpr Operation OPERATIONS[] = {
          made->readRowChunk(1);
          return clients.table->destroyIterator(made);
      }},
-    {"list", doNothing, listAll},
+    {"list", doNothing, listObjectsOfBus},
     {"presence", doNothing, [](Clients& /*clients*/) { return bus::setPresenceListener(recordPresence); }},
     {"signals",
      [](BusMemory& test) {
@@ -137,23 +137,23 @@ constexpr Operation OPERATIONS[] = {
          test.send({LIST_PATH, PROPERTIES_INTERFACE, PROPERTIES_CHANGED,
                     makeBody("sa{sv}as", LIST_INTERFACE, 1, "Value", "as", 1, MISSED[0].c_str(), 0)});
      },
-     sync},
+     syncWithTelevision},
     {"loss of the television, and its return",
      [](BusMemory& test) {
-         EXPECT_GE(sd_bus_release_name(test.televisionBus.get(), bus::SERVICE), 0);
-         EXPECT_NE(test.run(sync), 0);
+         EXPECT_GE(sd_bus_release_name(test.fakeTelevisionBus.get(), bus::SERVICE), 0);
+         EXPECT_NE(test.run(syncWithTelevision), 0);
          test.change();
          test.iteratorCounts.clear();
-         EXPECT_GE(sd_bus_request_name(test.televisionBus.get(), bus::SERVICE, 0), 0);
+         EXPECT_GE(sd_bus_request_name(test.fakeTelevisionBus.get(), bus::SERVICE, 0), 0);
      },
-     sync},
+     syncWithTelevision},
     {"loss of the bus, and its return",
      [](BusMemory& test) {
          test.change();
          EXPECT_EQ(::shutdown(clientSocket, SHUT_RDWR), 0);
-         test.run(sync);
+         test.run(syncWithTelevision);
      },
-     sync},
+     syncWithTelevision},
 };
 
 TEST_F(BusMemory, MayRunOutAtAnyMoment) {

@@ -31,7 +31,7 @@ public:
         std::vector<char*> arguments;
         std::transform(words.begin(), words.end(), std::back_inserter(arguments), [](auto& word) { return &word[0]; });
         arguments.push_back(nullptr);
-        socket_ = ends[0];
+        inputAndOutput_ = ends[0];
         id_ = ::fork();
         if (id_ == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGTERM);
@@ -46,7 +46,7 @@ public:
     ChildProcess& operator=(ChildProcess const&) = delete;
     ~ChildProcess() {
         end(SIGTERM);
-        ::close(socket_);
+        ::close(inputAndOutput_);
     }
 
     [[nodiscard]] pid_t id() const { return id_; }
@@ -61,12 +61,14 @@ public:
         return status;
     }
 
-    void write(std::string_view text) const { checkedCount(::send(socket_, text.data(), text.size(), MSG_NOSIGNAL)); }
+    void write(std::string_view text) const {
+        checkedCount(::send(inputAndOutput_, text.data(), text.size(), MSG_NOSIGNAL));
+    }
 
     std::string readLine() {
         while (unreadOutput_.find('\n') == std::string::npos) {
             char piece[4096];
-            unreadOutput_.append(piece, checkedCount(::recv(socket_, piece, sizeof piece, 0)));
+            unreadOutput_.append(piece, checkedCount(::recv(inputAndOutput_, piece, sizeof piece, 0)));
         }
         std::string line = unreadOutput_.substr(0, unreadOutput_.find('\n'));
         unreadOutput_.erase(0, line.size() + 1);
@@ -78,7 +80,7 @@ private:
         return bytes > 0 ? static_cast<std::size_t>(bytes) : throw std::runtime_error("a program has ended too early");
     }
 
-    int socket_ = -1;
+    int inputAndOutput_ = -1;
     pid_t id_ = -1;
     std::string unreadOutput_;
 };

@@ -88,11 +88,11 @@ TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilDestruction) {
     logged();
     EXPECT_EQ(received({"a\0b"s, "\xff\xc0", "%s%n"}), (Calls{{"command", {"a\0b"s, "\xff\xc0", "%s%n"}}}));
     EXPECT_EQ(logged().at(4), FACADE.debug("onNRXCommandValueChanged", "parameter 2:   %s%n "));
-    refusesLinesOfOtherThreads = true;  // Refuses the log lines with the long lists.
+    refusesLogLinesOfOtherThreads = true;  // Refuses the log lines with the long lists.
     for (Strings const& list : {Strings(100'000, "x"), Strings{std::string(16U << 20U, 'y')}}) {
         EXPECT_TRUE((received(list) == Calls{{"command", list}}));
     }
-    refusesLinesOfOtherThreads = false;
+    refusesLogLinesOfOtherThreads = false;
     beforeLogLineOfTestThread = [this] { EXPECT_EQ(received({"late"}), Calls{}); };
     facade.reset();  // The destructor drops lists that arrive while it logs.
 }
@@ -170,7 +170,7 @@ TEST_F(FacadeTest, ListsAreReadAndWrittenByTheirKeyOnly) {
         facade->setAccessValue(key, {});
         EXPECT_EQ(logged(), FACADE.traced("setAccessValue", written));
     };
-    refusesLinesOfOtherThreads = true;
+    refusesLogLinesOfOtherThreads = true;
     tv.failReads(EVENT, {42});
     expectLines(COMMAND, {}, BASE.traced("setValue"));
     EXPECT_EQ(values, Strings{});

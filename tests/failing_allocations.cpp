@@ -76,10 +76,10 @@ extern "C" __attribute__((visibility("default"))) int pthread_getattr_np(pthread
 
 namespace test {
 
-ScopedAllocationFailure::ScopedAllocationFailure(int allocations, bool lasts) {
+ScopedAllocationFailure::ScopedAllocationFailure(int successfulAllocations, bool failsAllLater) {
     hasFailed = false;
-    failureLasts = lasts;
-    allocationsLeft = allocations;
+    failureLasts = failsAllLater;
+    allocationsLeft = successfulAllocations;
     isArmed = true;
 }
 

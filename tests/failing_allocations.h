@@ -6,12 +6,12 @@
 
 namespace test {
 
-/// While this object exists, the next `allocations` allocations of the process succeed, and the allocation after them
-/// fails. With `lasts`, all later allocations fail, too. Counts all libraries' C and C++ allocations, but not threads
-/// with a `ScopedAllocationSuccess`.
+/// While this object exists, the next `successfulAllocations` allocations of the process succeed, and the allocation
+/// after them fails. With `failsAllLater`, all later allocations fail, too. Counts all libraries' C and C++
+/// allocations, but not threads with a `ScopedAllocationSuccess`.
 class ScopedAllocationFailure {
 public:
-    ScopedAllocationFailure(int allocations, bool lasts);
+    ScopedAllocationFailure(int successfulAllocations, bool failsAllLater);
     ScopedAllocationFailure(ScopedAllocationFailure const&) = delete;
     ScopedAllocationFailure& operator=(ScopedAllocationFailure const&) = delete;
     ~ScopedAllocationFailure();

@@ -95,13 +95,13 @@ inline int invoke(Clients& clients) {
     EXPECT_EQ(id, status == 0 ? 1 : 5);
     return status;
 }
-inline int listAll(Clients& /*clients*/) {
+inline int listObjectsOfBus(Clients& /*clients*/) {
     std::map<std::string, ObjectTypeSpec> objects{{"kept", OBJECT_TYPE_NONE}};
     int const status = bus::listObjects(objects);
     EXPECT_EQ(objects.size(), status == 0 ? 0 : 1);
     return status;
 }
-inline int sync(Clients& /*clients*/) { return bus::waitUntilDelivered(); }
+inline int syncWithTelevision(Clients& /*clients*/) { return bus::waitUntilDelivered(); }
 
 class HostileBus : public ::testing::Test {
 public:
@@ -131,9 +131,9 @@ public:
 
     /// Starts a television, which replaces an earlier one.
     void startTelevision() {
-        ASSERT_GE(bus::openBus(televisionBus, bus::addressFromEnvironment()), 0);
-        ASSERT_GE(sd_bus_add_filter(televisionBus.get(), nullptr, handleMessage, this), 0);
-        ASSERT_GE(sd_bus_request_name(televisionBus.get(), bus::SERVICE, 0), 0);
+        ASSERT_GE(bus::openBus(fakeTelevisionBus, bus::addressFromEnvironment()), 0);
+        ASSERT_GE(sd_bus_add_filter(fakeTelevisionBus.get(), nullptr, handleMessage, this), 0);
+        ASSERT_GE(sd_bus_request_name(fakeTelevisionBus.get(), bus::SERVICE, 0), 0);
         serveUntilDone(bus::waitUntilDelivered);
     }
     /// Starts a television and makes the clients' iterator again.
@@ -146,7 +146,7 @@ public:
         answersByMethod["CreateIterator"] = right;
     }
     void send(Signal const& signal) const {
-        send(signal, televisionBus.get(), signal.path == ITERATOR_PATH ? clientName.c_str() : nullptr);
+        send(signal, fakeTelevisionBus.get(), signal.path == ITERATOR_PATH ? clientName.c_str() : nullptr);
     }
     static void send(Signal const& signal, sd_bus* bus, char const* destination) {
         sd_bus_message* made = nullptr;
@@ -161,9 +161,9 @@ public:
     std::invoke_result_t<Operation> serveDuring(Operation operation) const {
         auto result = std::async(std::launch::async, operation);
         while (result.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-            while (sd_bus_process(televisionBus.get(), nullptr) > 0) {
+            while (sd_bus_process(fakeTelevisionBus.get(), nullptr) > 0) {
             }
-            sd_bus_wait(televisionBus.get(), 1000);
+            sd_bus_wait(fakeTelevisionBus.get(), 1000);
         }
         return result.get();
     }
@@ -197,7 +197,7 @@ public:
         auto const found = self.answersByMethod.find(method);
         int const result = found != self.answersByMethod.end() ? found->second(call)
                                                                : replyWithError(SD_BUS_ERROR_UNKNOWN_OBJECT, "")(call);
-        EXPECT_TRUE(result >= 0 || sd_bus_is_open(self.televisionBus.get()) <= 0) << method;
+        EXPECT_TRUE(result >= 0 || sd_bus_is_open(self.fakeTelevisionBus.get()) <= 0) << method;
         return 1;
     }
 
@@ -225,7 +225,7 @@ public:
         {SYNC_METHOD, replyWith("")},
         {"GetManagedObjects", replyWith("a{oa{sa{sv}}}", 0)},
     };
-    bus::Bus televisionBus;
+    bus::Bus fakeTelevisionBus;
     std::string clientName;
     Recorder<std::string> log;
     std::unique_ptr<Clients> clients;

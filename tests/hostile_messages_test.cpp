@@ -20,8 +20,8 @@ constexpr Operation ITERATE{"CreateIterator", [](auto& clients) {
                                 TableIterator* const made = clients.createIterator();
                                 return made != nullptr ? clients.table->destroyIterator(made) : -1;
                             }};
-constexpr Operation LIST_ALL{"GetManagedObjects", listAll};
-constexpr Operation SYNCHRONIZE{SYNC_METHOD, sync};
+constexpr Operation LIST_ALL{"GetManagedObjects", listObjectsOfBus};
+constexpr Operation SYNCHRONIZE{SYNC_METHOD, syncWithTelevision};
 
 TEST_F(HostileBus, InvalidRepliesBecomeStatuses) {
     struct Row {

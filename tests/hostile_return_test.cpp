@@ -102,11 +102,11 @@ TEST_F(HostileBus, AReadAfterTheReturnIsRepeatedUntilItSucceeds) {
         }
     };
     restartAndHoldRead();
-    EXPECT_GE(sd_bus_release_name(televisionBus.get(), bus::SERVICE), 0);
+    EXPECT_GE(sd_bus_release_name(fakeTelevisionBus.get(), bus::SERVICE), 0);
     serveUntilDone([this] { return clients->list.statusOfRead() - 101; });
     held.answer(replyWithList({"of an earlier owner"}));
     auto const begin = std::chrono::steady_clock::now();
-    EXPECT_GE(sd_bus_request_name(televisionBus.get(), bus::SERVICE, 0), 0);
+    EXPECT_GE(sd_bus_request_name(fakeTelevisionBus.get(), bus::SERVICE, 0), 0);
     for (std::size_t failed = 0; failed < 4;) {  // The pauses between the reads grow, and one log line appears.
         serveDuring([] { std::this_thread::sleep_for(std::chrono::milliseconds(1)); });  // No call wakes the platform.
         failed += held.calls.size();

@@ -101,14 +101,14 @@ public:
     }
 
     simulator::Television tv;
-    std::atomic<bool> refusesAllLines = false;                ///< Refuses every line.
-    std::atomic<bool> refusesLinesOfOtherThreads = false;     ///< Refuses the lines of other threads.
+    std::atomic<bool> refusesAllLogLines = false;             ///< Refuses every line.
+    std::atomic<bool> refusesLogLinesOfOtherThreads = false;  ///< Refuses the lines of other threads.
     std::function<void()> beforeLogLineOfTestThread = [] {};  ///< Called before each line of this thread.
     std::thread::id const ownThread = std::this_thread::get_id();
     simulator::LogCapture log{[this](DebugLevelRecord&) {
         bool const own = std::this_thread::get_id() == ownThread;
         own ? beforeLogLineOfTestThread() : void();
-        return !refusesAllLines && (own || !refusesLinesOfOtherThreads);
+        return !refusesAllLogLines && (own || !refusesLogLinesOfOtherThreads);
     }};
 };
 

@@ -24,7 +24,7 @@ TEST(ListQueueTest, NewerListsReplaceOlderListsAboveTheBound) {
     queue.push(ListType::EVENT, std::make_shared<std::string>("not listened to"));
     queue.setListening(ListType::EVENT, true);
     queue.push(ListType::EVENT, std::make_shared<std::string>("event"));
-    auto const list = [](char letter) { return std::make_shared<std::string>(ListQueue::LIMIT / 4, letter); };
+    auto const list = [](char letter) { return std::make_shared<std::string>(ListQueue::MAX_BYTES / 4, letter); };
     for (char letter = 'a'; letter <= 'f'; ++letter) {
         queue.push(ListType::COMMAND, list(letter));
     }

@@ -36,7 +36,7 @@ void ListAccess::tryConnect() noexcept {
 
 FacadeSession::FacadeSession(orvane::NRXModelAccessClient& client)
     : lists_{std::make_shared<ListAccess>(model_keys::COMMAND), std::make_shared<ListAccess>(model_keys::EVENT)},
-      writeProperties_{Property(model_keys::COMMAND), Property(model_keys::EVENT)},
+      propertiesForWriting_{Property(model_keys::COMMAND), Property(model_keys::EVENT)},
       softwareVersion_(std::make_shared<StringAccess>(model_keys::SOFTWARE_VERSION)),
       featureCode_(std::make_shared<StringAccess>(model_keys::FEATURE_CODE)),
       productionType_(std::make_shared<StringAccess>(model_keys::PRODUCTION_TYPE)),
@@ -69,7 +69,7 @@ Answer FacadeSession::get(ListType type) {
 }
 
 Answer FacadeSession::set(ListType type, std::vector<std::string> const& texts) {
-    auto const result = writeProperties_.at(indexOf(type)).set(texts);
+    auto const result = propertiesForWriting_.at(indexOf(type)).set(texts);
     return {result ? STATUS_OK : result.error().code, ""};
 }
 

@@ -47,8 +47,8 @@ public:
 
     void setListening(ListType type, bool isOn);
     /// Prevents a start that the worker thread has not begun.
-    void cancelStart() { isStartCancelled_ = true; }
-    [[nodiscard]] bool isStartCancelled() const { return isStartCancelled_; }
+    void cancelFacadeStart() { isFacadeStartCancelled_ = true; }
+    [[nodiscard]] bool isFacadeStartCancelled() const { return isFacadeStartCancelled_; }
 
     // For the worker thread only:
 
@@ -64,9 +64,9 @@ private:
     using StringAccess = orvane::NRXModelAccess::StringAccess;
     using Property = orvane::client::Property<std::vector<std::string>>;
 
-    std::atomic<bool> isStartCancelled_ = false;
+    std::atomic<bool> isFacadeStartCancelled_ = false;
     PerList<std::shared_ptr<ListAccess>> lists_;
-    PerList<Property> writeProperties_;  // Used because `ListAccess::setValue` does not return the model's status.
+    PerList<Property> propertiesForWriting_;  // Used because `ListAccess::setValue` does not return the model's status.
     std::shared_ptr<StringAccess> softwareVersion_;
     std::shared_ptr<StringAccess> featureCode_;
     std::shared_ptr<StringAccess> productionType_;

@@ -19,17 +19,17 @@ FacadeWorker::~FacadeWorker() {
     thread_.join();
 }
 
-void FacadeWorker::attach(std::shared_ptr<ListQueue> document) {
+void FacadeWorker::attach(std::shared_ptr<ListQueue> documentQueue) {
     {
         television::MutexLock const lock(mutex_);
-        documents_.reserve(documents_.size() + 1);  // No session starts if the document cannot be added.
+        documentQueues_.reserve(documentQueues_.size() + 1);  // No session starts if the document cannot be added.
     }
     if (session_ == nullptr) {
         auto session = std::make_shared<FacadeSession>(*this);
         // The task holds the last reference, so the worker destroys the session.
         Tasks end{{[this, session] { workerSession_ = nullptr; }, nullptr}};
         auto const start = [this, session] {
-            if (!session->isStartCancelled()) {
+            if (!session->isFacadeStartCancelled()) {
                 workerSession_ = session;
                 session->start();
                 nextReconnect_ = Clock::now() + RECONNECT_INTERVAL;
@@ -40,25 +40,26 @@ void FacadeWorker::attach(std::shared_ptr<ListQueue> document) {
         endSessionTask_ = std::move(end);
     }
     television::MutexLock const lock(mutex_);
-    documents_.push_back(std::move(document));
+    documentQueues_.push_back(std::move(documentQueue));
 }
 
-void FacadeWorker::detach(ListQueue& document) {
-    document.close();
+void FacadeWorker::detach(ListQueue& documentQueue) {
+    documentQueue.close();
     bool isLast = false;
     Tasks dropped;
     {
         television::MutexLock const lock(mutex_);
         for (auto next = tasks_.begin(); next != tasks_.end();) {
             auto const task = next++;
-            if (task->document.get() == &document) {
+            if (task->documentQueue.get() == &documentQueue) {
                 dropped.splice(dropped.end(), tasks_, task);
             }
         }
-        if (std::erase_if(documents_, [&](auto const& attached) { return attached.get() == &document; }) == 0) {
+        if (std::erase_if(documentQueues_, [&](auto const& attached) { return attached.get() == &documentQueue; }) ==
+            0) {
             return;
         }
-        isLast = documents_.empty();
+        isLast = documentQueues_.empty();
     }
     // The dropped tasks refer to the session. The tasks are destroyed before `endSessionTask_` is posted, so that the
     // worker thread drops the last reference.
@@ -67,21 +68,21 @@ void FacadeWorker::detach(ListQueue& document) {
         updateFacadeListener(type);
     }
     if (isLast) {
-        session_->cancelStart();
+        session_->cancelFacadeStart();
         session_ = nullptr;
         post(std::exchange(endSessionTask_, {}));
     }
 }
 
-void FacadeWorker::listen(ListQueue& document, ListType type, bool isOn) {
-    document.setListening(type, isOn);
+void FacadeWorker::listen(ListQueue& documentQueue, ListType type, bool isOn) {
+    documentQueue.setListening(type, isOn);
     updateFacadeListener(type);
     // The worker may have to connect the list. `updateFacadeListener` has locked the mutex after `setListening`, so the
     // worker either sees the change or already waits for this notification.
     workAvailable_.notify_one();
 }
 
-void FacadeWorker::call(std::shared_ptr<ListQueue const> document, Operation operation,
+void FacadeWorker::call(std::shared_ptr<ListQueue const> documentQueue, Operation operation,
                         std::function<void(Answer)> done) {
     auto run = [this, session = session_, operation = std::move(operation), done = std::move(done)] {
         Answer answer;
@@ -92,7 +93,7 @@ void FacadeWorker::call(std::shared_ptr<ListQueue const> document, Operation ope
         answer.status = status;
         retryWhileOutOfMemory([&] { runOnMain_([done, answer] { done(answer); }); });
     };
-    post({{std::move(run), std::move(document)}});
+    post({{std::move(run), std::move(documentQueue)}});
 }
 
 void FacadeWorker::distribute(ListType type, std::vector<std::string> const& texts) noexcept {
@@ -101,7 +102,7 @@ void FacadeWorker::distribute(ListType type, std::vector<std::string> const& tex
         std::vector<std::shared_ptr<ListQueue>> documents;
         {
             television::MutexLock const lock(mutex_);
-            documents = documents_;
+            documents = documentQueues_;
         }
         for (auto const& document : documents) {
             document->push(type, list);
@@ -158,7 +159,7 @@ void FacadeWorker::run() {
             lock.waitUntil(workAvailable_, nextReconnect_);
         } else {
             lock.unlock();
-            reconnectLists();
+            reconnectListAccesses();
             nextReconnect_ = Clock::now() + RECONNECT_INTERVAL;
             lock.lock();
         }
@@ -170,7 +171,7 @@ void FacadeWorker::run() {
 }
 
 bool FacadeWorker::hasListeningDocument(ListType type) const {
-    return std::any_of(documents_.begin(), documents_.end(),
+    return std::any_of(documentQueues_.begin(), documentQueues_.end(),
                        [&](auto const& document) { return document->isListening(type); });
 }
 
@@ -183,7 +184,7 @@ bool FacadeWorker::isReconnectNeeded() {
     return false;
 }
 
-void FacadeWorker::reconnectLists() noexcept {
+void FacadeWorker::reconnectListAccesses() noexcept {
     for (ListType const type : LISTS) {
         if (ListAccess& list = workerSession_->list(type); !list.isConnected()) {
             list.tryConnect();

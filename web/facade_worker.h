@@ -37,15 +37,15 @@ public:
     virtual ~FacadeWorker();
 
     /// Registers a document. The first document starts a session.
-    void attach(std::shared_ptr<ListQueue> document);
+    void attach(std::shared_ptr<ListQueue> documentQueue);
     /// Closes the queue and drops the document's calls that the worker has not started. The last document ends the
     /// session. Needs no memory.
-    void detach(ListQueue& document);
+    void detach(ListQueue& documentQueue);
     /// Starts or stops listening to the lists of a type. The change applies to every list that arrives after the
     /// return.
-    void listen(ListQueue& document, ListType type, bool isOn);
+    void listen(ListQueue& documentQueue, ListType type, bool isOn);
     /// Runs the operation on the worker thread, then `done` on the main thread with the operation's answer.
-    void call(std::shared_ptr<ListQueue const> document, Operation operation, std::function<void(Answer)> done);
+    void call(std::shared_ptr<ListQueue const> documentQueue, Operation operation, std::function<void(Answer)> done);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -57,10 +57,10 @@ private:
     /// Pushes a list to the documents that listen.
     void distribute(ListType type, std::vector<std::string> const& texts) noexcept;
 
-    /// Work for the worker thread. `document` is the document that made a call, or null.
+    /// Work for the worker thread. `documentQueue` is the queue of the document that made a call, or null.
     struct Task {
         std::function<void()> run;
-        std::shared_ptr<ListQueue const> document;
+        std::shared_ptr<ListQueue const> documentQueue;
     };
     using Tasks = std::list<Task>;  // Moved without memory.
     void post(Tasks task);
@@ -73,7 +73,7 @@ private:
     [[nodiscard]] bool hasListeningDocument(ListType type) const NRX_REQUIRES(mutex_);
     /// Whether a document listens to a list that is not connected.
     [[nodiscard]] bool isReconnectNeeded() NRX_REQUIRES(mutex_);
-    void reconnectLists() noexcept;
+    void reconnectListAccesses() noexcept;
 
     Executor const runOnMain_;
     std::shared_ptr<FacadeSession> session_;        // Main thread only; null while no document is attached.
@@ -84,7 +84,7 @@ private:
     television::Mutex mutex_;
     std::condition_variable workAvailable_;
     Tasks tasks_ NRX_GUARDED_BY(mutex_);
-    std::vector<std::shared_ptr<ListQueue>> documents_ NRX_GUARDED_BY(mutex_);
+    std::vector<std::shared_ptr<ListQueue>> documentQueues_ NRX_GUARDED_BY(mutex_);
     bool isStopping_ NRX_GUARDED_BY(mutex_) = false;
 
     std::thread thread_;  // The last member, because the thread uses the others.

@@ -47,7 +47,7 @@ void ListQueue::push(ListType type, ListText const& list) {
 }
 
 void ListQueue::dropOldestToFit(ListType type, std::size_t size) {
-    for (auto queued = lists_.begin(); queued != lists_.end() && bytes_ + size > LIMIT;) {
+    for (auto queued = lists_.begin(); queued != lists_.end() && bytes_ + size > MAX_BYTES;) {
         if (queued->type == type) {
             assert(bytes_ >= sizeOf(queued->list));
             bytes_ -= sizeOf(queued->list);

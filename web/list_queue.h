@@ -24,7 +24,7 @@ using ListText = std::shared_ptr<std::string const>;
 class ListQueue {
 public:
     /// The bound for the bytes of all JSON texts plus `LIST_OVERHEAD_BYTES` for each list.
-    static constexpr std::size_t LIMIT = std::size_t{16} << 20U;
+    static constexpr std::size_t MAX_BYTES = std::size_t{16} << 20U;
     static constexpr std::size_t LIST_OVERHEAD_BYTES = 128;
 
     struct QueuedList {

@@ -23,14 +23,14 @@ void ObjectResyncQueue::add(KeyEntry const& entry) {
 }
 
 void ObjectResyncQueue::addAndStart(KeyEntry const& entry) {
-    runOrRestartAllResyncs([&] {
+    runStepOrRestartAllResyncs([&] {
         add(entry);
         start();
     });
 }
 
 template <typename Step>
-void ObjectResyncQueue::runOrRestartAllResyncs(Step const& step) {
+void ObjectResyncQueue::runStepOrRestartAllResyncs(Step const& step) {
     try {
         step();
     } catch (...) {  // Memory ran out. Resyncs may be missing.
@@ -80,10 +80,10 @@ void ObjectResyncQueue::end(ObjectResync const& resync, int status) {
         if (resync.retryDelay == FIRST_DELAY) {
             resync.object->logFailure("read", status);
         }
-        runOrRestartAllResyncs([&] {
+        runStepOrRestartAllResyncs([&] {
             modelState_.connection.runLater(resync.retryDelay, [this, resync, owner = ownerGeneration_] {
                 if (owner == ownerGeneration_) {
-                    runOrRestartAllResyncs([&] {
+                    runStepOrRestartAllResyncs([&] {
                         waiting_.push_back({resync.object, std::min(2 * resync.retryDelay, LAST_DELAY)});
                     });
                     start();

@@ -33,7 +33,7 @@ private:
 
     void end(ObjectResync const& resync, int status);
     template <typename Step>
-    void runOrRestartAllResyncs(Step const& step);
+    void runStepOrRestartAllResyncs(Step const& step);
 
     SharedModelState& modelState_;
     std::deque<ObjectResync> waiting_;

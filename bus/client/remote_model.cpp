@@ -85,7 +85,7 @@ int RemoteModel::connect(std::string const& key, objbus::Observer* observer, obj
     KeyEntry& entry = findOrCreateEntry(key);
     auto const attempt = findOrStartAttempt(entry, observer);
     if (attempt->status.wait_for(CONNECT_ATTEMPT_TIMEOUT) != std::future_status::ready) {
-        return connection.isOnBus() ? television::STATUS_NO_ANSWER : television::STATUS_NO_BUS;
+        return connection.isBusConnected() ? television::STATUS_NO_ANSWER : television::STATUS_NO_BUS;
     }
     television::MutexLock const lock(mutex);
     int status = attempt->status.get();
@@ -111,7 +111,7 @@ std::shared_ptr<ObserverConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry
     {
         television::MutexLock const lock(mutex);
         auto const found = entry.attempts.find(observer);
-        if (found != entry.attempts.end() && found->second->canBeReused()) {
+        if (found != entry.attempts.end() && found->second->isUsableForNextConnect()) {
             return found->second;
         }
         if (found != entry.attempts.end() && !found->second->hasStatus()) {
@@ -257,7 +257,7 @@ void RemoteModel::handleNameVanished() {
                 lost.handleTelevisionLoss();
                 return television::STATUS_OK;
             });
-            object->markUnknown();
+            object->markPublicationUnknown();
         }
     }
 }

@@ -29,7 +29,7 @@ struct ObserverConnectAttempt {
         return status.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
     }
     /// After a status 0: whether the object is published. Otherwise: whether `nextRequest` is in the future.
-    [[nodiscard]] bool canBeReused() const {
+    [[nodiscard]] bool isUsableForNextConnect() const {
         return hasStatus() && status.get() == television::STATUS_OK ? object->isPublished()
                                                                     : std::chrono::steady_clock::now() < nextRequest;
     }

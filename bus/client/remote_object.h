@@ -69,12 +69,14 @@ public:
     virtual std::size_t removeRegistrations(objbus::Observer const* observer) = 0;
     [[nodiscard]] virtual std::size_t observerCount() const = 0;
     /// Called when the television publishes the object. A withdrawn object stays withdrawn.
-    void markPublished() { state_ = isWithdrawn() ? State::WITHDRAWN : State::PUBLISHED; }
+    void markPublished() {
+        publicationState_ = isWithdrawn() ? PublicationState::WITHDRAWN : PublicationState::PUBLISHED;
+    }
     /// Called when the television has withdrawn the object.
-    void markWithdrawn() { state_ = isPublished() ? State::WITHDRAWN : state_.load(); }
+    void markWithdrawn() { publicationState_ = isPublished() ? PublicationState::WITHDRAWN : publicationState_.load(); }
     /// Called when the television is gone. The next television may publish a withdrawn object again.
-    void markUnknown() {
-        state_ = State::UNKNOWN;
+    void markPublicationUnknown() {
+        publicationState_ = PublicationState::UNKNOWN;
         isResyncPending_ = true;
     }
     /// Called when the observers have received the changes that they missed.
@@ -83,8 +85,8 @@ public:
     [[nodiscard]] bool needsResync() const { return isResyncPending_ && !isWithdrawn() && observerCount() != 0; }
 
     [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
-    [[nodiscard]] bool isPublished() const { return state_ == State::PUBLISHED; }
-    [[nodiscard]] bool isWithdrawn() const { return state_ == State::WITHDRAWN; }
+    [[nodiscard]] bool isPublished() const { return publicationState_ == PublicationState::PUBLISHED; }
+    [[nodiscard]] bool isWithdrawn() const { return publicationState_ == PublicationState::WITHDRAWN; }
 
 protected:
     [[nodiscard]] SharedModelState& modelState() const { return modelState_; }
@@ -92,8 +94,7 @@ protected:
     [[nodiscard]] television::Delivery& delivery() const { return modelState_.delivery; }
     [[nodiscard]] ServiceConnection& connection() const { return modelState_.connection; }
     [[nodiscard]] std::string const& path() const;
-    [[nodiscard]] bool shouldNotifyObservers() const { return !isWithdrawn(); }
-    void handleGetType() {}
+    void beforeGetType() {}
 
     /// Writes a debug line if a client's operation failed. `logFailure` may write another line for the same failure.
     /// Returns the status.
@@ -105,13 +106,14 @@ protected:
 
 private:
     /// The object's state in the current television.
-    enum class State { UNKNOWN, PUBLISHED, WITHDRAWN };
+    enum class PublicationState { UNKNOWN, PUBLISHED, WITHDRAWN };
 
     SharedModelState& modelState_;
     KeyEntry const& entry_;
     objbus::ObjectTypeSpec const type_;
-    std::atomic<State> state_ = State::UNKNOWN;  ///< Changed with the model state's mutex held.
-    bool isResyncPending_ = false;               ///< Guarded by the model state's mutex.
+    std::atomic<PublicationState> publicationState_ =
+        PublicationState::UNKNOWN;  ///< Changed with the model state's mutex held.
+    bool isResyncPending_ = false;  ///< Guarded by the model state's mutex.
 };
 
 template <typename Interface, typename Obs>

@@ -53,7 +53,7 @@ int ServiceConnection::call(Method method, Deadline deadline, MessageBody argume
     while (!call->isEnded && lock.waitUntil(call->ended, deadline)) {
     }
     call->isAbandoned = !call->isEnded;
-    return call->isAbandoned && !isOnBus_ ? static_cast<int>(television::STATUS_NO_BUS) : call->status;
+    return call->isAbandoned && !isBusConnected_ ? static_cast<int>(television::STATUS_NO_BUS) : call->status;
 }
 
 void ServiceConnection::callAsync(Method method, CallOrigin origin, MessageBody arguments, MessageBody reply,
@@ -175,7 +175,7 @@ void ServiceConnection::callNoReply(Method method, MessageBody arguments, bool l
 }
 
 void ServiceConnection::leaveAndRejoinBus() {
-    isLeaving_ = true;
+    isLeaveRequested_ = true;
     tasks_.wake();
 }
 

@@ -46,7 +46,7 @@ ServiceConnection::ServiceConnection(ServiceWatcher& watcher)
       address_(addressFromEnvironment()),
       loop_(makeEventLoop()),
       tasks_(loop_.get()),
-      retryDelay_(FIRST_DELAY) {}
+      reconnectDelay_(FIRST_DELAY) {}
 
 ServiceConnection::~ServiceConnection() = default;
 
@@ -78,7 +78,7 @@ void ServiceConnection::runLoopOnce() {
     if (sd_event_run(loop_.get(), wait) < 0) {  // The kernel or this process lacks resources for now.
         std::this_thread::sleep_for(FIRST_DELAY);
     }
-    bool const isLeaving = isLeaving_.exchange(false);
+    bool const isLeaving = isLeaveRequested_.exchange(false);
     // If memory runs out, sd-bus does not report the end of the connection, so the connection is checked here.
     if (!isBusUnusable_ && (isLeaving || sd_bus_is_open(bus_.get()) <= 0)) {
         handleDisconnected();
@@ -109,8 +109,8 @@ void ServiceConnection::connectBus() {
 
 void ServiceConnection::scheduleReconnect() {
     isBusUnusable_ = true;
-    nextAttempt_ = std::chrono::steady_clock::now() + retryDelay_;
-    retryDelay_ = std::min(2 * retryDelay_, LAST_DELAY);
+    nextAttempt_ = std::chrono::steady_clock::now() + reconnectDelay_;
+    reconnectDelay_ = std::min(2 * reconnectDelay_, LAST_DELAY);
 }
 
 int ServiceConnection::initializeBus() {
@@ -131,7 +131,7 @@ int ServiceConnection::initializeBus() {
 }
 
 void ServiceConnection::disconnectBus() {
-    isOnBus_ = false;
+    isBusConnected_ = false;
     ownerUserSlot_.reset();
     startServiceSlot_.reset();
     slots_.clear();
@@ -202,14 +202,14 @@ void ServiceConnection::onOwnerUser(sd_bus_message* reply) {
         setNameOwner(std::move(owner));
     } else {
         writeLogLine((std::string(SERVICE) + " belongs to a process of user " + std::to_string(user) + ", expected " +
-                      trusted_.text() + ": ignored")
+                      trusted_.permittedUsers() + ": ignored")
                          .c_str());
     }
     sendHeldCalls();
 }
 
 void ServiceConnection::handleDisconnected() {
-    isOnBus_ = false;
+    isBusConnected_ = false;
     scheduleReconnect();
     clearNameOwner();  // Fails the sent calls, which get no reply.
     disconnectBus();
@@ -223,8 +223,8 @@ void ServiceConnection::onNameOwner(sd_bus_message* reply) {
         scheduleReconnect();  // The next connection asks for the owner again.
         return;
     }
-    retryDelay_ = FIRST_DELAY;
-    isOnBus_ = true;
+    reconnectDelay_ = FIRST_DELAY;
+    isBusConnected_ = true;
     handleNameOwner(owner);
 }
 

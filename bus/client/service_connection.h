@@ -73,7 +73,7 @@ public:
     void start();
 
     /// Whether the bus answers.
-    [[nodiscard]] bool isOnBus() const { return isOnBus_; }
+    [[nodiscard]] bool isBusConnected() const { return isBusConnected_; }
 
     /// Calls the method and blocks until the reply or the deadline. A call not sent by then is never sent. Returns a
     /// status. `arguments` and `reply` run on the connection's thread, and never after this function has returned.
@@ -149,13 +149,13 @@ private:
     TrustedOwner const trusted_;
     EventLoop const loop_;
     TaskQueue tasks_;
-    std::atomic<bool> isOnBus_ = false;
-    std::atomic<bool> isLeaving_ = false;
+    std::atomic<bool> isBusConnected_ = false;
+    std::atomic<bool> isLeaveRequested_ = false;
 
     // Used on the connection's thread alone.
     bool isBusUnusable_ = true;                         ///< There is no usable bus.
     Deadline nextAttempt_{};                            ///< When to reconnect.
-    std::chrono::milliseconds retryDelay_;              ///< The delay of the next `scheduleReconnect`.
+    std::chrono::milliseconds reconnectDelay_;          ///< The delay of the next `scheduleReconnect`.
     int connectError_ = -ENOTCONN;                      ///< The error number of the last attempt.
     Deadline nextNameAppearedRetry_ = Deadline::max();  ///< When to call the watcher's `handleNameAppeared` again.
     std::multimap<Deadline, std::function<void()>> timers_;

@@ -23,7 +23,7 @@ bool TrustedOwner::allows(uid_t user) const {
     return setting_.isAny || (setting_.user ? user == *setting_.user : user == ::geteuid() || user == 0);
 }
 
-std::string TrustedOwner::text() const {
+std::string TrustedOwner::permittedUsers() const {
     return setting_.user ? "user " + std::to_string(*setting_.user)
                          : "user " + std::to_string(::geteuid()) + " or root";
 }

@@ -16,7 +16,7 @@ public:
 
     [[nodiscard]] bool allows(uid_t user) const;
     /// The users as text for the log.
-    [[nodiscard]] std::string text() const;
+    [[nodiscard]] std::string permittedUsers() const;
 
 private:
     struct Setting {

@@ -65,7 +65,7 @@ public:
         : emitter_(std::move(emitter)), loop_(loop), table_(table) {
         auto observer = std::make_unique<IteratorObserver>(emitter_);
         auto* const receiver = observer.get();
-        observerNode_.push_back(std::move(observer));
+        ownObserver_.push_back(std::move(observer));
         iterator_ = table.createIterator(type, receiver, selections, columns, orders);
     }
     ServedIterator(ServedIterator const&) = delete;
@@ -77,7 +77,7 @@ public:
         } catch (...) {  // The model still has the iterator and may notify the observer, so the observer is kept.
         }
         if (iterator_ != nullptr) {
-            loop_.undisconnectedObservers.splice(loop_.undisconnectedObservers.end(), observerNode_);
+            loop_.observersWithFailedDisconnect.splice(loop_.observersWithFailedDisconnect.end(), ownObserver_);
         }
     }
 
@@ -100,7 +100,7 @@ private:
     SignalEmitter const emitter_;
     ServerLoop& loop_;
     objbus::ObjectTable& table_;
-    ServerLoop::ObserverList observerNode_;  ///< One.
+    ServerLoop::ObserverList ownObserver_;  ///< One.
     objbus::TableIterator* iterator_ = nullptr;
 };
 

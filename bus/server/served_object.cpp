@@ -46,9 +46,9 @@ bool ServedObject::connectObserver() {
     if (descriptor_ == nullptr) {
         return true;
     }
-    observerNode_.push_back(descriptor_->makeObserver(emitter_));
+    ownObserver_.push_back(descriptor_->makeObserver(emitter_));
     try {
-        int const status = context_.rootInterface.connectObject(key(), observerNode_.front().get(), object_);
+        int const status = context_.rootInterface.connectObject(key(), ownObserver_.front().get(), object_);
         if (status == television::STATUS_OK) {
             return descriptor_->isInstance(object_);  // The key may have an object of another type now.
         }
@@ -63,13 +63,14 @@ bool ServedObject::connectObserver() {
 
 ServedObject::~ServedObject() {
     emitter_.close();
-    if (observerNode_.empty()) {
+    if (ownObserver_.empty()) {
         return;
     }
     try {
-        context_.rootInterface.disconnectObject(key(), observerNode_.front().get(), object_);
+        context_.rootInterface.disconnectObject(key(), ownObserver_.front().get(), object_);
     } catch (...) {  // The observer is still registered.
-        context_.loop.undisconnectedObservers.splice(context_.loop.undisconnectedObservers.end(), observerNode_);
+        context_.loop.observersWithFailedDisconnect.splice(context_.loop.observersWithFailedDisconnect.end(),
+                                                           ownObserver_);
     }
 }
 
@@ -77,7 +78,7 @@ bool ServedObject::hasInterface(std::string const& interface) const {
     return interface == OBJECT_INTERFACE || (descriptor_ != nullptr && interface == descriptor_->interface);
 }
 
-std::size_t ServedObject::entryBytesWithoutValue() const {
+std::size_t ServedObject::managedObjectsEntryBytesWithoutValue() const {
     constexpr std::size_t NAMES_BYTES = 256;  // The names of two interfaces and two properties, with their padding.
     return path().size() + NAMES_BYTES;
 }
@@ -96,11 +97,11 @@ int ServedObject::appendInterfacesAndProperties(sd_bus_message* message, std::si
                                 [&] { return appendProperty(message, "Type", "i", static_cast<int>(type_)); }));
         return descriptor_ == nullptr ? 0 : appendInterface(message, descriptor_->interface, [&] {
             int const result = descriptor_->appendProperties(message, *this, remainingBytes);
-            bool const wasOmitted = std::exchange(isValueOmittedFromList_, result == -EMSGSIZE);
-            if (isValueOmittedFromList_ && !wasOmitted) {
+            bool const wasOmitted = std::exchange(isValueOmittedFromManagedObjects_, result == -EMSGSIZE);
+            if (isValueOmittedFromManagedObjects_ && !wasOmitted) {
                 printObjectError(key(), "the value is left out of the list of objects: " + reasonOf(result));
             }
-            return isValueOmittedFromList_ ? 0 : result;
+            return isValueOmittedFromManagedObjects_ ? 0 : result;
         });
     });
 }

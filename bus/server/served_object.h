@@ -51,7 +51,7 @@ public:
     [[nodiscard]] ObjectContext const& context() const { return context_; }
 
     /// An upper bound of this object's bytes in a list of objects, without the value.
-    [[nodiscard]] std::size_t entryBytesWithoutValue() const;
+    [[nodiscard]] std::size_t managedObjectsEntryBytesWithoutValue() const;
     /// Appends the names of the interfaces.
     int appendInterfaces(sd_bus_message* message) const;
     /// Appends the interfaces with the properties that can be read, and subtracts the value's bytes from
@@ -70,9 +70,9 @@ private:
     SignalEmitter const emitter_;
     objbus::ObjectTypeSpec const type_;
     TypeDescriptor const* const descriptor_;  ///< Null for a type that has no interface of its own.
-    ServerLoop::ObserverList observerNode_;   ///< At most one.
+    ServerLoop::ObserverList ownObserver_;    ///< At most one.
     objbus::Object* object_ = nullptr;
-    bool isValueOmittedFromList_ = false;
+    bool isValueOmittedFromManagedObjects_ = false;
 };
 
 }  // namespace bus::server

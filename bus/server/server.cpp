@@ -70,7 +70,7 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
     terminationSources_.push_back(addTerminationSource(SIGTERM));
     terminationSources_.push_back(addTerminationSource(SIGINT));
     television_.setObjectListener([this](std::string const& key) {
-        tryRefresh([&] { loop_.tasks.post([this, key] { tryRefresh([&] { refreshServedObject(key); }); }); });
+        tryReplacement([&] { loop_.tasks.post([this, key] { tryReplacement([&] { replaceServedObject(key); }); }); });
     });
     for (auto const& [key, type] : television_.objects()) {
         if (auto object = ServedObject::connect(*context_, key, type)) {
@@ -113,33 +113,33 @@ void Server::requestName() {
     }
 }
 
-template <typename Refresh>
-void Server::tryRefresh(Refresh const& refresh) noexcept {
+template <typename Replacement>
+void Server::tryReplacement(Replacement const& replacement) noexcept {
     try {
-        refresh();
+        replacement();
     } catch (...) {  // Memory ran out.
-        isRefreshFailed_ = true;
+        isReplacementFailed_ = true;
         loop_.tasks.wake();
     }
 }
 
-void Server::retryFailedRefresh() {
-    if (isRefreshFailed_.exchange(false)) {
-        tryRefresh([this] { refreshAllServedObjects(); });
+void Server::retryFailedReplacement() {
+    if (isReplacementFailed_.exchange(false)) {
+        tryReplacement([this] { replaceAllServedObjects(); });
     }
 }
 
-void Server::refreshAllServedObjects() {
+void Server::replaceAllServedObjects() {
     auto objects = television_.objects();
     for (auto const& [path, object] : objects_) {
         objects.emplace(object->key(), object->type());
     }
     for (auto const& [key, type] : objects) {
-        refreshServedObject(key);
+        replaceServedObject(key);
     }
 }
 
-void Server::refreshServedObject(std::string const& key) {
+void Server::replaceServedObject(std::string const& key) {
     auto const type = television_.type(key);
     auto added = type ? ServedObject::connect(*context_, key, *type) : nullptr;
     if (auto const old = objects_.find(pathOf(key)); old != objects_.end()) {
@@ -174,7 +174,7 @@ void Server::emitManagerSignal(ServedObject const& object, char const* member, A
             return sd_bus_message_new_signal(bus_.get(), made, MODEL_PATH, MANAGER_INTERFACE, member);
         }));
         NRX_TRY(sd_bus_message_append(signal.get(), "o", object.path().c_str()));
-        std::size_t remainingBytes = MAX_MESSAGE_BYTES - object.entryBytesWithoutValue();
+        std::size_t remainingBytes = MAX_MESSAGE_BYTES - object.managedObjectsEntryBytesWithoutValue();
         NRX_TRY(appendContents(signal.get(), remainingBytes));
         return sendQueue_.send(std::move(signal), MAX_MESSAGE_BYTES - remainingBytes);
     };
@@ -190,7 +190,7 @@ int Server::handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error) {
     }
     std::size_t size = 0;
     for (auto const& [path, object] : objects_) {
-        size += object->entryBytesWithoutValue();
+        size += object->managedObjectsEntryBytesWithoutValue();
     }
     if (size > MAX_MESSAGE_BYTES) {
         return refuseCall(error, MODEL_PATH, -EMSGSIZE);

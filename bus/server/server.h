@@ -56,13 +56,14 @@ private:
 
     void addObject(std::unique_ptr<ServedObject> object);
     /// Replaces the key's served object by the model's current object.
-    void refreshServedObject(std::string const& key);
-    void refreshAllServedObjects();
-    /// Refreshes all objects if a refresh ran out of memory.
-    void retryFailedRefresh();
-    /// Runs a refresh, or remembers that all objects must be refreshed when there is memory again. Any thread may call.
-    template <typename Refresh>
-    void tryRefresh(Refresh const& refresh) noexcept;
+    void replaceServedObject(std::string const& key);
+    void replaceAllServedObjects();
+    /// Replaces all objects if a replacement ran out of memory.
+    void retryFailedReplacement();
+    /// Runs the replacement, or remembers that all objects must be replaced when there is memory again. Any thread may
+    /// call.
+    template <typename Replacement>
+    void tryReplacement(Replacement const& replacement) noexcept;
     int handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error);
     /// Sends a signal of the object manager about the object.
     template <typename AppendContents>
@@ -82,7 +83,7 @@ private:
     SendQueue sendQueue_;
     bool isTerminating_ = false;
     bool isBusReadInterrupted_ = false;  ///< Memory ran out while the bus was read.
-    std::atomic<bool> isRefreshFailed_ = false;
+    std::atomic<bool> isReplacementFailed_ = false;
     std::optional<ServedIterators> iterators_;
     std::optional<ObjectContext> context_;
     std::map<std::string, std::unique_ptr<ServedObject>, std::less<>> objects_;  ///< By their paths.

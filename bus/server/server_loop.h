@@ -14,7 +14,7 @@ struct ServerLoop {
     TaskQueue tasks{loop.get()};
     using ObserverList = std::list<std::unique_ptr<objbus::Observer>>;  ///< A move between lists allocates no memory.
     /// Observers that could not be disconnected. These observers ignore notifications.
-    ObserverList undisconnectedObservers;
+    ObserverList observersWithFailedDisconnect;
 };
 
 }  // namespace bus::server

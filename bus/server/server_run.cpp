@@ -41,8 +41,8 @@ bool Server::runOnceUnlessTerminated(bool waitsForEvent) {
     if (isTerminating_) {
         return false;
     }
-    retryFailedRefresh();
-    runLoopOnce(waitsForEvent && !isRefreshFailed_);
+    retryFailedReplacement();
+    runLoopOnce(waitsForEvent && !isReplacementFailed_);
     try {
         sendQueue_.sendWaiting();
     } catch (std::bad_alloc const&) {  // The next call of this function sends the waiting messages.

@@ -11,7 +11,7 @@ namespace nrx_console {
 
 namespace {
 
-class BusTelevision final : public ListableTelevisionCommands {
+class BusTelevision final : public ObjectListingCommands {
 public:
     BusTelevision() {
         bus::setPresenceListener([isFirst = true](television::Presence presence) mutable {
@@ -30,7 +30,7 @@ public:
     /// No keys while the television does not answer. The user may still type a key.
     [[nodiscard]] Words keys() const override {
         try {
-            return ListableTelevisionCommands::keys();
+            return ObjectListingCommands::keys();
         } catch (CommandError const&) {
             return {};
         }
@@ -39,11 +39,11 @@ public:
 private:
     [[nodiscard]] Objects objects() const override {
         Objects published;
-        throwIfUnanswered(bus::listObjects(published));
+        throwIfTelevisionFailed(bus::listObjects(published));
         return published;
     }
 
-    void waitUntilNotificationsDelivered() override { throwIfUnanswered(bus::waitUntilDelivered()); }
+    void waitUntilNotificationsDelivered() override { throwIfTelevisionFailed(bus::waitUntilDelivered()); }
 
     void printAdditionalDetails(std::string const& key, objbus::ObjectTypeSpec type) override {
         if (hasValue(type)) {
@@ -58,7 +58,7 @@ std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> cons
     return std::make_unique<BusTelevision>();
 }
 
-int televisionStatus() { return bus::waitUntilDelivered(); }
+int statusOfReachingTelevision() { return bus::waitUntilDelivered(); }
 
 bool televisionIsSimulated() { return false; }
 

@@ -7,7 +7,7 @@ namespace nrx_console {
 namespace {
 
 /// The directory of the shipped example, or empty if the example is not installed.
-std::string exampleDirectory() {
+std::string shippedExampleDirectory() {
     std::error_code failure;
     auto const program = std::filesystem::read_symlink("/proc/self/exe", failure);
     for (char const* const place : {"example", "../nrx_console/example", "../share/nrx_console/example"}) {
@@ -25,7 +25,7 @@ TelevisionModel loadModel(std::optional<std::string> const& file) {
     if (file) {
         return {readModelFile(*file), ""};
     }
-    std::string const example = exampleDirectory();
+    std::string const example = shippedExampleDirectory();
     return example.empty() ? TelevisionModel{} : TelevisionModel{readModelFile(example + "/model.json"), example};
 }
 

@@ -11,7 +11,8 @@ namespace nrx_console {
 /// The objects of a television and their origin.
 struct TelevisionModel {
     std::vector<ModelObject> objects;
-    std::string exampleDirectory;  ///< The directory of the shipped example if the objects are those of the example.
+    std::string
+        shippedExampleDirectory;  ///< The directory of the shipped example if the objects are those of the example.
 };
 
 /// Reads the model file. Without `file`, reads the model of the installed example, if any. Throws `ModelError`.

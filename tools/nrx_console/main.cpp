@@ -69,12 +69,12 @@ int run(int argc, char** argv) {
     } catch (nrx_console::ModelError const& error) {
         return fail(error.what());
     }
-    if (!model.exampleDirectory.empty()) {
-        sysroot = sysroot.value_or(model.exampleDirectory + "/sysroot");
+    if (!model.shippedExampleDirectory.empty()) {
+        sysroot = sysroot.value_or(model.shippedExampleDirectory + "/sysroot");
         nrx_console::printLine("No model given: this is the example's television, of " +
-                               nrx_console::typed(model.exampleDirectory + "/model.json"));
+                               nrx_console::typed(model.shippedExampleDirectory + "/model.json"));
     }
-    nrx_console::redirectDeviceFiles(sysroot.value_or(""));
+    nrx_console::redirectDeviceFileOpens(sysroot.value_or(""));
 
     auto television = nrx_console::makeTelevision(model.objects);
     if (isCheck) {

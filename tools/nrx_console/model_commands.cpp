@@ -27,7 +27,7 @@ constexpr int BUDGET_MS = 1000;
 /// Throws `CommandError` if the framework does not have the root interface.
 void expectRootInterface() {
     boost::shared_ptr<frame::Interface> root;
-    throwIfUnanswered(frame::Process::getInstance().getInterfaceReference(root, television::ROOT_INTERFACE_NAME));
+    throwIfTelevisionFailed(frame::Process::getInstance().getInterfaceReference(root, television::ROOT_INTERFACE_NAME));
     if (!root || root->getObject() == nullptr) {
         throw CommandError("found no root interface, expected a television that answers");
     }
@@ -188,7 +188,7 @@ private:
     ActionAccess access_;
 };
 
-void throwIfUnanswered(int status) {
+void throwIfTelevisionFailed(int status) {
     if (status != 0) {
         throw CommandError("found status " + std::to_string(status) + ", expected a television that answers");
     }
@@ -196,7 +196,7 @@ void throwIfUnanswered(int status) {
 
 void throwIfTelevisionUnreachable() {
     expectRootInterface();
-    throwIfUnanswered(televisionStatus());
+    throwIfTelevisionFailed(statusOfReachingTelevision());
 }
 
 bool hasValue(objbus::ObjectTypeSpec type) {

@@ -11,7 +11,7 @@
 namespace nrx_console {
 
 /// Throws `CommandError` for a status other than 0: the television does not answer.
-void throwIfUnanswered(int status);
+void throwIfTelevisionFailed(int status);
 
 /// Throws `CommandError` if the television does not answer.
 void throwIfTelevisionUnreachable();

@@ -9,7 +9,7 @@ std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> cons
 
 void setLogPrintedInConsole(bool /*here*/) {}
 
-int televisionStatus() { return 0; }
+int statusOfReachingTelevision() { return 0; }
 
 bool televisionIsSimulated() { return false; }
 

@@ -56,7 +56,7 @@ SimulatedTelevision::SimulatedTelevision(std::vector<ModelObject> const& model, 
 }
 
 Commands SimulatedTelevision::commands() {
-    Commands all = ListableTelevisionCommands::commands();
+    Commands all = ObjectListingCommands::commands();
     Commands const own{
         {"tv publish", "KEY " + typeNames() + " VALUE...", "publish an object; it replaces the key's earlier one",
          [this](auto const& arguments) {
@@ -147,7 +147,7 @@ std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> cons
     return std::make_unique<SimulatedTelevision>(model);
 }
 
-int televisionStatus() { return 0; }
+int statusOfReachingTelevision() { return 0; }
 
 bool televisionIsSimulated() { return true; }
 

@@ -10,7 +10,7 @@
 namespace nrx_console {
 
 /// The commands of a simulated television.
-class SimulatedTelevision final : public ListableTelevisionCommands {
+class SimulatedTelevision final : public ObjectListingCommands {
 public:
     /// Throws `CommandError` for content that the television does not accept.
     using ContentValidator = std::function<void(Content const& content)>;
@@ -39,7 +39,7 @@ private:
     /// The key that the word stands for. Prints a note if no object is published under the key, which may be mistyped.
     [[nodiscard]] std::string keyForFault(std::string const& word) const;
     void failConnects(Words const& arguments);
-    void heal(Words const& arguments);
+    void clearFaultsOfKey(Words const& arguments);
 
     void publish(ModelObject const& object);
     simulator::ActionAnswer answer(std::string const& key, std::vector<objbus::Argument> const& arguments);

@@ -27,4 +27,4 @@ extern "C" __attribute__((visibility("default"))) std::FILE* fopen(char const* p
     return next((sysroot() + path).c_str(), mode);
 }
 
-void nrx_console::redirectDeviceFiles(std::string const& directory) { sysroot() = directory; }
+void nrx_console::redirectDeviceFileOpens(std::string const& directory) { sysroot() = directory; }

@@ -10,6 +10,6 @@ namespace nrx_console {
 ///
 /// The program exports its `fopen` (the ENABLE_EXPORTS property of CMake), so that the shared libraries call the
 /// program's `fopen` instead of the C library's.
-void redirectDeviceFiles(std::string const& directory);
+void redirectDeviceFileOpens(std::string const& directory);
 
 }  // namespace nrx_console

@@ -31,7 +31,7 @@ public:
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
 
 /// The status of operations while a television on a message bus does not answer, otherwise 0.
-int televisionStatus();
+int statusOfReachingTelevision();
 
 /// Whether `makeTelevision` makes a simulated television from the objects.
 bool televisionIsSimulated();

@@ -77,7 +77,8 @@ Commands SimulatedTelevision::faultCommands() {
          }},
         {"tv early", "KEY", "notify a value before its connects return",
          [this](auto const& arguments) { television_.notifyEarly(keyForFault(arguments[0]), true); }},
-        {"tv heal", "KEY", "end the faults of an object", [this](auto const& arguments) { heal(arguments); }},
+        {"tv heal", "KEY", "end the faults of an object",
+         [this](auto const& arguments) { clearFaultsOfKey(arguments); }},
     };
 }
 
@@ -108,7 +109,7 @@ void SimulatedTelevision::failConnects(Words const& arguments) {
     television_.failConnects(keyForFault(arguments[0]), fault);
 }
 
-void SimulatedTelevision::heal(Words const& arguments) {
+void SimulatedTelevision::clearFaultsOfKey(Words const& arguments) {
     std::string const key = keyFromWord(arguments[0]);
     television_.failConnects(key, {0, false, 0});
     television_.failReads(key, {});

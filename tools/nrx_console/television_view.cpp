@@ -41,7 +41,7 @@ void printPresence(television::Presence presence, Kind kind) {
               kind);
 }
 
-Commands ListableTelevisionCommands::commands() {
+Commands ObjectListingCommands::commands() {
     return {
         {"list", "[PREFIX]", "list the television's objects", [this](auto const& arguments) { list(arguments); }},
         {"show", "KEY", "show the type, the value and more of an object",
@@ -52,7 +52,7 @@ Commands ListableTelevisionCommands::commands() {
     };
 }
 
-Words ListableTelevisionCommands::keys() const {
+Words ObjectListingCommands::keys() const {
     Words keys;
     for (auto const& [key, type] : objects()) {
         keys.push_back(key);
@@ -60,7 +60,7 @@ Words ListableTelevisionCommands::keys() const {
     return keys;
 }
 
-void ListableTelevisionCommands::list(Words const& arguments) {
+void ObjectListingCommands::list(Words const& arguments) {
     for (auto const& [key, type] : objects()) {
         if (arguments.empty() || key.starts_with(keyFromWord(arguments[0]))) {
             printLine(typed(key) + " " + typeName(type));
@@ -68,7 +68,7 @@ void ListableTelevisionCommands::list(Words const& arguments) {
     }
 }
 
-void ListableTelevisionCommands::show(Words const& arguments) {
+void ObjectListingCommands::show(Words const& arguments) {
     std::string const key = keyFromWord(arguments[0]);
     Objects const published = objects();
     auto const found = published.find(key);
@@ -80,7 +80,7 @@ void ListableTelevisionCommands::show(Words const& arguments) {
     printAdditionalDetails(key, found->second);
 }
 
-void ListableTelevisionCommands::showTableRows(Words const& arguments) {
+void ObjectListingCommands::showTableRows(Words const& arguments) {
     constexpr int ROWS_AT_ONCE = 2;
     auto const reader = std::make_shared<RowReader>();
     auto& access = *iterators_.emplace_back(std::make_unique<orvane::system::support::IteratorAccess>(

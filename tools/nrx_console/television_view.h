@@ -17,7 +17,7 @@ namespace nrx_console {
 void printPresence(television::Presence presence, Kind kind);
 
 /// The commands for a television whose published objects can be listed.
-class ListableTelevisionCommands : public TelevisionCommands {
+class ObjectListingCommands : public TelevisionCommands {
 public:
     Commands commands() override;
     [[nodiscard]] Words keys() const override;

@@ -229,8 +229,8 @@ private:
 
 }  // namespace
 
-void editLines(std::string const& history, Complete const& complete, HandleLine const& handle) {
-    LineEditor editor(history, complete);
+void editLines(std::string const& historyFile, Complete const& complete, HandleLine const& handle) {
+    LineEditor editor(historyFile, complete);
     for (auto line = editor.readLine(); line && handle(*line);) {
         line = editor.readLine();
     }

@@ -16,6 +16,6 @@ using HandleLine = std::function<bool(std::string const& line)>;
 /// Edits lines on the terminal at standard input, and passes each line to `handle`, until `handle` returns false or the
 /// input ends. Lines that any thread prints meanwhile appear above the prompt. The file `history` keeps edited lines
 /// unless its path is empty. One call at a time.
-void editLines(std::string const& history, Complete const& complete, HandleLine const& handle);
+void editLines(std::string const& historyFile, Complete const& complete, HandleLine const& handle);
 
 }  // namespace nrx_console

@@ -61,13 +61,13 @@ int run(int argc, char** argv) {
         writeFile(nrx_timeline::writeTraceEvents, timeline, *json);
     }
     if (svg) {
-        writeFile(nrx_timeline::writePicture, timeline, *svg);
+        writeFile(nrx_timeline::writeSvg, timeline, *svg);
     }
     if (!json && !svg) {
         write(nrx_timeline::writeTraceEvents, timeline, std::cout, "standard output");
     }
     std::cerr << PROGRAM
-              << ": " + std::to_string(timeline.lineCount) + " lines, " + std::to_string(timeline.skippedCount) +
+              << ": " + std::to_string(timeline.lineCount) + " lines, " + std::to_string(timeline.skippedLineCount) +
                      " skipped\n";
     return 0;
 }

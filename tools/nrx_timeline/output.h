@@ -10,6 +10,6 @@ namespace nrx_timeline {
 void writeTraceEvents(Timeline const& timeline, std::ostream& output);
 
 /// Writes a picture: self-contained SVG without scripts. Time runs downwards, with one row for each line of the log.
-void writePicture(Timeline const& timeline, std::ostream& output);
+void writeSvg(Timeline const& timeline, std::ostream& output);
 
 }  // namespace nrx_timeline

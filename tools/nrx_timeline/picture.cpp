@@ -97,7 +97,7 @@ public:
                 lineCounts[slice.begin.eventIndex] = linesOf(slice).size();
             }
             for (Message const& mark : lane.messages) {
-                lineCounts[mark.moment.eventIndex] = linesOf(mark).size();
+                lineCounts[mark.position.eventIndex] = linesOf(mark).size();
             }
         }
         std::int64_t latest = timeline.begin;
@@ -134,8 +134,8 @@ private:
         return timeline_.hasTimestamps ? decimal(time - timeline_.begin, 6) : std::to_string(time);
     }
 
-    [[nodiscard]] std::string at(Moment const& moment) const {
-        return (timeline_.hasTimestamps ? " at second " : " in line ") + timeOf(moment.microsecondsOrLine);
+    [[nodiscard]] std::string at(EventPosition const& position) const {
+        return (timeline_.hasTimestamps ? " at second " : " in line ") + timeOf(position.microsecondsOrLine);
     }
 
     [[nodiscard]] std::string nameOf(Slice const& slice) const {
@@ -213,9 +213,10 @@ private:
         }
         for (Message const& mark : lane.messages) {
             char const* const colour = mark.isError ? ERROR_COLOUR : MESSAGE_COLOUR;
-            output_ << "<g><title>" << escaped(mark.text + ", " + mark.sourceLocation) << at(mark.moment) << "</title>";
-            writeCircle(textOf(mark) - 6, tops_[mark.moment.eventIndex], colour);
-            writeLines(linesOf(mark), textOf(mark), tops_[mark.moment.eventIndex],
+            output_ << "<g><title>" << escaped(mark.text + ", " + mark.sourceLocation) << at(mark.position)
+                    << "</title>";
+            writeCircle(textOf(mark) - 6, tops_[mark.position.eventIndex], colour);
+            writeLines(linesOf(mark), textOf(mark), tops_[mark.position.eventIndex],
                        mark.isError ? ERROR_COLOUR : "black");
         }
         output_ << "</svg>\n";
@@ -262,6 +263,6 @@ private:
 
 }  // namespace
 
-void writePicture(Timeline const& timeline, std::ostream& output) { Picture(timeline, output).write(); }
+void writeSvg(Timeline const& timeline, std::ostream& output) { Picture(timeline, output).write(); }
 
 }  // namespace nrx_timeline

@@ -18,31 +18,31 @@ class LaneBuilder {
 public:
     explicit LaneBuilder(int thread) : lane_{thread, "thread " + std::to_string(thread), {}, {}} {}
 
-    /// Raises the time of the moment to the latest time in the lane.
-    void add(LogLine line, Moment& moment) {
-        moment.microsecondsOrLine = std::max(moment.microsecondsOrLine, latest_);
-        latest_ = moment.microsecondsOrLine;
+    /// Raises the time of the position to the latest time in the lane.
+    void add(LogLine line, EventPosition& position) {
+        position.microsecondsOrLine = std::max(position.microsecondsOrLine, latest_);
+        latest_ = position.microsecondsOrLine;
         switch (line.kind) {
             case LogLine::Kind::enter:
                 addRole(line.operation);
                 ++openByName_[line.operation];
                 lane_.slices.push_back(
-                    {std::move(line.operation), std::move(line.sourceLocation), open_.size(), moment, {}, false});
+                    {std::move(line.operation), std::move(line.sourceLocation), open_.size(), position, {}, false});
                 open_.push_back(lane_.slices.size() - 1);
                 break;
             case LogLine::Kind::leave:
-                leave(std::move(line), moment);
+                leave(std::move(line), position);
                 break;
             case LogLine::Kind::message:
                 addRole(line.operation);
                 addKeyAndValue(keyAndValueOf(line));
-                mark(line.operation + "(): " + line.text, std::move(line.sourceLocation), moment, isError(line.text));
+                mark(line.operation + "(): " + line.text, std::move(line.sourceLocation), position, isError(line.text));
                 break;
         }
     }
 
     /// Closes the open slices at the end of the log.
-    Lane finish(Moment const& end) {
+    Lane finish(EventPosition const& end) {
         while (!open_.empty()) {
             close(end);
         }
@@ -53,8 +53,8 @@ public:
     }
 
 private:
-    void mark(std::string text, std::string sourceLocation, Moment const& moment, bool isError = false) {
-        lane_.messages.push_back({std::move(text), std::move(sourceLocation), open_.size(), moment, isError});
+    void mark(std::string text, std::string sourceLocation, EventPosition const& position, bool isError = false) {
+        lane_.messages.push_back({std::move(text), std::move(sourceLocation), open_.size(), position, isError});
     }
 
     /// Adds the role of an outermost operation to the roles of the lane.
@@ -80,24 +80,24 @@ private:
     }
 
     /// Closes the innermost open slice.
-    Slice& close(Moment const& moment) {
+    Slice& close(EventPosition const& position) {
         Slice& slice = lane_.slices[open_.back()];
         open_.pop_back();
         --openByName_[slice.operation];
-        slice.end = moment;
+        slice.end = position;
         return slice;
     }
 
     /// Closes the innermost open slice of the operation, and the slices inside, whose exits are not in the log. The
     /// count by name avoids a search if no slice of the operation is open.
-    void leave(LogLine line, Moment const& moment) {
+    void leave(LogLine line, EventPosition const& position) {
         auto const open = openByName_.find(line.operation);
         if (open == openByName_.end() || open->second == 0) {
-            mark(line.operation + "() left, entered before the log", std::move(line.sourceLocation), moment);
+            mark(line.operation + "() left, entered before the log", std::move(line.sourceLocation), position);
             return;
         }
         for (bool found = false; !found;) {
-            Slice& slice = close(moment);
+            Slice& slice = close(position);
             found = slice.operation == line.operation;
             slice.hasExit = found;
         }
@@ -125,7 +125,7 @@ Timeline readTimeline(std::istream& log) {
     if (timeline.hasTimestamps) {
         std::erase_if(lines, [](auto const& line) { return !line.first.stamp; });
     }
-    timeline.skippedCount = timeline.lineCount - lines.size();
+    timeline.skippedLineCount = timeline.lineCount - lines.size();
 
     std::vector<LaneBuilder> lanes;
     std::unordered_map<int, std::size_t> laneOfThread;
@@ -135,9 +135,9 @@ Timeline readTimeline(std::istream& log) {
         if (isNew) {
             lanes.emplace_back(stamp.thread);
         }
-        Moment moment{timeline.eventTimes.size(), stamp.microseconds};
-        lanes[lane->second].add(std::move(line), moment);
-        timeline.eventTimes.push_back(moment.microsecondsOrLine);
+        EventPosition position{timeline.eventTimes.size(), stamp.microseconds};
+        lanes[lane->second].add(std::move(line), position);
+        timeline.eventTimes.push_back(position.microsecondsOrLine);
     }
     if (!timeline.eventTimes.empty()) {
         auto const [first, last] = std::minmax_element(timeline.eventTimes.begin(), timeline.eventTimes.end());

@@ -10,7 +10,7 @@ namespace nrx_timeline {
 
 /// The position of an event: its row among all events, and its time in microseconds. In a log without stamps, the
 /// number of the event's line replaces the time.
-struct Moment {
+struct EventPosition {
     std::size_t eventIndex;
     std::int64_t microsecondsOrLine;
 };
@@ -20,8 +20,8 @@ struct Slice {
     std::string operation;
     std::string sourceLocation;
     std::size_t depth;  ///< The number of operations around this operation in its lane.
-    Moment begin;
-    Moment end;
+    EventPosition begin;
+    EventPosition end;
     bool hasExit;         ///< Whether the log has the line of the exit.
     std::string key{};    ///< The key in the messages within the operation, or empty.
     std::string value{};  ///< The value in these messages, or empty. Each element of a list is one word.
@@ -32,7 +32,7 @@ struct Message {
     std::string text;
     std::string sourceLocation;
     std::size_t depth;
-    Moment moment;
+    EventPosition position;
     bool isError;
 };
 
@@ -49,9 +49,9 @@ struct Timeline {
     bool hasTimestamps = false;
     std::vector<std::int64_t> eventTimes;  ///< The time of each row.
     std::int64_t begin = 0;                ///< The earliest time.
-    Moment end{};                          ///< The row after the last, and the latest time.
+    EventPosition end{};                   ///< The row after the last, and the latest time.
     std::size_t lineCount = 0;
-    std::size_t skippedCount = 0;  ///< The lines that are not complete lines of the library's log.
+    std::size_t skippedLineCount = 0;  ///< The lines that are not complete lines of the library's log.
 };
 
 /// Lays out a log. If any line has a stamp, lines without a stamp are skipped as incomplete.

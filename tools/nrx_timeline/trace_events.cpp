@@ -37,7 +37,7 @@ void writeTraceEvents(Timeline const& timeline, std::ostream& output) {
         }
         for (Message const& mark : lane.messages) {
             json instant =
-                event("i", mark.text, lane, mark.moment.microsecondsOrLine, {{"place", mark.sourceLocation}});
+                event("i", mark.text, lane, mark.position.microsecondsOrLine, {{"place", mark.sourceLocation}});
             if (mark.isError) {
                 instant["cname"] = "terrible";  // Red in trace viewers.
             }
