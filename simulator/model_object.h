@@ -26,7 +26,7 @@ public:
     ModelObject& operator=(ModelObject const&) = delete;
     virtual ~ModelObject() = default;
 
-    /// The client's side of the object.
+    /// The interface of the object that clients receive.
     virtual objbus::Object& object() = 0;
     virtual void addRegistration(objbus::Observer* observer) = 0;
     /// Ends the observer's registrations and returns their number.

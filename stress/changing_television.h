@@ -49,8 +49,8 @@ public:
             "the television tells what clients did");
     }
 
-    std::atomic<int> lastStartedListNumber = 0;   ///< The number of the lists that are being set.
-    std::atomic<int> lastFinishedListNumber = 0;  ///< The number of the lists that were set last.
+    std::atomic<int> lastStartedListNumber = 0;   ///< The number in the two lists that are being set.
+    std::atomic<int> lastFinishedListNumber = 0;  ///< The number in the two lists that were set last.
 
 private:
     void runChanges(std::stop_token const& stop) {

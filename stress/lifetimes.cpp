@@ -22,7 +22,7 @@ using namespace stress;
 using orvane::NRXModelAccess;
 using IntegerAccess = ValueAccessT<objbus::ObserverNumericInteger>;
 
-/// Counts the events of all lives for the line at the end.
+/// Counts the events of all facades and access objects for the last line of the output.
 struct {
     std::atomic<int> lists = 0;
     std::atomic<int> switches = 0;

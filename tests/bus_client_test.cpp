@@ -1,4 +1,4 @@
-// Values of a television on a bus that starts late, is lost or returns.
+// Values that a client reads and receives while a television on the bus starts late, is lost or returns.
 
 #include <dlfcn.h>
 #include <unistd.h>

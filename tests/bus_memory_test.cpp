@@ -26,7 +26,7 @@ Strings const MISSED{"a list that the clients miss while they are not on the bus
 
 std::atomic<television::Presence> lastPresence;
 void recordPresence(television::Presence presence) {
-    static thread_local ScopedAllocationSuccess const ofDeliveryThread;  // The observers' records are the test's own.
+    static thread_local ScopedAllocationSuccess const ofDeliveryThread;  // Only the platform's allocations fail.
     lastPresence = presence;
 }
 
@@ -66,7 +66,8 @@ struct BusMemory : HostileBus {
         clients->iterator = serveDuring([this] { return clients->createIterator(); });
     }
 
-    /// Runs a client's operation. Repeats an attempt that times out without a failed allocation on a busy machine.
+    /// Runs a client's operation. Repeats an attempt that timed out although no allocation failed, because the machine
+    /// may be busy.
     int run(int (*use)(Clients& clients)) {
         int status = television::STATUS_NO_ANSWER;
         while (status == television::STATUS_NO_ANSWER && !ScopedAllocationFailure::hasHappened()) {

@@ -7,8 +7,8 @@
 namespace test {
 
 /// While this object exists, the next `successfulAllocations` allocations of the process succeed, and the allocation
-/// after them fails. With `failsAllLater`, all later allocations fail, too. Counts all libraries' C and C++
-/// allocations, but not threads with a `ScopedAllocationSuccess`.
+/// after them fails. With `failsAllLater`, all later allocations fail, too. Counts the C and C++ allocations of all
+/// libraries, except on threads with a `ScopedAllocationSuccess`.
 class ScopedAllocationFailure {
 public:
     ScopedAllocationFailure(int successfulAllocations, bool failsAllLater);

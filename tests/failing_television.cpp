@@ -1,6 +1,6 @@
 // A television on the bus whose allocations fail on command. Executes the commands from standard input and replies to
 // each in one line:
-//   fail NUMBER LASTS    an allocation fails after NUMBER others, if LASTS is 1 with all later allocations
+//   fail NUMBER LASTS    NUMBER allocations succeed and the next fails; if LASTS is 1, all later allocations fail, too
 //   end                  ends the failures; the reply is 1 if an allocation has failed, else 0
 //   change               changes, publishes and withdraws objects
 

@@ -100,8 +100,9 @@ struct LookupResult {
 /// Connects to the object and disconnects. Repeats a failed connect until `budget` is spent.
 LookupResult lookUp(objbus::RootInterface& root, std::string const& key, std::chrono::milliseconds budget = {}) {
     constexpr std::chrono::milliseconds PAUSE(100);
-    // An observer of any class can connect. A table's observer receives no value, so that a television that keeps the
-    // observer after the disconnect does not call the destroyed observer for a change of a value.
+    // An observer of any class can connect. A television may keep the observer after the disconnect and notify the
+    // destroyed observer of a value. A table's observer has no operation for values, so the television does not call
+    // the observer.
     TableAccess observer(key);
     objbus::Object* object = nullptr;
     int status = root.connectObject(key, &observer, object);

@@ -24,7 +24,7 @@ struct Slice {
     EventPosition end;
     bool hasExit;         ///< Whether the log has the line of the exit.
     std::string key{};    ///< The key in the messages within the operation, or empty.
-    std::string value{};  ///< The value in these messages, or empty. Each element of a list is one word.
+    std::string value{};  ///< The value in these messages, or empty. A list is written as words, one for each element.
 };
 
 /// A message, or the exit of an operation whose entry is not in the log.

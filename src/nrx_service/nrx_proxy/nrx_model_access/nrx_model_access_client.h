@@ -22,7 +22,7 @@ public:
     virtual void onNRXEventReceived(std::vector<std::string> const& parameters) = 0;
 
 protected:
-    /// Protected: the facade never deletes a client, and the process deletes it by its own class.
+    /// Protected, because the facade never deletes a client. The process deletes the client through the derived class.
     ~NRXModelAccessClient() = default;
 };
 
