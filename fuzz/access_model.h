@@ -138,13 +138,15 @@ public:
 
     // The operations of the iterator.
     void requestTotalCount() const {
-        receiveIfTablePublished(lineOf("count", static_cast<int>(iteratedTable->rows.size())));
+        notifyReceiverIfTablePublished(lineOf("count", static_cast<int>(iteratedTable->rows.size())));
     }
-    void readRow() const { receiveIfTablePublished(iteratedTable->rows.empty() ? Strings() : iteratedTable->rows[0]); }
+    void readRow() const {
+        notifyReceiverIfTablePublished(iteratedTable->rows.empty() ? Strings() : iteratedTable->rows[0]);
+    }
     void readRowChunk(int /*all*/) const {
-        receiveIfTablePublished(iteratedTable->rows.empty() ? Strings{"none"} : iteratedTable->rows.back());
+        notifyReceiverIfTablePublished(iteratedTable->rows.empty() ? Strings{"none"} : iteratedTable->rows.back());
     }
-    void commit() const { receiveIfTablePublished(lineOf("commit", 0)); }
+    void commit() const { notifyReceiverIfTablePublished(lineOf("commit", 0)); }
 
     /// Does what the destructor does. If a disconnect throws, the registration remains.
     void simulateDestruction() {
@@ -181,7 +183,9 @@ private:
             return registration.first.get() == this && (source == nullptr || registration.second == source);
         });
     }
-    void receiveIfTablePublished(Strings const& line) const { iteratedTable->isPublished ? receive(line) : void(); }
+    void notifyReceiverIfTablePublished(Strings const& line) const {
+        iteratedTable->isPublished ? receive(line) : void();
+    }
 
     ReferenceTelevision& television_;
     ReferenceKey& keyState_;

@@ -31,7 +31,7 @@ public:
         setObjectListener([this](std::string const& key) {
             expect(key == "stress.other" && objects().size() >= 5, "only the other object comes and goes");
         });
-        if (constexpr int MOST = 300; ++unusedOperationRounds_ < MOST) {  // The television keeps withdrawn objects.
+        if (constexpr int MOST = 300; ++publishRounds_ < MOST) {  // The television keeps withdrawn objects.
             publish("stress.other", 0);
             withdraw("stress.other");
         }
@@ -49,18 +49,18 @@ public:
             "the television tells what clients did");
     }
 
-    std::atomic<int> lastStartedListNumber = 0;   ///< The number in the two lists that are being set.
-    std::atomic<int> lastFinishedListNumber = 0;  ///< The number in the two lists that were set last.
+    std::atomic<int> numberInListsBeingSet = 0;  ///< The number in the two lists that are being set.
+    std::atomic<int> numberInListsSetLast = 0;   ///< The number in the two lists that were set last.
 
 private:
     void runChanges(std::stop_token const& stop) {
         constexpr int MOST_PENDING = 50;  // Otherwise the notifications would fill the memory.
         for (int number = 1; !stop.stop_requested(); ++number) {
             List const list = encodeList(number);
-            lastStartedListNumber = number;
+            numberInListsBeingSet = number;
             set(COMMAND, list);
             set(EVENT, list);
-            lastFinishedListNumber = number;
+            numberInListsSetLast = number;
             set(VALUE, number);
             setRows(TABLE, {list, list});
             if (number % MOST_PENDING == 0) {
@@ -70,7 +70,7 @@ private:
         }
     }
 
-    std::atomic<int> unusedOperationRounds_ = 0;
+    std::atomic<int> publishRounds_ = 0;
     std::jthread thread_;
 };
 

@@ -11,7 +11,7 @@
 
 namespace stress {
 
-inline orvane::client::Executor executorOf(int round) {
+inline orvane::client::Executor executorForRound(int round) {
     return round % 2 == 0 ? orvane::client::Executor() : [](auto task) { std::thread(std::move(task)).detach(); };
 }
 
@@ -19,7 +19,7 @@ inline orvane::client::Executor executorOf(int round) {
 inline void watchProperty(ChangingTelevision& /*television*/, int round) {
     std::binary_semaphore ended(0);
     std::atomic<bool> isRunning = false;
-    auto property = std::make_unique<orvane::client::Property<int>>(VALUE, executorOf(round));
+    auto property = std::make_unique<orvane::client::Property<int>>(VALUE, executorForRound(round));
     auto const watched = property->watch([&, last = 0, count = 0](int value) mutable {
         expect(!isRunning.exchange(true), "the calls of a handler do not overlap");
         expect(count == 0 || value == last + 1 || (count == 1 && value <= last), "no change is lost or out of order");
@@ -37,7 +37,7 @@ inline void watchProperty(ChangingTelevision& /*television*/, int round) {
 /// Calls an action from two threads. Destroys the action without waiting for the answer of the last call.
 inline void callAction(ChangingTelevision& /*television*/, int round) {
     constexpr std::chrono::seconds LONG(60);
-    orvane::client::Action action(SOURCE_SWITCH, executorOf(round));
+    orvane::client::Action action(SOURCE_SWITCH, executorForRound(round));
     auto const call = [&](List const& sent) {
         expect(action.call(sent, LONG).value_or({}) == sent, "a call has its answer");
     };
@@ -50,7 +50,7 @@ inline void callAction(ChangingTelevision& /*television*/, int round) {
 /// Watches a table, and reads its two rows while they change.
 inline void readTable(ChangingTelevision& /*television*/, int round) {
     std::atomic<int> updates = 0;
-    orvane::client::Table table(TABLE, executorOf(round));
+    orvane::client::Table table(TABLE, executorForRound(round));
     auto const watched = table.watch([&updates](int /*update*/) { ++updates; });
     while (updates == 0) {
         auto rows = table.rows({}, 1 + round % 3, std::chrono::seconds(60));

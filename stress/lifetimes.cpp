@@ -67,7 +67,7 @@ void receiveAll(ChangingTelevision& television, int round) {
     Client client;
     auto access = std::make_unique<NRXModelAccess>(&client);
     access->start();
-    int const started = television.lastStartedListNumber;
+    int const started = television.numberInListsBeingSet;
     access->startCommandListener();
     access->startEventListener();
     waitUntil([&] { return client.events.lastNumber > started + round % 4; });
@@ -75,7 +75,7 @@ void receiveAll(ChangingTelevision& television, int round) {
         access->requestStartNRXService();
         television.callOperationsUnusedElsewhere();
     }
-    int const finished = television.lastFinishedListNumber;
+    int const finished = television.numberInListsSetLast;
     television.waitUntilDelivered();
     access->stopCommandListener();
     access->stopEventListener();

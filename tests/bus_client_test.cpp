@@ -187,7 +187,7 @@ TYPED_TEST(LostValue, MayBePublishedLaterOrWithAnotherType) {
         EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);
         EXPECT_EQ(Client<TypeParam>(this->key).status, STATUS_NOT_PUBLISHED);
         driver::publish(this->key, this->values[1]);
-        driver::waitForReads();
+        driver::waitForNotificationsAndResyncReads();
         EXPECT_EQ(client.write(this->values[0]), 0);
         this->expectReceived({this->values[1], this->values[0]}, client);
 
@@ -203,7 +203,7 @@ TYPED_TEST(LostValue, MayBePublishedLaterOrWithAnotherType) {
         EXPECT_EQ(driver::received(other), std::vector<Other>{sampleValue<Other>(8)});
         EXPECT_TRUE(client.take().empty());
         driver::publish(this->key, this->values[2]);
-        driver::waitForReads();
+        driver::waitForNotificationsAndResyncReads();
         EXPECT_EQ(client.write(this->values[0]), 0);
         EXPECT_EQ(other.write(sampleValue<Other>(7)), STATUS_WITHDRAWN);
         this->expectReceived({this->values[2], this->values[0]}, client);

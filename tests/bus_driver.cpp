@@ -135,10 +135,10 @@ void killBus() {
 void start() {
     tv.start();
     test::waitForTelevisionStatus(television::STATUS_OK);
-    waitForReads();
+    waitForNotificationsAndResyncReads();
 }
 
-void waitForReads() {
+void waitForNotificationsAndResyncReads() {
     for (int questions = 0; questions < 3; ++questions) {
         waitForNotifications();
     }

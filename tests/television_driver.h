@@ -53,11 +53,11 @@ auto received(Recorder& observer) {
 void killTelevision();
 void killBus();  ///< The television ends, too.
 
-/// Starts the television, and a killed bus at its earlier address. Returns after `waitForReads`.
+/// Starts the television, and a killed bus at its earlier address. Returns after `waitForNotificationsAndResyncReads`.
 void start();
 
 /// Waits for notifications, and for the values that the platform reads after a television starts or publishes.
-void waitForReads();
+void waitForNotificationsAndResyncReads();
 
 /// One of the two ways to lose the television, with the status of operations during the loss.
 struct TelevisionLoss {

@@ -8,8 +8,8 @@
 namespace bus {
 
 TrustedOwner::TrustedOwner()
-    : setting_(television::fromEnvironment("NRX_BUS_OWNER", Setting{}, "a user's name or number, or any",
-                                           "this process's user and root", parse)) {}
+    : ownerSetting_(television::fromEnvironment("NRX_BUS_OWNER", Setting{}, "a user's name or number, or any",
+                                                "this process's user and root", parse)) {}
 
 std::optional<TrustedOwner::Setting> TrustedOwner::parse(std::string_view word) {
     if (word == "any") {
@@ -20,12 +20,12 @@ std::optional<TrustedOwner::Setting> TrustedOwner::parse(std::string_view word) 
 }
 
 bool TrustedOwner::allows(uid_t user) const {
-    return setting_.isAny || (setting_.user ? user == *setting_.user : user == ::geteuid() || user == 0);
+    return ownerSetting_.isAny || (ownerSetting_.user ? user == *ownerSetting_.user : user == ::geteuid() || user == 0);
 }
 
 std::string TrustedOwner::permittedUsers() const {
-    return setting_.user ? "user " + std::to_string(*setting_.user)
-                         : "user " + std::to_string(::geteuid()) + " or root";
+    return ownerSetting_.user ? "user " + std::to_string(*ownerSetting_.user)
+                              : "user " + std::to_string(::geteuid()) + " or root";
 }
 
 }  // namespace bus

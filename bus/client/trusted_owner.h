@@ -25,7 +25,7 @@ private:
     };
     static std::optional<Setting> parse(std::string_view word);
 
-    Setting setting_;
+    Setting ownerSetting_;
 };
 
 }  // namespace bus

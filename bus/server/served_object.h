@@ -38,7 +38,7 @@ public:
     [[nodiscard]] std::string const& path() const { return emitter_.source().path; }
     [[nodiscard]] objbus::ObjectTypeSpec type() const { return type_; }
     /// Whether this object and `other` serve the same object of the model.
-    [[nodiscard]] bool isSameObject(ServedObject const& other) const {
+    [[nodiscard]] bool servesSameModelObject(ServedObject const& other) const {
         return object_ != nullptr && object_ == other.object_;
     }
     [[nodiscard]] bool hasInterface(std::string const& interface) const;

@@ -143,7 +143,7 @@ void Server::replaceServedObject(std::string const& key) {
     auto const type = television_.type(key);
     auto added = type ? ServedObject::connect(*context_, key, *type) : nullptr;
     if (auto const old = objects_.find(pathOf(key)); old != objects_.end()) {
-        if (added && added->isSameObject(*old->second)) {
+        if (added && added->servesSameModelObject(*old->second)) {
             return;  // An earlier refresh of the key has announced this object.
         }
         emitManagerSignal(*old->second, "InterfacesRemoved",

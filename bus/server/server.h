@@ -82,7 +82,7 @@ private:
     CallFilter callFilter_;
     SendQueue sendQueue_;
     bool isTerminating_ = false;
-    bool isBusReadInterrupted_ = false;  ///< Memory ran out while the bus was read.
+    bool isBusReadPaused_ = false;  ///< Memory ran out while the bus was read.
     std::atomic<bool> isReplacementFailed_ = false;
     std::optional<ServedIterators> iterators_;
     std::optional<ObjectContext> context_;

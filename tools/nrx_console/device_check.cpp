@@ -231,7 +231,7 @@ bool checkDisconnect(objbus::RootInterface& root, std::string const& key) {
 
 }  // namespace
 
-bool checkFacadeRequirements(std::optional<std::string> const& disconnectKey) {
+bool checkFacadeRequirements(std::optional<std::string> const& keyForDisconnectCheck) {
     namespace keys = orvane::model_keys;
     bool hasAll = checkDeviceIdentifier();
     checkLog("error lines of the log", orvane::diagnostics::LOG_ERROR);
@@ -249,8 +249,8 @@ bool checkFacadeRequirements(std::optional<std::string> const& disconnectKey) {
     hasAll &=
         checkKey(*root, keys::SOURCE_SWITCH, objbus::OBJECT_TYPE_ACTION, connectOnce<ActionAccess>, ACTION_BUDGET);
     hasAll &= checkMissingKey();
-    if (disconnectKey) {
-        hasAll &= checkDisconnect(*root, keyFromWord(*disconnectKey));
+    if (keyForDisconnectCheck) {
+        hasAll &= checkDisconnect(*root, keyFromWord(*keyForDisconnectCheck));
     }
     return hasAll;
 }
