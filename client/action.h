@@ -33,8 +33,9 @@ using Answer = Result<std::vector<std::string>>;
 
 namespace detail {
 
-/// The identifier of the newest invocation of this layer, if the television does not set another identifier. Distinct,
-/// because the television notifies all clients of an action of each answer. Counts down from the largest number.
+/// The identifier of the newest invocation of this layer, if the television does not set another identifier. Each
+/// invocation has a distinct identifier, because the television sends each answer of an action to all clients of the
+/// action. Counts down from the largest number.
 inline std::atomic<unsigned int> NRX_EXPORT lastActionId = 0;
 
 /// The calls of an action that have no answer yet. Receives the answers from the access object.

@@ -123,7 +123,7 @@ public:
         }
         if (!keyState_.refusesIterators) {
             iteratedTable = table->object;
-            television_.iterators.insert(this);
+            television_.iteratorObservers.insert(this);
             receive(lineOf("ready", 0));
         }
         auto const former = std::exchange(tableOfIterator_, table);
@@ -132,7 +132,7 @@ public:
 
     void destroy() {
         iteratedTable != nullptr ? failIfThrowing(Call::destroyIterator) : void();
-        television_.iterators.erase(this);
+        television_.iteratorObservers.erase(this);
         iteratedTable = nullptr;
     }
 

@@ -118,7 +118,7 @@ struct ReferenceTelevision {
         bool const fits = object != nullptr && object->isTable();
         if (fits) {
             object->rows = rows;
-            for (ReferenceObserver const* const iterator : iterators) {
+            for (ReferenceObserver const* const iterator : iteratorObservers) {
                 iterator->iteratedTable == object ? iterator->receive(lineOf("update", 0)) : void();
             }
         }
@@ -130,7 +130,7 @@ struct ReferenceTelevision {
     bool isReachable = true;
     /// A registration may outlive the access object.
     std::vector<std::pair<std::shared_ptr<ReferenceObserver const>, ReferenceObject const*>> registrations;
-    std::set<ReferenceObserver const*> iterators;
+    std::set<ReferenceObserver const*> iteratorObservers;
     int connectRetryWaits = 0;  ///< The waits of clients for an object.
 };
 

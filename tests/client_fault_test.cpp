@@ -46,8 +46,9 @@ TEST_F(TelevisionTest, AClientOfAnActionWithOneIdentifierHasItsAnswers) {
     EXPECT_EQ(other.connect(0), 0);
     client::Action action(KEY);
     EXPECT_EQ(action.call({"never"}, std::chrono::milliseconds(500)).error().cause, client::Cause::NO_ANSWER);
-    client::detail::Watch<int>({}).notify(0);  // A television that notifies on the thread of a caller.
-    EXPECT_TRUE(action.call({}, LONG));        // The earlier call does not receive the answer.
+    client::detail::Watch<int>({}).notify(
+        0);  // Notifies as a television does that calls observers on the thread of a caller.
+    EXPECT_TRUE(action.call({}, LONG));  // The earlier call does not receive the answer.
     EXPECT_TRUE(action.call({"an", "early answer"}, std::chrono::milliseconds::max()));
     other.disconnect();
 }

@@ -1,4 +1,4 @@
-// Both televisions serve actions and tables, and refuse each text that they do not carry.
+// Both televisions serve actions and tables, and refuse each text that a message cannot contain.
 
 #include <climits>
 #include <set>

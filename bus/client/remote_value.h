@@ -75,7 +75,7 @@ protected:
     /// Called for every received value, on the connection's thread and in the order of the messages.
     virtual void handleValue(T const& /*value*/) {}
 
-    /// Writes the value, or a list's elements by position.
+    /// Writes the value. A list is written as a map of each element by its position.
     template <typename Written>
     int write(Written const& written) const {
         int const status = catchToStatus([&] {

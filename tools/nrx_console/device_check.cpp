@@ -32,7 +32,7 @@ using Clock = std::chrono::steady_clock;
 constexpr auto VALUE_BUDGET = 1000ms;
 constexpr auto ACTION_BUDGET = 100ms;
 
-// Each check prints its line through one of the next functions. `fail` returns false: the facade lacks something.
+// Each check prints its line through one of the next functions. `fail` prints what the facade lacks, and returns false.
 
 bool ok(std::string const& check, std::string const& found) {
     printLine(check + ": ok, " + found);

@@ -23,7 +23,8 @@ std::string const& rootInterfaceName() {
     return *name;
 }
 
-/// The model's form of a written value: a list by position, any other value unchanged.
+/// The form in which the model takes a written value: a list becomes a map of each element by its position; any other
+/// value stays unchanged.
 template <typename T>
 T const& modelForm(T const& value) {
     return value;
