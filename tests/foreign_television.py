@@ -42,10 +42,11 @@ def refuse(status):
 
 def send_long(action):
     """Sends longer messages than the contract allows."""
-    long = dbus.Array(["x" * (33 * 1024 * 1024)])
+    mebibyte = 1024 * 1024
+    long = dbus.Array(["", *["x" * mebibyte] * 33])
     get_object(MAIN_OBJ + "/list").UpdateProperties(BUS_NAME + ".StringList", {"Value": long})
     numbers = [dbus.Int16(0)] * 3
-    action.EmitSignal("", "Result", "ua(nnns)", [dbus.UInt32(0), [(*numbers, long[0])]])
+    action.EmitSignal("", "Result", "ua(nnns)", [dbus.UInt32(0), [(*numbers, "x" * (33 * mebibyte))]])
 
 
 def load(mock, _parameters):

@@ -3,9 +3,8 @@
 #include <grp.h>
 #include <pwd.h>
 
-#include <cerrno>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "television/environment.h"
 
@@ -20,14 +19,11 @@ std::optional<Number> find(int (*lookUp)(char const*, Entry*, char*, std::size_t
     if (auto const given = television::parseNumber<Number>(word)) {
         return given;
     }
-    constexpr std::size_t MOST_BYTES = std::size_t{1} << 20;
+    constexpr std::size_t MOST_BYTES = std::size_t{1} << 20;  // An entry of a group contains the names of its users.
+    auto const texts = std::make_unique_for_overwrite<char[]>(MOST_BYTES);
     Entry entry{};
     Entry* found = nullptr;
-    int result = ERANGE;
-    for (std::vector<char> texts(1024); result == ERANGE && texts.size() <= MOST_BYTES;
-         texts.resize(2 * texts.size())) {
-        result = lookUp(std::string(word).c_str(), &entry, texts.data(), texts.size(), &found);
-    }
+    int const result = lookUp(std::string(word).c_str(), &entry, texts.get(), MOST_BYTES, &found);
     return result == 0 && found != nullptr ? std::optional(entry.*number) : std::nullopt;
 }
 
