@@ -45,6 +45,6 @@ int main() {
     if (!watched || !written) {
         return fail(describe(watched ? written.error() : watched.error()));
     }
-    auto const received = isReady.get_future().wait_for(10s);  // The event returns from the television.
+    auto const received = isReady.get_future().wait_for(10s);  // The television also notifies the writer.
     return received == std::future_status::ready ? 0 : fail("the television does not send the event");
 }

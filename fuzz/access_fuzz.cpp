@@ -89,7 +89,8 @@ private:
         }
     }
 
-    /// Changes a key: often the key of an access object, with values of the kind that the access object expects.
+    /// Changes the object or the faults of a key: often the key of an access object, with values of the kind that the
+    /// access object expects.
     void changeAnyKey() {
         if (Slot const& user = slot(); bytes.nextBool() && user.access) {
             return applyRandomChange(user.reference->key, std::min(user.reference->kind, TABLE));

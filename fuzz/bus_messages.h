@@ -114,7 +114,7 @@ inline bool isReadAs(MessageItem const& item, std::string_view type) {
            (type != "a(nnns)" || std::all_of(item.items.begin(), item.items.end(), hasBytes));
 }
 
-// Convert values of the platform to items.
+// `itemOf` converts a value of the platform to a `MessageItem`. `fieldsOf` names the fields of a structure.
 
 inline auto fieldsOf(Argument& value) { return std::tie(value.tag, value.index, value.flags, value.value); }
 inline auto fieldsOf(TableSelection& value) { return std::tie(value.first, value.second, value.value); }

@@ -144,7 +144,7 @@ public:
     void setRootLookup(RootLookup answer);
     /// Makes later connects to `key` fail, until the fault is used up or replaced.
     void failConnects(std::string const& key, ConnectFault fault);
-    /// Makes later reads of strings and lists under `key` return another status; `{}` ends the fault.
+    /// Makes later reads of strings and lists under `key` return the fault's status; `{}` ends the fault.
     void failReads(std::string const& key, ReadFault fault);
     /// Makes `invoke` of the action under `key` return `status` without calling its script; 0 ends the fault.
     void failInvokes(std::string const& key, int status);

@@ -47,7 +47,8 @@ struct PlainKindTraits;
 NRX_PLAIN_KINDS(NRX_DESCRIBE_KIND)
 #undef NRX_DESCRIBE_KIND
 
-/// Calls `use.operator()<T>()` for the value type of each kind until a call returns true, and returns that result.
+/// Calls `use.operator()<T>()` for the value type of each kind until a call returns true. Returns whether a call
+/// returned true.
 template <typename Use>
 bool anyOfPlainKinds(Use const& use) {
     bool isUsed = false;

@@ -57,7 +57,7 @@ struct Operation {
     std::map<ObjectTypeSpec, Value> accepted;
     std::string number{};  ///< The text of a written number.
 
-    /// The log lines of a call, or of a call that is refused because the object has the type `refusing`.
+    /// The log lines of a successful call. With `refusing`, of a call that fails because the object has this type.
     [[nodiscard]] Lines lines(std::optional<ObjectTypeSpec> refusing, Lines inside = {}) const {
         if (refusing) {
             bool const large = refusing == OBJECT_TYPE_NUMERIC_INTEGER;

@@ -88,7 +88,7 @@ TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilDestruction) {
     logged();
     EXPECT_EQ(received({"a\0b"s, "\xff\xc0", "%s%n"}), (Calls{{"command", {"a\0b"s, "\xff\xc0", "%s%n"}}}));
     EXPECT_EQ(logged().at(4), FACADE.debug("onNRXCommandValueChanged", "parameter 2:   %s%n "));
-    refusesLogLinesOfOtherThreads = true;  // Refuses the log lines with the long lists.
+    refusesLogLinesOfOtherThreads = true;  // Without the long log lines.
     for (Strings const& list : {Strings(100'000, "x"), Strings{std::string(16U << 20U, 'y')}}) {
         EXPECT_TRUE((received(list) == Calls{{"command", list}}));
     }

@@ -34,7 +34,8 @@ inline std::string const PRODUCTION_TYPE = "torvi.sl2.str.orvfactory.production.
 inline std::string const FEATURE_CODE = "torvi.sl2.str.basic.settings.tv.featurecode";
 inline std::string const SOURCE_SWITCH = "torvi.sl2.action.source.switch";
 
-/// Returns the arguments of `usleep` since the last call, in microseconds. `usleep` does not sleep in this program.
+/// Returns the arguments of the calls of `usleep` since the last call of this function, in microseconds. `usleep` does
+/// not sleep in this program.
 std::vector<unsigned int> takeSleepMicroseconds();
 
 inline Lines operator+(Lines first, Lines const& second) {

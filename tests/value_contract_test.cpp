@@ -144,7 +144,7 @@ TEST_F(ConnectionContract, ADisconnectWaitsForTheCallToItsObserverAlone) {
     driver::set(key, 1);
     held.entered.get_future().wait();
     auto ending = std::async(std::launch::async, [&] { return client.disconnect() == 0 && held.isLeft; });
-    for (int cycle = 0; cycle < 500; ++cycle) {  // A disconnect that does not wait returns within the cycles.
+    for (int cycle = 0; cycle < 500; ++cycle) {  // A disconnect that wrongly does not wait has time to return.
         EXPECT_EQ(Client<int>(key).disconnect(), 0);
     }
     EXPECT_NE(ending.wait_for(std::chrono::seconds(0)), std::future_status::ready);

@@ -101,8 +101,9 @@ public:
         return status == support::STATUS_OK ? Result<void>() : failure(operation, Cause::STATUS, status);
     }
 
-    /// Installs the handler of a `Watch`. `read` connects, and may set its argument to a call with the current value.
-    /// Uses no member after the calls of the handler, because the handler may destroy this object.
+    /// Installs the handler of a `Watch`. `read` connects. If the handler is to be called with the current value,
+    /// `read` assigns this call to its argument. Uses no member after the calls of the handler, because the handler may
+    /// destroy this object.
     template <typename Handler, typename Read>
     Result<void> watch(Handler&& callable, Read const& read) {
         auto const calls = queue;

@@ -111,8 +111,8 @@ private:
     }
     void start(Call task) { task ? executor_(std::move(task)) : run(); }
 
-    /// Makes one waiting call, so that a task does not keep its thread. If another call runs, the thread `runner_`
-    /// makes this call later.
+    /// Makes only the first call that waits in the queue, so that one task does not occupy its thread for long. If
+    /// another call runs, the thread `runner_` makes this call later.
     void run() noexcept {
         std::unique_lock lock(mutex_);
         ++turns_;
