@@ -33,7 +33,7 @@ using Answer = Result<std::vector<std::string>>;
 
 namespace detail {
 
-/// The identifier of the newest invocation of this layer, if the television does not set another identifier. Each
+/// The identifier that this layer passed with its newest invocation. The television may replace the identifier. Each
 /// invocation has a distinct identifier, because the television sends each answer of an action to all clients of the
 /// action. Counts down from the largest number.
 inline std::atomic<unsigned int> NRX_EXPORT lastActionId = 0;

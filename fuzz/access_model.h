@@ -114,12 +114,12 @@ public:
         try {
             table->connect(1000);
             failIfThrowing(Call::type);
-            failIf(!table->object->isTable(), STATUS_NO_TABLE);
+            failIf(!table->object->isTable(), CREATE_STATUS_NO_TABLE);
             destroy();
             failIfThrowing(Call::createIterator);
         } catch (Failure const& failure) {
             table->simulateDestruction();
-            throw Failure{failure.status == STATUS_THROWS ? STATUS_THROWS : STATUS_NO_TABLE};
+            throw Failure{failure.status == STATUS_THROWS ? STATUS_THROWS : CREATE_STATUS_NO_TABLE};
         }
         if (!keyState_.refusesIterators) {
             iteratedTable = table->object;

@@ -87,7 +87,8 @@ void checkValues(std::vector<ModelObject> const& objects) {
     for (auto const& [key, content] : objects) {
         if (auto const* const value = std::get_if<television::Value>(&content)) {
             Words const again = wordsOf(typed(wordsOfValue(*value)));
-            expect(std::get<television::Value>(contentFromWords(TYPES[value->index()], again)) == *value, "a value");
+            expect(std::get<television::Value>(contentFromCommandWords(TYPES[value->index()], again)) == *value,
+                   "a value");
         }
     }
 }

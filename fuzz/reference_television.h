@@ -30,7 +30,7 @@ constexpr std::pair<char const*, Kind> KEYS[] = {{COMMAND, TEXTS},        {EVENT
 constexpr int VALUE_TYPE_BY_KIND[] = {VALUE_INT, VALUE_INT64, VALUE_STRING, VALUE_VECTOR, VALUE_VECTOR, VALUE_VECTOR};
 constexpr int STATUS_THROWS = INT_MAX;  ///< The status of an operation that ends with the television's exception.
 constexpr int STATUS_WITHDRAWN = 106;   ///< The simulated television's status for a withdrawn object.
-constexpr int STATUS_NO_TABLE = 4;
+constexpr int CREATE_STATUS_NO_TABLE = 4;
 constexpr char TEXT_WILDCARD[] = "any text";  ///< For an argument whose text the reference model does not know.
 
 /// Thrown by a failing operation of the reference model.

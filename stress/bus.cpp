@@ -47,7 +47,7 @@ struct Client final : orvane::NRXModelAccessClient {
     }
     void onNRXEventReceived(List const& /*list*/) override { fail("an event, which nobody sent"); }
 
-    /// Returns when `count` lists and an awaited list have arrived. The watchdog ends an endless wait.
+    /// Returns when at least `count` lists and the list of `isAwaited` have arrived. The watchdog ends an endless wait.
     void waitForLists(int count) const {
         while (lists < count || isAwaited) {
             std::this_thread::sleep_for(1ms);

@@ -31,7 +31,7 @@ public:
         setObjectListener([this](std::string const& key) {
             expect(key == "stress.other" && objects().size() >= 5, "only the other object comes and goes");
         });
-        if (constexpr int MOST = 300; ++publishRounds_ < MOST) {  // The television keeps withdrawn objects.
+        if (constexpr int MOST = 300; ++otherObjectPublishCount_ < MOST) {  // The television keeps withdrawn objects.
             publish("stress.other", 0);
             withdraw("stress.other");
         }
@@ -70,7 +70,7 @@ private:
         }
     }
 
-    std::atomic<int> publishRounds_ = 0;
+    std::atomic<int> otherObjectPublishCount_ = 0;
     std::jthread thread_;
 };
 

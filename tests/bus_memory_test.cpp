@@ -112,7 +112,7 @@ constexpr Operation OPERATIONS[] = {
     {"connect", doNothing,
      [](Clients& /*clients*/) {
          RecordingObserver<int> observer;
-         int const status = connectOnce("y", &observer);
+         int const status = connectAndDisconnect("y", &observer);
          EXPECT_EQ(root().disconnectObject("y", &observer, nullptr), 0);
          return status;
      }},

@@ -83,7 +83,7 @@ struct Clients {
 };
 
 // Operations of a client, which return a status. A failed operation changes no variable.
-inline int connectOnce(std::string const& key, Observer* observer = nullptr) {
+inline int connectAndDisconnect(std::string const& key, Observer* observer = nullptr) {
     Object* object = nullptr;
     int const status = root().connectObject(key, observer, object);
     EXPECT_EQ(object != nullptr, status == 0);

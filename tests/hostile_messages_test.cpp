@@ -9,8 +9,8 @@ struct Operation {
     char const* method;
     int (*perform)(Clients& clients);
 };
-constexpr Operation CONNECT{"x Type", [](auto& /*clients*/) { return connectOnce("x"); }};
-constexpr Operation CONNECT_NUMBER{"y Value", [](auto& /*clients*/) { return connectOnce("y"); }};
+constexpr Operation CONNECT{"x Type", [](auto& /*clients*/) { return connectAndDisconnect("x"); }};
+constexpr Operation CONNECT_NUMBER{"y Value", [](auto& /*clients*/) { return connectAndDisconnect("y"); }};
 constexpr Operation READ{"l Value", [](auto& clients) { return clients.list.statusOfRead(); }};
 // A failed read of a number returns the last value, which is 7.
 constexpr Operation READ_NUMBER{"n Value", [](auto& clients) { return clients.number.read() - 7; }};
@@ -119,6 +119,8 @@ TEST_F(HostileBus, InvalidSignalsAndSendersAreIgnored) {
         send({NOTHING, PROPERTIES_INTERFACE, PROPERTIES_CHANGED, body});
         send({LIST_PATH, MANAGER_INTERFACE, INTERFACES_REMOVED, makeBody("oas", LIST_PATH, 1, OBJECT)});
     }
+    send({LIST_PATH, PROPERTIES_INTERFACE, PROPERTIES_CHANGED,
+          makeBody("sa{sv}as", LIST_INTERFACE, 1, "Other", "s", "x", 1, "Other")});
     EXPECT_EQ(received(), Strings{});
     for (auto const& [what, signal] : std::initializer_list<std::pair<std::string, Signal>>{
              {"l",

@@ -44,7 +44,7 @@ std::weak_ptr<ScriptBinding> ScriptBinding::install(JSCContext* context, FacadeW
         jsc_value_object_set_property(native.get(), name, function.get());
     };
     add("attach", G_CALLBACK(+[](JSCValue* receiver, gpointer owner) {
-            return catchToStatus([&] { return bindingOf(owner).attach(receiver); });
+            return catchToStatus([&] { return bindingOf(owner).attach(receiver), STATUS_OK; });
         }),
         G_TYPE_INT, {JSC_TYPE_VALUE});
     add("detach",
@@ -65,7 +65,7 @@ std::weak_ptr<ScriptBinding> ScriptBinding::install(JSCContext* context, FacadeW
     return binding;
 }
 
-int ScriptBinding::attach(JSCValue* receiver) {
+void ScriptBinding::attach(JSCValue* receiver) {
     detach();
     auto queue = std::make_shared<ListQueue>([binding = weak_from_this()] {
         runOnMainContext([binding] {
@@ -78,7 +78,6 @@ int ScriptBinding::attach(JSCValue* receiver) {
     queue_ = std::move(queue);
     receiver_ = addRef(receiver);
     pendingCalls_ = 0;
-    return STATUS_OK;
 }
 
 void ScriptBinding::detach() {

@@ -31,7 +31,7 @@ public:
 
 private:
     // The script's native functions.
-    int attach(JSCValue* receiver);
+    void attach(JSCValue* receiver);
     void listen(char const* name, bool isOn);
     int call(char const* name, double id, char const* json);
 

@@ -49,8 +49,8 @@ void ObjectResyncQueue::start() {
             }
         }
         ++runningCount_;
-        auto const complete = [this, next, owner = ownerGeneration_](int status) {
-            if (owner == ownerGeneration_) {
+        auto const complete = [this, next, generation = resyncGeneration_](int status) {
+            if (generation == resyncGeneration_) {
                 end(next, status);
             }
         };
@@ -65,8 +65,8 @@ void ObjectResyncQueue::start() {
     }
 }
 
-void ObjectResyncQueue::clear() {
-    ++ownerGeneration_;
+void ObjectResyncQueue::cancelAll() {
+    ++resyncGeneration_;
     waiting_.clear();
     runningCount_ = 0;
 }
@@ -81,8 +81,8 @@ void ObjectResyncQueue::end(ObjectResync const& resync, int status) {
             resync.object->logFailure("read", status);
         }
         runStepOrRestartAllResyncs([&] {
-            modelState_.connection.runLater(resync.retryDelay, [this, resync, owner = ownerGeneration_] {
-                if (owner == ownerGeneration_) {
+            modelState_.connection.runLater(resync.retryDelay, [this, resync, generation = resyncGeneration_] {
+                if (generation == resyncGeneration_) {
                     runStepOrRestartAllResyncs([&] {
                         waiting_.push_back({resync.object, std::min(2 * resync.retryDelay, LAST_DELAY)});
                     });

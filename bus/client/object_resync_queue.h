@@ -22,8 +22,8 @@ public:
     void addAndStart(KeyEntry const& entry);
     /// Starts waiting resyncs until `MAX_RUNNING` resyncs run.
     void start();
-    /// Called when the television is gone. Drops all resyncs and ignores the replies to their calls.
-    void clear();
+    /// Drops all resyncs and ignores the replies to their calls. Called when the television is gone or has appeared.
+    void cancelAll();
 
 private:
     struct ObjectResync {
@@ -38,7 +38,7 @@ private:
     SharedModelState& modelState_;
     std::deque<ObjectResync> waiting_;
     std::size_t runningCount_ = 0;
-    std::uint64_t ownerGeneration_ = 0;  ///< The number of televisions that have gone.
+    std::uint64_t resyncGeneration_ = 0;  ///< The number of calls of `cancelAll`.
 };
 
 }  // namespace bus

@@ -248,7 +248,7 @@ void RemoteModel::handleObjectManagerSignal(sd_bus_message* signal) {
 
 void RemoteModel::handleNameVanished() {
     runNoexcept([this] { televisionPresence.setPresent(false, sharedDelivery()); });
-    resyncQueue_.clear();
+    resyncQueue_.cancelAll();
     television::MutexLock const lock(mutex);
     for (auto const& [key, entry] : entries_) {
         entry->attempts.clear();
@@ -264,7 +264,7 @@ void RemoteModel::handleNameVanished() {
 
 void RemoteModel::handleNameAppeared() {
     televisionPresence.setPresent(true, sharedDelivery());
-    resyncQueue_.clear();  // Drops the resyncs of an earlier call, which ran out of memory.
+    resyncQueue_.cancelAll();  // Drops the resyncs of an earlier call, which ran out of memory.
     {
         television::MutexLock const lock(mutex);
         for (auto const& [key, entry] : entries_) {

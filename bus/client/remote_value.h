@@ -68,7 +68,7 @@ public:
         requestValue(CallOrigin::INTERNAL, value, complete);
     }
 
-    /// Not analysed by Clang's thread safety analysis, because the caller locks the mutex through another expression.
+    /// Clang's thread safety analysis does not check this function, because the caller locks the mutex by another name.
     void handleTelevisionLoss() NRX_NOT_ANALYSED override { pendingResyncValue_.reset(); }
 
 protected:

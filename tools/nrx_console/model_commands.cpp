@@ -104,7 +104,7 @@ void write(Words const& arguments) {
     AnyObject object(arguments[0]);
     object.useValueType([&]<typename T>() {
         Content const content =
-            contentFromWords(television::PlainKindTraits<T>::NAME, {arguments.begin() + 1, arguments.end()});
+            contentFromCommandWords(television::PlainKindTraits<T>::NAME, {arguments.begin() + 1, arguments.end()});
         auto const& value = std::get<T>(std::get<television::Value>(content));
         expectAccepted(arguments[0], object.access().setValue(value));
     });

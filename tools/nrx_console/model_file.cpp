@@ -159,8 +159,8 @@ std::vector<ModelObject> readObjects(Json const& json) {
     return objects;
 }
 
-/// Parses strictly. The JSON library alone would keep the last of two members with the same name, and would report a
-/// number that is too large without the number's line.
+/// Parses strictly. The JSON library alone would keep the last of two members with the same name, and for a number that
+/// is too large would not report the line.
 Json parse(std::string const& text) {
     using Event = Json::parse_event_t;
     std::istringstream stream(text);
@@ -235,7 +235,7 @@ std::vector<ModelObject> readModelFile(std::string const& path) {
     }
 }
 
-Content contentFromWords(std::string const& type, Words const& words) {
+Content contentFromCommandWords(std::string const& type, Words const& words) {
     if (type == ACTION) {
         if (!words.empty()) {
             throw unexpected(words.front(), "nothing: an action has no value");

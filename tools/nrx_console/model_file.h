@@ -40,16 +40,16 @@ std::vector<ModelObject> readModelFile(std::string const& path);
 
 /// The content of an object of the type, from the words of a command. For a table, each word contains the columns of a
 /// row. For an object without content, the word is the number of its type. Throws `ModelError` or `CommandError`.
-Content contentFromWords(std::string const& type, Words const& words);
+Content contentFromCommandWords(std::string const& type, Words const& words);
 
-/// The words from which `contentFromWords` makes the value.
+/// The words from which `contentFromCommandWords` makes the value.
 Words wordsOfValue(television::Value const& value);
 
-/// The name of the type, as `contentFromWords` takes the name. For an object without content, the name and the number
-/// of the type.
+/// The name of the type, as `contentFromCommandWords` takes the name. For an object without content, the name and the
+/// number of the type.
 std::string typeName(objbus::ObjectTypeSpec type);
 
-/// The types that `contentFromWords` takes, separated by bars.
+/// The types that `contentFromCommandWords` takes, separated by bars.
 std::string typeNames();
 
 /// Calls `use.operator()<T>()` for the plain kind with the name. Its values have the type `T`. Returns whether the kind

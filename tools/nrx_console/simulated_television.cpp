@@ -60,7 +60,7 @@ Commands SimulatedTelevision::commands() {
     Commands const own{
         {"tv publish", "KEY " + typeNames() + " VALUE...", "publish an object; it replaces the key's earlier one",
          [this](auto const& arguments) {
-             Content const content = contentFromWords(arguments[1], {arguments.begin() + 2, arguments.end()});
+             Content const content = contentFromCommandWords(arguments[1], {arguments.begin() + 2, arguments.end()});
              validate_(content);
              publish({keyFromWord(arguments[0]), content});
          }},
@@ -113,7 +113,7 @@ void SimulatedTelevision::set(Words const& arguments) {
     if (!type || (type != objbus::OBJECT_TYPE_TABLE && !television_.get(key))) {
         throw unexpected(arguments[0], "the key of a value or a table");
     }
-    Content const changed = contentFromWords(typeName(*type), {arguments.begin() + 1, arguments.end()});
+    Content const changed = contentFromCommandWords(typeName(*type), {arguments.begin() + 1, arguments.end()});
     validate_(changed);
     if (auto const* const rows = std::get_if<television::Rows>(&changed)) {
         television_.setRows(key, *rows);
