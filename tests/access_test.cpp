@@ -110,7 +110,7 @@ Operation const OPERATIONS[] = {
 struct Refusal {
     RootLookup root = RootLookup::published;
     simulator::ConnectFault unavailable{.status = 0, .attempts = 0};
-    std::optional<int> type{};  ///< The object's type; empty: the access object's type.
+    std::optional<int> type{};  ///< The type of the model's object. Empty: the type that the access object expects.
     int failed = 5;             ///< The number in the log line.
 
     [[nodiscard]] int status() const { return type ? 6 : 5; }
