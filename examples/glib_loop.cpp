@@ -70,7 +70,7 @@ int main() {
     timer->call({"30"}, show);
     assert(volume.set(22));
     television.waitUntilDelivered();  // A task that calls `show` waits in the context.
-    timer.reset();                    // Destroys the action while the task waits.
+    timer.reset();                    // Destroys the action before the context runs the task.
     runUntil([&] { return levels.back() == 22; });
     assert(minutes.empty());  // The task has done nothing.
 }

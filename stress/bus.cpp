@@ -162,7 +162,7 @@ void run(int kills, int busKills, int leastFacades) {
     expect(client.starts <= rounds + 1 && longest <= 5s, "no start's list comes twice, and no list too late");
 }
 
-/// An observer for a moment, which checks every list that it receives. It receives nothing from actions and tables.
+/// An observer for a moment, which checks every list that it receives. It receives nothing from actions.
 struct ShortObserver final : objbus::ObserverVectorString {
     explicit ShortObserver(std::atomic<int>& all) : lists(all) {}
     void notifyStringVector(List const& list) override {
@@ -172,6 +172,17 @@ struct ShortObserver final : objbus::ObserverVectorString {
     }
 
     std::atomic<int>& lists;
+    std::atomic<bool> hasLeft = false;
+};
+
+struct ShortTableObserver final : objbus::ObserverTable {
+    explicit ShortTableObserver(std::atomic<int>& all) : updates(all) {}
+    void notifyUpdate(int /*update*/) override {
+        expect(!hasLeft, "nobody is notified after leaving");
+        ++updates;
+    }
+
+    std::atomic<int>& updates;
     std::atomic<bool> hasLeft = false;
 };
 
@@ -221,6 +232,7 @@ void runThreads(std::chrono::seconds duration) {
     auto& root = *static_cast<objbus::RootInterface*>(reference->getObject());
     std::atomic<bool> isStopping = false;
     std::atomic<int> lists = 0;
+    std::atomic<int> updates = 0;
     std::atomic<int> uses[3]{};
     std::vector<std::thread> threads;
     constexpr int THREADS = 10;
@@ -229,14 +241,19 @@ void runThreads(std::chrono::seconds duration) {
         threads.emplace_back([&, thread] {
             for (int number = thread + 1; !isStopping; number += THREADS) {
                 ShortObserver observer(lists);
+                ShortTableObserver tableObserver(updates);
                 uses[0] += useObject(root, orvane::model_keys::EVENT, &observer, callList, number) ? 1 : 0;
                 uses[1] += useObject(root, orvane::model_keys::SOURCE_SWITCH, &observer, callAction, number) ? 1 : 0;
-                uses[2] += useObject(root, "table", &observer, callTable, number) ? 1 : 0;
-                observer.hasLeft = true;
+                uses[2] += useObject(root, "table", &tableObserver, callTable, number) ? 1 : 0;
+                observer.hasLeft = tableObserver.hasLeft = true;
             }
         });
     }
-    for (auto const end = Clock::now() + duration; Clock::now() < end; std::this_thread::sleep_for(1s)) {
+    for (auto const end = Clock::now() + duration; Clock::now() < end;) {
+        for (int changes = 0; changes < 100; ++changes) {
+            processes.television->write("tv set table b\n");
+            std::this_thread::sleep_for(10ms);
+        }
         watchdog.kick();
         int const before = lists;
         processes.television->end(SIGKILL);
@@ -245,9 +262,10 @@ void runThreads(std::chrono::seconds duration) {
     }
     isStopping = true;
     std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
-    std::printf("ten threads used a list %d times, an action %d and a table %d times, and received %d lists\n",
-                uses[0].load(), uses[1].load(), uses[2].load(), lists.load());
-    expect(uses[0] != 0 && uses[1] != 0 && uses[2] != 0, "each kind of object is used");
+    std::printf(
+        "ten threads used a list %d times, an action %d and a table %d times, and received %d lists and %d updates\n",
+        uses[0].load(), uses[1].load(), uses[2].load(), lists.load(), updates.load());
+    expect(uses[0] != 0 && uses[1] != 0 && uses[2] != 0 && updates != 0, "each kind of object is used");
 }
 
 }  // namespace

@@ -75,7 +75,7 @@ struct BusMemory : HostileBus {
         }
         return status;
     }
-    /// Changes the list while the clients miss changes.
+    /// Changes the list without a signal, so that the clients miss the change.
     void change() { answersByMethod["l Value"] = replyWithList(missed = MISSED); }
 
     /// Expects that all clients receive the missed list, and replies and signals as before.
