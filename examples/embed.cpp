@@ -1,4 +1,4 @@
-// A web engine with the facade: construct, start and listen; write and read a list with a result.
+// A web engine with the facade: construct, start and listen. The writes and reads of a list return a result.
 
 #undef NDEBUG
 #include <cassert>
