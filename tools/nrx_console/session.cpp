@@ -15,7 +15,7 @@ namespace nrx_console {
 
 namespace {
 
-/// The text of an error of the line. Adds the line to an exception that the console did not throw.
+/// The text of an error of the line. If another component threw the exception, the text also contains the line.
 std::string textOf(std::exception const& error, std::string const& line) {
     constexpr std::size_t MOST_BYTES = 200;
     bool const isOurs =

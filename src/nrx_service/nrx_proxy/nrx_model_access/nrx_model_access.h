@@ -55,8 +55,9 @@ public:
                    std::shared_ptr<StringAccess> featureCode, std::shared_ptr<StringAccess> productionType);
     NRXModelAccess(NRXModelAccess const&) = delete;  ///< The lists' handlers hold the facade's address.
     NRXModelAccess& operator=(NRXModelAccess const&) = delete;
-    /// After the return, the lists created by the facade make no call to the client, except a call that runs this
-    /// destructor. Catches exceptions of the platform, after which registrations may remain.
+    /// When the destructor has returned, the lists that the facade created no longer call the client. Only a call of
+    /// the client that itself destroys the facade continues. Catches exceptions of the platform, after which
+    /// registrations may remain.
     ~NRXModelAccess() override;
 
     void setClient(NRXModelAccessClient* newClient) override;
