@@ -45,12 +45,14 @@ void Model::setObjectListener(ObjectListener listener) {
         }
         listener_.swap(next);
     }
-    delivery.waitWhileRunning(nullptr, this);  // The mutex is released, because the running call may lock it.
+    // The mutex is released during the wait, because a running call of the listener may lock the mutex.
+    delivery.waitWhileRunning(nullptr, this);
 }
 
 void Model::notifyListener(std::string const& name) {
     if (listener_) {
-        // The notification does not own the listener, because a delivery destroys notifications with its mutex held.
+        // The notification has only a weak pointer to the listener. The delivery destroys notifications with its mutex
+        // held, and the listener's destructor, which may lock mutexes, must not run then.
         delivery.post({{listener_->registration}, [weak = std::weak_ptr(listener_), name](auto const& /*recipient*/) {
                            if (auto const told = weak.lock()) {
                                told->listener(name);
@@ -107,7 +109,8 @@ int Model::disconnect(std::string const& name, objbus::Observer* observer, objbu
             }
         }
     }
-    delivery.waitWhileRunning(observer, source);  // The mutex is released, because the notification may lock it.
+    // The mutex is released during the wait, because a running notification may lock the mutex.
+    delivery.waitWhileRunning(observer, source);
     return ended == 0 && object != nullptr ? STATUS_NOT_CONNECTED : STATUS_OK;
 }
 

@@ -36,7 +36,8 @@ struct KeyEntry {
     ModelObject* published = nullptr;
     /// Includes withdrawn objects, because clients keep plain pointers to them.
     std::vector<std::unique_ptr<ModelObject>> currentAndWithdrawnObjects;
-    KeyCounts callCounts;  ///< Except the type queries, which are counted without the mutex.
+    /// Counts all operations except type queries. `KeyEntry::typeQueries` counts type queries without the mutex.
+    KeyCounts callCounts;
     /// Incremented by a load and a store, because an atomic increment would take as long as the query itself.
     std::atomic<int> typeQueries = 0;
     ConnectFault connectFault{STATUS_OK, false, 0};

@@ -119,7 +119,8 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     auto const iterator = std::make_shared<Iterator>(*this, observer, columns);
     decltype(iterators_)::PreparedInsertion prepared(iterator);
     iterator->post([](auto& ready) { ready.notifyIteratorReady(STATUS_OK); });
-    return iterators_.add(std::move(prepared));  // Last, because the earlier steps may run out of memory.
+    // The iterator is added after all steps that may run out of memory, so that a failed call adds no iterator.
+    return iterators_.add(std::move(prepared));
 }
 
 int TableObject::recordIteratorRequest(IteratorRequest request) {

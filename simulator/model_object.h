@@ -212,7 +212,8 @@ struct ObjectClasses {
     using PlainValueObject = ValueObjectAdapter<T, StoredValue<T>>;
     using Action = ActionObject;
     using Table = TableObject;
-    using Bare = ObservedModelObject<objbus::Object, objbus::Observer>;  ///< For a type without client operations.
+    /// The class of an object whose type has no client operations.
+    using Bare = ObservedModelObject<objbus::Object, objbus::Observer>;
 };
 
 }  // namespace simulator

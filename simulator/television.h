@@ -29,8 +29,9 @@ struct ActionAnswer {
     /// The action fails; the number is the observer's `error`.
     using Error = int;
 
-    int status = 0;                                          ///< The return value of `invoke`.
-    std::optional<unsigned int> actionId{};                  ///< Written to the caller's id unless empty.
+    int status = 0;  ///< The return value of `invoke`.
+    /// If this member has a value, `invoke` assigns the value to its argument `actionId`.
+    std::optional<unsigned int> actionId{};
     std::variant<std::monostate, Results, Error> outcome{};  ///< Sent on the delivery thread; nothing for `monostate`.
 };
 
@@ -53,7 +54,7 @@ struct ConnectFault {
     static constexpr int FOREVER = -1;  ///< Until the fault is replaced.
 
     int status = 1;               ///< The return value of `connectObject`.
-    bool handsOutObject = false;  ///< Sets the object, but does not register the observer.
+    bool handsOutObject = false;  ///< Whether a failing connect, which registers no observer, sets the object.
     int attempts = FOREVER;       ///< The number of failing attempts.
 };
 
@@ -77,7 +78,7 @@ enum class Call { none, connect, disconnect, type, read, write, invoke, createIt
 /// Numbers of the clients' operations on one key.
 struct KeyCounts {
     int connectAttempts = 0;           ///< Including failed attempts.
-    int disconnects = 0;               ///< Including observers that were not connected.
+    int disconnects = 0;               ///< Including disconnects of observers that were not connected.
     int disconnectsWithoutObject = 0;  ///< Disconnects with a null object.
     int typeQueries = 0;               ///< Exact if one thread asks at a time.
     int reads = 0;                     ///< Including failed reads.

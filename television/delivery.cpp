@@ -61,7 +61,7 @@ void Delivery::enqueue(Notification notification, void const* object, std::size_
         entry->sequenceNumber = ++postedCount_;
         queue_.splice(queue_.end(), added);
     }
-    posted_.notify_one();  // With the mutex released, so that the woken thread need not wait for it.
+    posted_.notify_one();  // The mutex is released, so that the woken thread does not wait for the mutex.
 }
 
 void Delivery::dropOldest(std::deque<Queue::iterator>& changes) {

@@ -29,7 +29,7 @@
 
 namespace television {
 
-/// A kind by the C++ type of its value.
+/// Describes the kind whose values have the C++ type `T`.
 template <typename T>
 struct PlainKindTraits;
 
@@ -97,8 +97,8 @@ std::size_t payloadSize(std::vector<T> const& values) {
     return size;
 }
 
-/// Converts the argument of a write operation to a value. A plain value stays unchanged. Elements by position become a
-/// list in the order of the positions, without gaps.
+/// Converts the argument of a write operation to a value. A plain value stays unchanged. A map from positions to
+/// elements becomes a list of the elements in the order of the positions, without gaps.
 template <typename T>
 T const& valueFromWriteArgument(T const& value) {
     return value;

@@ -122,7 +122,7 @@ bool levelAdmits(int severity) {
     return level != LogLevel::off && severity <= static_cast<int>(level);
 }
 
-/// Passes the line to the sink. Returns false without a sink.
+/// Passes the line to the sink. Returns false if there is no sink.
 bool sinkTakes(std::string_view text) {
     Shared& state = shared();
     MutexLock const lock(state.sinkMutex);
@@ -224,7 +224,8 @@ int debugCheckLevel(DebugLevelRecord* record) {
     television::LogCapture const* const capture = use.get();
     bool const admitted = capture != nullptr ? capture->admits(*record) : television::levelAdmits(severity);
     if (admitted) {
-        television::lastSeverity = severity;  // After the check, because the check may log.
+        // The severity is stored after the check, because the check may write a line and so store another severity.
+        television::lastSeverity = severity;
     }
     return admitted ? 1 : 0;
 }

@@ -47,7 +47,7 @@ public:
     /// with no log lock held.
     using Check = std::function<bool(DebugLevelRecord&)>;
 
-    /// Admits the lines that `check` admits, or all lines without a check.
+    /// Admits the lines that `check` admits. If `check` is empty, admits all lines.
     explicit LogCapture(Check check = {});
     LogCapture(LogCapture const&) = delete;
     LogCapture& operator=(LogCapture const&) = delete;
@@ -57,7 +57,7 @@ public:
     /// Returns and removes the captured lines, in the order of writing.
     [[nodiscard]] std::vector<Line> take();
 
-    /// For the log operations: returns the result of `check`, or true without a check.
+    /// For the log operations: returns the result of `check`, or true if `check` is empty.
     bool admits(DebugLevelRecord& record) const;
     /// For the log operations: adds a captured line.
     void add(Line line);

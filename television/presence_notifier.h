@@ -21,7 +21,8 @@ public:
         return presence_;
     }
 
-    /// `delivery` also notifies the listeners that are set from now on.
+    /// Changes the presence. The thread of `delivery` calls the current listener, and every listener that is set before
+    /// the next change.
     void setPresent(bool isPresent, std::shared_ptr<Delivery> delivery) NRX_EXCLUDES(mutex_) {
         std::function<void()> call;
         {
@@ -59,7 +60,8 @@ public:
         next = nullptr;
         call();
         if (delivery != nullptr) {
-            delivery->waitWhileRunning(nullptr, this);  // Waits unlocked: the listener may call this object.
+            // The mutex is released during the wait, because the listener may call this object.
+            delivery->waitWhileRunning(nullptr, this);
         }
     }
 
@@ -76,7 +78,8 @@ private:
         if (!listener_) {
             return [] {};
         }
-        // The notification does not own the listener, because a delivery destroys notifications with its mutex held.
+        // The notification has only a weak pointer to the listener. The delivery destroys notifications with its mutex
+        // held, and the listener's destructor, which may lock mutexes, must not run then.
         auto const call = [weak = std::weak_ptr(listener_), presence] {
             if (auto const told = weak.lock()) {
                 told->listener(presence);

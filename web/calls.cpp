@@ -13,7 +13,7 @@ namespace web {
 namespace {
 
 /// The arguments of a call. The parser calls this class and makes no lists of the JSON library, because the destructor
-/// of such a list allocates memory.
+/// of such a list allocates memory and ends the process if memory runs out.
 class Arguments final : public nlohmann::json_sax<nlohmann::json> {
 public:
     std::optional<std::string> name;  ///< The first argument, if the arguments are an array and the argument is a text.

@@ -13,7 +13,7 @@ namespace model_keys = orvane::model_keys;
 namespace {
 
 // Makes a value of the JSON library only from a text, because the destructor of the library's lists and objects
-// allocates memory.
+// allocates memory and ends the process if memory runs out.
 std::string toJson(std::string const& text) {
     return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }

@@ -11,7 +11,8 @@
 
 namespace web {
 
-/// A call's result: a status and, if the status is 0, the value's JSON text, or an empty text without a value.
+/// The result of a call: a status, and the JSON text of the value. The text is empty if the status is not 0 or the call
+/// has no value.
 struct Answer {
     int status = 0;
     std::string json;
@@ -43,14 +44,14 @@ public:
     /// The session does not call the client after the return.
     ~FacadeSession();
 
-    // Callable from any thread; never block:
+    // Any thread may call the following functions, which never block:
 
     void setListening(ListType type, bool isOn);
     /// Prevents a start that the worker thread has not begun.
     void cancelFacadeStart() { isFacadeStartCancelled_ = true; }
     [[nodiscard]] bool isFacadeStartCancelled() const { return isFacadeStartCancelled_; }
 
-    // For the worker thread only:
+    // Only the worker thread may call the following functions:
 
     /// Connects both lists.
     void start() { facade_.start(); }

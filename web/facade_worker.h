@@ -76,9 +76,10 @@ private:
     void reconnectListAccesses() noexcept;
 
     Executor const runOnMain_;
+    // At its end, the worker thread clears the main thread's members too. The main thread then waits in the destructor.
     std::shared_ptr<FacadeSession> session_;        // Main thread only; null while no document is attached.
     std::shared_ptr<FacadeSession> workerSession_;  // Worker thread only.
-    Tasks endSessionTask_;                          // Main thread only: what the worker does after the session.
+    Tasks endSessionTask_;                          // Main thread only. The worker's task that ends the session.
     Clock::time_point nextReconnect_;               // Worker thread only.
 
     television::Mutex mutex_;

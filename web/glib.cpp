@@ -17,7 +17,7 @@ void runOnMainContext(std::function<void()> task, int priority) {
         television::catchToStatus([&] { return (*static_cast<Task*>(data))(), television::STATUS_OK; });
         return G_SOURCE_REMOVE;
     };
-    // An idle source never runs the task inside this call, but g_main_context_invoke may.
+    // The task runs as an idle source, because g_main_context_invoke may run the task inside `runOnMainContext`.
     g_idle_add_full(priority, run, std::make_unique<Task>(std::move(task)).release(), destroy<Task>);
 }
 

@@ -17,7 +17,8 @@ public:
     int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override;
 
     void handleSignal(sd_bus_message* signal) override;
-    /// Not analysed by Clang's thread safety analysis, because the caller locks the mutex through another expression.
+    /// Clang's thread safety analysis does not check this function, because the analysis cannot see that the caller
+    /// locks `modelState().mutex`.
     void handleTelevisionLoss() NRX_NOT_ANALYSED override;
 
 private:

@@ -198,7 +198,8 @@ int RemoteModel::disconnect(std::string const& key, objbus::Observer* observer, 
             }
         }
     }
-    delivery.waitWhileRunning(observer, source);  // The mutex is released, because the notification may lock it.
+    // The mutex is released during the wait, because a running notification may lock the mutex.
+    delivery.waitWhileRunning(observer, source);
     return ended == 0 && object != nullptr ? television::STATUS_NOT_CONNECTED : television::STATUS_OK;
 }
 

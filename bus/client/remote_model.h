@@ -60,7 +60,7 @@ public:
 
 private:
     RemoteModel();
-    /// Not owning, because the model lives as long as the process.
+    /// The returned pointer does not own the delivery, because the delivery lives as long as the process.
     std::shared_ptr<television::Delivery> sharedDelivery() { return {std::shared_ptr<void>(), &delivery}; }
     void handleNameVanished() override;
     void handleNameAppeared() override;

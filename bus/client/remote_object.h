@@ -50,7 +50,7 @@ public:
 
     // Called on the connection's thread:
     /// Reads the object's value if an observer may be connected only after the value is known.
-    // NOLINTNEXTLINE(performance-unnecessary-value-param): an override keeps the function.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): passed by value, because an override moves `completion`.
     virtual void requestInitialValue(Completion completion) { completion(television::STATUS_OK); }
     /// Handles a signal from the object's path.
     virtual void handleSignal(sd_bus_message* signal) = 0;

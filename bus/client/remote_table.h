@@ -24,8 +24,8 @@ public:
 
     /// Handles a signal from the iterator's path, on the connection's thread.
     void handleSignal(sd_bus_message* signal);
-    // Both functions are called with the model state's mutex held. Clang's thread safety analysis does not check them,
-    // because the callers lock the mutex by a name that these functions do not know.
+    // The next two functions are called with `modelState_.mutex` held. Clang's thread safety analysis does not check
+    // the functions, because the analysis cannot see that the callers lock this mutex.
 
     /// Called when the television is gone. The next television may give the path to another iterator.
     void handleTelevisionLoss() NRX_NOT_ANALYSED;

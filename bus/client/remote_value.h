@@ -48,8 +48,8 @@ public:
                 this->markPublished();
                 pendingResyncValue_ = value;
             }
-            // Signals of changes before the read may arrive after the reply to the read. These signals arrive before
-            // the reply to `Sync`.
+            // The signal of a change that was made before the read may arrive after the reply to the read. Such a
+            // signal arrives before the reply to `Sync`.
             int const called = catchToStatus([&] {
                 this->connection().callAsync(
                     {MODEL_PATH, MODEL_INTERFACE, SYNC_METHOD}, CallOrigin::INTERNAL, {}, {},
@@ -68,14 +68,15 @@ public:
         requestValue(CallOrigin::INTERNAL, value, complete);
     }
 
-    /// Clang's thread safety analysis does not check this function, because the caller locks the mutex by another name.
+    /// Clang's thread safety analysis does not check this function, because the analysis cannot see that the caller
+    /// locks `modelState().mutex`.
     void handleTelevisionLoss() NRX_NOT_ANALYSED override { pendingResyncValue_.reset(); }
 
 protected:
     /// Called for every received value, on the connection's thread and in the order of the messages.
     virtual void handleValue(T const& /*value*/) {}
 
-    /// Writes the value. A list is written as a map of each element by its position.
+    /// Writes the value. The argument for a list is a map from positions to elements.
     template <typename Written>
     int write(Written const& written) const {
         int const status = catchToStatus([&] {
@@ -121,6 +122,7 @@ private:
         };
     }
 
+    /// Clang's thread safety analysis does not check this function, for the same reason as in `handleTelevisionLoss`.
     void handleFirstObserver() NRX_NOT_ANALYSED override {
         RemoteObject::handleFirstObserver();
         lastNotified_.reset();
@@ -134,8 +136,8 @@ private:
         this->endResync();
     }
 
-    /// Notifies the value that `resyncWithTelevision` read, unless a change arrived meanwhile or the observers know the
-    /// value.
+    /// Notifies the observers of the value that `resyncWithTelevision` read, unless a change arrived after the reply to
+    /// the read, or the observers received the same value last.
     void notifyValueReadByResync(std::shared_ptr<T const> const& value) {
         television::MutexLock const lock(this->modelState().mutex);
         if (pendingResyncValue_ != value || !this->isPublished()) {
@@ -179,7 +181,8 @@ private:
     }
 
     std::shared_ptr<T const> lastNotified_ NRX_GUARDED_BY(this->modelState().mutex);
-    /// Notified unless a change arrives first.
+    /// The value that `resyncWithTelevision` read. Null after a later change, because the observers must not receive
+    /// the older value then.
     std::shared_ptr<T const> pendingResyncValue_ NRX_GUARDED_BY(this->modelState().mutex);
 };
 

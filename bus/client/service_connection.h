@@ -34,7 +34,8 @@ using MessageBody = std::function<int(sd_bus_message* message)>;
 /// Receives the status of a call that has ended.
 using Completion = std::function<void(int status)>;
 
-/// The caller of a method. A client's call reconnects a lost bus at once, and starts the television if none is on.
+/// The caller of a method. A client's call reconnects a lost bus at once, and starts the television if no television is
+/// connected to the bus.
 enum class CallOrigin { CLIENT_REQUEST, INTERNAL };
 
 /// Receives events of the bus, on the connection's thread and with no lock held.
@@ -45,7 +46,8 @@ public:
     ServiceWatcher& operator=(ServiceWatcher const&) = delete;
     /// The television has lost the name.
     virtual void handleNameVanished() = 0;
-    /// A trusted television owns the name. Called again if it throws, or as `repeatNameAppearedLater` asks.
+    /// A trusted television owns the name. The connection calls this function again after an exception of this function
+    /// and after a call of `repeatNameAppearedLater`.
     virtual void handleNameAppeared() = 0;
     /// The television sent a signal.
     virtual void handleSignal(sd_bus_message* signal) = 0;
@@ -76,15 +78,15 @@ public:
     [[nodiscard]] bool isBusConnected() const { return isBusConnected_; }
 
     /// Calls the method and blocks until the reply or the deadline. A call not sent by then is never sent. Returns a
-    /// status. `arguments` and `reply` run on the connection's thread, and never after this function has returned.
+    /// status. The connection's thread calls `arguments` and `reply`, but never after this function has returned.
     /// `lateReply` reads a reply that arrives later.
     int call(Method method, Deadline deadline, MessageBody arguments, MessageBody reply, MessageBody lateReply = {});
 
-    /// Calls the method and does not wait. `completion` runs on the connection's thread, after `reply` or a failure.
+    /// Calls the method and does not wait. The connection's thread calls `completion` after `reply` or after a failure.
     void callAsync(Method method, CallOrigin origin, MessageBody arguments, MessageBody reply, Completion completion);
 
-    /// Calls the method without a reply, and does not wait. `arguments` runs later, on the connection's thread. If the
-    /// call must be sent but memory runs out, leaves the bus.
+    /// Calls the method without a reply, and does not wait. The connection's thread calls `arguments` later. If the
+    /// process lacks the resources to send the call and `leavesBusIfUnsent` is true, leaves the bus.
     void callNoReply(Method method, MessageBody arguments, bool leavesBusIfUnsent = false);
 
     /// Leaves the bus, and connects again: the television then releases all that it keeps for this process. Needs no
@@ -109,7 +111,8 @@ private:
     void disconnectBus();
     int initializeBus();
     void scheduleReconnect();
-    /// Calls the method and passes the reply to the handler, unless the slot is destroyed before.
+    /// Calls a method of the bus. Passes the reply to the handler, unless the slot is destroyed before the reply
+    /// arrives.
     template <void (ServiceConnection::*HANDLER)(sd_bus_message*), typename... Arguments>
     int callBusDaemon(Slot& slot, char const* method, Arguments const&... arguments);
     void handleNameOwner(std::string const& owner);
@@ -152,7 +155,7 @@ private:
     std::atomic<bool> isBusConnected_ = false;
     std::atomic<bool> isLeaveRequested_ = false;
 
-    // Used on the connection's thread alone.
+    // Only the connection's thread uses the members from here to `slots_`.
     bool isBusUnusable_ = true;                         ///< There is no usable bus.
     Deadline nextAttempt_{};                            ///< When to reconnect.
     std::chrono::milliseconds reconnectDelay_;          ///< The delay of the next `scheduleReconnect`.

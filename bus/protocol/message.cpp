@@ -48,7 +48,7 @@ int readArray(sd_bus_message* message, char const* contents, std::vector<Element
         while (sd_bus_message_at_end(message, 0) == 0) {
             NRX_TRY(endOfMessageToError(readElement(elements.emplace_back())));
             size += wireSize(elements.back());
-            if (size > MAX_MESSAGE_BYTES) {  // Checked before the next element takes memory.
+            if (size > MAX_MESSAGE_BYTES) {  // The size is checked before the next element takes memory.
                 return -EMSGSIZE;
             }
         }

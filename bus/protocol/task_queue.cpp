@@ -48,7 +48,7 @@ int TaskQueue::runTasks(sd_event_source* /*source*/, int descriptor, unsigned in
     for (auto const& task : due) {
         try {
             task();
-        } catch (...) {  // For example if memory runs out. The other tasks still run.
+        } catch (...) {  // A task throws, for example, if memory runs out. The other tasks still run.
         }
     }
     return 0;

@@ -18,7 +18,7 @@ public:
     explicit TaskQueue(sd_event* loop);
     TaskQueue(TaskQueue const&) = delete;
     TaskQueue& operator=(TaskQueue const&) = delete;
-    /// Called on the loop's thread or after the loop has ended. Drops the tasks that have not run.
+    /// Must be called on the loop's thread, or after the loop has ended. Drops the tasks that have not run.
     ~TaskQueue();
 
     /// Adds a task. Exceptions of the task are ignored.

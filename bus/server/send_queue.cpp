@@ -47,8 +47,8 @@ void SendQueue::sendWaiting() {
 bool SendQueue::hasSdBusQueueRoom() {
     std::uint64_t unsent = 0;
     sd_bus_get_n_queued_write(bus_, &unsent);
-    // `unsent` also counts replies, so `sdBusQueueSizes_` may still contain the sizes of sent messages. The sizes of
-    // all unsent messages stay in `sdBusQueueSizes_`.
+    // `unsent` also counts messages that this class did not send, for example replies. The sizes of some sent messages
+    // may therefore stay in `sdBusQueueSizes_`. The sizes of this class's unsent messages always stay.
     while (sdBusQueueSizes_.size() > unsent) {
         assert(sdBusQueueBytes_ >= sdBusQueueSizes_.front());
         sdBusQueueBytes_ -= sdBusQueueSizes_.front();

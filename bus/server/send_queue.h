@@ -30,17 +30,19 @@ public:
         std::weak_ptr<QueuedMessage> queued_;
     };
 
-    /// The bus outlives the queue.
+    /// The bus must outlive the queue.
     explicit SendQueue(sd_bus* bus) : bus_(bus) {}
 
     [[nodiscard]] sd_bus* bus() const { return bus_; }
 
     /// Sends a message now or later. `size` is the size of the contents. Returns 0 or a negative error number.
     int send(Message message, std::size_t size);
-    /// The same for a message of a series: replaces the last message of the series if the last message still waits.
+    /// Like `send`, for a message of a series. If the last message of the series still waits, the new message replaces
+    /// the last message.
     int sendOrReplace(Message message, std::size_t size, ReplaceableMessage& replaceable);
 
-    /// Sends waiting messages while sd-bus's queue has room. Must be called after sd-bus may have sent messages.
+    /// Sends waiting messages while sd-bus's queue has room. Must be called again whenever sd-bus may have sent
+    /// messages.
     void sendWaiting();
     [[nodiscard]] bool isWaiting() const { return !waiting_.empty(); }
 

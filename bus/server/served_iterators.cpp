@@ -229,7 +229,7 @@ int ServedIterators::handleCreate(sd_bus_message* call, ServedObject const& tabl
     auto const position = iterators_.emplace(path, std::move(served)).first;
     try {
         clientPaths_[client].insert(path);
-        // Precedes the signals, which wait for the loop.
+        // The reply precedes the iterator's signals, because the loop sends the signals later.
         if (int const result = sd_bus_reply_method_return(call, "o", path.c_str()); result >= 0) {
             return result;
         }

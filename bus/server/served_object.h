@@ -14,7 +14,7 @@ namespace bus::server {
 
 class ServedIterators;
 
-/// The state that the served objects share. Outlives the objects.
+/// The state that the served objects share. Must outlive the objects.
 struct ObjectContext {
     SendQueue& sendQueue;
     ServerLoop& loop;
@@ -42,7 +42,7 @@ public:
         return object_ != nullptr && object_ == other.object_;
     }
     [[nodiscard]] bool hasInterface(std::string const& interface) const;
-    /// The model's object as the class for its type.
+    /// Returns the model's object as an `Object`, which must be the interface of the object's type.
     template <typename Object>
     [[nodiscard]] Object& as() const {
         assert(dynamic_cast<Object*>(object_) != nullptr);

@@ -84,7 +84,7 @@ Server::~Server() {
         if (sd_bus_is_open(bus_.get()) > 0) {
             runTasks();  // Sends the changes so far.
         }
-    } catch (...) {  // For example if memory runs out or the bus is lost.
+    } catch (...) {  // `runTasks` throws, for example, if memory runs out or the bus is lost.
     }
     television_.setObjectListener({});
     objects_.clear();

@@ -21,7 +21,7 @@ namespace bus::server {
 Bus connectToBus(std::string const& address);
 
 /// Serves a simulated television on a bus with the interfaces of bus/nrx.Television1.xml. The server is a client of the
-/// television. Used on the loop's thread. The television and the loop outlive the server.
+/// television. Used on the loop's thread. The television and the loop must outlive the server.
 class Server {
 public:
     /// Adds the television's objects to the bus, for the clients that have permission. Throws `std::runtime_error`.

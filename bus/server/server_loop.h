@@ -8,7 +8,7 @@
 
 namespace bus::server {
 
-/// The server's event loop, and the objects that the television's notifications use. Outlives the television.
+/// The server's event loop, and the objects that the television's notifications use. Must outlive the television.
 struct ServerLoop {
     EventLoop const loop = makeEventLoop();
     TaskQueue tasks{loop.get()};

@@ -37,7 +37,7 @@ struct SignalSource {
 /// emission. Copies share one state.
 class SignalEmitter {
 public:
-    /// The queues outlive all calls that emit.
+    /// The queues must outlive all calls that emit.
     SignalEmitter(SendQueue& sendQueue, TaskQueue& tasks, SignalSource source)
         : state_(std::make_shared<State>(State{sendQueue, tasks, std::move(source)})) {}
 

@@ -176,7 +176,8 @@ constexpr sd_bus_vtable TABLE_VTABLE[] = {
     SD_BUS_VTABLE_END,
 };
 
-constexpr std::size_t MAX_LISTED_BYTES = std::size_t{64} * 1024;  ///< The largest value in a list of all objects.
+/// `GetManagedObjects` and `InterfacesAdded` omit a value with a larger payload.
+constexpr std::size_t MAX_LISTED_BYTES = std::size_t{64} * 1024;
 
 template <typename T>
 int appendValue(sd_bus_message* message, ServedObject const& object, std::size_t& remainingBytes) {
