@@ -1,6 +1,6 @@
 // Measures the time from a change in the television's process until a client in another process receives the change.
-// Compares the facade with a client that uses sdbus-c++ directly. Takes Google Benchmark's options. Starts itself as
-// the television and as the clients.
+// Compares the facade with a client that uses sdbus-c++ directly. Takes Google Benchmark's options. The television
+// and the clients are child processes that run this executable.
 
 #include <malloc.h>
 #include <sdbus-c++/sdbus-c++.h>

@@ -92,7 +92,8 @@ void restrictToOneProcessor(bool isRestricted) {
     for (std::size_t processor = 0; processor < (isRestricted ? 1U : CPU_SETSIZE); ++processor) {
         CPU_SET(processor, &processors);
     }
-    ::sched_setaffinity(0, sizeof processors, &processors);  // No restriction if processor 0 is not allowed.
+    // If the process may not use processor 0, this call fails and the process stays unrestricted.
+    ::sched_setaffinity(0, sizeof processors, &processors);
 }
 
 void serveTelevision(char const* address) { Television(address).serve(); }

@@ -7,7 +7,8 @@
 #include "measure.h"
 #include "tests/child_process.h"
 
-// The shared parts of the benchmarks over the message bus. Each program starts itself as the television.
+// The shared parts of the benchmarks over the message bus. The television is a child process that runs the benchmark's
+// executable.
 
 namespace bench {
 

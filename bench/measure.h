@@ -27,7 +27,8 @@ inline void keepObservable(void const* memory) {
     benchmark::ClobberMemory();
 }
 
-/// Receives the lists of all benchmarks. The class is hidden, so that every call is a virtual call.
+/// Receives the lists of all benchmarks. The client's class is defined in another source file, so that every call is a
+/// virtual call.
 orvane::NRXModelAccessClient& client();
 
 /// Prevents the heap from returning memory to the system. Otherwise a call's time depends on the earlier benchmarks.

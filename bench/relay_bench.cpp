@@ -11,7 +11,7 @@ namespace bench {
 
 namespace {
 
-// Each class makes a value from a list, relays the value, and calls the client with the list in the value.
+// Each class below makes a value from a list, relays the value, and calls the client with the list in the value.
 
 /// The facade as an embedding process uses it.
 class Relay {

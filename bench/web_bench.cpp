@@ -1,5 +1,6 @@
-// Measures the time from a change in the television's process to a page in a web engine, and compares it with a minimal
-// extension of the engine. Takes Google Benchmark's options. Starts itself as the televisions.
+// Measures the time from a change in the television's process until a page in a web engine receives the change.
+// Compares this time with the time of a minimal extension of the engine. Takes Google Benchmark's options. The
+// televisions are child processes that run this executable.
 
 #include <fcntl.h>
 #include <poll.h>

@@ -31,7 +31,7 @@ public:
             television_.connectRetryWaits += !isFound && budgetMs > 0 ? 1 : 0;
         } while (!isFound && --attempts > 0);
         failIf(!isFound, STATUS_ERR_CONNECT_FAILED);
-        if (!fails) {  // A failing television reports success without a registration.
+        if (!fails) {  // A connect that fails may report success, but registers no observer.
             television_.registrations.emplace_back(shared_from_this(), keyState_.object);
             keyState_.notifiesDuringConnect ? television_.set(keyState_.object, Value(keyState_.object->value)) : false;
         }

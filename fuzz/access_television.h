@@ -13,7 +13,7 @@ void runBoth(Reference& reference, Original& original, Operation const& operatio
     expect(statusOf([&] { return operation(original); }) == expected, "an operation ends as the reference model's");
 }
 
-/// The same for an operation with an output argument. Also expects the same output.
+/// Runs an operation with an output argument as the function above does. Also expects the same output.
 template <typename Reference, typename Original, typename Output, typename Operation>
 void runBoth(Reference& reference, Original& original, Output const& output, Operation const& operation) {
     Output outputs[] = {output, output};
@@ -145,7 +145,7 @@ protected:
             return expected.index == actual.index &&
                    (expected.value == TEXT_WILDCARD || expected.value == actual.value);
         };
-        bool const isInvoked = invocations.size() == 2;  // The first is the reference model's invocation.
+        bool const isInvoked = invocations.size() == 2;  // `invocations[0]` is the reference model's invocation.
         expect(isInvoked ? std::ranges::equal(invocations[0], invocations[1], isSame) : invocations.empty(),
                "the arguments arrive with the action");
     }

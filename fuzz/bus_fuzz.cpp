@@ -87,7 +87,8 @@ int statusIn(std::string const& text) {
     return isStatus ? static_cast<int>(number) : static_cast<int>(television::STATUS_NOT_UNDERSTOOD);
 }
 
-/// A character code, often near a limit of valid codes, encoded in one to four bytes, also in a wrong number of bytes.
+/// Returns the encoding of a character code. The code is often near a limit of the valid codes. The encoding has one to
+/// four bytes, even if the code needs another number of bytes.
 std::string makeCode(Bytes& bytes) {
     constexpr int EDGES[] = {0x80, 0x800, 0xD800, 0xE000, 0xFDD0, 0xFDF0, 0xFFFE, 0x10000, 0x1FFFE, 0x10FFFE, 0x110000};
     int const code = bytes.nextBool() ? bytes.pick(EDGES) + bytes.number(-2, 2) : bytes.number(0, 0x1FFFFF);

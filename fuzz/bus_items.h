@@ -105,7 +105,7 @@ inline void makeValid(MessageItem& item) {
                                  : item.number;
 }
 
-/// Makes arguments with the signature, and changes up to three items, which may also change the signature.
+/// Makes arguments with the signature, and then changes up to three items. A change may also change the signature.
 inline MessageItem makeArguments(Bytes& bytes, std::string_view signature) {
     MessageItem root = makeItem(bytes, '(' + std::string(signature) + ')');
     for (int count = bytes.number(0, 3); count > 0 && !root.items.empty(); --count) {

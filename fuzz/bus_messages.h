@@ -30,7 +30,8 @@ constexpr MessageMember SIGNALS[] = {
     {bus::ITERATOR_INTERFACE, "Updated", "i"},
 };
 
-/// Makes a received message with the content from `append`. Returns null if `append` fails.
+/// Makes a message with the content from `append`. The message can be read like a received message. Returns null if
+/// `append` fails.
 template <typename Append>
 bus::Message makeMessage(MessageMember const& member, bool isMethodCall, Append const& append) {
     static bus::Bus const local = [] {

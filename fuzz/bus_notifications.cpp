@@ -43,11 +43,11 @@ struct RecordingObserver final : ObserverNumericInteger,
     std::vector<MessageItem> received;
 };
 
-/// The type of an object, or `ITERATOR`, and the interface of its signals or of its value.
+/// An object or an iterator of the television that sends the signals.
 struct Source {
-    int type;
-    char const* interface;
-    char const* valueType = nullptr;
+    int type;                         ///< The object's type, or `ITERATOR`.
+    char const* interface;            ///< The interface of the signals or of the value.
+    char const* valueType = nullptr;  ///< The D-Bus type of the value; null if the object has no value.
 };
 constexpr int ITERATOR = 100;
 constexpr Source SOURCES[] = {{1, INTEGER_INTERFACE, "i"},

@@ -153,7 +153,7 @@ std::string commandLine(Bytes& bytes, Console const& console) {
         } else if (way == 0 || way > 8) {
             return line;
         } else if (way == 1) {
-            line += text(bytes);  // May be no word, or several words.
+            line += text(bytes);  // The text may contain no word, or several words.
         } else {
             line += way == 2 ? std::to_string(bytes.number<int>()) : typed(text(bytes));
         }
@@ -185,7 +185,7 @@ Words answerTo(Console& console, std::string const& line) {
     return std::exchange(answers, {});
 }
 
-/// Checks that the shown value of each object can be typed, and is the same afterwards.
+/// Checks that the shown value of each object can be typed in a command, and that the command sets the same value.
 void checkShown(Console& console) {
     console.executeUnlessQuit("tv on");
     for (std::string const& object : answerTo(console, "list")) {

@@ -65,7 +65,7 @@ inline bool appendItems(sd_bus_message* message, MessageItem const& root) {
     return std::ranges::all_of(root.items, [&](MessageItem const& item) { return appendItem(message, item) >= 0; });
 }
 
-/// Creates a server, and replaces the bus at the other end of the server's connection.
+/// Creates a server, and acts as the bus at the other end of the server's connection.
 class FakeBus {
 public:
     explicit FakeBus(Bytes& from) : bytes(from) {

@@ -131,7 +131,7 @@ struct ReferenceTelevision {
     /// A registration may outlive the access object.
     std::vector<std::pair<std::shared_ptr<ReferenceObserver const>, ReferenceObject const*>> registrations;
     std::set<ReferenceObserver const*> iteratorObservers;
-    int connectRetryWaits = 0;  ///< The waits of clients for an object.
+    int connectRetryWaits = 0;  ///< How often clients have waited after a failed connect.
 };
 
 }  // namespace fuzz

@@ -1,5 +1,5 @@
 // Several clients make random calls to a television on a bus, while the television's model changes and clients leave.
-// The fake bus replaces the bus daemon and all clients. Messages carry the clients' names.
+// The fake bus acts as the bus daemon and as all clients. Messages carry the clients' names.
 
 #include <csignal>
 #include <cstring>
@@ -11,7 +11,7 @@
 namespace fuzz {
 namespace {
 
-/// The content that the television must have after its replies.
+/// Changes the television, sends calls to its server, and computes from the replies what the television must contain.
 class Run {
 public:
     explicit Run(Bytes& from) : bytes(from), fakeBus(from) {

@@ -8,7 +8,7 @@
 namespace fuzz {
 namespace {
 
-/// A locale of the host, which must change no text.
+/// A locale that the embedding process may set. The locale must not change the texts of values.
 struct GroupedDigits : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
     std::string do_grouping() const override { return "\3"; }
@@ -28,7 +28,8 @@ public:
         constexpr void (Program::*STEPS[])(Target, Target) = {
             &Program::store,  &Program::storeText, &Program::setMember, &Program::construct,
             &Program::assign, &Program::append,    &Program::erase};
-        constexpr std::size_t ENOUGH = 500;  // No step starts from this size on: a step may double the size.
+        // No step starts when the values have this total size or more, because a step may double the size.
+        constexpr std::size_t ENOUGH = 500;
         for (std::size_t size = 0; bytes_.isLeft() && size < ENOUGH;) {
             auto const step = bytes_.pick(STEPS);
             Target const at = target();

@@ -47,7 +47,7 @@ struct Client final : orvane::NRXModelAccessClient {
     }
     void onNRXEventReceived(List const& /*list*/) override { fail("an event, which nobody sent"); }
 
-    /// Returns when at least `count` lists and the list of `isAwaited` have arrived. The watchdog ends an endless wait.
+    /// Returns when at least `count` lists have arrived and `isAwaited` is false. The watchdog ends an endless wait.
     void waitForLists(int count) const {
         while (lists < count || isAwaited) {
             std::this_thread::sleep_for(1ms);
@@ -58,7 +58,7 @@ struct Client final : orvane::NRXModelAccessClient {
     std::atomic<int> starts = 0;
     ReceivedListChecker sequence{};
     std::atomic<bool> hasMissed = false;
-    std::atomic<bool> isAwaited = false;
+    std::atomic<bool> isAwaited = false;           ///< The next list makes this false.
     std::atomic<Clock::time_point> awaitedTime{};  ///< When the awaited list arrived.
 };
 
@@ -69,7 +69,7 @@ std::unique_ptr<NRXModelAccess> makeListeningFacade(Client& client) {
     return access;
 }
 
-/// The other process: writes the lists of all numbers through the same platform library until the process is killed.
+/// Runs in the other process: writes a list for each number through the platform library until the process is killed.
 [[noreturn]] void write() {
     NRXModelAccess access;
     for (int number = 1;; ++number) {
@@ -162,7 +162,7 @@ void run(int kills, int busKills, int leastFacades) {
     expect(client.starts <= rounds + 1 && longest <= 5s, "no start's list comes twice, and no list too late");
 }
 
-/// An observer for a moment, which checks every list that it receives. It receives nothing from actions.
+/// An observer that is registered for a short time. Checks every list that it receives. Actions do not notify it.
 struct ShortObserver final : objbus::ObserverVectorString {
     explicit ShortObserver(std::atomic<int>& all) : lists(all) {}
     void notifyStringVector(List const& list) override {

@@ -54,7 +54,7 @@ public:
 
 private:
     void runChanges(std::stop_token const& stop) {
-        constexpr int MOST_PENDING = 50;  // Otherwise the notifications would fill the memory.
+        constexpr int MOST_PENDING = 50;  // Without this limit, pending notifications would fill the memory.
         for (int number = 1; !stop.stop_requested(); ++number) {
             List const list = encodeList(number);
             numberInListsBeingSet = number;

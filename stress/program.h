@@ -22,7 +22,7 @@ namespace stress {
 }
 inline void expect(bool condition, char const* what) { condition ? void() : fail(std::string("expected: ") + what); }
 
-/// The whole number in an argument, or the default without the argument. Fails if the argument is no whole number.
+/// Returns the whole number in the argument at `position`, or `defaultNumber` if there is no such argument.
 inline int numberAt(int position, int argc, char** argv, int defaultNumber) {
     if (position >= argc) {
         return defaultNumber;
@@ -43,7 +43,7 @@ void waitUntil(Condition const& condition) {
 
 using List = std::vector<std::string>;
 
-/// The list of a number above 0. Each element contains the number. The number determines the count and the length.
+/// Makes a list from a number above 0. Each element contains the number, which determines the count and the length.
 inline List encodeList(int number) {
     return List(1 + static_cast<std::size_t>(number) % 40,
                 std::to_string(number) + std::string(static_cast<std::size_t>(number) * 7 % 300, '.'));

@@ -57,7 +57,7 @@ struct Operation {
     std::map<ObjectTypeSpec, Value> accepted;
     std::string number{};  ///< The text of a written number.
 
-    /// The log lines of a successful call. With `refusing`, of a call that fails because the object has this type.
+    /// The log lines of a call. If `refusing` is set, the call fails because the object has the type `refusing`.
     [[nodiscard]] Lines lines(std::optional<ObjectTypeSpec> refusing, Lines inside = {}) const {
         if (refusing) {
             bool const large = refusing == OBJECT_TYPE_NUMERIC_INTEGER;
@@ -110,7 +110,7 @@ Operation const OPERATIONS[] = {
 struct Refusal {
     RootLookup root = RootLookup::published;
     simulator::ConnectFault unavailable{.status = 0, .attempts = 0};
-    std::optional<int> type{};  ///< The type of the model's object. Empty: the type that the access object expects.
+    std::optional<int> type{};  ///< The type of the model's object; if empty, the type that the access object expects.
     int failed = 5;             ///< The number in the log line.
 
     [[nodiscard]] int status() const { return type ? 6 : 5; }
@@ -230,7 +230,7 @@ TEST_P(AccessTest, ExceptionsOfTheModelLeaveNoRegistration) {
     tv.publishTable(KEY, {});
     beforeLogLineOfTestThread = [] {
         throw std::bad_alloc();
-    };  // The log throws at the mismatch; then the model throws, too.
+    };  // The log throws when a connect logs the wrong type. In the second round, the model's disconnect also throws.
     for (Call const call : {Call::none, Call::disconnect}) {
         tv.throwFrom(KEY, call);
         EXPECT_THROW(value.connect(0), std::bad_alloc);

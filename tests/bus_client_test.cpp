@@ -170,7 +170,7 @@ TYPED_TEST(LostValue, IsRecoveredFromTheNextTelevisionThatPublishesIt) {
         driver::withdraw(this->key);
         driver::publish(this->key, this->values[1]);
         this->expectReceived({this->values[0]}, client, later);
-        EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);  // Only a new television restores the object.
+        EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);  // The withdrawal ends only with a new television.
         EXPECT_EQ(later.write(this->values[1]), STATUS_WITHDRAWN);
         EXPECT_EQ(client.disconnect() + later.disconnect(), 0);
     }

@@ -52,7 +52,7 @@ struct Television : ::testing::Environment {
         if (!program) {
             return;
         }
-        // `listObjects` synchronizes the threads, because ThreadSanitizer sees no synchronization by another process.
+        // Synchronizes the threads for ThreadSanitizer, which does not see that another process synchronizes them.
         std::map<std::string, objbus::ObjectTypeSpec> listed;
         bus::listObjects(listed);
         std::string const mark = "# " + std::to_string(++marks);

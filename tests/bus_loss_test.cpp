@@ -1,4 +1,4 @@
-// Actions, iterators, presence and the client layer when a television on a bus is lost and returns.
+// Tests actions, iterators, presence and the client layer while a television on a bus is lost and after it returns.
 
 #include "bus/bus_platform.h"
 #include "client/action.h"

@@ -78,7 +78,7 @@ struct BusMemory : HostileBus {
     /// Changes the list without a signal, so that the clients miss the change.
     void change() { answersByMethod["l Value"] = replyWithList(missed = MISSED); }
 
-    /// Expects that all clients receive the missed list, and replies and signals as before.
+    /// Expects that all clients receive the missed list, and then receive replies and signals as before.
     void restore() {
         serveUntilDone(bus::waitUntilDelivered);
         for (bool isMissing = !std::exchange(missed, {}).empty(); isMissing;) {

@@ -20,7 +20,7 @@
 
 namespace test {
 
-/// A child process, which the kernel ends with this process. A socket is its standard input and output.
+/// A child process. The kernel ends the child when this process ends. A socket is its standard input and output.
 class ChildProcess {
 public:
     explicit ChildProcess(std::vector<std::string> words) {
@@ -91,7 +91,7 @@ inline std::unique_ptr<ChildProcess> startBus(std::string& address) {
     auto bus = std::make_unique<ChildProcess>(
         std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--print-address", option});
     std::string const printed = bus->readLine();
-    address = printed.substr(0, printed.find(','));  // Without the identifier of this bus.
+    address = printed.substr(0, printed.find(','));  // Drops the bus's identifier: a later bus has another.
     return bus;
 }
 

@@ -1,4 +1,4 @@
-// The layer in client/, with every television.
+// Tests the layer in client/ with every television.
 
 #include <numeric>
 #include <thread>

@@ -35,7 +35,7 @@ TEST_F(TelevisionTest, AClientThatCannotBeDisconnectedReceivesNothingMore) {
 }
 
 TEST_F(TelevisionTest, AClientOfAnActionWithOneIdentifierHasItsAnswers) {
-    ActionAccess other(KEY);  // Its answers are also notified to the client.
+    ActionAccess other(KEY);  // `action` also receives the answers to the calls of `other`.
     tv.publishAction(KEY, [&](auto const& arguments) {
         if (unsigned int id = 0; arguments.size() == 2) {  // The answer arrives before the client's `invoke` returns.
             other.invoke(id, {});
@@ -47,7 +47,7 @@ TEST_F(TelevisionTest, AClientOfAnActionWithOneIdentifierHasItsAnswers) {
     client::Action action(KEY);
     EXPECT_EQ(action.call({"never"}, std::chrono::milliseconds(500)).error().cause, client::Cause::NO_ANSWER);
     client::detail::Watch<int>({}).notify(
-        0);  // Notifies as a television does that calls observers on the thread of a caller.
+        0);  // Notifies like a television that calls an observer on the thread of a client's call.
     EXPECT_TRUE(action.call({}, LONG));  // The earlier call does not receive the answer.
     EXPECT_TRUE(action.call({"an", "early answer"}, std::chrono::milliseconds::max()));
     other.disconnect();

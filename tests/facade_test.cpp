@@ -99,7 +99,7 @@ TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilDestruction) {
 
 TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
     ValueObject const list = listOf({ValueObject("x"s), ValueObject(2), ValueObject(true)});
-    beforeLogLineOfTestThread = [this] { EXPECT_EQ(client.take(), Calls{}); };  // The client is called after all lines.
+    beforeLogLineOfTestThread = [this] { EXPECT_EQ(client.take(), Calls{}); };  // All lines precede the client's call.
     for (bool const command : {true, false}) {
         facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);
         logged();
@@ -155,7 +155,7 @@ TEST_F(FacadeTest, InjectedAccessObjectsAreUsedAndReleasedLast) {
     EXPECT_EQ(received({"no handler"}), Calls{});
     facade->requestStartNRXService();
     beforeLogLineOfTestThread = [&] { released.push_back(std::to_string(tv.counts(SOURCE_SWITCH).disconnects)); };
-    facade.reset();  // The destructor disconnects the action between its two log lines.
+    facade.reset();  // The destructor disconnects the action between the destructor's two log lines.
     EXPECT_EQ(released, (Lines{"0", "1", "production", "feature", "version", COMMAND, EVENT}));
 }
 

@@ -59,7 +59,7 @@ def load(mock, _parameters):
         ("do", 5, "Action", {}, [("Invoke", "a(nnns)", "u", invoke)]),
         ("empty", 6, "Table", {}, [("CreateIterator", CREATE, "o", lambda *_: refuse(9))]),
         ("full", 6, "Table", {}, [("CreateIterator", CREATE, "o", lambda *_: refuse(109))]),
-        # The keys "\xff\x01 /\0" and 1500 letters.
+        # The key of the next object is "\xff\x01 /\0", and the key of the object after it has 1500 letters.
         ("_ff_01_20_2f_00", 2, "String", {"Value": dbus.String("escaped")}, []),
         ("k" * 1500, 2, "String", {"Value": dbus.String("long")}, []),
         ("odd", 2, "Int64", {"Value": dbus.Int64(5)}, []),  # Its type and its interface do not match.

@@ -30,7 +30,7 @@ Body makeBody(char const* types, Values... values) {
     return [=](sd_bus_message* message) { return sd_bus_message_append(message, types, values...); };
 }
 
-/// Replies to a call with a body, an error or the value of a list, or does not reply.
+/// A function that answers a call: replies with a body, with an error or with the value of a list, or does not reply.
 using Answer = std::function<int(sd_bus_message* call)>;
 template <typename... Values>
 Answer replyWith(char const* types, Values... values) {

@@ -79,7 +79,7 @@ public:
         tv.setObjectListener({});
     }
 
-    /// Returns whether `allocations` allocations suffice. A failed operation must not change `target`.
+    /// Returns whether `allocations` allocations suffice. A failed operation must not change `Things::target`.
     bool getsThrough(Operation const& operation, int allocations, bool lasts) {
         tv.set(COMMAND, Strings{});
         testing::internal::CaptureStderr();

@@ -53,7 +53,7 @@ auto received(Recorder& observer) {
 void killTelevision();
 void killBus();  ///< The television ends, too.
 
-/// Starts the television, and a killed bus at its earlier address. Returns after `waitForNotificationsAndResyncReads`.
+/// Starts a killed bus at its earlier address, then the television. Returns after `waitForNotificationsAndResyncReads`.
 void start();
 
 /// Waits for notifications, and for the values that the platform reads after a television starts or publishes.

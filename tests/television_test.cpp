@@ -1,4 +1,4 @@
-// The operations of the simulated television that the tests of its clients do not check.
+// Tests the operations of the simulated television that the tests of the television's clients do not check.
 
 #include "support.h"
 #include "television/iterators.h"

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// One page, whose frames are released without a display.
+/// One page. Releases each frame of the page to the engine, and displays no frame.
 struct View {
     View(char const* url, WebKitWebContext* context, WebKitWebView* related, GMainLoop* loop) : loop_(loop) {
         static wpe_view_backend_exportable_fdo_client const client = {

@@ -144,7 +144,7 @@ TEST_F(ConnectionContract, ADisconnectWaitsForTheCallToItsObserverAlone) {
     driver::set(key, 1);
     held.entered.get_future().wait();
     auto ending = std::async(std::launch::async, [&] { return client.disconnect() == 0 && held.isLeft; });
-    for (int cycle = 0; cycle < 500; ++cycle) {  // A disconnect that wrongly does not wait has time to return.
+    for (int cycle = 0; cycle < 500; ++cycle) {  // If the disconnect did not wait, it would return during the loop.
         EXPECT_EQ(Client<int>(key).disconnect(), 0);
     }
     EXPECT_NE(ending.wait_for(std::chrono::seconds(0)), std::future_status::ready);
@@ -193,7 +193,7 @@ TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
     char const* const setting = std::getenv("NRX_DELIVERY_LIMIT");
     int const kept = setting != nullptr && setting == "1000"s ? 1 : 63;  // A change takes 256 bytes and its text.
     auto slow = driver::publishAndConnect(key, ""s);
-    Client<std::string> twin(key);  // Both clients share the bytes of a change.
+    Client<std::string> twin(key);  // `slow` and `twin` share the bytes of a change.
     auto other = driver::publishAndConnect(key + ".other", 0);
     HeldNotification held(slow.onReceived);
     television::LogCapture log([](auto const& record) { return (record.levelCode & 0xFFFF) == 1000; });  // Errors.

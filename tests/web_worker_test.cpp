@@ -51,7 +51,7 @@ private:
 
 class FacadeWorkerTest : public testing::Test {
 public:
-    /// Receives the lists of a document instead of its script.
+    /// A document whose lists the test receives in place of a script.
     struct Document {
         explicit Document(FacadeWorkerTest& test)
             : worker(test.worker), queue(std::make_shared<ListQueue>([self = self, &main = test.main] {
@@ -212,9 +212,9 @@ TEST_F(FacadeWorkerTest, CallsOfADetachedDocumentAreDropped) {
     isGone.set_value();
     ASSERT_EQ(call(next, "get", R"(["event"])").status, 0);
     EXPECT_EQ(television.counts(EVENT).writes, 0);
-    EXPECT_EQ(television.counts(EVENT).connectAttempts, 2);  // The second session ended before its start.
+    EXPECT_EQ(television.counts(EVENT).connectAttempts, 2);  // The second document's session never starts.
     EXPECT_FALSE(isAnswered);
-    EXPECT_EQ(television.registrations(COMMAND), 1);  // The registration of the next session.
+    EXPECT_EQ(television.registrations(COMMAND), 1);  // The registration belongs to the session of `next`.
     worker->detach(*next.queue);
     worker = nullptr;
     EXPECT_EQ(television.registrations(COMMAND), 0);

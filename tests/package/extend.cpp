@@ -1,5 +1,5 @@
 // A program can derive from each of the library's classes, and can call and delete objects through any base. A value
-// takes no pointer but pointers to text.
+// object cannot be made from a pointer, except from a pointer to text.
 
 #undef NDEBUG
 #include <cassert>
@@ -26,7 +26,7 @@ Strings heard;
 
 bool hears(Strings const& expected) { return std::exchange(heard, {}) == expected; }
 
-/// Notes that it is destroyed, through whichever base.
+/// Records "gone" when the object is destroyed, also when a program deletes the object through a base class.
 template <typename Base>
 struct Noted : Base {
     using Base::Base;
