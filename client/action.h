@@ -45,8 +45,9 @@ public:
 
     PendingCalls(std::string const& key, Executor executor) : HandlerQueue(std::move(executor), OPEN), key_(key) {}
 
-    /// Calls `invoke`, which sets the identifier of the answer and returns a status. If `invoke` fails or the answer
-    /// arrives before its return, this thread calls the receiver. Otherwise the delivery thread calls the receiver.
+    /// Calls `invoke`, which sets the identifier of the answer and returns a status. If `invoke` fails, or if the
+    /// answer arrives before the receiver is stored, this thread calls the receiver. Otherwise the delivery thread
+    /// calls the receiver.
     template <typename Invoke>
     void start(Receiver const& receiver, Invoke const& invoke) {
         struct Invocation {
@@ -109,7 +110,7 @@ private:
 
     std::string const key_;
     std::mutex callMutex_;
-    // The mutex guards the next three members. Multimaps, because a television may repeat an identifier.
+    // The mutex guards the next three members. The maps are multimaps, because a television may repeat an identifier.
     int invocations_ = 0;
     std::multimap<unsigned int, Receiver> waiting_;
     std::multimap<unsigned int, Answer> early_;
@@ -128,8 +129,8 @@ private:
 /// status although the action may have been started. `EXECUTION_ERROR`: the action was started and failed. `NO_ANSWER`:
 /// the action was started, but its answer did not arrive in time. A later answer is dropped.
 ///
-/// Connects, and is used and destroyed, like a `Property`. After the destruction, handlers of unanswered calls are
-/// never called.
+/// The rules of a `Property` for connecting, use by threads and destruction also hold for an `Action`. After the
+/// destruction, handlers of unanswered calls are never called.
 class Action {
 public:
     /// Does not connect. The executor calls the handlers. Without an executor, the delivery thread calls the handlers.

@@ -39,8 +39,8 @@ struct Kind<std::vector<int>> : KindOf<objbus::ObserverVectorNumericInteger, obj
 template <>
 struct Kind<std::vector<std::string>> : KindOf<objbus::ObserverVectorString, objbus::ObjectVectorString> {};
 
-/// The form in which the model takes a value: a list becomes a map of each element by its position; any other value
-/// stays unchanged.
+/// The form in which the model takes a value: a list becomes a map from positions to elements; any other value stays
+/// unchanged.
 template <typename T>
 T const& modelForm(T const& value) {
     return value;

@@ -23,7 +23,7 @@ struct Failure {
     char const* operation;  ///< The name of the operation, a literal.
     std::string key;        ///< The key of the model object.
     Cause cause;            ///< Why the operation failed.
-    int code = 0;           ///< For `STATUS` and `EXECUTION_ERROR`, otherwise 0.
+    int code = 0;           ///< The number of the `STATUS` or `EXECUTION_ERROR`, otherwise 0.
 };
 
 /// Returns the failure as one line for a log, such as "set audio.volume: status 106".
@@ -36,8 +36,9 @@ inline std::string describe(Failure const& failure) {
            (hasCode ? std::to_string(failure.code) : "");
 }
 
-/// A value or a failure, with operations of `std::expected<T, Failure>`. Access to the value of a failure, or to the
-/// failure of a value, throws `std::bad_variant_access`. The compiler warns about an ignored result.
+/// A value or a failure, with operations of `std::expected<T, Failure>`. `*` and `->` throw `std::bad_variant_access`
+/// if the result is a failure. `error` throws this exception if the result is a value. The compiler warns about an
+/// ignored result.
 template <typename T>
 class [[nodiscard]] Result {
 public:

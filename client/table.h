@@ -68,7 +68,7 @@ public:
         if (++index_ >= page_.size() && !isLast_) {
             index_ = 0;
             result_ = readPage();
-            isLast_ = page_.empty();  // A page with fewer rows than requested may not be the last page.
+            isLast_ = page_.empty();  // More rows may follow a page that has fewer rows than requested.
         }
     }
 
@@ -199,7 +199,7 @@ private:
 ///     for (client::Row const& row : rows) { show(row); }
 ///     if (!rows.result()) { log(describe(rows.result().error())); }
 ///
-/// Connects, and is used and destroyed, like a `Property`.
+/// The rules of a `Property` for connecting, use by threads and destruction also hold for a `Table`.
 class Table {
 public:
     /// Does not connect. The executor calls the handler. Without an executor, the delivery thread calls the handler.
@@ -207,10 +207,10 @@ public:
         : key_(key),
           watcher_(new detail::TableWatcher(key, std::make_shared<detail::Watch<int>>(std::move(executor)))) {}
 
-    /// Returns the rows, with the numbered columns (empty: all), in pages of `page` rows. The answer to each page may
-    /// take `timeout`. The first page also connects and makes an iterator. The loop reads the pages. The `Rows` may
-    /// outlive the table. If the table changes during the loop, a row may appear twice or not at all. In a handler that
-    /// the delivery thread runs, the result is `WOULD_DEADLOCK`.
+    /// Returns the rows, with the numbered columns (empty: all), in pages of `page` rows. The loop reads the pages, and
+    /// waits up to `timeout` for each page. Before the first page, the loop connects and makes an iterator. The `Rows`
+    /// may outlive the table. If the table changes during the loop, a row may appear twice or not at all. In a handler
+    /// that the delivery thread runs, the result is `WOULD_DEADLOCK`.
     [[nodiscard]] Rows rows(std::vector<int> const& columns, int page,
                             std::chrono::milliseconds timeout = detail::DEFAULT_TIMEOUT) const {
         return Rows(new detail::PageReader(key_, columns, page, timeout));

@@ -1,6 +1,6 @@
-# `cmake --install` with the components runtime, development, simulator, simulator_development, bus, bus_development,
-# tools, bus_tools, web and documentation. The installed folder can be moved, because all paths in the installed files
-# are relative.
+# Defines what `cmake --install` installs, in the components runtime, development, simulator, simulator_development,
+# bus, bus_development, tools, bus_tools, web and documentation. The installed folder can be moved, because all paths in
+# the installed files are relative.
 include(CMakePackageConfigHelpers)
 
 set(cmake_directory ${CMAKE_INSTALL_LIBDIR}/cmake/nrx_model_access)

@@ -127,8 +127,8 @@ receive, read and write the lists of the NRX service. With types for
 TypeScript and an example page.")
 set(CPACK_DEBIAN_WEB_PACKAGE_ENHANCES cog)
 
-# A trigger calls ldconfig. Without names of maintainer scripts, CPack would write such scripts to call ldconfig. CPack
-# warns that the named files are missing and writes no scripts.
+# A trigger calls ldconfig. If the package did not name maintainer scripts, CPack would write such scripts, which also
+# call ldconfig. CPack warns that the named files are missing and writes no scripts.
 file(WRITE ${packaging_directory}/triggers "activate-noawait ldconfig\n")
 foreach(key RUNTIME SIMULATOR BUS)
     set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA

@@ -39,7 +39,7 @@ int main() {
     assert(written && *event.get() == (List{"volume", "20"}));
 
     client::Property<std::string> version(model_keys::SOFTWARE_VERSION);
-    auto const text = version.get();  // The version is not published: the read fails after a second.
+    auto const text = version.get();  // The version is not published: the read fails after one second.
     assert(describe(text.error()) == "get torvi.sl2.str.orvfactory.software.version: status 5");
 
     facade.requestStartNRXService();  // The result is a line in the log.

@@ -25,7 +25,8 @@ int fail(std::string const& what) {
 
 int main() {
     client::Property<std::string> version(model_keys::SOFTWARE_VERSION);
-    auto const connected = version.connect(60s);  // A television that is started with this program may take a while.
+    // A television that starts at the same time as this program may need some time before it can be reached.
+    auto const connected = version.connect(60s);
     auto const text = version.get();
     if (!connected || !text) {
         return fail(describe(connected ? text.error() : connected.error()));
@@ -34,7 +35,7 @@ int main() {
 
     List const ready{"engine", "ready"};
     std::promise<void> isReady;
-    client::Property<List> event(model_keys::EVENT);  // The platform library reconnects the event after a loss.
+    client::Property<List> event(model_keys::EVENT);  // If the television is lost, the platform library reconnects.
     auto const watched = event.watch([&, isReceived = false](List const& list) mutable {
         if (!isReceived && list == ready) {  // Ignores the events of other programs.
             isReceived = true;

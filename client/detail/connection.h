@@ -68,7 +68,8 @@ public:
     [[nodiscard]] bool isConnected() const { return isConnected_.load(std::memory_order_acquire); }
 
     int ensureConnected() { return isConnected() ? support::STATUS_OK : connectUntil(deadlineAfter(DEFAULT_TIMEOUT)); }
-    /// Connects unless this object is connected. One thread at a time connects.
+    /// Connects unless this object is connected. While one thread connects, other threads wait, at most until
+    /// `deadline`.
     int connectUntil(Deadline deadline) {
         if (isConnected()) {
             return support::STATUS_OK;
@@ -101,9 +102,9 @@ public:
         return status == support::STATUS_OK ? Result<void>() : failure(operation, Cause::STATUS, status);
     }
 
-    /// Installs the handler of a `Watch`. `read` connects. If the handler is to be called with the current value,
-    /// `read` assigns this call to its argument. Uses no member after the calls of the handler, because the handler may
-    /// destroy this object.
+    /// Installs the handler of a `Watch`. `read(first)` connects. To have the handler called with the current value,
+    /// `read` sets `first` to this call. Uses no member after the calls of the handler, because the handler may destroy
+    /// this object.
     template <typename Handler, typename Read>
     Result<void> watch(Handler&& callable, Read const& read) {
         auto const calls = queue;
@@ -122,8 +123,8 @@ public:
         return {};
     }
 
-    /// Ends the registration and deletes the object. After the return no handler runs, except a handler that itself
-    /// calls this function, or if the model does not end the registration.
+    /// Ends the registration and deletes the object, or keeps the object if the registration cannot be ended. After the
+    /// return, a handler may run only if the registration was not ended, or if the handler itself called this function.
     struct End {
         void operator()(Connection* connection) const {
             connection->queue->close();

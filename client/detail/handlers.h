@@ -18,11 +18,11 @@
 
 namespace orvane::client::detail {
 
-/// Whether the model is notifying an object of this layer on this thread. Meanwhile an operation on this thread must
-/// not wait for the model.
+/// Whether the model is notifying an object of this layer on this thread. If so, an operation on this thread must not
+/// wait for the model.
 inline thread_local bool NRX_EXPORT isNotified = false;
 
-/// A notification to an object of this layer.
+/// Sets `isNotified` during a notification to an object of this layer.
 class NotificationScope {
 public:
     NotificationScope() = default;
@@ -51,8 +51,8 @@ public:
         OFF,     ///< Drops calls.
         HELD,    ///< Keeps calls until `release`.
         OPEN,    ///< Makes calls.
-        DIRECT,  ///< Like OPEN, if there is no executor and no call waits. The delivery thread calls the handler at
-                 ///< once.
+        DIRECT,  ///< Replaces OPEN when there is no executor and no call waits. The delivery thread calls the handler
+                 ///< of a `Watch` at once.
         CLOSED,  ///< Drops calls. This state is final.
     };
 
@@ -62,7 +62,7 @@ public:
     virtual ~HandlerQueue() = default;
 
     void post(Call call) {
-        auto task = makeTask();  // First: if memory runs out, the queue does not change.
+        auto task = makeTask();  // If memory runs out, this call throws before the queue changes.
         {
             std::lock_guard const lock(mutex_);
             if (state_ == OFF || state_ == CLOSED) {

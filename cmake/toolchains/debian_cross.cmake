@@ -10,6 +10,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# Headers and the sources of GoogleTest do not depend on the processor: see cmake/dependencies.cmake.
+# Header-only libraries and the sources of GoogleTest are the same for every processor. cmake/dependencies.cmake uses
+# these headers.
 set(NRX_HOST_HEADERS /usr/include)
 set(NRX_GOOGLETEST_SOURCES /usr/src/googletest)

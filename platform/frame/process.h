@@ -16,7 +16,7 @@ public:
     virtual void* getObject() = 0;
 };
 
-/// Gives a process access to the inter-process framework. The caller destroys the object after a lookup.
+/// Gives a process access to the inter-process framework. The caller destroys the `Process` after a lookup.
 class __attribute__((visibility("default"))) Process {
 public:
     /// Returns a new object.

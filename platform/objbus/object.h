@@ -54,7 +54,7 @@ public:
 class __attribute__((visibility("default"))) ObjectVectorNumericInteger : public Object {
 public:
     virtual int platformReserved() = 0;                            ///< For the television's own use.
-    virtual int setValue(std::map<int, int> const& elements) = 0;  ///< The whole list, by position from 0.
+    virtual int setValue(std::map<int, int> const& elements) = 0;  ///< Replaces the list. Keys are positions, from 0.
     virtual int getValue(std::vector<int>& values) = 0;            ///< Replaces `values`.
 };
 
@@ -63,7 +63,8 @@ public:
 class __attribute__((visibility("default"))) ObjectVectorString : public Object {
 public:
     virtual int platformReserved() = 0;                                    ///< For the television's own use.
-    virtual int setValue(std::map<int, std::string> const& elements) = 0;  ///< The whole list, by position from 0.
+    virtual int setValue(std::map<int, std::string> const& elements) = 0;  ///< Replaces the list. Keys are positions,
+                                                                           ///< from 0.
     virtual int getValue(std::vector<std::string>& values) = 0;            ///< Replaces `values`.
 };
 

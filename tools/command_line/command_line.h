@@ -32,12 +32,13 @@ public:
     void addRepeatableText(std::string const& name, std::vector<std::string>& texts, std::string const& help);
     void addDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help);
     void addFlag(std::string const& name, bool& isGiven, std::string const& help);
-    /// Adds a command with an optional positional text. A command line with the command must not contain positional
-    /// texts of the program itself, which the program added before the command.
+    /// Adds a command with an optional positional text. A command line that contains the command must not contain a
+    /// positional text that `addText` added before the command.
     void addCommand(std::string const& name, bool& isGiven, std::string const& help, std::string const& argument,
                     std::optional<std::string>& text, std::string const& argumentHelp);
 
-    /// Sets the variables. After the help or an error, which is printed, returns the program's exit status.
+    /// Sets the variables. If the command line requests the help or the version, or has an error, prints the help, the
+    /// version or the error and returns the program's exit status.
     std::optional<int> parse(int argc, char** argv);
 
 private:

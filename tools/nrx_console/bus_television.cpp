@@ -5,7 +5,7 @@
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/television_view.h"
 
-// The television of a program that is linked with the platform library of a television on a message bus.
+// Implements television_commands.h for a program that is linked with the platform library for a message bus.
 
 namespace nrx_console {
 

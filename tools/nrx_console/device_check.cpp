@@ -57,7 +57,7 @@ std::string textOf(Clock::duration time) {
     return text.data();
 }
 
-/// The text of a failure. With status 0, `what` is missing.
+/// The text of a failure. If the status is 0, the text also says that `what` is missing.
 std::string textOf(int status, std::string const& what) {
     return "status " + std::to_string(status) + (status == 0 ? " without " + what : "");
 }
@@ -91,7 +91,7 @@ bool checkRootInterface(objbus::RootInterface*& root) {
                                  : warn(CHECK, "a lookup of " + textOf(time), textOf(ACTION_BUDGET) + " at most");
 }
 
-/// The object under a key: its type, or no type, and a text for a line.
+/// The result of a lookup: the object's type, or `OBJECT_TYPE_NONE` without an object, and a description of the result.
 struct LookupResult {
     objbus::ObjectTypeSpec type;
     std::string text;

@@ -1,7 +1,7 @@
 #include "tools/nrx_console/television_commands.h"
 
-// The television of a program that is linked with the platform library of a real television. The program can access the
-// television only as a client.
+// Implements television_commands.h for a program that is linked with the platform library of a real television. The
+// program can access the television only as a client.
 
 namespace nrx_console {
 

@@ -23,7 +23,7 @@ std::string coloured(std::string const& line, Kind kind) {
     return COLOURS[static_cast<std::size_t>(kind)] + line + "\x1b[0m";
 }
 
-/// The number of columns of the text on the screen.
+/// The number of columns that the text occupies on the screen.
 std::size_t columnsOf(std::string_view text) {
     std::size_t columns = 0;
     std::mbstate_t shift{};

@@ -33,7 +33,7 @@ private:
     void printAdditionalDetails(std::string const& key, objbus::ObjectTypeSpec type) override;
 
     Commands faultCommands();
-    /// Prints a change, as an answer of the command.
+    /// Executes `tv on` or `tv off`. If the state changes, prints that the television is back or gone.
     void setReachable(bool isReachable);
     void set(Words const& arguments);
     /// The key that the word stands for. Prints a note if no object is published under the key, which may be mistyped.
@@ -46,7 +46,7 @@ private:
 
     decltype(simulator::ActionAnswer::outcome) configuredInvokeOutcome_;  ///< The outcome of later invocations.
     unsigned int lastInvocationId_ = 0;
-    bool isReachable_ = true;  ///< By the last `tv on` or `tv off`.
+    bool isReachable_ = true;  ///< Set by the last `tv on` or `tv off`.
     bool const printsInvocations_;
     ContentValidator const validate_;
     simulator::Television television_;

@@ -26,11 +26,12 @@ public:
 
 // The build links one definition of the next functions, which fits the program's platform library.
 
-/// Makes a simulated television with the objects of `model`, which is on until its destruction. For a television on a
-/// message bus, makes the access to the television and ignores `model`. For a real television, returns null.
+/// Makes a simulated television with the objects of `model`. The television is on until its destruction. For a
+/// television on a message bus, makes the access to the television and ignores `model`. For a real television, returns
+/// null.
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
 
-/// The status of operations while a television on a message bus does not answer, otherwise 0.
+/// Returns a status other than 0 if the television is on a message bus and does not answer, otherwise 0.
 int statusOfReachingTelevision();
 
 /// Whether `makeTelevision` makes a simulated television from the objects.

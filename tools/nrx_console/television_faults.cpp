@@ -12,7 +12,7 @@ namespace nrx_console {
 
 namespace {
 
-/// The operations of the model that a command can make throw.
+/// The operations of the model in which the command `tv throw` can cause an exception.
 constexpr std::array<std::pair<char const*, simulator::Call>, 8> CALLS{{
     {"connect", simulator::Call::connect},
     {"disconnect", simulator::Call::disconnect},

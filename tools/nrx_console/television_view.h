@@ -41,7 +41,8 @@ private:
     void show(Words const& arguments);
     void showTableRows(Words const& arguments);
 
-    /// Access objects whose iterators the television refused to destroy, and may still notify.
+    /// Access objects whose iterators were not destroyed because of an exception. The television may still notify these
+    /// access objects.
     std::vector<std::unique_ptr<orvane::system::support::IteratorAccess>> iterators_;
 };
 

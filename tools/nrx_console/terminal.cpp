@@ -46,7 +46,7 @@ char* prompt(EditLine* /*editor*/) {
     return text;
 }
 
-/// Reads one character, which may have several bytes. Returns the number of characters, or -1.
+/// Reads one character, which may have several bytes. Returns 1, or 0 at the end of the input, or -1 after an error.
 int readWideCharacter(wchar_t& character) {
     std::mbstate_t shift{};
     for (int length = 0; length < MB_LEN_MAX; ++length) {
@@ -125,7 +125,8 @@ public:
         if (line.find_first_not_of(' ') != std::string::npos) {
             HistEvent event{};
             history(history_, &event, H_ENTER, line.c_str());
-            history(history_, &event, H_SAVE, historyFile_.c_str());  // Now, because a signal may end the program.
+            // Saves the history after each line, because a signal may end the program.
+            history(history_, &event, H_SAVE, historyFile_.c_str());
         }
         return line;
     }

@@ -29,7 +29,7 @@ CommandError unexpected(std::string const& found, std::string const& expected);
 /// backslash.
 Words wordsOf(std::string_view line);
 
-/// The rows of a table. Each word is a row, which contains the words of its columns.
+/// The rows of a table. Each element of `words` is the text of one row, and the words in this text are the columns.
 std::vector<Words> rowsOf(Words const& words);
 
 /// The position of the last word, whose closing quote may be missing, or the size of a line that ends with a blank.

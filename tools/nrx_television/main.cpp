@@ -27,7 +27,8 @@ constexpr char PROGRAM[] = "nrx_television";
 constexpr int EXIT_COMMAND_FAILED = 1;
 constexpr int EXIT_NOT_SERVED = 1;
 
-/// The objects of the television. Throws `ModelError`, also for an object that the bus does not carry.
+/// Loads the objects of the television. Throws `ModelError` if the file is not a valid model, or if an object has text
+/// that cannot be sent over the bus.
 std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> const& file) {
     auto model = nrx_console::loadModel(file);
     for (auto const& [key, content] : model.objects) {

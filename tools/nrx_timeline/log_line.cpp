@@ -44,7 +44,7 @@ bool toNumber(std::string_view text, Number& number) {
 
 /// Consumes a stamp. Returns false for an incomplete or invalid stamp, true for a line without a stamp.
 bool takeTimestamp(std::string_view& line, std::optional<Timestamp>& stamp) {
-    constexpr std::int64_t MOST_SECONDS = 1'000'000'000'000;  // The number of microseconds fits 64 bits.
+    constexpr std::int64_t MOST_SECONDS = 1'000'000'000'000;  // This time in microseconds fits into 64 bits.
     if (line.size() < 2 || line[0] != '[' || !isNumber(line.substr(1, 1))) {
         return true;
     }

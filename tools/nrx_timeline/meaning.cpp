@@ -37,7 +37,7 @@ constexpr Form FORMS[] = {
     {"parameter ", ":   ", "", &KeyAndValue::value},
 };
 
-/// The operations of the facade and of the access objects that their users call.
+/// The operations that users of the library call on the facade and on access objects.
 constexpr std::string_view CALLER_OPERATIONS[] = {"NRXModelAccess",
                                                   "connect",
                                                   "create",

@@ -50,7 +50,7 @@ std::string escaped(std::string_view untrusted) {
     return result;
 }
 
-/// A number of thousandths (3 places) or millionths (6 places).
+/// Returns `number` thousandths (3 places) or millionths (6 places) as a decimal fraction.
 std::string decimal(std::int64_t number, std::size_t places) {
     std::string digits = std::to_string(number);
     digits.insert(0, digits.size() <= places ? places + 1 - digits.size() : 0, '0');

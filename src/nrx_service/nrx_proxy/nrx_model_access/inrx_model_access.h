@@ -60,8 +60,8 @@ public:
     /// @}
 
     /// Asks the television to start the NRX service as a background application. Waits up to 100 milliseconds for the
-    /// action's connect, but not for the action's answer, which is only logged. Several threads may call at once. A
-    /// call waits while another call connects the action, also on another facade.
+    /// action's connect, but not for the action's answer, which is only logged. Several threads may call at once.
+    /// While one call connects the action, the calls on all facades of the process wait.
     virtual void requestStartNRXService() = 0;
 
     /// @name The relay

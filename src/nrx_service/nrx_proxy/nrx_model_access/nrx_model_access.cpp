@@ -14,8 +14,8 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/model_connection.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
 
-// The body of both relays. A macro, so that each log line names its relay. The call of the client is last, because the
-// client may destroy the facade.
+// The body of both relay operations. The body is a macro, so that each log line names its operation. The call of the
+// client is last, because the client may destroy the facade.
 #define RELAY_LIST(value, listenerStarted, receive)                                \
     if ((value).type() != VALUE_VECTOR) {                                          \
         DEBUG_LOG(LOG_ERROR, "Not array type.");                                   \
@@ -125,7 +125,8 @@ NRXModelAccess::NRXModelAccess(NRXModelAccessClient* newClient, std::shared_ptr<
       productionTypeValue(orFresh(std::move(productionType), model_keys::PRODUCTION_TYPE)) {}
 
 NRXModelAccess::~NRXModelAccess() {
-    // First, because arriving lists must not reach the client, which may be in destruction at the same time.
+    // Stops the listeners first, because arriving lists must not reach the client, which may be in destruction at the
+    // same time.
     commandListenerStarted = false;
     eventListenerStarted = false;
     DEBUG_TRACE();

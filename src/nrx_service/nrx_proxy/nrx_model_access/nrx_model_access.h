@@ -21,8 +21,9 @@ class ActionAccess;
 /// Construct the facade, call `setClient` if no client was given, then `start()`, then start the listeners. The other
 /// operations may be called at any time and connect on demand. The caller calls the operations from one thread at a
 /// time. Any thread may call `setClient`, the operations that start and stop the listeners, and
-/// `requestStartNRXService`. The relay runs on the model's delivery thread. Without memory an operation throws
-/// `std::bad_alloc`, and the facade stays usable. A list that cannot be copied is lost.
+/// `requestStartNRXService`. The relay, `onNRXCommandValueChanged` and `onNRXEventValueChanged`, runs on the model's
+/// delivery thread. Without memory an operation throws `std::bad_alloc`, and the facade stays usable. A list that
+/// cannot be copied is lost.
 ///
 /// The facade owns its access objects, and shares injected objects with the caller. The facade never owns the client.
 ///
@@ -48,16 +49,16 @@ public:
     /// Like the default constructor. Also sets the client.
     explicit NRXModelAccess(NRXModelAccessClient* newClient);
     /// Uses the given access objects. Lists reach the relay only through handlers that the caller binds to the relay.
-    /// These handlers must not be called after the facade's destruction. For an empty pointer the constructor creates
-    /// an access object with the key of this list or fact and without a handler.
+    /// These handlers must not be called after the facade's destruction. For each empty pointer the constructor creates
+    /// an access object for the list or fact that the parameter names. This access object has no handler.
     NRXModelAccess(NRXModelAccessClient* newClient, std::shared_ptr<StringListAccess> command,
                    std::shared_ptr<StringListAccess> event, std::shared_ptr<StringAccess> softwareVersion,
                    std::shared_ptr<StringAccess> featureCode, std::shared_ptr<StringAccess> productionType);
     NRXModelAccess(NRXModelAccess const&) = delete;  ///< The lists' handlers hold the facade's address.
     NRXModelAccess& operator=(NRXModelAccess const&) = delete;
-    /// When the destructor has returned, the lists that the facade created no longer call the client. Only a call of
-    /// the client that itself destroys the facade continues. Catches exceptions of the platform, after which
-    /// registrations may remain.
+    /// After the destructor has returned, the lists that the facade created no longer call the client. A function of
+    /// the client that such a list called then still runs only if this function destroyed the facade. Catches
+    /// exceptions of the platform, after which registrations may remain.
     ~NRXModelAccess() override;
 
     void setClient(NRXModelAccessClient* newClient) override;

@@ -46,7 +46,7 @@ IteratorAccess::IteratorAccess(std::string key, std::shared_ptr<IteratorHandler>
 
 IteratorAccess::~IteratorAccess() {
     DEBUG_TRACE();
-    tableAccess.reset();  // Here, so that the table's log lines are between the trace lines.
+    tableAccess.reset();  // The table must write its log lines before this destructor's last trace line.
 }
 
 void IteratorAccess::TableRelease::operator()(TableAccess* table) const {

@@ -44,7 +44,7 @@ objbus::Object* ModelConnection::keep() { return std::exchange(object_, nullptr)
 
 void ModelConnection::end(std::string const& key) {
     root_->disconnectObject(key, observer_, object_);
-    object_ = nullptr;  // Last: if the model throws, the destructor tries again.
+    object_ = nullptr;  // If the model throws, `object_` stays set and the destructor tries again.
 }
 
 void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus::Observer* observer,

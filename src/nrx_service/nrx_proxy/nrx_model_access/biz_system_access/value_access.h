@@ -62,8 +62,8 @@ public:
     /// @name Notifications
     /// @{
 
-    /// Creates a value of its kind and passes it to the handler through `onNewValue`. Does nothing without a handler.
-    /// The model calls the notification of `Obs`, on its delivery thread.
+    /// Creates a `ValueObject` from the argument and passes the object to the handler through `onNewValue`. Does
+    /// nothing without a handler. The model calls the notification of `Obs`, on its delivery thread.
     virtual void notifyNewValue(int value);
     virtual void notifyNewValue(long long value);
     virtual void notifyNewValue(std::string const& value);

@@ -17,14 +17,15 @@ namespace orvane::system::support {
 
 namespace {
 
-/// Allocated once and never freed, so that a destructor can look up the root interface without memory.
+/// The name is allocated only once, because a destructor looks up the root interface even if memory has run out. The
+/// name is never freed, because a destructor may run at the end of the program.
 std::string const& rootInterfaceName() {
     static auto const* const name = new std::string("torvi.ob.interfaces.tvapi.RootInterface");
     return *name;
 }
 
-/// The form in which the model takes a written value: a list becomes a map of each element by its position; any other
-/// value stays unchanged.
+/// The form in which the model takes a written value: a list becomes a map from positions to elements; any other value
+/// stays unchanged.
 template <typename T>
 T const& modelForm(T const& value) {
     return value;

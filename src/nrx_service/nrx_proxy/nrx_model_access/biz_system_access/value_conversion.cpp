@@ -6,7 +6,7 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_object.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_scalar.h"
 
-// Conversions and comparison of a value.
+// Defines the conversions and the comparison of `ValueObject`.
 
 namespace orvane::system::support {
 
@@ -39,10 +39,10 @@ To convertNumber(From value) {
     }
 }
 
-/// Returns a value's number, widened. The widened number converts to every type with the same result as the number in
-/// its own type. Returns nothing for a value without a number.
 using Number = std::variant<std::monostate, long long, unsigned long long, double>;
 
+/// Returns a value's number, widened, or nothing for a value without a number. Conversion of the widened number to any
+/// scalar type gives the same result as conversion of the original number.
 Number numberOf(ValueObject const& value) {
     auto const& scalar = value.scalar;
     switch (value.typeTag) {

@@ -28,7 +28,7 @@ public:
 
     void handleNewValue(IValueObject const& value) override {
         if (object != nullptr && member != nullptr) {
-            (object->*member)(value);  // Last: the call may destroy this handler.
+            (object->*member)(value);  // Nothing may follow this call, which may destroy the handler.
         }
     }
 

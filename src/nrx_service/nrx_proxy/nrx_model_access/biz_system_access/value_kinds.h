@@ -29,11 +29,11 @@
 
 namespace orvane::system::support {
 
-/// A kind by its C++ type.
+/// Describes the kind whose values have the C++ type `T`.
 template <typename T>
 struct ValueKind;
 
-/// A kind by its observer interface.
+/// Describes the kind whose observer interface is `Obs`.
 template <typename Obs>
 struct ObserverKind;
 

@@ -6,7 +6,7 @@
 
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_scalar.h"
 
-// Construction, copies, moves and assignment of a value.
+// Defines the constructors and assignments of `ValueObject`.
 
 namespace orvane::system::support {
 
@@ -17,7 +17,7 @@ static_assert(std::is_nothrow_move_constructible_v<ValueObject> && std::is_nothr
 
 namespace {
 
-/// The size of the tag's alternative; 0 for a tag without one.
+/// The size of the union's member for the tag, or 0 if the tag has no such member.
 std::size_t scalarSize(ValueObjectType tag) {
     switch (tag) {
 #define NRX_SIZE(T, TAG, ALTERNATIVE) \
@@ -98,7 +98,7 @@ ValueObject& ValueObject::operator=(ValueObject&& other) noexcept {
 }
 
 ValueObject& ValueObject::operator=(std::string const& value) {
-    stringValue = value;  // First, because the copy may throw.
+    stringValue = value;  // If this copy throws, `typeTag` stays unchanged.
     typeTag = VALUE_STRING;
     return *this;
 }

@@ -132,7 +132,7 @@ public:
     /// @name Construction from the content
     /// @{
 
-    /// Copies the argument, and its type. Text becomes a string, a null pointer to text an empty string.
+    /// Copies the argument, and its type. Text becomes a string. A null pointer to text becomes an empty string.
     ValueObject(bool value);
     ValueObject(int value);
     ValueObject(unsigned int value);
@@ -218,9 +218,9 @@ public:
         unsigned long long uint64Value = 0;  ///< `VALUE_UINT64`
         float floatValue;                    ///< `VALUE_FLOAT`
         double doubleValue;                  ///< `VALUE_DOUBLE`
-    } scalar;                                ///< For the tags 1 to 7: the tag's alternative.
-    std::string stringValue;                 ///< For `VALUE_STRING`.
-    std::vector<ValueObject> elements;       ///< For `VALUE_VECTOR`.
+    } scalar;                                ///< The value, if the tag is 1 to 7, in the tag's member.
+    std::string stringValue;                 ///< The value, if the tag is `VALUE_STRING`.
+    std::vector<ValueObject> elements;       ///< The value, if the tag is `VALUE_VECTOR`.
 };
 
 }  // namespace orvane::system::support
