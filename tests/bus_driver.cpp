@@ -81,7 +81,7 @@ struct Television : ::testing::Environment {
     std::string address;
     std::unique_ptr<test::ChildProcess> bus;
     std::unique_ptr<test::ChildProcess> program;  ///< Null while the television is off.
-    std::map<std::string, Json> objects;          ///< The objects of the model file at the next start.
+    std::map<std::string, Json> objects;          ///< The objects of the model file that the next television reads.
     Words arguments;
     int marks = 0;
 };

@@ -20,7 +20,7 @@ public:
     void add(KeyEntry const& entry);
     /// Adds the objects of a key and starts their resyncs. If memory runs out, all resyncs start again later.
     void addAndStart(KeyEntry const& entry);
-    /// Starts waiting resyncs until `MAX_RUNNING` resyncs run.
+    /// Starts resyncs from the queue, until `MAX_RUNNING` resyncs run or the queue is empty.
     void start();
     /// Drops all resyncs and ignores the replies to their calls. Called when the television is gone or has appeared.
     void cancelAll();

@@ -41,7 +41,7 @@ public:
     SignalEmitter(SendQueue& sendQueue, TaskQueue& tasks, SignalSource source)
         : state_(std::make_shared<State>(State{sendQueue, tasks, std::move(source)})) {}
 
-    /// Sends one signal with the arguments `values` later.
+    /// Posts a task that sends one signal with the arguments `values`.
     template <typename... Values>
     void emitSignal(char const* member, Values const&... values) const {
         state_->tasks.post([state = state_, member, arguments = std::make_tuple(values...)] {
