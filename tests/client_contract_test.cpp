@@ -51,7 +51,7 @@ TYPED_TEST(ClientLayer, APropertyReadsWritesAndWatches) {
         EXPECT_EQ(describe(property.connect(1ms).error()), this->line("connect", 5));
         driver::publish(this->key, list[0]);
         EXPECT_EQ(describe(Property<Other>(this->key).watch(ignore).error()), this->line("watch", 6));
-        if constexpr (!std::is_arithmetic_v<TypeParam>) {  // A read of a number has no status.
+        if constexpr (!std::is_arithmetic_v<TypeParam>) {  // The read of a number cannot report a failure.
             driver::failReads(this->key, 42);
             EXPECT_EQ(describe(property.get().error()), this->line("get", 42));
             EXPECT_EQ(describe(property.watch(ignore).error()), this->line("watch", 42));

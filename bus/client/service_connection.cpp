@@ -13,7 +13,7 @@ namespace bus {
 namespace {
 
 constexpr std::chrono::milliseconds FIRST_DELAY{100};
-constexpr std::chrono::milliseconds LAST_DELAY{400};  ///< Not shorter, because each attempt wakes the process.
+constexpr std::chrono::milliseconds LAST_DELAY{400};  ///< A shorter delay would wake the process more often.
 
 constexpr char OWNER_RULE[] =
     "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"

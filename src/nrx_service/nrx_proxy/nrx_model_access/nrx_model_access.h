@@ -22,8 +22,8 @@ class ActionAccess;
 /// operations may be called at any time and connect on demand. The caller calls the operations from one thread at a
 /// time. Any thread may call `setClient`, the operations that start and stop the listeners, and
 /// `requestStartNRXService`. The relay, `onNRXCommandValueChanged` and `onNRXEventValueChanged`, runs on the model's
-/// delivery thread. Without memory an operation throws `std::bad_alloc`, and the facade stays usable. A list that
-/// cannot be copied is lost.
+/// delivery thread. Without memory an operation throws `std::bad_alloc`, and the facade stays usable. Without memory
+/// the relay drops a received list that it cannot copy for the client.
 ///
 /// The facade owns its access objects, and shares injected objects with the caller. The facade never owns the client.
 ///
