@@ -73,7 +73,7 @@ public:
         start(std::move(task));
     }
 
-    /// Ends HELD: makes the kept calls. If there are no kept calls, makes `first`.
+    /// Ends the state HELD, and makes the calls that the queue kept. If there are no kept calls, makes `first`.
     void release(Call first) {
         auto task = makeTask();
         {
