@@ -209,8 +209,8 @@ public:
 
     /// Returns the rows, with the numbered columns (empty: all), in pages of `page` rows. The loop reads the pages, and
     /// waits up to `timeout` for each page. Before the first page, the loop connects and makes an iterator. The `Rows`
-    /// may outlive the table. If the table changes during the loop, a row may appear twice or not at all. In a handler
-    /// that the delivery thread runs, the result is `WOULD_DEADLOCK`.
+    /// may outlive the table. If the table changes during the loop, a row may appear twice or not at all. If a handler
+    /// on the delivery thread reads the rows, the result of the rows is `WOULD_DEADLOCK`.
     [[nodiscard]] Rows rows(std::vector<int> const& columns, int page,
                             std::chrono::milliseconds timeout = detail::DEFAULT_TIMEOUT) const {
         return Rows(new detail::PageReader(key_, columns, page, timeout));

@@ -28,7 +28,7 @@ std::string wordsOf(Json const& value) {
 
 /// The bus and the television's program. Both run while tests run, but not while the tests are listed.
 struct Television : ::testing::Environment {
-    // An exception ends the program: skipped tests would count as passed.
+    // An exception ends the program, because otherwise skipped tests would count as passed.
     void SetUp() noexcept override {  // NOLINT(bugprone-exception-escape)
         start();
         ::setenv("NRX_BUS_ADDRESS", address.c_str(), 1);

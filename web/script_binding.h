@@ -42,7 +42,7 @@ private:
     FacadeWorker& worker_;
     std::shared_ptr<ListQueue> queue_;  // Null while detached, like `receiver_`.
     Ref<JSCValue> receiver_;            // The script's object with the functions that the binding calls.
-    std::size_t pendingCalls_ = 0;      // The pending calls since the last attach.
+    std::size_t pendingCalls_ = 0;      // The number of unanswered calls that began after the last attach.
 };
 
 }  // namespace web
