@@ -26,7 +26,7 @@ public:
     ModelObject& operator=(ModelObject const&) = delete;
     virtual ~ModelObject() = default;
 
-    /// The interface of the object that clients receive.
+    /// Returns this object as the `objbus::Object` that clients receive.
     virtual objbus::Object& object() = 0;
     virtual void addRegistration(objbus::Observer* observer) = 0;
     /// Ends the observer's registrations and returns their number.

@@ -32,7 +32,8 @@ struct ActionAnswer {
     int status = 0;  ///< The return value of `invoke`.
     /// If this member has a value, `invoke` assigns the value to its argument `actionId`.
     std::optional<unsigned int> actionId{};
-    std::variant<std::monostate, Results, Error> outcome{};  ///< Sent on the delivery thread; nothing for `monostate`.
+    /// The delivery thread notifies the observers of the outcome, unless the outcome is `monostate`.
+    std::variant<std::monostate, Results, Error> outcome{};
 };
 
 /// Called on the thread of `invoke`, with no lock held.
@@ -143,7 +144,8 @@ public:
 
     /// Sets the result of later lookups of the root interface.
     void setRootLookup(RootLookup answer);
-    /// Makes later connects to `key` fail, until the fault is used up or replaced.
+    /// Makes later connects to `key` fail. The fault ends after `fault.attempts` connects, or when a later call of this
+    /// function replaces the fault.
     void failConnects(std::string const& key, ConnectFault fault);
     /// Makes later reads of strings and lists under `key` return the fault's status; `{}` ends the fault.
     void failReads(std::string const& key, ReadFault fault);
@@ -152,8 +154,8 @@ public:
     /// Makes every call of one operation on `key`, or on its objects, throw `std::bad_alloc` without any effect; `none`
     /// ends the fault.
     void throwFrom(std::string const& key, Call call);
-    /// Makes every connect to the value under `key` notify the value's observers before the return, like a television
-    /// that sends the value at once. Such a connect must not be made from inside a notification.
+    /// Makes every connect to the value under `key` notify the value's observers before the connect returns, like a
+    /// television that sends the value at once. Such a connect must not be made from inside a notification.
     void notifyEarly(std::string const& key, bool early);
     /// Makes `createIterator` on the table under `key` return null.
     void refuseIterators(std::string const& key, bool refuse);

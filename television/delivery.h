@@ -44,14 +44,14 @@ struct Notification {
 
 /// Runs notifications on its own thread, one after the other, in the order of posting.
 ///
-/// The payload of the waiting changes is bounded. Above the bound a change of an object replaces the object's oldest
-/// changes, until the bound is kept or the object has no other change. The newest change of each object is always
-/// delivered. Other notifications are neither counted nor dropped. If changes are dropped, one line of the log
-/// reports this before the next notification runs. Another line reports the number of dropped changes when half of the
-/// bound is free.
+/// The payload of the waiting changes is bounded. If a new change raises the payload above the bound, the oldest
+/// waiting changes of the same object are dropped, until the payload is within the bound or only the new change of this
+/// object waits. The newest change of each object is always delivered. Other notifications are neither counted nor
+/// dropped. If changes are dropped, one line of the log reports this before the next notification runs. Another line
+/// reports the number of dropped changes when half of the bound is free.
 class Delivery {
 public:
-    /// The bound: NRX_DELIVERY_LIMIT in bytes, or 64 MiB.
+    /// Returns the bound in bytes: the value of NRX_DELIVERY_LIMIT, or 64 MiB if the variable has no valid value.
     static std::size_t queueLimitFromEnvironment();
 
     explicit Delivery(std::size_t payloadLimit = queueLimitFromEnvironment()) : payloadLimit_(payloadLimit) {}
@@ -70,7 +70,7 @@ public:
         enqueue(std::move(notification), object, payloadBytes);
     }
 
-    /// After the return, no notification of this registration starts.
+    /// After this function has returned, no notification of this registration starts.
     void cancel(Registration& registration);
 
     /// Waits for a running notification from `notificationSource` to `observer`, also if another call has cancelled the
@@ -111,7 +111,7 @@ private:
     std::size_t queuedPayloadBytes_ NRX_GUARDED_BY(mutex_) = 0;  ///< The payload of the queued changes.
     std::uint64_t postedCount_ NRX_GUARDED_BY(mutex_) = 0;
     std::uint64_t runningSequenceNumber_ NRX_GUARDED_BY(mutex_) = 0;  ///< The number of the running notification, or 0.
-    std::size_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;             ///< Since dropping began.
+    std::size_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  ///< The number of changes dropped since dropping began.
     bool isDroppingReported_ NRX_GUARDED_BY(mutex_) = false;
     std::shared_ptr<Registration const> runningRegistration_ NRX_GUARDED_BY(mutex_);
     std::thread::id runningThread_ NRX_GUARDED_BY(mutex_);

@@ -15,7 +15,8 @@
 /// `[12345.678901 2231] `: seconds and microseconds of CLOCK_MONOTONIC, and the kernel's number of the thread.
 namespace television {
 
-/// Each level admits lines of its severity and of higher severities.
+/// `off` admits no lines. Every other level admits the lines of its own severity and all more severe lines. A more
+/// severe line has a lower severity number.
 enum class LogLevel : int { off = 0, critical = 1, error = 1000, info = 4000, debug = 5000 };
 
 /// Sets `level` to the level named by `word` (a value of NRX_LOG) and returns true, or returns false for an unknown
@@ -43,15 +44,15 @@ public:
         int severity;      ///< The severity of the last line that `debugCheckLevel` admitted on the writing thread.
         std::string text;  ///< As written, including the line feed.
     };
-    /// Decides whether a line is admitted; the level has no effect. May write the record's `frame` and `chunk`. Called
-    /// with no log lock held.
+    /// Decides, instead of the log level, whether a line is admitted. May write the record's `frame` and `chunk`.
+    /// Called with no log lock held.
     using Check = std::function<bool(DebugLevelRecord&)>;
 
     /// Admits the lines that `check` admits. If `check` is empty, admits all lines.
     explicit LogCapture(Check check = {});
     LogCapture(LogCapture const&) = delete;
     LogCapture& operator=(LogCapture const&) = delete;
-    /// Waits for lines and checks of other threads that are in progress.
+    /// Waits until no other thread adds a line to this capture or runs `check`.
     ~LogCapture();
 
     /// Returns and removes the captured lines, in the order of writing.

@@ -6,9 +6,10 @@
 
 namespace objbus {
 
-/// The table iterator of the televisions. The notification named beside an operation sends the result later, on the
-/// delivery thread. The cursor starts on row 0. A failed seek has the result -1 and leaves the cursor on no row. A read
-/// without a row under the cursor has an empty result. Reads do not move the cursor.
+/// The table iterator of the televisions. The result of an operation arrives later, on the delivery thread, in the
+/// notification that the comment beside the operation names. The cursor starts on row 0. A failed seek has the result
+/// -1 and leaves the cursor on no row. A read without a row under the cursor has an empty result. Reads do not move the
+/// cursor.
 ///
 /// `destroyIterator` refuses the pointer of a destroyed iterator. Until the table has destroyed 1,000 further
 /// iterators, no newer iterator has the same address, and operations through the pointer do nothing. After that the

@@ -41,7 +41,7 @@ public:
     explicit FacadeSession(orvane::NRXModelAccessClient& client);
     FacadeSession(FacadeSession const&) = delete;
     FacadeSession& operator=(FacadeSession const&) = delete;
-    /// The session does not call the client after the return.
+    /// After the destructor has returned, the session does not call the client.
     ~FacadeSession();
 
     // Any thread may call the following functions, which never block:

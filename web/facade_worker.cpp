@@ -26,7 +26,8 @@ void FacadeWorker::attach(std::shared_ptr<ListQueue> documentQueue) {
     }
     if (session_ == nullptr) {
         auto session = std::make_shared<FacadeSession>(*this);
-        // The task holds the last reference, so the worker destroys the session.
+        // When the worker thread runs this task, only the task and `workerSession_` refer to the session. So the worker
+        // thread destroys the session.
         Tasks end{{[this, session] { workerSession_ = nullptr; }, nullptr}};
         auto const start = [this, session] {
             if (!session->isFacadeStartCancelled()) {

@@ -41,8 +41,8 @@ public:
     /// Closes the queue and drops the document's calls that the worker has not started. The last document ends the
     /// session. Needs no memory.
     void detach(ListQueue& documentQueue);
-    /// Starts or stops listening to the lists of a type. The change applies to every list that arrives after the
-    /// return.
+    /// Starts or stops listening to the lists of a type. The change applies to every list that arrives after
+    /// `listen` has returned.
     void listen(ListQueue& documentQueue, ListType type, bool isOn);
     /// Runs the operation on the worker thread, then `done` on the main thread with the operation's answer.
     void call(std::shared_ptr<ListQueue const> documentQueue, Operation operation, std::function<void(Answer)> done);
@@ -76,7 +76,8 @@ private:
     void reconnectListAccesses() noexcept;
 
     Executor const runOnMain_;
-    // At its end, the worker thread clears the main thread's members too. The main thread then waits in the destructor.
+    // At its end, the worker thread clears the main thread's members too, while the main thread waits in the
+    // destructor.
     std::shared_ptr<FacadeSession> session_;        // Main thread only; null while no document is attached.
     std::shared_ptr<FacadeSession> workerSession_;  // Worker thread only.
     Tasks endSessionTask_;                          // Main thread only. The worker's task that ends the session.

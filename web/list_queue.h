@@ -18,9 +18,9 @@ using ListText = std::shared_ptr<std::string const>;
 
 /// The lists that wait for one document, in the order of their arrival.
 ///
-/// The delivery thread pushes lists, and the main thread pops lists. Above a bound of bytes a new list replaces the
-/// oldest lists of its type. The newest list of each type is always kept. The log gets one line when lists are first
-/// dropped, and one line with the number of dropped lists when the queue is empty again.
+/// The delivery thread pushes lists, and the main thread pops lists. If a new list does not fit into `MAX_BYTES`, the
+/// oldest lists of the new list's type are dropped. The newest list of each type is always kept. The log gets one line
+/// when lists are first dropped, and one line with the number of dropped lists when the queue is empty again.
 class ListQueue {
 public:
     /// The bound for the bytes of all JSON texts plus `LIST_OVERHEAD_BYTES` for each list.
@@ -57,7 +57,8 @@ private:
     mutable television::Mutex mutex_;
     std::list<QueuedList> lists_ NRX_GUARDED_BY(mutex_);
     std::size_t bytes_ NRX_GUARDED_BY(mutex_) = 0;
-    std::uint64_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  // The lists dropped since the queue was empty.
+    /// The number of lists dropped since `pop` last found the queue empty.
+    std::uint64_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;
     PerList<bool> isListening_ NRX_GUARDED_BY(mutex_){};
     bool isDeliveryScheduled_ NRX_GUARDED_BY(mutex_) = false;
     bool isClosed_ NRX_GUARDED_BY(mutex_) = false;

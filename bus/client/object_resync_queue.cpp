@@ -9,7 +9,8 @@ namespace bus {
 
 namespace {
 
-/// Lower than the bus's limit for a process's pending calls, because clients also make calls.
+/// Lower than the bus's limit for a process's pending calls, because the calls of this process's clients count against
+/// the same limit.
 constexpr std::size_t MAX_RUNNING = 64;
 constexpr std::chrono::milliseconds FIRST_DELAY{100};
 constexpr std::chrono::milliseconds LAST_DELAY{10'000};

@@ -20,8 +20,9 @@ public:
     SignalsBlocked() {
         sigset_t blocked;
         sigfillset(&blocked);
+        // The host's crash handler runs only if the thread of the crashed observer does not block the fault signal.
         for (int const fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
-            sigdelset(&blocked, fault);  // The host's crash handler runs on the thread of a crashed observer.
+            sigdelset(&blocked, fault);
         }
         pthread_sigmask(SIG_SETMASK, &blocked, &before_);
     }
@@ -124,7 +125,7 @@ std::shared_ptr<ObserverConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry
     }
     requestType(entry, attempt);
     television::MutexLock const lock(mutex);
-    // The attempt is stored after the call was started, because a call that cannot be started gets no reply.
+    // The attempt is stored after `requestType`, because no reply answers the attempt if `requestType` throws.
     entry.attempts.insert_or_assign(observer, attempt);
     return attempt;
 }
@@ -265,7 +266,8 @@ void RemoteModel::handleNameVanished() {
 
 void RemoteModel::handleNameAppeared() {
     televisionPresence.setPresent(true, sharedDelivery());
-    resyncQueue_.cancelAll();  // Drops the resyncs of an earlier call, which ran out of memory.
+    // This function is called again after memory has run out. Resyncs may then still be in the queue.
+    resyncQueue_.cancelAll();
     {
         television::MutexLock const lock(mutex);
         for (auto const& [key, entry] : entries_) {

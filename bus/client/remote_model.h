@@ -20,8 +20,8 @@ struct ObserverConnectAttempt {
     std::shared_future<int> status = statusPromise.get_future().share();
     bool isAnswered = false;         ///< Used on the connection's thread.
     RemoteObject* object = nullptr;  ///< Set before the status 0.
-    // The call is repeated at `nextRequest`, because the television may lose a call. Guarded by the model state's
-    // mutex.
+    // A `connect` after `nextRequest` requests the object's type again, because the television may lose a request. The
+    // model state's mutex guards `retryInterval` and `nextRequest`.
     std::chrono::seconds retryInterval{1};
     Deadline nextRequest = deadlineAfter(retryInterval);
 

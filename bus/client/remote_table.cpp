@@ -158,7 +158,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     auto const reply = [&](sd_bus_message* message) {
         std::string iteratorPath;
         NRX_TRY(readPath(message, iteratorPath));
-        // Made here, because the next message may be a signal of the iterator.
+        // The iterator is created while the reply is handled, because the next message may be a signal of the iterator.
         iterator = std::make_shared<RemoteIterator>(modelState(), iteratorPath, observer);
         decltype(iterators_)::PreparedInsertion initialStatus(iterator);
         television::MutexLock const lock(modelState().mutex);

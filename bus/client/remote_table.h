@@ -27,7 +27,7 @@ public:
     // The next two functions are called with `modelState_.mutex` held. Clang's thread safety analysis does not check
     // the functions, because the analysis cannot see that the callers lock this mutex.
 
-    /// Called when the television is gone. The next television may give the path to another iterator.
+    /// Called when the television is gone. The next television may use this iterator's path for another iterator.
     void handleTelevisionLoss() NRX_NOT_ANALYSED;
     /// Destroys the iterator here and in the television.
     void closeAndDestroyRemotely(std::string const& tablePath) NRX_NOT_ANALYSED;
@@ -41,7 +41,7 @@ private:
     template <typename Notify>
     void post(Notify notify) const;
 
-    std::atomic<bool> isClosed_ = false;  ///< No further call is sent, no further signal is handled.
+    std::atomic<bool> isClosed_ = false;  ///< If true, the iterator sends no calls and receives no signals.
     SharedModelState& modelState_;
     std::string const path_;
     std::shared_ptr<television::TypedRegistration<Observer>> const registration_;

@@ -64,7 +64,7 @@ protected:
 /// to an untrusted owner and ignores the messages of an untrusted owner.
 class ServiceConnection {
 public:
-    /// Reads the environment on the host's thread, because the host may change the environment later.
+    /// Reads the environment on the caller's thread, because the host process may change the environment later.
     explicit ServiceConnection(ServiceWatcher& watcher);
     ServiceConnection(ServiceConnection const&) = delete;
     ServiceConnection& operator=(ServiceConnection const&) = delete;
@@ -78,15 +78,15 @@ public:
     [[nodiscard]] bool isBusConnected() const { return isBusConnected_; }
 
     /// Calls the method and blocks until the reply or the deadline. A call not sent by then is never sent. Returns a
-    /// status. The connection's thread calls `arguments` and `reply`, but never after this function has returned.
-    /// `lateReply` reads a reply that arrives later.
+    /// status. The connection's thread calls the functions `arguments` and `reply`, but never after this function has
+    /// returned. `lateReply` reads a reply that arrives later.
     int call(Method method, Deadline deadline, MessageBody arguments, MessageBody reply, MessageBody lateReply = {});
 
     /// Calls the method and does not wait. The connection's thread calls `completion` after `reply` or after a failure.
     void callAsync(Method method, CallOrigin origin, MessageBody arguments, MessageBody reply, Completion completion);
 
-    /// Calls the method without a reply, and does not wait. The connection's thread calls `arguments` later. If the
-    /// process lacks the resources to send the call and `leavesBusIfUnsent` is true, leaves the bus.
+    /// Calls the method without a reply, and does not wait. The connection's thread calls the function `arguments`
+    /// later. If the process lacks the resources to send the call and `leavesBusIfUnsent` is true, leaves the bus.
     void callNoReply(Method method, MessageBody arguments, bool leavesBusIfUnsent = false);
 
     /// Leaves the bus, and connects again: the television then releases all that it keeps for this process. Needs no
@@ -163,7 +163,7 @@ private:
     Deadline nextNameAppearedRetry_ = Deadline::max();  ///< When to call the watcher's `handleNameAppeared` again.
     std::multimap<Deadline, std::function<void()>> timers_;
     std::map<PendingCall const*, std::shared_ptr<PendingCall>> sentCalls_;
-    std::vector<std::shared_ptr<PendingCall>> heldCalls_;  ///< Sent when the owner is known.
+    std::vector<std::shared_ptr<PendingCall>> heldCalls_;  ///< The calls that wait for the replies about the owner.
     std::string owner_;                                    ///< The television's unique name, or empty.
     std::string candidateOwner_;                           ///< The name's owner until the owner's user is known.
     bool isOwnerKnown_ = false;                            ///< The bus has reported the name's owner.

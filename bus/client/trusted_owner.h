@@ -21,7 +21,8 @@ public:
 private:
     struct Setting {
         bool isAny = false;
-        std::optional<uid_t> user{};  ///< Empty: this process's user and root.
+        /// If `user` is empty and `isAny` is false, this process's user and root may own the television's name.
+        std::optional<uid_t> user{};
     };
     static std::optional<Setting> parse(std::string_view word);
 

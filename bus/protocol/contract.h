@@ -24,7 +24,7 @@ constexpr char ITERATOR_INTERFACE[] = "nrx.Television1.TableIterator";
 constexpr char PROPERTIES_INTERFACE[] = "org.freedesktop.DBus.Properties";
 constexpr char MANAGER_INTERFACE[] = "org.freedesktop.DBus.ObjectManager";
 
-// The bus itself, which sends signals under its name.
+// The name and the path of the bus itself. The bus sends its own signals under this name.
 constexpr char BUS_NAME[] = "org.freedesktop.DBus";
 constexpr char BUS_PATH[] = "/org/freedesktop/DBus";
 
@@ -41,7 +41,8 @@ std::optional<std::string> keyOf(std::string_view path);
 /// directly to this connection.
 bool isFromBus(sd_bus_message* message);
 
-/// Sets `error` to a status of the television, and returns the result for the handler of the method call.
+/// Sets `error` to a status of the television. Returns the negative error number that the handler of the method call
+/// returns to sd-bus.
 int setStatusError(sd_bus_error* error, int status);
 /// Returns the status of a failed method call: the television's status, or the status for an error of the bus.
 int statusOfError(sd_bus_error const& error);

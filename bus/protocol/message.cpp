@@ -23,7 +23,7 @@ constexpr std::size_t padded(std::size_t size, std::size_t alignment) {
 /// The size of a structure of eight bytes and a text.
 std::size_t sizeWithText(std::string const& text) { return padded(sizeof(std::uint64_t) + wireSize(text), 8); }
 
-/// Appends a container: `appendElement` appends each element.
+/// Appends an array. `appendElement` appends one element.
 template <typename Elements, typename AppendElement>
 int appendArray(sd_bus_message* message, char const* contents, Elements const& elements,
                 AppendElement const& appendElement) {
@@ -38,7 +38,7 @@ int appendArray(sd_bus_message* message, char const* contents, Elements const& e
     });
 }
 
-/// Reads a container: `readElement` reads one element, or returns 0 if there is no element.
+/// Reads an array. `readElement` reads one element, or returns 0 if there is no element.
 template <typename Element, typename ReadElement>
 int readArray(sd_bus_message* message, char const* contents, std::vector<Element>& elements,
               ReadElement const& readElement) {

@@ -76,8 +76,8 @@ constexpr std::size_t MAX_MESSAGE_BYTES = std::size_t{31} * 1024 * 1024;
 // An upper bound of a value's bytes in a message, including the lengths, the terminating zeros and the padding.
 template <typename Number>
 requires std::is_arithmetic_v<Number> std::size_t wireSize(Number /*value*/) {
-    // The size of a text includes padding to a multiple of 4 bytes. Only a number of more than 4 bytes may need further
-    // padding.
+    // A number of more than 4 bytes may need padding before the number. Any other number needs none, because the size
+    // of a text includes padding to a multiple of 4 bytes.
     return sizeof(Number) > 4 ? 2 * sizeof(Number) : sizeof(Number);
 }
 std::size_t wireSize(std::string const& value);

@@ -4,7 +4,8 @@
 
 #include <string>
 
-// The server's reports on standard error. A report never blocks: a line is dropped if the pipe has no room.
+// The server's reports on standard error. A report never blocks: if standard error is not ready for writing, the line
+// is dropped.
 
 namespace bus::server {
 
@@ -17,8 +18,8 @@ void printObjectError(std::string const& key, std::string const& problem);
 /// Returns the text of a negative error number from appending to a message or from sending a message.
 std::string reasonOf(int negativeErrno);
 
-/// Returns a handler's result for a call whose arguments cannot be read. If the arguments have too many
-/// bytes, reports the call with the key of the called object and sets `error` to a status.
+/// Returns the negative error number that a handler returns to sd-bus for a call whose arguments cannot be read. If the
+/// arguments have too many bytes, reports the call with the key of the called object and sets `error` to a status.
 int refuseCall(sd_bus_error* error, std::string const& key, int negativeErrno);
 
 }  // namespace bus::server

@@ -23,8 +23,8 @@ public:
     static constexpr std::size_t MESSAGE_OVERHEAD = std::size_t{4} * 1024;
     static constexpr std::size_t MAX_SD_BUS_QUEUE_BYTES = std::size_t{8} * 1024 * 1024;
 
-    /// Refers to the last message of a series while that message waits. Only the last message of a series matters, for
-    /// example of the values of a property.
+    /// Refers to the last message of a series while that message waits. In a series, for example the messages with the
+    /// values of one property, only the last message matters.
     class ReplaceableMessage {
         friend SendQueue;
         std::weak_ptr<QueuedMessage> queued_;

@@ -234,7 +234,8 @@ int Server::enumerateNodes(sd_bus* /*bus*/, char const* prefix, void* server, ch
 }
 
 int Server::handleSync(sd_bus_message* call, sd_bus_error* /*error*/) {
-    television_.waitUntilDelivered();  // Now a task for each change is posted. The reply follows as a later task.
+    // After this wait, the notifications of all earlier changes have posted their tasks. A later task sends the reply.
+    television_.waitUntilDelivered();
     std::shared_ptr<sd_bus_message> const pending(sd_bus_message_ref(call), sd_bus_message_unref);
     loop_.tasks.post([this, pending] {
         sd_bus_error error{};

@@ -60,8 +60,8 @@ private:
     void replaceAllServedObjects();
     /// Replaces all objects if a replacement ran out of memory.
     void retryFailedReplacement();
-    /// Runs the replacement, or remembers that all objects must be replaced when there is memory again. Any thread may
-    /// call.
+    /// Runs the replacement. If memory runs out, `retryFailedReplacement` replaces all objects later. Any thread may
+    /// call `tryReplacement`.
     template <typename Replacement>
     void tryReplacement(Replacement const& replacement) noexcept;
     int handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error);
@@ -82,7 +82,7 @@ private:
     CallFilter callFilter_;
     SendQueue sendQueue_;
     bool isTerminating_ = false;
-    bool isBusReadPaused_ = false;  ///< Memory ran out while the bus was read.
+    bool isBusReadPaused_ = false;  ///< If true, the last `runLoopOnce` ran out of memory.
     std::atomic<bool> isReplacementFailed_ = false;
     std::optional<ServedIterators> iterators_;
     std::optional<ObjectContext> context_;

@@ -54,7 +54,8 @@ bool Server::runOnceUnlessTerminated(bool waitsForEvent) {
 void Server::runLoopOnce(bool waitsForEvent) {
     sd_bus* const bus = bus_.get();
     auto const step = [&] {
-        std::uint64_t due = UINT64_MAX;  // The due time of the monotonic clock in microseconds.
+        // When to call `sd_bus_process`, in microseconds of the monotonic clock. UINT64_MAX means that no time is set.
+        std::uint64_t due = UINT64_MAX;
         NRX_TRY(sd_event_source_set_io_events(busSource_.get(), static_cast<unsigned int>(sd_bus_get_events(bus))));
         NRX_TRY(sd_bus_get_timeout(bus, &due));
         auto const elapsed = std::chrono::steady_clock::now().time_since_epoch();
