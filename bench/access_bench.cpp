@@ -15,8 +15,8 @@ using Integers = std::vector<int>;
 using StringAccess = ValueAccessT<objbus::ObserverString>;
 using StringListAccess = ValueAccessT<objbus::ObserverVectorString>;
 
-/// Publishes `value`, connects an access object, and gets the model object for direct calls by a second connect.
-/// Neither of the two connects registers an observer, so that a write causes no notification.
+/// Publishes `value` and connects an access object. Another connect gets the model object, which benchmarks call
+/// directly. Neither of the two connects registers an observer, so that a write causes no notification.
 template <typename Access, typename Object>
 struct Connected {
     Connected(simulator::Television& television, std::string const& key, simulator::Value const& value)

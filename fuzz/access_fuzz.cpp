@@ -45,7 +45,7 @@ constexpr AccessPtr (*MAKERS[])(char const*, std::shared_ptr<RecordingHandler> c
     makeAccess<TableAccess>,
     makeAccess<IteratorAccess>};
 
-/// Holds at most one access object, and its reference.
+/// Holds at most one access object, and the `ReferenceAccess` that models this access object.
 struct Slot : Recorder {
     std::shared_ptr<ReferenceAccess> reference;
     AccessPtr access;
@@ -106,7 +106,8 @@ private:
                 isWhole ? release(receiver) : end(receiver);
             };
         }
-        // A facade that connects inside a notification would wait forever for an early notification.
+        // With `notifiesDuringConnect`, a connect waits until its notification is delivered. If the facade connected
+        // inside another notification, the connect would wait forever.
         auto const isEarly = [](auto& each) { return each.second.notifiesDuringConnect; };
         if (bytes.nextBool() && std::none_of(reference.keys.begin(), reference.keys.end(), isEarly)) {
             clients_[0].onNextNotification = [this] { useFacade(); };
@@ -185,7 +186,7 @@ private:
 
     void useIterator(ReferenceAccess& model, IteratorAccess& access) {
         if (model.throwsFromCall(Call::disconnect)) {
-            clearFaults();  // Otherwise a destroyed table would stay registered.
+            clearFaults();  // If a disconnect threw, a destroyed table access object would stay registered.
         }
         auto* const iterator = access.getIterator();
         expect((iterator != nullptr) == (model.iteratedTable != nullptr),

@@ -31,7 +31,7 @@ public:
             television_.connectRetryWaits += !isFound && budgetMs > 0 ? 1 : 0;
         } while (!isFound && --attempts > 0);
         failIf(!isFound, STATUS_ERR_CONNECT_FAILED);
-        if (!fails) {  // A connect that fails may report success, but registers no observer.
+        if (!fails) {  // A connect with a fault registers no observer, even if the connect returns `STATUS_OK`.
             television_.registrations.emplace_back(shared_from_this(), keyState_.object);
             keyState_.notifiesDuringConnect ? television_.set(keyState_.object, Value(keyState_.object->value)) : false;
         }

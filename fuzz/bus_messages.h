@@ -90,7 +90,7 @@ inline bus::Message makeMessage(MessageMember const& member, bool isMethodCall, 
     });
 }
 
-/// Whether sd-bus reads the text from a message. sd-bus reads every ASCII text without zero bytes.
+/// Whether sd-bus accepts the text when it reads a message. sd-bus accepts every ASCII text without zero bytes.
 inline bool isValidText(std::string const& text) {
     if (std::all_of(text.begin(), text.end(), [](char byte) { return byte > 0; })) {
         return true;

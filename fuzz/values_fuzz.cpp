@@ -62,7 +62,7 @@ private:
         return bytes_.nextBool() ? bytes_.text(LONG) : std::string(bytes_.number<std::size_t>(0, LONG), 'x');
     }
 
-    /// Any bits, the number that `other` converts to, or a floating-point number near a power of two.
+    /// Returns random bits, the number that `other` converts to, or a floating-point number near a power of two.
     template <typename Number>
     Number number(Target other) {
         if constexpr (std::is_same_v<Number, bool>) {
@@ -103,7 +103,7 @@ private:
                "each tag has a type");
     }
 
-    /// Stores the string of `from`, or the same text by a pointer. The pointer may be null.
+    /// Assigns the text of `from` to `at`, as a `std::string` or as a `char const*`, which may be null.
     void storeText(Target at, Target from) {
         std::string content = from.model->text;
         if (bytes_.nextBool()) {

@@ -80,8 +80,7 @@ std::unique_ptr<NRXModelAccess> makeListeningFacade(Client& client) {
 
 /// The television and its bus, which are killed and replaced.
 struct Processes {
-    /// Kills and replaces the television or the bus. Returns the time until the client receives
-    /// the next list.
+    /// Kills and replaces the television or the bus. Returns how long after the restart the client receives a list.
     Clock::duration replace(bool withBus, Client& client) {
         ++changes;
         (withBus ? bus : television)->end(SIGKILL);
@@ -95,7 +94,7 @@ struct Processes {
         return client.awaitedTime.load() - back;
     }
 
-    std::atomic<int> changes = 0;  ///< Odd from a kill to the next list.
+    std::atomic<int> changes = 0;  ///< Odd while `replace` runs, otherwise even.
     std::string address{};
     std::unique_ptr<ChildProcess> bus = test::startBus(address);
     std::unique_ptr<ChildProcess> television = test::startTelevision(NRX_TELEVISION, address, MODEL);
@@ -142,7 +141,8 @@ void run(int kills, int busKills, int leastFacades) {
         watchdog.kick();
         std::this_thread::sleep_for(1ms);
     }
-    client.waitForLists(client.lists + 2);  // One list of the television's start, and one list of the writer.
+    // At most one of the two lists is sent at the television's start, so the writer sends at least one of them.
+    client.waitForLists(client.lists + 2);
     isStopping = true;
     shortLived.join();
     writer.end(SIGKILL);

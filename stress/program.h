@@ -43,20 +43,19 @@ void waitUntil(Condition const& condition) {
 
 using List = std::vector<std::string>;
 
-/// Makes a list from a number above 0. Each element contains the number, which determines the count and the length.
+/// Makes a list from a number above 0. Each element begins with the number. The number also determines the count and
+/// the length of the elements.
 inline List encodeList(int number) {
     return List(1 + static_cast<std::size_t>(number) % 40,
                 std::to_string(number) + std::string(static_cast<std::size_t>(number) * 7 % 300, '.'));
 }
 
-/// The number from which `encodeList` made the list, or 0 if `encodeList` did not make the list, for example a torn
-/// list.
+/// The number from which `encodeList` made the list, or 0 for any other list, for example a torn list.
 inline int decodeList(List const& list) {
     int const number = list.empty() ? 0 : std::atoi(list[0].c_str());
     return number > 0 && list == encodeList(number) ? number : 0;
 }
 
-/// The lists that a client receives.
 struct ReceivedListChecker {
     /// Fails unless the list is whole and newer than the last list. Returns whether lists are missing between the two.
     bool recordAndDetectGap(List const& list) {
@@ -74,7 +73,7 @@ struct ReceivedListChecker {
     std::atomic<int> lastNumber = 0;
 };
 
-/// Ends the program, with the stacks of all threads on standard error, if `kick` is not called for the timeout.
+/// Prints the stacks of all threads on standard error and ends the program if `timeout` passes without a `kick`.
 class Watchdog {
 public:
     explicit Watchdog(std::chrono::seconds timeout)

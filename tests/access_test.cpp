@@ -50,7 +50,7 @@ std::string nameOf(int type) {
     return "OBJECT_TYPE_" + (type < 1 || type > 8 ? "NONE" : names[static_cast<std::size_t>(type) - 1]);
 }
 
-/// A read or write, and the value of the object after the operation, for each type that accepts the operation.
+/// A read or a write. `accepted` maps each type that accepts the operation to the object's value after the operation.
 struct Operation {
     std::string name;
     std::function<int(ValueAccessBase&)> call;
@@ -230,7 +230,7 @@ TEST_P(AccessTest, ExceptionsOfTheModelLeaveNoRegistration) {
     tv.publishTable(KEY, {});
     beforeLogLineOfTestThread = [] {
         throw std::bad_alloc();
-    };  // The log throws when a connect logs the wrong type. In the second round, the model's disconnect also throws.
+    };  // The log throws when `connect` logs a type mismatch. In the second round, the model's disconnect also throws.
     for (Call const call : {Call::none, Call::disconnect}) {
         tv.throwFrom(KEY, call);
         EXPECT_THROW(value.connect(0), std::bad_alloc);

@@ -100,7 +100,7 @@ TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
         loss.lose();
         Client<TypeParam> late(this->key);
         EXPECT_TRUE(late.status == loss.status && late.object == nullptr);
-        constexpr bool IS_NUMBER = std::is_arithmetic_v<TypeParam>;  // A read of a number returns the last value.
+        constexpr bool IS_NUMBER = std::is_arithmetic_v<TypeParam>;  // Reads of numbers return the last received value.
         EXPECT_EQ(client.statusOfRead(), IS_NUMBER ? 0 : loss.status);
         EXPECT_TRUE(!IS_NUMBER || client.read() == list[0]);
         EXPECT_EQ(client.write(list[2]), loss.status);

@@ -1,5 +1,5 @@
-// Runs each operation of a client on the bus twice for each allocation of any library and thread: this allocation fails
-// alone, or with all later allocations. After the failure, the clients receive replies and signals as before.
+// During each operation of a client on the bus, each allocation of any library fails in two runs: in one run alone, in
+// the other run with all later allocations. After the failure, the clients receive replies and signals as before.
 
 #include <dlfcn.h>
 #include <sys/socket.h>

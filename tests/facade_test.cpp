@@ -99,7 +99,8 @@ TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilDestruction) {
 
 TEST_F(FacadeTest, TheRelayChecksTheTypeThenTheListenerThenTheClient) {
     ValueObject const list = listOf({ValueObject("x"s), ValueObject(2), ValueObject(true)});
-    beforeLogLineOfTestThread = [this] { EXPECT_EQ(client.take(), Calls{}); };  // All lines precede the client's call.
+    // The relay writes all its log lines before it calls the client.
+    beforeLogLineOfTestThread = [this] { EXPECT_EQ(client.take(), Calls{}); };
     for (bool const command : {true, false}) {
         facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);
         logged();

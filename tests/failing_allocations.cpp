@@ -15,7 +15,7 @@ static std::atomic<bool> isArmed = false;
 static std::atomic<bool> failureLasts = false;
 static thread_local int scopedMemories = 0;
 
-#ifndef NRX_THREAD_SANITIZER  // ThreadSanitizer needs its own allocation functions, so that no allocation fails.
+#ifndef NRX_THREAD_SANITIZER  // With ThreadSanitizer, which needs its own allocation functions, no allocation fails.
 
 #ifdef NRX_SANITIZED
 #define TEST_REPLACED(name) __interceptor_##name

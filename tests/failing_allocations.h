@@ -29,9 +29,9 @@ public:
     ~ScopedAllocationSuccess();
 };
 
-/// Lets each allocation of each operation fail, alone and with all later ones. `getsThrough` takes an operation and the
-/// arguments of a `ScopedAllocationFailure`, and returns whether no allocation failed. The first member of an operation
-/// is its name. Prints the numbers of allocations.
+/// Lets each allocation of each operation fail in two runs: in one run alone, in the other run with all later ones.
+/// `getsThrough` takes an operation and the arguments of a `ScopedAllocationFailure`, and returns whether no allocation
+/// failed. The first member of an operation is its name. Prints the numbers of allocations.
 template <typename Operations, typename GetsThrough>
 void failEachAllocation(Operations const& operations, GetsThrough const& getsThrough) {
     stress::Watchdog watchdog(std::chrono::seconds(20));

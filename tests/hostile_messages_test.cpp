@@ -1,4 +1,4 @@
-// A wrong reply causes a status. A wrong signal is dropped. Later messages are received.
+// An operation that receives a wrong reply ends with a status. A wrong signal is dropped. Later messages are received.
 
 #include "hostile_bus.h"
 
@@ -12,7 +12,7 @@ struct Operation {
 constexpr Operation CONNECT{"x Type", [](auto& /*clients*/) { return connectAndDisconnect("x"); }};
 constexpr Operation CONNECT_NUMBER{"y Value", [](auto& /*clients*/) { return connectAndDisconnect("y"); }};
 constexpr Operation READ{"l Value", [](auto& clients) { return clients.list.statusOfRead(); }};
-// A failed read of a number returns the last value, which is 7.
+// A failed read of a number returns the last received value, which is 7.
 constexpr Operation READ_NUMBER{"n Value", [](auto& clients) { return clients.number.read() - 7; }};
 constexpr Operation WRITE{"Set", [](auto& clients) { return clients.list.write({"new"}); }};
 constexpr Operation INVOKE{"Invoke", invoke};

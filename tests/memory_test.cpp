@@ -1,4 +1,4 @@
-// Runs each operation twice for each of its allocations: this allocation fails alone, or with all later allocations.
+// Each allocation of each operation fails in two runs: in one run alone, in the other run with all later allocations.
 
 #include <climits>
 

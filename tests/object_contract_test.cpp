@@ -84,7 +84,7 @@ TEST(TableContract, RowsAreReadThroughIterators) {
         EXPECT_EQ(table->destroyIterator(newer), 0);
     }
     driver::waitForNotifications();
-    columnObserver.received.resize(1);  // Some iterators may have become ready before they were destroyed.
+    columnObserver.received.resize(1);  // Drops "ready 0 ", which some iterators may send before they are destroyed.
     for (TableIterator* const iterator : stale) {
         iterator->readRow();
         EXPECT_NE(table->destroyIterator(iterator), 0);

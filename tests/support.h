@@ -104,7 +104,7 @@ public:
     simulator::Television tv;
     std::atomic<bool> refusesAllLogLines = false;             ///< Refuses every line.
     std::atomic<bool> refusesLogLinesOfOtherThreads = false;  ///< Refuses the lines of other threads.
-    std::function<void()> beforeLogLineOfTestThread = [] {};  ///< Called before each line of this thread.
+    std::function<void()> beforeLogLineOfTestThread = [] {};  ///< Called before each log line of the test's thread.
     std::thread::id const ownThread = std::this_thread::get_id();
     simulator::LogCapture log{[this](DebugLevelRecord&) {
         bool const own = std::this_thread::get_id() == ownThread;

@@ -12,7 +12,7 @@ TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
     EXPECT_EQ(access.connect(0), 0);
     tv.setObjectListener([&](std::string const& key) { handler->values.push_back(key); });
     tv.set(KEY, 2);
-    tv.publish(KEY, 3);  // Replaces the object: one call of the listener.
+    tv.publish(KEY, 3);  // Replaces the object, which calls the listener once.
     tv.withdraw("nothing");
     tv.withdraw(KEY);
     tv.waitUntilDelivered();

@@ -1,4 +1,4 @@
-// The queue of a document's lists, and the origins whose pages see `nrx`.
+// Tests the queue of a document's lists, and the list of the origins whose pages see `nrx`.
 
 #include <gmock/gmock.h>
 

@@ -212,7 +212,7 @@ TEST_F(FacadeWorkerTest, CallsOfADetachedDocumentAreDropped) {
     isGone.set_value();
     ASSERT_EQ(call(next, "get", R"(["event"])").status, 0);
     EXPECT_EQ(television.counts(EVENT).writes, 0);
-    EXPECT_EQ(television.counts(EVENT).connectAttempts, 2);  // The second document's session never starts.
+    EXPECT_EQ(television.counts(EVENT).connectAttempts, 2);  // The temporary document's session never starts.
     EXPECT_FALSE(isAnswered);
     EXPECT_EQ(television.registrations(COMMAND), 1);  // The registration belongs to the session of `next`.
     worker->detach(*next.queue);

@@ -39,8 +39,7 @@ void facadesAndValuesGoThroughTheirInterfaces() {
     assert((hears({"gone", "gone"})));
 }
 
-// Access objects with reactions of their own.
-
+/// Records "reaction" for each value, before the handler receives the value.
 template <typename Obs>
 struct Reacting : ValueAccessT<Obs> {
     using ValueAccessT<Obs>::ValueAccessT;
