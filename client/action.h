@@ -35,7 +35,7 @@ namespace detail {
 
 /// The identifier that this layer passed with its newest invocation. The television may replace the identifier. Each
 /// invocation has a distinct identifier, because the television sends each answer of an action to all clients of the
-/// action. Counts down from the largest number.
+/// action. The identifiers of successive invocations count down from the largest number.
 inline std::atomic<unsigned int> NRX_EXPORT lastActionId = 0;
 
 /// The calls of an action that have no answer yet. Receives the answers from the access object.
@@ -124,10 +124,11 @@ private:
 ///     auto const answer = timer.call({"30"}, 2s);
 ///     answer ? show(answer->at(0)) : log(describe(answer.error()));
 ///
-/// A failure of a call has one of these causes. `STATUS`: the library did not start the action (5: not obtained in
-/// time; 6: no action, or too many arguments), or the model returned a status of its own. Some televisions return a
-/// status although the action may have been started. `EXECUTION_ERROR`: the action was started and failed. `NO_ANSWER`:
-/// the action was started, but its answer did not arrive in time. A later answer is dropped.
+/// A failure of a call has one of these causes. `STATUS`: the library did not start the action, or the model returned a
+/// status of its own. The library's status is 5 if the action was not obtained in time, and 6 if the object is no
+/// action or if there are too many arguments. Some televisions return a status although the action may have been
+/// started. `EXECUTION_ERROR`: the action was started and failed. `NO_ANSWER`: the action was started, but its answer
+/// did not arrive in time. A later answer is dropped.
 ///
 /// The rules of a `Property` for connecting, use by threads and destruction also hold for an `Action`. After the
 /// destruction, handlers of unanswered calls are never called.
@@ -159,8 +160,9 @@ public:
     }
 
     /// Starts the action. `handler(Answer const&)` is called once, with the answer or with the failure to start.
-    /// Without an executor the delivery thread calls the handler, or this thread if the answer is known before the
-    /// return. This object keeps the handler until the television answers.
+    /// Without an executor, the delivery thread calls the handler. If the action does not start, or if the answer
+    /// arrives before `call` returns, the thread that calls `call` may call the handler instead. This object keeps the
+    /// handler until the television answers.
     template <typename Handler, typename = std::enable_if_t<std::is_invocable_v<std::decay_t<Handler>&, Answer const&>>>
     void call(Arguments const& arguments, Handler&& handler) {
         auto const calls = access_->queue;  // The handler may destroy this object.

@@ -121,9 +121,10 @@ public:
     explicit Property(std::string const& key, Executor executor = {})
         : access_(new detail::PropertyAccess<T>(key, std::make_shared<detail::Watch<T>>(std::move(executor)))) {}
 
-    /// Connects, with an attempt every 100 milliseconds until the pauses have lasted `timeout`. The attempts take time
-    /// too. Fails at once without a root interface. Needed only if the model object may appear after more than a
-    /// second. Status 5: not obtained in time; 6: another type; 8: the key is "missing".
+    /// Connects. Makes an attempt every 100 milliseconds, until the pauses between the attempts add up to `timeout`.
+    /// The attempts take time too. Fails at once if there is no root interface. `connect` is needed only if the model
+    /// object may appear after more than a second. A failure has the status 5 if the model object was not obtained, 6
+    /// if the object has another type, and 8 if the key is "missing".
     Result<void> connect(std::chrono::milliseconds timeout) {
         return access_->result("connect", access_->connectUntil(detail::deadlineAfter(timeout)));
     }
@@ -143,9 +144,10 @@ public:
     /// receives the stored value.
     Result<void> set(T const& value) { return access_->result("set", access_->write(value)); }
 
-    /// Calls `handler(T const&)` with the current value, unless a notification arrives first, and then with every
-    /// change. The calls have the model's order and do not overlap. The call for the last change has the model's
-    /// current value. After the first call, the handler may receive changes that are older than the value of this call.
+    /// Calls `handler(T const&)` with the current value, and then with every change. If a notification arrives before
+    /// `watch` has queued the call with the current value, the handler receives only the changes. The calls have the
+    /// model's order and do not overlap. The call for the last change has the model's current value. After the first
+    /// call, the handler may receive changes that are older than the value of this call.
     ///
     /// Without an executor, the thread that calls `watch` makes the first call of the handler before `watch` returns.
     /// The thread that calls `watch` also makes the calls of the handler for changes that arrive during the first call.

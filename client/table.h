@@ -184,8 +184,8 @@ public:
     }
     End end() const { return {}; }  ///< Reached after the last row, or after a failure.
 
-    /// After the loop: whether all rows were read. Status 4: the table did not appear within 1000 milliseconds; other
-    /// statuses are the television's. `NO_ANSWER`: a page did not arrive in time.
+    /// After the loop: whether all rows were read. A failure has the status 4 if no table appeared under the key within
+    /// 1000 milliseconds. Other statuses are the television's. `NO_ANSWER` means that a page did not arrive in time.
     [[nodiscard]] Result<void> const& result() const { return reader_->result(); }
 
 private:
@@ -207,17 +207,19 @@ public:
         : key_(key),
           watcher_(new detail::TableWatcher(key, std::make_shared<detail::Watch<int>>(std::move(executor)))) {}
 
-    /// Returns the rows, with the numbered columns (empty: all), in pages of `page` rows. The loop reads the pages, and
-    /// waits up to `timeout` for each page. Before the first page, the loop connects and makes an iterator. The `Rows`
-    /// may outlive the table. If the table changes during the loop, a row may appear twice or not at all. If a handler
-    /// on the delivery thread reads the rows, the result of the rows is `WOULD_DEADLOCK`.
+    /// Returns the rows, with the columns whose numbers `columns` lists, or with all columns if `columns` is empty. The
+    /// loop reads pages of `page` rows, and waits up to `timeout` for each page. Before the first page, the loop
+    /// connects and makes an iterator. The `Rows` may outlive the table. If the table changes during the loop, a row
+    /// may appear twice or not at all. If a handler on the delivery thread reads the rows, the result of the rows is
+    /// `WOULD_DEADLOCK`.
     [[nodiscard]] Rows rows(std::vector<int> const& columns, int page,
                             std::chrono::milliseconds timeout = detail::DEFAULT_TIMEOUT) const {
         return Rows(new detail::PageReader(key_, columns, page, timeout));
     }
 
     /// Calls `handler(int)` after every change, with the number that the television gives to the change. Does not call
-    /// the handler before the first change. Otherwise like `Property::watch`. Status 6: not a table.
+    /// the handler before the first change. Otherwise like `Property::watch`. A failure has the status 6 if the object
+    /// is no table.
     template <typename Handler>
     Result<void> watch(Handler&& handler) {
         return watcher_->watch(std::forward<Handler>(handler),

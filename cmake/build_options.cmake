@@ -9,7 +9,7 @@ target_compile_options(nrx_build_options INTERFACE
     -Wnon-virtual-dtor -Wformat=2 -Wimplicit-fallthrough -Wextra-semi
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>  # GCC 12 reports impossible overlaps in std::string.
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta>
-    # Removes the build's directory from the source file's name in a log line.
+    # Removes the path of the source directory from the file names in log lines and in debug information.
     -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(NRX_WARNINGS_AS_ERRORS)
     target_compile_options(nrx_build_options INTERFACE -Werror)

@@ -70,7 +70,7 @@ if(TARGET nrx_web_extension)
     install(TARGETS nrx_web_extension LIBRARY DESTINATION ${web_directory} COMPONENT web)
     set_target_properties(nrx_web_extension PROPERTIES INSTALL_RPATH $ORIGIN/..)
     install(FILES web/nrx.d.ts DESTINATION ${web_directory} COMPONENT web)
-    # The example page finds the script in the parent folder.
+    # The example page loads `nrx.js` from the folder above its own folder.
     set(web_examples ${CMAKE_INSTALL_DATADIR}/doc/nrx-web-extension/examples)
     install(DIRECTORY web/example DESTINATION ${web_examples} COMPONENT web)
     install(FILES web/nrx.js DESTINATION ${web_examples} COMPONENT web)

@@ -1,5 +1,4 @@
-# Makes a Debian package of each component of cmake/install.cmake, for the processor of the build machine. The library
-# is linked with the simulator.
+# Makes a Debian package of each component of cmake/install.cmake, for the processor of the build machine.
 if(CMAKE_CROSSCOMPILING OR NOT TARGET nrx_console OR NOT TARGET nrx_web_extension)
     message(FATAL_ERROR "NRX_PACKAGES is on: expected a build for this machine with the simulator, the bus and the web "
                         "extension")

@@ -28,7 +28,7 @@ int main() {
 
     Engine engine;  // Must outlive the facade.
     NRXModelAccess facade(&engine);
-    facade.start();  // Connects the two lists, within a second each. A failure is a line in the log.
+    facade.start();  // Connects the two lists, within a second each. Only the log reports a failure.
     facade.startCommandListener();
     television.set(model_keys::COMMAND, List{"play", "channel 5"});
     television.waitUntilDelivered();
@@ -42,5 +42,5 @@ int main() {
     auto const text = version.get();  // The version is not published: the read fails after one second.
     assert(describe(text.error()) == "get torvi.sl2.str.orvfactory.software.version: status 5");
 
-    facade.requestStartNRXService();  // The result is a line in the log.
+    facade.requestStartNRXService();  // Only the log reports the result.
 }

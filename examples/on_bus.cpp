@@ -1,5 +1,5 @@
-// A client whose television is another process, on a message bus. Only the linked platform library decides this. The
-// client waits for a television, sends an event, and ends when it has received its own event.
+// A client whose television is another process, on a message bus. Only the linked platform library decides where the
+// television is. The client waits for a television, sends an event, and ends when it has received its own event.
 
 #include <chrono>
 #include <cstdio>

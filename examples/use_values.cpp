@@ -45,7 +45,7 @@ void aValueIsMadeFromWhatItHolds() {
     value = none;
     assert(shown(value) == "8 ");
     value = buffer;
-    IValueObject& interface = value;  // The type of a handler's argument.
+    IValueObject& interface = value;  // A handler receives an `IValueObject const&`.
     interface = interface.convertToStringType() + std::string(value);
     assert(shown(value) == "8 bufferbuffer");
 }

@@ -102,9 +102,9 @@ public:
         return status == support::STATUS_OK ? Result<void>() : failure(operation, Cause::STATUS, status);
     }
 
-    /// Installs the handler of a `Watch`. `read(first)` connects. To have the handler called with the current value,
-    /// `read` sets `first` to this call. Uses no member after the calls of the handler, because the handler may destroy
-    /// this object.
+    /// Installs the handler of a `Watch`. `read(first)` connects, and may set `first` to a call of the handler with the
+    /// current value. If no notification has arrived, `release` makes this call of the handler. Uses no member after
+    /// the calls of the handler, because the handler may destroy this object.
     template <typename Handler, typename Read>
     Result<void> watch(Handler&& callable, Read const& read) {
         auto const calls = queue;

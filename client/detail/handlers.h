@@ -112,7 +112,7 @@ private:
     void start(Call task) { task ? executor_(std::move(task)) : run(); }
 
     /// Makes only the first call that waits in the queue, so that one task does not occupy its thread for long. If
-    /// another call runs, the thread `runner_` makes this call later.
+    /// another call runs, the thread `runner_` makes the first waiting call later.
     void run() noexcept {
         std::unique_lock lock(mutex_);
         ++turns_;
@@ -136,7 +136,7 @@ private:
     Executor const executor_;
     std::condition_variable done_;
     // The mutex guards the next two members.
-    std::thread::id runner_;  ///< The thread that makes calls, if any.
+    std::thread::id runner_;  ///< The thread on which `run` calls handlers, if any.
     std::size_t turns_ = 0;   ///< The number of waiting calls that `runner_` may make. Each task adds one.
 };
 

@@ -86,7 +86,8 @@ public:
     virtual TableIterator* createIterator(IteratorType const& type, ObserverTableIterator* observer,
                                           std::vector<TableSelection> const& selections,
                                           std::vector<int> const& columns, std::vector<TableOrder> const& orders) = 0;
-    /// Destroys an iterator of this table. Its observer receives no notification after the return. Returns a status.
+    /// Destroys an iterator of this table. After the return, the iterator's observer receives no notification. Returns
+    /// a status.
     virtual int destroyIterator(TableIterator* iterator) = 0;
 };
 

@@ -106,7 +106,7 @@ CommandError Console::unknown(Words const& words) const {
     if (std::find(missing.begin(), missing.end(), words.front()) != missing.end()) {
         return unexpected(typed(words), "another command: " + reasonMissing(television_ != nullptr));
     }
-    Words forms;  // The usages of longer commands whose first two words begin `words`.
+    Words forms;  // The usages of commands that have more than two words and begin with the first two of `words`.
     for (Command const& command : commands_) {
         Words const name = wordsOf(command.name);
         if (name.size() > 2 && beginsWith(words, {name.begin(), name.begin() + 2})) {

@@ -11,7 +11,7 @@
 
 namespace nrx_console {
 
-/// An embedding process with access to a television, controlled by lines of commands.
+/// Executes lines of commands, which use a facade, access objects and the television.
 class Console {
 public:
     /// `television` is null for a television that the console can access only as a client.

@@ -10,7 +10,7 @@
 
 namespace nrx_console {
 
-/// Throws `CommandError` if the status is not 0, which means that the television does not answer.
+/// Throws `CommandError` if the status is not 0. Such a status means that the television does not answer.
 void throwIfTelevisionFailed(int status);
 
 /// Throws `CommandError` if the television does not answer.

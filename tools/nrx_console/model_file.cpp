@@ -23,7 +23,7 @@ using Json = nlohmann::json;
 constexpr char ACTION[] = "action";
 constexpr char TABLE[] = "table";
 constexpr char BARE[] = "bare";
-constexpr int DEEPEST = 6;  ///< The most levels of nested JSON values. Each level takes memory.
+constexpr int DEEPEST = 6;  ///< The largest permitted depth of nested JSON values. Each level takes memory.
 constexpr std::size_t LARGEST_FILE = 64U << 20U;
 
 /// A JSON value and its path in the file, for error messages.
@@ -159,8 +159,8 @@ std::vector<ModelObject> readObjects(Json const& json) {
     return objects;
 }
 
-/// Parses strictly. The JSON library alone would keep the last of two members with the same name, and for a number that
-/// is too large would not report the line.
+/// Parses strictly. The JSON library alone would keep the last of two members with the same name, and would not report
+/// the line of a number that is too large.
 Json parse(std::string const& text) {
     using Event = Json::parse_event_t;
     std::istringstream stream(text);

@@ -39,9 +39,10 @@ std::size_t columnsOf(std::string_view text) {
 }
 
 /// Breaks the line at the screen's width, after a word or a bar. Indents the following lines to the column of the text
-/// after the first two blanks. If this column does not exist or is too far right, indents the lines by two columns.
+/// after the first two adjacent blanks. If this column does not exist or is too far right, indents the lines by two
+/// columns.
 std::string wrapped(std::string_view line, std::size_t width) {
-    constexpr std::size_t NARROWEST = 20;  // The fewest columns of indented text.
+    constexpr std::size_t NARROWEST = 20;  // Lines are indented to the text only if more columns than this remain.
     std::size_t const gap = std::min(line.find("  "), line.size());
     std::size_t const text = std::min(line.find_first_not_of(' ', gap), line.size());
     std::string const lineBreak = "\n" + std::string(gap < line.size() && text + NARROWEST < width ? text : 2, ' ');

@@ -24,7 +24,8 @@ public:
     [[nodiscard]] virtual Words keys() const = 0;
 };
 
-// The build links one definition of the next functions, which fits the program's platform library.
+// The functions below have several definitions. The build links the definitions that fit the program's platform
+// library.
 
 /// Makes a simulated television with the objects of `model`. The television is on until its destruction. For a
 /// television on a message bus, makes the access to the television and ignores `model`. For a real television, returns
@@ -37,7 +38,7 @@ int statusOfReachingTelevision();
 /// Whether `makeTelevision` makes a simulated television from the objects.
 bool televisionIsSimulated();
 
-/// The description of the television in the program's texts.
+/// Returns the words for the television in the program's help.
 std::string televisionDescription();
 
 /// Starts or stops printing log lines as lines of the console, if the platform library can redirect the log.

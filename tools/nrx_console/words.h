@@ -56,7 +56,7 @@ std::string rangeOf() {
     return "a whole number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max());
 }
 
-/// Arguments or results of an action, one for each text.
+/// Makes the arguments or the results of an action, one from each text.
 std::vector<objbus::Argument> argumentsOf(Words const& texts);
 
 }  // namespace nrx_console

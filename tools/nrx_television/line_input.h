@@ -20,7 +20,7 @@ public:
     ~LineInput() = default;
 
     [[nodiscard]] bool hasLine() const { return !lines_.empty(); }
-    /// The next line without its line feed, or nothing if no whole line was read.
+    /// Removes and returns the next line, without its line feed. Returns nothing if no complete line has been read.
     std::optional<std::string> takeLine();
     /// The number of the last taken line, from 1.
     [[nodiscard]] int lineNumber() const { return lineNumber_; }

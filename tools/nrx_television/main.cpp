@@ -42,7 +42,8 @@ std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> con
     return std::move(model.objects);
 }
 
-/// The address of the system bus, from the same variable and default as D-Bus libraries use.
+/// Returns the address of the system bus: the value of the variable that D-Bus libraries read, or the default address
+/// of these libraries.
 std::string systemBusAddress() {
     char const* const address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
     return address != nullptr && *address != '\0' ? address : "unix:path=/run/dbus/system_bus_socket";

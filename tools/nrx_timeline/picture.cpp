@@ -196,7 +196,7 @@ private:
         output_ << '\n';
     }
 
-    /// A nested element, which clips wider contents.
+    /// Writes the lane. Its contents are in a nested `<svg>` element, which clips texts that are wider than the lane.
     void writeLane(Lane const& lane, std::size_t x) {
         writeHead(x, lane.name);
         output_ << "<svg x=\"" << x << "\" y=\"0\" width=\"" << LANE_WIDTH << "\" height=\"" << height_ << "\">\n";

@@ -106,7 +106,7 @@ private:
     Lane lane_;
     std::vector<std::size_t> open_;
     std::unordered_map<std::string, std::size_t> openByName_;
-    std::set<ThreadRole> roles_;  ///< The thread's roles according to its outermost operations; without `unknown`.
+    std::set<ThreadRole> roles_;  ///< The thread's roles according to its outermost operations, except `unknown`.
     std::int64_t latest_ = 0;
 };
 

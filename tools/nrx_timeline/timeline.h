@@ -49,7 +49,7 @@ struct Timeline {
     bool hasTimestamps = false;
     std::vector<std::int64_t> eventTimes;  ///< The time of each row.
     std::int64_t begin = 0;                ///< The earliest time.
-    EventPosition end{};                   ///< The number of rows, and the latest time.
+    EventPosition end{};                   ///< `eventIndex` is the number of rows, and the time is the latest time.
     std::size_t lineCount = 0;
     std::size_t skippedLineCount = 0;  ///< The lines that are not complete lines of the library's log.
 };

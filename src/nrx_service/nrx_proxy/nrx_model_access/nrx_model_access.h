@@ -39,9 +39,9 @@ class ActionAccess;
 /// class are destroyed before the access objects, so destroy the facade only while no list can arrive.
 class NRX_EXPORT NRXModelAccess : public INrxModelAccess {
 public:
-    /// For the television's facts.
+    /// The type of the access objects of the television's facts.
     using StringAccess = system::support::ValueAccessT<objbus::ObserverString>;
-    /// For the command and the event list.
+    /// The type of the access objects of the command and the event list.
     using StringListAccess = system::support::ValueAccessT<objbus::ObserverVectorString>;
 
     /// Creates the access objects, with the relay as the handler of the two lists. Does not connect.
@@ -56,9 +56,9 @@ public:
                    std::shared_ptr<StringAccess> featureCode, std::shared_ptr<StringAccess> productionType);
     NRXModelAccess(NRXModelAccess const&) = delete;  ///< The lists' handlers hold the facade's address.
     NRXModelAccess& operator=(NRXModelAccess const&) = delete;
-    /// After the destructor has returned, the lists that the facade created no longer call the client. A function of
-    /// the client that such a list called then still runs only if this function destroyed the facade. Catches
-    /// exceptions of the platform, after which registrations may remain.
+    /// After the destructor has returned, the lists that the facade created no longer call the client. If such a list
+    /// called a function of the client earlier, this function has returned, unless this function destroyed the facade.
+    /// Catches exceptions of the platform, after which registrations may remain.
     ~NRXModelAccess() override;
 
     void setClient(NRXModelAccessClient* newClient) override;

@@ -15,7 +15,7 @@ public:
     /// Called on the model's delivery thread. `results` is a list value of texts, in the order of the results' indexes,
     /// valid during the call only.
     virtual void handleResult(unsigned int actionId, ValueObject const& results) = 0;
-    /// Called on the same thread if the action failed after its start. The television defines `error`.
+    /// Called on the model's delivery thread if the action failed after its start. The television defines `error`.
     virtual void handleExecutionError(unsigned int actionId, int error) = 0;
     virtual ~ActionHandler() = default;
 };
@@ -45,11 +45,13 @@ public:
     ActionAccess& operator=(ActionAccess const&) = delete;
     ~ActionAccess() override;
 
-    /// Returns 0 if connected, 5 without a root interface or object within the budget, 6 if the object is no action.
+    /// Returns 0 if connected, 5 if there is no root interface or no object within the budget, and 6 if the object is
+    /// no action.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
-    /// Replaces the handler, or removes the handler (empty). Must not be called while answers can arrive. Returns 0.
+    /// Replaces the handler. An empty `newHandler` removes the handler. Must not be called while answers can arrive.
+    /// Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<ActionHandler> newHandler);
 
     /// Starts the action. The model writes the identifier of the later answer to `actionId`. Returns the model's

@@ -18,7 +18,7 @@ class NRX_EXPORT IteratorHandler {
 public:
     /// A commit ended. The television defines `status`.
     virtual void handleCommit(int status) = 0;
-    /// The requested total number of rows.
+    /// A request for the total number of rows ended. `count` is this number.
     virtual void handleTotalCount(int count) = 0;
     /// A seek by position ended. The television defines how rows are counted.
     virtual void handleSeekToRow(int row) = 0;
@@ -26,9 +26,9 @@ public:
     virtual void handleSeekToContent(int row) = 0;
     /// The cursor moved to another row.
     virtual void handleCursorPosition(int row) = 0;
-    /// The texts of one row.
+    /// A read of one row ended. `row` has the texts of the row.
     virtual void handleReadRow(std::vector<std::string> const& row) = 0;
-    /// The texts of several rows.
+    /// A read of several rows ended. `rows` has the texts of each row.
     virtual void handleReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) = 0;
     /// The television's status says whether the iterator is usable.
     virtual void handleIteratorReady(int status) = 0;
@@ -74,7 +74,7 @@ public:
     /// Connects to the table within 1000 milliseconds and creates the iterator. Returns 0 on success, also if the
     /// television refuses the iterator (`getIterator()` is null then). Returns 4 and changes nothing if there is no
     /// such table, or if the object reports the type of another kind. An object without a known type
-    /// (`OBJECT_TYPE_NONE`, or a number that names no type) is treated as the table. After the connect the operation
+    /// (`OBJECT_TYPE_NONE`, or a number that names no type) is treated as a table. After the connect the operation
     /// destroys an earlier iterator, creates the new iterator and then releases the earlier table. If the television
     /// throws when it creates the new iterator, there is no iterator.
     virtual int create();
@@ -85,7 +85,8 @@ public:
     /// Returns the iterator, or null. The model owns the iterator, which is valid until `destroy()`.
     objbus::TableIterator* getIterator() const;
 
-    /// Replaces or (if empty) removes the handler. Must not be called while notifications can arrive. Returns 0.
+    /// Replaces the handler. An empty `newHandler` removes the handler. Must not be called while notifications can
+    /// arrive. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<IteratorHandler> newHandler);
 
     /// @name Notifications

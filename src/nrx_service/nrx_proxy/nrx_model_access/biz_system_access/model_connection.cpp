@@ -15,7 +15,7 @@ ModelConnection::ModelConnection(int timeoutMs, objbus::RootInterface* root, std
     }
     int remainingMs = timeoutMs;
     while (true) {
-        objbus::Object* found = nullptr;  // Null in each attempt: a failed attempt's object is not used.
+        objbus::Object* found = nullptr;  // Null before each attempt, so that a failed attempt's object is not used.
         status_ = root->connectObject(key, observer, found);
         if (status_ == STATUS_OK && found != nullptr) {
             object_ = found;

@@ -24,7 +24,7 @@ public:
     ModelConnection& operator=(ModelConnection const&) = delete;
     ~ModelConnection();
 
-    /// Null if the connect failed.
+    /// The model object, or null if the connect failed.
     [[nodiscard]] objbus::Object* object() const { return object_; }
     /// The last attempt's status.
     [[nodiscard]] int status() const { return status_; }
@@ -50,8 +50,8 @@ void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus:
 /// After an exception the registration may remain.
 void disconnectForDestruction(ValueAccessBase& access) noexcept;
 
-/// Returns the type that `object` reports, or `OBJECT_TYPE_NONE` for null. The `connect` of an `IteratorAccess`
-/// succeeds without an object.
+/// Returns the type that `object` reports, or `OBJECT_TYPE_NONE` for null. An access object that is not connected has
+/// no object, and an `IteratorAccess` has no object even after its `connect` has succeeded.
 objbus::ObjectTypeSpec typeOf(objbus::Object* object);
 
 }  // namespace orvane::system::support

@@ -31,15 +31,15 @@ public:
     TableAccess& operator=(TableAccess const&) = delete;
     ~TableAccess() override;
 
-    /// Returns 0 if connected, 5 if the object was not available within the budget, or without a root interface.
-    /// Accepts an object of any type under the key. `getType()` returns the type.
+    /// Returns 0 if connected, and 5 if there is no root interface or no object within the budget. Accepts an object of
+    /// any type under the key. `getType()` returns the type.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
     /// Returns the connected table, or null. The model owns the table, which is valid until `disconnect()`.
     objbus::ObjectTable* getAccess();
 
-    /// Replaces the handler, or removes the handler (empty). Returns 0.
+    /// Replaces the handler. An empty `newHandler` removes the handler. Returns 0.
     virtual int setActionResultHandler(std::shared_ptr<TableHandler> newHandler);
 
     /// The table changed. Called on the model's delivery thread. Writes trace lines only.

@@ -47,8 +47,8 @@ public:
     ValueAccessT& operator=(ValueAccessT const&) = delete;  ///< The model holds the object's address and key.
     ~ValueAccessT() override;
 
-    /// Returns 0 if connected, 5 without a root interface or object within the budget, and 6 if the object has another
-    /// type. Returns 8 without an attempt for the key "missing".
+    /// Returns 0 if connected, 5 if there is no root interface or no object within the budget, and 6 if the object has
+    /// another type. Returns 8 without an attempt for the key "missing".
     int connect(int timeoutMs) override;
     int disconnect() override;
 

@@ -31,7 +31,7 @@ public:
     /// Does not disconnect. The concrete class or the object's owner disconnects.
     virtual ~ValueAccessBase();
 
-    /// Replaces the handler of new values, or removes the handler (empty). Returns 0.
+    /// Replaces the handler of new values. An empty `newHandler` removes the handler. Returns 0.
     virtual int setNewValueHandler(std::shared_ptr<ValueHandler> newHandler);
 
     /// Connects to the model object, with an attempt every 100 milliseconds until `timeoutMs` is spent. A budget of 0
@@ -84,8 +84,8 @@ public:
     /// connected, else the status of `connect`. Reads and writes call this operation first.
     int tryConnectIfNeeded();
 
-    /// Looks up the root interface, at every call. Returns null if the framework refuses, or has no object under the
-    /// name. The root interface stays valid until the process ends.
+    /// Looks up the root interface, at every call. Returns null if the framework refuses the lookup, or has no object
+    /// under the root interface's name. The root interface stays valid until the process ends.
     objbus::RootInterface* getRootInterface();
 
 protected:

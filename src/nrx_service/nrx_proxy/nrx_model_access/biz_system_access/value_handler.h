@@ -37,8 +37,9 @@ protected:
     Member member;  ///< May be null.
 };
 
-/// Returns a handler that calls `member` on `object`. The object's dynamic type selects a virtual member. Disconnect or
-/// destroy the access objects that hold the handler before the object is destroyed.
+/// Returns a handler that calls `member` on `object`. If `member` is virtual, the handler calls the override of the
+/// object's dynamic type. Disconnect or destroy the access objects that hold the handler before the object is
+/// destroyed.
 template <typename T>
 std::shared_ptr<ValueHandler> make_value_handler(T* object, void (T::*member)(IValueObject const&)) {
     return std::shared_ptr<ValueHandler>(new ValueHandlerT<T>(object, member));

@@ -50,7 +50,7 @@ struct ObserverKind;
 NRX_VALUE_KINDS(NRX_DESCRIBE_KIND)
 #undef NRX_DESCRIBE_KIND
 
-/// The parameter type of the kind in the public declarations.
+/// The type of a parameter that takes a value of type `T` in the public declarations.
 template <typename T>
 using Passed = std::conditional_t<std::is_arithmetic_v<T>, T, T const&>;
 

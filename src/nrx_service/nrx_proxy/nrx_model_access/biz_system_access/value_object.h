@@ -209,7 +209,7 @@ public:
     bool operator==(ValueObject const& other) const;
 
     ValueObjectType typeTag = VALUE_UNDEFINED;  ///< The type of the value.
-    /// Storage for any scalar. The union has no tag of its own.
+    /// Storage for any scalar. `typeTag` selects the member. The comment beside a member names the member's tag.
     union Scalar {
         bool boolValue;                      ///< `VALUE_BOOL`
         int intValue;                        ///< `VALUE_INT`
@@ -218,7 +218,7 @@ public:
         unsigned long long uint64Value = 0;  ///< `VALUE_UINT64`
         float floatValue;                    ///< `VALUE_FLOAT`
         double doubleValue;                  ///< `VALUE_DOUBLE`
-    } scalar;                                ///< The value, if the tag is 1 to 7, in the tag's member.
+    } scalar;                                ///< The value, if the tag is 1 to 7.
     std::string stringValue;                 ///< The value, if the tag is `VALUE_STRING`.
     std::vector<ValueObject> elements;       ///< The value, if the tag is `VALUE_VECTOR`.
 };
