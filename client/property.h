@@ -149,10 +149,10 @@ public:
     /// model's order and do not overlap. The call for the last change has the model's current value. After the first
     /// call, the handler may receive changes that are older than the value of this call.
     ///
-    /// Without an executor, the thread that calls `watch` makes the first call of the handler before `watch` returns.
-    /// The thread that calls `watch` also makes the calls of the handler for changes that arrive during the first call.
-    /// A failure has the statuses of `get` and installs no handler. A second handler fails with `WATCHED_ALREADY`. To
-    /// stop, destroy the property.
+    /// Without an executor, the thread that calls `watch` makes the first calls of the handler before `watch` returns:
+    /// the call with the current value, and the calls for changes that arrive before or during these calls. A failure
+    /// has the statuses of `get` and installs no handler. A second handler fails with `WATCHED_ALREADY`. To stop,
+    /// destroy the property.
     template <typename Handler>
     Result<void> watch(Handler&& handler) {
         return access_->watch(std::forward<Handler>(handler), [&access = *access_](auto& first) {

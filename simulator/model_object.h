@@ -209,7 +209,7 @@ private:
 /// The object classes, by kind.
 struct ObjectClasses {
     template <typename T>
-    using PlainValueObject = ValueObjectAdapter<T, StoredValue<T>>;
+    using PlainValueObject = PlainObjectAdapter<T, StoredValue<T>>;
     using Action = ActionObject;
     using Table = TableObject;
     /// The class of an object whose type has no client operations.

@@ -36,9 +36,7 @@ simulator::RootLookup lookUpRoot(simulator::Model& model) {
 
 }  // namespace
 
-boost::shared_ptr<Interface> simulatedRootInterface() {
-    return boost::make_shared<television::RootInterfaceHolder>(&root);
-}
+boost::shared_ptr<Interface> simulatedRootInterface() { return boost::make_shared<television::RootReference>(&root); }
 
 int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std::string const& name) {
     auto const model = simulator::Model::current();
@@ -55,7 +53,7 @@ int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std:
             reference.reset();
             break;
         case simulator::RootLookup::nullObject:
-            reference = boost::make_shared<television::RootInterfaceHolder>(nullptr);
+            reference = boost::make_shared<television::RootReference>(nullptr);
             break;
         case simulator::RootLookup::published:
             reference = model->root;

@@ -222,7 +222,7 @@ void callTable(objbus::ObjectTable& object, int number) {
     }
 }
 
-/// Ten threads use the same platform, while the television is killed now and then.
+/// Ten threads use the same platform, while the table changes and the television is killed every second.
 void runThreads(std::chrono::seconds duration) {
     Watchdog watchdog(90s);
     Processes processes;

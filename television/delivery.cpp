@@ -54,7 +54,7 @@ void Delivery::enqueue(Notification notification, void const* object, std::size_
             auto& changes = changes_[object];
             changes.push_back(entry);
             queuedPayloadBytes_ += entry->payloadBytes;
-            while (queuedPayloadBytes_ > payloadLimit_ && changes.size() > 1) {
+            while (queuedPayloadBytes_ > queueLimit_ && changes.size() > 1) {
                 dropOldest(changes);
             }
         }
@@ -163,7 +163,7 @@ void Delivery::runNext() {
 
 void Delivery::reportDropping() {
     bool const begins = droppedCount_ != 0 && !isDroppingReported_;
-    bool const ends = droppedCount_ != 0 && queuedPayloadBytes_ <= payloadLimit_ / 2;
+    bool const ends = droppedCount_ != 0 && queuedPayloadBytes_ <= queueLimit_ / 2;
     if (!begins && !ends) {
         return;
     }
@@ -175,7 +175,7 @@ void Delivery::reportDropping() {
     if (begins) {
         std::snprintf(line.data(), line.size(),
                       "more than %zu bytes of changes wait for the handlers: older changes give way to newer ones",
-                      payloadLimit_);
+                      queueLimit_);
         report(TAG, line.data());
     }
     if (ends) {

@@ -54,7 +54,7 @@ public:
     /// Returns the bound in bytes: the value of NRX_DELIVERY_LIMIT, or 64 MiB if the variable has no valid value.
     static std::size_t queueLimitFromEnvironment();
 
-    explicit Delivery(std::size_t payloadLimit = queueLimitFromEnvironment()) : payloadLimit_(payloadLimit) {}
+    explicit Delivery(std::size_t queueLimit = queueLimitFromEnvironment()) : queueLimit_(queueLimit) {}
     Delivery(Delivery const&) = delete;
     Delivery& operator=(Delivery const&) = delete;
     ~Delivery();
@@ -100,7 +100,7 @@ private:
     void reportDropping() NRX_REQUIRES(mutex_);
     [[nodiscard]] std::uint64_t oldestUnfinishedSequenceNumber() const NRX_REQUIRES(mutex_);
 
-    std::size_t const payloadLimit_;
+    std::size_t const queueLimit_;
 
     Mutex mutex_;
     std::condition_variable posted_;

@@ -13,7 +13,7 @@ namespace television {
 /// from this interface and reads and writes the value: `write` takes a `T`, or a list's elements by position, `read`
 /// sets a `T` and returns a status, and `readNumber` returns a number.
 template <typename T, typename Storage>
-class ValueObjectAdapter final : public Storage {
+class PlainObjectAdapter final : public Storage {
 public:
     using Storage::Storage;
     int setValue(T value) override { return this->write(value); }
@@ -21,7 +21,7 @@ public:
 };
 
 template <typename Storage>
-class ValueObjectAdapter<std::string, Storage> final : public Storage {
+class PlainObjectAdapter<std::string, Storage> final : public Storage {
 public:
     using Storage::Storage;
     int setValue(std::string const& value) override { return this->write(value); }
@@ -29,7 +29,7 @@ public:
 };
 
 template <typename Element, typename Storage>
-class ValueObjectAdapter<std::vector<Element>, Storage> final : public Storage {
+class PlainObjectAdapter<std::vector<Element>, Storage> final : public Storage {
 public:
     using Storage::Storage;
     int platformReserved() override { return STATUS_NOT_SUPPORTED; }

@@ -9,9 +9,9 @@ namespace television {
 constexpr char ROOT_INTERFACE_NAME[] = "torvi.ob.interfaces.tvapi.RootInterface";
 
 /// The result of a lookup of the root interface.
-class RootInterfaceHolder final : public frame::Interface {
+class RootReference final : public frame::Interface {
 public:
-    explicit RootInterfaceHolder(objbus::RootInterface* root) : root_(root) {}
+    explicit RootReference(objbus::RootInterface* root) : root_(root) {}
     void* getObject() override { return root_; }
 
 private:

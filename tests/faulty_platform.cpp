@@ -45,6 +45,6 @@ private:
 int frame::Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std::string const& /*name*/) {
     static FaultyRoot root;
     std::this_thread::sleep_for(DELAY);
-    reference = boost::make_shared<television::RootInterfaceHolder>(&root);
+    reference = boost::make_shared<television::RootReference>(&root);
     return 0;
 }

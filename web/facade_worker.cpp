@@ -100,13 +100,13 @@ void FacadeWorker::call(std::shared_ptr<ListQueue const> documentQueue, Operatio
 void FacadeWorker::distribute(ListType type, std::vector<std::string> const& texts) noexcept {
     int const status = television::catchToStatus([&] {
         auto const list = std::make_shared<std::string const>(jsonOf(texts));
-        std::vector<std::shared_ptr<ListQueue>> documents;
+        std::vector<std::shared_ptr<ListQueue>> queues;
         {
             television::MutexLock const lock(mutex_);
-            documents = documentQueues_;
+            queues = documentQueues_;
         }
-        for (auto const& document : documents) {
-            document->push(type, list);
+        for (auto const& queue : queues) {
+            queue->push(type, list);
         }
         return television::STATUS_OK;
     });
@@ -173,7 +173,7 @@ void FacadeWorker::run() {
 
 bool FacadeWorker::hasListeningDocument(ListType type) const {
     return std::any_of(documentQueues_.begin(), documentQueues_.end(),
-                       [&](auto const& document) { return document->isListening(type); });
+                       [&](auto const& queue) { return queue->isListening(type); });
 }
 
 bool FacadeWorker::isReconnectNeeded() {

@@ -31,7 +31,7 @@ int frame::Process::getInterfaceReference(boost::shared_ptr<Interface>& referenc
         // the process destroys its static objects.
         static auto& root = *new Root;
         static auto const& rootReference =
-            *new boost::shared_ptr<Interface>(boost::make_shared<television::RootInterfaceHolder>(&root));
+            *new boost::shared_ptr<Interface>(boost::make_shared<television::RootReference>(&root));
         reference = rootReference;
         return television::STATUS_OK;
     });

@@ -26,7 +26,7 @@ public:
 struct ObjectClasses {
     template <typename T>
     using PlainValueObject =
-        television::ValueObjectAdapter<T, std::conditional_t<std::is_arithmetic_v<T>, RemoteNumber<T>, RemoteValue<T>>>;
+        television::PlainObjectAdapter<T, std::conditional_t<std::is_arithmetic_v<T>, RemoteNumber<T>, RemoteValue<T>>>;
     using Action = ActionObject;
     using Table = TableObject;
     using Bare = BareObject;

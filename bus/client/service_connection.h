@@ -34,8 +34,8 @@ using MessageBody = std::function<int(sd_bus_message* message)>;
 /// Receives the status of a call that has ended.
 using Completion = std::function<void(int status)>;
 
-/// The caller of a method. A client's call reconnects a lost bus at once, and starts the television if no television is
-/// connected to the bus.
+/// The caller of a method. A client's call reconnects a lost bus at once, and starts the television if no process owns
+/// the television's name.
 enum class CallOrigin { CLIENT_REQUEST, INTERNAL };
 
 /// Receives events of the bus, on the connection's thread and with no lock held.

@@ -144,7 +144,7 @@ void Server::replaceServedObject(std::string const& key) {
     auto added = type ? ServedObject::connect(*context_, key, *type) : nullptr;
     if (auto const old = objects_.find(pathOf(key)); old != objects_.end()) {
         if (added && added->servesSameModelObject(*old->second)) {
-            return;  // An earlier refresh of the key has announced this object.
+            return;  // An earlier replacement of the key has announced this object.
         }
         emitManagerSignal(*old->second, "InterfacesRemoved",
                           [&removed = *old->second](sd_bus_message* message, std::size_t&) {

@@ -82,7 +82,7 @@ private:
     CallFilter callFilter_;
     SendQueue sendQueue_;
     bool isTerminating_ = false;
-    bool isBusReadPaused_ = false;  ///< If true, the last `runLoopOnce` ran out of memory.
+    bool isBusReadInterrupted_ = false;  ///< If true, the last `runLoopOnce` ran out of memory.
     std::atomic<bool> isReplacementFailed_ = false;
     std::optional<ServedIterators> iterators_;
     std::optional<ObjectContext> context_;

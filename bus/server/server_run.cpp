@@ -61,14 +61,14 @@ void Server::runLoopOnce(bool waitsForEvent) {
         auto const elapsed = std::chrono::steady_clock::now().time_since_epoch();
         auto const now = static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(elapsed).count());
         std::uint64_t const untilDue = due == UINT64_MAX ? due : due - std::min(due, now);
-        NRX_TRY(sd_event_run(loop_.loop.get(), waitsForEvent && !isBusReadPaused_ ? untilDue : 0));
+        NRX_TRY(sd_event_run(loop_.loop.get(), waitsForEvent && !isBusReadInterrupted_ ? untilDue : 0));
         return sd_bus_process(bus, nullptr);
     };
     int const result = sd_bus_is_open(bus) > 0 ? step() : sd_event_run(loop_.loop.get(), 0);
     // The next call does not wait for the socket, because sd-bus may have already read a part of a message, and the
     // socket does not become readable again for this part.
-    isBusReadPaused_ = result == -ENOMEM;
-    if (isBusReadPaused_) {
+    isBusReadInterrupted_ = result == -ENOMEM;
+    if (isBusReadInterrupted_) {
         std::this_thread::sleep_for(NO_MEMORY_PAUSE);
     } else {
         requireSuccess(result);

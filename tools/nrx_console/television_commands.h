@@ -9,7 +9,8 @@
 
 namespace nrx_console {
 
-/// The commands that change the television itself, which runs in the console's process or on a bus.
+/// The commands for the television itself, not for its clients. The television runs in the console's process or on a
+/// bus.
 class TelevisionCommands {
 public:
     TelevisionCommands() = default;

@@ -61,7 +61,7 @@ public:
 
     /// Asks the television to start the NRX service as a background application. Waits up to 100 milliseconds for the
     /// action's connect, but not for the action's answer, which is only logged. Several threads may call at once.
-    /// While one call connects the action, the calls on all facades of the process wait.
+    /// While one call connects the action, other calls of this operation wait, also on other facades.
     virtual void requestStartNRXService() = 0;
 
     /// @name The relay

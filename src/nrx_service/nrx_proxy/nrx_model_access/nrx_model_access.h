@@ -56,8 +56,8 @@ public:
                    std::shared_ptr<StringAccess> featureCode, std::shared_ptr<StringAccess> productionType);
     NRXModelAccess(NRXModelAccess const&) = delete;  ///< The lists' handlers hold the facade's address.
     NRXModelAccess& operator=(NRXModelAccess const&) = delete;
-    /// After the destructor has returned, the lists that the facade created no longer call the client. If such a list
-    /// called a function of the client earlier, this function has returned, unless this function destroyed the facade.
+    /// After the destructor has returned, the lists that the facade created no longer call the client. After
+    /// the return, only a function of the client that itself destroyed the facade may still run.
     /// Catches exceptions of the platform, after which registrations may remain.
     ~NRXModelAccess() override;
 
