@@ -68,7 +68,8 @@ TEST_P(LostTelevision, AnswersEveryInvocationOnce) {
 TEST_P(LostTelevision, NotifiesIteratorsWhichCanStillBeDestroyed) {
     driver::killTelevision();
     driver::publishTable(key, {{"a"}});
-    driver::start();  // The paths of `old` and `renewed` have the same number, but different prefixes.
+    // The paths of the iterators `old` and `renewed` end with the same number, but have prefixes of two televisions.
+    driver::start();
     Client<ObjectTable> table(key);
     IteratorObserver oldObserver;
     IteratorObserver newObserver;
