@@ -98,7 +98,7 @@ void leaveEarly(ChangingTelevision& /*television*/, int round) {
     client.hasLeft = true;
 }
 
-/// Destroys a facade inside a call of its client.
+/// Destroys a facade in a function of the facade's client.
 void leaveInsideCall(ChangingTelevision& /*television*/, int round) {
     Client client;
     std::unique_ptr<NRXModelAccess> access;

@@ -37,17 +37,17 @@ TEST_F(TelevisionTest, AClientThatCannotBeDisconnectedReceivesNothingMore) {
 TEST_F(TelevisionTest, AClientOfAnActionWithOneIdentifierHasItsAnswers) {
     ActionAccess other(KEY);  // `action` also receives the answers to the calls of `other`.
     tv.publishAction(KEY, [&](auto const& arguments) {
-        if (unsigned int id = 0; arguments.size() == 2) {  // The answer arrives before the client's `invoke` returns.
+        if (unsigned int id = 0; arguments.size() == 2) {
             other.invoke(id, {});
-            tv.waitUntilDelivered();
+            tv.waitUntilDelivered();  // The answer to `other` has arrived before the `invoke` of `action` returns.
         }
         return arguments.empty() ? ActionAnswer{0, 7, ActionAnswer::Results()} : ActionAnswer{0, 7};
     });
     EXPECT_EQ(other.connect(0), 0);
     client::Action action(KEY);
     EXPECT_EQ(action.call({"never"}, std::chrono::milliseconds(500)).error().cause, client::Cause::NO_ANSWER);
-    client::detail::Watch<int>({}).notify(
-        0);  // Notifies like a television that calls an observer on the thread of a client's call.
+    // Notifies like a television that calls an observer on the thread of a client's call.
+    client::detail::Watch<int>({}).notify(0);
     EXPECT_TRUE(action.call({}, LONG));  // The earlier call does not receive the answer.
     EXPECT_TRUE(action.call({"an", "early answer"}, std::chrono::milliseconds::max()));
     other.disconnect();

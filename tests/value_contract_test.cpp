@@ -72,7 +72,8 @@ TYPED_TEST(PlainValueContract, KeepsThePointerToAWithdrawnObjectValid) {
     auto old = driver::publishAndConnect(this->key, this->values[0]);
     auto const expectWithdrawn = [&] {
         driver::waitForNotifications();
-        EXPECT_TRUE(old.statusOfRead() != 0 || std::is_arithmetic_v<TypeParam>);  // A read of a number has no status.
+        EXPECT_TRUE(old.statusOfRead() != 0 ||
+                    std::is_arithmetic_v<TypeParam>);  // The read of a number cannot report a failure.
         EXPECT_NE(old.write(this->values[2]), 0);
     };
     driver::withdraw(this->key);

@@ -29,8 +29,8 @@ public:
 // library.
 
 /// Makes a simulated television with the objects of `model`. The television is on until its destruction. For a
-/// television on a message bus, makes the access to the television and ignores `model`. For a real television, returns
-/// null.
+/// television on a message bus, returns the commands that call the television, and ignores `model`. For a real
+/// television, returns null.
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
 
 /// Returns a status other than 0 if the television is on a message bus and does not answer, otherwise 0.
