@@ -6,8 +6,8 @@
 
 namespace bench {
 
-/// The least work that passes one list from the model to the client: a copy into the fields of a value, a copy into the
-/// client's list, the calls of the platform for the trace and log lines, and the virtual calls.
+/// Passes one list from the model to the client with the least work: one copy into the fields of a value, one copy into
+/// the client's list, the checks of the trace and log lines, and the virtual calls.
 class LimitRelay {
 public:
     LimitRelay();

@@ -68,7 +68,7 @@ public:
     int connect(std::string const& name, objbus::Observer* observer, objbus::Object*& object);
     int disconnect(std::string const& name, objbus::Observer* observer, objbus::Object const* object);
 
-    /// Publishes a new object of the class under the key.
+    /// Publishes a new `Object` under the key `name`.
     template <typename Object, typename... Arguments>
     void publish(std::string const& name, objbus::ObjectTypeSpec type, Arguments&&... arguments) NRX_EXCLUDES(mutex) {
         MutexLock const lock(mutex);

@@ -36,7 +36,7 @@ using LogSink = std::function<void(int severity, std::string const& line)>;
 __attribute__((visibility("default"))) void setLogSink(LogSink sink);
 
 /// Captures the lines written during its lifetime instead of writing the lines to standard error. A process has at most
-/// one capture: a second constructor throws `std::logic_error`.
+/// one capture at a time: otherwise the constructor throws `std::logic_error`.
 class __attribute__((visibility("default"))) LogCapture {
 public:
     /// One captured line.

@@ -1,5 +1,6 @@
-// During each operation of a client on the bus, each allocation of any library fails in two runs: in one run alone, in
-// the other run with all later allocations. After the failure, the clients receive replies and signals as before.
+// During each operation of a client on the bus, each allocation of any library fails twice: in one run only this
+// allocation fails, in another run this allocation and all later allocations fail. After the failure, the clients
+// receive replies and signals as before.
 
 #include <dlfcn.h>
 #include <sys/socket.h>

@@ -1,4 +1,5 @@
-// Each allocation of each operation fails in two runs: in one run alone, in the other run with all later allocations.
+// Each allocation of each operation fails twice: in one run only this allocation fails, in another run this allocation
+// and all later allocations fail.
 
 #include <climits>
 

@@ -118,10 +118,13 @@ protected:
 /// be sliced.
 ///
 /// Construct a value from its content: `ValueObject value = 5;`, `list.elements.push_back("text")`. Because the class
-/// converts from and to many types, some expressions are ambiguous and do not compile: `value == 5` (write
-/// `value == ValueObject(5)`), `value != other` before C++20 (`!(value == other)`), `text = value` and
-/// `std::string{value}` (`std::string text = value`, or `convertToStringType`), `value = {}` (`value = ValueObject()`),
-/// and conversions from and to `long`, which includes `size_t` and `int64_t` on x86-64 (cast to or from `long long`).
+/// converts from and to many types, some expressions are ambiguous and do not compile. Write
+/// - `value == ValueObject(5)` instead of `value == 5`,
+/// - `!(value == other)` instead of `value != other` before C++20,
+/// - `std::string text = value` or `convertToStringType` instead of `text = value` and `std::string{value}`,
+/// - `value = ValueObject()` instead of `value = {}`,
+/// - a cast to or from `long long` instead of a conversion to or from `long` (`size_t` and `int64_t` on x86-64).
+///
 /// `nullptr` and pointers to anything but text are refused. Some mistakes compile: a lambda without captures, or an
 /// object of a class that converts to a pointer, becomes a bool. `ValueObject({"a", "b"})` becomes the text between two
 /// pointers. C++20 reads `text == value` as `value == ValueObject(text)`.
