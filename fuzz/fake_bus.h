@@ -42,8 +42,8 @@ constexpr Call CALLS[] = {SYNC,
                           {bus::ITERATOR_INTERFACE, "Commit", ""},
                           {"org.freedesktop.DBus.Peer", "Ping", ""}};
 constexpr char const* KEYS[] = {"n", "x", "s", "i", "l", "a", "t", "u"};
-constexpr std::size_t LONGEST_SIGNATURE = 255;
-constexpr char HARNESS_CLIENT[] = ":1.0";  ///< A client whose calls are always served.
+constexpr std::size_t LONGEST_SIGNATURE = 254;  ///< sd-bus ignores a received message with a longer signature.
+constexpr char HARNESS_CLIENT[] = ":1.0";       ///< A client whose calls are always served.
 constexpr char const* CLIENTS[] = {":1.1", ":1.2", ":1.3"};
 constexpr unsigned int USERS[] = {0, 1000, 2000};
 constexpr Access RIGHTS[] = {Access::ALL, Access::READ, Access::NONE};
@@ -102,16 +102,14 @@ public:
     }
     void callSync() { callFromHarness(SYNC, bus::MODEL_PATH); }
 
-    /// Sends a call with these arguments and returns the call's number, or 0 if the call is no valid message. Sends no
-    /// signature that is too long, because the receiving sd-bus would drop such a message.
+    /// Sends a call with these arguments and returns the call's number, or 0 if the call is no valid message.
     std::uint64_t send(Call const& call, std::string const& path, char const* sender, MessageItem const& arguments) {
         sd_bus_message* made = nullptr;
         sd_bus_message_new_method_call(bus_.get(), &made, nullptr, path.c_str(), call.interface, call.name);
         bus::Message const message(made);
         std::uint64_t number = 0;
-        if (made != nullptr && sd_bus_message_set_sender(made, sender) >= 0 && appendItems(made, arguments) &&
-            std::strlen(sd_bus_message_get_signature(made, 1)) <= LONGEST_SIGNATURE &&
-            sd_bus_send(bus_.get(), made, &number) >= 0) {
+        if (made != nullptr && sd_bus_message_set_sender(made, sender) >= 0 &&
+            appendAndSend(made, arguments, &number)) {
             calls.emplace(number, SentCall{call, sender, path, arguments});
         }
         return number;
@@ -143,8 +141,7 @@ public:
         if (isSuccess) {
             sd_bus_message_append(made, "a{sv}", 2, "UnixUserID", "u", USERS[index], "UnixGroupIDs", "au", 1, 7);
         }
-        if ((!isSuccess && !appendItems(made, makeArguments(bytes, "a{sv}"))) ||
-            sd_bus_send(bus_.get(), made, nullptr) < 0) {
+        if (!appendAndSend(made, isSuccess ? MessageItem() : makeArguments(bytes, "a{sv}"), nullptr)) {
             sd_bus_reply_method_errorf(request.get(), SD_BUS_ERROR_NAME_HAS_NO_OWNER, "gone");
         }
     }
@@ -166,6 +163,14 @@ public:
     std::unique_ptr<bus::server::Server> server;
 
 private:
+    /// Appends the arguments and sends the message. Returns false if the message is not valid or its signature is too
+    /// long.
+    bool appendAndSend(sd_bus_message* message, MessageItem const& arguments, std::uint64_t* number) {
+        return appendItems(message, arguments) &&
+               std::strlen(sd_bus_message_get_signature(message, 1)) <= LONGEST_SIGNATURE &&
+               sd_bus_send(bus_.get(), message, number) >= 0;
+    }
+
     bus::Bus makeBusSide(int descriptor) {
         sd_bus* made = nullptr;
         expect(sd_bus_new(&made) >= 0 && sd_bus_set_fd(made, descriptor, descriptor) >= 0 &&
