@@ -1,6 +1,7 @@
 // Measures the time from a change in the television's process until a client in another process receives the change.
-// Compares the facade with a client that uses sdbus-c++ directly. Takes Google Benchmark's options. The television
-// and the clients are child processes that run this executable.
+// Compares the facade with a client that uses sdbus-c++ directly. Takes Google Benchmark's options. The televisions are
+// child processes that run this executable. The clients of `ClientProcesses` are such child processes too. All other
+// clients run in the benchmark's own process.
 
 #include <malloc.h>
 #include <sdbus-c++/sdbus-c++.h>
@@ -171,7 +172,7 @@ template <typename Way>
     }
 }
 
-/// Exchanges lists with client processes, which run a `part` of this program.
+/// Exchanges lists with client processes, which run this program with the first argument `part`.
 class ClientProcesses {
 public:
     ClientProcesses(BusFixture const& fixture, char const* part, std::size_t count) : fixture_(fixture) {
@@ -216,7 +217,7 @@ void addClients(std::string const& name, char const* part, BusFixture const& fix
 }
 
 int run(int argc, char** argv) {
-    BusFixture const forMany;  // Runs on any processor.
+    BusFixture const forMany;  // The bus and the television may run on any processor.
     bench::restrictToOneProcessor(true);
     BusFixture const forOne;
     ::setenv("NRX_BUS_ADDRESS", forOne.address.c_str(), 1);

@@ -15,12 +15,12 @@ namespace bench {
 inline constexpr std::array LIST_LENGTHS = {3, 100, 10'000};
 inline constexpr int STRING_LENGTH = 48;
 
-/// Restricts this process and its later child processes to one processor, or lifts the restriction. The time of an
-/// exchange depends on the processors that the system chooses for the processes.
+/// Restricts this process and its later child processes to one processor, or lifts the restriction. Without the
+/// restriction, the time of an exchange varies with the processors that the system chooses for the processes.
 void restrictToOneProcessor(bool isRestricted);
 
 /// Serves the command list on the bus at the address. Each byte from standard input is an index of `LIST_LENGTHS`, and
-/// makes the television publish a new list of this length. Ends the process at the end of the input.
+/// makes the television publish a list of the length at this index. Ends the process at the end of the input.
 [[noreturn]] void serveTelevision(char const* address);
 
 /// A bus with a television in another process.
@@ -39,9 +39,9 @@ struct BusFixture {
 /// The name of a benchmark with the list of the length `LIST_LENGTHS[lengthIndex]`.
 std::string benchmarkName(std::string const& baseName, std::size_t lengthIndex);
 
-/// Registers a benchmark of list exchanges with other processes, in real time. `makeExchange` returns a function object
-/// that makes a number of exchanges and returns whether all lists arrived. The benchmark makes `exchangesPerBatch`
-/// exchanges between two readings of the clock.
+/// Registers a benchmark that measures the real time of list exchanges with other processes. `makeExchange` returns a
+/// function object that makes a number of exchanges and returns whether all lists arrived. The benchmark makes
+/// `exchangesPerBatch` exchanges between two readings of the clock.
 template <typename MakeExchange>
 void addExchangeBenchmark(std::string const& name, MakeExchange const& makeExchange, int exchangesPerBatch = 1) {
     auto const measure = [makeExchange, exchangesPerBatch](benchmark::State& state) {

@@ -16,7 +16,7 @@ void useValue(T const& value) {
     keepObservable(&value);
 }
 
-/// A handler as users of the raw classes write it: it converts the value.
+/// The handler of an access object. Converts the value, as a user of access objects without `client/` must.
 template <typename T>
 struct RawHandler {
     void handle(IValueObject const& value) {
@@ -25,7 +25,7 @@ struct RawHandler {
     }
 };
 
-/// Notifies a watched property, and a raw access object with a handler, as the model does.
+/// Notifies a watched property, and an access object with a handler, as the model does.
 template <typename T, auto NOTIFY>
 void addWatch(std::string const& kind, T const& value) {
     using Observer = typename detail::Kind<T>::Observer;

@@ -23,7 +23,7 @@ std::int64_t iterationsOf(std::string_view option) {
 
 }  // namespace
 
-/// Takes the options of Google Benchmark. With `--iterations=N` as the first option, each call is made N times.
+/// Takes the options of Google Benchmark. With `--iterations=N` as the first option, each benchmark measures N calls.
 int main(int argc, char** argv) {
     bench::keepFreedMemory();
     if (argc > 1 && std::string_view(argv[1]).starts_with(OPTION)) {

@@ -151,7 +151,8 @@ void addWay(char const* name, Browser const& browser, std::size_t lengthIndex) {
     });
 }
 
-/// The resources that pages use in a second while they wait for lists, with the extension and without one.
+/// Registers the benchmark of the resources that idle web processes use per second, with this project's extension and
+/// without this extension.
 void addIdle(Browser const& with, Browser const& without) {
     auto const measure = [&](benchmark::State& state) {
         constexpr double SECONDS = 2;

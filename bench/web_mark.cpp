@@ -1,5 +1,5 @@
-// An extension of the web engine that gives every page the function `mark`, which writes one byte to the pipe
-// NRX_BENCH_PIPE.
+// An extension of the web engine that gives every page the function `mark`. This function writes one byte to the pipe
+// whose path is in the environment variable NRX_BENCH_PIPE.
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -9,8 +9,8 @@ namespace bus {
 
 namespace {
 
-/// Lower than the bus's limit for a process's pending calls, because the calls of this process's clients count against
-/// the same limit.
+/// This maximum is lower than the bus's limit for the pending calls of a connection, because the calls that clients in
+/// this process make count against the bus's limit too.
 constexpr std::size_t MAX_RUNNING = 64;
 constexpr std::chrono::milliseconds FIRST_DELAY{100};
 constexpr std::chrono::milliseconds LAST_DELAY{10'000};

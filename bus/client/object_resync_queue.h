@@ -10,8 +10,10 @@ struct KeyEntry;
 struct SharedModelState;
 class RemoteObject;
 
-/// The objects whose observers missed changes because the television was gone or the object was not published. Reads a
-/// limited number of these objects at a time, and repeats failed reads. Used on the connection's thread only.
+/// Reads objects again after a loss of the television, because the objects' observers may have missed changes. The
+/// reads start when a television appears. If an object is not published at that time, the object is read when the
+/// television publishes the object. Limits the number of reads at a time, and repeats failed reads. Used on the
+/// connection's thread only.
 class ObjectResyncQueue {
 public:
     explicit ObjectResyncQueue(SharedModelState& modelState) : modelState_(modelState) {}

@@ -27,8 +27,8 @@ int frame::Process::getInterfaceReference(boost::shared_ptr<Interface>& referenc
         return television::STATUS_UNKNOWN_INTERFACE;
     }
     return bus::catchToStatus([&reference] {
-        // The root interface exists even without a bus and a television. Never destroyed: clients may disconnect while
-        // the process destroys its static objects.
+        // The root interface exists even without a bus and a television. The root interface is never destroyed, because
+        // clients may disconnect while the process destroys its static objects.
         static auto& root = *new Root;
         static auto const& rootReference =
             *new boost::shared_ptr<Interface>(boost::make_shared<television::RootReference>(&root));

@@ -39,7 +39,7 @@ private:
 KeyEntry::KeyEntry(std::string name) : key(std::move(name)), path(pathOf(key)) {}
 
 RemoteModel& RemoteModel::get() {
-    // Never destroyed, because the model's threads also run while the process destroys its static objects.
+    // The model is never destroyed, because the model's threads also run while the process destroys its static objects.
     static RemoteModel& model = []() -> RemoteModel& {
         SignalsBlocked const blocked;
         return *new RemoteModel;

@@ -19,7 +19,7 @@ struct ObserverConnectAttempt {
     std::promise<int> statusPromise{};
     std::shared_future<int> status = statusPromise.get_future().share();
     bool isAnswered = false;         ///< Used on the connection's thread.
-    RemoteObject* object = nullptr;  ///< Set before the status 0.
+    RemoteObject* object = nullptr;  ///< Set before `status` gets the value 0.
     // A `connect` after `nextRequest` requests the object's type again, because the television may lose a request. The
     // model state's mutex guards `retryInterval` and `nextRequest`.
     std::chrono::seconds retryInterval{1};
@@ -50,7 +50,8 @@ struct KeyEntry {
 /// The part of the television's model that this process uses. Lives as long as the process.
 class RemoteModel final : public SharedModelState, private ServiceWatcher {
 public:
-    /// The first call connects to the bus. Throws if the system lacks the resources for the connection.
+    /// The first call starts the thread of the delivery and the thread of the connection, which connects to the bus.
+    /// Throws if the system lacks the resources for the model or these threads.
     static RemoteModel& get();
 
     int connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object);

@@ -49,7 +49,8 @@ public:
     virtual objbus::Object& object() = 0;
 
     // Called on the connection's thread:
-    /// Reads the object's value if an observer may be connected only after the value is known.
+    /// Called before an observer is connected. Reads the object's value if the object must know the value before the
+    /// observer is connected.
     // NOLINTNEXTLINE(performance-unnecessary-value-param): passed by value, because an override moves `completion`.
     virtual void requestInitialValue(Completion completion) { completion(television::STATUS_OK); }
     /// Handles a signal from the object's path.
@@ -68,18 +69,18 @@ public:
     /// Cancels the observer's registrations and returns their number.
     virtual std::size_t removeRegistrations(objbus::Observer const* observer) = 0;
     [[nodiscard]] virtual std::size_t observerCount() const = 0;
-    /// Called when the television publishes the object. A withdrawn object stays withdrawn.
+    /// Called when a message shows that the object is published. A withdrawn object stays withdrawn.
     void markPublished() {
         publicationState_ = isWithdrawn() ? PublicationState::WITHDRAWN : PublicationState::PUBLISHED;
     }
-    /// Called when the television has withdrawn the object.
+    /// Called when a message shows that the object is withdrawn.
     void markWithdrawn() { publicationState_ = isPublished() ? PublicationState::WITHDRAWN : publicationState_.load(); }
     /// Called when the television is gone. The next television may publish a withdrawn object again.
     void markPublicationUnknown() {
         publicationState_ = PublicationState::UNKNOWN;
         isResyncPending_ = true;
     }
-    /// Called when the observers have received the changes that they missed.
+    /// Called when the observers have received the changes that they missed, or when the first observer connects.
     void endResync() { isResyncPending_ = false; }
     /// Whether observers have not yet received the changes that they missed.
     [[nodiscard]] bool needsResync() const { return isResyncPending_ && !isWithdrawn() && observerCount() != 0; }

@@ -29,7 +29,7 @@ public:
 
     /// Called when the television is gone. The next television may use this iterator's path for another iterator.
     void handleTelevisionLoss() NRX_NOT_ANALYSED;
-    /// Destroys the iterator here and in the television.
+    /// Closes the iterator in this process and destroys the iterator in the television.
     void closeAndDestroyRemotely(std::string const& tablePath) NRX_NOT_ANALYSED;
 
     [[nodiscard]] std::shared_ptr<television::Registration> observerRegistration() const { return registration_; }

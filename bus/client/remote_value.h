@@ -136,8 +136,8 @@ private:
         this->endResync();
     }
 
-    /// Notifies the observers of the value that `resyncWithTelevision` read, unless a change arrived after the reply to
-    /// the read, or the observers received the same value last.
+    /// Notifies the observers of the value that `resyncWithTelevision` read. Does not notify the observers if a change
+    /// arrived after the reply to the read, if the object is not published, or if the observers' last value is equal.
     void notifyValueReadByResync(std::shared_ptr<T const> const& value) {
         television::MutexLock const lock(this->modelState().mutex);
         if (pendingResyncValue_ != value || !this->isPublished()) {

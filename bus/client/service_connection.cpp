@@ -262,7 +262,7 @@ void ServiceConnection::onServiceStarted(sd_bus_message* reply) {
 
 void ServiceConnection::onSignal(sd_bus_message* message) {
     char const* const sender = sd_bus_message_get_sender(message);
-    // Any connection to the bus may send signals to this process.
+    // Ignores the signals of other senders, because any connection to the bus may send signals to this process.
     if (sender != nullptr && owner_ == sender && sd_bus_message_is_signal(message, nullptr, nullptr) > 0) {
         watcher_.handleSignal(message);
     }

@@ -70,23 +70,24 @@ public:
     ServiceConnection& operator=(ServiceConnection const&) = delete;
     ~ServiceConnection();
 
-    /// Starts the thread, after which the connection is never destroyed. Throws `std::system_error` if the system has
-    /// no resources for a thread.
+    /// Starts the thread. After a start, the connection must not be destroyed. Throws `std::system_error` if the system
+    /// has no resources for a thread.
     void start();
 
     /// Whether the bus answers.
     [[nodiscard]] bool isBusConnected() const { return isBusConnected_; }
 
-    /// Calls the method and blocks until the reply or the deadline. A call not sent by then is never sent. Returns a
-    /// status. The connection's thread calls the functions `arguments` and `reply`, but never after this function has
-    /// returned. `lateReply` reads a reply that arrives later.
+    /// Calls the method and blocks until the reply or the deadline. A call that is not sent by the deadline is
+    /// never sent. Returns a status. The connection's thread calls the functions `arguments` and `reply`, but never
+    /// after this function has returned. `lateReply` reads a reply that arrives after the deadline.
     int call(Method method, Deadline deadline, MessageBody arguments, MessageBody reply, MessageBody lateReply = {});
 
     /// Calls the method and does not wait. The connection's thread calls `completion` after `reply` or after a failure.
     void callAsync(Method method, CallOrigin origin, MessageBody arguments, MessageBody reply, Completion completion);
 
-    /// Calls the method without a reply, and does not wait. The connection's thread calls the function `arguments`
-    /// later. If the process lacks the resources to send the call and `leavesBusIfUnsent` is true, leaves the bus.
+    /// Sends a call that requests no reply, and does not wait. The connection's thread calls the function `arguments`
+    /// and sends the call later. If the process lacks the resources to send the call and `leavesBusIfUnsent` is true,
+    /// leaves the bus and connects again.
     void callNoReply(Method method, MessageBody arguments, bool leavesBusIfUnsent = false);
 
     /// Leaves the bus, and connects again: the television then releases all that it keeps for this process. Needs no

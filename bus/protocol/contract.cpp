@@ -52,7 +52,7 @@ std::string unescapeElement(std::string_view element) {
     return word;
 }
 
-/// Splits the text at the separator, converts each part, and joins the parts with the other separator.
+/// Splits the text at the separator, converts each part, and joins the parts with `newSeparator`.
 template <typename Change>
 std::string convertParts(std::string_view text, char separator, char newSeparator, Change const& convert) {
     std::string result;
