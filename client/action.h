@@ -33,9 +33,9 @@ using Answer = Result<std::vector<std::string>>;
 
 namespace detail {
 
-/// The identifier that this layer passed with its newest invocation. The television may replace the identifier. Each
-/// invocation has a distinct identifier, because the television sends each answer of an action to all clients of the
-/// action. The identifiers of successive invocations count down from the largest number.
+/// The identifier that this layer passed with its newest invocation. The television may replace the identifier. This
+/// layer passes a distinct identifier with each invocation, because the television sends each answer of an action to
+/// all clients of the action. The identifiers of successive invocations count down from the largest number.
 inline std::atomic<unsigned int> NRX_EXPORT lastActionId = 0;
 
 /// The calls of an action that have no answer yet. Receives the answers from the access object.
@@ -124,11 +124,13 @@ private:
 ///     auto const answer = timer.call({"30"}, 2s);
 ///     answer ? show(answer->at(0)) : log(describe(answer.error()));
 ///
-/// A failure of a call has one of these causes. `STATUS`: the library did not start the action, or the model returned a
-/// status of its own. The library's status is 5 if the action was not obtained in time, and 6 if the object is no
-/// action or if there are too many arguments. Some televisions return a status although the action may have been
-/// started. `EXECUTION_ERROR`: the action was started and failed. `NO_ANSWER`: the action was started, but its answer
-/// did not arrive in time. A later answer is dropped.
+/// A failure of a call has one of these causes:
+/// - `STATUS`: The library did not start the action, or the model returned a status of its own. The library's status is
+///   5 if the action was not obtained in time, and 6 if the object is no action or if there are too many arguments.
+///   Some televisions return a status although the action may have been started.
+/// - `EXECUTION_ERROR`: The action was started and failed.
+/// - `NO_ANSWER`: The action was started, but its answer did not arrive in time. A later answer is dropped.
+/// - `WOULD_DEADLOCK`: A handler on the delivery thread made a call that waits. The action was not started.
 ///
 /// The rules of a `Property` for connecting, use by threads and destruction also hold for an `Action`. After the
 /// destruction, handlers of unanswered calls are never called.
@@ -140,9 +142,10 @@ public:
         access_->setActionResultHandler(access_->queue);
     }
 
-    /// Starts the action and waits for its answer. `timeout` includes the connect, but not the model's own `invoke`. If
-    /// this time ends before the action is started (always for 0), the action is not started. In a handler that the
-    /// delivery thread runs, the call fails at once with `WOULD_DEADLOCK` and starts no action.
+    /// Starts the action and waits for its answer. `timeout` limits the connect and the wait for the answer, but does
+    /// not interrupt the model's own `invoke`. If `timeout` ends before the action is started, the action is not
+    /// started. With a `timeout` of 0, the action is therefore never started. In a handler that the delivery thread
+    /// runs, the call fails at once with `WOULD_DEADLOCK` and starts no action.
     Answer call(Arguments const& arguments, std::chrono::milliseconds timeout) {
         auto const calls = access_->queue;
         if (detail::isNotified) {

@@ -13,8 +13,8 @@ namespace orvane::client {
 /// is destroyed, the thread of this task may destroy the captured data of the handler later. NRX_DELIVERY_LIMIT does
 /// not limit the calls that wait in an executor.
 ///
-/// With an empty executor, the handlers run on the delivery thread, or on the thread that uses the object if the data
-/// is available at once.
+/// With an empty executor, the handlers run on the delivery thread. If the data is available at once, the handlers may
+/// instead run on the thread that uses the object.
 using Executor = std::function<void(std::function<void()> task)>;
 
 }  // namespace orvane::client

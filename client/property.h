@@ -106,8 +106,8 @@ private:
 ///     level ? show(*level) : log(describe(level.error()));
 ///     auto const watched = volume.watch([](int level) { show(level); });
 ///
-/// The first use connects, within 1000 milliseconds. The platform library reconnects after a loss of the television. A
-/// replaced model object needs a new property. Any thread may use a property.
+/// The first use connects, within 1000 milliseconds. The platform library reconnects after a loss of the television. If
+/// the model replaces the object under the key, the program must make a new property. Any thread may use a property.
 ///
 /// The destructor ends the registration and waits for a running handler, except for a handler that runs the destructor.
 /// No handler runs afterwards. Any thread may destroy a property while no other thread is in one of its operations. A
@@ -151,7 +151,7 @@ public:
     ///
     /// Without an executor, the thread that calls `watch` makes the first calls of the handler before `watch` returns:
     /// the call with the current value, and the calls for changes that arrive before or during these calls. A failure
-    /// has the statuses of `get` and installs no handler. A second handler fails with `WATCHED_ALREADY`. To stop,
+    /// has a status of `get` and installs no handler. A second handler fails with `WATCHED_ALREADY`. To stop,
     /// destroy the property.
     template <typename Handler>
     Result<void> watch(Handler&& handler) {

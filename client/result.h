@@ -13,9 +13,9 @@ enum class Cause {
     STATUS,           ///< The library or the model refused the operation with the status `Failure::code`.
     EXECUTION_ERROR,  ///< The started action failed with the television's error `Failure::code`.
     NO_ANSWER,        ///< No answer or page arrived in time. The television may still execute the request.
-    WOULD_DEADLOCK,   ///< The operation would wait for the delivery thread in a handler on that thread.
+    WOULD_DEADLOCK,   ///< In a handler on the delivery thread, the operation would wait for that thread.
     NO_ITERATOR,      ///< The table refused to make an iterator, without a status.
-    WATCHED_ALREADY,  ///< The object has a handler.
+    WATCHED_ALREADY,  ///< The object already has a handler.
 };
 
 /// A failed operation.
@@ -44,7 +44,7 @@ class [[nodiscard]] Result {
 public:
     Result(T value) : content_(std::in_place_index<0>, std::move(value)) {}            ///< From a value.
     Result(Failure failure) : content_(std::in_place_index<1>, std::move(failure)) {}  ///< From a failure.
-    explicit operator bool() const { return content_.index() == 0; }                   ///< Whether it holds a value.
+    explicit operator bool() const { return content_.index() == 0; }                   ///< Whether there is a value.
     T const& operator*() const { return std::get<0>(content_); }                       ///< The value.
     T& operator*() { return std::get<0>(content_); }                                   ///< The value.
     T const* operator->() const { return &**this; }                                    ///< A member of the value.

@@ -17,7 +17,7 @@ endif()
 if(NRX_SANITIZERS)
     target_compile_options(nrx_build_options INTERFACE
         -fsanitize=${NRX_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer
-        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)  # GCC 12 reports initialised variants with sanitizers.
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)  # With sanitizers, GCC 12 warns about initialised variants.
     target_compile_definitions(nrx_build_options INTERFACE _GLIBCXX_ASSERTIONS)
     target_link_options(nrx_build_options INTERFACE -fsanitize=${NRX_SANITIZERS})
 endif()

@@ -1,10 +1,12 @@
 # Finds the libraries that several parts of the project use.
 #
 # A cross-compiler must not search the build machine's headers. If a toolchain file sets NRX_HOST_HEADERS to the
-# directory of these headers, a symbolic link gives access to each header-only library alone.
+# directory of these headers, each header-only library gets its own include directory, which has only a symbolic link to
+# the headers of the library.
 include_guard()
 
-# Defines the target for the header-only package, whose headers are in the directory `headers`.
+# Defines `target` for the header-only `package`. `headers` is the directory of the package's headers in the directory
+# of all headers.
 function(find_header_library package target headers)
     if(TARGET ${target})
         return()

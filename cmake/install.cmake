@@ -1,6 +1,6 @@
 # Defines what `cmake --install` installs, in the components runtime, development, simulator, simulator_development,
-# bus, bus_development, tools, bus_tools, web and documentation. The installed folder can be moved, because all paths in
-# the installed files are relative.
+# bus, bus_development, tools, bus_tools, web and documentation. The installed folder can be moved: all paths in the
+# installed files are relative, except the program's path in the example service files.
 include(CMakePackageConfigHelpers)
 
 set(cmake_directory ${CMAKE_INSTALL_LIBDIR}/cmake/nrx_model_access)
@@ -86,15 +86,15 @@ if(TARGET nrx_console)
     if(TARGET nrx_bus_platform)
         list(APPEND programs nrx_bus_console nrx_television)
         install(TARGETS nrx_bus_console nrx_television RUNTIME COMPONENT bus_tools)
-        # Installs the service files as examples, where no bus reads them, because a bus must not start a simulated
-        # television instead of a real television.
+        # Installs the service files as examples in a directory that no bus reads, because a bus must not start a
+        # simulated television instead of a real television.
         set(bus_examples ${CMAKE_INSTALL_DATADIR}/doc/nrx-bus-tools/examples)
         install(FILES tools/nrx_television/system/nrx-television.sysusers
                       tools/nrx_television/system/nrx.Television1.conf
                 DESTINATION ${bus_examples} COMPONENT bus_tools)
-        # Writes the program's full path to the service files at the installation: `cmake --install --prefix` may change
-        # the configured prefix. The service files of a package name the directory into which the package is installed
-        # later.
+        # Writes the program's full path to the service files during the installation, because
+        # `cmake --install --prefix` may change the configured prefix. The service files of a package name the directory
+        # into which the package is installed later.
         cmake_path(ABSOLUTE_PATH bus_examples BASE_DIRECTORY "\${CMAKE_INSTALL_PREFIX}")
         install(CODE "
             set(program_prefix \"\${CMAKE_INSTALL_PREFIX}\")

@@ -10,7 +10,7 @@ set(CPACK_PACKAGE_CONTACT "NRX model access maintainers <maintainers@nrx-model-a
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # Each package has its own summary.
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_CUSTOM_INSTALL_VARIABLES NRX_PACKAGE_PREFIX=${CMAKE_INSTALL_PREFIX})  # The prefix of an unpacked package.
+set(CPACK_CUSTOM_INSTALL_VARIABLES NRX_PACKAGE_PREFIX=${CMAKE_INSTALL_PREFIX})  # The prefix of an installed package.
 set(CPACK_DEBIAN_PACKAGE_SOURCE nrx-model-access)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -126,8 +126,9 @@ receive, read and write the lists of the NRX service. With types for
 TypeScript and an example page.")
 set(CPACK_DEBIAN_WEB_PACKAGE_ENHANCES cog)
 
-# A trigger calls ldconfig. If the package did not name maintainer scripts, CPack would write such scripts, which also
-# call ldconfig. CPack warns that the named files are missing and writes no scripts.
+# A trigger calls ldconfig. If a package named no maintainer scripts, CPack would write scripts that call ldconfig too.
+# Therefore these packages name scripts that do not exist. CPack then warns about the missing files and writes no
+# scripts.
 file(WRITE ${packaging_directory}/triggers "activate-noawait ldconfig\n")
 foreach(key RUNTIME SIMULATOR BUS)
     set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA

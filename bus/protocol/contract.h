@@ -28,12 +28,13 @@ constexpr char MANAGER_INTERFACE[] = "org.freedesktop.DBus.ObjectManager";
 constexpr char BUS_NAME[] = "org.freedesktop.DBus";
 constexpr char BUS_PATH[] = "/org/freedesktop/DBus";
 
-/// The model's method that replies after the signals of all earlier changes.
+/// The model's method whose reply arrives after the signals of all earlier changes.
 constexpr char SYNC_METHOD[] = "Sync";
 
 constexpr char STATUS_ERROR[] = "nrx.Television1.Error.Status";
 
-/// `pathOf` returns the path of a key's object. `keyOf` returns the key of a path; empty if no key has the path.
+/// `pathOf` returns the path of a key's object. `keyOf` returns the key of a path, or no value if no key has
+/// the path.
 std::string pathOf(std::string_view key);
 std::optional<std::string> keyOf(std::string_view path);
 

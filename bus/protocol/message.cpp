@@ -194,7 +194,8 @@ int openBus(Bus& bus, std::string const& address) {
     NRX_TRY(assignFromOutParameter(bus, sd_bus_new));
     NRX_TRY(sd_bus_set_address(bus.get(), address.c_str()));
     NRX_TRY(sd_bus_set_bus_client(bus.get(), 1));
-    // Without this call sd-bus would read the environment, which is not safe on every thread.
+    // If no timeout is set, sd-bus reads one from the environment, which is unsafe while another thread changes the
+    // environment.
     NRX_TRY(sd_bus_set_method_call_timeout(bus.get(), REPLY_TIMEOUT_MICROSECONDS));
     return sd_bus_start(bus.get());
 }

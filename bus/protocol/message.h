@@ -20,7 +20,8 @@
 // Operations on the contents of messages. A failed operation returns a negative error number, like sd-bus, and the
 // caller discards the message.
 
-/// Returns from the function with the step's error number if the step fails. A lambda in a step may use `NRX_TRY`.
+/// If `step` returns a negative error number, returns this number from the function that contains `NRX_TRY`. A lambda
+/// in `step` may use `NRX_TRY` too.
 #define NRX_TRY(step) NRX_TRY_NUMBERED(step, __COUNTER__)
 #define NRX_TRY_NUMBERED(step, number) NRX_TRY_AS(step, number)
 #define NRX_TRY_AS(step, number)                                     \
@@ -56,8 +57,8 @@ int assignFromOutParameter(Pointer& pointer, Operation const& operation) {
     return result;
 }
 
-// Whether the bus carries all texts of a value: UTF-8 without zero bytes and without Unicode's noncharacters, for
-// example U+FFFE and U+FFFF.
+// Whether the bus carries all texts of a value. The bus carries UTF-8 without zero bytes and without Unicode's
+// noncharacters, for example U+FFFE and U+FFFF.
 bool hasValidText(std::string_view text);
 template <typename Number>
 requires std::is_arithmetic_v<Number>
@@ -70,14 +71,14 @@ bool hasValidText(std::vector<T> const& values) {
 using television::payloadSize;
 
 /// The limit for the sum of `wireSize` of a message's values. A bus with dbus-daemon's built-in limits closes a
-/// connection that sends more than 32 MiB. The difference is for the header and the containers.
+/// connection that sends more than 32 MiB. The remaining 1 MiB is for the header and the containers.
 constexpr std::size_t MAX_MESSAGE_BYTES = std::size_t{31} * 1024 * 1024;
 
 // An upper bound of a value's bytes in a message, including the lengths, the terminating zeros and the padding.
 template <typename Number>
 requires std::is_arithmetic_v<Number> std::size_t wireSize(Number /*value*/) {
-    // A number of more than 4 bytes may need padding before the number. Any other number needs none, because the size
-    // of a text includes padding to a multiple of 4 bytes.
+    // A number of more than 4 bytes may need padding before the number. A shorter number needs no padding, because
+    // the size of a text includes padding to a multiple of 4 bytes.
     return sizeof(Number) > 4 ? 2 * sizeof(Number) : sizeof(Number);
 }
 std::size_t wireSize(std::string const& value);
@@ -96,7 +97,7 @@ std::size_t wireSize(std::vector<T> const& values) {
         return size;
     }
 }
-/// The sum for several values.
+/// The sum of `wireSize` of several values.
 template <typename... Values>
 std::size_t totalWireSize(Values const&... values) {
     return (std::size_t{0} + ... + wireSize(values));
@@ -138,7 +139,7 @@ int append(sd_bus_message* message, std::vector<objbus::Argument> const& argumen
 int append(sd_bus_message* message, std::vector<objbus::TableSelection> const& selections);
 int append(sd_bus_message* message, std::vector<objbus::TableOrder> const& orders);
 
-/// Appends several values. Returns `-EMSGSIZE` for more than `MAX_MESSAGE_BYTES` together.
+/// Appends several values. Returns `-EMSGSIZE` if the values together have more than `MAX_MESSAGE_BYTES`.
 template <typename... Values>
 int appendAll([[maybe_unused]] sd_bus_message* message, Values const&... values) {
     int result = totalWireSize(values...) > MAX_MESSAGE_BYTES ? -EMSGSIZE : 0;
@@ -146,7 +147,8 @@ int appendAll([[maybe_unused]] sd_bus_message* message, Values const&... values)
     return result;
 }
 
-// Reads one value. Fails for another type. Returns `-EMSGSIZE` for a value of more than `MAX_MESSAGE_BYTES`.
+// Reads one value. Fails if the next value of the message has another type. Returns `-EMSGSIZE` for a value of more
+// than `MAX_MESSAGE_BYTES`.
 template <typename Number>
 requires std::is_arithmetic_v<Number>
 int read(sd_bus_message* message, Number& value) {
@@ -175,7 +177,7 @@ int read(sd_bus_message* message, std::vector<objbus::Argument>& arguments);
 int read(sd_bus_message* message, std::vector<objbus::TableSelection>& selections);
 int read(sd_bus_message* message, std::vector<objbus::TableOrder>& orders);
 
-/// Reads several values. Returns `-EMSGSIZE` for more than `MAX_MESSAGE_BYTES` together.
+/// Reads several values. Returns `-EMSGSIZE` if the values together have more than `MAX_MESSAGE_BYTES`.
 template <typename... Values>
 int readAll([[maybe_unused]] sd_bus_message* message, Values&... values) {
     int result = 0;
@@ -221,7 +223,8 @@ int readVariant(sd_bus_message* message, char const* signature, T& value) {
 /// Makes an event loop. Throws `std::system_error` if the kernel lacks resources.
 EventLoop makeEventLoop();
 
-/// Returns the bus's address in NRX_BUS_ADDRESS, or else the session bus's address; empty if neither is known.
+/// Returns the bus's address in NRX_BUS_ADDRESS, or else the session bus's address. Returns an empty text if neither
+/// address is known.
 std::string addressFromEnvironment();
 
 /// Starts to connect to the bus at the address.

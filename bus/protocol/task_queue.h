@@ -10,8 +10,8 @@
 
 namespace bus {
 
-/// Tasks that any thread posts to the thread of an event loop. The loop runs the tasks in the order of `post`, and
-/// before the next message of a bus.
+/// Tasks that any thread posts to the thread of an event loop. The loop runs the tasks in the order of the `post`
+/// calls, before the loop handles the next message of a bus.
 class TaskQueue {
 public:
     /// Adds an event source to the loop. Throws `std::system_error` if the kernel lacks resources.
@@ -24,7 +24,7 @@ public:
     /// Adds a task. Exceptions of the task are ignored.
     void post(std::function<void()> task);
 
-    /// Lets the loop run once more. Needs no memory.
+    /// Makes the loop run one more iteration. Allocates no memory.
     void wake() const;
 
 private:

@@ -14,12 +14,14 @@
 
 namespace bus::server {
 
-/// The match rule for the signal that a client's connection has left the bus. The handler must check the sender.
+/// The match rule for the signal with which the bus announces that a client's connection has left. The handler must
+/// check the sender.
 constexpr char CLIENT_LEFT_RULE[] =
     "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
     "member='NameOwnerChanged',arg2=''";
 
-/// Calls an sd-bus operation that registers a handler, and returns the slot. Throws `std::system_error`.
+/// Calls an sd-bus operation that registers a handler, and returns the slot. Throws `std::system_error` if the
+/// operation fails.
 template <typename Operation, typename... Arguments>
 Slot makeSlot(Operation const& operation, sd_bus* bus, Arguments const&... arguments) {
     Slot made;
@@ -30,7 +32,7 @@ Slot makeSlot(Operation const& operation, sd_bus* bus, Arguments const&... argum
     return made;
 }
 
-/// Sets `nodes` to the result of a node enumerator: the map's keys with the prefix. The keys are paths.
+/// Sets `nodes` to the result of a node enumerator: the keys of the map that begin with `prefix`. The keys are paths.
 template <typename Map>
 int makeNodeList(Map const& map, std::string_view prefix, char*** nodes) {
     auto const begin = map.lower_bound(prefix);

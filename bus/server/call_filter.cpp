@@ -72,7 +72,7 @@ int CallFilter::filterCall(sd_bus_message* call, sd_bus_error* error) {
         return 0;
     }
     char const* const sender = sd_bus_message_get_sender(call);
-    std::string const name = sender != nullptr ? sender : "";  // The bus has no credentials for an empty name.
+    std::string const name = sender != nullptr ? sender : "";  // For an empty name, the bus replies with an error.
     auto position = clients_.find(name);
     if (position == clients_.end()) {
         position = clients_.try_emplace(name, Client{*this, name}).first;
@@ -118,7 +118,7 @@ void CallFilter::applyCredentials(Client& client, sd_bus_message* reply) {
         client.access = permissions_.of(client.user, groups);
     }
     for (auto const& call : heldCalls) {
-        // sd-bus handles the held calls in their order, and before it reads any other message.
+        // sd-bus handles the held calls in their order, before it reads the next message from the socket.
         if (!client.hasCredentials || sd_bus_enqueue_for_read(bus_, call.get()) < 0) {
             sd_bus_reply_method_errorf(call.get(), SD_BUS_ERROR_ACCESS_DENIED, "the bus does not say whose call it is");
         }

@@ -11,8 +11,8 @@
 
 namespace bus::server {
 
-/// Refuses calls for which a client has no permission. Asks the bus once for the credentials of each client. Until the
-/// reply, only this client's calls wait. Used on the loop's thread.
+/// Refuses calls for which a client has no permission. At a client's first call, asks the bus for the credentials of
+/// the client. Until the bus replies, only the calls of this client wait. Used on the loop's thread.
 class CallFilter {
 public:
     /// Filters all calls from now on. Throws `std::system_error` when sd-bus refuses the handlers.

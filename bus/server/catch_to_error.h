@@ -22,7 +22,7 @@ int catchToError(sd_bus_error* error, Body const& body) noexcept {
     }
 }
 
-/// An sd-bus handler that calls the member function `METHOD` of its object.
+/// An sd-bus handler that calls the member function `METHOD` of the object with which the handler was registered.
 template <auto METHOD>
 struct MemberHandlerAdapter;
 

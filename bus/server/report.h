@@ -15,11 +15,13 @@ void printError(std::string const& problem);
 /// Writes one line about the object under the key.
 void printObjectError(std::string const& key, std::string const& problem);
 
-/// Returns the text of a negative error number from appending to a message or from sending a message.
+/// Returns the text for a negative error number that results from an attempt to append to a message or to send a
+/// message.
 std::string reasonOf(int negativeErrno);
 
-/// Returns the negative error number that a handler returns to sd-bus for a call whose arguments cannot be read. If the
-/// arguments have too many bytes, reports the call with the key of the called object and sets `error` to a status.
+/// Returns the negative error number that a handler returns to sd-bus for a refused call. `negativeErrno` is the
+/// reason. For `-EMSGSIZE`, prints a report that names the called object by `key`, and sets `error` to a status of the
+/// television.
 int refuseCall(sd_bus_error* error, std::string const& key, int negativeErrno);
 
 }  // namespace bus::server

@@ -47,8 +47,9 @@ void SendQueue::sendWaiting() {
 bool SendQueue::hasSdBusQueueRoom() {
     std::uint64_t unsent = 0;
     sd_bus_get_n_queued_write(bus_, &unsent);
-    // `unsent` also counts messages that this class did not send, for example replies. The sizes of some sent messages
-    // may therefore stay in `sdBusQueueSizes_`. The sizes of this class's unsent messages always stay.
+    // `unsent` also counts messages that do not come from this class, for example replies. Therefore the sizes of some
+    // messages may stay in `sdBusQueueSizes_` after sd-bus has sent these messages. The size of a message of this class
+    // always stays until sd-bus has sent the message.
     while (sdBusQueueSizes_.size() > unsent) {
         assert(sdBusQueueBytes_ >= sdBusQueueSizes_.front());
         sdBusQueueBytes_ -= sdBusQueueSizes_.front();
@@ -58,7 +59,7 @@ bool SendQueue::hasSdBusQueueRoom() {
 }
 
 int SendQueue::sendNow(QueuedMessage const& queued) {
-    // The size is stored before the message is sent, so that the message stays unsent if memory runs out here.
+    // The size is stored first. If this allocation fails, the message is not sent.
     sdBusQueueSizes_.push_back(queued.size);
     if (int const result = sd_bus_send(bus_, queued.message.get(), nullptr); result < 0) {
         sdBusQueueSizes_.pop_back();

@@ -100,7 +100,7 @@ private:
     SignalEmitter const emitter_;
     ServerLoop& loop_;
     objbus::ObjectTable& table_;
-    ServerLoop::ObserverList ownObserver_;  ///< One.
+    ServerLoop::ObserverList ownObserver_;  ///< Has one element.
     objbus::TableIterator* iterator_ = nullptr;
 };
 
@@ -155,7 +155,8 @@ constexpr sd_bus_vtable ITERATOR_VTABLE[] = {
     SD_BUS_VTABLE_END,
 };
 
-/// Makes a path prefix that no earlier television had, because clients may still call iterators of such a television.
+/// Makes a path prefix that no earlier television had, because clients may still call iterators of an earlier
+/// television.
 std::string newPathPrefix() {
     sd_id128_t id{};
     if (int const result = sd_id128_randomize(&id); result < 0) {

@@ -70,7 +70,7 @@ private:
     SignalEmitter const emitter_;
     objbus::ObjectTypeSpec const type_;
     TypeDescriptor const* const descriptor_;  ///< Null for a type that has no interface of its own.
-    ServerLoop::ObserverList ownObserver_;    ///< At most one.
+    ServerLoop::ObserverList ownObserver_;    ///< Has at most one element.
     objbus::Object* object_ = nullptr;
     bool isValueOmittedFromManagedObjects_ = false;
 };

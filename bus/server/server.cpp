@@ -184,7 +184,8 @@ void Server::emitManagerSignal(ServedObject const& object, char const* member, A
 }
 
 int Server::handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error) {
-    // Handled here, because sd-bus's own reply fails if one object cannot be read. sd-bus handles all other calls.
+    // This handler replies to `GetManagedObjects`, because sd-bus's own reply fails if one object cannot be read.
+    // sd-bus handles all other calls.
     if (sd_bus_message_is_method_call(call, MANAGER_INTERFACE, "GetManagedObjects") <= 0) {
         return 0;
     }
@@ -234,7 +235,8 @@ int Server::enumerateNodes(sd_bus* /*bus*/, char const* prefix, void* server, ch
 }
 
 int Server::handleSync(sd_bus_message* call, sd_bus_error* /*error*/) {
-    // After this wait, the notifications of all earlier changes have posted their tasks. A later task sends the reply.
+    // After this wait, the notifications of all earlier changes have posted their tasks. The task that is
+    // posted here runs after these tasks and sends the reply.
     television_.waitUntilDelivered();
     std::shared_ptr<sd_bus_message> const pending(sd_bus_message_ref(call), sd_bus_message_unref);
     loop_.tasks.post([this, pending] {

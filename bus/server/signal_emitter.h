@@ -34,7 +34,7 @@ struct SignalSource {
 };
 
 /// Sends the signals of one source. Any thread may emit signals. The loop's thread sends the signals in the order of
-/// emission. Copies share one state.
+/// emission. Copies of an emitter share one state.
 class SignalEmitter {
 public:
     /// The queues must outlive all calls that emit.
@@ -58,7 +58,8 @@ public:
         });
     }
 
-    /// Like `emitSignal`. If the values have more bytes than the bus carries, reports the signal and returns false.
+    /// Like `emitSignal`. If the values have more bytes than the bus carries, prints an error and returns
+    /// false.
     template <typename... Values>
     [[nodiscard]] bool emitSignalIfWithinSizeLimit(char const* member, Values const&... values) const {
         if (totalWireSize(values...) > MAX_MESSAGE_BYTES) {

@@ -33,8 +33,8 @@ inline Deadline deadlineAfter(milliseconds timeout) {
     return std::chrono::steady_clock::now() + std::clamp(timeout, milliseconds(0), milliseconds(INT_MAX));
 }
 
-/// Ends the registration of `observer`, if there is an object. Returns false if the model may still notify the
-/// observer.
+/// Ends the registration of `observer` at `object`, unless `object` is null. Returns false if the model may still
+/// notify the observer.
 inline bool endRegistration(support::ValueAccessBase& access, std::string const& key, objbus::Observer* observer,
                             objbus::Object* object) noexcept {
     try {

@@ -43,7 +43,8 @@ auto copyable(F&& callable) {
 }
 
 /// Calls an object's handlers, one call at a time, in tasks of the executor. Without an executor, the thread that adds
-/// a call makes the call. This thread holds a reference to the queue, because a handler may destroy the object.
+/// a call makes the call, unless another thread is making the calls. The thread that makes the calls holds a reference
+/// to the queue, because a handler may destroy the object.
 class HandlerQueue : public std::enable_shared_from_this<HandlerQueue> {
 public:
     using Call = std::function<void()>;
@@ -62,7 +63,7 @@ public:
     virtual ~HandlerQueue() = default;
 
     void post(Call call) {
-        auto task = makeTask();  // If memory runs out, this call throws before the queue changes.
+        auto task = makeTask();  // If memory runs out, `makeTask` throws before the queue changes.
         {
             std::lock_guard const lock(mutex_);
             if (state_ == OFF || state_ == CLOSED) {
@@ -86,8 +87,8 @@ public:
         start(std::move(task));
     }
 
-    /// Drops the waiting calls, and waits for a call that `run` makes unless the call runs on this thread. In
-    /// DIRECT the delivery thread makes the calls without `run`: the disconnect from the model waits for such a call.
+    /// Drops the waiting calls. If `run` is making a call on another thread, waits until this call ends. In the state
+    /// DIRECT, the delivery thread makes a call without `run`. The disconnect from the model then waits for the call.
     void close() {
         std::list<Call> dropped;  // Destroyed after the unlock, because calls own data of the program.
         std::unique_lock lock(mutex_);
@@ -112,7 +113,7 @@ private:
     void start(Call task) { task ? executor_(std::move(task)) : run(); }
 
     /// Makes only the first call that waits in the queue, so that one task does not occupy its thread for long. If
-    /// another call runs, the thread `runner_` makes the first waiting call later.
+    /// a call already runs on the thread `runner_`, that thread makes the first waiting call later.
     void run() noexcept {
         std::unique_lock lock(mutex_);
         ++turns_;
@@ -137,7 +138,7 @@ private:
     std::condition_variable done_;
     // The mutex guards the next two members.
     std::thread::id runner_;  ///< The thread on which `run` calls handlers, if any.
-    std::size_t turns_ = 0;   ///< The number of waiting calls that `runner_` may make. Each task adds one.
+    std::size_t turns_ = 0;   ///< The number of waiting calls that `runner_` may make. Each `run` adds one.
 };
 
 /// Calls one handler for the notifications of values.
@@ -146,7 +147,8 @@ class Watch final : public HandlerQueue {
 public:
     explicit Watch(Executor executor) : HandlerQueue(std::move(executor), OFF) {}
 
-    /// Installs the handler and keeps the notifications until `release`. Returns false if there is a handler.
+    /// Installs the handler and keeps the notifications until `release`. Returns false if there is already
+    /// a handler.
     bool begin(std::function<void(T const&)> handler) {
         std::lock_guard const lock(mutex_);
         if (state_ != OFF) {
@@ -156,7 +158,7 @@ public:
         state_ = HELD;
         return true;
     }
-    /// Undoes `begin` before `release`.
+    /// Undoes `begin`, unless `release` was called.
     void cancel() {
         std::function<void(T const&)> dropped;  // Destroyed after the unlock.
         std::lock_guard const lock(mutex_);
