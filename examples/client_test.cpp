@@ -72,8 +72,8 @@ void withFakes() {
                           std::make_shared<FakeString>("F3A9"), std::make_shared<FakeString>("OL-55-D"));
     player.service = &facade;
 
-    // The facade sets no handler on injected lists. The handler is bound to the interface, so that a notification calls
-    // the override in `CountingAccess`.
+    // The facade sets no handler on injected lists. The bound operation is virtual, so a notification calls the
+    // override in `CountingAccess`.
     command->setNewValueHandler(
         make_value_handler<INrxModelAccess>(&facade, &INrxModelAccess::onNRXCommandValueChanged));
     facade.start();

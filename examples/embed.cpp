@@ -1,4 +1,5 @@
-// A web engine with the facade: construct, start and listen. The writes and reads of a list return a result.
+// A web engine with the facade: construct, start and listen. A `client::Property` writes and reads a list, because its
+// operations return a result.
 
 #undef NDEBUG
 #include <cassert>

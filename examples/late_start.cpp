@@ -37,7 +37,7 @@ int main() {
     // `setPresenceListener`.
     std::promise<void> reached;
     simulator::setPresenceListener([&reached, isReached = false](television::Presence presence) mutable {
-        // A television that was lost and returns is `back`. A promise takes one value.
+        // A television that was lost and returns is `back`. The promise must be set only once.
         if (presence != television::Presence::gone && !std::exchange(isReached, true)) {
             reached.set_value();
         }
@@ -48,7 +48,7 @@ int main() {
     television.publish(model_keys::EVENT, List{});
     assert(reached.get_future().wait_for(std::chrono::seconds(10)) == std::future_status::ready);
     simulator::setPresenceListener({});  // No call of the listener runs after the return.
-    facade.start();                      // Connects the lists, which the platform library reconnects after a loss.
+    facade.start();                      // Connects the lists. On a bus, a loss requires no further `start`.
 
     television.set(model_keys::COMMAND, List{"play", "channel 5"});
     television.waitUntilDelivered();

@@ -1,5 +1,5 @@
 // Access classes of your own, for programs that need more than a handler. `Volume` limits the written value and keeps
-// the loudest received value. `Recording` receives the action's replies itself.
+// the loudest received value. `Recording` receives an action's replies without a handler.
 
 #undef NDEBUG
 #include <algorithm>
@@ -17,8 +17,8 @@ namespace {
 
 using namespace orvane::system::support;
 
-/// Disconnects. Called in the destructor of the derived class, because the television calls the derived operations
-/// until the disconnect. Catches every exception, because a destructor must not throw.
+/// Disconnects the access object. The destructor of the derived class calls this function, because the television calls
+/// the derived operations until the disconnect. Catches every exception, because a destructor must not throw.
 template <typename Access>
 void leave(Access& access) {
     try {
@@ -38,8 +38,8 @@ public:
     using ValueAccessT::setValue;  // Keeps the overloads that this class does not override.
     int setValue(int level) override { return ValueAccessT::setValue(std::min(level, 100)); }
 
-    /// Called on the television's thread, also without a handler (`onNewValue` needs a handler). Calls the base last,
-    /// because the base calls the handler, which may destroy this object.
+    /// Called on the television's thread, even if there is no handler (`onNewValue` is called only if there is a
+    /// handler). Calls the base last, because the base calls the handler, which may destroy this object.
     using ValueAccessT::notifyNewValue;
     void notifyNewValue(int level) override {
         loudest = std::max(loudest.load(), level);

@@ -72,7 +72,7 @@ void aValueBecomesWhatIsAskedFor() {
 
 void aListIsChangedThroughItsElements() {
     ValueObject list = listOf({});
-    list.elements.push_back(1);      // NOLINT(modernize-use-emplace): the usual first form.
+    list.elements.push_back(1);      // NOLINT(modernize-use-emplace): shows that the argument is converted.
     list.elements.push_back("two");  // NOLINT(modernize-use-emplace)
     list.elements.insert(list.elements.begin(), {ValueObject{0}, ValueObject{"0"}});
     list.elements.emplace_back(listOf({"inside"}));
@@ -80,9 +80,9 @@ void aListIsChangedThroughItsElements() {
     assert((strings == Strings{"0", "0", "1", "two", "[inside]"}));
     ValueObject const& itself = list;
     list = itself;
-    list = list.elements.back();  // A list may be assigned from a copy of its element.
+    list = list.elements.back();  // Copies an element of the list to the list itself.
     assert(shown(list) == "9 [inside]");
-    list = std::move(list.elements[0]);  // A list may be assigned from its moved element.
+    list = std::move(list.elements[0]);  // Moves an element of the list to the list itself.
     assert(shown(list) == "8 inside");
 }
 

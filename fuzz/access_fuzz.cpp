@@ -1,5 +1,5 @@
-// Calls the facade and the access objects of a television that behaves at random. After every step the statuses, the
-// values, the notifications and the registrations must agree with a reference model.
+// Calls operations of the facade and of access objects at random, and changes their television at random. After every
+// step the statuses, the values, the notifications and the registrations must agree with a reference model.
 
 #include <unistd.h>
 
@@ -34,7 +34,7 @@ AccessPtr makeAccess(char const* key, std::shared_ptr<RecordingHandler> const& h
         return std::make_unique<Access>(key, handler);
     }
 }
-/// Makes access objects, by `Kind`.
+/// The functions that make an access object, indexed by `Kind`.
 constexpr AccessPtr (*MAKERS[])(char const*, std::shared_ptr<RecordingHandler> const&) = {
     makeAccess<ValueAccessT<ObserverNumericInteger>>,
     makeAccess<ValueAccessT<ObserverNumericInt64>>,
@@ -126,7 +126,7 @@ private:
         slot.expected.resize(slot.received.size());
     }
 
-    /// Destroys the access object. Disconnects the access object first if that is the owner's duty.
+    /// Destroys the access object. Disconnects the access object first if its destructor would leave a registration.
     void release(Slot& slot) {
         clearFaults();
         bool const disconnectsItself = slot.reference->kind < ACTION && slot.reference->object != nullptr;

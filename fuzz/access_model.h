@@ -148,7 +148,7 @@ public:
     }
     void commit() const { notifyReceiverIfTablePublished(lineOf("commit", 0)); }
 
-    /// Does what the destructor does. If a disconnect throws, the registration remains.
+    /// Does what the destructor of an access object does. If a disconnect throws, the registration remains.
     void simulateDestruction() {
         statusOf([this] { object != nullptr ? disconnect() : void(); });
         statusOf([this] { tableOfIterator_ ? tableOfIterator_->disconnect() : void(); });
@@ -224,7 +224,7 @@ public:
     }
     void requestStartNRXService() {
         auto& action = accesses_[SOURCE_SWITCH];
-        if (action->object == nullptr) {  // A request whose connect fails destroys its action.
+        if (action->object == nullptr) {  // If the connect of a request fails, the request destroys its action.
             action = std::make_shared<ReferenceAccess>(*action);
         }
         unsigned int id = UINT_MAX;
@@ -232,7 +232,7 @@ public:
         action->invoke(id, {{0, 0, 0, TEXT_WILDCARD}, {0, 1, 0, "12"}, {0, 2, 0, TEXT_WILDCARD}});
     }
 
-    /// Does what the destructor does.
+    /// Does what the destructor of the facade does.
     void simulateDestruction() {
         std::for_each(accesses_.begin(), accesses_.end(), [](auto& part) { part.second->simulateDestruction(); });
     }

@@ -53,8 +53,8 @@ protected:
         return bytes.makeList(numberUpToThree(), [this] { return makeTexts(); });
     }
 
-    /// Chooses for each receiver what its callback does at the next notification. The receiver `receiverWithoutAction`
-    /// gets no callback.
+    /// Chooses at random which receivers perform an operation inside their next notification, and which operation. The
+    /// receiver `receiverWithoutAction` performs none.
     virtual void chooseCallbackActions(void const* receiverWithoutAction) = 0;
 
     void publish(std::string const& key, int kind) {
@@ -76,7 +76,7 @@ protected:
         reference.publish(key, object);
     }
 
-    /// Ends all faults except the faults of reads, invocations and iterators.
+    /// Ends the faults of lookups and connects, and the faults that make operations throw.
     void clearFaults() {
         television.setRootLookup(simulator::RootLookup::published);
         reference.isReachable = true;
@@ -126,7 +126,7 @@ protected:
             [&] { clearFaults(); }, set, set, set, set);
     }
 
-    /// Chooses the answer of later invocations.
+    /// Chooses the answer to later invocations.
     void chooseInvokeResult() {
         invocations.clear();
         answer = {.status = bytes.number(-1, 1)};
@@ -156,7 +156,7 @@ protected:
 
 private:
     ActionAnswer answer;
-    std::vector<Arguments> invocations;  ///< Since the answer was chosen.
+    std::vector<Arguments> invocations;  ///< The invocations since the answer was chosen.
 };
 
 }  // namespace fuzz

@@ -52,7 +52,7 @@ bus::Message makeMessage(MessageMember const& member, bool isMethodCall, Append 
     return isWhole && sd_bus_message_rewind(made, 1) >= 0 ? std::move(message) : bus::Message();
 }
 
-/// Appends the text without a check, because a sender may also send a text that the bus does not carry.
+/// Appends the text without a check, so that the message may contain a text that sd-bus refuses to read.
 inline int appendText(sd_bus_message* message, std::string const& text) {
     char* space = nullptr;
     int const result = sd_bus_message_append_string_space(message, text.size(), &space);

@@ -43,7 +43,7 @@ struct RecordingObserver final : ObserverNumericInteger,
     std::vector<MessageItem> received;
 };
 
-/// An object or an iterator of the television that sends the signals.
+/// The television's object or iterator from which the signals come.
 struct Source {
     int type;                         ///< The object's type, or `ITERATOR`.
     char const* interface;            ///< The interface of the signals or of the value.
@@ -61,7 +61,8 @@ constexpr Source SOURCES[] = {{1, INTEGER_INTERFACE, "i"},
                               {-1, bus::TABLE_INTERFACE},
                               {ITERATOR, bus::ITERATOR_INTERFACE}};
 
-/// The new value in a PropertiesChanged signal; null without a new value, or if an entry before the value is invalid.
+/// Returns the new value in a PropertiesChanged signal. Returns null if the signal has no new value, or if an entry
+/// before the value is invalid.
 MessageItem const* newValueIn(std::vector<MessageItem> const& arguments, Source const& source) {
     if (arguments.size() < 2 || !isReadAs(arguments[0], "s") || arguments[0].text != source.interface ||
         arguments[1].type != "a{sv}") {
@@ -74,7 +75,7 @@ MessageItem const* newValueIn(std::vector<MessageItem> const& arguments, Source 
     return isValue && isReadAs(last->items[1].items[0], source.valueType) ? last->items[1].items.data() : nullptr;
 }
 
-/// The notification that a signal causes, or nothing.
+/// Returns the notification that a signal causes, or nothing.
 std::optional<MessageItem> notificationOf(Source const& source, MessageMember const& signal,
                                           std::vector<MessageItem> const& arguments) {
     if (source.valueType != nullptr) {
