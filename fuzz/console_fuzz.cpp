@@ -27,13 +27,13 @@ using namespace orvane::model_keys;
 using fuzz::Bytes, fuzz::expect;
 using Json = nlohmann::json;
 
-// The plain-valued types come first, in the order of the alternatives of a value.
+// The plain-valued types come first, in the order of the alternatives of `television::Value`.
 constexpr char const* TYPES[] = {"integer", "int64", "string", "integer-list", "string-list", "table", "action", "x"};
 constexpr char const* KEYS[] = {COMMAND, EVENT, SOFTWARE_VERSION, SOURCE_SWITCH, "k", "command"};
 
 std::string text(Bytes& bytes) { return bytes.text(24); }
 
-// The output of the console. The answers of commands are kept.
+// The console's output. `answers` keeps the ordinary lines that commands print on the harness's thread.
 
 std::thread::id const ownThread = std::this_thread::get_id();
 Words answers;
@@ -82,7 +82,7 @@ std::string modelText(Bytes& bytes) {
     return model;
 }
 
-/// Checks that each value of the objects is the same after it is typed as words.
+/// Writes each plain value as the words of a command, and checks that the words give the same value.
 void checkValues(std::vector<ModelObject> const& objects) {
     for (auto const& [key, content] : objects) {
         if (auto const* const value = std::get_if<television::Value>(&content)) {
@@ -93,7 +93,7 @@ void checkValues(std::vector<ModelObject> const& objects) {
     }
 }
 
-/// Returns the objects of a model file with the content; none if the file is refused.
+/// Returns the objects of a model file that contains `content`. Returns no objects if the console refuses the file.
 std::vector<ModelObject> load(std::string const& content) {
     static int const file = memfd_create("model", 0);
     expect(ftruncate(file, 0) == 0 && pwrite(file, content.data(), content.size(), 0) >= 0, "a file");
@@ -107,8 +107,8 @@ std::vector<ModelObject> load(std::string const& content) {
 
 // Lines.
 
-/// Returns whether the line consists of words. Checks that the words, written as a user types words, are split into the
-/// same words again.
+/// Returns whether the line can be split into words. Checks that the line that `typed` makes of the words is split into
+/// the same words.
 bool checkWords(std::string const& line) {
     Words words;
     try {
@@ -162,7 +162,8 @@ std::string commandLine(Bytes& bytes, Console const& console) {
     }
 }
 
-/// Runs the line and returns whether the console continues. `mayRunOut` permits `std::bad_alloc`.
+/// Runs the line and returns whether the console continues. If `mayRunOut` is true, the line may throw
+/// `std::bad_alloc`.
 bool carryOut(Console& console, std::string const& line, bool mayRunOut) {
     auto const execute = [&](std::string const& command) {
         try {
@@ -217,7 +218,7 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     [[maybe_unused]] static bool const prepared = [] {
         setLineSink(takeLine);
         setLogPrintedInConsole(true);
-        return std::freopen("/dev/null", "w", stdout) != nullptr;  // The library reports refused lookups there.
+        return std::freopen("/dev/null", "w", stdout) != nullptr;  // The library prints refused lookups to stdout.
     }();
     television::setLogLevel(television::LogLevel::off);
     Bytes bytes(data, size);

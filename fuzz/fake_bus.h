@@ -5,7 +5,7 @@
 #include "bus/server/server.h"
 #include "fuzz/bus_messages.h"
 
-// A connection of a television, and the fake bus at the other end.
+// A television's connection to a bus, and the fake bus at the other end of the connection.
 
 namespace fuzz {
 
@@ -55,7 +55,7 @@ struct SentCall {
     std::string path;
     MessageItem arguments;
     bool isReplyDue = true;             ///< False after the client has left.
-    bool isAppliedToReference = false;  ///< Whether the reference model has the call's effect.
+    bool isAppliedToReference = false;  ///< Whether the expected content includes the call's effect.
     int replies = 0;
     bool isErrorReply = false;
     bus::Message reply{};
@@ -89,8 +89,8 @@ public:
         server = std::make_unique<bus::server::Server>(tv, loop, std::move(television), permissions);
     }
 
-    /// Makes a call of `HARNESS_CLIENT` and returns the call with its reply. The server has then handled all earlier
-    /// calls.
+    /// Makes a call of `HARNESS_CLIENT` and returns the call with its reply. The server has then received all earlier
+    /// calls. Calls of clients whose credentials the server awaits have no reply yet.
     SentCall& callFromHarness(Call const& call, std::string const& path, MessageItem const& arguments = {}) {
         std::uint64_t const number = send(call, path, HARNESS_CLIENT, arguments);
         while (calls.at(number).replies == 0) {
@@ -115,7 +115,7 @@ public:
         return number;
     }
 
-    /// Sends the signal that the client has left. The sender is the bus or another connection.
+    /// Sends the signal that the client has left. `sender` is the bus, or a client that forges the signal.
     void sendClientLeft(char const* client, char const* sender) {
         sd_bus_message* made = nullptr;
         sd_bus_message_new_signal(bus_.get(), &made, bus::BUS_PATH, bus::BUS_NAME, "NameOwnerChanged");
@@ -156,7 +156,7 @@ public:
 
     Bytes& bytes;
     std::map<std::uint64_t, SentCall> calls;
-    std::map<std::string, bool> hasValidCredentials;  ///< Whether the reply with the client's credentials was valid.
+    std::map<std::string, bool> hasValidCredentials;  ///< By client: whether the reply with its credentials was valid.
     std::atomic<int> invocations = 0;
     bus::server::ServerLoop loop;
     simulator::Television tv;

@@ -21,7 +21,7 @@ enum Kind { INTEGER, INT64, TEXT, INTEGERS, TEXTS, ACTION, TABLE, ITERATOR };
 constexpr int OBJECT_TYPE_BY_KIND[] = {
     OBJECT_TYPE_NUMERIC_INTEGER, OBJECT_TYPE_NUMERIC_INT64, OBJECT_TYPE_STRING, OBJECT_TYPE_VECTOR_NUMERIC_INTEGER,
     OBJECT_TYPE_VECTOR_STRING,   OBJECT_TYPE_ACTION,        OBJECT_TYPE_TABLE};
-/// The keys, each with the usual kind of the key.
+/// The keys, each with the kind that the key's object usually has.
 constexpr std::pair<char const*, Kind> KEYS[] = {{COMMAND, TEXTS},        {EVENT, TEXTS},   {SOFTWARE_VERSION, TEXT},
                                                  {SOURCE_SWITCH, ACTION}, {"table", TABLE}, {"number", INT64},
                                                  {"missing", INTEGER}};
@@ -31,7 +31,7 @@ constexpr int VALUE_TYPE_BY_KIND[] = {VALUE_INT, VALUE_INT64, VALUE_STRING, VALU
 constexpr int STATUS_THROWS = INT_MAX;  ///< The status of an operation that ends with the television's exception.
 constexpr int STATUS_WITHDRAWN = 106;   ///< The simulated television's status for a withdrawn object.
 constexpr int CREATE_STATUS_NO_TABLE = 4;
-constexpr char TEXT_WILDCARD[] = "any text";  ///< For an argument whose text the reference model does not know.
+constexpr char TEXT_WILDCARD[] = "any text";  ///< An expected argument with this text matches every text.
 
 /// Thrown by a failing operation of the reference model.
 struct Failure {
@@ -96,7 +96,7 @@ struct ReferenceTelevision {
         ReferenceObject* const object = std::exchange(keys[key].object, nullptr);
         return object != nullptr && std::exchange(object->isPublished, false);
     }
-    /// Notifies the object's observers that have the interface of its type.
+    /// Notifies those observers of the object that have the interface of the object's type.
     void notify(ReferenceObject const& object, Strings const& line) const {
         for (auto const& [observer, source] : registrations) {
             if (source == &object && observer->kind <= ACTION && OBJECT_TYPE_BY_KIND[observer->kind] == object.type) {

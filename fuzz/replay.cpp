@@ -16,7 +16,7 @@ int main(int count, char** arguments) {
     for (int i = 1; i < count; ++i) {
         std::error_code error;
         for (auto const& entry : std::filesystem::directory_iterator(arguments[i], error)) {
-            std::fprintf(stderr, "%s\n", entry.path().c_str());  // The last line names the input of a failure.
+            std::fprintf(stderr, "%s\n", entry.path().c_str());  // After a failure, the last line names the input.
             std::ifstream file(entry.path(), std::ios::binary);
             std::vector<char> const bytes{std::istreambuf_iterator<char>(file), {}};
             LLVMFuzzerTestOneInput(reinterpret_cast<std::uint8_t const*>(bytes.data()), bytes.size());

@@ -1,5 +1,5 @@
 // Several clients make random calls to a television on a bus, while the television's model changes and clients leave.
-// The fake bus acts as the bus daemon and as all clients. Messages carry the clients' names.
+// The fake bus acts as the bus daemon and as all clients. The sender of each call names the client.
 
 #include <csignal>
 #include <cstring>
@@ -204,8 +204,8 @@ private:
 #undef FUZZ_INTERFACE
     };
     int invocations = 0;
-    std::map<std::string, MessageItem> contents;                           ///< The values by key.
-    std::map<std::string, std::pair<std::string, std::string>> iterators;  ///< The client and the key, by path.
+    std::map<std::string, MessageItem> contents;                           ///< By key: the plain value.
+    std::map<std::string, std::pair<std::string, std::string>> iterators;  ///< By path: the client and the table's key.
 };
 
 }  // namespace

@@ -69,7 +69,9 @@ inline std::string expectedText(ReferenceValue const& model) {
     }
 }
 
-/// Integers convert modulo the target's width. Floating point converts by truncation, limited to the target's range.
+/// Returns the text or the number that the value converts to. An integer converts to an integer modulo 2^N, where N is
+/// the target's width in bits. A floating-point number converts to an integer by truncation, limited to the target's
+/// range.
 template <typename To>
 To expectedConversion(ReferenceValue const& from) {
     if constexpr (std::is_same_v<To, std::string>) {

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Every script sources this file, which changes to the project's root.
+# Every shell script of this folder sources this file, which changes the working directory to the project's root.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 

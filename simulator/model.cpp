@@ -7,7 +7,7 @@ namespace simulator {
 
 namespace {
 
-/// Returns whether this attempt fails. Decrements the number of failing attempts.
+/// Returns whether the current connect attempt fails. Decrements a limited number of attempts.
 bool consumeFault(ConnectFault& fault) {
     if (fault.attempts == 0) {
         return false;

@@ -19,7 +19,7 @@
 
 namespace frame {
 
-/// A reference to the simulated root interface.
+/// Returns a new reference to the simulated root interface.
 boost::shared_ptr<Interface> simulatedRootInterface();
 
 }  // namespace frame
@@ -57,7 +57,8 @@ struct KeyEntry {
     }
 };
 
-/// The data model. `mutex` guards the other members and the objects' state, and is locked before the delivery's mutex.
+/// The data model. `mutex` guards the objects' state and the members that are marked with `NRX_GUARDED_BY`. A thread
+/// that locks both `mutex` and the delivery's mutex locks `mutex` first.
 class __attribute__((visibility("default"))) Model : public std::enable_shared_from_this<Model> {
 public:
     /// Returns the model of the television that is on, or null.

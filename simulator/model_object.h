@@ -17,7 +17,7 @@
 
 namespace simulator {
 
-/// An object of the simulated model. All operations are called with the model's mutex held.
+/// An object of the simulated model. The virtual operations and `isWithdrawn` are called with the model's mutex held.
 class ModelObject {
 public:
     ModelObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type)

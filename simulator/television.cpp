@@ -20,7 +20,7 @@ void setField(Model& model, std::string const& key, Field KeyEntry::*field, T co
     model.keys[key].*field = value;
 }
 
-/// Never destroyed, because a static television may be destroyed later.
+/// Never destroyed, because the destructor of a static `Television` may use the notifier when the process ends.
 television::PresenceNotifier& notifier() {
     static auto& notifier = *new television::PresenceNotifier;
     return notifier;

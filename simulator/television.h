@@ -24,9 +24,9 @@ using television::Value;
 
 /// A simulated action's answer to one `invoke`.
 struct ActionAnswer {
-    /// The action succeeds.
+    /// The results of an action that succeeds.
     using Results = std::vector<objbus::Argument>;
-    /// The action fails; the number is the observer's `error`.
+    /// The `error` that observers receive if the action fails.
     using Error = int;
 
     int status = 0;  ///< The return value of `invoke`.
@@ -62,7 +62,7 @@ struct ConnectFault {
 /// A fault of a key's reads of strings and lists. Reads of numbers have no status.
 struct ReadFault {
     int status = 0;        ///< The return value of the read.
-    bool halfWay = false;  ///< A failed read returns half of the value with the status. Otherwise, no value.
+    bool halfWay = false;  ///< Whether the read returns half of the value. Otherwise a failed read returns no value.
 };
 
 /// The inter-process framework's result of a lookup of the root interface.
@@ -81,7 +81,7 @@ struct KeyCounts {
     int connectAttempts = 0;           ///< Including failed attempts.
     int disconnects = 0;               ///< Including disconnects of observers that were not connected.
     int disconnectsWithoutObject = 0;  ///< Disconnects with a null object.
-    int typeQueries = 0;               ///< Exact if one thread asks at a time.
+    int typeQueries = 0;               ///< Exact if only one thread queries at a time.
     int reads = 0;                     ///< Including failed reads.
     int writes = 0;                    ///< Including failed writes.
     int destroyIteratorCalls = 0;      ///< Including calls with an unknown iterator.
@@ -167,9 +167,9 @@ public:
     /// @name Operations of clients since the construction of the television
     /// @{
 
-    /// Lookups of the root interface, including refused lookups.
+    /// The number of lookups of the root interface, including refused lookups.
     [[nodiscard]] int lookups() const;
-    /// Operations on one key, for all objects that were published under the key.
+    /// The numbers of operations on one key, for all objects that were published under the key.
     [[nodiscard]] KeyCounts counts(std::string const& key) const;
     /// The current number of registrations of observers with the objects published under `key`, including withdrawn
     /// objects.

@@ -28,29 +28,30 @@ public:
     virtual int getType(ObjectTypeSpec& type) = 0;
 };
 
-/// `OBJECT_TYPE_NUMERIC_INTEGER`.
+/// An object of the type `OBJECT_TYPE_NUMERIC_INTEGER`.
 class __attribute__((visibility("default"))) ObjectNumericInteger : public Object {
 public:
     virtual int setValue(int value) = 0;  ///< Returns a status.
     virtual int getValue() = 0;           ///< Returns the value.
 };
 
-/// `OBJECT_TYPE_NUMERIC_INT64`.
+/// An object of the type `OBJECT_TYPE_NUMERIC_INT64`.
 class __attribute__((visibility("default"))) ObjectNumericInt64 : public Object {
 public:
     virtual int setValue(long long value) = 0;  ///< Returns a status.
     virtual long long getValue() = 0;           ///< Returns the value.
 };
 
-/// `OBJECT_TYPE_STRING`. Reads and writes return a status. A failed read may leave a part of the text in `value`.
+/// An object of the type `OBJECT_TYPE_STRING`. Reads and writes return a status. A failed read may leave a part of the
+/// text in `value`.
 class __attribute__((visibility("default"))) ObjectString : public Object {
 public:
     virtual int getValue(std::string& value) = 0;        ///< Replaces `value`.
     virtual int setValue(std::string const& value) = 0;  ///< Copies `value`.
 };
 
-/// `OBJECT_TYPE_VECTOR_NUMERIC_INTEGER`. Reads and writes return a status. A failed read may leave a part of the list
-/// in `values`.
+/// An object of the type `OBJECT_TYPE_VECTOR_NUMERIC_INTEGER`. Reads and writes return a status. A failed read may
+/// leave a part of the list in `values`.
 class __attribute__((visibility("default"))) ObjectVectorNumericInteger : public Object {
 public:
     virtual int platformReserved() = 0;                            ///< For the television's own use.
@@ -58,8 +59,8 @@ public:
     virtual int getValue(std::vector<int>& values) = 0;            ///< Replaces `values`.
 };
 
-/// `OBJECT_TYPE_VECTOR_STRING`. Reads and writes return a status. A failed read may leave a part of the list in
-/// `values`.
+/// An object of the type `OBJECT_TYPE_VECTOR_STRING`. Reads and writes return a status. A failed read may leave a part
+/// of the list in `values`.
 class __attribute__((visibility("default"))) ObjectVectorString : public Object {
 public:
     virtual int platformReserved() = 0;                                    ///< For the television's own use.
@@ -68,7 +69,7 @@ public:
     virtual int getValue(std::vector<std::string>& values) = 0;            ///< Replaces `values`.
 };
 
-/// `OBJECT_TYPE_ACTION`.
+/// An object of the type `OBJECT_TYPE_ACTION`.
 class __attribute__((visibility("default"))) ObjectAction : public Object {
 public:
     virtual int platformReserved1() = 0;  ///< For the television's own use.
@@ -78,7 +79,7 @@ public:
     virtual int invoke(unsigned int& actionId, std::vector<Argument> const& arguments) = 0;
 };
 
-/// `OBJECT_TYPE_TABLE`.
+/// An object of the type `OBJECT_TYPE_TABLE`.
 class __attribute__((visibility("default"))) ObjectTable : public Object {
 public:
     /// Creates an iterator, which the model owns until `destroyIterator`. `observer` receives the iterator's

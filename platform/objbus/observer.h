@@ -80,8 +80,9 @@ public:
     virtual void notifyUpdate(int update) = 0;
 };
 
-/// Receives the notifications of the iterator that `ObjectTable::createIterator` made for this observer. A notification
-/// reports that a requested operation was done, or failed. The rows are valid during the call only.
+/// Receives the notifications of the iterator that `ObjectTable::createIterator` made for this observer. Most
+/// notifications report that a requested operation was done, or failed. The rows of a notification are valid during the
+/// call only.
 class __attribute__((visibility("default"))) ObserverTableIterator : public Observer {
 public:
     ~ObserverTableIterator() override;
@@ -99,11 +100,11 @@ public:
     virtual void notifyCursorPosition(int row) = 0;
     /// @}
 
-    /// The texts of one row, by column.
+    /// `row` has the texts of one row, by column.
     virtual void notifyReadRow(std::vector<std::string> const& row) = 0;
-    /// The texts of several rows, each by column.
+    /// `rows` has the texts of several rows, each by column.
     virtual void notifyReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) = 0;
-    /// The television's status says whether the iterator is usable.
+    /// `status` says whether the iterator is usable. The television defines `status`.
     virtual void notifyIteratorReady(int status) = 0;
     /// The rows changed. The television defines `update`.
     virtual void notifyUpdate(int update) = 0;

@@ -33,9 +33,9 @@ public:
     /// become available later.
     virtual int connectObject(std::string const& key, Observer* observer, Object*& object) = 0;
 
-    /// Ends the registration. The model does not call `observer` after the return. The operation waits for a running
-    /// notification, except inside this notification. Accepts a null `object`, and an object that
-    /// the caller rejected for its type. The library ignores the status.
+    /// Ends the registration. The model does not call `observer` after the return. The operation waits until a running
+    /// notification has returned, unless the operation is called inside this notification. Accepts a null `object`, and
+    /// an object that the caller rejected for its type. The library ignores the status.
     virtual int disconnectObject(std::string const& key, Observer* observer, Object* object) = 0;
 };
 

@@ -4,7 +4,8 @@
 
 #include "base_utils/debug_log.h"
 
-// The library's log statements. Private: the severity names collide with the macros of <syslog.h>.
+// The library's log statements. No public header may include this file, because the severity names collide with the
+// macros of <syslog.h>.
 
 namespace orvane::diagnostics {
 

@@ -45,8 +45,8 @@ public:
     ActionAccess& operator=(ActionAccess const&) = delete;
     ~ActionAccess() override;
 
-    /// Returns 0 if connected, 5 if there is no root interface or no object within the budget, and 6 if the object is
-    /// no action.
+    /// Returns 0 if connected, and 6 if the object is no action. Returns 5 if there is no root interface, or if the
+    /// object is not available within `timeoutMs` milliseconds.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
@@ -55,7 +55,7 @@ public:
     virtual int setActionResultHandler(std::shared_ptr<ActionHandler> newHandler);
 
     /// Starts the action. The model writes the identifier of the later answer to `actionId`. Returns the model's
-    /// status. If not connected, returns -1 and leaves `actionId` unchanged. Several threads may call at once.
+    /// status. If not connected, returns -1 and leaves `actionId` unchanged. Several threads may call `invoke` at once.
     virtual int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments);
 
     /// Called by the model on its delivery thread. Logs the error and passes it to the handler.

@@ -24,7 +24,8 @@ void passOn(std::shared_ptr<IteratorHandler> const& handler, void (IteratorHandl
     }
 }
 
-/// Whether the object reports the type of another kind. An object with an unnamed type may be a table.
+/// Returns whether the object reports the type of a kind other than a table. An object whose type names no kind may be
+/// a table.
 bool isOfAnotherKind(TableAccess& object) {
     auto const type = object.getType();
     std::string_view const none = object.accessTypeName(objbus::OBJECT_TYPE_NONE);

@@ -30,7 +30,7 @@ public:
     virtual void handleReadRow(std::vector<std::string> const& row) = 0;
     /// A read of several rows ended. `rows` has the texts of each row.
     virtual void handleReadRowChunk(std::vector<std::vector<std::string> const*> const& rows) = 0;
-    /// The television's status says whether the iterator is usable.
+    /// `status` says whether the iterator is usable. The television defines `status`.
     virtual void handleIteratorReady(int status) = 0;
     /// The rows changed. The television defines `update`.
     virtual void handleUpdate(int update) = 0;
@@ -44,7 +44,7 @@ public:
 /// handler stays alive during the call.
 ///
 /// The owner calls `destroy()` before destroying this object. Otherwise the model keeps an iterator that notifies a
-/// destroyed object. A handler may use `getIterator()` after `create()` has returned.
+/// destroyed object. A handler may call `getIterator()` only after `create()` has returned.
 ///
 ///     IteratorAccess channels("channels", handler, type, selections, {0, 2}, orders);  // Columns 0 and 2.
 ///     if (channels.create() == STATUS_OK && channels.getIterator() != nullptr) {
@@ -53,7 +53,7 @@ public:
 ///     channels.destroy();
 class NRX_EXPORT IteratorAccess : public ValueAccessBase, public objbus::ObserverTableIterator {
 public:
-    /// `key` names the table. The table receives the arguments after `newHandler` unchanged.
+    /// `key` names the table. `create()` passes the arguments that follow `newHandler` to the table unchanged.
     IteratorAccess(std::string key, std::shared_ptr<IteratorHandler> newHandler, objbus::IteratorType const& type,
                    std::vector<objbus::TableSelection> const& tableSelections, std::vector<int> const& tableColumns,
                    std::vector<objbus::TableOrder> const& tableOrders);
@@ -92,8 +92,8 @@ public:
     /// @name Notifications
     /// @{
 
-    /// Called by the model on its delivery thread. Each notification passes its argument by reference to the handler's
-    /// operation of the same name.
+    /// Called by the model on its delivery thread. Each operation passes its argument to the corresponding operation of
+    /// the handler: `notifyCommit` calls `handleCommit`, and so on. Rows are not copied.
     void notifyCommit(int status) override;
     void notifyTotalCount(int count) override;
     void notifySeekToRow(int row) override;
