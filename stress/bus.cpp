@@ -34,7 +34,6 @@ constexpr char MODEL[] = R"({"objects": [
     {"key": "table", "type": "table", "value": [["a"]]},
     {"key": "torvi.sl2.action.source.switch", "type": "action"}]})";
 
-/// Checks every received list.
 struct Client final : orvane::NRXModelAccessClient {
     void onNRXCommandReceived(List const& list) override {
         if (list == List{"started"}) {
@@ -80,12 +79,13 @@ std::unique_ptr<NRXModelAccess> makeListeningFacade(Client& client) {
 
 /// The television and its bus, which are killed and replaced.
 struct Processes {
-    /// Kills and replaces the television or the bus. Returns how long after the restart the client receives a list.
+    /// Kills and replaces the television. If `withBus`, kills the bus and replaces the bus and the television. Returns
+    /// how long after the restart the client receives a list.
     Clock::duration replace(bool withBus, Client& client) {
         ++changes;
         (withBus ? bus : television)->end(SIGKILL);
         test::waitForTelevisionStatus(withBus ? television::STATUS_NO_BUS : television::STATUS_NO_TELEVISION);
-        client.isAwaited = true;  // The killed television sends no more lists.
+        client.isAwaited = true;  // No television can send a list now.
         bus = withBus ? test::startBus(address) : std::move(bus);
         television = test::startTelevision(NRX_TELEVISION, address, MODEL);
         auto const back = Clock::now();
@@ -141,7 +141,7 @@ void run(int kills, int busKills, int leastFacades) {
         watchdog.kick();
         std::this_thread::sleep_for(1ms);
     }
-    // At most one of the two lists is sent at the television's start, so the writer sends at least one of them.
+    // The television's start causes at most one of the next two lists, so the writer sends at least one of the two.
     client.waitForLists(client.lists + 2);
     isStopping = true;
     shortLived.join();
@@ -186,13 +186,13 @@ struct ShortTableObserver final : objbus::ObserverTable {
     std::atomic<bool> hasLeft = false;
 };
 
-/// Connects an observer to the key, calls the operation with the object, and disconnects the observer.
+/// Connects the observer to the key, calls `use` with the object, and disconnects the observer.
 template <typename Object>
 bool useObject(objbus::RootInterface& root, std::string const& key, objbus::Observer* observer,
                void (*use)(Object& object, int number), int number) {
     objbus::Object* object = nullptr;
     if (root.connectObject(key, observer, object) != 0) {
-        return false;  // On a busy machine, the attempt may time out.
+        return false;  // The television is gone, or the attempt has timed out.
     }
     use(static_cast<Object&>(*object), number);
     expect(root.disconnectObject(key, observer, object) == 0, "each registration ends once");

@@ -26,7 +26,7 @@ public:
 
     void stop() { thread_ = {}; }
 
-    /// Calls the operations that no other code here calls. The calls change nothing for the clients.
+    /// Calls the operations that no other code of this program calls. The calls change nothing for the clients.
     void callOperationsUnusedElsewhere() {
         setObjectListener([this](std::string const& key) {
             expect(key == "stress.other" && objects().size() >= 5, "only the other object comes and goes");

@@ -57,7 +57,7 @@ inline int decodeList(List const& list) {
 }
 
 struct ReceivedListChecker {
-    /// Fails unless the list is whole and newer than the last list. Returns whether lists are missing between the two.
+    /// Fails unless the list is whole and newer than the previous list. Returns whether lists are missing in between.
     bool recordAndDetectGap(List const& list) {
         int const number = decodeList(list);
         int const before = lastNumber.exchange(number);

@@ -74,10 +74,11 @@ public:
     void cancel(Registration& registration);
 
     /// Waits for a running notification from `notificationSource` to `observer`, also if another call has cancelled the
-    /// notification's registration. Returns at once inside a notification, which would wait for itself.
+    /// notification's registration. A call inside a notification returns at once, because the notification
+    /// would wait for itself.
     void waitWhileRunning(objbus::Observer const* observer, void const* notificationSource);
 
-    /// Waits until all notifications posted before are done, or until `stop`.
+    /// Waits until all notifications posted before this call are done, or until `stop` is called.
     void waitUntilPostedAreDelivered();
 
     /// Drops the queued notifications, waits for a running notification, and ends the thread.
@@ -95,7 +96,7 @@ private:
     void enqueue(Notification notification, void const* object, std::size_t payloadBytes) NRX_EXCLUDES(mutex_);
     void dropOldest(std::deque<Queue::iterator>& changes) NRX_REQUIRES(mutex_);
     void runThread() NRX_EXCLUDES(mutex_);
-    // These operations unlock the mutex temporarily:
+    // `runNext` and `reportDropping` unlock the mutex temporarily.
     void runNext() NRX_REQUIRES(mutex_);
     void reportDropping() NRX_REQUIRES(mutex_);
     [[nodiscard]] std::uint64_t oldestUnfinishedSequenceNumber() const NRX_REQUIRES(mutex_);

@@ -9,9 +9,9 @@
 
 namespace television {
 
-/// The iterators of one table. Guarded by the model's mutex. Clients hold plain pointers of the class `Handle` to the
-/// iterators. The last destroyed iterators stay in memory, so that a client that destroys a pointer twice does not
-/// destroy a newer iterator at the same address.
+/// The iterators of one table. Guarded by the model's mutex. Clients hold plain pointers of the type `Handle*` to the
+/// iterators. The last destroyed iterators stay in memory, so that a client that destroys the same iterator twice does
+/// not destroy a newer iterator at the same address.
 template <typename Iterator, typename Handle = Iterator>
 class Iterators {
 public:
@@ -45,7 +45,8 @@ public:
         return live_.back().get();
     }
 
-    /// Marks the live iterator with this address as destroyed and returns it, or null. Allocates no memory.
+    /// Marks the live iterator with this address as destroyed and returns the iterator. Returns null if no live
+    /// iterator has the address. Allocates no memory.
     std::shared_ptr<Iterator> destroy(Handle const* iterator) {
         auto const found = indexByAddress_.find(iterator);
         if (found == indexByAddress_.end()) {

@@ -11,8 +11,8 @@
 #include "television/value.h"
 
 /// The kinds of objects with a plain value: KIND(C++ type, object interface, observer interface, notification, object
-/// type, name in a model file, interface on the bus, its signature). The televisions, the bus and the console use these
-/// rows.
+/// type, name in a model file, D-Bus interface, D-Bus signature of the value). The televisions, the bus and the console
+/// use these rows.
 // clang-format off
 #define NRX_PLAIN_KINDS(KIND)                                                                                          \
     KIND(int, ObjectNumericInteger, ObserverNumericInteger, notifyNewValue,                                            \

@@ -26,7 +26,7 @@ namespace television {
 namespace {
 
 constexpr std::uint32_t SEVERITY_BITS = 0xFFFF;
-constexpr std::size_t SHORT_LINE_SIZE = 512;  ///< Lines up to this size need no allocation.
+constexpr std::size_t SHORT_LINE_SIZE = 512;  ///< Lines below this size need no allocation.
 constexpr std::size_t STAMP_SIZE = 48;
 
 /// The severity of the last line that `debugCheckLevel` admitted on this thread.
@@ -72,7 +72,7 @@ std::atomic<LogLevel>& admittedLevel() {
 struct Shared {
     Mutex captureMutex;
     std::condition_variable captureReleased;
-    std::atomic<LogCapture*> currentCapture = nullptr;  ///< Changed with the mutex held.
+    std::atomic<LogCapture*> currentCapture = nullptr;  ///< Changed with `captureMutex` held.
     int captureUses NRX_GUARDED_BY(captureMutex) = 0;
 
     Mutex sinkMutex;
@@ -86,7 +86,7 @@ Shared& shared() {
     return made;
 }
 
-/// The current capture, or null. The capture's destructor waits for the end of this use.
+/// Holds the current capture, or null. The capture's destructor waits until this `CaptureUse` is destroyed.
 class CaptureUse {
 public:
     CaptureUse() {

@@ -9,7 +9,7 @@
 #include "base_utils/debug_log.h"
 
 /// The diagnostic log of the televisions: one write to standard error per line. The environment variable NRX_LOG (off,
-/// critical, error, info or debug; error by default) sets the level until `setLogLevel`.
+/// critical, error, info or debug; error by default) sets the level until `setLogLevel` is called.
 ///
 /// With NRX_LOG_STAMP=1 each line on standard error begins with the time and the writing thread, for example
 /// `[12345.678901 2231] `: seconds and microseconds of CLOCK_MONOTONIC, and the kernel's number of the thread.

@@ -10,9 +10,9 @@
 namespace television {
 
 /// The common part of the objects of all kinds: the type and the observers. `Interface` is the platform's interface of
-/// the kind, `Obs` the interface of the kind's observers. `Base` is the television's part of the object. `Base`
-/// declares the operations that are final here, and the functions that return the type, the key's entry, the delivery
-/// and whether observers are notified.
+/// the kind, `Obs` the interface of the kind's observers. `Base` is the television's own part of the object. `Base`
+/// declares `object`, `addRegistration`, `removeRegistrations` and `observerCount`, and defines `beforeGetType`,
+/// `type`, `entry`, `delivery` and `isWithdrawn`.
 template <typename Interface, typename Obs, typename Base>
 class ObservedObject : public Interface, public Base {
 public:

@@ -9,9 +9,11 @@
 
 namespace television {
 
-/// The operations of an object with a plain value of the type `T`, as its interface declares them. `Storage` derives
-/// from this interface and reads and writes the value: `write` takes a `T`, or a list's elements by position, `read`
-/// sets a `T` and returns a status, and `readNumber` returns a number.
+/// Implements the operations of the platform's interface for objects with a plain value of the type `T`. `Storage`
+/// derives from this interface and has these functions:
+/// - `write` takes the value. For a list, `write` takes a map from positions to elements.
+/// - `read` sets a string or a list and returns a status.
+/// - `readNumber` returns a number.
 template <typename T, typename Storage>
 class PlainObjectAdapter final : public Storage {
 public:

@@ -1,4 +1,5 @@
-// The out-of-line members of the platform's classes. Each class has its only virtual table here.
+// The out-of-line members of the platform's classes. The compiler emits the virtual table of a class only in this
+// file if the class's virtual destructor is defined here.
 
 #include "frame/process.h"
 #include "objbus/object.h"

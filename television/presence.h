@@ -11,7 +11,8 @@ enum class Presence {
     back,     ///< A television was found after the loss of an earlier television.
 };
 
-/// Receives the changes of the presence in their order, `reached` and `back` before the television's notifications.
+/// Receives the changes of the presence in their order. Receives `reached` or `back` before any notification of the
+/// television that was found.
 using PresenceListener = std::function<void(Presence presence)>;
 
 }  // namespace television

@@ -10,8 +10,9 @@
 
 namespace television {
 
-/// The presence of a television, and the listener of its changes. The thread of the delivery calls the listener. While
-/// the delivery is null, the thread that changes the presence or sets the listener calls the listener.
+/// The presence of a television, and the listener that receives the changes of the presence. The thread of the delivery
+/// calls the listener. While the delivery is null, the thread that changes the presence or sets the listener calls the
+/// listener.
 class PresenceNotifier {
 public:
     explicit PresenceNotifier(std::shared_ptr<Delivery> delivery = nullptr) : delivery_(std::move(delivery)) {}

@@ -11,13 +11,15 @@ namespace television {
 /// `\n`, `\r`, `\t` or `\xHH`.
 __attribute__((visibility("default"))) std::string printable(std::string_view text);
 
-/// Returns the printable text in quotes, with a backslash before quotes and backslashes. The result is unique.
+/// Returns the printable text in quotes, with a backslash before quotes and backslashes. Different texts
+/// have different results.
 __attribute__((visibility("default"))) std::string quoted(std::string_view text);
 
-/// Returns the text as a word of a command line, in quotes only if necessary.
+/// Returns the text as one word of a console command. The word has quotes only if necessary.
 __attribute__((visibility("default"))) std::string typed(std::string const& text);
 
-/// Returns the text. Cuts a longer text after at most `most` bytes and appends dots.
+/// Returns a text of at most `most` bytes unchanged. Cuts a longer text after at most `most` bytes, between two
+/// characters, and appends three dots.
 __attribute__((visibility("default"))) std::string shortened(std::string text, std::size_t most);
 
 }  // namespace television

@@ -2,7 +2,8 @@
 
 namespace television {
 
-/// Statuses of the televisions' operations, in addition to the model's own.
+/// Statuses of the televisions' operations. A simulated television also returns the statuses that a program sets, for
+/// example with `failReads`.
 enum Status : int {
     STATUS_OK = 0,
     STATUS_NO_TELEVISION = 101,      ///< No television is on.
@@ -18,7 +19,7 @@ enum Status : int {
     STATUS_INTERNAL_ERROR = 111,     ///< An unexpected exception.
     STATUS_NO_BUS = 121,             ///< The bus cannot be reached.
     STATUS_NO_ANSWER = 122,          ///< The television did not answer in time. The operation may still happen.
-    STATUS_NOT_CARRIED = 123,        ///< The bus does not carry the text, or the text is too long.
+    STATUS_NOT_CARRIED = 123,        ///< The text is too long, or is not text that the bus carries.
     STATUS_NOT_UNDERSTOOD = 124,     ///< A message does not follow the interfaces of the bus.
     STATUS_NO_RESOURCES = 125,       ///< This process has no memory, thread or file descriptor left.
     STATUS_LOST = 126,               ///< The television was lost before it answered.

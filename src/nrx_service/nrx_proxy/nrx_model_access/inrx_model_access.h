@@ -12,8 +12,8 @@ class NRXModelAccessClient;
 
 /// The television's NRX service and device facts, as the embedding process sees them.
 ///
-/// Operations report a failure only by an empty result. Each failure is logged. The order of the virtual operations
-/// is a binary contract.
+/// Operations return no status. Each failure that the library itself detects is logged. The library does not log that
+/// the model refuses to read a fact or to write a list. The order of the virtual operations is a binary contract.
 class NRX_EXPORT INrxModelAccess {
 public:
     INrxModelAccess() = default;
@@ -21,11 +21,11 @@ public:
     INrxModelAccess& operator=(INrxModelAccess const&) = delete;
     virtual ~INrxModelAccess();
 
-    /// Replaces the client, which receives the lists, or removes the client (null). Does not own the client.
+    /// Replaces the client, which receives the lists. A null `newClient` removes the client. Does not own the client.
     virtual void setClient(NRXModelAccessClient* newClient) = 0;
 
-    /// Connects to the command and the event list, and waits up to 1000 milliseconds for each list. After a failure
-    /// only reads, writes and another `start()` try again.
+    /// Connects to the command and the event list, and waits up to 1000 milliseconds for each list. If a list cannot
+    /// be connected, only `getAccessValue` and `setAccessValue` for this list and another `start()` try again.
     virtual void start() = 0;
 
     /// @name Facts about the television
@@ -39,14 +39,14 @@ public:
     virtual std::string getModelname() = 0;
     /// The television's feature code, from the data model's basic settings.
     virtual std::string getFeatureCode() = 0;
-    /// The first 1023 bytes of the device identifier's file, up to a zero byte, including line ends. A television keeps
-    /// the file at one of two paths. The operation reads the first file that can be opened. A file that blocks, such as
-    /// a FIFO without a writer, blocks the caller.
+    /// The first 1023 bytes of the device identifier's file, including line ends. A zero byte ends the text earlier. A
+    /// television keeps the file at one of two paths. The operation reads the first file that can be opened. A file
+    /// that blocks, such as a FIFO without a writer, blocks the caller.
     virtual std::string getDeviceID() = 0;
     /// @}
 
-    /// Starts passing command lists to the client. Earlier lists are dropped. A list may be empty. A television that is
-    /// reached again after a loss may send its current list (see `NRXModelAccessClient`).
+    /// Starts passing command lists to the client. Lists that arrived before the start are lost. A list may be empty. A
+    /// television that is reached again after a loss may send its current list (see `NRXModelAccessClient`).
     virtual void startCommandListener() = 0;
     /// Stops passing command lists to the client. Lists are dropped until the next start.
     virtual void stopCommandListener() = 0;
@@ -67,8 +67,9 @@ public:
     /// @name The relay
     /// @{
 
-    /// Passes a new command or event value to the client, on the model's delivery thread: the texts of the list's
-    /// elements, valid during the call only. Drops a value that is no list, and every value while the listener is off.
+    /// Called on the model's delivery thread with a new command or event value. Passes the texts of the list's elements
+    /// to the client, which may use the texts during its call only. Drops a value that is no list. While the listener
+    /// is off, drops every value.
     virtual void onNRXCommandValueChanged(system::support::IValueObject const& value) = 0;
     virtual void onNRXEventValueChanged(system::support::IValueObject const& value) = 0;
     /// @}
@@ -77,8 +78,8 @@ public:
     /// @{
 
     /// Reads or writes the list with the key `name`: the command or the event list. A failed read leaves `values`
-    /// unchanged, unless the model's read has written a part. Waits for an unconnected list within the connect budget
-    /// (1000 milliseconds).
+    /// unchanged, unless the model's read has written a part. Waits for an unconnected list for up to 1000
+    /// milliseconds, the connect budget.
     virtual void getAccessValue(std::string name, std::vector<std::string>& values) = 0;
     virtual void setAccessValue(std::string name, std::vector<std::string> values) = 0;
     /// @}

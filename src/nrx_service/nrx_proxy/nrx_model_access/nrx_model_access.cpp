@@ -53,7 +53,7 @@ constexpr char SERVICE_DESCRIPTION[] =
 /// Numbers the start requests of the process.
 std::atomic<int> serviceRequestCounter = 0;
 
-/// Locked while a facade creates its action; shared by all facades of the process.
+/// Locked while a facade creates and connects its action. All facades of the process share the mutex.
 constinit std::mutex sourceSwitchMutex;
 
 struct FileCloser {
@@ -61,7 +61,7 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-/// Creates the list named `key`; `relay` of `facade` receives its values.
+/// Creates an access object for the list named `key`. The operation `relay` of `facade` receives the list's values.
 std::shared_ptr<NRXModelAccess::StringListAccess> relayedList(char const* key, NRXModelAccess* facade,
                                                               void (NRXModelAccess::*relay)(IValueObject const&)) {
     return std::shared_ptr<NRXModelAccess::StringListAccess>(

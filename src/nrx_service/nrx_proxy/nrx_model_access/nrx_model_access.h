@@ -22,8 +22,8 @@ class ActionAccess;
 /// operations may be called at any time and connect on demand. The caller calls the operations from one thread at a
 /// time. Any thread may call `setClient`, the operations that start and stop the listeners, and
 /// `requestStartNRXService`. The relay, `onNRXCommandValueChanged` and `onNRXEventValueChanged`, runs on the model's
-/// delivery thread. Without memory an operation throws `std::bad_alloc`, and the facade stays usable. Without memory
-/// the relay drops a received list that it cannot copy for the client.
+/// delivery thread. If memory runs out, an operation throws `std::bad_alloc`, and the facade stays usable. If memory
+/// runs out in the relay, the client does not receive the list.
 ///
 /// The facade owns its access objects, and shares injected objects with the caller. The facade never owns the client.
 ///
@@ -36,7 +36,8 @@ class ActionAccess;
 ///     command->notifyStringVector({"play"});  // As the television does; the client receives the list.
 ///
 /// A derived class may override any operation, for example the relay, and use the fields. The members of the derived
-/// class are destroyed before the access objects, so destroy the facade only while no list can arrive.
+/// class are destroyed before the access objects, so destroy an object of the derived class only while no list can
+/// arrive.
 class NRX_EXPORT NRXModelAccess : public INrxModelAccess {
 public:
     /// The type of the access objects of the television's facts.
@@ -56,8 +57,8 @@ public:
                    std::shared_ptr<StringAccess> featureCode, std::shared_ptr<StringAccess> productionType);
     NRXModelAccess(NRXModelAccess const&) = delete;  ///< The lists' handlers hold the facade's address.
     NRXModelAccess& operator=(NRXModelAccess const&) = delete;
-    /// After the destructor has returned, the lists that the facade created no longer call the client. After
-    /// the return, only a function of the client that itself destroyed the facade may still run.
+    /// After the destructor has returned, the access objects that the facade created pass no list to the client. Only
+    /// a function of the client that itself destroyed the facade may still run then.
     /// Catches exceptions of the platform, after which registrations may remain.
     ~NRXModelAccess() override;
 
@@ -81,7 +82,7 @@ protected:
     /// @name Switches
     /// @{
 
-    /// The caller writes these fields, the delivery thread reads them.
+    /// The caller's thread writes these fields. The delivery thread reads these fields.
     std::atomic<NRXModelAccessClient*> client = nullptr;
     std::atomic<bool> commandListenerStarted = false;
     std::atomic<bool> eventListenerStarted = false;
@@ -98,7 +99,7 @@ protected:
     std::shared_ptr<StringAccess> productionTypeValue;
     /// @}
 
-    system::support::ActionAccess* sourceSwitchAction = nullptr;  ///< Owned; connected if not null.
+    system::support::ActionAccess* sourceSwitchAction = nullptr;  ///< Owned. Connected if not null.
 };
 
 }  // namespace orvane

@@ -10,8 +10,8 @@ namespace orvane {
 /// Receives the lists of the NRX service. The embedding process implements and owns the client. The client must stay
 /// alive until the facade is destroyed, or until the facade has another client and no call is running.
 ///
-/// Called on the model's delivery thread, which waits for the return. After `start()` has returned, a client may call
-/// and destroy the facade from inside a call, if no other thread uses the facade.
+/// Called on the model's delivery thread, which waits for the return. After `start()` has returned, a function of the
+/// client may call and destroy the facade, if no other thread uses the facade.
 class NRX_EXPORT NRXModelAccessClient {
 public:
     /// Receives a new command list, valid during the call only. The list may be empty: check its size before reading an

@@ -5,16 +5,17 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_access_base.h"
 #include "objbus/root_interface.h"
 
-// The common part of the connects of all access kinds. Private to the access layer.
+// The parts of connecting and disconnecting that the access objects of all kinds share. Private to the library.
 
-/// The messages of a failed connect. Each `connect` writes the messages itself, so that a log line names its source.
+/// The log messages of a failed connect. The `connect` operations log the messages themselves, because a log line names
+/// the function that logs.
 #define CONNECT_FAILED_MESSAGE "Failed %d"
 #define OBSERVER_MISMATCH_MESSAGE "Observer Type not match for %s,( %d ) vs %s "
 
 namespace orvane::system::support {
 
-/// A connect in progress: the model object and its registration. The destructor ends the registration unless the access
-/// object keeps it.
+/// A connect in progress: the model object and the observer's registration with the object. The destructor ends the
+/// registration unless `end` has succeeded or `keep` was called.
 class ModelConnection {
 public:
     /// Connects to the object named `key`, with an attempt every 100 milliseconds until `timeoutMs` is spent. Without a
@@ -29,7 +30,7 @@ public:
     /// The last attempt's status.
     [[nodiscard]] int status() const { return status_; }
 
-    /// Passes the registration to the caller.
+    /// Returns the model object. From then on the caller must end the registration.
     objbus::Object* keep();
     /// Ends the registration made under `key`.
     void end(std::string const& key);
@@ -46,8 +47,8 @@ private:
 void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus::Observer* observer,
                     objbus::Object* object);
 
-/// Disconnects an access object before its destruction. Catches exceptions of the platform, which would end the host.
-/// After an exception the registration may remain.
+/// Disconnects an access object before its destruction. Catches exceptions of the platform, which would end the
+/// process. After an exception the registration may remain.
 void disconnectForDestruction(ValueAccessBase& access) noexcept;
 
 /// Returns the type that `object` reports, or `OBJECT_TYPE_NONE` for null. An access object that is not connected has

@@ -8,7 +8,7 @@
 
 namespace orvane::system::support {
 
-/// Kept alive by the table accesses that share the handler. Receives no notifications.
+/// A handler that table accesses share and keep alive. Receives no notifications.
 class NRX_EXPORT TableHandler {
 public:
     virtual ~TableHandler() = default;
@@ -32,7 +32,7 @@ public:
     ~TableAccess() override;
 
     /// Returns 0 if connected, and 5 if there is no root interface or no object within the budget. Accepts an object of
-    /// any type under the key. `getType()` returns the type.
+    /// any type under the key. After the connect `getType()` returns the object's type.
     int connect(int timeoutMs) override;
     int disconnect() override;
 

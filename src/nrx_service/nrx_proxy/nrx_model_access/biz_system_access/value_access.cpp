@@ -26,8 +26,8 @@ ValueObject valueOf(std::vector<T> const& items) {
 
 }  // namespace
 
-/// The parts of the operations that do not depend on the observer interface, compiled once instead of once per
-/// instance. The functions have the operations' names, because log lines name the function.
+/// The parts of the operations that do not depend on the observer interface. These parts are compiled once, and not for
+/// each instance of `ValueAccessT`. The functions have the operations' names, because log lines name the function.
 struct ValueOperations {
     static int connect(ValueAccessBase& access, int timeoutMs, objbus::Observer* observer,
                        objbus::ObjectTypeSpec acceptedType, char const* observerName) {

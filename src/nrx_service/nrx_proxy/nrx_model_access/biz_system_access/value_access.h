@@ -19,7 +19,8 @@ namespace orvane::system::support {
 ///     ValueAccessT<objbus::ObserverNumericInteger> volume("volume", handler);
 ///     if (volume.connect(1000) != STATUS_OK) { ... }
 ///
-/// A fake for a test, for example of the facade, overrides the operations that its user calls:
+/// A test, for example a test of the facade, can use a fake access object. The fake overrides the operations that the
+/// tested code calls:
 ///
 ///     struct FakeList : ValueAccessT<objbus::ObserverVectorString> {
 ///         using ValueAccessT::getValue, ValueAccessT::setValue;  // The other overloads.
@@ -29,10 +30,10 @@ namespace orvane::system::support {
 ///         std::vector<std::string> list;
 ///     };
 ///
-/// The destructor disconnects and catches exceptions of the platform. The registration may then remain. A derived class
-/// with its own state or its own notification must disconnect in its own destructor, before its state is destroyed, and
-/// catch exceptions of the platform. An access may be disconnected or destroyed inside its own notification: the access
-/// is not used after the handler has returned.
+/// The destructor disconnects and catches exceptions of the platform. After an exception the registration may remain. A
+/// derived class that adds state or overrides a notification must disconnect in its own destructor, and must catch
+/// exceptions of the platform there. The access object may be disconnected or destroyed inside its notification,
+/// because the notification does not use the access object after the handler has returned.
 template <typename Obs>
 class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:
@@ -48,7 +49,7 @@ public:
     ~ValueAccessT() override;
 
     /// Returns 0 if connected, 5 if there is no root interface or no object within the budget, and 6 if the object has
-    /// another type. Returns 8 without an attempt for the key "missing".
+    /// another type. For the key "missing", returns 8 without an attempt.
     int connect(int timeoutMs) override;
     int disconnect() override;
 
@@ -62,8 +63,9 @@ public:
     /// @name Notifications
     /// @{
 
-    /// Creates a `ValueObject` from the argument and passes the object to the handler through `onNewValue`. Does
-    /// nothing without a handler. The model calls the notification of `Obs`, on its delivery thread.
+    /// Creates a `ValueObject` from the argument and passes the object to the handler through `onNewValue`. Without
+    /// a handler, writes trace lines only. The model calls only the notification of `Obs`, on the model's delivery
+    /// thread.
     virtual void notifyNewValue(int value);
     virtual void notifyNewValue(long long value);
     virtual void notifyNewValue(std::string const& value);

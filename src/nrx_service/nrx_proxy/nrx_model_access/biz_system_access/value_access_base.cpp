@@ -10,7 +10,7 @@
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/model_connection.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/biz_system_access/value_kinds.h"
 
-// Each read and each write operation logs its own lines, so that a line names the operation.
+// The read and the write functions log this message themselves, because a log line names the function that logs.
 #define TYPE_MISMATCH_MESSAGE "Object Type mismatch:  %s"
 
 namespace orvane::system::support {
@@ -24,8 +24,8 @@ std::string const& rootInterfaceName() {
     return *name;
 }
 
-/// The form in which the model takes a written value: a list becomes a map from positions to elements; any other value
-/// stays unchanged.
+/// Converts a value to the form that the model's write operation takes. A list becomes a map from positions to
+/// elements. Any other value stays unchanged.
 template <typename T>
 T const& modelForm(T const& value) {
     return value;
@@ -41,7 +41,7 @@ std::map<int, T> modelForm(std::vector<T> const& list) {
 }
 
 /// The typed reads and writes, for all kinds. The functions have the operations' names, because log lines name the
-/// function. `connected` is the access's field, which a connect changes.
+/// function. `connected` refers to the field `object` of `access`, which a connect inside these functions changes.
 namespace typed {
 
 /// The first step of every read: returns 0 if an object of the type is connected.

@@ -12,18 +12,18 @@
 namespace orvane::system::support {
 
 /// The common part of all access objects: one model object named by its key, typed reads and writes that connect on
-/// demand, and the delivery of new values to a `ValueHandler`. Put the reaction to values into a handler. A class that
-/// derives from an access object, for its own reaction or as a fake, may override any operation and use the fields.
+/// demand, and the delivery of new values to a `ValueHandler`. Put the reaction to values into a handler. A derived
+/// class, for example a fake, may override any operation and use the fields.
 ///
-/// The caller connects, disconnects, reads and writes, from one thread at a time unless an operation says otherwise.
-/// Notifications arrive on the model's delivery thread, possibly before `connect` has returned. A handler must not use
-/// the access object before that return. The operations take no lock, so install the handler before the first connect,
+/// Call the operations from one thread at a time, unless the comment of an operation says otherwise. Notifications
+/// arrive on the model's delivery thread, possibly before `connect` has returned. A handler must not use the access
+/// object before `connect` has returned. The operations take no lock, so install the handler before the first connect,
 /// and do not replace the handler while notifications can arrive.
 ///
-/// Operations that return an `int` return a `Status`, or the model's own status where documented. Every failure
-/// detected here is logged. The model's statuses are returned without a log line. Exceptions of the platform and
-/// `std::bad_alloc` pass through, and the object stays usable. The order of the virtual operations is a binary
-/// contract.
+/// Operations that return an `int` return a `Status`, or the model's own status where documented. Every failure that
+/// the access object itself detects is logged. A returned status of the model is not logged. The operations do not
+/// catch exceptions of the platform or `std::bad_alloc`. After an exception the access object stays usable. The order
+/// of the virtual operations is a binary contract.
 class NRX_EXPORT ValueAccessBase {
 public:
     ValueAccessBase(ValueAccessBase const&) = delete;  ///< The model holds the object's address.
@@ -42,20 +42,21 @@ public:
     /// Returns 0. If the model throws, the call has had no effect and may be repeated.
     virtual int disconnect() = 0;
 
-    /// Returns the connected object's type; `OBJECT_TYPE_NONE` if not connected. Never connects.
+    /// Returns the connected object's type, or `OBJECT_TYPE_NONE` if not connected. Never connects.
     virtual objbus::ObjectTypeSpec getType();
     /// The key of the model object, as given at construction.
     virtual std::string getName();
 
-    /// Returns the enumerator's name; "OBJECT_TYPE_NONE" for any number outside 1 to 8.
+    /// Returns the enumerator's name, or "OBJECT_TYPE_NONE" for any number outside 1 to 8.
     char const* accessTypeName(objbus::ObjectTypeSpec type);
 
     /// @name Reads
     /// @{
 
     /// Reads the model object into `out`. An unconnected access connects first, with the budget of the last
-    /// `connect(int)` (initially 1000 milliseconds), and returns a failed connect's status. Returns 6 for an object of
-    /// any other type. The string and list reads return the model's status. Failures detected here do not change `out`.
+    /// `connect(int)` (initially 1000 milliseconds), and returns a failed connect's status. Returns 6 if the object's
+    /// type does not match the type of `out`. The string and list reads return the model's status. If no model read was
+    /// made, `out` is unchanged.
     virtual int getValue(std::string& out);
     virtual int getValue(int& out);
     virtual int getValue(long long& out);
@@ -66,9 +67,10 @@ public:
     /// @name Writes
     /// @{
 
-    /// Writes the model object. Connects like a read, and returns the library's statuses. If the model is asked to
-    /// write, returns 0 and ignores the model's status. Each integer write accepts objects of both integer types.
-    /// Returns 6 if the number does not fit. A list write replaces the whole list.
+    /// Writes the model object. Connects like a read, and returns a failed connect's status. Returns 6 if the object's
+    /// type does not match the type of `value`, or if the number does not fit into the object. Otherwise calls the
+    /// model's write, ignores the model's status and returns 0. Each integer write accepts objects of both integer
+    /// types. A list write replaces the whole list.
     virtual int setValue(std::string const& value);
     virtual int setValue(int value);
     virtual int setValue(long long value);

@@ -6,7 +6,7 @@
 
 namespace orvane::system::support {
 
-/// Receives new model values. Shared between its creator and the access objects that call it.
+/// Receives new model values. The handler's creator and the access objects that call the handler share its ownership.
 class NRX_EXPORT ValueHandler {
 public:
     /// Called on the model's delivery thread. `value` is valid during the call only: copy or convert `value`. The
@@ -20,7 +20,7 @@ public:
 template <typename T>
 class ValueHandlerT : public ValueHandler {
 public:
-    /// Receives a value like `handleNewValue`.
+    /// A member function with the parameter of `handleNewValue`.
     using Member = void (T::*)(IValueObject const&);
 
     /// See `make_value_handler`, the usual way to create a handler.
@@ -38,7 +38,7 @@ protected:
 };
 
 /// Returns a handler that calls `member` on `object`. If `member` is virtual, the handler calls the override of the
-/// object's dynamic type. Disconnect or destroy the access objects that hold the handler before the object is
+/// object's dynamic type. Disconnect or destroy the access objects that hold the handler before `object` is
 /// destroyed.
 template <typename T>
 std::shared_ptr<ValueHandler> make_value_handler(T* object, void (T::*member)(IValueObject const&)) {

@@ -10,8 +10,9 @@
 
 namespace orvane::system::support {
 
-// A value accepts no pointer, which would convert to a bool. A growing vector moves its values and does not copy the
-// values.
+// A `ValueObject` accepts no pointers but pointers to text, and assignment through `IValueObject` accepts no pointers
+// at all, because a pointer would convert to a bool. Moves throw no exceptions, so a growing vector moves its values
+// and does not copy the values.
 static_assert(!std::is_convertible_v<int*, ValueObject> && !std::is_assignable_v<ValueObject&, void (*)()>);
 static_assert(!std::is_assignable_v<IValueObject&, char const*>);
 static_assert(std::is_nothrow_move_constructible_v<ValueObject> && std::is_nothrow_move_assignable_v<ValueObject>);

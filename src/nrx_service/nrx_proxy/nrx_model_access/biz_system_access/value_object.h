@@ -10,8 +10,8 @@
 
 namespace orvane::system::support {
 
-/// The type of a value. A value whose `typeTag` has any other number has an empty text, converts like an empty string,
-/// and equals no value, not even itself.
+/// The type of a value. A value whose `typeTag` is none of these enumerators has an empty text, converts like an
+/// empty string, and equals no value, not even itself.
 enum ValueObjectType : std::int32_t {
     VALUE_NULL = 0,
     VALUE_INT = 1,
@@ -40,10 +40,13 @@ inline std::string textOf(char const* text) { return text != nullptr ? std::stri
 
 /// A model value as handlers receive it.
 ///
-/// Conversions never fail. A number converts to every scalar type: to bool by comparison with zero, between integers
-/// modulo the target's width, from floating point to integers by truncation, limited to the target's range (NaN becomes
-/// 0). Any other value (strings are not parsed) converts to zero, false, or its text. Several threads may call const
-/// operations at once.
+/// Conversions never fail. A number or a bool converts to every scalar type:
+/// - to bool by comparison with zero,
+/// - from an integer type to an integer type modulo 2 to the power of the target's width in bits,
+/// - from floating point to an integer type by truncation, limited to the target's range. NaN becomes 0.
+///
+/// Any other value converts to 0 or false as a scalar. Strings are not parsed. Every value converts to text. Several
+/// threads may call const operations at once.
 ///
 /// The order of the virtual operations is a binary contract. Convert to a list by copy-initialisation
 /// (`std::vector<std::string> list = value;`): direct initialisation would also consider the list's size constructor.
@@ -78,7 +81,8 @@ public:
     /// @}
 
     /// The value as text: "null", "Undefined", decimal numbers, "TRUE" or "FALSE", floating point with six significant
-    /// digits, a string as it is, a list as its elements' texts between brackets with commas. The same in every locale.
+    /// digits, a string as it is, a list as its elements' texts between brackets with commas. The text is the
+    /// same in every locale.
     virtual std::string convertToStringType() const = 0;
 
     /// @name Scalar conversions
@@ -168,7 +172,8 @@ public:
     /// @name Assignments
     /// @{
 
-    /// Assigns as `IValueObject` describes. A text is stored as in the constructors. The other fields stay unchanged.
+    /// Assigns as `IValueObject` describes. Text is stored as in the constructors. The fields for other types
+    /// stay unchanged.
     ValueObject& operator=(bool value) override;
     ValueObject& operator=(int value) override;
     ValueObject& operator=(unsigned int value) override;

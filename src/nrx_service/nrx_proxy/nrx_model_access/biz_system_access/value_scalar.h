@@ -18,8 +18,8 @@
 
 namespace orvane::system::support {
 
-/// Reads the bool alternative as a byte: a caller may set the public field, and reading a bool other than 0 or 1 is
-/// undefined.
+/// Reads the bool alternative as a byte, because callers may write any byte to the public field `scalar`, and reading a
+/// bool that is neither 0 nor 1 is undefined.
 inline bool boolOf(ValueObject::Scalar const& scalar) {
     unsigned char byte = 0;
     std::memcpy(&byte, &scalar, sizeof byte);

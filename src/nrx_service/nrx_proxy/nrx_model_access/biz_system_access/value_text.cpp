@@ -13,7 +13,7 @@ namespace orvane::system::support {
 
 namespace {
 
-/// The longest text of a scalar: 20 digits and a sign, or six digits with point, sign and exponent.
+/// An upper bound for the length of a scalar's text: 20 digits and a sign. Floating-point texts are shorter.
 constexpr std::size_t LONGEST_SCALAR = 21;
 
 /// An upper bound for the length of the text of `value`.
@@ -33,7 +33,7 @@ std::size_t textBound(ValueObject const& value) {
 
 char* writeText(char* at, std::string_view text) { return at + text.copy(at, text.size()); }
 
-/// Writes the digits by divisions of 32-bit parts, because a 32-bit processor cannot divide larger numbers at once.
+/// Makes digits only from parts of at most 32 bits, because a 32-bit processor divides 64-bit numbers slowly.
 char* writeNatural(char* at, unsigned long long number) {
     using Limits = std::numeric_limits<unsigned int>;
     constexpr int PART_DIGITS = 9;
