@@ -1,4 +1,4 @@
-// The common behaviour of all access objects. fuzz/access_fuzz.cpp tests sequences of model events.
+// Tests the behaviour that all access objects have in common. fuzz/access_fuzz.cpp tests sequences of model events.
 
 #include <climits>
 
@@ -21,7 +21,7 @@ struct Renamed : Access {
     std::string getName() override { return "alias"; }
 };
 
-/// One kind of object, its access class and, for a plain value, the value.
+/// A type of object in the model, its access class and, if the type is a plain value, the object's value.
 struct Kind {
     ObjectTypeSpec type;
     LoggingSourceFile source;
@@ -110,7 +110,7 @@ Operation const OPERATIONS[] = {
 struct Refusal {
     RootLookup root = RootLookup::published;
     simulator::ConnectFault unavailable{.status = 0, .attempts = 0};
-    std::optional<int> type{};  ///< The type of the model's object; if empty, the type that the access object expects.
+    std::optional<int> type{};  ///< The type of the model's object. Empty: the type that the access object expects.
     int failed = 5;             ///< The number in the log line.
 
     [[nodiscard]] int status() const { return type ? 6 : 5; }
@@ -157,7 +157,7 @@ public:
         EXPECT_EQ(tv.registrations(KEY), 0);
         tv.setRootLookup(RootLookup::published);
         int const before = tv.counts(KEY).disconnectsWithoutObject;
-        EXPECT_EQ(access->disconnect(), 0);  // Calls the model also without a connected object.
+        EXPECT_EQ(access->disconnect(), 0);  // `disconnect` calls the model even if no object is connected.
         EXPECT_EQ(tv.counts(KEY).disconnectsWithoutObject - before, 1);
     }
 };
@@ -240,7 +240,7 @@ TEST_P(AccessTest, ExceptionsOfTheModelLeaveNoRegistration) {
     beforeLogLineOfTestThread = [] {};
     tv.throwFrom(KEY, Call::none);
     EXPECT_EQ(value.connect(0) + action.connect(0), 12);
-    EXPECT_EQ(tv.counts("alias").disconnects, 2);  // The disconnect of a refused object uses `getName`.
+    EXPECT_EQ(tv.counts("alias").disconnects, 2);  // `connect` passes `getName()` to the disconnect of the object.
     tv.publish(KEY, "text"s);
     auto doomed = std::make_unique<ValueAccessT<ObserverString>>(KEY);
     EXPECT_EQ(doomed->connect(0), 0);

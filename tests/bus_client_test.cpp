@@ -1,4 +1,4 @@
-// Values that a client reads and receives while a television on the bus starts late, is lost or returns.
+// Tests which values a client reads and receives while a television on the bus starts late, is lost or returns.
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -9,7 +9,7 @@
 #include "bus/bus_platform.h"
 #include "television_driver.h"
 
-// These functions replace the C library's functions in the whole process, including the platform library.
+// Each `extern "C"` function in this file replaces the C library's function of its name in the whole process.
 
 static std::atomic<int> environmentReads = 0;  ///< The number of `getenv` calls outside the main thread.
 
@@ -42,7 +42,7 @@ TEST_F(BusClientDeathTest, ConnectsWhenTheBusStarts) {
         Recorder<Presence> presences;
         bus::setPresenceListener([&presences](Presence presence) { presences.record(presence); });
         Client<int> const early(key);
-        ::setenv("NRX_BUS_ADDRESS", "unix:path=/elsewhere", 1);  // `early` read the environment, on the main thread.
+        ::setenv("NRX_BUS_ADDRESS", "unix:path=/elsewhere", 1);  // The platform has already read this variable.
         driver::publish(key, 7);
         driver::start();
         Client<int> const late(key);
@@ -100,7 +100,7 @@ TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
         loss.lose();
         Client<TypeParam> late(this->key);
         EXPECT_TRUE(late.status == loss.status && late.object == nullptr);
-        constexpr bool IS_NUMBER = std::is_arithmetic_v<TypeParam>;  // Reads of numbers return the last received value.
+        constexpr bool IS_NUMBER = std::is_arithmetic_v<TypeParam>;  // Failed reads of numbers return the last value.
         EXPECT_EQ(client.statusOfRead(), IS_NUMBER ? 0 : loss.status);
         EXPECT_TRUE(!IS_NUMBER || client.read() == list[0]);
         EXPECT_EQ(client.write(list[2]), loss.status);

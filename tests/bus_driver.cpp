@@ -1,4 +1,4 @@
-// Drives the television of a child process on a private bus.
+// Drives a television that runs in a child process on a private bus.
 
 #include <csignal>
 #include <nlohmann/json.hpp>
@@ -28,7 +28,7 @@ std::string wordsOf(Json const& value) {
 
 /// The bus and the television's program. Both run while tests run, but not while the tests are listed.
 struct Television : ::testing::Environment {
-    // An exception ends the program, because otherwise skipped tests would count as passed.
+    // An exception ends the test program. Otherwise all tests would be skipped and would count as passed.
     void SetUp() noexcept override {  // NOLINT(bugprone-exception-escape)
         start();
         ::setenv("NRX_BUS_ADDRESS", address.c_str(), 1);
@@ -47,12 +47,12 @@ struct Television : ::testing::Environment {
         program = test::startTelevision(NRX_TELEVISION, address, Json{{"objects", list}}.dump());
     }
 
-    /// Sends the line and returns when the program has executed the line. The changes may not be on the bus yet.
+    /// Sends the line and returns when the program has executed the line. The line's changes may not be on the bus yet.
     void command(std::string const& line) {
         if (!program) {
             return;
         }
-        // Synchronizes the threads for ThreadSanitizer, which does not see that another process synchronizes them.
+        // `listObjects` synchronizes the threads for ThreadSanitizer, which sees no synchronization by another process.
         std::map<std::string, objbus::ObjectTypeSpec> listed;
         bus::listObjects(listed);
         std::string const mark = "# " + std::to_string(++marks);

@@ -68,7 +68,7 @@ TEST_P(LostTelevision, AnswersEveryInvocationOnce) {
 TEST_P(LostTelevision, NotifiesIteratorsWhichCanStillBeDestroyed) {
     driver::killTelevision();
     driver::publishTable(key, {{"a"}});
-    // The paths of the iterators `old` and `renewed` end with the same number, but have prefixes of two televisions.
+    // The paths of `old` and `renewed` end with the same number, but each television has its own path prefix.
     driver::start();
     Client<ObjectTable> table(key);
     IteratorObserver oldObserver;

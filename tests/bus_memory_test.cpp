@@ -27,7 +27,7 @@ Strings const MISSED{"a list that the clients miss while they are not on the bus
 
 std::atomic<television::Presence> lastPresence;
 void recordPresence(television::Presence presence) {
-    static thread_local ScopedAllocationSuccess const ofDeliveryThread;  // Only the platform's allocations fail.
+    static thread_local ScopedAllocationSuccess const ofDeliveryThread;  // The test's observers run on this thread.
     lastPresence = presence;
 }
 
@@ -79,7 +79,7 @@ struct BusMemory : HostileBus {
     /// Changes the list without a signal, so that the clients miss the change.
     void change() { answersByMethod["l Value"] = replyWithList(missed = MISSED); }
 
-    /// Expects that all clients receive the missed list, and then receive replies and signals as before.
+    /// Expects that the client of the list receives a missed list, and that all clients then work as before.
     void restore() {
         serveUntilDone(bus::waitUntilDelivered);
         for (bool isMissing = !std::exchange(missed, {}).empty(); isMissing;) {
@@ -102,12 +102,12 @@ struct BusMemory : HostileBus {
 
     ScopedAllocationSuccess const memory;
     Strings missed;
-    std::map<std::string, int> iteratorCounts;  ///< The number of iterators by connection.
+    std::map<std::string, int> iteratorCounts;  ///< The number of iterators of each connection.
 };
 
 void doNothing(BusMemory& /*test*/) {}
 
-/// The test's step before an operation, and a client's operation, which runs while the test serves calls.
+/// A name, the test's step before a client's operation, and the operation, which runs while the test serves calls.
 using Operation = std::tuple<char const*, void (*)(BusMemory& test), int (*)(Clients& clients)>;
 constexpr Operation OPERATIONS[] = {
     {"connect", doNothing,

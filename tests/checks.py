@@ -1,4 +1,4 @@
-"""The processes of a check: buses, televisions and clients. The processes end with the check."""
+"""Processes of a check, such as buses and televisions, and clients of a bus. The processes end with the check."""
 
 import atexit
 import contextlib
@@ -172,8 +172,8 @@ class Client:
         self.connection = dbus.bus.BusConnection(bus.address)
 
     def call(self, path, method, signature="", *arguments, receiver=NAME):
-        """Returns the reply, or an error as the television's status, such as "status 107", or as the error's name. The
-        path may be a key with slashes."""
+        """Returns the reply. Returns an error as a text: a status of the television as "status 107", any other error as
+        the error's name. The path is an object path, or a key with slashes instead of dots."""
         interface, _, member = method.rpartition(".")
         try:
             return self.connection.call_blocking(receiver, path if path.startswith("/") else f"{MODEL}/{path}",
@@ -220,7 +220,7 @@ class Monitor(Program):
         until(lambda: client.call("/", BUS + ".Peer.Ping", receiver=BUS) or self.messages("Ping"), "the monitor")
 
     def messages(self, member):
-        """Returns the paths and the contents of the messages with the member."""
+        """Returns the paths and the contents of the messages whose member has this name."""
         found = [json.loads(line) for line in self.output().splitlines(keepends=True)
                  if f'"member":"{member}"' in line and line.endswith("\n")]
         return [(message["path"], message["payload"].get("data")) for message in found]

@@ -20,7 +20,7 @@
 
 namespace test {
 
-/// A child process. The kernel ends the child when this process ends. A socket is its standard input and output.
+/// A child process, which the kernel ends when this process ends. A socket is the child's standard input and output.
 class ChildProcess {
 public:
     explicit ChildProcess(std::vector<std::string> words) {
@@ -51,7 +51,7 @@ public:
 
     [[nodiscard]] pid_t id() const { return id_; }
 
-    /// Sends the signal and returns the wait status: 0 after a regular end.
+    /// Sends the signal, waits, and returns the wait status: 0 if the child exited with 0.
     int end(int signal) {
         int status = 0;
         if (id_ > 0) {
@@ -85,7 +85,7 @@ private:
     std::string unreadOutput_;
 };
 
-/// Starts a bus at the address. Replaces an empty address by the new bus's, at which a later bus can start again.
+/// Starts a bus at the address. If the address is empty, sets it to a new address, at which a later bus can start.
 inline std::unique_ptr<ChildProcess> startBus(std::string& address) {
     std::string const option = "--address=" + (address.empty() ? "unix:tmpdir=/tmp" : address);
     auto bus = std::make_unique<ChildProcess>(

@@ -1,4 +1,4 @@
-// Tests the layer in client/ with every television.
+// Tests the layer in client/ with the simulator and with a television on a bus.
 
 #include <numeric>
 #include <thread>
@@ -57,7 +57,7 @@ TYPED_TEST(ClientLayer, APropertyReadsWritesAndWatches) {
             EXPECT_EQ(describe(property.watch(ignore).error()), this->line("watch", 42));
             driver::failReads(this->key, 0);
         }
-        driver::set(this->key, list[1]);  // The value before the watch.
+        driver::set(this->key, list[1]);  // `watch` passes this value first.
         driver::waitForNotifications();
         EXPECT_TRUE(
             property.watch([&, moved = std::make_unique<int>()](TypeParam value) { received.push_back(value); }));
@@ -92,7 +92,7 @@ TEST_F(ClientLifetime, AnObjectEndsInItsHandlerOrAfterIt) {
             auto const handle = [&, place, captured = std::string(100, 'x')](int here) {
                 if (here == place) {
                     property.reset(), action.reset(), table.reset();
-                    handled.set_value(captured);  // Exists until the handler returns. Throws in a second call.
+                    handled.set_value(captured);  // `captured` must still exist. `set_value` throws in a second call.
                 } else if (here == CHANGE && place == OTHER_THREAD) {
                     handled.set_value(captured);
                     release.get_future().wait();

@@ -1,4 +1,4 @@
-// The layer in client/, with a faulty television.
+// Tests the layer in client/ with a faulty television.
 
 #include "client/action.h"
 #include "client/property.h"
@@ -46,7 +46,7 @@ TEST_F(TelevisionTest, AClientOfAnActionWithOneIdentifierHasItsAnswers) {
     EXPECT_EQ(other.connect(0), 0);
     client::Action action(KEY);
     EXPECT_EQ(action.call({"never"}, std::chrono::milliseconds(500)).error().cause, client::Cause::NO_ANSWER);
-    // Notifies like a television that calls an observer on the thread of a client's call.
+    // Imitates a television that notifies on this thread. Afterwards, calls on this thread must be able to wait.
     client::detail::Watch<int>({}).notify(0);
     EXPECT_TRUE(action.call({}, LONG));  // The earlier call does not receive the answer.
     EXPECT_TRUE(action.call({"an", "early answer"}, std::chrono::milliseconds::max()));
