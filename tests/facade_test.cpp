@@ -21,7 +21,7 @@ struct RecordingClient final : orvane::NRXModelAccessClient {
     Calls calls;
 };
 
-/// A television with the lists and the action of a facade, but without the three strings that the queries read.
+/// A television with a facade's lists and action, but without the three strings that the facade's queries read.
 class FacadeTest : public TelevisionTest {
 public:
     FacadeTest() {
@@ -58,7 +58,7 @@ TEST_F(FacadeTest, ConstructionConnectsNothingAndDestructionReleasesEverything) 
     Lines const destroyed = FACADE.traced("~NRXModelAccess");
     facade.emplace();
     facade.emplace(&client);
-    facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);  // New objects replace null objects.
+    facade.emplace(&client, nullptr, nullptr, nullptr, nullptr, nullptr);  // Null pointers become new access objects.
     EXPECT_EQ(logged(), destroyed + FACADE.traced("NRXModelAccess") + destroyed);
     EXPECT_EQ(tv.lookups(), 0);
     facade->start();
@@ -88,7 +88,7 @@ TEST_F(FacadeTest, ListsOfAnyContentArriveWholeUntilDestruction) {
     logged();
     EXPECT_EQ(received({"a\0b"s, "\xff\xc0", "%s%n"}), (Calls{{"command", {"a\0b"s, "\xff\xc0", "%s%n"}}}));
     EXPECT_EQ(logged().at(4), FACADE.debug("onNRXCommandValueChanged", "parameter 2:   %s%n "));
-    refusesLogLinesOfOtherThreads = true;  // Without the long log lines.
+    refusesLogLinesOfOtherThreads = true;  // Drops the long log lines of the delivery thread.
     for (Strings const& list : {Strings(100'000, "x"), Strings{std::string(16U << 20U, 'y')}}) {
         EXPECT_TRUE((received(list) == Calls{{"command", list}}));
     }

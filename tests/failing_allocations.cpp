@@ -55,7 +55,7 @@ extern "C" __attribute__((visibility("default"))) void* realloc(void* memory, st
 }
 
 #ifdef NRX_SANITIZED
-/// Allocations succeed in this function, because sanitizers need the attributes of a new thread.
+/// In this function, allocations succeed, because sanitizers end the process if the function fails.
 extern "C" __attribute__((visibility("default"))) int pthread_getattr_np(pthread_t thread,
                                                                          pthread_attr_t* attributes) noexcept {
     static auto const read = reinterpret_cast<decltype(&pthread_getattr_np)>(::dlsym(RTLD_NEXT, __func__));
@@ -63,7 +63,7 @@ extern "C" __attribute__((visibility("default"))) int pthread_getattr_np(pthread
     return read(thread, attributes);
 }
 
-// Replaces the operators of sanitizers, which do not call malloc.
+// The next operators replace those of sanitizers, because the operators of sanitizers do not call malloc.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     void* const memory = std::malloc(size != 0 ? size : 1);
     return memory != nullptr ? memory : throw std::bad_alloc();

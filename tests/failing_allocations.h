@@ -20,7 +20,7 @@ public:
     [[nodiscard]] static bool hasHappened();
 };
 
-/// Until its destruction, allocations of this thread succeed.
+/// While this object exists, the allocations of the thread that created the object succeed.
 class ScopedAllocationSuccess {
 public:
     ScopedAllocationSuccess();

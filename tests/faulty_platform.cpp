@@ -6,9 +6,9 @@
 #include "simulator/model.h"
 #include "television/root_reference.h"
 
-// The lookups of a faulty platform library. Lookups and connects are slow, a connect to an action succeeds without an
-// object, a value appears too late, and a disconnect keeps the observer. The simulator implements all other operations
-// of the platform.
+// A faulty platform library. Lookups and connects are slow. A connect to the action `SOURCE_SWITCH` succeeds without an
+// object. The first ten connects to `FEATURE_CODE` fail. A disconnect does not remove the observer. The simulator
+// implements all other operations of the platform.
 
 namespace {
 

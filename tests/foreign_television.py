@@ -13,10 +13,12 @@ CREATE = "ia(iis)aia(ii)"  # The signature of CreateIterator.
 
 
 def invoke(action, arguments):
-    """Sets the string to the first text. After the reply with the number, sends all texts as the result. For the text
-    "long", sends a list and a result that exceed the maximum size of a message. For a number, sets the list to a text
-    of that length, without a signal. For "hold" and a number, replies with the number and sends no result. Refuses the
-    text "refuse"."""
+    """The text of the first argument selects the behaviour:
+    - "refuse": replies with an error.
+    - "hold": replies with the number in the second argument as the invocation's number, and sends no result.
+    - "long": sends a list and a result that exceed the maximum size of a message.
+    - digits: sets the list to one text of that length, without a signal.
+    - any other text: sets the string to this text. After the reply, sends all arguments as the result."""
     if arguments and arguments[0][3] == "refuse":
         refuse(9)
     if arguments and arguments[0][3] == "hold":

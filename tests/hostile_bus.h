@@ -8,8 +8,8 @@
 #include "television/log.h"
 #include "television_clients.h"
 
-/// A television whose replies and signals a test sets, and its clients in the same process. The program runs on a
-/// private bus that carries no message of more than a million bytes.
+/// A fake television and its clients in one process. A test sets the television's replies and signals. The program runs
+/// on a private bus that carries no message of more than a million bytes.
 namespace test {
 
 inline constexpr char LIST_PATH[] = "/nrx/Television1/model/l";
@@ -82,7 +82,7 @@ struct Clients {
     TableIterator* iterator = createIterator();
 };
 
-// Operations of a client, which return a status. A failed operation changes no variable.
+// Each of the next functions returns the status of a client's operation. A failed operation changes no result variable.
 inline int connectAndDisconnect(std::string const& key, Observer* observer = nullptr) {
     Object* object = nullptr;
     int const status = root().connectObject(key, observer, object);
@@ -107,7 +107,7 @@ class HostileBus : public ::testing::Test {
 public:
     void SetUp() override {
         television::setLogSink([this](int /*severity*/, std::string const& line) {
-            EXPECT_EQ(root().disconnectObject("l", nullptr, nullptr), 0);  // The platform logs without a held mutex.
+            EXPECT_EQ(root().disconnectObject("l", nullptr, nullptr), 0);  // The platform logs while it holds no mutex.
             log.record(line);
         });
         for (auto const& [key, type] : {std::pair("n", 1), {"l", 4}, {"a", 5}, {"r", 6}, {"x", 2}, {"y", 1}}) {
@@ -140,7 +140,7 @@ public:
     void restartTelevision() {
         startTelevision();
         EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
-        clients->iterator->commit();  // A destroyed iterator calls nothing.
+        clients->iterator->commit();  // A destroyed iterator sends no call.
         Answer const right = std::exchange(answersByMethod["CreateIterator"], replyWith("o", ITERATOR_PATH));
         serveUntilDone([this] { return (clients->iterator = clients->createIterator()) == nullptr; });
         answersByMethod["CreateIterator"] = right;

@@ -4,7 +4,7 @@
 
 namespace test::hostile_messages_test {
 
-/// A method, and an operation that calls the method and returns the status. A failure changes no variable.
+/// A method of the television, and an operation of a client that calls the method and returns the operation's status.
 struct Operation {
     char const* method;
     int (*perform)(Clients& clients);
@@ -48,7 +48,7 @@ TEST_F(HostileBus, InvalidRepliesBecomeStatuses) {
         {ITERATE,
          -1,
          {replyWith(""), withholdReply, replyWith("o", LIST_PATH),
-          replyWith("o", bus::MODEL_PATH)}},  // No iterator's path.
+          replyWith("o", bus::MODEL_PATH)}},  // Neither path is an iterator's.
         {ITERATE, 109, {replyWithError(bus::STATUS_ERROR, "109")}},
         {LIST_ALL, 124, {replyWith(""), replyWith("s", "x"), replyWith("a{sa{sa{sv}}}", 1, LIST_PATH, 0)}},
         {LIST_ALL,

@@ -1,4 +1,4 @@
-// Replies that arrive late, during a notification, or after a new television has started.
+// Tests late replies, failed replies and replies from an earlier television to connects and to resync reads.
 
 #include "hostile_bus.h"
 

@@ -1,4 +1,4 @@
-// Both televisions serve actions and tables, and refuse each text that a message cannot contain.
+// The simulated and the D-Bus television serve actions and tables. Only the D-Bus television refuses invalid texts.
 
 #include <climits>
 #include <set>
@@ -114,7 +114,7 @@ TEST(TextContract, TextsThatTheBusDoesNotCarryAreRefusedAndLogged) {
     EXPECT_EQ(driver::received(observer), Strings{"ready 0 "});
 
     bool const carried = driver::supportsArbitraryText();
-    television::LogCapture log([](auto const& record) { return (record.levelCode & 0xFFFF) == 1000; });  // Errors.
+    television::LogCapture log([](auto const& record) { return (record.levelCode & 0xFFFF) == 1000; });  // Only errors.
     for (std::string const& bad : {"a\0b"s, "\xff"s, "\xc3"s, "\xed\xa0\x80"s, "\xef\xbf\xbf"s}) {
         unsigned int id = 0;
         Strings const texts{"good", bad};

@@ -1,4 +1,5 @@
-// The parts of a browser that nrx.js needs, for a script engine without one. `show` hides and shows the page.
+// Test doubles of the parts of a browser that nrx.js needs, because the script engine of the test runs without a
+// browser. `show` sends the page the event "pagehide" or "pageshow".
 globalThis.EventTarget = class EventTarget {
     addEventListener(type, listener) {
         const all = ((this ?? globalThis).listeners ??= new Map());
@@ -21,6 +22,6 @@ function listen() {
     nrx.oncommand = ({ detail }) => received.push(...detail);
     call(nrx.get("event"));
 }
-// Does not freeze `nrx`, because the EventTarget above stores its listeners in `nrx`.
+// Freezes only arrays. `nrx` must not be frozen, because the EventTarget above stores the listeners in `nrx`.
 const { freeze } = Object;
 Object.freeze = (value) => Array.isArray(value) ? freeze(value) : value;

@@ -12,7 +12,7 @@ namespace test::slot_test {
 using namespace objbus;
 
 /// Expects the virtual members in consecutive slots from `first` on. A destructor takes two slots. The first word of a
-/// pointer to a virtual member is the offset of its slot, on some processors plus one.
+/// pointer to a virtual member is the byte offset of the member's slot. On some processors, the word is one greater.
 template <typename... Members>
 void expectSlots(std::size_t first, Members... members) {
     for (auto const& words : {std::bit_cast<std::array<std::size_t, 2>>(members)...}) {
@@ -49,7 +49,7 @@ void expectFields(std::size_t size, Fields... fields) {
     }
 }
 
-TEST(Fields, HaveTheRecordedOrderAndSizes) {  // Compiled with -fno-access-control.
+TEST(Fields, HaveTheRecordedOrderAndSizes) {  // -fno-access-control gives access to the fields.
     constexpr std::size_t WORD = sizeof(void*);
     constexpr std::size_t TEXT = sizeof(std::string);
     constexpr std::size_t ACCESS = 6 * WORD + TEXT;

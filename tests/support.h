@@ -81,7 +81,7 @@ inline LoggingSourceFile const ACTION{"action_access.cpp"};
 inline LoggingSourceFile const TABLE{"table_access.cpp"};
 inline LoggingSourceFile const ITERATOR{"iterator_access.cpp"};
 
-/// A television, and a log that admits every line.
+/// A television, and a log that admits every line that the test does not refuse.
 class TelevisionTest : public ::testing::Test {
 public:
     TelevisionTest() { takeSleepMicroseconds(); }

@@ -15,7 +15,7 @@
 #include "television/status.h"
 #include "television/table_iterator.h"
 
-/// The clients in the tests of both televisions. The clients use only the platform's interfaces.
+/// Clients for the tests of both televisions: simulated, and on D-Bus. The clients use only the platform's interfaces.
 namespace test {
 
 using namespace objbus;
@@ -124,7 +124,7 @@ inline int connectTo(std::string const& key, Observer* observer, Object*& object
     return status;
 }
 
-/// An observer that is registered while the observer exists.
+/// An observer that connects to an object in the constructor and disconnects in the destructor.
 template <typename T>
 struct Client : RecordingObserver<T> {
     explicit Client(std::string at) : key(std::move(at)), status(connectTo(key, this, object)) {}
@@ -146,14 +146,14 @@ struct Client : RecordingObserver<T> {
         if constexpr (requires { (*this)->setValue(value); }) {
             return (*this)->setValue(value);
         } else {
-            std::map<int, typename T::value_type> elements;  // The indexes have gaps. The object stores no gaps.
+            std::map<int, typename T::value_type> elements;  // The object does not store the gaps between the indexes.
             for (auto const& element : value) {
                 elements.emplace(3 * static_cast<int>(elements.size()), element);
             }
             return (*this)->setValue(elements);
         }
     }
-    /// Reads into the variable and returns the status, 0 for a number. A failed read must not change the variable.
+    /// Reads into `value` and returns the status. For a number, the status is 0. A failed read must not change `value`.
     int read(T& value) const {
         if constexpr (std::is_arithmetic_v<T>) {
             value = (*this)->getValue();

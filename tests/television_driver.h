@@ -5,8 +5,8 @@
 #include "television/value.h"
 #include "television_clients.h"
 
-/// Changes the television of the test program: one in the process, or another program on a bus. One thread at a time
-/// calls these functions. Each returns when the television has made the change.
+/// Changes the test program's television, which runs in the process or is another program on a bus. One thread at a
+/// time calls these functions. Each function returns when the television has made the change.
 namespace driver {
 
 using Key = std::string const&;
@@ -48,15 +48,15 @@ auto received(Recorder& observer) {
     return observer.take();
 }
 
-// These functions kill a television on a bus, and return when the clients have been notified of the loss. After `start`
-// the television has the earlier objects, with the changes that the test made during the loss.
+// The next two functions kill a television on a bus, and return when the clients have been notified of the loss. After
+// `start`, the television has the earlier objects, with the changes that the test made during the loss.
 void killTelevision();
 void killBus();  ///< The television ends, too.
 
 /// Starts a killed bus at its earlier address, then the television. Returns after `waitForNotificationsAndResyncReads`.
 void start();
 
-/// Waits for notifications, and for the values that the platform reads after a television starts or publishes.
+/// Waits for notifications, and for values that the platform reads after a television starts or publishes an object.
 void waitForNotificationsAndResyncReads();
 
 /// One of the two ways to lose the television, with the status of operations during the loss.

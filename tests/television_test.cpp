@@ -12,7 +12,7 @@ TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
     EXPECT_EQ(access.connect(0), 0);
     tv.setObjectListener([&](std::string const& key) { handler->values.push_back(key); });
     tv.set(KEY, 2);
-    tv.publish(KEY, 3);  // Replaces the object, which calls the listener once.
+    tv.publish(KEY, 3);  // The replacement of the object calls the listener once.
     tv.withdraw("nothing");
     tv.withdraw(KEY);
     tv.waitUntilDelivered();
@@ -20,7 +20,7 @@ TEST_F(TelevisionTest, ObjectsComeAndGoInTheOrderOfTheChanges) {
     tv.publish(KEY, 4);
     tv.waitUntilDelivered();
     EXPECT_EQ(handler->values, (Lines{"1 2", KEY, KEY}));
-    EXPECT_THROW(simulator::Television(), std::logic_error);  // One at a time.
+    EXPECT_THROW(simulator::Television(), std::logic_error);  // Only one may exist at a time.
     EXPECT_THROW(simulator::LogCapture(), std::logic_error);
 }
 

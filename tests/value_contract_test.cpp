@@ -1,4 +1,4 @@
-// Both televisions serve plain values and notify connected observers.
+// The simulated television and the television on D-Bus serve plain values and notify connected observers.
 
 #include <climits>
 #include <limits>
@@ -197,7 +197,7 @@ TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
     Client<std::string> twin(key);  // `slow` and `twin` share the bytes of a change.
     auto other = driver::publishAndConnect(key + ".other", 0);
     HeldNotification held(slow.onReceived);
-    television::LogCapture log([](auto const& record) { return (record.levelCode & 0xFFFF) == 1000; });  // Errors.
+    television::LogCapture log([](auto const& record) { return (record.levelCode & 0xFFFF) == 1000; });  // Only errors.
     Integers expected{1};
     for (int number = 1; number <= COUNT; ++number) {
         EXPECT_EQ(slow.write(std::to_string(number) + std::string(SIZE, '.')), 0);

@@ -29,7 +29,7 @@ class Television(checks.Television):
 
 
 class Family(Program):
-    """A program that writes to the log, and ends with all processes that it has started."""
+    """A program that writes to the log. `kill` ends the program and all processes that the program has started."""
 
     def __init__(self, *command, env):
         with open(LOG, "ab") as log:
@@ -61,7 +61,7 @@ def logged(text):
 
 
 class Browser:
-    """Cog, with one page."""
+    """The web browser Cog with one page."""
 
     KEYS = {"left": "\ue012", "up": "\ue013", "right": "\ue014", "down": "\ue015", "enter": "\ue007"}
 
@@ -93,7 +93,8 @@ class Browser:
         self.ask("POST", "/url", {"url": url})
 
     def run(self, script):
-        """Runs the body of an asynchronous function. Returns its result, or [name, status] of its exception."""
+        """Runs the script as the body of an asynchronous function. Returns the function's result. After an exception,
+        returns a list of the exception's name and status, or name and message if the exception has no status."""
         return self.ask("POST", "/execute/async", {"args": [], "script": (
             "const done = arguments[0]; (async () => {" + script + "})().then((value) => done(value ?? null),"
             "(error) => done([error.name, error.status ?? error.message]));")})

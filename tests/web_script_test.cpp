@@ -1,4 +1,4 @@
-// The script nrx.js in a script engine without a browser, with a simulated television.
+// Tests the script nrx.js in a script engine without a browser, with a simulated television.
 
 #include <gtest/gtest.h>
 #include <jsc/jsc.h>
@@ -67,7 +67,7 @@ TEST_F(ScriptTest, TextsAreDecodedAsUtf8) {
 TEST_F(ScriptTest, ADestroyedDocumentIsReleased) {
     run("call(nrx.get('event'))");
     context = nullptr;
-    ASSERT_FALSE(binding.expired());  // While attached, the binding and its script own each other.
+    ASSERT_FALSE(binding.expired());  // Until `detach`, the binding and its script own each other.
     binding.lock()->detach();
     EXPECT_TRUE(binding.expired());
     while (television.registrations(COMMAND) > 0) {

@@ -1,4 +1,4 @@
-// The worker thread, which uses the facade for pages, with a simulated television and without a web engine.
+// Tests the worker thread, which uses the facade for pages. The tests have a simulated television and no web engine.
 
 #include <gmock/gmock.h>
 
@@ -92,7 +92,7 @@ public:
         return *answer;
     }
 
-    /// Makes a call, and returns when the call was answered or memory ran out.
+    /// Makes a call, and returns when the call has been answered or an allocation has failed.
     void begin(Document& document, std::string const& name, std::string const& json) {
         FacadeWorker::Operation operation;
         EXPECT_EQ(parseCall(name, json, operation), 0);

@@ -100,7 +100,7 @@ void everyAccessMayReact() {
         std::vector<TableOrder>());
 }
 
-// A value accepts a pointer only if the pointer points to text.
+// A `ValueObject` accepts a pointer only if the pointer points to text. An `IValueObject` accepts no pointer.
 template <typename T>
 constexpr bool REFUSED = !std::is_constructible_v<ValueObject, T> && !std::is_convertible_v<T, ValueObject> &&
                          !std::is_assignable_v<ValueObject&, T> && !std::is_assignable_v<IValueObject&, T>;
@@ -109,7 +109,7 @@ static_assert(REFUSED<int ActionAccess::*> && REFUSED<void (ActionAccess::*)()> 
               REFUSED<std::nullptr_t>);
 static_assert(!std::is_assignable_v<IValueObject&, char const (&)[3]> && !std::is_assignable_v<IValueObject&, char*>);
 
-// Not within braces, either.
+// An assignment refuses an `int*` and a `nullptr` within braces, too.
 template <typename Value, typename T, typename = void>
 constexpr bool TAKES_BRACED = false;
 template <typename Value, typename T>

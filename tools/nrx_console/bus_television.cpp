@@ -27,7 +27,7 @@ public:
     /// Does nothing: only the television's process can make the television reachable.
     void restoreReachability() override {}
 
-    /// No keys while the television does not answer. The user may still type a key.
+    /// Returns no keys while the television does not answer, because the user can still type a key.
     [[nodiscard]] Words keys() const override {
         try {
             return ObjectListingCommands::keys();

@@ -11,7 +11,8 @@ bool isOptional(std::string const& argument) { return argument.front() == '['; }
 
 bool isRepeated(std::string const& argument) { return argument.find("...") != std::string::npos; }
 
-/// Whether only the choice itself is accepted. The short form of a key is no literal: the key is accepted as well.
+/// Returns whether the choice is a literal, which an argument must equal. The short form of a key is no literal,
+/// because an argument may also be the full key.
 bool isLiteral(std::string const& choice) { return !isPlaceholder(choice) && keyFromWord(choice) == choice; }
 
 }  // namespace

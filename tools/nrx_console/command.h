@@ -20,7 +20,8 @@ struct Command {
     [[nodiscard]] std::string usage() const { return arguments.empty() ? name : name + " " + arguments; }
     /// The choices for the argument at the position. No choices if the command takes no argument there.
     [[nodiscard]] Words choicesAt(std::size_t position) const;
-    /// Throws `CommandError` for a wrong number of arguments, and for an argument that is none of its choices.
+    /// Throws `CommandError` for a wrong number of arguments, and for an argument that is none of the position's
+    /// choices. Accepts any argument if one of the position's choices is a placeholder or the short form of a key.
     void check(Words const& given) const;
 };
 

@@ -25,7 +25,8 @@ Command const* find(Commands const& commands, Words const& words) {
     return found != commands.end() ? &*found : nullptr;
 }
 
-/// The first words of commands that only other consoles have. These commands need more access to the television.
+/// The first words of the commands that this console lacks. These commands need more access to the television than
+/// this console has.
 Words missingFrom(Commands const& commands) {
     Words missing{"list", "show", "table", "wait", "tv"};
     for (Command const& command : commands) {
@@ -106,7 +107,7 @@ CommandError Console::unknown(Words const& words) const {
     if (std::find(missing.begin(), missing.end(), words.front()) != missing.end()) {
         return unexpected(typed(words), "another command: " + reasonMissing(television_ != nullptr));
     }
-    Words forms;  // The usages of commands that have more than two words and begin with the first two of `words`.
+    Words forms;  // The usages of commands whose names have more than two words and share the first two with `words`.
     for (Command const& command : commands_) {
         Words const name = wordsOf(command.name);
         if (name.size() > 2 && beginsWith(words, {name.begin(), name.begin() + 2})) {

@@ -11,7 +11,7 @@
 
 namespace nrx_console {
 
-/// Executes lines of commands, which use a facade, access objects and the television.
+/// Executes lines with one command each. The commands use a facade, access objects and the television.
 class Console {
 public:
     /// `television` is null for a television that the console can access only as a client.

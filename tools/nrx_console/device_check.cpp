@@ -28,7 +28,7 @@ using namespace orvane::system::support;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// The facade's budgets.
+// The times that the facade allows for a connect to a value and to an action.
 constexpr auto VALUE_BUDGET = 1000ms;
 constexpr auto ACTION_BUDGET = 100ms;
 
@@ -100,9 +100,9 @@ struct LookupResult {
 /// Connects to the object and disconnects. Repeats a failed connect until `budget` is spent.
 LookupResult lookUp(objbus::RootInterface& root, std::string const& key, std::chrono::milliseconds budget = {}) {
     constexpr std::chrono::milliseconds PAUSE(100);
-    // An observer of any class can connect. A television may keep the observer after the disconnect and notify the
-    // destroyed observer of a value. A table's observer has no operation for values, so the television does not call
-    // the observer.
+    // An observer of any class can connect. A faulty television may keep the observer after the disconnect, and notify
+    // the destroyed observer of a new value. The television does not call a table's observer for a new value, because a
+    // table's observer has no operation for values.
     TableAccess observer(key);
     objbus::Object* object = nullptr;
     int status = root.connectObject(key, &observer, object);
@@ -157,7 +157,7 @@ bool checkMissingKey() {
                                     : warn(CHECK, textOf(time), "at most twice " + budget);
 }
 
-/// Blocks each notification until a disconnect has returned, or for `BLOCK_TIME`.
+/// Blocks each notification until the disconnect has returned, but at most for `BLOCK_TIME`.
 class BlockingHandler final : public ValueHandler {
 public:
     void handleNewValue(IValueObject const& /*value*/) override {
@@ -168,13 +168,14 @@ public:
         isRunning_ = false;
     }
 
-    /// Returns whether a notification is running.
+    /// Waits until a notification runs. Returns false if none runs within `NOTIFICATION_TIMEOUT`.
     bool waitForNotification() {
         std::unique_lock lock(mutex_);
         return changed_.wait_for(lock, NOTIFICATION_TIMEOUT, [this] { return isRunning_; });
     }
 
-    /// Call after the disconnect. Returns whether a notification ran at or after the disconnect's return.
+    /// Must be called after the disconnect has returned. Returns whether a notification is still running or starts
+    /// later.
     bool isNotifiedAfterDisconnect() {
         {
             std::lock_guard const lock(mutex_);

@@ -15,7 +15,8 @@ struct TelevisionModel {
         shippedExampleDirectory;  ///< The directory of the shipped example if the objects are those of the example.
 };
 
-/// Reads the model file. Without `file`, reads the model of the installed example, if any. Throws `ModelError`.
+/// Reads the model file. Without `file`, reads the model of the shipped example. Returns no objects if this example is
+/// not installed. Throws `ModelError`.
 TelevisionModel loadModel(std::optional<std::string> const& file);
 
 }  // namespace nrx_console

@@ -6,7 +6,8 @@ namespace nrx_console {
 
 namespace {
 
-/// Returns the key of the command or event list. Throws for any other key, which the facade reports only in the log.
+/// Returns the key of the command or event list. Throws `CommandError` for any other key, because the facade would
+/// report the wrong key only in the log.
 std::string listKeyOf(std::string const& word, std::string const& instead) {
     std::string key = keyFromWord(word);
     if (key != orvane::model_keys::COMMAND && key != orvane::model_keys::EVENT) {

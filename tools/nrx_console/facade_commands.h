@@ -13,7 +13,7 @@ public:
     void onNRXEventReceived(Words const& list) override { printLine("client: event " + typed(list)); }
 };
 
-/// The operations of the facade as commands, which refer to `access`.
+/// Returns commands for the operations of the facade. The commands refer to `access`.
 Commands facadeCommands(orvane::NRXModelAccess& access);
 
 }  // namespace nrx_console

@@ -27,7 +27,7 @@ int fail(std::string const& what) {
 }
 
 int run(int argc, char** argv) {
-    std::setlocale(LC_CTYPE, "");  // The encoding of characters on the terminal.
+    std::setlocale(LC_CTYPE, "");  // Sets the encoding of characters on the terminal.
     std::optional<std::string> file;
     std::optional<std::string> sysroot;
     std::optional<std::string> script;

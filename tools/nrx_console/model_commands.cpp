@@ -33,7 +33,7 @@ void expectRootInterface() {
     }
 }
 
-/// The error for a key that does not connect.
+/// Returns the error for a failed connect. Throws another `CommandError` if the television does not answer.
 CommandError notReached(std::string const& word, std::string const& what) {
     throwIfTelevisionUnreachable();
     return unexpected(word, "the key of " + what + " that can be reached");
@@ -55,7 +55,8 @@ void release(ValueAccessBase& access) {
     }
 }
 
-/// Is connected to an object of any type during its lifetime. A `TableAccess` accepts every type.
+/// Connects to an object of any type in the constructor, and disconnects in the destructor. A `TableAccess` accepts
+/// every type.
 class AnyObject {
 public:
     explicit AnyObject(std::string const& word) : word_(word), access_(keyFromWord(word)) {
@@ -112,8 +113,9 @@ void write(Words const& arguments) {
 
 }  // namespace
 
-/// An action that was invoked. The action stays connected and prints the answers to its invocations. An answer that
-/// arrives before `invoke` has returned the number of the invocation is printed after the return.
+/// An action that was invoked. The action stays connected and prints the answers to its invocations. If an answer
+/// arrives before the access object's `invoke` has returned the number of the invocation, the answer is printed after
+/// the return.
 class InvokedAction final : public ActionHandler {
 public:
     explicit InvokedAction(std::string const& word)
@@ -174,7 +176,8 @@ private:
         }
     }
 
-    /// Marks the answers to invocations of other clients. The model notifies these answers, too.
+    /// Prints an answer. Marks an answer to another client's invocation, because every client of an action receives all
+    /// answers.
     void print(unsigned int actionId, std::string const& answer) const {
         printLine((invoked_.contains(actionId) ? "answered: " : "answered elsewhere: ") + typed(word_) + " " +
                   std::to_string(actionId) + answer);

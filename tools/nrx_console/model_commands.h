@@ -24,7 +24,7 @@ std::string readValueAsText(std::string const& word);
 
 class InvokedAction;
 
-/// The commands for any object of the model, through the access layer.
+/// The commands that use any object of the model through the access layer.
 class ClientObjectCommands {
 public:
     ClientObjectCommands();
