@@ -53,7 +53,7 @@ AllowedOrigins AllowedOrigins::fromEnvironment() {
 }
 
 bool AllowedOrigins::allows(std::string_view protocol, std::string_view origin) const {
-    if (protocol == "file:") {  // All files share one origin, because engines differ in `self.origin` of files.
+    if (protocol == "file:") {  // All files share one origin, because their `self.origin` depends on the engine.
         origin = FILE_ORIGIN;
     } else if (protocol != "http:" && protocol != "https:") {
         return false;

@@ -12,8 +12,8 @@ namespace web {
 
 namespace {
 
-/// The arguments of a call. The parser calls this class and makes no lists of the JSON library, because the destructor
-/// of such a list allocates memory and ends the process if memory runs out.
+/// The arguments of a call. The parser passes the parts of the JSON text to this class and makes no values of the JSON
+/// library. The destructor of a list of this library allocates memory, and the process ends if memory runs out.
 class Arguments final : public nlohmann::json_sax<nlohmann::json> {
 public:
     std::optional<std::string> name;  ///< The first argument, if the arguments are an array and the argument is a text.
@@ -86,7 +86,7 @@ int parseCall(std::string_view name, std::string_view json, FacadeWorker::Operat
         return television::STATUS_OK;
     }
     Arguments arguments;
-    // The parser refuses the escape of half a surrogate pair, which has no UTF-8.
+    // The parser refuses the escape of a single surrogate, which UTF-8 cannot encode.
     if (!nlohmann::json::sax_parse(json, &arguments) || !arguments.name) {
         return television::STATUS_NOT_CARRIED;
     }
@@ -100,7 +100,7 @@ int parseCall(std::string_view name, std::string_view json, FacadeWorker::Operat
         if (isTooLarge(arguments.list)) {
             return STATUS_TOO_LARGE;
         }
-        // The call may wait long. The JSON text takes less memory than many short strings.
+        // Keeps the JSON text, because the call may wait long and many short strings take more memory than the text.
         operation = [type = *type, json = std::string(json)](FacadeSession& session) {
             Arguments again;
             nlohmann::json::sax_parse(json, &again);

@@ -7,8 +7,8 @@
 namespace web {
 
 /// Parses a script's call: the operation's name ("get", "set", "device" or "requestStartService") and the JSON text of
-/// its argument array. Returns 0 and sets `operation`, or returns a status: the operation or the list is unknown, the
-/// list is too large, or a television does not accept the list's texts.
+/// the argument array. Returns 0 and sets `operation`, or returns a status: the operation or the list is unknown, the
+/// list is too large, or the arguments are invalid.
 int parseCall(std::string_view name, std::string_view json, FacadeWorker::Operation& operation);
 
 }  // namespace web

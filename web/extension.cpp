@@ -32,7 +32,8 @@ std::string evaluate(JSCContext* context, char const* expression) {
     return takeText(jsc_value_to_string(value.get()));
 }
 
-/// Evaluates the origin in the document itself, because the frame's address does not show a sandbox.
+/// Evaluates the origin in the document itself, because the frame's address does not show whether the document is
+/// in a sandbox.
 bool isAllowed(Extension const& extension, WebKitFrame* frame) {
     Ref<JSCContext> const context(webkit_frame_get_js_context_for_script_world(frame, extension.isolatedWorld.get()));
     return extension.allowed.allows(evaluate(context.get(), "location.protocol"),

@@ -12,8 +12,8 @@ namespace model_keys = orvane::model_keys;
 
 namespace {
 
-// Makes a value of the JSON library only from a text, because the destructor of the library's lists and objects
-// allocates memory and ends the process if memory runs out.
+// This file makes no lists or objects of the JSON library, only texts. The destructor of a list or an object allocates
+// memory, and the process ends if memory runs out.
 std::string toJson(std::string const& text) {
     return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }

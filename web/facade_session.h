@@ -21,7 +21,7 @@ struct Answer {
 /// Returns the array's JSON text. Invalid UTF-8 becomes U+FFFD.
 std::string jsonOf(std::vector<std::string> const& texts);
 
-/// A list of the facade.
+/// The access object of one of the facade's lists.
 class ListAccess : public orvane::NRXModelAccess::StringListAccess {
 public:
     using ValueAccessT::ValueAccessT;
@@ -32,7 +32,7 @@ public:
     void tryConnect() noexcept;
 };
 
-/// The facade with its access objects, from the first document's attach until the last document's detach.
+/// The facade with its access objects. Exists from the first document's attach until the last document's detach.
 ///
 /// Only the worker thread calls the operations that may block. The worker thread also destroys the session.
 class FacadeSession {

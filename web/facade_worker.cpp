@@ -22,7 +22,7 @@ FacadeWorker::~FacadeWorker() {
 void FacadeWorker::attach(std::shared_ptr<ListQueue> documentQueue) {
     {
         television::MutexLock const lock(mutex_);
-        documentQueues_.reserve(documentQueues_.size() + 1);  // No session starts if the document cannot be added.
+        documentQueues_.reserve(documentQueues_.size() + 1);  // If memory runs out, throws before a session starts.
     }
     if (session_ == nullptr) {
         auto session = std::make_shared<FacadeSession>(*this);

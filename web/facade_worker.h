@@ -38,8 +38,8 @@ public:
 
     /// Registers a document. The first document starts a session.
     void attach(std::shared_ptr<ListQueue> documentQueue);
-    /// Closes the queue and drops the document's calls that the worker has not started. The last document ends the
-    /// session. Needs no memory.
+    /// Closes the queue and drops the document's calls that the worker has not started. The detach of the last document
+    /// ends the session. Allocates no memory.
     void detach(ListQueue& documentQueue);
     /// Starts or stops listening to the lists of a type. The change applies to every list that arrives after
     /// `listen` has returned.
@@ -57,12 +57,13 @@ private:
     /// Pushes a list to the documents that listen.
     void distribute(ListType type, std::vector<std::string> const& texts) noexcept;
 
-    /// Work for the worker thread. `documentQueue` is the queue of the document that made a call, or null.
+    /// Work for the worker thread. `documentQueue` is the queue of the document whose call the task makes, or null if
+    /// the task makes no call.
     struct Task {
         std::function<void()> run;
         std::shared_ptr<ListQueue const> documentQueue;
     };
-    using Tasks = std::list<Task>;  // Moved without memory.
+    using Tasks = std::list<Task>;  // A splice moves a task and allocates no memory.
     void post(Tasks task);
     /// Calls `post`. Repeats the call if memory runs out, until the worker stops.
     template <typename Post>

@@ -21,7 +21,7 @@ Ref<T> addRef(T* object) {
     return Ref<T>(static_cast<T*>(g_object_ref(object)));
 }
 
-/// Deletes a `T`; a `GDestroyNotify`.
+/// Deletes a `T`. Can be passed as a `GDestroyNotify`.
 template <typename T>
 void destroy(gpointer data) {
     std::default_delete<T>()(static_cast<T*>(data));

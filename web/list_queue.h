@@ -32,8 +32,8 @@ public:
         ListText list;
     };
 
-    /// `push` calls `scheduleDelivery`, with no lock held, for the first list and for the first list after each empty
-    /// `pop`.
+    /// `push` calls `scheduleDelivery`, with no lock held, for the first list, and for the first list after each `pop`
+    /// that found the queue empty.
     explicit ListQueue(std::function<void()> scheduleDelivery) : scheduleDelivery_(std::move(scheduleDelivery)) {}
 
     /// Selects whether `push` accepts lists of the type. At first `push` accepts no list.
@@ -45,7 +45,7 @@ public:
     /// Returns nothing if the queue is empty.
     std::optional<QueuedList> pop();
 
-    /// Drops the waiting lists and all lists pushed later.
+    /// Drops the waiting lists and all lists that are pushed later.
     void close();
 
 private:

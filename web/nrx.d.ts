@@ -7,10 +7,13 @@ type NRXList = "command" | "event";
 
 type NRXListener = ((this: NRX, event: NRXListEvent) => unknown) | { handleEvent(event: NRXListEvent): unknown };
 
-/** The reason of rejected calls. */
+/** The error with which a call of `nrx` rejects. */
 interface NRXError extends Error {
     readonly name: "NRXError";
-    /** The television's status, or 127: the list is too large, 128: too many calls wait, 129: the page was left. */
+    /**
+     * The status of the television or of the library, or 127 (the list is too large), 128 (too many calls wait) or 129
+     * (the page was left).
+     */
     readonly status: number;
 }
 
@@ -38,11 +41,11 @@ interface NRX extends EventTarget {
     readonly set: (list: NRXList, texts: readonly string[]) => Promise<void>;
     /** Reads the facts about the television; never returns cached facts. */
     readonly device: () => Promise<NRXDevice>;
-    /** Asks the television to start the NRX service. Resolves after the request, whatever the television's reply. */
+    /** Asks the television to start the NRX service. Resolves after the request, even if the television refuses. */
     readonly requestStartService: () => Promise<void>;
 }
 
-/** Exists only in the main documents of the origins that the television allows. */
+/** Exists only in the documents of main frames, and only for the origins that the web extension allows. */
 declare const nrx: NRX;
 
 interface Window {

@@ -17,7 +17,7 @@ function installNrx(native) {
     const TYPES = ["command", "event"];
     const STATUS_PAGE_HIDDEN = 129;
 
-    // A library of the page may replace these functions later.
+    // Keeps the browser's functions, because a script of the page may replace them later.
     const { CustomEvent } = globalThis;
     const { parse, stringify } = JSON;
     const { apply } = Reflect;
@@ -32,7 +32,7 @@ function installNrx(native) {
     let isConstructing = false;
     let isShown = true;
     let isAttached = false;
-    let isStopDeferred = false;  // While a list is dispatched, `native` keeps listening to a type without listeners.
+    let isStopDeferred = false;  // Whether `native` listens to types without listeners until `updateListening`.
     let lastId = 0;
     const pendingCalls = new Map();  // By identifier.
     const listeners = { command: [], event: [] };       // By type: entries with the arguments of `addEventListener`.
@@ -103,11 +103,11 @@ function installNrx(native) {
     }
 
     function receiveList(type, json) {
-        // The page's own "abort" listener may have stopped the event before the entry's listener.
+        // An "abort" listener of the page may have stopped the "abort" event before `onAbort` was called.
         for (const entry of listeners[type].filter(({ signal }) => signal?.aborted)) {
             removeEntry(entry);
         }
-        // A page that awaits one list after another has no listener between two lists.
+        // A page that awaits one list after another has no listener between two lists, but must miss no list.
         isStopDeferred = true;
         const detail = Object.freeze(parse(json));
         apply(dispatchEvent, nrx, [new CustomEvent(type, { __proto__: null, detail })]);
@@ -151,7 +151,7 @@ function installNrx(native) {
             return;
         }
         const { type, callback, capture, once, passive, signal } = entry;
-        // The browser calls this wrapper. The wrapper also removes the entry of a listener for one event.
+        // The browser calls this wrapper. The wrapper also removes the entry of a `once` listener.
         entry.wrapper = function (event) {
             if (once) {
                 removeEntry(entry);
@@ -270,7 +270,7 @@ function installNrx(native) {
         get onevent() { return this.#handlers.event.get(); }
         set onevent(handler) { this.#handlers.event.set(handler); }
 
-        // The asynchronous methods never throw: a wrong `this` and a wrong argument reject, too.
+        // The asynchronous methods never throw. If `this` or an argument is wrong, the promise rejects.
 
         async get(list) {
             this.#handlers;

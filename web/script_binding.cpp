@@ -120,7 +120,7 @@ void ScriptBinding::deliverLists() {
         if (!queued) {
             return;
         }
-        Ref<JSCValue> const receiver = addRef(receiver_.get());  // The script may detach.
+        Ref<JSCValue> const receiver = addRef(receiver_.get());  // The script may detach, which resets `receiver_`.
         Ref<JSCValue> const isUpdateDue(jsc_value_object_invoke_method(
             receiver.get(), "receiveList", G_TYPE_STRING, LIST_NAMES.at(indexOf(queued->type)), G_TYPE_STRING,
             queued->list->c_str(), G_TYPE_NONE));

@@ -13,8 +13,9 @@ namespace web {
 
 /// Connects the script nrx.js of one document with the facade worker. Runs on the main thread.
 ///
-/// The script's native functions own the binding. The binding refers to functions of the script, and so keeps the
-/// document alive, only while attached: from the script's first use of the binding until the document is hidden.
+/// The script's native functions own the binding. The binding is attached from the script's first use of the binding
+/// until the document is hidden. Only an attached binding refers to the script's functions, and so keeps the document
+/// alive.
 class ScriptBinding : public std::enable_shared_from_this<ScriptBinding> {
 public:
     /// Defines `nrx` in the document of `context`, before the document's first script. The worker must outlive the

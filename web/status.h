@@ -14,7 +14,7 @@ enum Status : int {
 /// The largest list that a page may write, as the sum of the texts' UTF-8 bytes. An empty text counts as one byte.
 inline constexpr std::size_t MAX_LIST_BYTES = std::size_t{1} << 20U;
 
-/// The number of calls of one document that may be pending.
+/// The largest number of pending calls of one document.
 inline constexpr std::size_t MAX_PENDING_CALLS = 1000;
 
 }  // namespace web

@@ -25,12 +25,12 @@ struct ModelObject {
     Content content;
 };
 
-/// A model file or a value is invalid. The text has the place, the found content and the expected content.
+/// A model file or a value is invalid. The message says why. For a model file, the message also names the file.
 struct ModelError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Reads the objects of a model file, at most 64 MiB:
+/// Reads the objects of a model file of at most 64 MiB:
 ///
 ///     {"objects": [{"key": "…", "type": "string", "value": "…"}, …]}
 ///
@@ -38,22 +38,23 @@ struct ModelError : std::runtime_error {
 /// each a list of strings). Throws `ModelError` unless the whole file is valid.
 std::vector<ModelObject> readModelFile(std::string const& path);
 
-/// The content of an object of the type, from the words of a command. For a table, each word contains the columns of a
-/// row. For an object without content, the word is the number of its type. Throws `ModelError` or `CommandError`.
+/// Makes the content of an object from the words of a command. `type` is one of the names in `typeNames`. For a table,
+/// each word contains the columns of a row. For the type "bare", the only word is the number of the object's type.
+/// Throws `ModelError` or `CommandError`.
 Content contentFromCommandWords(std::string const& type, Words const& words);
 
 /// The words from which `contentFromCommandWords` makes the value.
 Words wordsOfValue(television::Value const& value);
 
-/// The name of the type, as `contentFromCommandWords` takes the name. For an object without content, the name and the
-/// number of the type.
+/// Returns the name of the type, as `contentFromCommandWords` takes the name. For a type that has no such name, returns
+/// "bare" and the number of the type.
 std::string typeName(objbus::ObjectTypeSpec type);
 
 /// The types that `contentFromCommandWords` takes, separated by bars.
 std::string typeNames();
 
-/// Calls `use.operator()<T>()` for the plain kind with the name. Its values have the type `T`. Returns whether the kind
-/// exists.
+/// Calls `use.operator()<T>()` for the plain kind with the name. `T` is the type of the kind's values. Returns whether
+/// the kind exists.
 template <typename Use>
 bool callForPlainKindNamed(std::string const& name, Use const& use) {
     return television::anyOfPlainKinds([&]<typename T>() {

@@ -8,15 +8,15 @@ namespace nrx_console {
 /// The kind of a line: an answer of a command, an error of a command or of the log, or another line of the log.
 enum class Kind { ordinary, critical, error, information, detail };
 
-/// Writes a line, from any thread: answers to standard output, all other lines to standard error. The caller escapes
-/// text from outside.
+/// Writes a line. Ordinary lines go to standard output, all other lines to standard error. Any thread may call this
+/// function. The caller must escape untrusted text.
 void printLine(std::string const& line, Kind kind = Kind::ordinary);
 
 /// Writes a line without waiting for a reader. Shortens a long line. Drops the line if the output is not writable.
 void printLineIfWritable(std::string line, Kind kind = Kind::ordinary);
 
 /// Passes later lines to `sink` instead of the output, on the printing thread. With an empty `sink`, lines go to the
-/// output again. At the return, no call of the earlier sink runs.
+/// output again. When `setLineSink` returns, no call of the earlier sink runs.
 void setLineSink(std::function<void(std::string const& line, Kind kind)> sink);
 
 }  // namespace nrx_console

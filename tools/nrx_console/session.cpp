@@ -15,8 +15,8 @@ namespace nrx_console {
 
 namespace {
 
-/// The text of an exception that the command in the line threw. If the exception is not one of the console's own types,
-/// the text also contains the line.
+/// The text of an exception that the command in the line threw. If the exception is neither a `CommandError` nor a
+/// `ModelError`, the text also contains the line.
 std::string textOf(std::exception const& error, std::string const& line) {
     constexpr std::size_t MOST_BYTES = 200;
     bool const isOurs =

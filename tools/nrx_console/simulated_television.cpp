@@ -20,7 +20,8 @@ void printEach(std::string line, std::vector<Element> const& elements, WordsOf c
     printLine(line);
 }
 
-/// Shortens the output and never waits for a reader, because clients may invoke faster than a reader reads.
+/// Shortens the output and never waits for a reader, because clients may invoke actions faster than a reader reads
+/// the output.
 void printInvocation(std::string const& key, std::vector<objbus::Argument> const& arguments) {
     constexpr std::size_t MOST_PRINTED = 20;
     constexpr std::size_t MOST_PRINTED_BYTES = 500;  // An escape may print four bytes for each of these bytes.

@@ -7,13 +7,14 @@
 
 namespace {
 
-/// The directory. Never destroyed, because files are opened until the process ends.
+/// The directory of `redirectDeviceFileOpens`, or an empty text. Never destroyed, because files are opened until the
+/// process ends.
 std::string& sysroot() {
     static auto* const directory = new std::string;
     return *directory;
 }
 
-/// Whether the path is a television's own file. All other files are those of this machine.
+/// Whether the path is that of a television's own file. Other paths are not redirected.
 bool isTelevisions(std::string_view path) { return path.starts_with("/APPS/") || path.starts_with("/var/local/"); }
 
 }  // namespace

@@ -28,18 +28,18 @@ public:
 // The functions below have several definitions. The build links the definitions that fit the program's platform
 // library.
 
-/// Makes a simulated television with the objects of `model`. The television is on until its destruction. For a
-/// television on a message bus, returns the commands that call the television, and ignores `model`. For a real
-/// television, returns null.
+/// Makes a simulated television with the objects of `model`. The television is on until the returned object is
+/// destroyed. For a television on a message bus, returns the commands that call the television, and ignores `model`.
+/// For a real television, returns null.
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
 
 /// Returns a status other than 0 if the television is on a message bus and does not answer, otherwise 0.
 int statusOfReachingTelevision();
 
-/// Whether `makeTelevision` makes a simulated television from the objects.
+/// Whether `makeTelevision` makes a simulated television from the objects of `model`.
 bool televisionIsSimulated();
 
-/// Returns the words for the television in the program's help.
+/// Returns the text that stands for the television in the program's help.
 std::string televisionDescription();
 
 /// Starts or stops printing log lines as lines of the console, if the platform library can redirect the log.

@@ -41,8 +41,8 @@ private:
     void show(Words const& arguments);
     void showTableRows(Words const& arguments);
 
-    /// Access objects whose iterators were not destroyed because of an exception. The television may still notify these
-    /// access objects.
+    /// The access objects of the iterators. If an exception ends a command before the iterator is destroyed, the access
+    /// object stays here, because the television may still notify the access object.
     std::vector<std::unique_ptr<orvane::system::support::IteratorAccess>> iterators_;
 };
 

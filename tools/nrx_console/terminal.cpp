@@ -92,7 +92,8 @@ public:
         el_set(editor_, EL_GETCFN, readCharacter);
         el_source(editor_, nullptr);
         struct sigaction action {};
-        action.sa_handler = onInterrupt;  // Without SA_RESTART, so that a signal interrupts the wait for a character.
+        // SA_RESTART is not set, so that a signal interrupts the wait for a character.
+        action.sa_handler = onInterrupt;
         sigaction(SIGINT, &action, nullptr);
         action.sa_handler = [](int /*signal*/) {};
         sigaction(SIGWINCH, &action, nullptr);
@@ -138,7 +139,8 @@ private:
         return *static_cast<LineEditor*>(data);
     }
 
-    /// Called by any thread. While a line is edited, only the editing thread knows where the cursor is.
+    /// Any thread may call this function. While a line is edited, only the editing thread prints on the terminal,
+    /// because only this thread knows where the cursor is.
     void print(std::string const& line, Kind kind) {
         std::lock_guard const lock(mutex_);
         if (kind != Kind::ordinary && isatty(STDERR_FILENO) == 0) {
@@ -180,7 +182,7 @@ private:
                 if (errno != EINTR) {
                     return -1;
                 }
-                el_resize(editor);  // The signal may be a change of the terminal's size.
+                el_resize(editor);  // The signal may report a change of the terminal's size.
             }
             if (std::exchange(isInterrupted, 0) != 0) {
                 *character = CTRL_U;  // Empties the line.

@@ -14,8 +14,8 @@ using Complete = std::function<Words(std::string const& line)>;
 using HandleLine = std::function<bool(std::string const& line)>;
 
 /// Edits lines on the terminal at standard input, and passes each line to `handle`, until `handle` returns false or the
-/// input ends. Lines that any thread prints meanwhile appear above the prompt. The file `historyFile` keeps edited
-/// lines unless its path is empty. One call at a time.
+/// input ends. Lines that any thread prints meanwhile appear above the prompt. The file `historyFile` keeps the
+/// lines, unless the path is empty. Must not be called while another call runs.
 void editLines(std::string const& historyFile, Complete const& complete, HandleLine const& handle);
 
 }  // namespace nrx_console

@@ -3,7 +3,7 @@
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/terminal.h"
 
-// The terminal of a program without libedit, the library that edits lines.
+// Implements terminal.h without libedit, the library that edits lines.
 
 namespace nrx_console {
 

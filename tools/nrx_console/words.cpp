@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::string_view BLANKS = " \t\r";
 
-/// Consumes an escape sequence after its backslash.
+/// Consumes the rest of an escape sequence after its backslash.
 char consumeEscape(std::string_view& rest) {
     constexpr std::string_view NAMES = "nrt\"\\";
     constexpr std::string_view NAMED = "\n\r\t\"\\";

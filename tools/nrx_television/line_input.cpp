@@ -68,7 +68,7 @@ int LineInput::read() noexcept try {
     }
     partialLine_ += text;
     return 0;
-} catch (...) {  // No memory. After a negative result the loop disables the source.
+} catch (...) {  // Memory ran out. After a negative result, the loop disables the source.
     return -ENOMEM;
 }
 

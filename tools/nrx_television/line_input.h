@@ -20,15 +20,15 @@ public:
     ~LineInput() = default;
 
     [[nodiscard]] bool hasLine() const { return !lines_.empty(); }
-    /// Removes and returns the next line, without its line feed. Returns nothing if no complete line has been read.
+    /// Removes and returns the next line, without its line feed. Returns nothing if no line is waiting.
     std::optional<std::string> takeLine();
-    /// The number of the last taken line, from 1.
+    /// The number of the line that `takeLine` returned last. The first line has the number 1.
     [[nodiscard]] int lineNumber() const { return lineNumber_; }
 
 private:
     static int handleReadable(sd_event_source* source, int descriptor, unsigned int events, void* input) noexcept;
     static int handleRegularFile(sd_event_source* source, void* input) noexcept;
-    /// Reads what is available. Disables the source at the end of the file.
+    /// Reads available bytes. Disables the source at the end of the file and after an error.
     int read() noexcept;
 
     int const descriptor_;

@@ -49,7 +49,8 @@ std::string systemBusAddress() {
     return address != nullptr && *address != '\0' ? address : "unix:path=/run/dbus/system_bus_socket";
 }
 
-/// Gives access to the users and groups that the option names. Throws `std::runtime_error`.
+/// Gives `access` to the users and groups in `names`, the values of `option`. Throws `std::runtime_error` for an
+/// unknown name.
 void allow(Permissions& permissions, std::string const& option, std::vector<std::string> const& names, Access access) {
     for (std::string const& name : names) {
         if (!permissions.grant(name, access)) {
@@ -69,7 +70,7 @@ void blockTerminationSignals() {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
-/// Serves until the program is terminated, and returns its exit status.
+/// Serves until a signal or the command "quit" ends the program. Returns the exit status.
 int serve(nrx_console::SimulatedTelevision& television, Server& server, sd_event* loop, bool commands) {
     std::optional<nrx_console::Console> console;
     std::optional<nrx_television::LineInput> input;
@@ -127,7 +128,8 @@ int run(int argc, char** argv) {
         command_line::printError(PROGRAM, error.what());
         return command_line::EXIT_NOT_STARTED;
     }
-    bus::Bus bus = bus::server::connectToBus(address.value_or(""));  // May take long. A signal still ends the program.
+    // The connect may take long. The signals are blocked only afterwards, so that a signal can end the connect.
+    bus::Bus bus = bus::server::connectToBus(address.value_or(""));
     blockTerminationSignals();
     bus::server::ServerLoop loop;
     nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::requireBusEncodable);

@@ -8,7 +8,8 @@
 
 namespace nrx_television {
 
-/// The console commands of a simulated television that a server serves. Both outlive this object.
+/// The console commands of a simulated television that a server serves. The television and the server must outlive this
+/// object.
 class ServedTelevisionCommands final : public nrx_console::TelevisionCommands {
 public:
     ServedTelevisionCommands(nrx_console::SimulatedTelevision& television, bus::server::Server& server)
@@ -24,7 +25,7 @@ private:
     bus::server::Server& server_;
 };
 
-/// Throws `CommandError` for content with a text that the bus does not carry.
+/// Throws `CommandError` for content with a text that cannot be sent over the bus.
 void requireBusEncodable(nrx_console::Content const& content);
 
 }  // namespace nrx_television

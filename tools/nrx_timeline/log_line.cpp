@@ -42,7 +42,7 @@ bool toNumber(std::string_view text, Number& number) {
     return isNumber(text) && std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc();
 }
 
-/// Consumes a stamp. Returns false for an incomplete or invalid stamp, true for a line without a stamp.
+/// Consumes the stamp, if the line has one. Returns false if the stamp is incomplete or invalid.
 bool takeTimestamp(std::string_view& line, std::optional<Timestamp>& stamp) {
     constexpr std::int64_t MOST_SECONDS = 1'000'000'000'000;  // This time in microseconds fits into 64 bits.
     if (line.size() < 2 || line[0] != '[' || !isNumber(line.substr(1, 1))) {

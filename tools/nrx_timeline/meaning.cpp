@@ -22,8 +22,8 @@ constexpr std::string_view ERRORS[] = {"Action Failed : ",
                                        "Value is too large ",
                                        "error: "};
 
-/// A message that begins with `beginning`. The detail is between the first `open` after the beginning and the next
-/// `close`.
+/// The form of a message that begins with `beginning`. The key or the value is between the first `open` after the
+/// beginning and the next `close`. An empty `close` stands for the end of the message.
 struct Form {
     std::string_view beginning;
     std::string_view open;
@@ -73,7 +73,7 @@ KeyAndValue keyAndValueOf(LogLine const& message) {
             keyAndValue.*form.member = text.substr(0, close);
         }
     }
-    if (keyAndValue.value && keyAndValue.value->ends_with(' ')) {  // The message ends with a blank.
+    if (keyAndValue.value && keyAndValue.value->ends_with(' ')) {  // The message has a blank after the value.
         keyAndValue.value->remove_suffix(1);
     }
     if (message.operation == "onNRXCommandValueChanged") {

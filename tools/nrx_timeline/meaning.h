@@ -5,14 +5,15 @@
 
 #include "tools/nrx_timeline/log_line.h"
 
-// Facts about the library's operations and messages that the log lines do not contain.
+// Facts about the library's operations and messages. The log lines do not contain these facts.
 
 namespace nrx_timeline {
 
 /// Whether the library writes the message as an error or a critical error.
 bool isError(std::string_view message);
 
-/// The key of the model object and the value in a message, if the message has them. Both refer to the line's text.
+/// The key of the model object and the value in a message, if the message has them. Both are valid as long as
+/// the line's text.
 struct KeyAndValue {
     std::optional<std::string_view> key{};
     std::optional<std::string_view> value{};

@@ -21,13 +21,13 @@ constexpr std::size_t INDENT = 10;
 constexpr std::size_t MOST_INDENT = 20 * INDENT;
 constexpr std::size_t MARGIN = 16;
 
-constexpr std::int64_t SHORTEST_WAIT = 10'000;  ///< The shortest drawn wait between two rows, in microseconds.
+constexpr std::int64_t SHORTEST_WAIT = 10'000;  ///< The shortest wait that is drawn between rows, in microseconds.
 
 constexpr char MESSAGE_COLOUR[] = "#d9730d";
 constexpr char ERROR_COLOUR[] = "#c00000";
 constexpr char WAIT_COLOUR[] = "#eeeeee";
 
-/// The text for XML: printable, with markup and the two noncharacters of the basic plane escaped.
+/// Makes the text printable and escapes the characters of XML markup, and U+FFFE and U+FFFF, which XML does not permit.
 std::string escaped(std::string_view untrusted) {
     constexpr std::pair<std::string_view, std::string_view> ESCAPES[] = {
         {"&", "&amp;"},
@@ -222,7 +222,7 @@ private:
         output_ << "</svg>\n";
     }
 
-    /// Writes the lines of text, and then ends the SVG group of the slice or the mark.
+    /// Writes the lines of text, and then ends the SVG group of the slice or the message.
     void writeLines(std::vector<std::string> const& lines, std::size_t x, std::size_t top, char const* colour) {
         for (std::string const& line : lines) {
             writeText(x, top, line, colour);
@@ -256,7 +256,7 @@ private:
 
     Timeline const& timeline_;
     std::ostream& output_;
-    std::vector<std::int64_t> waits_;  ///< The microseconds before each row.
+    std::vector<std::int64_t> waits_;  ///< The wait before each row, in microseconds.
     std::vector<std::size_t> tops_;    ///< The top of each row, and of the row after the last row.
     std::size_t height_ = HEAD_HEIGHT;
 };

@@ -18,7 +18,8 @@ class LaneBuilder {
 public:
     explicit LaneBuilder(int thread) : lane_{thread, "thread " + std::to_string(thread), {}, {}} {}
 
-    /// Raises the time of the position to the latest time in the lane.
+    /// Adds a line. If the lane has a later time than `position`, sets the time of `position` to the latest time in the
+    /// lane.
     void add(LogLine line, EventPosition& position) {
         position.microsecondsOrLine = std::max(position.microsecondsOrLine, latest_);
         latest_ = position.microsecondsOrLine;
@@ -57,14 +58,14 @@ private:
         lane_.messages.push_back({std::move(text), std::move(sourceLocation), open_.size(), position, isError});
     }
 
-    /// Adds the role of an outermost operation to the roles of the lane.
+    /// Adds the operation's role to the roles of the lane if the role is known and no operation is open.
     void addRole(std::string const& operation) {
         if (ThreadRole const role = threadRoleOf(operation); role != ThreadRole::unknown && open_.empty()) {
             roles_.insert(role);
         }
     }
 
-    /// Adds the details of a message to the innermost open slices.
+    /// Adds the key and the value of a message to the innermost open slices.
     void addKeyAndValue(KeyAndValue const& keyAndValue) {
         constexpr std::size_t MOST_SLICES = 3;
         constexpr std::size_t MOST_BYTES = 500;
@@ -88,8 +89,8 @@ private:
         return slice;
     }
 
-    /// Closes the innermost open slice of the operation, and the slices inside, whose exits are not in the log. The
-    /// count by name avoids a search if no slice of the operation is open.
+    /// Closes the innermost open slice of the operation, and the slices inside this slice, whose exits are not in
+    /// the log. The count by name avoids a search if no slice of the operation is open.
     void leave(LogLine line, EventPosition const& position) {
         auto const open = openByName_.find(line.operation);
         if (open == openByName_.end() || open->second == 0) {

@@ -51,7 +51,7 @@ struct Timeline {
     std::int64_t begin = 0;                ///< The earliest time.
     EventPosition end{};                   ///< `eventIndex` is the number of rows, and the time is the latest time.
     std::size_t lineCount = 0;
-    std::size_t skippedLineCount = 0;  ///< The lines that are not complete lines of the library's log.
+    std::size_t skippedLineCount = 0;  ///< The number of lines that are incomplete or not the library's.
 };
 
 /// Lays out a log. If any line has a stamp, lines without a stamp are skipped as incomplete.

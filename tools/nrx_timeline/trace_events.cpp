@@ -8,7 +8,7 @@ namespace {
 
 using nlohmann::json;
 
-/// The members that all events have.
+/// Makes an event with the members that all events have.
 json event(char const* phase, std::string const& name, Lane const& lane, std::int64_t time, json const& arguments) {
     return {{"ph", phase}, {"name", name}, {"pid", 1}, {"tid", lane.thread}, {"ts", time}, {"args", arguments}};
 }
@@ -17,7 +17,7 @@ json event(char const* phase, std::string const& name, Lane const& lane, std::in
 
 void writeTraceEvents(Timeline const& timeline, std::ostream& output) {
     char const* separator = "\n";
-    auto const add = [&](json const& event) {  // Writes each event at once, so that the list is never in memory.
+    auto const add = [&](json const& event) {  // Writes the event now, so that memory never holds all events.
         output << separator << event.dump(-1, ' ', true, json::error_handler_t::replace);
         separator = ",\n";
     };

@@ -4,7 +4,7 @@
 (function () {
     "use strict";
 
-    // The events that the page can send: a word and its values.
+    // The events that the page can send. An event is a word and one of the values in the word's row.
     const EVENTS = [
         ["volume", ["10", "21", "40"]],
         ["playing", ["channel 5", "channel 9", "a film"]],
@@ -16,7 +16,7 @@
     const MAX_CHARACTERS = 160;
     const POLL_INTERVAL = 2000;  // Milliseconds between two checks for the television.
 
-    // By status: its meaning and an advice.
+    // The meaning of each status, and advice.
     const STATUSES = {
         5: ["The television has not been there since this page was opened.",
             "Switch the television on. The page goes on by itself."],
@@ -53,7 +53,7 @@
     const formatList = (texts) =>
         texts.map((text) => (/^[\w.:-]+$/.test(text) ? text : JSON.stringify(text))).join(" ");
 
-    /** Returns an error's meaning and an advice. */
+    /** Returns the meaning of an error, and advice. */
     function explain(error) {
         if (error.name !== "NRXError") {
             return ["The page made a mistake.", error.message];
@@ -153,7 +153,7 @@
     async function startService() {
         showResult("start-result", "", "Asking the television");
         try {
-            await nrx.get("command");  // Rejects without a television; the request itself does not.
+            await nrx.get("command");  // Rejects if no television is there; `requestStartService` does not.
             await nrx.requestStartService();
             const text = `${timeOfDay()}  The television was asked. The service reports with its first list.`;
             showResult("start-result", "good", text);

@@ -1,5 +1,5 @@
-// Defines `nrx` in a page without a television. The object is the real one, made by `installNrx` of nrx.js; only the
-// native part is replaced. The native part plays recorded lists and sends recorded answers.
+// Defines `nrx` in a page without a television. `installNrx` of nrx.js makes the object, as in the web engine. This
+// script replaces only the object `native`. The replacement plays recorded lists and sends recorded answers.
 
 (function () {
     "use strict";
@@ -27,8 +27,8 @@
 
     const ANSWER_DELAY = 40;  // Milliseconds.
     const lists = { command: [], event: [] };
-    let listening = {};  // By type.
-    let receiver = null;  // The functions of nrx.js, from `attach` to `detach`.
+    let listening = {};  // By type: whether nrx.js listens.
+    let receiver = null;  // The functions of nrx.js after `attach`. Null after `detach`.
     let position = 0;
     let timer = 0;
 
