@@ -4,7 +4,7 @@
 
 namespace test::hostile_messages_test {
 
-/// A method of the television, and an operation of a client that calls the method and returns the operation's status.
+/// A method of the television, and a function that lets a client call this method and returns the client's status.
 struct Operation {
     char const* method;
     int (*perform)(Clients& clients);
