@@ -32,7 +32,7 @@ public:
 private:
     Process();
 
-    void* platformReserved_[4];  ///< Space for the television's state, because the object is on the caller's stack.
+    void* platformReserved_[4];  ///< Space for the television's state. The caller's program reserves this space.
 };
 
 static_assert(sizeof(Interface) == sizeof(void*));  // The virtual table only.
