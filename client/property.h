@@ -122,9 +122,9 @@ public:
         : access_(new detail::PropertyAccess<T>(key, std::make_shared<detail::Watch<T>>(std::move(executor)))) {}
 
     /// Connects. Makes an attempt every 100 milliseconds, until the pauses between the attempts add up to `timeout`.
-    /// The attempts take time too. Fails at once if there is no root interface. `connect` is needed only if the model
-    /// object may appear after more than a second. A failure has the status 5 if the model object was not obtained, 6
-    /// if the object has another type, and 8 if the key is "missing".
+    /// The attempts take time too. Fails at once if there is no root interface. The other operations connect within
+    /// 1000 milliseconds. Call `connect` only if the model object may appear later. A failure has the status 5 if the
+    /// model object was not obtained, 6 if the object has another type, and 8 if the key is the text "missing".
     Result<void> connect(std::chrono::milliseconds timeout) {
         return access_->result("connect", access_->connectUntil(detail::deadlineAfter(timeout)));
     }

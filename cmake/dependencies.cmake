@@ -5,8 +5,8 @@
 # the headers of the library.
 include_guard()
 
-# Defines `target` for the header-only `package`. `headers` is the directory of the package's headers in the directory
-# of all headers.
+# Defines `target` for the header-only `package`. `headers` is the path of the package's headers, relative to
+# NRX_HOST_HEADERS.
 function(find_header_library package target headers)
     if(TARGET ${target})
         return()

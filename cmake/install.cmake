@@ -92,9 +92,9 @@ if(TARGET nrx_console)
         install(FILES tools/nrx_television/system/nrx-television.sysusers
                       tools/nrx_television/system/nrx.Television1.conf
                 DESTINATION ${bus_examples} COMPONENT bus_tools)
-        # Writes the program's full path to the service files during the installation, because
-        # `cmake --install --prefix` may change the configured prefix. The service files of a package name the directory
-        # into which the package is installed later.
+        # Writes the program's full path to the service files during the installation, because `cmake --install
+        # --prefix` may change the configured prefix. In a package, the service files contain a path in the directory
+        # into which the package is installed later (NRX_PACKAGE_PREFIX).
         cmake_path(ABSOLUTE_PATH bus_examples BASE_DIRECTORY "\${CMAKE_INSTALL_PREFIX}")
         install(CODE "
             set(program_prefix \"\${CMAKE_INSTALL_PREFIX}\")

@@ -20,7 +20,8 @@ public:
     SignalsBlocked() {
         sigset_t blocked;
         sigfillset(&blocked);
-        // The host's crash handler runs only if the thread of the crashed observer does not block the fault signal.
+        // If an observer crashes on a thread of the model, the host's crash handler runs only if this thread does not
+        // block the fault signal.
         for (int const fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
             sigdelset(&blocked, fault);
         }

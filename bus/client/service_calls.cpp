@@ -12,8 +12,8 @@
 
 namespace bus {
 
-/// One method call. The functions `arguments` and `reply` are called with the mutex held, so that a waiting caller does
-/// not return before `arguments` or `reply` has returned.
+/// One method call. The functions `arguments` and `reply` are called with the mutex held, so that the waiting caller
+/// does not return while one of these functions runs.
 struct ServiceConnection::PendingCall {
     ServiceConnection& connection;
     Method const method;

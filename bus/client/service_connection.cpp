@@ -152,8 +152,7 @@ void ServiceConnection::setNameOwner(std::string owner) {
     owner.swap(owner_);
     if (!owner.empty()) {
         nextNameAppearedRetry_ = Deadline::max();
-        // The watcher learns of the loss before its resync calls fail, because otherwise each failed call starts a
-        // resync.
+        // The watcher first cancels its resyncs. Otherwise each failed call of a resync would schedule another attempt.
         runNoexcept([this] { watcher_.handleNameVanished(); });
         failSentCalls(television::STATUS_NO_ANSWER);  // The next owner does not reply to calls to the earlier owner.
     }

@@ -19,7 +19,8 @@ std::optional<Number> find(int (*lookUp)(char const*, Entry*, char*, std::size_t
     if (auto const given = television::parseNumber<Number>(word)) {
         return given;
     }
-    constexpr std::size_t MOST_BYTES = std::size_t{1} << 20;  // An entry of a group contains the names of its users.
+    // The entry of a group with many users is long, because the entry contains the names of these users.
+    constexpr std::size_t MOST_BYTES = std::size_t{1} << 20;
     auto const texts = std::make_unique_for_overwrite<char[]>(MOST_BYTES);
     Entry entry{};
     Entry* found = nullptr;

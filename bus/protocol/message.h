@@ -48,7 +48,8 @@ using Slot = std::unique_ptr<sd_bus_slot, Release<sd_bus_slot_unref>>;
 using EventLoop = std::unique_ptr<sd_event, Release<sd_event_unref>>;
 using EventSource = std::unique_ptr<sd_event_source, Release<sd_event_source_disable_unref>>;
 
-/// Sets `pointer` to the object that `operation`, a call of libsystemd, returns in its argument; null on failure.
+/// Calls `operation`, a function of libsystemd that stores a new object through its pointer argument. Sets `pointer` to
+/// this object, or to null if `operation` fails.
 template <typename Pointer, typename Operation>
 int assignFromOutParameter(Pointer& pointer, Operation const& operation) {
     typename Pointer::pointer made = nullptr;
@@ -71,14 +72,14 @@ bool hasValidText(std::vector<T> const& values) {
 using television::payloadSize;
 
 /// The limit for the sum of `wireSize` of a message's values. A bus with dbus-daemon's built-in limits closes a
-/// connection that sends more than 32 MiB. The remaining 1 MiB is for the header and the containers.
+/// connection that sends a message of more than 32 MiB. The remaining 1 MiB is for the message's header and containers.
 constexpr std::size_t MAX_MESSAGE_BYTES = std::size_t{31} * 1024 * 1024;
 
 // An upper bound of a value's bytes in a message, including the lengths, the terminating zeros and the padding.
 template <typename Number>
 requires std::is_arithmetic_v<Number> std::size_t wireSize(Number /*value*/) {
-    // A number of more than 4 bytes may need padding before the number. A shorter number needs no padding, because
-    // the size of a text includes padding to a multiple of 4 bytes.
+    // A number of more than 4 bytes may need padding before the number. A shorter number needs no padding, because all
+    // numbers have at least 4 bytes and the size of a text includes padding to a multiple of 4 bytes.
     return sizeof(Number) > 4 ? 2 * sizeof(Number) : sizeof(Number);
 }
 std::size_t wireSize(std::string const& value);
