@@ -7,7 +7,7 @@
 namespace bench {
 
 /// Passes one list from the model to the client with the least work: one copy into the fields of a value, one copy into
-/// the client's list, the checks of the trace and log lines, and the virtual calls.
+/// the client's list, the calls that ask the platform whether to write each trace and log line, and the virtual calls.
 class LimitRelay {
 public:
     LimitRelay();

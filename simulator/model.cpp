@@ -7,7 +7,8 @@ namespace simulator {
 
 namespace {
 
-/// Returns whether the current connect attempt fails. Decrements a limited number of attempts.
+/// Returns whether the current connect attempt fails. Decrements the number of failing attempts unless the number is
+/// `FOREVER`.
 bool consumeFault(ConnectFault& fault) {
     if (fault.attempts == 0) {
         return false;

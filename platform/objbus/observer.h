@@ -66,7 +66,8 @@ public:
 class __attribute__((visibility("default"))) ObserverAction : public Observer {
 public:
     ~ObserverAction() override;
-    /// The action succeeded. A result's `index` is its position. The order of `results` has no meaning.
+    /// The action succeeded. A result's `index` is its position in the action's result list. The order of `results` has
+    /// no meaning.
     virtual void notifyResult(unsigned int actionId, std::vector<Argument> const& results) = 0;
     /// The action failed after its start. The television defines `error`.
     virtual void notifyExecutionError(unsigned int actionId, int error) = 0;
