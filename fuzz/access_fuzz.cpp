@@ -107,7 +107,7 @@ private:
             };
         }
         // With `notifiesDuringConnect`, a connect waits until its notification is delivered. If the facade connected
-        // inside another notification, the connect would wait forever.
+        // inside another notification, the connect would wait forever, because one thread delivers all notifications.
         auto const isEarly = [](auto& each) { return each.second.notifiesDuringConnect; };
         if (bytes.nextBool() && std::none_of(reference.keys.begin(), reference.keys.end(), isEarly)) {
             clients_[0].onNextNotification = [this] { useFacade(); };
@@ -186,7 +186,9 @@ private:
 
     void useIterator(ReferenceAccess& model, IteratorAccess& access) {
         if (model.throwsFromCall(Call::disconnect)) {
-            clearFaults();  // If a disconnect threw, a destroyed table access object would stay registered.
+            // `create` destroys the earlier table access. If the disconnect of that access threw, the television would
+            // later notify a destroyed object.
+            clearFaults();
         }
         auto* const iterator = access.getIterator();
         expect((iterator != nullptr) == (model.iteratedTable != nullptr),

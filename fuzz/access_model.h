@@ -224,7 +224,7 @@ public:
     }
     void requestStartNRXService() {
         auto& action = accesses_[SOURCE_SWITCH];
-        if (action->object == nullptr) {  // If the connect of a request fails, the request destroys its action.
+        if (action->object == nullptr) {  // A new action, because the facade destroys an action whose connect fails.
             action = std::make_shared<ReferenceAccess>(*action);
         }
         unsigned int id = UINT_MAX;

@@ -46,7 +46,7 @@ struct RecordingObserver final : ObserverNumericInteger,
 /// The television's object or iterator from which the signals come.
 struct Source {
     int type;                         ///< The object's type, or `ITERATOR`.
-    char const* interface;            ///< The interface of the signals or of the value.
+    char const* interface;            ///< The interface that has the value, or the signals if there is no value.
     char const* valueType = nullptr;  ///< The D-Bus type of the value; null if the object has no value.
 };
 constexpr int ITERATOR = 100;

@@ -228,8 +228,8 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     bool mayRunOut = false;
     while (bytes.isLeft()) {
         std::string const line = commandLine(bytes, console);
-        // Skips commands that make a disconnect fail. After a failed disconnect the model would call a destroyed
-        // object, as docs/guarantees.md says.
+        // Skips commands that make a disconnect fail. After a failed disconnect the simulated television would still
+        // notify the access object after its destruction, as docs/guarantees.md says.
         if (line.find("disconnect") != std::string::npos) {
             continue;
         }

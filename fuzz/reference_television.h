@@ -58,7 +58,7 @@ int statusOf(Operation const& operation) {
 
 /// An object that the television publishes, or has withdrawn.
 struct ReferenceObject {
-    /// An object whose type names no kind is also a table.
+    /// An object whose type is not from 1 to 8 is also a table.
     [[nodiscard]] bool isTable() const { return type == OBJECT_TYPE_BY_KIND[TABLE] || type < 1 || type > 8; }
 
     int type;

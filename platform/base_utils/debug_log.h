@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// A log statement's request for admission of a line. The caller makes and owns a new record for each check. The check
-/// may write the last two fields.
+/// With this record a log statement asks the platform whether a line may be written. The caller makes and owns a new
+/// record for each check. The check may write the last two fields.
 struct __attribute__((visibility("default"))) DebugLevelRecord {
     std::uint32_t levelCode;  ///< Module code in the upper 16 bits, severity in the lower 16.
     std::uint32_t frame;      ///< For the platform's use; initially 0.
