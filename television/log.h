@@ -58,9 +58,9 @@ public:
     /// Returns and removes the captured lines, in the order of writing.
     [[nodiscard]] std::vector<Line> take();
 
-    /// For the log operations: returns the result of `check`, or true if `check` is empty.
+    /// `debugCheckLevel` calls this function. Returns the result of `check`, or true if `check` is empty.
     bool admits(DebugLevelRecord& record) const;
-    /// For the log operations: adds a captured line.
+    /// `debugOutput` calls this function. Adds a captured line.
     void add(Line line);
 
 private:

@@ -1,5 +1,5 @@
-// The out-of-line members of the platform's classes. The compiler emits the virtual table of a class only in this
-// file if the class's virtual destructor is defined here.
+// The out-of-line members of the platform's classes. The virtual destructors are defined here. Therefore the compiler
+// emits the virtual tables of the classes here and in no other file.
 
 #include "frame/process.h"
 #include "objbus/object.h"

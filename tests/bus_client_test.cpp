@@ -128,7 +128,8 @@ TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
         EXPECT_EQ(client.read(), list[1]);
         this->expectReceived({}, other, late);
 
-        // After a loss, a value is notified unless it equals the last value that the connected clients have received.
+        // After a loss, the clients receive the value unless it equals the last notified value. The connect of an
+        // object's first client clears the last notified value.
         EXPECT_EQ(client.disconnect(), 0);
         Client<TypeParam> fresh(this->key);
         driver::set(this->key, list[2]);
@@ -170,7 +171,8 @@ TYPED_TEST(LostValue, IsRecoveredFromTheNextTelevisionThatPublishesIt) {
         driver::withdraw(this->key);
         driver::publish(this->key, this->values[1]);
         this->expectReceived({this->values[0]}, client, later);
-        EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);  // The withdrawal ends only with a new television.
+        // The client's object stays withdrawn until another television publishes the key.
+        EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);
         EXPECT_EQ(later.write(this->values[1]), STATUS_WITHDRAWN);
         EXPECT_EQ(client.disconnect() + later.disconnect(), 0);
     }

@@ -52,7 +52,8 @@ struct Television : ::testing::Environment {
         if (!program) {
             return;
         }
-        // `listObjects` synchronizes the threads for ThreadSanitizer, which sees no synchronization by another process.
+        // ThreadSanitizer does not see that the television's process orders the accesses of this thread and the
+        // platform's threads. The call of `listObjects` orders these accesses in this process.
         std::map<std::string, objbus::ObjectTypeSpec> listed;
         bus::listObjects(listed);
         std::string const mark = "# " + std::to_string(++marks);

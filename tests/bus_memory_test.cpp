@@ -27,7 +27,8 @@ Strings const MISSED{"a list that the clients miss while they are not on the bus
 
 std::atomic<television::Presence> lastPresence;
 void recordPresence(television::Presence presence) {
-    static thread_local ScopedAllocationSuccess const ofDeliveryThread;  // The test's observers run on this thread.
+    // Runs on the delivery thread. The allocations of the test's observers on this thread must not fail.
+    static thread_local ScopedAllocationSuccess const ofDeliveryThread;
     lastPresence = presence;
 }
 
@@ -79,7 +80,8 @@ struct BusMemory : HostileBus {
     /// Changes the list without a signal, so that the clients miss the change.
     void change() { answersByMethod["l Value"] = replyWithList(missed = MISSED); }
 
-    /// Expects that the client of the list receives a missed list, and that all clients then work as before.
+    /// If the clients have missed a change, expects that the list's client receives the new list. Then expects that all
+    /// clients work as before.
     void restore() {
         serveUntilDone(bus::waitUntilDelivered);
         for (bool isMissing = !std::exchange(missed, {}).empty(); isMissing;) {
