@@ -1,4 +1,5 @@
-// Tests late replies, failed replies and replies from an earlier television to connects and to resync reads.
+// Tests the replies to connects, and to the reads that the platform sends when a television returns. The replies are
+// late, are errors, or come from an earlier television.
 
 #include "hostile_bus.h"
 
