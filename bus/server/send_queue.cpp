@@ -47,9 +47,9 @@ void SendQueue::sendWaiting() {
 bool SendQueue::hasSdBusQueueRoom() {
     std::uint64_t unsent = 0;
     sd_bus_get_n_queued_write(bus_, &unsent);
-    // `unsent` also counts messages that do not come from this class, for example replies. Therefore the sizes of some
-    // messages may stay in `sdBusQueueSizes_` after sd-bus has sent these messages. The size of a message of this class
-    // always stays until sd-bus has sent the message.
+    // `unsent` also counts messages that do not come from this class, for example replies. Therefore `sdBusQueueSizes_`
+    // may still contain sizes of messages that sd-bus has sent. The loop never removes the size of a message that
+    // sd-bus has not sent.
     while (sdBusQueueSizes_.size() > unsent) {
         assert(sdBusQueueBytes_ >= sdBusQueueSizes_.front());
         sdBusQueueBytes_ -= sdBusQueueSizes_.front();

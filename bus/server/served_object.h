@@ -55,7 +55,8 @@ public:
     /// Appends the names of the interfaces.
     int appendInterfaces(sd_bus_message* message) const;
     /// Appends the interfaces with the properties that can be read, and subtracts the value's bytes from
-    /// `remainingBytes`. Omits a value that does not fit, and reports the first of successive omissions.
+    /// `remainingBytes`. Omits a value that does not fit. Reports the omission unless the previous call for this object
+    /// also omitted the value.
     int appendInterfacesAndProperties(sd_bus_message* message, std::size_t& remainingBytes);
 
 private:

@@ -20,8 +20,9 @@ namespace bus::server {
 /// Throws `std::runtime_error`.
 Bus connectToBus(std::string const& address);
 
-/// Serves a simulated television on a bus with the interfaces of bus/nrx.Television1.xml. The server is a client of the
-/// television. Used on the loop's thread. The television and the loop must outlive the server.
+/// Serves a simulated television on a bus with the interfaces of bus/nrx.Television1.xml. The server connects observers
+/// to the television's objects, as other code in the process does. Used on the loop's thread. The television and the
+/// loop must outlive the server.
 class Server {
 public:
     /// Adds the television's objects to the bus, for the clients that have permission. Throws `std::runtime_error`.

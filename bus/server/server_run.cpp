@@ -65,8 +65,8 @@ void Server::runLoopOnce(bool waitsForEvent) {
         return sd_bus_process(bus, nullptr);
     };
     int const result = sd_bus_is_open(bus) > 0 ? step() : sd_event_run(loop_.loop.get(), 0);
-    // The next call does not wait for the socket, because sd-bus may have already read a part of a message, and the
-    // socket does not become readable again for this part.
+    // If memory ran out, the next call does not wait for the socket, because sd-bus may have already read a part of a
+    // message, and the socket does not become readable again for this part.
     isBusReadInterrupted_ = result == -ENOMEM;
     if (isBusReadInterrupted_) {
         std::this_thread::sleep_for(NO_MEMORY_PAUSE);

@@ -28,7 +28,8 @@ constexpr milliseconds DEFAULT_TIMEOUT{1000};
 
 using Deadline = std::chrono::steady_clock::time_point;
 
-/// Returns the end of a timeout. A timeout is limited to the largest budget of `connect`, 24 days.
+/// Returns the end of a timeout. A longer timeout than `INT_MAX` milliseconds (24 days) is shortened to this value,
+/// because an access object's `connect` takes an `int`.
 inline Deadline deadlineAfter(milliseconds timeout) {
     return std::chrono::steady_clock::now() + std::clamp(timeout, milliseconds(0), milliseconds(INT_MAX));
 }
@@ -124,7 +125,8 @@ public:
     }
 
     /// Ends the registration and deletes the object, or keeps the object if the registration cannot be ended. After the
-    /// return, a handler may run only if the registration was not ended, or if the handler itself called this function.
+    /// return no handler runs, with two exceptions: the handler that called this function, and, if the registration was
+    /// not ended, a handler that the delivery thread has already called.
     struct End {
         void operator()(Connection* connection) const {
             connection->queue->close();

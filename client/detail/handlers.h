@@ -112,8 +112,8 @@ private:
     }
     void start(Call task) { task ? executor_(std::move(task)) : run(); }
 
-    /// Makes only the first call that waits in the queue, so that one task does not occupy its thread for long. If
-    /// a call already runs on the thread `runner_`, that thread makes the first waiting call later.
+    /// Makes one waiting call, so that one task does not occupy its thread for long. If this function already runs on
+    /// the thread `runner_`, a second run only adds a turn. The first run then makes one more waiting call.
     void run() noexcept {
         std::unique_lock lock(mutex_);
         ++turns_;
