@@ -13,7 +13,8 @@ namespace web {
 namespace {
 
 /// The arguments of a call. The parser passes the parts of the JSON text to this class and makes no values of the JSON
-/// library. The destructor of a list of this library allocates memory, and the process ends if memory runs out.
+/// library, because the destructor of a list of the JSON library allocates memory, and the process ends if this
+/// allocation fails.
 class Arguments final : public nlohmann::json_sax<nlohmann::json> {
 public:
     std::optional<std::string> name;  ///< The first argument, if the arguments are an array and the argument is a text.

@@ -27,8 +27,8 @@ public:
     using ValueAccessT::ValueAccessT;
 
     [[nodiscard]] bool isConnected() const { return object != nullptr; }
-    /// Makes one attempt to connect. `connect` overwrites the time limit for the connects of reads and writes, so
-    /// `tryConnect` restores the limit.
+    /// Makes one attempt to connect. A read or write that connects uses the time limit of the last `connect`. Therefore
+    /// `tryConnect` restores the limit after `connect(0)`.
     void tryConnect() noexcept;
 };
 

@@ -13,7 +13,7 @@
 
 namespace web {
 
-/// A list as the JSON text of its array. All documents that receive the list share the text.
+/// The JSON text of a list of strings. All documents that receive the list share the text.
 using ListText = std::shared_ptr<std::string const>;
 
 /// The lists that wait for one document, in the order of their arrival.

@@ -16,7 +16,8 @@ using television::STATUS_OK;
 
 namespace {
 
-/// The page's timers, messages and network replies run after this number of lists.
+/// The page receives at most this number of lists in one call of `deliverLists`. The page's timers, messages and
+/// network replies run before the next lists.
 constexpr int MAX_LISTS_PER_TURN = 64;
 constexpr int PRIORITY_BELOW_TIMERS = G_PRIORITY_DEFAULT + 20;
 

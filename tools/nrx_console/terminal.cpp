@@ -205,7 +205,7 @@ private:
             choices = self.complete_(line);
         } catch (CommandError const&) {  // The line cannot be split into words yet.
         }
-        if (choices.empty()) {  // Within quotes, the Tab key inserts `\t`.
+        if (choices.empty()) {  // Within quotes, the Tab key inserts a backslash and a t.
             return isQuoteOpen(line) && el_insertstr(editor, "\\t") == 0 ? CC_REFRESH : CC_REFRESH_BEEP;
         }
         std::string common = choices.front();

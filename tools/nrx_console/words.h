@@ -32,7 +32,8 @@ Words wordsOf(std::string_view line);
 /// The rows of a table. Each element of `words` is the text of one row, and the words in this text are the columns.
 std::vector<Words> rowsOf(Words const& words);
 
-/// The position of the last word, whose closing quote may be missing, or the size of a line that ends with a blank.
+/// Returns the position at which the last word begins. The closing quote of this word may be missing. If the line ends
+/// with a blank, returns the size of the line.
 std::size_t lastWordPosition(std::string_view line);
 
 std::string joined(Words const& words, std::string const& separator);

@@ -15,7 +15,8 @@ public:
     ServedTelevisionCommands(nrx_console::SimulatedTelevision& television, bus::server::Server& server)
         : television_(television), server_(server) {}
 
-    /// The television's commands. The command "wait" also waits until the server has sent the signals.
+    /// The television's commands. The command "wait" also waits until the server has sent the D-Bus signals of all
+    /// earlier changes.
     nrx_console::Commands commands() override;
     void restoreReachability() override { television_.restoreReachability(); }
     [[nodiscard]] nrx_console::Words keys() const override { return television_.keys(); }

@@ -12,8 +12,8 @@ namespace nrx_timeline {
 /// Whether the library writes the message as an error or a critical error.
 bool isError(std::string_view message);
 
-/// The key of the model object and the value in a message, if the message has them. Both are valid as long as
-/// the line's text.
+/// The key of the model object and the value in a log message, if the message has them. Both refer to the text of the
+/// `LogLine` and must not outlive this text.
 struct KeyAndValue {
     std::optional<std::string_view> key{};
     std::optional<std::string_view> value{};
