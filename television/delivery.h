@@ -73,9 +73,9 @@ public:
     /// After this function has returned, no notification of this registration starts.
     void cancel(Registration& registration);
 
-    /// Waits for a running notification from `notificationSource` to `observer`, also if another call has cancelled the
-    /// notification's registration. A call inside a notification returns at once, because the notification
-    /// would wait for itself.
+    /// Waits while a notification from `notificationSource` to `observer` runs, even if the notification's registration
+    /// was cancelled before. A call inside a notification returns at once, because the notification would wait for
+    /// itself.
     void waitWhileRunning(objbus::Observer const* observer, void const* notificationSource);
 
     /// Waits until all notifications posted before this call are done, or until `stop` is called.

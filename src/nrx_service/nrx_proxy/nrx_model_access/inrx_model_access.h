@@ -45,8 +45,9 @@ public:
     virtual std::string getDeviceID() = 0;
     /// @}
 
-    /// Starts passing command lists to the client. Lists that arrived before the start are lost. A list may be empty. A
-    /// television that is reached again after a loss may send its current list (see `NRXModelAccessClient`).
+    /// Starts passing command lists to the client. Lists that arrived before the start are lost. A list may be empty.
+    /// When the television is reached again after the connection was lost, the television may send its current list
+    /// (see `NRXModelAccessClient`).
     virtual void startCommandListener() = 0;
     /// Stops passing command lists to the client. Lists are dropped until the next start.
     virtual void stopCommandListener() = 0;

@@ -82,7 +82,8 @@ NRXModelAccess::StringListAccess* listByKey(std::string const& key, NRXModelAcce
     return key == model_keys::EVENT ? &event : nullptr;
 }
 
-/// The arguments of a start request: its identifier, the target of the source switch and the service.
+/// Returns the three arguments of a start request: the identifier of the request, the target of the source switch, and
+/// the service to start.
 std::vector<objbus::Argument> startArguments() {
     std::array<char, 64> identifier{};
     int const number = ++serviceRequestCounter;

@@ -106,7 +106,7 @@ public:
     /// @}
 
 protected:
-    /// Disconnects a connected table and deletes it.
+    /// Deletes the table. If the table is connected, first disconnects the table.
     struct TableRelease {
         void operator()(TableAccess* table) const;  ///< Never throws.
     };

@@ -51,8 +51,8 @@ void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus:
 /// process. After an exception the registration may remain.
 void disconnectForDestruction(ValueAccessBase& access) noexcept;
 
-/// Returns the type that `object` reports, or `OBJECT_TYPE_NONE` for null. An access object that is not connected has
-/// no object, and an `IteratorAccess` has no object even after its `connect` has succeeded.
+/// Returns the type that `object` reports, or `OBJECT_TYPE_NONE` for null. `object` is null if the access object is not
+/// connected. For an `IteratorAccess`, `object` is always null.
 objbus::ObjectTypeSpec typeOf(objbus::Object* object);
 
 }  // namespace orvane::system::support

@@ -11,7 +11,7 @@ namespace orvane::system::support {
 
 namespace {
 
-/// The key for a value that the television does not have.
+/// An access object with this key stands for a value that the television does not have, and does not ask the model.
 constexpr char MISSING_KEY[] = "missing";
 
 template <typename T>

@@ -37,9 +37,9 @@ public:
     /// Connects to the model object, with an attempt every 100 milliseconds until `timeoutMs` is spent. A budget of 0
     /// or less makes one attempt without waiting. `timeoutMs` is also the budget of later implicit connects.
     virtual int connect(int timeoutMs) = 0;
-    /// Disconnects from the model object. After the return no notification runs or starts, except a notification that
-    /// calls this operation. Without a root interface the call cannot reach the model, which may continue to notify.
-    /// Returns 0. If the model throws, the call has had no effect and may be repeated.
+    /// Disconnects from the model object. After the return no notification starts, and none runs except a notification
+    /// that has called this operation. Without a root interface the call cannot reach the model, which may continue to
+    /// notify. Returns 0. If the model throws, the call has had no effect and may be repeated.
     virtual int disconnect() = 0;
 
     /// Returns the connected object's type, or `OBJECT_TYPE_NONE` if not connected. Never connects.

@@ -50,7 +50,8 @@ struct ObserverKind;
 NRX_VALUE_KINDS(NRX_DESCRIBE_KIND)
 #undef NRX_DESCRIBE_KIND
 
-/// The type of a parameter that takes a value of type `T` in the public declarations.
+/// The type with which the public declarations declare a parameter for a value of type `T`: `T` itself for a number,
+/// otherwise a constant reference.
 template <typename T>
 using Passed = std::conditional_t<std::is_arithmetic_v<T>, T, T const&>;
 
