@@ -32,8 +32,8 @@ public:
     void addRepeatableText(std::string const& name, std::vector<std::string>& texts, std::string const& help);
     void addDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help);
     void addFlag(std::string const& name, bool& isGiven, std::string const& help);
-    /// Adds a command with an optional positional text. A command line that contains the command must not contain a
-    /// positional text that `addText` added before the command.
+    /// Adds a command with an optional positional text. The positional texts of the earlier `addText` calls are not
+    /// allowed together with the command.
     void addCommand(std::string const& name, bool& isGiven, std::string const& help, std::string const& argument,
                     std::optional<std::string>& text, std::string const& argumentHelp);
 

@@ -101,8 +101,8 @@ struct LookupResult {
 LookupResult lookUp(objbus::RootInterface& root, std::string const& key, std::chrono::milliseconds budget = {}) {
     constexpr std::chrono::milliseconds PAUSE(100);
     // An observer of any class can connect. A faulty television may keep the observer after the disconnect, and notify
-    // the destroyed observer of a new value. The television does not call a table's observer for a new value, because a
-    // table's observer has no operation for values.
+    // the destroyed observer of a new value. A table's observer has no operation for new values, so even such a
+    // television does not call this observer.
     TableAccess observer(key);
     objbus::Object* object = nullptr;
     int status = root.connectObject(key, &observer, object);

@@ -5,7 +5,8 @@
 
 namespace nrx_console {
 
-/// The kind of a line: an answer of a command, an error of a command or of the log, or another line of the log.
+/// The kind of a line. A command's answer is `ordinary`. A command's error is an `error`. A line of the log has the
+/// kind of its severity: `critical`, `error`, `information` or `detail`.
 enum class Kind { ordinary, critical, error, information, detail };
 
 /// Writes a line. Ordinary lines go to standard output, all other lines to standard error. Any thread may call this
@@ -15,8 +16,8 @@ void printLine(std::string const& line, Kind kind = Kind::ordinary);
 /// Writes a line without waiting for a reader. Shortens a long line. Drops the line if the output is not writable.
 void printLineIfWritable(std::string line, Kind kind = Kind::ordinary);
 
-/// Passes later lines to `sink` instead of the output, on the printing thread. With an empty `sink`, lines go to the
-/// output again. When `setLineSink` returns, no call of the earlier sink runs.
+/// Passes later lines to `sink` instead of the output. The thread that prints a line calls `sink`. With an empty
+/// `sink`, lines go to the output again. When `setLineSink` returns, no call of the earlier sink runs.
 void setLineSink(std::function<void(std::string const& line, Kind kind)> sink);
 
 }  // namespace nrx_console

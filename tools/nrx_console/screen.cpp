@@ -38,9 +38,9 @@ std::size_t columnsOf(std::string_view text) {
     return columns;
 }
 
-/// Breaks the line at the screen's width, after a word or a bar. Indents the following lines to the column of the text
-/// after the first two adjacent blanks. If this column does not exist or is too far right, indents the lines by two
-/// columns.
+/// Breaks the line into several at the screen's width, after a word or a bar. If the line has two adjacent blanks, each
+/// further line begins in the column of the first text after these blanks. If there are no such blanks, or this column
+/// is too far right, each further line begins with two blanks.
 std::string wrapped(std::string_view line, std::size_t width) {
     constexpr std::size_t NARROWEST = 20;  // Lines are indented to the text only if more columns than this remain.
     std::size_t const gap = std::min(line.find("  "), line.size());

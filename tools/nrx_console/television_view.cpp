@@ -9,7 +9,7 @@ namespace nrx_console {
 
 namespace {
 
-/// Keeps the rows that were read last. Needs no mutex, because the rows are accessed only when all notifications
+/// Keeps the rows that were read last. Needs no mutex, because the command reads the rows only after all notifications
 /// have been delivered.
 class RowReader final : public orvane::system::support::IteratorHandler {
 public:
