@@ -139,7 +139,8 @@ private:
     T value_;
 };
 
-/// An action. The script runs on the caller's thread. The delivery thread sends the script's answer.
+/// An action. The script runs on the thread that calls `invoke`. The delivery thread passes the script's answer to the
+/// observers.
 class ActionObject final : public ObservedModelObject<objbus::ObjectAction, objbus::ObserverAction> {
 public:
     ActionObject(Model& model, KeyEntry& entry, objbus::ObjectTypeSpec type, ActionScript script = {});

@@ -49,8 +49,8 @@ Television::Television() : model_(std::make_shared<Model>()) {
 }
 
 Television::~Television() {
-    // The delivery stops before the model is reset, because a disconnect without a current model does not wait for a
-    // running notification.
+    // `stop` waits for the running notification. `currentModel` is reset afterwards, because a disconnect without a
+    // current model does not wait, and the caller could destroy an observer whose notification still runs.
     model_->delivery.stop();
     {
         MutexLock const lock(currentMutex);

@@ -50,7 +50,8 @@ struct IteratorRequest {
     std::vector<objbus::TableOrder> orders;          ///< Recorded, not applied.
 };
 
-/// A fault of connects to a key. The status 0 without an object is also a fault.
+/// A fault of connects to a key. If `status` is 0 and `handsOutObject` is false, the connect returns 0 and sets no
+/// object.
 struct ConnectFault {
     static constexpr int FOREVER = -1;  ///< Until the fault is replaced.
 
@@ -129,8 +130,8 @@ public:
     [[nodiscard]] std::optional<objbus::ObjectTypeSpec> type(std::string const& key) const;
     /// Calls `listener` for every object that is published or withdrawn from now on, once for an object that replaces
     /// another. The delivery thread calls the listener. These calls and the notifications of changes have the order of
-    /// the publications, withdrawals and changes. Inside the call, `objects` and `get` may already return a later
-    /// object. An empty `listener` removes the listener and waits for a running call.
+    /// the publications, withdrawals and changes. When the listener runs, the key may already have a newer object,
+    /// which `objects` and `get` then describe. An empty `listener` removes the listener and waits for a running call.
     void setObjectListener(ObjectListener listener);
     /// Replaces the rows of a table and sends `notifyUpdate` to the observers of the table and of its iterators.
     /// Returns whether `key` has a table.
