@@ -77,7 +77,8 @@ public:
                    : status;
     }
 
-    // The base writes the trace lines. The base makes no `ValueObject`, because the base has no handler.
+    // The base class writes the trace lines. The base class makes no `ValueObject`, because this object has no
+    // `ValueHandler`.
     void notifyNewValue(int value) override { Base::notifyNewValue(value), take(value); }
     void notifyNewValue(long long value) override { Base::notifyNewValue(value), take(value); }
     void notifyNewValue(std::string const& value) override { Base::notifyNewValue(value), take(value); }
@@ -121,10 +122,11 @@ public:
     explicit Property(std::string const& key, Executor executor = {})
         : access_(new detail::PropertyAccess<T>(key, std::make_shared<detail::Watch<T>>(std::move(executor)))) {}
 
-    /// Connects. Makes an attempt every 100 milliseconds, until the pauses between the attempts add up to `timeout`.
-    /// The attempts take time too. Fails at once if there is no root interface. The other operations connect within
-    /// 1000 milliseconds. Call `connect` only if the model object may appear later. A failure has the status 5 if the
-    /// model object was not obtained, 6 if the object has another type, and 8 if the key is the text "missing".
+    /// Connects. Waits 100 milliseconds after each failed attempt, and fails when the waits add up to `timeout`. The
+    /// time of the attempts is not counted. Fails at once if there is no root interface. The other operations connect
+    /// with a timeout of 1000 milliseconds. Call `connect` only if the model object needs more time to appear. A
+    /// failure has the status 5 if the model object was not obtained, 6 if the object has another type, and 8 if the
+    /// key is the text "missing".
     Result<void> connect(std::chrono::milliseconds timeout) {
         return access_->result("connect", access_->connectUntil(detail::deadlineAfter(timeout)));
     }
