@@ -215,7 +215,7 @@ TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
         }
         EXPECT_EQ(received, expected);
     }
-    EXPECT_EQ(other.take(), Integers{1});  // The changes of `other` do not exceed the bound.
+    EXPECT_EQ(other.take(), Integers{1});  // A new change drops only older changes of its own object.
     std::string const dropped = std::to_string(COUNT - 1 - kept);
     auto const lines = log.take();
     ASSERT_EQ(lines.size(), 2U);

@@ -51,7 +51,7 @@ private:
 
 class FacadeWorkerTest : public testing::Test {
 public:
-    /// A document whose lists the test receives in place of a script.
+    /// A document without a script. The test itself receives the document's lists.
     struct Document {
         explicit Document(FacadeWorkerTest& test)
             : worker(test.worker), queue(std::make_shared<ListQueue>([self = self, &main = test.main] {

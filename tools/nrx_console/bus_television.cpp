@@ -27,7 +27,8 @@ public:
     /// Does nothing: only the television's process can make the television reachable.
     void restoreReachability() override {}
 
-    /// Returns no keys while the television does not answer, because the user can still type a key.
+    /// Returns no keys instead of an error while the television does not answer. The keys are only suggestions for
+    /// completion.
     [[nodiscard]] Words keys() const override {
         try {
             return ObjectListingCommands::keys();
