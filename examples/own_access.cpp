@@ -17,8 +17,9 @@ namespace {
 
 using namespace orvane::system::support;
 
-/// Disconnects the access object. The destructor of the derived class calls this function, because the television calls
-/// the derived operations until the disconnect. Catches every exception, because a destructor must not throw.
+/// Disconnects the access object. Until the disconnect the television calls the overrides of the derived class, which
+/// must not run after the derived class's destructor. Therefore this destructor calls this function. Catches every
+/// exception, because a destructor must not throw.
 template <typename Access>
 void leave(Access& access) {
     try {

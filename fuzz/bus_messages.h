@@ -65,7 +65,8 @@ inline int appendItem(sd_bus_message* message, MessageItem const& item, int dept
     if (item.type == "s") {
         return appendText(message, item.text);
     }
-    if (!item.isContainer()) {  // Little-endian: the low bytes of `number` come first.
+    // A shorter type reads the first bytes of `number`, which are the low bytes on a little-endian processor.
+    if (!item.isContainer()) {
         void const* const value = item.isText() ? static_cast<void const*>(item.text.c_str()) : &item.number;
         return sd_bus_message_append_basic(message, first, value);
     }

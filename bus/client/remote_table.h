@@ -59,7 +59,8 @@ public:
     int destroyIterator(objbus::TableIterator* iterator) override;
 
     void handleSignal(sd_bus_message* signal) override;
-    /// Clang's thread safety analysis does not check this function, for the same reason as in `RemoteIterator`.
+    /// Clang's thread safety analysis does not check this function, because the analysis cannot see that the caller
+    /// locks `modelState().mutex`.
     void handleTelevisionLoss() NRX_NOT_ANALYSED override;
 
 private:

@@ -122,7 +122,8 @@ private:
         };
     }
 
-    /// Clang's thread safety analysis does not check this function, for the same reason as in `handleTelevisionLoss`.
+    /// Clang's thread safety analysis does not check this function, because the analysis cannot see that the caller
+    /// locks `modelState().mutex`.
     void handleFirstObserver() NRX_NOT_ANALYSED override {
         RemoteObject::handleFirstObserver();
         lastNotified_.reset();
