@@ -11,9 +11,9 @@ void writeLogLine(char const* line) noexcept;
 /// Logs that an operation on a key or a path failed, with the reason.
 void reportFailure(std::string const& target, char const* operation, int status) noexcept;
 
-/// Returns the status for sd-bus's error number of a message that could not be made or sent.
+/// Converts an error number of sd-bus to a status. `result` is the error of making or sending a message.
 int statusOfSendError(int result);
-/// Returns the status for sd-bus's error number of a message that could not be read.
+/// Converts an error number of sd-bus to a status. `result` is the error of reading a message.
 int statusOfReadError(int result);
 
 /// Runs the body of a handler that libsystemd calls. Catches exceptions, because libsystemd is C code. Only a lack of

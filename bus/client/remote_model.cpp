@@ -20,8 +20,8 @@ public:
     SignalsBlocked() {
         sigset_t blocked;
         sigfillset(&blocked);
-        // If an observer crashes on a thread of the model, the host's crash handler runs only if this thread does not
-        // block the fault signal.
+        // The model's threads inherit this mask and run observers. If an observer crashes, the host's crash handler
+        // runs only if the crashed thread does not block the fault signal.
         for (int const fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
             sigdelset(&blocked, fault);
         }
@@ -126,7 +126,8 @@ std::shared_ptr<ObserverConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry
     }
     requestType(entry, attempt);
     television::MutexLock const lock(mutex);
-    // The attempt is stored after `requestType`, because no reply answers the attempt if `requestType` throws.
+    // Stores the attempt after `requestType`. If `requestType` throws, the attempt never has a status, and a later
+    // connect must not wait for this attempt.
     entry.attempts.insert_or_assign(observer, attempt);
     return attempt;
 }

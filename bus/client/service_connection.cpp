@@ -118,7 +118,7 @@ int ServiceConnection::initializeBus() {
     sd_bus* const bus = bus_.get();
     NRX_TRY(sd_bus_attach_event(bus, loop_.get(), SD_EVENT_PRIORITY_NORMAL));
     auto const add = [this](auto const& makeSlot) { return assignFromOutParameter(slots_.emplace_back(), makeSlot); };
-    // A filter receives the objects' signals, because a handler of one match rule misses signals that arrive before the
+    // A filter receives the objects' signals. The handler of a match rule would miss the signals that arrive before the
     // bus's reply to AddMatch.
     NRX_TRY(add([&](auto slot) { return sd_bus_add_filter(bus, slot, dispatch<&ServiceConnection::onSignal>, this); }));
     // The connection ends if the bus refuses one of these rules.

@@ -60,8 +60,8 @@ protected:
 /// never runs observers, so that a slow observer does not block messages. The thread reconnects to a lost bus after a
 /// delay, or when a client calls a method. The connection lives as long as the process.
 ///
-/// The television is the owner of the name nrx.Television1 if the owner's user is trusted. The connection sends nothing
-/// to an untrusted owner and ignores the messages of an untrusted owner.
+/// The connection accepts the owner of the name nrx.Television1 as the television only if the owner's user is trusted.
+/// The connection sends nothing to an untrusted owner and ignores the messages of an untrusted owner.
 class ServiceConnection {
 public:
     /// Reads the environment on the caller's thread, because the host process may change the environment later.
