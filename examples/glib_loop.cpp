@@ -32,7 +32,7 @@ void addToContext(Task task) {
     g_source_unref(source);
 }
 
-/// Runs tasks until the condition holds. Ends the program after ten seconds.
+/// Runs tasks until the condition holds. Ends the program if the condition does not hold after ten seconds.
 template <typename Condition>
 void runUntil(Condition const& holds) {
     auto const giveUp = [](void* /*data*/) -> gboolean { g_error("the condition does not hold after ten seconds"); };
