@@ -4,8 +4,8 @@ namespace orvane::diagnostics {
 
 namespace {
 
-/// Runs the statement and catches exceptions of the platform. If the platform throws, the line is lost. The caller must
-/// not notice the failure, above all in a destructor or while an exception unwinds the stack.
+/// Runs a statement that writes a log line. If the platform throws an exception, catches the exception, and the line is
+/// lost. The caller must not notice the failure, above all in a destructor or while an exception unwinds the stack.
 template <typename Statement>
 void lossy(Statement const& statement) noexcept {
     try {

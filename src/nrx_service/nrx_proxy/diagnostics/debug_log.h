@@ -20,7 +20,8 @@ enum LogLevel : std::uint32_t {
 /// The library's module number in the television's log.
 inline constexpr std::uint32_t LOG_MODULE_CODE = 0x5F;
 
-/// Returns a new record for one check.
+/// Returns a record of the severity. Each call of `debugCheckLevel` needs a new record, because the call may change the
+/// record.
 constexpr DebugLevelRecord levelRecord(LogLevel level) { return {LOG_MODULE_CODE << 16U | level, 0, 0}; }
 
 /// Writes a trace line on entry to a traced operation and on every exit. Refers to static data only, so the traced

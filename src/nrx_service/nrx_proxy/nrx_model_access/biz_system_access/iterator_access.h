@@ -113,7 +113,7 @@ protected:
 
     std::shared_ptr<IteratorHandler> iteratorHandler;  ///< May be empty.
 
-    /// @name The request of create()
+    /// @name The arguments that create() passes to the table
     /// @{
 
     /// The constructor's arguments.

@@ -15,7 +15,8 @@ ModelConnection::ModelConnection(int timeoutMs, objbus::RootInterface* root, std
     }
     int remainingMs = timeoutMs;
     while (true) {
-        objbus::Object* found = nullptr;  // Null before each attempt, so that a failed attempt's object is not used.
+        // Null before each attempt, because a failed attempt may set the object, and a later attempt may not.
+        objbus::Object* found = nullptr;
         status_ = root->connectObject(key, observer, found);
         if (status_ == STATUS_OK && found != nullptr) {
             object_ = found;

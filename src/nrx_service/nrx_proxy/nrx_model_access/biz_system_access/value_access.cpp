@@ -11,7 +11,8 @@ namespace orvane::system::support {
 
 namespace {
 
-/// An access object with this key stands for a value that the television does not have, and does not ask the model.
+/// An access object with this key stands for a value that the television does not have. Such an access object does not
+/// ask the model.
 constexpr char MISSING_KEY[] = "missing";
 
 template <typename T>
