@@ -33,9 +33,9 @@ using Answer = Result<std::vector<std::string>>;
 
 namespace detail {
 
-/// The identifier that this layer passed with its newest invocation. The television may replace the identifier. This
-/// layer passes a distinct identifier with each invocation, because the television sends each answer of an action to
-/// all clients of the action. The identifiers of successive invocations count down from the largest number.
+/// The identifier that this layer passed with its newest invocation. The television may replace the identifier. Each
+/// invocation in this process passes another identifier, because the television sends each answer to all clients of the
+/// action, and a client recognises its answers by the identifier. The identifiers count down from the largest number.
 inline std::atomic<unsigned int> NRX_EXPORT lastActionId = 0;
 
 /// The calls of an action that have no answer yet. Receives the answers from the access object.

@@ -81,8 +81,8 @@ public:
         }
     }
 
-    /// Returns the television's status. Exceptions of the television pass through. If the television throws or refuses,
-    /// the iterator still exists.
+    /// Returns the television's status. Exceptions of the television pass through. If the television throws, or returns
+    /// a status other than 0 and `STATUS_UNKNOWN_ITERATOR`, the iterator still exists.
     int destroy() {
         int const status = iterator_ != nullptr ? table_.destroyIterator(iterator_) : television::STATUS_OK;
         if (status == television::STATUS_OK || status == television::STATUS_UNKNOWN_ITERATOR) {

@@ -88,7 +88,8 @@ public:
     }
 
     /// Drops the waiting calls. If `run` is making a call on another thread, waits until this call ends. In the state
-    /// DIRECT, the delivery thread makes a call without `run`. The disconnect from the model then waits for the call.
+    /// DIRECT, the delivery thread makes a call without `run`, and this function does not wait for the call. The caller
+    /// of this function then disconnects from the model, and this disconnect waits for the call.
     void close() {
         std::list<Call> dropped;  // Destroyed after the unlock, because calls own data of the program.
         std::unique_lock lock(mutex_);
