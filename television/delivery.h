@@ -74,8 +74,8 @@ public:
     void cancel(Registration& registration);
 
     /// Waits while a notification from `notificationSource` to `observer` runs, even if the notification's registration
-    /// was cancelled before. A call inside a notification returns at once, because the notification would wait for
-    /// itself.
+    /// was cancelled before. A call from inside a notification returns at once, because otherwise a notification could
+    /// wait for its own end.
     void waitWhileRunning(objbus::Observer const* observer, void const* notificationSource);
 
     /// Waits until all notifications posted before this call are done, or until `stop` is called.

@@ -12,8 +12,8 @@ class NRXModelAccessClient;
 
 /// The television's NRX service and device facts, as the embedding process sees them.
 ///
-/// Operations return no status. Each failure that the library itself detects is logged. The library does not log that
-/// the model refuses to read a fact or to write a list. The order of the virtual operations is a binary contract.
+/// Operations return no status. Each failure that the library itself detects is logged. If the model refuses to read a
+/// fact or to write a list, the library writes no log line. The order of the virtual operations is a binary contract.
 class NRX_EXPORT INrxModelAccess {
 public:
     INrxModelAccess() = default;

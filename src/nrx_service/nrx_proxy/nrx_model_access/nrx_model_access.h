@@ -19,9 +19,9 @@ class ActionAccess;
 /// The facade, which the embedding process constructs.
 ///
 /// Construct the facade, call `setClient` if no client was given, then `start()`, then start the listeners. The other
-/// operations may be called at any time and connect on demand. The caller calls the operations from one thread at a
-/// time. Any thread may call `setClient`, the operations that start and stop the listeners, and
-/// `requestStartNRXService`. The relay, `onNRXCommandValueChanged` and `onNRXEventValueChanged`, runs on the model's
+/// operations may be called at any time and connect on demand. Any thread may call `setClient`, the operations that
+/// start and stop the listeners, and `requestStartNRXService` at any time. The caller calls the other operations from
+/// one thread at a time. The relay, `onNRXCommandValueChanged` and `onNRXEventValueChanged`, runs on the model's
 /// delivery thread. If memory runs out, an operation throws `std::bad_alloc`, and the facade stays usable. If memory
 /// runs out in the relay, the client does not receive the list.
 ///

@@ -15,8 +15,8 @@ namespace orvane {
 class NRX_EXPORT NRXModelAccessClient {
 public:
     /// Receives a new command list, valid during the call only. The list may be empty: check its size before reading an
-    /// element. A television that is reached again after a loss sends its current list if the list differs from the
-    /// last received list.
+    /// element. When the television is reached again after the connection was lost, the client receives the
+    /// television's current list if this list differs from the last received list.
     virtual void onNRXCommandReceived(std::vector<std::string> const& parameters) = 0;
     /// Receives a new event list, with the same rules.
     virtual void onNRXEventReceived(std::vector<std::string> const& parameters) = 0;

@@ -28,7 +28,8 @@ enum ValueObjectType : std::int32_t {
 
 namespace detail {
 
-/// Whether `T` is text: a pointer that converts to `char const*`. Any other pointer would silently become a bool.
+/// Whether `T` is text: a pointer that converts to `char const*`. `ValueObject` refuses all other pointers, because the
+/// language would convert them to bool.
 template <typename T>
 inline constexpr bool IS_TEXT = std::conjunction_v<std::is_pointer<T>, std::is_convertible<T, char const*>>;
 template <typename T>
@@ -130,8 +131,9 @@ protected:
 /// - a cast to or from `long long` instead of a conversion to or from `long` (`size_t` and `int64_t` on x86-64).
 ///
 /// `nullptr` and pointers to anything but text are refused. Some mistakes compile: a lambda without captures, or an
-/// object of a class that converts to a pointer, becomes a bool. `ValueObject({"a", "b"})` becomes the text between two
-/// pointers. C++20 reads `text == value` as `value == ValueObject(text)`.
+/// object of a class that converts to a pointer, becomes a bool. `ValueObject({"a", "b"})` makes no list: the language
+/// takes the two literals as the begin and the end of one string. C++20 reads `text == value` as `value ==
+/// ValueObject(text)`.
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
