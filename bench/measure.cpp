@@ -63,7 +63,8 @@ int runBenchmarks(int argc, char** argv) {
         return EXIT_FAILURE;
     }
     benchmark::RunSpecifiedBenchmarks();
-    benchmark::ClearRegisteredBenchmarks();  // Destroys the benchmarks' clients before the television.
+    // The registered functions own clients of the television, which the caller of this function destroys next.
+    benchmark::ClearRegisteredBenchmarks();
     benchmark::Shutdown();
     return EXIT_SUCCESS;
 }

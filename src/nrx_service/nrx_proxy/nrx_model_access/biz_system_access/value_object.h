@@ -132,8 +132,8 @@ protected:
 ///
 /// `nullptr` and pointers to anything but text are refused. Some mistakes compile: a lambda without captures, or an
 /// object of a class that converts to a pointer, becomes a bool. `ValueObject({"a", "b"})` makes no list: the language
-/// takes the two literals as the begin and the end of one string. C++20 reads `text == value` as `value ==
-/// ValueObject(text)`.
+/// takes the two literals as the begin and the end of one string. C++20 reads `text == value` as
+/// `value == ValueObject(text)`.
 class NRX_EXPORT ValueObject : public IValueObject {
 public:
     ValueObject();  ///< `VALUE_UNDEFINED`.
