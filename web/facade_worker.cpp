@@ -78,8 +78,9 @@ void FacadeWorker::detach(ListQueue& documentQueue) {
 void FacadeWorker::listen(ListQueue& documentQueue, ListType type, bool isOn) {
     documentQueue.setListening(type, isOn);
     updateFacadeListener(type);
-    // The worker may have to connect the list. `updateFacadeListener` has locked the mutex after `setListening`, so the
-    // worker either sees the change or already waits for this notification.
+    // The worker may have to connect the list. `updateFacadeListener` has locked the mutex after `setListening`, and
+    // the worker holds the mutex between its check and its wait. So the worker either sees the change or already waits
+    // for this notification.
     workAvailable_.notify_one();
 }
 

@@ -19,7 +19,7 @@ struct CommandError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// The error "found …, expected …". The found text is quoted as a user types it.
+/// The error "found …, expected …". The found text has the quotes and escapes with which a user types the text.
 CommandError unexpected(std::string const& found, std::string const& expected);
 
 // The functions below throw `CommandError` for text that they do not accept.
@@ -41,7 +41,7 @@ std::string joined(Words const& words, std::string const& separator);
 std::string joinAsAlternatives(Words const& words);
 
 using television::typed;
-/// The words in one line, each as a user types it.
+/// The words in one line. Words have the quotes and escapes with which a user types them.
 std::string typed(Words const& words);
 
 /// The key that a word stands for: `command` and `event` are short for two keys.
