@@ -33,7 +33,8 @@ struct ClientLayer : PlainValueTest<T> {
         }
     }
     std::atomic<int> tasks = 0;
-    /// No executor, and an executor that starts a thread for each task. The layer must keep the calls in order.
+    /// No executor, and an executor that starts a thread for each task. The layer must call the handlers in the order
+    /// of the notifications, in whatever order the executor's threads run.
     Executor const executors[2]{{}, [this](std::function<void()> task) {
                                     ++tasks;
                                     std::thread([this, task = std::move(task)] { task(), --tasks; }).detach();

@@ -1,5 +1,5 @@
-// Tests the replies to connects, and to the reads that the platform sends when a television returns. The replies are
-// late, are errors, or come from an earlier television.
+// Tests how the platform handles replies to its connects, and to the reads that the platform sends when a television
+// returns. The replies are late, are errors, or come from an earlier television.
 
 #include "hostile_bus.h"
 

@@ -146,7 +146,8 @@ struct Client : RecordingObserver<T> {
         if constexpr (requires { (*this)->setValue(value); }) {
             return (*this)->setValue(value);
         } else {
-            std::map<int, typename T::value_type> elements;  // The object does not store the gaps between the indexes.
+            // The indexes are 0, 3, 6 and so on. The object must store the elements without gaps.
+            std::map<int, typename T::value_type> elements;
             for (auto const& element : value) {
                 elements.emplace(3 * static_cast<int>(elements.size()), element);
             }
