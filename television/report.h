@@ -2,8 +2,8 @@
 
 namespace television {
 
-/// Reads the log's environment variables. Called before the first thread that may log starts, because the host may
-/// change its environment later.
+/// Reads the log's environment variables. Call this function before the platform starts a thread. Later, the program
+/// that uses the platform may change its environment, and reading the environment at the same time is not safe.
 void readLogEnvironment();
 
 /// Writes one line of severity "error" to the log, with a subsystem's tag. Ignores exceptions of the log. Allocates no

@@ -52,8 +52,9 @@ struct Television : ::testing::Environment {
         if (!program) {
             return;
         }
-        // ThreadSanitizer does not see that the television's process orders the accesses of this thread and the
-        // platform's threads. The call of `listObjects` orders these accesses in this process.
+        // This thread and the platform's threads use the same memory, one after the other, because the television's
+        // process answers in between. ThreadSanitizer does not see an order that another process makes. `listObjects`
+        // makes the same order in this process.
         std::map<std::string, objbus::ObjectTypeSpec> listed;
         bus::listObjects(listed);
         std::string const mark = "# " + std::to_string(++marks);
