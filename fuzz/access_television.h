@@ -13,7 +13,8 @@ void runBoth(Reference& reference, Original& original, Operation const& operatio
     expect(statusOf([&] { return operation(original); }) == expected, "an operation ends as the reference model's");
 }
 
-/// Runs an operation with an output argument as the function above does. Also expects the same output.
+/// Like the function above, for an operation that has an output argument. Also expects the same output of the reference
+/// and the original.
 template <typename Reference, typename Original, typename Output, typename Operation>
 void runBoth(Reference& reference, Original& original, Output const& output, Operation const& operation) {
     Output outputs[] = {output, output};
