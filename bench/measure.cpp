@@ -63,7 +63,8 @@ int runBenchmarks(int argc, char** argv) {
         return EXIT_FAILURE;
     }
     benchmark::RunSpecifiedBenchmarks();
-    // The registered functions own clients of the television, which the caller of this function destroys next.
+    // The registered functions own clients of the television. The clients are destroyed here, because the caller
+    // destroys the television next.
     benchmark::ClearRegisteredBenchmarks();
     benchmark::Shutdown();
     return EXIT_SUCCESS;
