@@ -207,11 +207,11 @@ public:
         : key_(key),
           watcher_(new detail::TableWatcher(key, std::make_shared<detail::Watch<int>>(std::move(executor)))) {}
 
-    /// Returns the rows, with the columns whose numbers `columns` lists, or with all columns if `columns` is empty. The
-    /// loop reads pages of `page` rows, and waits up to `timeout` for each page. Before the first page, the loop
-    /// connects and makes an iterator. The `Rows` may outlive the table. If the table changes during the loop, a row
-    /// may appear twice or not at all. If a handler on the delivery thread reads the rows, the result of the rows is
-    /// `WOULD_DEADLOCK`.
+    /// Returns the rows. `columns` has the numbers of the columns to read. If `columns` is empty, the rows have all
+    /// columns. The loop reads pages of `page` rows, and waits up to `timeout` for each page. Before the first page,
+    /// the loop connects and makes an iterator. The `Rows` may outlive the table. If the table changes during the loop,
+    /// a row may appear twice or not at all. If a handler on the delivery thread reads the rows, the result of the rows
+    /// is `WOULD_DEADLOCK`.
     [[nodiscard]] Rows rows(std::vector<int> const& columns, int page,
                             std::chrono::milliseconds timeout = detail::DEFAULT_TIMEOUT) const {
         return Rows(new detail::PageReader(key_, columns, page, timeout));

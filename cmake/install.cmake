@@ -1,6 +1,6 @@
 # Defines what `cmake --install` installs, in the components runtime, development, simulator, simulator_development,
 # bus, bus_development, tools, bus_tools, web and documentation. The installed folder can be moved: all paths in the
-# installed files are relative, except the program's path in the example service files.
+# installed files are relative, except the path of nrx_television in the example service files.
 include(CMakePackageConfigHelpers)
 
 set(cmake_directory ${CMAKE_INSTALL_LIBDIR}/cmake/nrx_model_access)
@@ -93,8 +93,8 @@ if(TARGET nrx_console)
                       tools/nrx_television/system/nrx.Television1.conf
                 DESTINATION ${bus_examples} COMPONENT bus_tools)
         # Writes the program's full path to the service files during the installation, because `cmake --install
-        # --prefix` may change the configured prefix. In a package, the service files contain a path in the directory
-        # into which the package is installed later (NRX_PACKAGE_PREFIX).
+        # --prefix` may change the configured prefix. If the installation is a step of a package's build, the path
+        # begins with NRX_PACKAGE_PREFIX, the prefix under which the package is installed later.
         cmake_path(ABSOLUTE_PATH bus_examples BASE_DIRECTORY "\${CMAKE_INSTALL_PREFIX}")
         install(CODE "
             set(program_prefix \"\${CMAKE_INSTALL_PREFIX}\")

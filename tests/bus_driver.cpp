@@ -54,7 +54,7 @@ struct Television : ::testing::Environment {
         }
         // This thread and the platform's threads use the same memory, one after the other, because the television's
         // process answers in between. ThreadSanitizer does not see an order that another process makes. `listObjects`
-        // makes the same order in this process.
+        // waits for a platform's thread, and ThreadSanitizer sees this wait.
         std::map<std::string, objbus::ObjectTypeSpec> listed;
         bus::listObjects(listed);
         std::string const mark = "# " + std::to_string(++marks);

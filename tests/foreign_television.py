@@ -33,7 +33,8 @@ def invoke(action, arguments):
     action.invocations = getattr(action, "invocations", 0) + 1
     number = dbus.UInt32(action.invocations)
     get_object(MAIN_OBJ + "/a/text_2d1").UpdateProperties("", {"Value": arguments[0][3]})
-    # Sends the result before the main loop handles the next call, because the next call may be a sync.
+    # Sends the result before the main loop handles the next call. The next call may be a Sync, whose reply must follow
+    # all earlier signals.
     GLib.idle_add(action.EmitSignal, "", "Result", "ua(nnns)", [number, arguments], priority=GLib.PRIORITY_HIGH)
     return number
 
