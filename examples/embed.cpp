@@ -1,5 +1,5 @@
-// A web engine with the facade: construct, start and listen. A `client::Property` writes and reads a list, because its
-// operations return a result.
+// A web engine with the facade: construct, start and listen. The facade reports failures only in the log. To see the
+// result of a read or a write, the program uses a `client::Property`.
 
 #undef NDEBUG
 #include <cassert>

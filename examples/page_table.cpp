@@ -16,7 +16,7 @@ int main() {  // NOLINT(bugprone-exception-escape): an exception is a failure of
     assert(channels.watch([&changes](int /*update*/) { ++changes; }));
 
     std::vector<Row> read;
-    auto rows = channels.rows({0, 1}, 40);  // Columns 0 and 1, in pages of 40 rows. A page may take up to one second.
+    auto rows = channels.rows({0, 1}, 40);  // Columns 0 and 1, in pages of 40 rows.
     for (Row const& row : rows) {
         read.push_back(row);
     }

@@ -87,8 +87,8 @@ int statusIn(std::string const& text) {
     return isStatus ? static_cast<int>(number) : static_cast<int>(television::STATUS_NOT_UNDERSTOOD);
 }
 
-/// Returns the encoding of a character code. The code is often near a limit of the valid codes. Chooses one to four
-/// bytes at random for the encoding, so that the encoding may be too short or too long for the code.
+/// Returns the encoding of a character code. The code is often near a limit of the valid codes. The encoding has a
+/// random length of one to four bytes, which may be too short or too long for the code.
 std::string makeCode(Bytes& bytes) {
     constexpr int EDGES[] = {0x80, 0x800, 0xD800, 0xE000, 0xFDD0, 0xFDF0, 0xFFFE, 0x10000, 0x1FFFE, 0x10FFFE, 0x110000};
     int const code = bytes.nextBool() ? bytes.pick(EDGES) + bytes.number(-2, 2) : bytes.number(0, 0x1FFFFF);

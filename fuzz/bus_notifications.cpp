@@ -45,8 +45,9 @@ struct RecordingObserver final : ObserverNumericInteger,
 
 /// The television's object or iterator from which the signals come.
 struct Source {
-    int type;                         ///< The object's type, or `ITERATOR`.
-    char const* interface;            ///< The interface that has the value, or the signals if there is no value.
+    int type;  ///< The object's type, or `ITERATOR`.
+    /// The D-Bus interface of the object's value. If the object has no value, the interface of its signals.
+    char const* interface;
     char const* valueType = nullptr;  ///< The D-Bus type of the value; null if the object has no value.
 };
 constexpr int ITERATOR = 100;

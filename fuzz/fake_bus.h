@@ -115,7 +115,8 @@ public:
         return number;
     }
 
-    /// Sends the signal that the client has left. `sender` is the bus, or a client that forges the signal.
+    /// Sends the signal NameOwnerChanged, which says that the client has left the bus. `sender` is the bus, or a client
+    /// that forges the signal.
     void sendClientLeft(char const* client, char const* sender) {
         sd_bus_message* made = nullptr;
         sd_bus_message_new_signal(bus_.get(), &made, bus::BUS_PATH, bus::BUS_NAME, "NameOwnerChanged");

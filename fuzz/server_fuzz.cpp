@@ -62,7 +62,7 @@ private:
         if (!iterators.empty()) {
             iterator = std::next(iterators.begin(), bytes.number<std::ptrdiff_t>(0, std::ssize(iterators) - 1))->first;
         }
-        if (bytes.number(0, 7) != 0) {  // Mostly chooses the path of an object that has the call's interface.
+        if (bytes.number(0, 7) != 0) {  // Most calls go to an object that has the call's interface.
             path = call.interface == bus::ITERATOR_INTERFACE ? iterator
                    : call.interface == bus::MANAGER_INTERFACE || call.interface == bus::MODEL_INTERFACE
                        ? bus::MODEL_PATH
