@@ -33,8 +33,8 @@ using Answer = Result<std::vector<std::string>>;
 
 namespace detail {
 
-/// The identifier that this layer passed with its newest invocation. The television may replace the identifier. Each
-/// invocation in this process passes another identifier, because the television sends each answer to all clients of the
+/// The identifier that this layer passed with its newest invocation. The television may replace the identifier. No two
+/// invocations in this process pass the same identifier, because the television sends each answer to all clients of the
 /// action, and a client recognises its answers by the identifier. The identifiers count down from the largest number.
 inline std::atomic<unsigned int> NRX_EXPORT lastActionId = 0;
 
@@ -143,8 +143,8 @@ public:
     }
 
     /// Starts the action and waits for its answer. `timeout` limits the connect and the wait for the answer, but does
-    /// not interrupt the model's own `invoke`. If `timeout` ends before the action is started, the action is not
-    /// started. With a `timeout` of 0, the action is therefore never started. In a handler that the delivery thread
+    /// not interrupt the model's own `invoke`. If `timeout` has ended when the connect returns, the call does not start
+    /// the action. With a `timeout` of 0, the action is therefore never started. In a handler that the delivery thread
     /// runs, the call fails at once with `WOULD_DEADLOCK` and starts no action.
     Answer call(Arguments const& arguments, std::chrono::milliseconds timeout) {
         auto const calls = access_->queue;

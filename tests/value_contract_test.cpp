@@ -194,7 +194,7 @@ TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
     char const* const setting = std::getenv("NRX_DELIVERY_LIMIT");
     int const kept = setting != nullptr && setting == "1000"s ? 1 : 63;  // A change takes 256 bytes and its text.
     auto slow = driver::publishAndConnect(key, ""s);
-    Client<std::string> twin(key);  // A change that both `slow` and `twin` receive counts once.
+    Client<std::string> twin(key);  // A change for both `slow` and `twin` counts once against the bound.
     auto other = driver::publishAndConnect(key + ".other", 0);
     HeldNotification held(slow.onReceived);
     television::LogCapture log([](auto const& record) { return (record.levelCode & 0xFFFF) == 1000; });  // Only errors.

@@ -149,7 +149,8 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAt
                 attempt->statusPromise.set_value(initialStatus);
             }
         };
-        // `answer` has no effect if another call has already answered the attempt.
+        // A later connect repeats the request of the same attempt, so several replies may arrive. Only the first reply
+        // sets the status.
         if (status != television::STATUS_OK || attempt->isAnswered) {
             answer(status);
         } else {

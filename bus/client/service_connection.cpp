@@ -210,7 +210,8 @@ void ServiceConnection::onOwnerUser(sd_bus_message* reply) {
 void ServiceConnection::handleDisconnected() {
     isBusConnected_ = false;
     scheduleReconnect();
-    clearNameOwner();  // Fails the sent calls, which get no reply.
+    // Called before `disconnectBus`, because calls to a lost television fail with `STATUS_NO_ANSWER`.
+    clearNameOwner();
     disconnectBus();
 }
 

@@ -47,9 +47,8 @@ void SendQueue::sendWaiting() {
 bool SendQueue::hasSdBusQueueRoom() {
     std::uint64_t unsent = 0;
     sd_bus_get_n_queued_write(bus_, &unsent);
-    // `unsent` also counts messages that do not come from this class, for example replies. Therefore `sdBusQueueSizes_`
-    // may still contain sizes of messages that sd-bus has sent. The loop below removes only sizes of messages that
-    // sd-bus has sent.
+    // `unsent` also counts messages that do not come from this class, for example replies. Therefore the loop below may
+    // leave sizes of messages that sd-bus has sent. The loop never removes the size of another message.
     while (sdBusQueueSizes_.size() > unsent) {
         assert(sdBusQueueBytes_ >= sdBusQueueSizes_.front());
         sdBusQueueBytes_ -= sdBusQueueSizes_.front();

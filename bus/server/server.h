@@ -29,7 +29,7 @@ public:
     Server(simulator::Television& television, ServerLoop& loop, Bus connected, Permissions permissions);
     Server(Server const&) = delete;
     Server& operator=(Server const&) = delete;
-    /// Sends the waiting messages and releases the name.
+    /// Sends the waiting messages and releases the bus name of `requestName`.
     ~Server();
 
     /// Requests the name under which clients find the television. Throws `std::runtime_error`, for example if another

@@ -90,7 +90,8 @@ void Server::waitUntilSent() {
 }
 
 void Server::runTasks() {
-    // Runs the tasks twice, because a task may connect to a new object that notifies its value at once.
+    // Runs the queued tasks, and then the tasks that these tasks have caused: a task may connect to a new object, which
+    // notifies its value at once and so queues another task.
     for (int times = 0; times < 2; ++times) {
         television_.waitUntilDelivered();
         auto const done = std::make_shared<bool>(false);

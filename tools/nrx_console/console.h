@@ -11,7 +11,8 @@
 
 namespace nrx_console {
 
-/// Executes lines with one command each. The commands use a facade, access objects and the television.
+/// Executes lines with one command each. The commands use the television, a facade, and the access objects of single
+/// keys.
 class Console {
 public:
     /// `television` is null for a television that the console can access only as a client.

@@ -42,7 +42,8 @@ std::size_t columnsOf(std::string_view text) {
 /// further line begins in the column of the first text after these blanks. If there are no such blanks, or this column
 /// is too far right, each further line begins with two blanks.
 std::string wrapped(std::string_view line, std::size_t width) {
-    constexpr std::size_t NARROWEST = 20;  // Lines are indented to the text only if more columns than this remain.
+    // The further lines begin in the column of the text only if the screen has more than this number of columns there.
+    constexpr std::size_t NARROWEST = 20;
     std::size_t const gap = std::min(line.find("  "), line.size());
     std::size_t const text = std::min(line.find_first_not_of(' ', gap), line.size());
     std::string const lineBreak = "\n" + std::string(gap < line.size() && text + NARROWEST < width ? text : 2, ' ');

@@ -28,9 +28,9 @@ public:
 // The functions below have several definitions. The build links the definitions that fit the program's platform
 // library.
 
-/// Returns the commands for the program's television. With the simulator, makes a television with the objects of
-/// `model`, which is on until the returned object is destroyed. For a television on a message bus, ignores `model`. For
-/// a real television, returns null.
+/// Returns the commands for the program's television. With the simulator, makes a television that has the objects of
+/// `model`. This television is on until the returned object is destroyed. For a television on a message bus, ignores
+/// `model`. For a real television, returns null.
 std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
 
 /// Returns a status other than 0 if the television is on a message bus and does not answer, otherwise 0.
