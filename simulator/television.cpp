@@ -49,8 +49,9 @@ Television::Television() : model_(std::make_shared<Model>()) {
 }
 
 Television::~Television() {
-    // `stop` waits for the running notification. `currentModel` is reset afterwards, because a disconnect without a
-    // current model does not wait, and the caller could destroy an observer whose notification still runs.
+    // `stop` waits for the running notification. `currentModel` is reset only afterwards. Otherwise a client's
+    // disconnect could find no current model and return without waiting, and the client could destroy an observer whose
+    // notification still runs.
     model_->delivery.stop();
     {
         MutexLock const lock(currentMutex);

@@ -25,8 +25,8 @@ struct Registration {
     bool isCancelled = false;  ///< Guarded by the delivery's mutex.
 };
 
-/// A registration with the observer's typed interface. `receiver` is null for an observer with another interface, which
-/// receives no notifications.
+/// A registration that also has a pointer to the observer's typed interface. `receiver` is null for an observer with
+/// another interface, which receives no notifications.
 template <typename Obs>
 struct TypedRegistration : Registration {
     TypedRegistration(objbus::Observer* untyped, Obs* typed, void const* from)

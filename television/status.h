@@ -20,7 +20,7 @@ enum Status : int {
     STATUS_NO_BUS = 121,             ///< The bus cannot be reached.
     STATUS_NO_ANSWER = 122,          ///< The television did not answer in time. The operation may still happen.
     STATUS_NOT_CARRIED = 123,        ///< The text is too long, or is not text that the bus carries.
-    STATUS_NOT_UNDERSTOOD = 124,     ///< A message does not follow the interfaces of the bus.
+    STATUS_NOT_UNDERSTOOD = 124,     ///< A message does not conform to the television's D-Bus interfaces.
     STATUS_NO_RESOURCES = 125,       ///< This process has no memory, thread or file descriptor left.
     STATUS_LOST = 126,               ///< The television was lost before it answered.
 };

@@ -126,8 +126,8 @@ NRXModelAccess::NRXModelAccess(NRXModelAccessClient* newClient, std::shared_ptr<
       productionTypeValue(orFresh(std::move(productionType), model_keys::PRODUCTION_TYPE)) {}
 
 NRXModelAccess::~NRXModelAccess() {
-    // Stops the listeners first, because arriving lists must not reach the client, which may be in destruction at the
-    // same time.
+    // Stops the listeners first. The client may own the facade and be in its own destructor, so no list may reach the
+    // client.
     commandListenerStarted = false;
     eventListenerStarted = false;
     DEBUG_TRACE();

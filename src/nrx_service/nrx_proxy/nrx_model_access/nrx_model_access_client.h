@@ -8,7 +8,8 @@
 namespace orvane {
 
 /// Receives the lists of the NRX service. The embedding process implements and owns the client. The client must stay
-/// alive until the facade is destroyed, or until the facade has another client and no call is running.
+/// alive until the facade is destroyed, or until the facade has another client and no function of this client is
+/// running.
 ///
 /// Called on the model's delivery thread, which waits for the return. After `start()` has returned, a function of the
 /// client may call and destroy the facade, if no other thread uses the facade.

@@ -12,8 +12,9 @@ namespace orvane::system::support {
 /// Receives an action's answers. Shared between its creator and the access objects that call it.
 class NRX_EXPORT ActionHandler {
 public:
-    /// Called on the model's delivery thread. `results` is a list value of texts, in the order of the results' indexes,
-    /// valid during the call only.
+    /// Called on the model's delivery thread. `results` is a list value of texts. The text of the result with the index
+    /// i is at the position i, and a position without a result has an empty text. `results` is valid during the call
+    /// only.
     virtual void handleResult(unsigned int actionId, ValueObject const& results) = 0;
     /// Called on the model's delivery thread if the action failed after its start. The television defines `error`.
     virtual void handleExecutionError(unsigned int actionId, int error) = 0;
@@ -41,7 +42,7 @@ public:
     explicit ActionAccess(std::string key);
     /// Installs the handler before any notification can arrive. Does not connect.
     ActionAccess(std::string key, std::shared_ptr<ActionHandler> newHandler);
-    ActionAccess(ActionAccess const&) = delete;  ///< The model holds the object's address.
+    ActionAccess(ActionAccess const&) = delete;  ///< The model holds a pointer to this observer.
     ActionAccess& operator=(ActionAccess const&) = delete;
     ~ActionAccess() override;
 

@@ -57,7 +57,7 @@ public:
     IteratorAccess(std::string key, std::shared_ptr<IteratorHandler> newHandler, objbus::IteratorType const& type,
                    std::vector<objbus::TableSelection> const& tableSelections, std::vector<int> const& tableColumns,
                    std::vector<objbus::TableOrder> const& tableOrders);
-    IteratorAccess(IteratorAccess const&) = delete;  ///< The model holds the object's address.
+    IteratorAccess(IteratorAccess const&) = delete;  ///< The model holds a pointer to this observer.
     IteratorAccess& operator=(IteratorAccess const&) = delete;
     /// Disconnects from the table. Does not destroy the iterator. Catches exceptions of the platform, after which
     /// the registration with the table may remain.

@@ -15,7 +15,8 @@ ModelConnection::ModelConnection(int timeoutMs, objbus::RootInterface* root, std
     }
     int remainingMs = timeoutMs;
     while (true) {
-        // Null before each attempt, because a failed attempt may set the object, and a later attempt may not.
+        // Each attempt begins with null, because a failed attempt may set the object, and a later attempt may return 0
+        // without an object.
         objbus::Object* found = nullptr;
         status_ = root->connectObject(key, observer, found);
         if (status_ == STATUS_OK && found != nullptr) {

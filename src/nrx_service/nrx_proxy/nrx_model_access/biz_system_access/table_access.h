@@ -27,7 +27,7 @@ public:
     TableAccess(std::string key, std::shared_ptr<TableHandler> newHandler);
     /// @}
 
-    TableAccess(TableAccess const&) = delete;  ///< The model holds the object's address.
+    TableAccess(TableAccess const&) = delete;  ///< The model holds a pointer to this observer.
     TableAccess& operator=(TableAccess const&) = delete;
     ~TableAccess() override;
 
