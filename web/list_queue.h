@@ -20,7 +20,8 @@ using ListText = std::shared_ptr<std::string const>;
 ///
 /// The delivery thread pushes lists, and the main thread pops lists. If a new list does not fit into `MAX_BYTES`, the
 /// oldest lists of the new list's type are dropped. The newest list of each type is always kept. The log gets one line
-/// when lists are first dropped, and one line with the number of dropped lists when the queue is empty again.
+/// at the first drop, and one line with the number of dropped lists when the queue is empty again. A later drop begins
+/// again with a line.
 class ListQueue {
 public:
     /// The bound for the bytes of all JSON texts plus `LIST_OVERHEAD_BYTES` for each list.

@@ -5,7 +5,8 @@
 
 #include "tools/nrx_timeline/log_line.h"
 
-// Facts about the library's operations and messages. The log lines do not contain these facts.
+// Facts that the log lines do not state: which messages are errors, where a message has a key and a value, and which
+// thread runs an operation.
 
 namespace nrx_timeline {
 

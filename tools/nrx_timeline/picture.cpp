@@ -50,7 +50,7 @@ std::string escaped(std::string_view untrusted) {
     return result;
 }
 
-/// Returns `number` thousandths (3 places) or millionths (6 places) as a decimal fraction.
+/// Returns `number` with a decimal point before the last `places` digits: 1234 with 3 places becomes "1.234".
 std::string decimal(std::int64_t number, std::size_t places) {
     std::string digits = std::to_string(number);
     digits.insert(0, digits.size() <= places ? places + 1 - digits.size() : 0, '0');
