@@ -1,5 +1,5 @@
-// Lets the platform library read and handle messages with random content, and append random values. A tree of items
-// holds the expected content of each message.
+// Lets the platform library read and handle messages with random content, and append random values. For each message, a
+// tree of items holds the expected content.
 
 #include "bus/client/failure.h"
 #include "fuzz/bus_messages.h"

@@ -10,8 +10,8 @@
 // Private to the access layer.
 
 /// The kinds of plain values: KIND(C++ type, object interface, object type, observer interface, notification). The
-/// kinds differ in these rows, and in the reads, writes and notifications that the public headers declare. There is one
-/// more difference: a write of an integer accepts objects of both integer types.
+/// public headers declare each kind's reads, writes and notifications, and these rows define all else in which the
+/// kinds differ. One rule is not in the rows: a write of an integer accepts objects of both integer types.
 #define NRX_VALUE_KINDS(KIND)                                                                            \
     KIND(int, ObjectNumericInteger, OBJECT_TYPE_NUMERIC_INTEGER, ObserverNumericInteger, notifyNewValue) \
     KIND(long long, ObjectNumericInt64, OBJECT_TYPE_NUMERIC_INT64, ObserverNumericInt64, notifyNewValue) \
