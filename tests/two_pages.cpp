@@ -1,5 +1,6 @@
 // A host of the web engine with two pages in one web process: two_pages EXTENSIONS URL URL
-// Writes the pages' console messages to standard output. Closes a page whose title becomes "close".
+// Writes the pages' console messages to standard output. Closes a page whose title becomes "close". A third, empty page
+// keeps the web process alive. The host runs until a signal ends the host.
 
 #include <wpe/fdo.h>
 #include <wpe/unstable/fdo-shm.h>
@@ -11,7 +12,7 @@ namespace {
 
 /// One page. Releases each frame of the page to the engine, and displays no frame.
 struct View {
-    View(char const* url, WebKitWebContext* context, WebKitWebView* related, GMainLoop* loop) : loop_(loop) {
+    View(char const* url, WebKitWebContext* context, WebKitWebView* related) {
         static wpe_view_backend_exportable_fdo_client const client = {
             nullptr, nullptr,
             [](void* view, wpe_fdo_shm_exported_buffer* picture) {
@@ -37,23 +38,17 @@ struct View {
                          }),
                          this);
         webkit_web_view_load_uri(page, url);
-        ++count;
     }
 
     static gboolean close(gpointer view) {
         g_object_unref(static_cast<View*>(view)->page);
-        if (--count == 0) {
-            g_main_loop_quit(static_cast<View*>(view)->loop_);
-        }
         return G_SOURCE_REMOVE;
     }
 
     WebKitWebView* page = nullptr;
-    static inline int count = 0;
 
 private:
     wpe_view_backend_exportable_fdo* exportable_ = nullptr;
-    GMainLoop* loop_;
 };
 
 }  // namespace
@@ -65,12 +60,10 @@ int main(int argc, char* arguments[]) {
     }
     wpe_loader_init("libWPEBackend-fdo-1.0.so");
     wpe_fdo_initialize_shm();
-    GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
     WebKitWebContext* const context = webkit_web_context_new();
     webkit_web_context_set_web_extensions_directory(context, arguments[1]);
-    View first(arguments[2], context, nullptr, loop);
-    View const second(arguments[3], context, first.page, loop);
-    g_main_loop_run(loop);
-    g_object_unref(context);
-    g_main_loop_unref(loop);
+    View empty("about:blank", context, nullptr);
+    View const first(arguments[2], context, empty.page);
+    View const second(arguments[3], context, empty.page);
+    g_main_loop_run(g_main_loop_new(nullptr, FALSE));
 }
