@@ -63,8 +63,8 @@ int runBenchmarks(int argc, char** argv) {
         return EXIT_FAILURE;
     }
     benchmark::RunSpecifiedBenchmarks();
-    // The registered functions own clients of the television. The clients are destroyed here, because the caller
-    // destroys the television next.
+    // In nrx_bench the registered functions own clients of the television. The clients are destroyed here, because
+    // `main` destroys the television next.
     benchmark::ClearRegisteredBenchmarks();
     benchmark::Shutdown();
     return EXIT_SUCCESS;

@@ -27,8 +27,8 @@ inline void keepObservable(void const* memory) {
     benchmark::ClobberMemory();
 }
 
-/// Returns the one client to which the benchmarks pass lists. The client's class is defined in measure.cpp, so that
-/// every call from another source file is a virtual call.
+/// Returns the one client to which the benchmarks of relay_bench.cpp pass lists. The client's class is defined in
+/// measure.cpp, so that every call from another source file is a virtual call.
 orvane::NRXModelAccessClient& client();
 
 /// Prevents the heap from returning memory to the system. Otherwise a call's time depends on the earlier benchmarks.

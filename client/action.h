@@ -34,8 +34,9 @@ using Answer = Result<std::vector<std::string>>;
 namespace detail {
 
 /// The identifier that this layer passed with its newest invocation. The television may replace the identifier. No two
-/// invocations in this process pass the same identifier, because the television sends each answer to all clients of the
-/// action, and a client recognises its answers by the identifier. The identifiers count down from the largest number.
+/// invocations of this layer in the process pass the same identifier, because the television sends each answer to all
+/// clients of the action, and a client recognises its answers by the identifier. The identifiers count down from the
+/// largest number.
 inline std::atomic<unsigned int> NRX_EXPORT lastActionId = 0;
 
 /// The calls of an action that have no answer yet. Receives the answers from the access object.

@@ -124,8 +124,8 @@ public:
 
     /// Connects. Waits 100 milliseconds after each failed attempt, and fails when the waits add up to `timeout`. The
     /// time of the attempts is not counted. Fails at once if there is no root interface. The other operations connect
-    /// with a timeout of 1000 milliseconds. Call `connect` only if the model object needs more time to appear. A
-    /// failure has the status 5 if the model object was not obtained, 6 if the object has another type, and 8 if the
+    /// with a timeout of 1000 milliseconds. `connect` is needed only if the model object may need more time to appear.
+    /// A failure has the status 5 if the model object was not obtained, 6 if the object has another type, and 8 if the
     /// key is the text "missing".
     Result<void> connect(std::chrono::milliseconds timeout) {
         return access_->result("connect", access_->connectUntil(detail::deadlineAfter(timeout)));

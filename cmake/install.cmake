@@ -92,8 +92,8 @@ if(TARGET nrx_console)
         install(FILES tools/nrx_television/system/nrx-television.sysusers
                       tools/nrx_television/system/nrx.Television1.conf
                 DESTINATION ${bus_examples} COMPONENT bus_tools)
-        # Writes the program's full path to the service files during the installation, because `cmake --install
-        # --prefix` may change the configured prefix. If the installation is a step of a package's build, the path
+        # Writes the program's full path to the service files during the installation, because the option --prefix of
+        # `cmake --install` may change the configured prefix. If the installation is a step of a package's build, the path
         # begins with NRX_PACKAGE_PREFIX, the prefix under which the package is installed later.
         cmake_path(ABSOLUTE_PATH bus_examples BASE_DIRECTORY "\${CMAKE_INSTALL_PREFIX}")
         install(CODE "

@@ -186,8 +186,8 @@ private:
 
     void useIterator(ReferenceAccess& model, IteratorAccess& access) {
         if (model.throwsFromCall(Call::disconnect)) {
-            // `create` destroys the earlier table access. If the disconnect of that access threw, the television would
-            // later notify a destroyed object.
+            // `create` destroys the earlier table access, or the new one if the object is no table. If the disconnect
+            // of a destroyed access threw, the access would stay registered, and the television could notify it.
             clearFaults();
         }
         auto* const iterator = access.getIterator();

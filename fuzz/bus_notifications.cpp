@@ -46,7 +46,8 @@ struct RecordingObserver final : ObserverNumericInteger,
 /// The television's object or iterator from which the signals come.
 struct Source {
     int type;  ///< The object's type, or `ITERATOR`.
-    /// The D-Bus interface of the object's value. If the object has no value, the interface of its signals.
+    /// The D-Bus interface of the value. Without a value, the interface of the signals, or empty if there are no
+    /// signals.
     char const* interface;
     char const* valueType = nullptr;  ///< The D-Bus type of the value; null if the object has no value.
 };

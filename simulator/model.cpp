@@ -7,8 +7,8 @@ namespace simulator {
 
 namespace {
 
-/// Returns whether the current connect attempt fails. Decrements the number of failing attempts unless the number is
-/// `FOREVER`.
+/// Returns whether the current connect attempt fails. Decrements the number of failing attempts, if the number is
+/// positive.
 bool consumeFault(ConnectFault& fault) {
     if (fault.attempts == 0) {
         return false;

@@ -92,8 +92,8 @@ struct KeyCounts {
 ///
 /// A television is on from construction until destruction. The constructor of a second television throws
 /// `std::logic_error`. Destroy the television after all clients of the model, because the destructor invalidates their
-/// object pointers. Lookups fail while no television is on. A `Television` variable outside a function cannot be named
-/// `television`, because a namespace has this name.
+/// object pointers. Lookups fail while no television is on. A `Television` variable in the global namespace cannot be
+/// named `television`, because a namespace has this name.
 ///
 /// All operations may be called from any thread, and all except `waitUntilDelivered` and the destructor also from
 /// inside a notification. No lock is held while an observer or a script runs.

@@ -30,10 +30,10 @@ __attribute__((visibility("default"))) void setLogLevel(LogLevel level);
 /// not write log lines.
 using LogSink = std::function<void(int severity, std::string const& line)>;
 
-/// After this call `sink`, not standard error, receives each line that the level admits. Waits for a running call of
-/// the earlier sink, and destroys the earlier sink. An empty `sink` selects standard error again. The end of the
-/// process does not destroy the last sink, because threads log until the end. Replace the sink before any object that
-/// the sink uses is destroyed.
+/// After this call `sink`, not standard error, receives each line that the level admits and no `LogCapture` captures.
+/// Waits for a running call of the earlier sink, and destroys the earlier sink. An empty `sink` selects standard error
+/// again. The end of the process does not destroy the last sink, because threads log until the end. Replace the sink
+/// before any object that the sink uses is destroyed.
 __attribute__((visibility("default"))) void setLogSink(LogSink sink);
 
 /// Captures the lines written during its lifetime instead of writing the lines to standard error. A process has at most

@@ -1,5 +1,5 @@
-// The out-of-line members of the platform's classes. The virtual destructors are defined here. Therefore the compiler
-// emits the virtual tables of the classes here and in no other file.
+// The out-of-line members of the platform's classes. If a class has a virtual destructor that is defined here, the
+// compiler emits the virtual table of the class here and in no other file.
 
 #include "frame/process.h"
 #include "objbus/object.h"

@@ -109,7 +109,7 @@ TEST_F(TelevisionTest, ActionLogsAnswersAndKeepsItsHandlerDuringTheCall) {
                    "4294967294 error -7");
     std::vector<Argument> all;
     std::string texts;
-    for (int index = 127; index >= -128; --index) {  // A negative index leaves an empty text in the list.
+    for (int index = 127; index >= -128; --index) {  // A result with a negative index is dropped.
         all.push_back({0, static_cast<std::int8_t>(index), 0, "x"});
         texts += index > 0 ? "x," : index == 0 ? "x" : ",";
     }

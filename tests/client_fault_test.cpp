@@ -48,7 +48,7 @@ TEST_F(TelevisionTest, AClientOfAnActionWithOneIdentifierHasItsAnswers) {
     EXPECT_EQ(action.call({"never"}, std::chrono::milliseconds(500)).error().cause, client::Cause::NO_ANSWER);
     // Imitates a television that notifies on this thread. Afterwards, calls on this thread must be able to wait.
     client::detail::Watch<int>({}).notify(0);
-    EXPECT_TRUE(action.call({}, LONG));  // This call receives its answer, not the call "never", which timed out.
+    EXPECT_TRUE(action.call({}, LONG));  // The call "never", which timed out, does not receive this answer.
     EXPECT_TRUE(action.call({"an", "early answer"}, std::chrono::milliseconds::max()));
     other.disconnect();
 }

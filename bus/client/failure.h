@@ -11,7 +11,8 @@ void writeLogLine(char const* line) noexcept;
 /// Logs that an operation on a key or a path failed, with the reason.
 void reportFailure(std::string const& target, char const* operation, int status) noexcept;
 
-/// Converts an error number of sd-bus to a status. `result` is the error of making or sending a message.
+/// Converts an error number of sd-bus to a status. `result` is the error of connecting to the bus, or of making or
+/// sending a message.
 int statusOfSendError(int result);
 /// Converts an error number of sd-bus to a status. `result` is the error of reading a message.
 int statusOfReadError(int result);

@@ -20,8 +20,8 @@ public:
     SignalsBlocked() {
         sigset_t blocked;
         sigfillset(&blocked);
-        // The model's threads inherit this mask and run observers. If an observer crashes, the host's crash handler
-        // runs only if the crashed thread does not block the fault signal.
+        // The model's threads inherit this mask, and the delivery thread runs observers. If an observer crashes, the
+        // host's crash handler runs only if the crashed thread does not block the fault signal.
         for (int const fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
             sigdelset(&blocked, fault);
         }
@@ -126,8 +126,8 @@ std::shared_ptr<ObserverConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry
     }
     requestType(entry, attempt);
     television::MutexLock const lock(mutex);
-    // Stores the attempt after `requestType`. If `requestType` throws, the attempt never has a status, and a later
-    // connect must not wait for this attempt.
+    // Stores a new attempt only after `requestType`. If `requestType` throws, a new attempt never has a status, and a
+    // later connect must not wait for this attempt.
     entry.attempts.insert_or_assign(observer, attempt);
     return attempt;
 }
@@ -149,8 +149,8 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAt
                 attempt->statusPromise.set_value(initialStatus);
             }
         };
-        // A later connect repeats the request of the same attempt, so several replies may arrive. Only the first reply
-        // sets the status.
+        // A later connect may repeat the request of the same attempt, so `complete` and `answer` may be called several
+        // times. Only the first call of `answer` sets the status.
         if (status != television::STATUS_OK || attempt->isAnswered) {
             answer(status);
         } else {

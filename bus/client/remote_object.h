@@ -19,7 +19,7 @@ struct KeyEntry;
 
 /// The timeout of all operations except connect.
 constexpr std::chrono::seconds CALL_TIMEOUT{1};
-/// The longest time that one call of `connectObject` waits for the television's reply.
+/// The longest time that one call of `connectObject` waits for the television's replies.
 constexpr std::chrono::milliseconds CONNECT_ATTEMPT_TIMEOUT{20};
 
 inline Deadline deadlineAfter(std::chrono::milliseconds timeout) { return std::chrono::steady_clock::now() + timeout; }

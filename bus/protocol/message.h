@@ -48,8 +48,8 @@ using Slot = std::unique_ptr<sd_bus_slot, Release<sd_bus_slot_unref>>;
 using EventLoop = std::unique_ptr<sd_event, Release<sd_event_unref>>;
 using EventSource = std::unique_ptr<sd_event_source, Release<sd_event_source_disable_unref>>;
 
-/// Calls `operation`, a function of libsystemd that stores a new object through its pointer argument. Sets `pointer` to
-/// this object, or to null if `operation` fails.
+/// Calls `operation` with the address of a pointer, in which a function of libsystemd stores a new object. Sets
+/// `pointer` to this object, or to null if `operation` fails.
 template <typename Pointer, typename Operation>
 int assignFromOutParameter(Pointer& pointer, Operation const& operation) {
     typename Pointer::pointer made = nullptr;

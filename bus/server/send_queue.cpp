@@ -48,7 +48,8 @@ bool SendQueue::hasSdBusQueueRoom() {
     std::uint64_t unsent = 0;
     sd_bus_get_n_queued_write(bus_, &unsent);
     // `unsent` also counts messages that do not come from this class, for example replies. Therefore the loop below may
-    // leave sizes of messages that sd-bus has sent. The loop never removes the size of another message.
+    // leave sizes of messages that sd-bus has sent. The loop never removes the size of a message that sd-bus has not
+    // sent.
     while (sdBusQueueSizes_.size() > unsent) {
         assert(sdBusQueueBytes_ >= sdBusQueueSizes_.front());
         sdBusQueueBytes_ -= sdBusQueueSizes_.front();

@@ -126,7 +126,7 @@ public:
 
     /// Ends the registration and deletes the object, or keeps the object if the registration cannot be ended. After the
     /// return no handler runs, with two exceptions: the handler that called this function, and, if the registration was
-    /// not ended, a handler that the delivery thread has already called.
+    /// not ended, the handler of a notification that has already begun.
     struct End {
         void operator()(Connection* connection) const {
             connection->queue->close();

@@ -28,9 +28,9 @@ public:
     /// @}
 
     /// Registers `observer` for the notifications of the object named `key`. The observer must have the typed interface
-    /// that matches the object's type. If the connected object has a type that does not match, the caller must call
-    /// `disconnectObject` at once. Returns 0 and sets `object` if the object is available. Otherwise returns another
-    /// status, or 0 with a null `object`. The object may become available later.
+    /// that matches the object's type. A caller that cannot use an object of another type calls `disconnectObject` at
+    /// once. Returns 0 and sets `object` if the object is available. Otherwise returns another status, or 0 with a null
+    /// `object`. The object may become available later.
     virtual int connectObject(std::string const& key, Observer* observer, Object*& object) = 0;
 
     /// Ends the registration. The model does not call `observer` after the return. The operation waits until a running

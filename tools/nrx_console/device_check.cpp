@@ -102,7 +102,7 @@ LookupResult lookUp(objbus::RootInterface& root, std::string const& key, std::ch
     constexpr std::chrono::milliseconds PAUSE(100);
     // An observer of any class can connect. A faulty television may keep the observer after the disconnect, and notify
     // the destroyed observer of a new value. A table's observer has no operation for new values, so even such a
-    // television does not call this observer.
+    // television does not call this observer for a new value.
     TableAccess observer(key);
     objbus::Object* object = nullptr;
     int status = root.connectObject(key, &observer, object);

@@ -5,8 +5,9 @@
 
 namespace nrx_console {
 
-/// The kind of a line. A command's answer is `ordinary`. A command's error is an `error`. A line of the log has the
-/// kind of its severity: `critical`, `error`, `information` or `detail`.
+/// The kind of a line. A line of the log has the kind of its severity: `critical`, `error`, `information` or `detail`.
+/// A command's error is also an `error`, and a change of presence on the bus is also `information`. All other lines are
+/// `ordinary`.
 enum class Kind { ordinary, critical, error, information, detail };
 
 /// Writes a line. Ordinary lines go to standard output, all other lines to standard error. Any thread may call this

@@ -9,8 +9,8 @@ namespace nrx_console {
 
 namespace {
 
-/// Keeps the rows that were read last. Needs no mutex, because the command reads the rows only after all notifications
-/// have been delivered.
+/// Keeps the rows that were read last. Needs no mutex, because the command uses the members only after all
+/// notifications have been delivered.
 class RowReader final : public orvane::system::support::IteratorHandler {
 public:
     void handleCommit(int /*status*/) override {}

@@ -33,7 +33,7 @@ Words wordsOf(std::string_view line);
 std::vector<Words> rowsOf(Words const& words);
 
 /// Returns the position at which the last word begins. The closing quote of this word may be missing. If the line ends
-/// with a blank, returns the size of the line.
+/// with a blank outside quotes, returns the size of the line.
 std::size_t lastWordPosition(std::string_view line);
 
 std::string joined(Words const& words, std::string const& separator);

@@ -13,7 +13,7 @@ class NRXModelAccessClient;
 /// The television's NRX service and device facts, as the embedding process sees them.
 ///
 /// Operations return no status. Each failure that the library itself detects is logged. If the model refuses to read a
-/// fact or to write a list, the library writes no log line. The order of the virtual operations is a binary contract.
+/// fact or to write a list, no log line reports the refusal. The order of the virtual operations is a binary contract.
 class NRX_EXPORT INrxModelAccess {
 public:
     INrxModelAccess() = default;

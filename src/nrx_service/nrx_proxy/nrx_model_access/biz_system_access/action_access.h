@@ -13,8 +13,8 @@ namespace orvane::system::support {
 class NRX_EXPORT ActionHandler {
 public:
     /// Called on the model's delivery thread. `results` is a list value of texts. The text of the result with the index
-    /// i is at the position i, and a position without a result has an empty text. `results` is valid during the call
-    /// only.
+    /// i is at the position i. A position without a result has an empty text, and a result whose index is outside the
+    /// list is dropped. `results` is valid during the call only.
     virtual void handleResult(unsigned int actionId, ValueObject const& results) = 0;
     /// Called on the model's delivery thread if the action failed after its start. The television defines `error`.
     virtual void handleExecutionError(unsigned int actionId, int error) = 0;

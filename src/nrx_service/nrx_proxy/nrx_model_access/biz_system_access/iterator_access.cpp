@@ -24,8 +24,8 @@ void passOn(std::shared_ptr<IteratorHandler> const& handler, void (IteratorHandl
     }
 }
 
-/// Returns whether the object reports a known type other than the table's type. An object that reports an unknown
-/// number may be a table.
+/// Returns whether the object reports a known type other than the table's type. An object that reports no type
+/// (`OBJECT_TYPE_NONE`) or an unknown number may be a table.
 bool isOfAnotherKind(TableAccess& object) {
     auto const type = object.getType();
     std::string_view const none = object.accessTypeName(objbus::OBJECT_TYPE_NONE);

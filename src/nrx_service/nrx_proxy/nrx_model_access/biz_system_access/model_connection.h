@@ -51,8 +51,8 @@ void disconnectFrom(objbus::RootInterface* root, std::string const& key, objbus:
 /// process. After an exception the registration may remain.
 void disconnectForDestruction(ValueAccessBase& access) noexcept;
 
-/// Returns the type that `object` reports, or `OBJECT_TYPE_NONE` for null. `object` is null if the access object is not
-/// connected. For an `IteratorAccess`, `object` is always null.
+/// Returns the type that `object` reports, or `OBJECT_TYPE_NONE` for null. The field `object` of an access object is
+/// null if the access object is not connected, and always null in an `IteratorAccess`.
 objbus::ObjectTypeSpec typeOf(objbus::Object* object);
 
 }  // namespace orvane::system::support

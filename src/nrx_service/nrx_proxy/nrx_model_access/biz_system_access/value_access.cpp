@@ -11,8 +11,8 @@ namespace orvane::system::support {
 
 namespace {
 
-/// An access object with this key stands for a value that the television does not have. Such an access object does not
-/// ask the model.
+/// A `ValueAccessT` with this key stands for a value that the television does not have. Its `connect` fails without a
+/// call to the model.
 constexpr char MISSING_KEY[] = "missing";
 
 template <typename T>

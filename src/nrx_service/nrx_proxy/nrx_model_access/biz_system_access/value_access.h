@@ -31,10 +31,10 @@ namespace orvane::system::support {
 ///     };
 ///
 /// The destructor disconnects and catches exceptions of the platform. If the platform throws, the model may keep the
-/// pointer to the destroyed observer. A derived class that is connected and adds state or overrides a notification must
-/// disconnect in its own destructor, because notifications arrive until the disconnect. This destructor must catch
-/// exceptions of the platform. The access object may be disconnected or destroyed inside its notification, because the
-/// notification does not use the access object after the handler has returned.
+/// pointer to the destroyed observer. If a derived class adds state or overrides a notification, and its objects may be
+/// connected, the class must disconnect in its own destructor, because notifications arrive until the disconnect. This
+/// destructor must catch exceptions of the platform. The access object may be disconnected or destroyed inside its
+/// notification, because the notification does not use the access object after the handler has returned.
 template <typename Obs>
 class NRX_EXPORT ValueAccessT : public ValueAccessBase, public Obs {
 public:
@@ -46,7 +46,7 @@ public:
     ValueAccessT(std::string key, std::shared_ptr<ValueHandler> newHandler);
     /// Like the default constructor: copies nothing from `other`.
     ValueAccessT(ValueAccessT const& other);
-    ValueAccessT& operator=(ValueAccessT const&) = delete;  ///< The model holds a pointer to this observer.
+    ValueAccessT& operator=(ValueAccessT const&) = delete;  ///< The model holds this observer, under this key.
     ~ValueAccessT() override;
 
     /// Returns 0 if connected, 5 if there is no root interface or no object within the budget, and 6 if the object has

@@ -26,7 +26,7 @@ namespace orvane::system::support {
 /// of the virtual operations is a binary contract.
 class NRX_EXPORT ValueAccessBase {
 public:
-    ValueAccessBase(ValueAccessBase const&) = delete;  ///< The model holds a pointer to this observer.
+    ValueAccessBase(ValueAccessBase const&) = delete;  ///< The model holds a pointer to the derived observer.
     ValueAccessBase& operator=(ValueAccessBase const&) = delete;
     /// Does not disconnect. The concrete class or the object's owner disconnects.
     virtual ~ValueAccessBase();

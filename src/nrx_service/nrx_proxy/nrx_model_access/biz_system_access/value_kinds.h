@@ -11,7 +11,8 @@
 
 /// The kinds of plain values: KIND(C++ type, object interface, object type, observer interface, notification). The
 /// public headers declare each kind's reads, writes and notifications, and these rows define all else in which the
-/// kinds differ. One rule is not in the rows: a write of an integer accepts objects of both integer types.
+/// kinds differ. Only the rules for writes of integers are not in the rows: such a write accepts objects of both
+/// integer types, and has a log message of its own for other types.
 #define NRX_VALUE_KINDS(KIND)                                                                            \
     KIND(int, ObjectNumericInteger, OBJECT_TYPE_NUMERIC_INTEGER, ObserverNumericInteger, notifyNewValue) \
     KIND(long long, ObjectNumericInt64, OBJECT_TYPE_NUMERIC_INT64, ObserverNumericInt64, notifyNewValue) \
