@@ -12,7 +12,8 @@ namespace orvane::client {
 enum class Cause {
     STATUS,           ///< The library or the model refused the operation with the status `Failure::code`.
     EXECUTION_ERROR,  ///< The started action failed with the television's error `Failure::code`.
-    NO_ANSWER,        ///< No answer or page arrived in time. The television may still execute the request.
+    /// No answer of the action, or no page of the table, arrived in time. The television may still execute the request.
+    NO_ANSWER,
     WOULD_DEADLOCK,   ///< In a handler on the delivery thread, the operation would wait for that thread.
     NO_ITERATOR,      ///< The table refused to make an iterator, without a status.
     WATCHED_ALREADY,  ///< The object already has a handler.

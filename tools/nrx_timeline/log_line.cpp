@@ -9,7 +9,7 @@ namespace nrx_timeline {
 
 namespace {
 
-/// The form of a kind of line. The line begins with the tag. In a trace line, the operation precedes `direction`.
+/// How the lines of one kind begin. A line begins with the tag. In a trace line, the operation precedes `direction`.
 struct Form {
     LogLine::Kind kind;
     std::string_view tag;
