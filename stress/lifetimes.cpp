@@ -67,9 +67,9 @@ void receiveAll(ChangingTelevision& television, int round) {
     Client client;
     auto access = std::make_unique<NRXModelAccess>(&client);
     access->start();
-    int const started = television.numberInListsBeingSet;
     access->startCommandListener();
     access->startEventListener();
+    int const started = television.numberInListsBeingSet;
     waitUntil([&] { return client.events.lastNumber > started + round % 4; });
     if (round % 8 == 0) {
         access->requestStartNRXService();
