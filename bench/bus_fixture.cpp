@@ -27,7 +27,7 @@ public:
         for (int const count : LIST_LENGTHS) {
             lists_.push_back(makeStrings(count, STRING_LENGTH));
         }
-        expect(bus::openBus(bus_, address));
+        expect(bus::startBusConnection(bus_, address));
         expect(sd_bus_add_filter(bus_.get(), nullptr, handleMessage, nullptr));
         expect(sd_bus_request_name(bus_.get(), bus::SERVICE, 0));
     }

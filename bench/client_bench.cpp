@@ -75,7 +75,7 @@ void addKind(simulator::Television& television, std::string const& kind, T const
 
 }  // namespace
 
-void addClientBenchmarks(simulator::Television& television) {
+void addPropertyBenchmarks(simulator::Television& television) {
     using namespace objbus;
     addKind<int, &ObserverNumericInteger::notifyNewValue>(television, "int", 1234567);
     addKind<std::string, &ObserverString::notifyNewValue>(television, "string", makeStrings(1, 8).front());

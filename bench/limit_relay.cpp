@@ -96,7 +96,7 @@ struct ListeningFacade final : Facade {
         }
     }
 
-    std::atomic<orvane::NRXModelAccessClient*> client = &bench::client();
+    std::atomic<orvane::NRXModelAccessClient*> client = &bench::relayClient();
     std::atomic<bool> listening = true;
 };
 
@@ -114,7 +114,7 @@ struct BoundHandler final : Handler {
 
 }  // namespace
 
-struct LimitRelay::Observer : Interface {
+struct LimitRelay::AccessObject : Interface {
     virtual void notify(Strings const& list) {
         Trace const trace;
         ListValue const value(list);
@@ -128,8 +128,8 @@ struct LimitRelay::Observer : Interface {
     std::unique_ptr<Handler> handler = std::make_unique<BoundHandler>();
 };
 
-LimitRelay::LimitRelay() : observer_(std::make_shared<Observer>()) {}
+LimitRelay::LimitRelay() : accessObject_(std::make_shared<AccessObject>()) {}
 
-void LimitRelay::operator()(Strings const& list) { hidden(observer_.get())->notify(list); }
+void LimitRelay::operator()(Strings const& list) { hidden(accessObject_.get())->notify(list); }
 
 }  // namespace bench

@@ -14,8 +14,8 @@ public:
     void operator()(Strings const& list);
 
 private:
-    struct Observer;
-    std::shared_ptr<Observer> observer_;
+    struct AccessObject;
+    std::shared_ptr<AccessObject> accessObject_;
 };
 
 }  // namespace bench

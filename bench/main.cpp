@@ -39,7 +39,7 @@ int main(int argc, char** argv) {
     bench::addListRelayBenchmarks();
     bench::addValueObjectBenchmarks();
     bench::addAccessObjectBenchmarks(television);
-    bench::addClientBenchmarks(television);
+    bench::addPropertyBenchmarks(television);
     bench::addLogBenchmarks();
     return bench::runBenchmarks(argc, argv);
 }

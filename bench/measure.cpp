@@ -46,7 +46,7 @@ Strings makeStrings(int count, int length) {
     return list;
 }
 
-orvane::NRXModelAccessClient& client() {
+orvane::NRXModelAccessClient& relayClient() {
     static Client instance;
     return instance;
 }

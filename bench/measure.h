@@ -29,7 +29,7 @@ inline void keepObservable(void const* memory) {
 
 /// Returns the one client to which the benchmarks of relay_bench.cpp pass lists. The client's class is defined in
 /// measure.cpp, so that every call from another source file is a virtual call.
-orvane::NRXModelAccessClient& client();
+orvane::NRXModelAccessClient& relayClient();
 
 /// Prevents the heap from returning memory to the system. Otherwise a call's time depends on the earlier benchmarks.
 void keepFreedMemory();
@@ -65,7 +65,7 @@ void addCallBenchmark(std::string const& name, MakeCall const& makeCall) {
 void addListRelayBenchmarks();
 void addValueObjectBenchmarks();
 void addAccessObjectBenchmarks(simulator::Television& television);
-void addClientBenchmarks(simulator::Television& television);
+void addPropertyBenchmarks(simulator::Television& television);
 void addLogBenchmarks();
 
 }  // namespace bench

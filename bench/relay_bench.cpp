@@ -25,7 +25,7 @@ public:
 private:
     using StringListAccess = orvane::NRXModelAccess::StringListAccess;
     std::shared_ptr<StringListAccess> command_{new StringListAccess("command")};
-    orvane::NRXModelAccess facade_{&client(), command_, nullptr, nullptr, nullptr, nullptr};
+    orvane::NRXModelAccess facade_{&relayClient(), command_, nullptr, nullptr, nullptr, nullptr};
 };
 
 struct LimitTwoCopies {
@@ -33,7 +33,7 @@ struct LimitTwoCopies {
         Strings const value = list;  // NOLINT(performance-unnecessary-copy-initialization): the measured copy.
         keepObservable(value.data());
         Strings const received = value;  // NOLINT(performance-unnecessary-copy-initialization): as above.
-        client().onNRXCommandReceived(received);
+        relayClient().onNRXCommandReceived(received);
     }
 };
 
@@ -42,7 +42,7 @@ public:
     PeerJsonSignal() {
         changed_.connect([](nlohmann::json const& value) {
             auto const received = value.get<Strings>();
-            client().onNRXCommandReceived(received);
+            relayClient().onNRXCommandReceived(received);
         });
     }
     void operator()(Strings const& list) { changed_(nlohmann::json(list)); }
@@ -63,7 +63,7 @@ struct PeerGVariant {
         std::size_t count = 0;
         char const** const stored = g_variant_get_strv(value, &count);
         Strings const received(stored, stored + count);
-        client().onNRXCommandReceived(received);
+        relayClient().onNRXCommandReceived(received);
         g_free(stored);
         g_variant_unref(value);
     }

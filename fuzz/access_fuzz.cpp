@@ -78,7 +78,7 @@ private:
         television.waitUntilDelivered();  // Waits for notifications posted inside a notification.
         std::for_each(slots_.begin(), slots_.end(), [](Slot& each) { each.check(); });
         std::for_each(clients_.begin(), clients_.end(), [](RecordingClient& each) { each.check(); });
-        expect(sleeps.exchange(0) == std::exchange(reference.connectRetryWaits, 0),
+        expect(sleeps.exchange(0) == std::exchange(reference.waitsAfterFailedAttempts, 0),
                "a connect waits as long as its budget");
         for (auto const& [name, key] : reference.keys) {
             auto const held = television.get(name);
@@ -99,9 +99,9 @@ private:
         applyRandomChange(key, usual);
     }
 
-    void chooseCallbackActions(void const* receiverWithoutAction) override {
+    void chooseReactions(void const* receiverWithoutReaction) override {
         Slot& receiver = slot();
-        if (bytes.nextBool() && &receiver != receiverWithoutAction) {
+        if (bytes.nextBool() && &receiver != receiverWithoutReaction) {
             receiver.onNextNotification = [this, &receiver, isWhole = bytes.nextBool()] {
                 isWhole ? release(receiver) : end(receiver);
             };
@@ -134,7 +134,7 @@ private:
             end(slot);
         }
         slot.access.reset();
-        slot.reference->simulateDestruction();
+        slot.reference->disconnectForDestruction();
         slot.expected.resize(slot.received.size());
     }
 
@@ -171,7 +171,7 @@ private:
     void useSlotByKind(Slot& slot) {
         if (auto* const action = dynamic_cast<ActionAccess*>(slot.access.get())) {
             chooseInvokeResult();
-            chooseCallbackActions(&slot);
+            chooseReactions(&slot);
             Arguments const arguments{{0, 0, 0, makeText()}};
             runBoth(*slot.reference, *action, 7U,
                     [&](auto& access, unsigned int& id) { return access.invoke(id, arguments); });
@@ -243,7 +243,7 @@ private:
     void releaseFacade() {
         clearFaults();
         facade_.reset();
-        referenceFacade_->simulateDestruction();
+        referenceFacade_->disconnectForDestruction();
         referenceFacade_.reset();
     }
 

@@ -28,7 +28,7 @@ public:
             fails = faults != 0;
             faults -= faults > 0 ? 1 : 0;
             isFound = keyState_.object != nullptr && (!fails || (status == STATUS_OK && handsOutObject));
-            television_.connectRetryWaits += !isFound && budgetMs > 0 ? 1 : 0;
+            television_.waitsAfterFailedAttempts += !isFound && budgetMs > 0 ? 1 : 0;
         } while (!isFound && --attempts > 0);
         failIf(!isFound, STATUS_ERR_CONNECT_FAILED);
         if (!fails) {  // A connect with a fault registers no observer, even if the connect returns `STATUS_OK`.
@@ -39,7 +39,7 @@ public:
             failIfThrowing(Call::disconnect);
             removeRegistrations(keyState_.object);
             failIfThrowing(Call::type);
-            throw Failure{STATUS_ERR_VALUE_TYPE_MISMATCH};
+            throw ExpectedFailure{STATUS_ERR_VALUE_TYPE_MISMATCH};
         }
         object = keyState_.object;
     }
@@ -117,9 +117,9 @@ public:
             failIf(!table->object->isTable(), CREATE_STATUS_NO_TABLE);
             destroy();
             failIfThrowing(Call::createIterator);
-        } catch (Failure const& failure) {
-            table->simulateDestruction();
-            throw Failure{failure.status == STATUS_THROWS ? STATUS_THROWS : CREATE_STATUS_NO_TABLE};
+        } catch (ExpectedFailure const& failure) {
+            table->disconnectForDestruction();
+            throw ExpectedFailure{failure.status == STATUS_THROWS ? STATUS_THROWS : CREATE_STATUS_NO_TABLE};
         }
         if (!keyState_.refusesIterators) {
             iteratedTable = table->object;
@@ -149,7 +149,7 @@ public:
     void commit() const { notifyReceiverIfTablePublished(lineOf("commit", 0)); }
 
     /// Does what the destructor of an access object does. If a disconnect throws, the registration remains.
-    void simulateDestruction() {
+    void disconnectForDestruction() {
         statusOf([this] { object != nullptr ? disconnect() : void(); });
         statusOf([this] { tableOfIterator_ ? tableOfIterator_->disconnect() : void(); });
     }
@@ -229,12 +229,12 @@ public:
         }
         unsigned int id = UINT_MAX;
         action->connect(100);
-        action->invoke(id, {{0, 0, 0, TEXT_WILDCARD}, {0, 1, 0, "12"}, {0, 2, 0, TEXT_WILDCARD}});
+        action->invoke(id, {{0, 0, 0, ARGUMENT_VALUE_WILDCARD}, {0, 1, 0, "12"}, {0, 2, 0, ARGUMENT_VALUE_WILDCARD}});
     }
 
     /// Does what the destructor of the facade does.
-    void simulateDestruction() {
-        std::for_each(accesses_.begin(), accesses_.end(), [](auto& part) { part.second->simulateDestruction(); });
+    void disconnectForDestruction() {
+        std::for_each(accesses_.begin(), accesses_.end(), [](auto& part) { part.second->disconnectForDestruction(); });
     }
 
 private:

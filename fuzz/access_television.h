@@ -55,8 +55,8 @@ protected:
     }
 
     /// Chooses at random which receivers perform an operation inside their next notification, and which operation. The
-    /// receiver `receiverWithoutAction` performs none.
-    virtual void chooseCallbackActions(void const* receiverWithoutAction) = 0;
+    /// receiver `receiverWithoutReaction` performs none.
+    virtual void chooseReactions(void const* receiverWithoutReaction) = 0;
 
     void publish(std::string const& key, int kind) {
         ReferenceObject object{kind <= TABLE ? OBJECT_TYPE_BY_KIND[kind]
@@ -92,13 +92,13 @@ protected:
         ReferenceKey& key = reference.keys[name];
         auto const setRows = [&] {
             Rows const changed = makeRows();
-            chooseCallbackActions(nullptr);
+            chooseReactions(nullptr);
             bool const fits = reference.setRows(key.object, changed);
             expect(television.setRows(name, changed) == fits, "a table takes rows");
         };
         auto const set = [&] {
             Value const changed = makeValue(expectedKind);
-            chooseCallbackActions(nullptr);
+            chooseReactions(nullptr);
             bool const fits = reference.set(key.object, changed);
             expect(television.set(name, changed) == fits, "an object takes values of its type");
         };
@@ -144,7 +144,7 @@ protected:
     void checkInvokeArguments() const {
         auto const isSame = [](Argument const& expected, Argument const& actual) {
             return expected.index == actual.index &&
-                   (expected.value == TEXT_WILDCARD || expected.value == actual.value);
+                   (expected.value == ARGUMENT_VALUE_WILDCARD || expected.value == actual.value);
         };
         bool const isInvoked = invocations.size() == 2;  // `invocations[0]` is the reference model's invocation.
         expect(isInvoked ? std::ranges::equal(invocations[0], invocations[1], isSame) : invocations.empty(),

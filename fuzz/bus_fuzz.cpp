@@ -31,8 +31,8 @@ void checkRead(sd_bus_message* message, MessageItem const& item, T& kept) {
 void checkReads(Bytes& bytes) {
     Values kept;
     while (bytes.isLeft()) {
-        MessageItem const root = makeArguments(bytes, bytes.pick(MESSAGE_SIGNATURES));
-        if (auto const message = makeMessage(SIGNALS[0], false, root); message && !root.items.empty()) {
+        MessageItem const root = makeArguments(bytes, bytes.pick(ITEM_TYPES));
+        if (auto const message = makeMessage(NOTIFICATION_SIGNALS[0], false, root); message && !root.items.empty()) {
             std::apply([&](auto&... values) { (checkRead(message.get(), root.items[0], values), ...); }, kept);
         }
     }
@@ -56,7 +56,7 @@ template <typename T>
 void checkAppend(Bytes& bytes, T& value) {
     fill(bytes, value);
     MessageItem const item = itemOf(value);
-    auto const message = makeMessage(SIGNALS[0], false, [&](sd_bus_message* made) {
+    auto const message = makeMessage(NOTIFICATION_SIGNALS[0], false, [&](sd_bus_message* made) {
         int const result = bus::append(made, value);
         expect(result >= 0 || result == -EILSEQ, "only a text is refused");
         return result < 0 ? result : bus::appendVariant(made, item.type.c_str(), value);

@@ -21,8 +21,8 @@ struct MessageItem {
 };
 
 constexpr char const* BASIC_TYPES[] = {"y", "b", "n", "q", "i", "u", "x", "t", "d", "s", "o", "g"};
-constexpr char const* MESSAGE_SIGNATURES[] = {"i",       "u",      "x",     "s",     "ai",   "as",     "aas",
-                                              "a(nnns)", "a(iis)", "a(ii)", "a{sv}", "(iv)", "a{oas}", "v"};
+constexpr char const* ITEM_TYPES[] = {"i",       "u",      "x",     "s",     "ai",   "as",     "aas",
+                                      "a(nnns)", "a(iis)", "a(ii)", "a{sv}", "(iv)", "a{oas}", "v"};
 constexpr char INTEGER_INTERFACE[] = "nrx.Television1.Integer";
 constexpr char STRING_INTERFACE[] = "nrx.Television1.String";
 constexpr char const* TEXTS[] = {
@@ -49,7 +49,7 @@ inline MessageItem makeItem(Bytes& bytes, std::string_view type) {
     if (type[0] == 'a') {
         item.items = bytes.makeList(bytes.number<std::size_t>(0, 4), [&] { return makeItem(bytes, type.substr(1)); });
     } else if (type[0] == 'v') {
-        item.items = {makeItem(bytes, bytes.nextBool() ? bytes.pick(MESSAGE_SIGNATURES) : bytes.pick(BASIC_TYPES))};
+        item.items = {makeItem(bytes, bytes.nextBool() ? bytes.pick(ITEM_TYPES) : bytes.pick(BASIC_TYPES))};
     } else if (item.isContainer()) {
         for (std::string const& inner : typesOf(type.substr(1, type.size() - 2))) {
             item.items.push_back(makeItem(bytes, inner));
@@ -69,7 +69,7 @@ inline void mutate(Bytes& bytes, MessageItem& root) {
     do {
         in = std::exchange(at, &bytes.pick(at->items));
     } while (!at->items.empty() && bytes.nextBool());
-    bytes.runOneOf([&] { *at = makeItem(bytes, bytes.pick(MESSAGE_SIGNATURES)); },
+    bytes.runOneOf([&] { *at = makeItem(bytes, bytes.pick(ITEM_TYPES)); },
                    [&] {
                        *at = MessageItem{bytes.nextBool() ? "v" : "a", 0, "", {*at}};
                    },
@@ -84,10 +84,10 @@ inline void mutate(Bytes& bytes, MessageItem& root) {
 }
 
 /// Makes the item valid again.
-inline void makeValid(MessageItem& item) {
+inline void makeConsistent(MessageItem& item) {
     std::string types;
     for (MessageItem& inner : item.items) {
-        makeValid(inner);
+        makeConsistent(inner);
         types += inner.type;
     }
     char const first = item.type[0];
@@ -111,7 +111,7 @@ inline MessageItem makeArguments(Bytes& bytes, std::string_view signature) {
     for (int count = bytes.number(0, 3); count > 0 && !root.items.empty(); --count) {
         mutate(bytes, root);
     }
-    makeValid(root);
+    makeConsistent(root);
     return root;
 }
 

@@ -20,7 +20,7 @@ struct MessageMember {
     std::string_view signature;
 };
 constexpr char CHANGE[] = "PropertiesChanged";
-constexpr MessageMember SIGNALS[] = {
+constexpr MessageMember NOTIFICATION_SIGNALS[] = {
     {bus::PROPERTIES_INTERFACE, CHANGE, "sa{sv}as"},  {bus::ACTION_INTERFACE, "Result", "ua(nnns)"},
     {bus::ACTION_INTERFACE, "ExecutionError", "ui"},  {bus::TABLE_INTERFACE, "Updated", "i"},
     {bus::ITERATOR_INTERFACE, "Ready", "i"},          {bus::ITERATOR_INTERFACE, "TotalCount", "i"},
@@ -97,7 +97,8 @@ inline bool isValidText(std::string const& text) {
         return true;
     }
     char const* read = nullptr;
-    auto const message = makeMessage(SIGNALS[0], false, [&](auto* made) { return appendText(made, text); });
+    auto const message =
+        makeMessage(NOTIFICATION_SIGNALS[0], false, [&](auto* made) { return appendText(made, text); });
     return message && sd_bus_message_read_basic(message.get(), 's', &read) > 0;
 }
 
@@ -131,7 +132,7 @@ template <typename T>
 MessageItem itemOf(T value) {
     MessageItem item{"()"};
     std::apply([&item](auto const&... fields) { item.items = {itemOf(fields)...}; }, fieldsOf(value));
-    makeValid(item);
+    makeConsistent(item);
     return item;
 }
 template <typename T>

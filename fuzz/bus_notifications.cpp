@@ -117,16 +117,17 @@ void checkNotifications(Bytes& bytes) {
     auto const gate = std::make_shared<television::Registration>(television::Registration{nullptr, nullptr});
     model.delivery.post({{gate}, [&released](auto const& /*recipient*/) { released.get_future().wait(); }});
     while (bytes.isLeft()) {
-        MessageMember signal = bytes.pick(SIGNALS);
+        MessageMember signal = bytes.pick(NOTIFICATION_SIGNALS);
         int const oddness = bytes.number(0, 15);
         bool const isCall = oddness == 3;
         signal.name = oddness == 1 ? "Other" : signal.name;
-        MessageItem root = makeArguments(bytes, oddness == 2 ? bytes.pick(SIGNALS).signature : signal.signature);
+        MessageItem root =
+            makeArguments(bytes, oddness == 2 ? bytes.pick(NOTIFICATION_SIGNALS).signature : signal.signature);
         if (source.valueType != nullptr && oddness > 3 && root.items.size() > 1 && root.items[1].type == "a{sv}") {
             MessageItem const value{"v", 0, "", {makeItem(bytes, source.valueType)}};
             root.items[0] = {"s", 0, source.interface};
             root.items[1].items.push_back({"{sv}", 0, "", {{"s", 0, "Value"}, value}});
-            makeValid(root);
+            makeConsistent(root);
         }
         if (auto const message = makeMessage(signal, isCall, root)) {
             source.type == ITERATOR ? iterator.handleSignal(message.get()) : object->handleSignal(message.get());

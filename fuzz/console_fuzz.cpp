@@ -224,7 +224,7 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     Bytes bytes(data, size);
     std::vector<ModelObject> const objects = load(modelText(bytes));
     checkValues(objects);
-    Console console(makeTelevision(objects));
+    Console console(makeTelevisionCommands(objects));
     bool mayRunOut = false;
     while (bytes.isLeft()) {
         std::string const line = commandLine(bytes, console);

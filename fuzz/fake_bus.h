@@ -33,7 +33,7 @@ constexpr Call CALLS[] = {SYNC,
                           CREATE,
                           DESTROY,
                           {bus::PROPERTIES_INTERFACE, "GetAll", "s"},
-                          {bus::MANAGER_INTERFACE, "GetManagedObjects", ""},
+                          {bus::OBJECT_MANAGER_INTERFACE, "GetManagedObjects", ""},
                           {bus::ITERATOR_INTERFACE, "RequestTotalCount", ""},
                           {bus::ITERATOR_INTERFACE, "SeekToRow", "i"},
                           {bus::ITERATOR_INTERFACE, "SeekToContent", "s"},
@@ -54,8 +54,8 @@ struct SentCall {
     std::string sender;
     std::string path;
     MessageItem arguments;
-    bool isReplyDue = true;             ///< False after the client has left.
-    bool isAppliedToReference = false;  ///< Whether the expected content includes the call's effect.
+    bool isReplyDue = true;         ///< False after the client has left.
+    bool isReplyProcessed = false;  ///< Whether the expected content includes the call's effect.
     int replies = 0;
     bool isErrorReply = false;
     bus::Message reply{};
@@ -100,7 +100,7 @@ public:
         }
         return calls.at(number);
     }
-    void callSync() { callFromHarness(SYNC, bus::MODEL_PATH); }
+    void waitUntilCallsReceived() { callFromHarness(SYNC, bus::MODEL_PATH); }
 
     /// Sends a call with these arguments and returns the call's number, or 0 if the call is no valid message.
     std::uint64_t send(Call const& call, std::string const& path, char const* sender, MessageItem const& arguments) {
@@ -146,7 +146,7 @@ public:
             sd_bus_reply_method_errorf(request.get(), SD_BUS_ERROR_NAME_HAS_NO_OWNER, "gone");
         }
     }
-    [[nodiscard]] bool isServerAwaitingCredentials() const { return !pendingCredentialsRequests_.empty(); }
+    [[nodiscard]] bool hasPendingCredentialsRequests() const { return !pendingCredentialsRequests_.empty(); }
 
     void publishAction(std::string const& key) {
         tv.publishAction(key, [this](auto const& /*arguments*/) {
@@ -176,12 +176,12 @@ private:
         sd_bus* made = nullptr;
         expect(sd_bus_new(&made) >= 0 && sd_bus_set_fd(made, descriptor, descriptor) >= 0 &&
                    sd_bus_set_server(made, 1, sd_id128_t{{1}}) >= 0 && sd_bus_start(made) >= 0 &&
-                   sd_bus_add_filter(made, nullptr, handleMessage, this) >= 0,
+                   sd_bus_add_filter(made, nullptr, handleServerMessage, this) >= 0,
                "the bus serves");
         return bus::Bus(made);
     }
 
-    static int handleMessage(sd_bus_message* message, void* fakeBus, sd_bus_error* /*error*/) {
+    static int handleServerMessage(sd_bus_message* message, void* fakeBus, sd_bus_error* /*error*/) {
         auto& self = *static_cast<FakeBus*>(fakeBus);
         std::uint64_t number = 0;
         if (sd_bus_message_is_method_call(message, bus::BUS_NAME, "GetConnectionCredentials") > 0) {

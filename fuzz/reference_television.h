@@ -31,13 +31,13 @@ constexpr int VALUE_TYPE_BY_KIND[] = {VALUE_INT, VALUE_INT64, VALUE_STRING, VALU
 constexpr int STATUS_THROWS = INT_MAX;  ///< The status of an operation that ends with the television's exception.
 constexpr int STATUS_WITHDRAWN = 106;   ///< The simulated television's status for a withdrawn object.
 constexpr int CREATE_STATUS_NO_TABLE = 4;
-constexpr char TEXT_WILDCARD[] = "any text";  ///< An expected argument with this text matches every text.
+constexpr char ARGUMENT_VALUE_WILDCARD[] = "any text";  ///< An expected argument with this text matches every text.
 
 /// Thrown by a failing operation of the reference model.
-struct Failure {
+struct ExpectedFailure {
     int status;
 };
-inline void failIf(bool condition, int status) { condition ? throw Failure{status} : void(); }
+inline void failIf(bool condition, int status) { condition ? throw ExpectedFailure{status} : void(); }
 
 /// Runs the operation and returns the status. An operation without a result has the status 0 on success.
 template <typename Operation>
@@ -49,7 +49,7 @@ int statusOf(Operation const& operation) {
         } else {
             return operation();
         }
-    } catch (Failure const& failure) {
+    } catch (ExpectedFailure const& failure) {
         return failure.status;
     } catch (std::bad_alloc const&) {
         return STATUS_THROWS;
@@ -131,7 +131,7 @@ struct ReferenceTelevision {
     /// A registration may outlive the access object.
     std::vector<std::pair<std::shared_ptr<ReferenceObserver const>, ReferenceObject const*>> registrations;
     std::set<ReferenceObserver const*> iteratorObservers;
-    int connectRetryWaits = 0;  ///< How often clients have waited after a failed connect.
+    int waitsAfterFailedAttempts = 0;  ///< How often clients have waited after a failed connect.
 };
 
 }  // namespace fuzz

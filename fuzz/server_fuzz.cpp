@@ -25,14 +25,14 @@ public:
             bytes.runOneOf([&] { call(); }, [&] { call(); }, [&] { call(); }, [&] { changeModel(); },
                            [&] { changeFaults(); },
                            [&] {
-                               if (fakeBus.isServerAwaitingCredentials()) {
+                               if (fakeBus.hasPendingCredentialsRequests()) {
                                    fakeBus.replyToCredentialsRequest(bytes.number(0, 3) != 0);
                                }
                            },
                            [&] { leave(bytes.pick(CLIENTS)); });
             check();
         }
-        while (fakeBus.isServerAwaitingCredentials()) {
+        while (fakeBus.hasPendingCredentialsRequests()) {
             fakeBus.replyToCredentialsRequest(true);
             check();
         }
@@ -64,7 +64,7 @@ private:
         }
         if (bytes.number(0, 7) != 0) {  // Most calls go to an object that has the call's interface.
             path = call.interface == bus::ITERATOR_INTERFACE ? iterator
-                   : call.interface == bus::MANAGER_INTERFACE || call.interface == bus::MODEL_INTERFACE
+                   : call.interface == bus::OBJECT_MANAGER_INTERFACE || call.interface == bus::MODEL_INTERFACE
                        ? bus::MODEL_PATH
                        : path;
             bool const isProperty = call.interface == bus::PROPERTIES_INTERFACE && !arguments.items.empty();
@@ -76,11 +76,11 @@ private:
                 if (call.name == SET.name) {
                     arguments.items[2] = {"v", 0, "", {makeItem(bytes, content->second.type)}};
                 }
-                makeValid(arguments);
+                makeConsistent(arguments);
             } else if (call.name == CREATE.name || call.name == INVOKE.name) {
                 path = bus::pathOf(call.name == INVOKE.name ? "a" : bytes.nextBool() ? "t" : "u");
                 arguments = makeItem(bytes, '(' + std::string(call.signature) + ')');
-                makeValid(arguments);
+                makeConsistent(arguments);
             } else if (call.name == DESTROY.name) {
                 arguments.items = {{"o", 0, iterator}};
                 path = iterators.contains(iterator) ? bus::pathOf(iterators.at(iterator).second) : path;
@@ -89,8 +89,8 @@ private:
             path = bytes.text(30);
         }
         fakeBus.send(call, path, bytes.pick(CLIENTS), arguments);
-        fakeBus.callSync();
-        if (fakeBus.isServerAwaitingCredentials() && bytes.number(0, 3) != 0) {
+        fakeBus.waitUntilCallsReceived();
+        if (fakeBus.hasPendingCredentialsRequests() && bytes.number(0, 3) != 0) {
             fakeBus.replyToCredentialsRequest(true);
         }
     }
@@ -147,9 +147,9 @@ private:
 
     /// Applies the received replies to the expected content, and compares the television with the expected content.
     void check() {
-        fakeBus.callSync();
+        fakeBus.waitUntilCallsReceived();
         for (auto& [number, made] : fakeBus.calls) {
-            if (made.replies == 1 && !std::exchange(made.isAppliedToReference, true) && !made.isErrorReply) {
+            if (made.replies == 1 && !std::exchange(made.isReplyProcessed, true) && !made.isErrorReply) {
                 apply(made);
             }
         }

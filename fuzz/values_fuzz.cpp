@@ -133,10 +133,10 @@ private:
     /// `from` if `from` is or contains `at`.
     std::pair<ValueObject, ReferenceValue> made(Target from, Target at) {
         if (bytes_.nextBool() || at.value == from.value || containsElement(*from.model, *at.model)) {
-            ReferenceValue all = copyAssigned(*from.model);
-            return {*from.value, moveConstructed(all)};
+            ReferenceValue all = expectedAfterCopyAssignment(*from.model);
+            return {*from.value, expectedAfterMoveConstruction(all)};
         }
-        return {std::move(*from.value), moveConstructed(*from.model)};
+        return {std::move(*from.value), expectedAfterMoveConstruction(*from.model)};
     }
 
     void construct(Target at, Target from) { std::tie(*at.value, *at.model) = made(from, at); }
@@ -145,7 +145,7 @@ private:
         ReferenceValue model = *from.model;  // An assignment of a value to itself changes nothing.
         bool const isItself = at.value == from.value;
         if (bytes_.nextBool()) {
-            *at.model = isItself ? model : copyAssigned(*from.model);
+            *at.model = isItself ? model : expectedAfterCopyAssignment(*from.model);
             expect(&(*at.value = *from.value) == at.value, "an assignment returns the object");
         } else if (!containsElement(*from.model, *at.model)) {
             from.model->text.clear();
@@ -159,7 +159,7 @@ private:
         auto [value, model] = made(from, at);
         if (at.value->elements.size() == at.value->elements.capacity()) {
             for (ReferenceValue& element : at.model->elements) {  // A full vector moves its elements to grow.
-                element = moveConstructed(element);
+                element = expectedAfterMoveConstruction(element);
             }
         }
         at.value->typeTag = VALUE_VECTOR;

@@ -106,7 +106,7 @@ inline bool areEqual(ReferenceValue const& left, ReferenceValue const& right) {
 }
 
 /// The result of a move construction: the tag, and the member that the tag names.
-inline ReferenceValue moveConstructed(ReferenceValue& from) {
+inline ReferenceValue expectedAfterMoveConstruction(ReferenceValue& from) {
     ReferenceValue made;
     made.tag = from.tag;
     visitNumber(from, 0,
@@ -117,11 +117,11 @@ inline ReferenceValue moveConstructed(ReferenceValue& from) {
 }
 
 /// The result of a copy assignment: all members. An element keeps only its tag and the member that the tag names.
-inline ReferenceValue copyAssigned(ReferenceValue const& from) {
+inline ReferenceValue expectedAfterCopyAssignment(ReferenceValue const& from) {
     ReferenceValue copy{from.tag, from.scalarBits, from.text, {}};
     for (ReferenceValue const& element : from.elements) {
-        ReferenceValue all = copyAssigned(element);
-        copy.elements.push_back(moveConstructed(all));
+        ReferenceValue all = expectedAfterCopyAssignment(element);
+        copy.elements.push_back(expectedAfterMoveConstruction(all));
     }
     return copy;
 }

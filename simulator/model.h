@@ -20,7 +20,7 @@
 namespace frame {
 
 /// Returns a new reference to the simulated root interface.
-boost::shared_ptr<Interface> simulatedRootInterface();
+boost::shared_ptr<Interface> makeRootReference();
 
 }  // namespace frame
 
@@ -62,7 +62,7 @@ struct KeyEntry {
 class __attribute__((visibility("default"))) Model : public std::enable_shared_from_this<Model> {
 public:
     /// Returns the model of the television that is on, or null.
-    static std::shared_ptr<Model> current();
+    static std::shared_ptr<Model> currentOrNull();
 
     Model();
 
@@ -86,9 +86,9 @@ public:
 
     Mutex mutex;
     std::map<std::string, KeyEntry> keys NRX_GUARDED_BY(mutex);
-    RootLookup rootLookup NRX_GUARDED_BY(mutex) = RootLookup::published;
+    RootLookup rootLookupResult NRX_GUARDED_BY(mutex) = RootLookup::published;
     /// Allocated in advance, so that a lookup needs no memory.
-    boost::shared_ptr<frame::Interface> const root = frame::simulatedRootInterface();
+    boost::shared_ptr<frame::Interface> const rootReference = frame::makeRootReference();
     int lookups NRX_GUARDED_BY(mutex) = 0;
     Delivery delivery;
 

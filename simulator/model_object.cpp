@@ -111,7 +111,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
                                                    std::vector<int> const& columns,
                                                    std::vector<objbus::TableOrder> const& orders) {
     auto const kept = model().shared_from_this();
-    if (int const status = recordIteratorRequest({type, selections, columns, orders}); status != STATUS_OK) {
+    if (int const status = recordAndCheckRequest({type, selections, columns, orders}); status != STATUS_OK) {
         logRefusal("createIterator", status);
         return nullptr;
     }
@@ -123,17 +123,17 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     return iterators_.add(std::move(prepared));
 }
 
-int TableObject::recordIteratorRequest(IteratorRequest request) {
+int TableObject::recordAndCheckRequest(IteratorRequest request) {
     LockedModel const operation(*this, Call::createIterator);
     entry().lastIteratorRequest = std::move(request);
     return isWithdrawn() ? STATUS_WITHDRAWN : entry().refusesIterators ? STATUS_UNKNOWN_ITERATOR : STATUS_OK;
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
-    return logRefusal("destroyIterator", destroy(iterator));
+    return logRefusal("destroyIterator", destroyUnlessFaulty(iterator));
 }
 
-int TableObject::destroy(objbus::TableIterator* iterator) {
+int TableObject::destroyUnlessFaulty(objbus::TableIterator* iterator) {
     auto const kept = model().shared_from_this();
     std::shared_ptr<Registration> registration;
     {

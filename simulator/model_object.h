@@ -200,8 +200,8 @@ public:
     [[nodiscard]] Rows const& rows() const { return rows_; }
 
 private:
-    int recordIteratorRequest(IteratorRequest request);
-    int destroy(objbus::TableIterator* iterator);
+    int recordAndCheckRequest(IteratorRequest request);
+    int destroyUnlessFaulty(objbus::TableIterator* iterator);
 
     Rows rows_;
     Iterators<Iterator, objbus::TableIterator> iterators_;

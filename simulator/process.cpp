@@ -14,13 +14,13 @@ namespace {
 class Root final : public television::RootInterfaceBase {
 public:
     int disconnectObject(std::string const& key, objbus::Observer* observer, objbus::Object* object) override {
-        auto const model = simulator::Model::current();
+        auto const model = simulator::Model::currentOrNull();
         return model ? model->disconnect(key, observer, object) : simulator::STATUS_NO_TELEVISION;
     }
 
 private:
     int connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object) override {
-        auto const model = simulator::Model::current();
+        auto const model = simulator::Model::currentOrNull();
         return model ? model->connect(key, observer, object) : simulator::STATUS_NO_TELEVISION;
     }
 };
@@ -31,15 +31,15 @@ Root root;
 simulator::RootLookup lookUpRoot(simulator::Model& model) {
     television::MutexLock const lock(model.mutex);
     ++model.lookups;
-    return model.rootLookup;
+    return model.rootLookupResult;
 }
 
 }  // namespace
 
-boost::shared_ptr<Interface> simulatedRootInterface() { return boost::make_shared<television::RootReference>(&root); }
+boost::shared_ptr<Interface> makeRootReference() { return boost::make_shared<television::RootReference>(&root); }
 
 int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std::string const& name) {
-    auto const model = simulator::Model::current();
+    auto const model = simulator::Model::currentOrNull();
     if (!model) {
         return simulator::STATUS_NO_TELEVISION;
     }
@@ -56,7 +56,7 @@ int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, std:
             reference = boost::make_shared<television::RootReference>(nullptr);
             break;
         case simulator::RootLookup::published:
-            reference = model->root;
+            reference = model->rootReference;
             break;
     }
     return simulator::STATUS_OK;

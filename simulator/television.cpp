@@ -32,7 +32,7 @@ television::Presence presence() { return notifier().presence(); }
 
 void setPresenceListener(television::PresenceListener listener) { notifier().setListener(std::move(listener)); }
 
-std::shared_ptr<Model> Model::current() {
+std::shared_ptr<Model> Model::currentOrNull() {
     MutexLock const lock(currentMutex);
     return currentModel;
 }
@@ -128,7 +128,7 @@ void Television::waitUntilDelivered() { model_->delivery.waitUntilPostedAreDeliv
 
 void Television::setRootLookup(RootLookup answer) {
     MutexLock const lock(model_->mutex);
-    model_->rootLookup = answer;
+    model_->rootLookupResult = answer;
 }
 
 void Television::failConnects(std::string const& key, ConnectFault fault) {

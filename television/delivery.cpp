@@ -27,7 +27,7 @@ void notify(Notification const& notification, Registration const& recipient) {
 
 }  // namespace
 
-std::size_t Delivery::queueLimitFromEnvironment() {
+std::size_t Delivery::changeBytesLimitFromEnvironment() {
     return fromEnvironment("NRX_DELIVERY_LIMIT", DEFAULT_LIMIT, "a whole number of bytes", "67108864",
                            parseNumber<std::size_t>);
 }
@@ -53,23 +53,23 @@ void Delivery::enqueue(Notification notification, void const* object, std::size_
         if (object != nullptr) {
             auto& changes = changes_[object];
             changes.push_back(entry);
-            queuedPayloadBytes_ += entry->payloadBytes;
-            while (queuedPayloadBytes_ > queueLimit_ && changes.size() > 1) {
+            queuedChangeBytes_ += entry->bytesWithOverhead;
+            while (queuedChangeBytes_ > changeBytesLimit_ && changes.size() > 1) {
                 dropOldest(changes);
             }
         }
-        entry->sequenceNumber = ++postedCount_;
+        entry->sequenceNumber = ++lastSequenceNumber_;
         queue_.splice(queue_.end(), added);
     }
     posted_.notify_one();  // The mutex is released, so that the woken thread does not wait for the mutex.
 }
 
 void Delivery::dropOldest(std::deque<Queue::iterator>& changes) {
-    assert(changes.size() > 1 && queuedPayloadBytes_ >= changes.front()->payloadBytes);
-    queuedPayloadBytes_ -= changes.front()->payloadBytes;
+    assert(changes.size() > 1 && queuedChangeBytes_ >= changes.front()->bytesWithOverhead);
+    queuedChangeBytes_ -= changes.front()->bytesWithOverhead;
     queue_.erase(changes.front());
     changes.pop_front();
-    ++droppedCount_;
+    ++unreportedDropCount_;
 }
 
 void Delivery::cancel(Registration& registration) {
@@ -92,12 +92,12 @@ std::uint64_t Delivery::oldestUnfinishedSequenceNumber() const {
     if (runningSequenceNumber_ != 0) {
         return runningSequenceNumber_;
     }
-    return queue_.empty() ? postedCount_ + 1 : queue_.front().sequenceNumber;
+    return queue_.empty() ? lastSequenceNumber_ + 1 : queue_.front().sequenceNumber;
 }
 
 void Delivery::waitUntilPostedAreDelivered() {
     MutexLock lock(mutex_);
-    std::uint64_t const last = postedCount_;
+    std::uint64_t const last = lastSequenceNumber_;
     while (oldestUnfinishedSequenceNumber() <= last && !isStopping_) {
         lock.wait(notificationFinished_);
     }
@@ -136,14 +136,14 @@ void Delivery::runNext() {
     runningSequenceNumber_ = entry.sequenceNumber;
     if (entry.object != nullptr) {
         auto const changes = changes_.find(entry.object);
-        assert(queuedPayloadBytes_ >= entry.payloadBytes && changes != changes_.end());
-        queuedPayloadBytes_ -= entry.payloadBytes;
+        assert(queuedChangeBytes_ >= entry.bytesWithOverhead && changes != changes_.end());
+        queuedChangeBytes_ -= entry.bytesWithOverhead;
         changes->second.pop_front();
         if (changes->second.empty()) {
             changes_.erase(changes);
         }
     }
-    reportDropping();
+    reportDroppingBeginOrEnd();
     for (auto const& recipient : entry.notification.recipients) {
         if (recipient->isCancelled || isStopping_) {
             continue;
@@ -161,21 +161,21 @@ void Delivery::runNext() {
     notificationFinished_.notify_all();
 }
 
-void Delivery::reportDropping() {
-    bool const begins = droppedCount_ != 0 && !isDroppingReported_;
-    bool const ends = droppedCount_ != 0 && queuedPayloadBytes_ <= queueLimit_ / 2;
+void Delivery::reportDroppingBeginOrEnd() {
+    bool const begins = unreportedDropCount_ != 0 && !isDroppingBeginReported_;
+    bool const ends = unreportedDropCount_ != 0 && queuedChangeBytes_ <= changeBytesLimit_ / 2;
     if (!begins && !ends) {
         return;
     }
-    std::size_t const dropped = droppedCount_;
-    droppedCount_ = ends ? 0 : droppedCount_;
-    isDroppingReported_ = !ends;
+    std::size_t const dropped = unreportedDropCount_;
+    unreportedDropCount_ = ends ? 0 : unreportedDropCount_;
+    isDroppingBeginReported_ = !ends;
     mutex_.unlock();
     std::array<char, 160> line;  // On the stack, because memory may have run out.
     if (begins) {
         std::snprintf(line.data(), line.size(),
                       "more than %zu bytes of changes wait for the handlers: older changes give way to newer ones",
-                      queueLimit_);
+                      changeBytesLimit_);
         report(TAG, line.data());
     }
     if (ends) {

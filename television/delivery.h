@@ -52,9 +52,10 @@ struct Notification {
 class Delivery {
 public:
     /// Returns the bound in bytes: the value of NRX_DELIVERY_LIMIT, or 64 MiB if the variable has no valid value.
-    static std::size_t queueLimitFromEnvironment();
+    static std::size_t changeBytesLimitFromEnvironment();
 
-    explicit Delivery(std::size_t queueLimit = queueLimitFromEnvironment()) : queueLimit_(queueLimit) {}
+    explicit Delivery(std::size_t changeBytesLimit = changeBytesLimitFromEnvironment())
+        : changeBytesLimit_(changeBytesLimit) {}
     Delivery(Delivery const&) = delete;
     Delivery& operator=(Delivery const&) = delete;
     ~Delivery();
@@ -88,7 +89,7 @@ private:
     struct Entry {
         Notification notification;
         void const* object;  ///< The changed object, or null.
-        std::size_t payloadBytes;
+        std::size_t bytesWithOverhead;
         std::uint64_t sequenceNumber = 0;  ///< The position in the order of posting.
     };
     using Queue = std::list<Entry>;
@@ -96,12 +97,12 @@ private:
     void enqueue(Notification notification, void const* object, std::size_t payloadBytes) NRX_EXCLUDES(mutex_);
     void dropOldest(std::deque<Queue::iterator>& changes) NRX_REQUIRES(mutex_);
     void runThread() NRX_EXCLUDES(mutex_);
-    // `runNext` and `reportDropping` unlock the mutex temporarily.
+    // `runNext` and `reportDroppingBeginOrEnd` unlock the mutex temporarily.
     void runNext() NRX_REQUIRES(mutex_);
-    void reportDropping() NRX_REQUIRES(mutex_);
+    void reportDroppingBeginOrEnd() NRX_REQUIRES(mutex_);
     [[nodiscard]] std::uint64_t oldestUnfinishedSequenceNumber() const NRX_REQUIRES(mutex_);
 
-    std::size_t const queueLimit_;
+    std::size_t const changeBytesLimit_;
 
     Mutex mutex_;
     std::condition_variable posted_;
@@ -109,11 +110,12 @@ private:
     Queue queue_ NRX_GUARDED_BY(mutex_);
     /// The queued changes by object, oldest first.
     std::map<void const*, std::deque<Queue::iterator>> changes_ NRX_GUARDED_BY(mutex_);
-    std::size_t queuedPayloadBytes_ NRX_GUARDED_BY(mutex_) = 0;  ///< The payload of the queued changes.
-    std::uint64_t postedCount_ NRX_GUARDED_BY(mutex_) = 0;
+    std::size_t queuedChangeBytes_ NRX_GUARDED_BY(mutex_) = 0;  ///< The payload of the queued changes.
+    std::uint64_t lastSequenceNumber_ NRX_GUARDED_BY(mutex_) = 0;
     std::uint64_t runningSequenceNumber_ NRX_GUARDED_BY(mutex_) = 0;  ///< The number of the running notification, or 0.
-    std::size_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;  ///< The number of changes dropped since dropping began.
-    bool isDroppingReported_ NRX_GUARDED_BY(mutex_) = false;
+    std::size_t unreportedDropCount_ NRX_GUARDED_BY(mutex_) =
+        0;  ///< The number of changes dropped since dropping began.
+    bool isDroppingBeginReported_ NRX_GUARDED_BY(mutex_) = false;
     std::shared_ptr<Registration const> runningRegistration_ NRX_GUARDED_BY(mutex_);
     std::thread::id runningThread_ NRX_GUARDED_BY(mutex_);
     bool isStopping_ NRX_GUARDED_BY(mutex_) = false;

@@ -12,17 +12,17 @@ enum Status : int {
     STATUS_NOT_PUBLISHED = 104,      ///< No object is published under the key.
     STATUS_NOT_CONNECTED = 105,      ///< The observer is not registered.
     STATUS_WITHDRAWN = 106,          ///< The object was withdrawn.
-    STATUS_UNKNOWN_ITERATOR = 107,   ///< The table has no such iterator, or has destroyed it.
+    STATUS_UNKNOWN_ITERATOR = 107,   ///< The table has no such iterator, has destroyed it, or refused to create one.
     STATUS_NOT_SUPPORTED = 108,      ///< The television does not support the operation.
     STATUS_TOO_MANY = 109,           ///< The client has the largest number of iterators that the television permits.
     STATUS_DENIED = 110,             ///< The bus or the television denies the call to this user.
     STATUS_INTERNAL_ERROR = 111,     ///< An unexpected exception.
     STATUS_NO_BUS = 121,             ///< The bus cannot be reached.
-    STATUS_NO_ANSWER = 122,          ///< The television did not answer in time. The operation may still happen.
+    STATUS_NO_ANSWER = 122,          ///< No answer in time, or the television was lost. The operation may still happen.
     STATUS_NOT_CARRIED = 123,        ///< The text is too long, or is not text that the bus carries.
     STATUS_NOT_UNDERSTOOD = 124,     ///< A message does not conform to the television's D-Bus interfaces.
     STATUS_NO_RESOURCES = 125,       ///< This process has no memory, thread or file descriptor left.
-    STATUS_LOST = 126,               ///< The television was lost before it answered.
+    STATUS_LOST = 126,               ///< Only notified: the television was lost before a result, or with an iterator.
 };
 
 }  // namespace television

@@ -121,7 +121,7 @@ class AccessTest : public TelevisionTest, public ::testing::WithParamInterface<b
 public:
     AccessTest() {
         refusesLogLinesOfOtherThreads = true;
-        refusesAllLogLines = GetParam();
+        isLogOff = GetParam();
     }
 
     /// Publishes an object of the type, with the value of its kind if the kind has a value.
@@ -131,7 +131,7 @@ public:
             kind.type == type ? tv.set(KEY, kind.value) : false;
         }
     }
-    void expectLines(Lines const& lines) { EXPECT_EQ(logged(), refusesAllLogLines ? Lines{} : lines); }
+    void expectLines(Lines const& lines) { EXPECT_EQ(logged(), isLogOff ? Lines{} : lines); }
     void expectRefusal(Refusal const& refusal, Kind const& kind) {
         auto const access = kind.make();
         int const published = refusal.type.value_or(kind.type);

@@ -44,7 +44,7 @@ TEST_F(BusClientDeathTest, ConnectsWhenTheBusStarts) {
         Client<int> const early(key);
         ::setenv("NRX_BUS_ADDRESS", "unix:path=/elsewhere", 1);  // The platform has already read this variable.
         driver::publish(key, 7);
-        driver::start();
+        driver::startBusAndTelevision();
         Client<int> const late(key);
         bus::setPresenceListener({});
         bool const isConnected = early.status == STATUS_NO_BUS && late.status == 0 && late.read() == 7 &&
@@ -100,28 +100,29 @@ TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
         loss.lose();
         Client<TypeParam> late(this->key);
         EXPECT_TRUE(late.status == loss.status && late.object == nullptr);
-        constexpr bool IS_NUMBER = std::is_arithmetic_v<TypeParam>;  // Failed reads of numbers return the last value.
+        // A failed read of a number returns the value that the client received last.
+        constexpr bool IS_NUMBER = std::is_arithmetic_v<TypeParam>;
         EXPECT_EQ(client.statusOfRead(), IS_NUMBER ? 0 : loss.status);
         EXPECT_TRUE(!IS_NUMBER || client.read() == list[0]);
         EXPECT_EQ(client.write(list[2]), loss.status);
-        EXPECT_EQ(client.type(), client.TYPE);
+        EXPECT_EQ(client.reportedType(), client.TYPE);
         driver::set(this->key, list[1]);
-        driver::start();
+        driver::startBusAndTelevision();
         this->expectReceived({list[0], list[1]}, client, other);
 
         loss.lose();
-        driver::start();
+        driver::startBusAndTelevision();
         loss.lose();
         driver::set(this->key, list[0]);
         driver::set(this->key, list[1]);  // The clients have already received this value.
-        driver::start();
+        driver::startBusAndTelevision();
         this->expectReceived({}, client, other);
 
         loss.lose();
         EXPECT_EQ(other.disconnect(), 0);
         EXPECT_EQ(other.disconnect(), STATUS_NOT_CONNECTED);
         driver::set(this->key, list[2]);
-        driver::start();
+        driver::startBusAndTelevision();
         driver::set(this->key, list[2]);  // A write of an equal value is a change, too.
         EXPECT_EQ(client.write(list[1]), 0);
         this->expectReceived({list[2], list[2], list[1]}, client);
@@ -137,11 +138,11 @@ TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
         EXPECT_EQ(fresh.disconnect(), 0);
         Client<TypeParam> first(this->key);
         loss.lose();
-        driver::start();
+        driver::startBusAndTelevision();
         this->expectReceived({list[2]}, first);  // This client has received no value yet.
         Client<TypeParam> second(this->key);
         loss.lose();
-        driver::start();
+        driver::startBusAndTelevision();
         this->expectReceived({}, first, second);
         EXPECT_EQ(connectTo(this->key, &client, client.object), 0);
     }
@@ -161,7 +162,7 @@ TYPED_TEST(LostValue, IsRecoveredFromTheNextTelevisionThatPublishesIt) {
         EXPECT_EQ(later.write(this->values[1]), STATUS_WITHDRAWN);
         loss.lose();
         driver::publish(this->key, this->values[1]);
-        driver::start();
+        driver::startBusAndTelevision();
         driver::set(this->key, this->values[2]);
         this->expectReceived({this->values[1], this->values[2]}, client, later);
         EXPECT_EQ(client.read(), this->values[2]);
@@ -185,27 +186,27 @@ TYPED_TEST(LostValue, MayBePublishedLaterOrWithAnotherType) {
         auto client = driver::publishAndConnect(this->key, this->values[0]);
         loss.lose();
         driver::withdraw(this->key);
-        driver::start();
+        driver::startBusAndTelevision();
         EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);
         EXPECT_EQ(Client<TypeParam>(this->key).status, STATUS_NOT_PUBLISHED);
         driver::publish(this->key, this->values[1]);
-        driver::waitForNotificationsAndResyncReads();
+        driver::waitForNotificationsAndResyncs();
         EXPECT_EQ(client.write(this->values[0]), 0);
         this->expectReceived({this->values[1], this->values[0]}, client);
 
         loss.lose();
         driver::publish(this->key, sampleValue<Other>(7));
-        driver::start();
+        driver::startBusAndTelevision();
         Client<Other> other(this->key);
         EXPECT_EQ(other.read(), sampleValue<Other>(7));
-        EXPECT_EQ(other.type(), other.TYPE);
-        EXPECT_EQ(client.type(), client.TYPE);  // A client's object keeps its type.
+        EXPECT_EQ(other.reportedType(), other.TYPE);
+        EXPECT_EQ(client.reportedType(), client.TYPE);  // A client's object keeps its type.
         EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);
         driver::set(this->key, sampleValue<Other>(8));
         EXPECT_EQ(driver::received(other), std::vector<Other>{sampleValue<Other>(8)});
         EXPECT_TRUE(client.take().empty());
         driver::publish(this->key, this->values[2]);
-        driver::waitForNotificationsAndResyncReads();
+        driver::waitForNotificationsAndResyncs();
         EXPECT_EQ(client.write(this->values[0]), 0);
         EXPECT_EQ(other.write(sampleValue<Other>(7)), STATUS_WITHDRAWN);
         this->expectReceived({this->values[2], this->values[0]}, client);

@@ -134,13 +134,13 @@ void killBus() {
     test::waitForTelevisionStatus(television::STATUS_NO_BUS);
 }
 
-void start() {
+void startBusAndTelevision() {
     tv.start();
     test::waitForTelevisionStatus(television::STATUS_OK);
-    waitForNotificationsAndResyncReads();
+    waitForNotificationsAndResyncs();
 }
 
-void waitForNotificationsAndResyncReads() {
+void waitForNotificationsAndResyncs() {
     for (int questions = 0; questions < 3; ++questions) {
         waitForNotifications();
     }

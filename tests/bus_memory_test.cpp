@@ -28,7 +28,7 @@ Strings const MISSED{"a list that the clients miss while they are not on the bus
 std::atomic<television::Presence> lastPresence;
 void recordPresence(television::Presence presence) {
     // Runs on the delivery thread. The allocations of the test's observers on this thread must not fail.
-    static thread_local ScopedAllocationSuccess const ofDeliveryThread;
+    static thread_local ScopedThreadAllocationSuccess const ofDeliveryThread;
     lastPresence = presence;
 }
 
@@ -96,13 +96,13 @@ struct BusMemory : HostileBus {
         received();
         for (Signal const& signal : VALID_SIGNALS) {
             send(signal);
-            EXPECT_EQ(received(), signal.expectedRecords);
+            EXPECT_EQ(received(), signal.recordsIfReceived);
         }
         EXPECT_EQ(lastPresence, bus::presence());
         EXPECT_EQ(iteratorCounts[clientName], 1);  // The television has no other iterator of this connection.
     }
 
-    ScopedAllocationSuccess const memory;
+    ScopedThreadAllocationSuccess const memory;
     Strings missed;
     std::map<std::string, int> iteratorCounts;  ///< The number of iterators of each connection.
 };

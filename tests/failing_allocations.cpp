@@ -59,7 +59,7 @@ extern "C" __attribute__((visibility("default"))) void* realloc(void* memory, st
 extern "C" __attribute__((visibility("default"))) int pthread_getattr_np(pthread_t thread,
                                                                          pthread_attr_t* attributes) noexcept {
     static auto const read = reinterpret_cast<decltype(&pthread_getattr_np)>(::dlsym(RTLD_NEXT, __func__));
-    test::ScopedAllocationSuccess const memory;
+    test::ScopedThreadAllocationSuccess const memory;
     return read(thread, attributes);
 }
 
@@ -87,7 +87,7 @@ ScopedAllocationFailure::~ScopedAllocationFailure() { isArmed = false; }
 
 bool ScopedAllocationFailure::hasHappened() { return hasFailed; }
 
-ScopedAllocationSuccess::ScopedAllocationSuccess() { ++scopedMemories; }
-ScopedAllocationSuccess::~ScopedAllocationSuccess() { --scopedMemories; }
+ScopedThreadAllocationSuccess::ScopedThreadAllocationSuccess() { ++scopedMemories; }
+ScopedThreadAllocationSuccess::~ScopedThreadAllocationSuccess() { --scopedMemories; }
 
 }  // namespace test

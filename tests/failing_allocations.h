@@ -8,7 +8,7 @@ namespace test {
 
 /// While this object exists, the next `successfulAllocations` allocations of the process succeed, and the allocation
 /// after them fails. With `failsAllLater`, all later allocations fail, too. Counts the C and C++ allocations of all
-/// libraries, except on threads with a `ScopedAllocationSuccess`.
+/// libraries, except on threads with a `ScopedThreadAllocationSuccess`.
 class ScopedAllocationFailure {
 public:
     ScopedAllocationFailure(int successfulAllocations, bool failsAllLater);
@@ -21,12 +21,12 @@ public:
 };
 
 /// While this object exists, the allocations of the thread that created the object succeed.
-class ScopedAllocationSuccess {
+class ScopedThreadAllocationSuccess {
 public:
-    ScopedAllocationSuccess();
-    ScopedAllocationSuccess(ScopedAllocationSuccess const&) = delete;
-    ScopedAllocationSuccess& operator=(ScopedAllocationSuccess const&) = delete;
-    ~ScopedAllocationSuccess();
+    ScopedThreadAllocationSuccess();
+    ScopedThreadAllocationSuccess(ScopedThreadAllocationSuccess const&) = delete;
+    ScopedThreadAllocationSuccess& operator=(ScopedThreadAllocationSuccess const&) = delete;
+    ~ScopedThreadAllocationSuccess();
 };
 
 /// Lets each allocation of each operation fail in two runs: in one run alone, in the other run with all later ones.

@@ -12,7 +12,7 @@
 #include "failing_allocations.h"
 
 int main() {
-    test::ScopedAllocationSuccess const memory;
+    test::ScopedThreadAllocationSuccess const memory;
     sigset_t signals;  // Blocks the signals in all threads, because the server's loop receives them.
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);

@@ -28,7 +28,7 @@ public:
         if (key == orvane::model_keys::FEATURE_CODE && ++attempts_ <= 10) {
             return 42;
         }
-        return simulator::Model::current()->connect(key, observer, object);
+        return simulator::Model::currentOrNull()->connect(key, observer, object);
     }
 
     int disconnectObject(std::string const& /*key*/, objbus::Observer* /*observer*/,

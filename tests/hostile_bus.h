@@ -21,7 +21,7 @@ inline constexpr char INTERFACES_REMOVED[] = "InterfacesRemoved";
 inline constexpr char SYNC_METHOD[] = "Sync";
 inline constexpr auto& LIST_INTERFACE = television::PlainKindTraits<Strings>::INTERFACE;
 inline constexpr auto& PROPERTIES_INTERFACE = bus::PROPERTIES_INTERFACE;
-inline constexpr auto& MANAGER_INTERFACE = bus::MANAGER_INTERFACE;
+inline constexpr auto& OBJECT_MANAGER_INTERFACE = bus::OBJECT_MANAGER_INTERFACE;
 
 /// Appends a body of any D-Bus types to a message.
 using Body = std::function<int(sd_bus_message* message)>;
@@ -58,7 +58,7 @@ struct Signal {
     char const* interface;
     char const* name;
     Body body;
-    Strings expectedRecords{};
+    Strings recordsIfReceived{};
 };
 inline Signal const VALID_SIGNALS[] = {
     {LIST_PATH,
@@ -122,7 +122,7 @@ public:
     void TearDown() override {
         for (Signal const& signal : VALID_SIGNALS) {
             send(signal);
-            EXPECT_EQ(received(), signal.expectedRecords);
+            EXPECT_EQ(received(), signal.recordsIfReceived);
         }
         EXPECT_EQ(clients->table->destroyIterator(clients->iterator) + clients->number.disconnect(), 0);
         EXPECT_EQ(clients->list.disconnect() + clients->action.disconnect() + clients->table.disconnect(), 0);
@@ -131,7 +131,7 @@ public:
 
     /// Starts a television, which replaces an earlier one.
     void startTelevision() {
-        ASSERT_GE(bus::openBus(fakeTelevisionBus, bus::addressFromEnvironment()), 0);
+        ASSERT_GE(bus::startBusConnection(fakeTelevisionBus, bus::findAddressInEnvironment()), 0);
         ASSERT_GE(sd_bus_add_filter(fakeTelevisionBus.get(), nullptr, handleMessage, this), 0);
         ASSERT_GE(sd_bus_request_name(fakeTelevisionBus.get(), bus::SERVICE, 0), 0);
         serveUntilDone(bus::waitUntilDelivered);
@@ -173,7 +173,7 @@ public:
         }
     }
     /// Repeats an operation that times out unexpectedly, because a busy machine may need longer than one attempt.
-    int serveDuring(std::function<int()> const& operation, int expectedStatus) {
+    int serveRetryingTimeouts(std::function<int()> const& operation, int expectedStatus) {
         int status = serveDuring(operation);
         for (int tries = 0; status == 122 && expectedStatus != 122 && tries < 100; ++tries) {
             received();

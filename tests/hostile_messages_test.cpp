@@ -78,14 +78,14 @@ TEST_F(HostileBus, InvalidRepliesBecomeStatuses) {
             auto const perform = [this, &operation = operation] { return operation.perform(*clients); };
             bool const isIterator = operation.method == ITERATE.method;
             Answer const right = std::exchange(answersByMethod[operation.method], answer);
-            EXPECT_EQ(serveDuring(perform, isIterator ? -1 : status), isIterator ? -1 : status);
+            EXPECT_EQ(serveRetryingTimeouts(perform, isIterator ? -1 : status), isIterator ? -1 : status);
             answersByMethod[operation.method] = right;
             std::string const what = isIterator ? "r: createIterator" : "l: write";
             std::string const line = "ERROR [BUS] " + what + " failed, status " + std::to_string(status) + ": ";
             bool const isLogged = (operation.method == WRITE.method && status != 0) || status == 109;
             EXPECT_THAT(received(),
                         ::testing::ElementsAreArray(std::vector(isLogged ? 1 : 0, ::testing::StartsWith(line))));
-            EXPECT_EQ(serveDuring(perform, 0), 0);
+            EXPECT_EQ(serveRetryingTimeouts(perform, 0), 0);
         }
     }
 }
@@ -95,11 +95,11 @@ TEST_F(HostileBus, InvalidSignalsAndSendersAreIgnored) {
     auto const& OBJECT = bus::OBJECT_INTERFACE;
     constexpr char NOTHING[] = "/nrx/Television1/model/nothing";
     bus::Bus stranger;
-    ASSERT_GE(bus::openBus(stranger, bus::addressFromEnvironment()), 0);
+    ASSERT_GE(bus::startBusConnection(stranger, bus::findAddressInEnvironment()), 0);
     char const* name = nullptr;
     ASSERT_GE(sd_bus_get_unique_name(stranger.get(), &name), 0);
     std::vector<Signal> signals(std::begin(VALID_SIGNALS), std::end(VALID_SIGNALS));
-    signals.push_back({MODEL, MANAGER_INTERFACE, INTERFACES_REMOVED, makeBody("oas", LIST_PATH, 1, OBJECT)});
+    signals.push_back({MODEL, OBJECT_MANAGER_INTERFACE, INTERFACES_REMOVED, makeBody("oas", LIST_PATH, 1, OBJECT)});
     signals.push_back({bus::BUS_PATH, bus::BUS_NAME, "NameOwnerChanged", makeBody("sss", bus::SERVICE, "", name)});
     for (Signal const& signal : signals) {
         send(signal, stranger.get(), nullptr);
@@ -114,10 +114,10 @@ TEST_F(HostileBus, InvalidSignalsAndSendersAreIgnored) {
          {makeBody(""), makeBody("s", LIST_PATH), makeBody("o", LIST_PATH), makeBody("os", LIST_PATH, OBJECT),
           makeBody("sas", LIST_PATH, 1, OBJECT), makeBody("oas", LIST_PATH, 1, LIST_INTERFACE),
           makeBody("oas", "/elsewhere", 1, OBJECT), makeBody("oas", NOTHING, 1, OBJECT)}) {
-        send({MODEL, MANAGER_INTERFACE, INTERFACES_REMOVED, body});
-        send({MODEL, MANAGER_INTERFACE, "InterfacesAdded", body});
+        send({MODEL, OBJECT_MANAGER_INTERFACE, INTERFACES_REMOVED, body});
+        send({MODEL, OBJECT_MANAGER_INTERFACE, "InterfacesAdded", body});
         send({NOTHING, PROPERTIES_INTERFACE, PROPERTIES_CHANGED, body});
-        send({LIST_PATH, MANAGER_INTERFACE, INTERFACES_REMOVED, makeBody("oas", LIST_PATH, 1, OBJECT)});
+        send({LIST_PATH, OBJECT_MANAGER_INTERFACE, INTERFACES_REMOVED, makeBody("oas", LIST_PATH, 1, OBJECT)});
     }
     send({LIST_PATH, PROPERTIES_INTERFACE, PROPERTIES_CHANGED,
           makeBody("sa{sv}as", LIST_INTERFACE, 1, "Other", "s", "x", 1, "Other")});

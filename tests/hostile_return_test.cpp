@@ -124,8 +124,8 @@ TEST_F(HostileBus, AReadAfterTheReturnIsRepeatedUntilItSucceeds) {
 
     restartAndHoldRead();
     send(VALID_SIGNALS[0]);
-    send(
-        {bus::MODEL_PATH, MANAGER_INTERFACE, INTERFACES_REMOVED, makeBody("oas", LIST_PATH, 1, bus::OBJECT_INTERFACE)});
+    send({bus::MODEL_PATH, OBJECT_MANAGER_INTERFACE, INTERFACES_REMOVED,
+          makeBody("oas", LIST_PATH, 1, bus::OBJECT_INTERFACE)});
     for (int times = 0; times < 2; ++times) {
         received();
         EXPECT_EQ(serveDuring([&] { return clients->list.write({"new"}); }), 106);

@@ -74,7 +74,8 @@ Operation const OPERATIONS[] = {
 class MemoryTest : public ::testing::Test {
 public:
     MemoryTest() {
-        tv.setObjectListener([](auto const&) { static thread_local ScopedAllocationSuccess const ofDeliveryThread; });
+        tv.setObjectListener(
+            [](auto const&) { static thread_local ScopedThreadAllocationSuccess const ofDeliveryThread; });
         tv.publish(COMMAND, Strings{});
         tv.waitUntilDelivered();
         tv.setObjectListener({});

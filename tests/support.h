@@ -102,14 +102,14 @@ public:
     }
 
     simulator::Television tv;
-    std::atomic<bool> refusesAllLogLines = false;             ///< Refuses every line.
+    std::atomic<bool> isLogOff = false;                       ///< Refuses every line.
     std::atomic<bool> refusesLogLinesOfOtherThreads = false;  ///< Refuses the lines of other threads.
     std::function<void()> beforeLogLineOfTestThread = [] {};  ///< Called before each log line of the test's thread.
     std::thread::id const ownThread = std::this_thread::get_id();
     simulator::LogCapture log{[this](DebugLevelRecord&) {
         bool const own = std::this_thread::get_id() == ownThread;
         own ? beforeLogLineOfTestThread() : void();
-        return !refusesAllLogLines && (own || !refusesLogLinesOfOtherThreads);
+        return !isLogOff && (own || !refusesLogLinesOfOtherThreads);
     }};
 };
 

@@ -137,7 +137,7 @@ struct Client : RecordingObserver<T> {
         return object != nullptr ? static_cast<typename RecordingObserver<T>::Interface*>(object)
                                  : throw std::runtime_error(key + " is not connected");
     }
-    [[nodiscard]] ObjectTypeSpec type() const {
+    [[nodiscard]] ObjectTypeSpec reportedType() const {
         ObjectTypeSpec type = OBJECT_TYPE_NONE;
         EXPECT_TRUE(object != nullptr && object->getType(type) == 0);
         return type;

@@ -54,11 +54,11 @@ auto received(Recorder& observer) {
 void killTelevision();
 void killBus();  ///< The television ends, too.
 
-/// Starts a killed bus at its earlier address, then the television. Returns after `waitForNotificationsAndResyncReads`.
-void start();
+/// Starts a killed bus at its earlier address, then the television. Returns after `waitForNotificationsAndResyncs`.
+void startBusAndTelevision();
 
 /// Waits for notifications, and for values that the platform reads after a television starts or publishes an object.
-void waitForNotificationsAndResyncReads();
+void waitForNotificationsAndResyncs();
 
 /// One of the two ways to lose the television, with the status of operations during the loss.
 struct TelevisionLoss {

@@ -28,7 +28,7 @@ TYPED_TEST(PlainValueContract, ReadsAndWritesEveryValue) {
     Client<TypeParam> other(this->key);
     Client<ObjectTable> mistyped(this->key);
     EXPECT_TRUE(early.status != 0 && early.object == nullptr && mistyped.status == 0);
-    EXPECT_TRUE(client.type() == client.TYPE && mistyped.type() == client.TYPE);
+    EXPECT_TRUE(client.reportedType() == client.TYPE && mistyped.reportedType() == client.TYPE);
     EXPECT_TRUE(client.read() == EDGES<TypeParam>.back());
     for (TypeParam const& edge : EDGES<TypeParam>) {
         driver::set(this->key, edge);
@@ -89,7 +89,7 @@ TYPED_TEST(PlainValueContract, KeepsThePointerToAWithdrawnObjectValid) {
     EXPECT_EQ(old.disconnect(), 0);
     driver::publishAction(this->key);  // Replaces the value.
     driver::waitForNotifications();
-    EXPECT_EQ(Client<ObjectAction>(this->key).type(), OBJECT_TYPE_ACTION);
+    EXPECT_EQ(Client<ObjectAction>(this->key).reportedType(), OBJECT_TYPE_ACTION);
     EXPECT_NE(renewed.write(this->values[0]), 0);
 }
 

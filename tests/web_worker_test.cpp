@@ -33,7 +33,7 @@ public:
     template <typename Condition>
     void runUntil(Condition const& condition) {
         while (!condition()) {
-            test::ScopedAllocationSuccess const memory;
+            test::ScopedThreadAllocationSuccess const memory;
             std::unique_lock lock(mutex_);
             auto const tasks = std::exchange(tasks_, {});
             lock.unlock();

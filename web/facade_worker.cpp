@@ -26,12 +26,12 @@ void FacadeWorker::attach(std::shared_ptr<ListQueue> documentQueue) {
     }
     if (session_ == nullptr) {
         auto session = std::make_shared<FacadeSession>(*this);
-        // When the worker thread runs this task, only the task and `workerSession_` refer to the session. So the worker
-        // thread destroys the session.
-        Tasks end{{[this, session] { workerSession_ = nullptr; }, nullptr}};
+        // When the worker thread runs this task, only the task and `sessionToReconnect_` refer to the session. So the
+        // worker thread destroys the session.
+        Tasks end{{[this, session] { sessionToReconnect_ = nullptr; }, nullptr}};
         auto const start = [this, session] {
             if (!session->isFacadeStartCancelled()) {
-                workerSession_ = session;
+                sessionToReconnect_ = session;
                 session->start();
                 nextReconnect_ = Clock::now() + RECONNECT_INTERVAL;
             }
@@ -167,7 +167,7 @@ void FacadeWorker::run() {
         }
     }
     lock.unlock();
-    workerSession_ = nullptr;
+    sessionToReconnect_ = nullptr;
     session_ = nullptr;
     endSessionTask_.clear();
 }
@@ -179,7 +179,8 @@ bool FacadeWorker::hasListeningDocument(ListType type) const {
 
 bool FacadeWorker::isReconnectNeeded() {
     for (ListType const type : LISTS) {
-        if (workerSession_ != nullptr && !workerSession_->list(type).isConnected() && hasListeningDocument(type)) {
+        if (sessionToReconnect_ != nullptr && !sessionToReconnect_->list(type).isConnected() &&
+            hasListeningDocument(type)) {
             return true;
         }
     }
@@ -188,7 +189,7 @@ bool FacadeWorker::isReconnectNeeded() {
 
 void FacadeWorker::reconnectListAccesses() noexcept {
     for (ListType const type : LISTS) {
-        if (ListAccess& list = workerSession_->list(type); !list.isConnected()) {
+        if (ListAccess& list = sessionToReconnect_->list(type); !list.isConnected()) {
             list.tryConnect();
         }
     }

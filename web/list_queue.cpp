@@ -25,9 +25,9 @@ void ListQueue::push(ListType type, ListText const& list) {
         if (isClosed_ || !isListening_.at(indexOf(type))) {
             return;
         }
-        bool const hadDropped = droppedCount_ > 0;
-        dropOldestToFit(type, sizeOf(list));
-        isFirstDrop = !hadDropped && droppedCount_ > 0;
+        bool const hadDropped = droppedSinceEmpty_ > 0;
+        dropOldestOfTypeToFit(type, sizeOf(list));
+        isFirstDrop = !hadDropped && droppedSinceEmpty_ > 0;
         lists_.push_back({type, list});
         bytes_ += sizeOf(list);
         isDeliveryDue = !std::exchange(isDeliveryScheduled_, true);
@@ -46,13 +46,13 @@ void ListQueue::push(ListType type, ListText const& list) {
     }
 }
 
-void ListQueue::dropOldestToFit(ListType type, std::size_t size) {
+void ListQueue::dropOldestOfTypeToFit(ListType type, std::size_t size) {
     for (auto queued = lists_.begin(); queued != lists_.end() && bytes_ + size > MAX_BYTES;) {
         if (queued->type == type) {
             assert(bytes_ >= sizeOf(queued->list));
             bytes_ -= sizeOf(queued->list);
             queued = lists_.erase(queued);
-            ++droppedCount_;
+            ++droppedSinceEmpty_;
         } else {
             ++queued;
         }
@@ -70,7 +70,7 @@ std::optional<ListQueue::QueuedList> ListQueue::pop() {
             return queued;
         }
         isDeliveryScheduled_ = false;
-        dropped = std::exchange(droppedCount_, 0);
+        dropped = std::exchange(droppedSinceEmpty_, 0);
     }
     if (dropped > 0) {
         report(("lists that a page did not take in time: " + std::to_string(dropped)).c_str());

@@ -52,14 +52,14 @@ public:
 private:
     static std::size_t sizeOf(ListText const& list) { return list->size() + LIST_OVERHEAD_BYTES; }
     /// Drops the oldest lists of the type until a list of `size` bytes fits.
-    void dropOldestToFit(ListType type, std::size_t size) NRX_REQUIRES(mutex_);
+    void dropOldestOfTypeToFit(ListType type, std::size_t size) NRX_REQUIRES(mutex_);
 
     std::function<void()> const scheduleDelivery_;
     mutable television::Mutex mutex_;
     std::list<QueuedList> lists_ NRX_GUARDED_BY(mutex_);
     std::size_t bytes_ NRX_GUARDED_BY(mutex_) = 0;
     /// The number of lists dropped since `pop` last found the queue empty.
-    std::uint64_t droppedCount_ NRX_GUARDED_BY(mutex_) = 0;
+    std::uint64_t droppedSinceEmpty_ NRX_GUARDED_BY(mutex_) = 0;
     PerList<bool> isListening_ NRX_GUARDED_BY(mutex_){};
     bool isDeliveryScheduled_ NRX_GUARDED_BY(mutex_) = false;
     bool isClosed_ NRX_GUARDED_BY(mutex_) = false;

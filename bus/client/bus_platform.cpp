@@ -46,7 +46,7 @@ int listObjects(std::map<std::string, objbus::ObjectTypeSpec>& objects) {
         return 0;
     };
     return catchToStatus([&] {
-        return RemoteModel::get().connection.call({MODEL_PATH, MANAGER_INTERFACE, "GetManagedObjects"},
+        return RemoteModel::get().connection.call({MODEL_PATH, OBJECT_MANAGER_INTERFACE, "GetManagedObjects"},
                                                   deadlineAfter(CALL_TIMEOUT), {}, reply);
     });
 }

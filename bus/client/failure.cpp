@@ -37,12 +37,13 @@ char const* reasonOf(int status) {
 
 }  // namespace
 
-void writeLogLine(char const* line) noexcept { television::report("BUS", line); }
+void writeErrorLine(char const* line) noexcept { television::report("BUS", line); }
 
 void reportFailure(std::string const& target, char const* operation, int status) noexcept {
     runNoexcept([&] {
-        writeLogLine((target + ": " + operation + " failed, status " + std::to_string(status) + ": " + reasonOf(status))
-                         .c_str());
+        writeErrorLine(
+            (target + ": " + operation + " failed, status " + std::to_string(status) + ": " + reasonOf(status))
+                .c_str());
     });
 }
 

@@ -17,21 +17,21 @@ constexpr std::chrono::milliseconds LAST_DELAY{10'000};
 
 }  // namespace
 
-void ObjectResyncQueue::add(KeyEntry const& entry) {
+void ObjectResyncQueue::addAllObjects(KeyEntry const& entry) {
     for (auto const& object : entry.objects) {
         waiting_.push_back({object.get(), FIRST_DELAY});
     }
 }
 
-void ObjectResyncQueue::addAndStart(KeyEntry const& entry) {
-    runStepOrRestartAllResyncs([&] {
-        add(entry);
+void ObjectResyncQueue::addAllObjectsAndStart(KeyEntry const& entry) {
+    runStepOrRestartAllLater([&] {
+        addAllObjects(entry);
         start();
     });
 }
 
 template <typename Step>
-void ObjectResyncQueue::runStepOrRestartAllResyncs(Step const& step) {
+void ObjectResyncQueue::runStepOrRestartAllLater(Step const& step) {
     try {
         step();
     } catch (...) {  // Memory ran out. Resyncs may be missing.
@@ -52,7 +52,7 @@ void ObjectResyncQueue::start() {
         ++runningCount_;
         auto const complete = [this, next, generation = resyncGeneration_](int status) {
             if (generation == resyncGeneration_) {
-                end(next, status);
+                handleResyncEnd(next, status);
             }
         };
         int const status = catchToStatus([&] {
@@ -72,7 +72,7 @@ void ObjectResyncQueue::cancelAll() {
     runningCount_ = 0;
 }
 
-void ObjectResyncQueue::end(ObjectResync const& resync, int status) {
+void ObjectResyncQueue::handleResyncEnd(ObjectResync const& resync, int status) {
     assert(runningCount_ != 0);
     --runningCount_;
     bool const isEnded = status == television::STATUS_OK || status == television::STATUS_NOT_PUBLISHED ||
@@ -81,10 +81,10 @@ void ObjectResyncQueue::end(ObjectResync const& resync, int status) {
         if (resync.retryDelay == FIRST_DELAY) {
             resync.object->logFailure("read", status);
         }
-        runStepOrRestartAllResyncs([&] {
+        runStepOrRestartAllLater([&] {
             modelState_.connection.runLater(resync.retryDelay, [this, resync, generation = resyncGeneration_] {
                 if (generation == resyncGeneration_) {
-                    runStepOrRestartAllResyncs([&] {
+                    runStepOrRestartAllLater([&] {
                         waiting_.push_back({resync.object, std::min(2 * resync.retryDelay, LAST_DELAY)});
                     });
                     start();

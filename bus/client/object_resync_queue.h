@@ -19,9 +19,9 @@ public:
     explicit ObjectResyncQueue(SharedModelState& modelState) : modelState_(modelState) {}
 
     /// Adds the objects of a key.
-    void add(KeyEntry const& entry);
+    void addAllObjects(KeyEntry const& entry);
     /// Adds the objects of a key and starts their resyncs. If memory runs out, all resyncs start again later.
-    void addAndStart(KeyEntry const& entry);
+    void addAllObjectsAndStart(KeyEntry const& entry);
     /// Starts resyncs from the queue, until `MAX_RUNNING` resyncs run or the queue is empty.
     void start();
     /// Drops all resyncs and ignores the replies to their calls. Called when the television is gone or has appeared.
@@ -33,9 +33,9 @@ private:
         std::chrono::milliseconds retryDelay;
     };
 
-    void end(ObjectResync const& resync, int status);
+    void handleResyncEnd(ObjectResync const& resync, int status);
     template <typename Step>
-    void runStepOrRestartAllResyncs(Step const& step);
+    void runStepOrRestartAllLater(Step const& step);
 
     SharedModelState& modelState_;
     std::deque<ObjectResync> waiting_;

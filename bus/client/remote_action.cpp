@@ -28,7 +28,7 @@ int ActionObject::invoke(unsigned int& actionId, std::vector<objbus::Argument> c
     if (status == television::STATUS_NOT_CARRIED) {
         logFailure("invoke", status);
     }
-    return logRefusal("invoke", status);
+    return logIfFailed("invoke", status);
 }
 
 void ActionObject::handleSignal(sd_bus_message* signal) {

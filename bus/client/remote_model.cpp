@@ -78,7 +78,7 @@ std::shared_ptr<RemoteIterator> RemoteModel::findIterator(std::string_view path)
     return found != iterators.end() ? found->second : nullptr;
 }
 
-bool RemoteModel::isObserved(RemoteObject const& object) {
+bool RemoteModel::receivesSignals(RemoteObject const& object) {
     television::MutexLock const lock(mutex);
     return object.observerCount() != 0 && !object.isWithdrawn();
 }
@@ -96,7 +96,7 @@ int RemoteModel::connect(std::string const& key, objbus::Observer* observer, obj
     }
     if (status == television::STATUS_OK) {
         if (attempt->object->observerCount() == 0) {
-            attempt->object->handleFirstObserver();
+            attempt->object->clearResyncState();
         }
         attempt->object->addRegistration(observer);
         object = &attempt->object->object();
@@ -119,7 +119,7 @@ std::shared_ptr<ObserverConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry
         if (found != entry.attempts.end() && !found->second->hasStatus()) {
             attempt = found->second;
             attempt->retryInterval *= 2;
-            attempt->nextRequest = deadlineAfter(attempt->retryInterval);
+            attempt->earliestRepeatedRequest = deadlineAfter(attempt->retryInterval);
         } else {
             attempt = std::make_shared<ObserverConnectAttempt>();
         }
@@ -136,22 +136,22 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAt
     auto const reply = [this, &entry, attempt](sd_bus_message* message) {
         int type = 0;
         int const result = readVariant(message, "i", type);
-        if (result >= 0 && !attempt->isAnswered) {
+        if (result >= 0 && !attempt->isStatusSet) {
             // The object must be known before the next message is handled, because that message may withdraw the
             // object.
-            attempt->object = &findOrCreateObject(entry, static_cast<objbus::ObjectTypeSpec>(type));
+            attempt->object = &switchToObjectOfType(entry, static_cast<objbus::ObjectTypeSpec>(type));
         }
         return result;
     };
     auto const complete = [attempt](int status) {
         auto const answer = [attempt](int initialStatus) {
-            if (!std::exchange(attempt->isAnswered, true)) {
+            if (!std::exchange(attempt->isStatusSet, true)) {
                 attempt->statusPromise.set_value(initialStatus);
             }
         };
         // A later connect may repeat the request of the same attempt, so `complete` and `answer` may be called several
         // times. Only the first call of `answer` sets the status.
-        if (status != television::STATUS_OK || attempt->isAnswered) {
+        if (status != television::STATUS_OK || attempt->isStatusSet) {
             answer(status);
         } else {
             assert(attempt->object != nullptr);
@@ -168,7 +168,7 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAt
                          propertyArguments(OBJECT_INTERFACE, "Type"), reply, complete);
 }
 
-RemoteObject& RemoteModel::findOrCreateObject(KeyEntry& entry, objbus::ObjectTypeSpec type) {
+RemoteObject& RemoteModel::switchToObjectOfType(KeyEntry& entry, objbus::ObjectTypeSpec type) {
     television::MutexLock const lock(mutex);
     RemoteObject* published = nullptr;
     for (auto const& object : entry.objects) {
@@ -220,7 +220,7 @@ void RemoteModel::handleSignal(sd_bus_message* signal) {
         }
     } else if (KeyEntry const* const entry = findByPath(path)) {
         for (auto const& object : entry->objects) {
-            if (isObserved(*object)) {
+            if (receivesSignals(*object)) {
                 sd_bus_message_rewind(signal, 1);
                 object->handleSignal(signal);
             }
@@ -230,8 +230,8 @@ void RemoteModel::handleSignal(sd_bus_message* signal) {
 
 void RemoteModel::handleObjectManagerSignal(sd_bus_message* signal) {
     char const* path = nullptr;
-    bool const isAdded = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesAdded") > 0;
-    bool const isRemoved = sd_bus_message_is_signal(signal, MANAGER_INTERFACE, "InterfacesRemoved") > 0;
+    bool const isAdded = sd_bus_message_is_signal(signal, OBJECT_MANAGER_INTERFACE, "InterfacesAdded") > 0;
+    bool const isRemoved = sd_bus_message_is_signal(signal, OBJECT_MANAGER_INTERFACE, "InterfacesRemoved") > 0;
     if ((!isAdded && !isRemoved) || sd_bus_message_read_basic(signal, SD_BUS_TYPE_OBJECT_PATH, &path) <= 0) {
         return;
     }
@@ -241,7 +241,7 @@ void RemoteModel::handleObjectManagerSignal(sd_bus_message* signal) {
         return;
     }
     if (isAdded) {
-        resyncQueue_.addAndStart(*entry);
+        resyncQueue_.addAllObjectsAndStart(*entry);
     } else if (read(signal, interfaces) >= 0 &&
                std::count(interfaces.begin(), interfaces.end(), OBJECT_INTERFACE) != 0) {
         television::MutexLock const lock(mutex);
@@ -274,7 +274,7 @@ void RemoteModel::handleNameAppeared() {
     {
         television::MutexLock const lock(mutex);
         for (auto const& [key, entry] : entries_) {
-            resyncQueue_.add(*entry);
+            resyncQueue_.addAllObjects(*entry);
         }
     }
     resyncQueue_.start();

@@ -18,20 +18,22 @@ namespace bus {
 struct ObserverConnectAttempt {
     std::promise<int> statusPromise{};
     std::shared_future<int> status = statusPromise.get_future().share();
-    bool isAnswered = false;         ///< Used on the connection's thread.
+    bool isStatusSet = false;        ///< Used on the connection's thread.
     RemoteObject* object = nullptr;  ///< Set before `status` gets the value 0.
-    // A `connect` after `nextRequest` requests the object's type again, because the television may lose a request. The
-    // model state's mutex guards `retryInterval` and `nextRequest`.
+    // A `connect` after `earliestRepeatedRequest` requests the object's type again, because the television may lose a
+    // request. The model state's mutex guards `retryInterval` and `earliestRepeatedRequest`.
     std::chrono::seconds retryInterval{1};
-    Deadline nextRequest = deadlineAfter(retryInterval);
+    Deadline earliestRepeatedRequest = deadlineAfter(retryInterval);
 
     [[nodiscard]] bool hasStatus() const {
         return status.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
     }
-    /// After a status 0: whether the object is published. Otherwise: whether `nextRequest` is in the future.
+    /// After a status 0: whether the object is published. Otherwise: whether `earliestRepeatedRequest` is in the
+    /// future.
     [[nodiscard]] bool isUsableForNextConnect() const {
-        return hasStatus() && status.get() == television::STATUS_OK ? object->isPublished()
-                                                                    : std::chrono::steady_clock::now() < nextRequest;
+        return hasStatus() && status.get() == television::STATUS_OK
+                   ? object->isPublished()
+                   : std::chrono::steady_clock::now() < earliestRepeatedRequest;
     }
 };
 
@@ -70,10 +72,10 @@ private:
     KeyEntry& findOrCreateEntry(std::string const& key);
     KeyEntry* findByPath(std::string_view path);
     std::shared_ptr<RemoteIterator> findIterator(std::string_view path);
-    bool isObserved(RemoteObject const& object);
+    bool receivesSignals(RemoteObject const& object);
     std::shared_ptr<ObserverConnectAttempt> findOrStartAttempt(KeyEntry& entry, objbus::Observer const* observer);
     void requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAttempt> const& attempt);
-    RemoteObject& findOrCreateObject(KeyEntry& entry, objbus::ObjectTypeSpec type);
+    RemoteObject& switchToObjectOfType(KeyEntry& entry, objbus::ObjectTypeSpec type);
 
     std::map<std::string, std::unique_ptr<KeyEntry>> entries_ NRX_GUARDED_BY(mutex);
     std::map<std::string_view, KeyEntry*> entriesByPath_ NRX_GUARDED_BY(mutex);

@@ -40,7 +40,7 @@ void RemoteObject::logFailure(char const* operation, int status) const noexcept 
     reportFailure(entry_.key, operation, status);
 }
 
-int RemoteObject::logRefusal(char const* operation, int status) const noexcept {
+int RemoteObject::logIfFailed(char const* operation, int status) const noexcept {
     return television::reportRefusal(operation, entry_.key.c_str(), status);
 }
 

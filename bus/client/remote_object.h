@@ -64,7 +64,7 @@ public:
     // Called with the model state's mutex held:
     /// Called when the television is gone. Fails the operations that the television has not answered.
     virtual void handleTelevisionLoss() {}
-    virtual void handleFirstObserver() { endResync(); }
+    virtual void clearResyncState() { endResync(); }
     virtual void addRegistration(objbus::Observer* observer) = 0;
     /// Cancels the observer's registrations and returns their number.
     virtual std::size_t removeRegistrations(objbus::Observer const* observer) = 0;
@@ -99,7 +99,7 @@ protected:
 
     /// Writes a debug line if a client's operation failed. `logFailure` may write another line for the same failure.
     /// Returns the status.
-    int logRefusal(char const* operation, int status) const noexcept;
+    int logIfFailed(char const* operation, int status) const noexcept;
 
     /// Calls a method of the object with `CALL_TIMEOUT`, unless the object is withdrawn.
     int call(char const* interface, char const* name, MessageBody arguments, MessageBody reply,

@@ -160,10 +160,10 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
         NRX_TRY(readPath(message, iteratorPath));
         // The iterator is created while the reply is handled, because the next message may be a signal of the iterator.
         iterator = std::make_shared<RemoteIterator>(modelState(), iteratorPath, observer);
-        decltype(iterators_)::PreparedInsertion initialStatus(iterator);
+        decltype(iterators_)::PreparedInsertion prepared(iterator);
         television::MutexLock const lock(modelState().mutex);
         modelState().iterators.insert_or_assign(iteratorPath, iterator);
-        iterators_.add(std::move(initialStatus));
+        iterators_.add(std::move(prepared));
         return 1;
     };
     int const status = catchToStatus([&] {
@@ -179,7 +179,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
     if (status == television::STATUS_NOT_CARRIED || status == television::STATUS_TOO_MANY) {
         logFailure("createIterator", status);
     }
-    logRefusal("createIterator", status);
+    logIfFailed("createIterator", status);
     return status == television::STATUS_OK ? iterator.get() : nullptr;
 }
 
@@ -193,7 +193,7 @@ int TableObject::destroyIterator(objbus::TableIterator* iterator) {
         }
     }
     if (!destroyed) {
-        return logRefusal("destroyIterator", television::STATUS_UNKNOWN_ITERATOR);
+        return logIfFailed("destroyIterator", television::STATUS_UNKNOWN_ITERATOR);
     }
     auto const registration = destroyed->observerRegistration();
     delivery().cancel(*registration);

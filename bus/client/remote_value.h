@@ -90,7 +90,7 @@ protected:
         if (status != television::STATUS_OK) {
             this->logFailure("write", status);
         }
-        return this->logRefusal("write", status);
+        return this->logIfFailed("write", status);
     }
 
     /// Sets `value` to the current value and returns 0. A failure leaves `value` unchanged and returns another status.
@@ -104,7 +104,7 @@ protected:
             }
             return result;
         });
-        return this->logRefusal("read", status);
+        return this->logIfFailed("read", status);
     }
 
     void requestValue(CallOrigin origin, std::shared_ptr<T> const& value, Completion completion) {
@@ -124,8 +124,8 @@ private:
 
     /// Clang's thread safety analysis does not check this function, because the analysis cannot see that the caller
     /// locks `modelState().mutex`.
-    void handleFirstObserver() NRX_NOT_ANALYSED override {
-        RemoteObject::handleFirstObserver();
+    void clearResyncState() NRX_NOT_ANALYSED override {
+        RemoteObject::clearResyncState();
         lastNotified_.reset();
         pendingResyncValue_.reset();
     }
@@ -200,13 +200,13 @@ public:
 protected:
     T readNumber() {
         T value{};
-        return this->read(value) == television::STATUS_OK ? value : lastValue_.load();
+        return this->read(value) == television::STATUS_OK ? value : lastReceivedValue_.load();
     }
 
 private:
-    void handleValue(T const& value) override { lastValue_ = value; }
+    void handleValue(T const& value) override { lastReceivedValue_ = value; }
 
-    std::atomic<T> lastValue_ = 0;
+    std::atomic<T> lastReceivedValue_ = 0;
 };
 
 }  // namespace bus

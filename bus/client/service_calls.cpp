@@ -48,7 +48,7 @@ int ServiceConnection::call(Method method, Deadline deadline, MessageBody argume
     std::shared_ptr<PendingCall> const call(new PendingCall{*this, std::move(method), CallOrigin::CLIENT_REQUEST,
                                                             std::move(arguments), std::move(reply),
                                                             std::move(lateReply)});
-    tasks_.post([this, call] { startCall(call); });
+    tasks_.post([this, call] { connectIfNeededThenSendCall(call); });
     television::MutexLock lock(call->mutex);
     while (!call->isEnded && lock.waitUntil(call->ended, deadline)) {
     }
@@ -60,25 +60,25 @@ void ServiceConnection::callAsync(Method method, CallOrigin origin, MessageBody 
                                   Completion completion) {
     std::shared_ptr<PendingCall> const call(new PendingCall{
         *this, std::move(method), origin, std::move(arguments), std::move(reply), {}, std::move(completion)});
-    tasks_.post([this, call] { startCall(call); });
+    tasks_.post([this, call] { connectIfNeededThenSendCall(call); });
 }
 
-void ServiceConnection::startCall(std::shared_ptr<PendingCall> const& call) {
+void ServiceConnection::connectIfNeededThenSendCall(std::shared_ptr<PendingCall> const& call) {
     if (isBusUnusable_ && call->origin == CallOrigin::CLIENT_REQUEST) {
         runNoexcept([this] { connectBus(); });
     }
-    sendHoldOrFailCall(call);
+    sendCallCatchingExceptions(call);
 }
 
-void ServiceConnection::sendHoldOrFailCall(std::shared_ptr<PendingCall> const& call) {
+void ServiceConnection::sendCallCatchingExceptions(std::shared_ptr<PendingCall> const& call) {
     try {
-        sendOrHoldCall(call);
+        sendHoldOrFailCall(call);
     } catch (...) {  // Memory ran out.
         call->end(television::STATUS_NO_RESOURCES);
     }
 }
 
-void ServiceConnection::sendOrHoldCall(std::shared_ptr<PendingCall> const& call) {
+void ServiceConnection::sendHoldOrFailCall(std::shared_ptr<PendingCall> const& call) {
     if (isBusUnusable_) {
         int const status = statusOfSendError(connectError_);
         call->end(status == television::STATUS_NO_RESOURCES ? status : static_cast<int>(television::STATUS_NO_BUS));
@@ -113,9 +113,9 @@ int ServiceConnection::sendCall(std::shared_ptr<PendingCall> const& call) {
     return result;
 }
 
-void ServiceConnection::sendHeldCalls() {
+void ServiceConnection::retryHeldCalls() {
     for (auto const& call : std::exchange(heldCalls_, {})) {
-        runNoexcept([&] { sendHoldOrFailCall(call); });
+        runNoexcept([&] { sendCallCatchingExceptions(call); });
     }
 }
 
@@ -153,8 +153,8 @@ int ServiceConnection::onReply(sd_bus_message* message, void* pending, sd_bus_er
     });
 }
 
-void ServiceConnection::callNoReply(Method method, MessageBody arguments, bool leavesBusIfUnsent) {
-    tasks_.post([this, called = std::move(method), body = std::move(arguments), leavesBusIfUnsent] {
+void ServiceConnection::callNoReply(Method method, MessageBody arguments, bool leavesBusIfNoResources) {
+    tasks_.post([this, called = std::move(method), body = std::move(arguments), leavesBusIfNoResources] {
         auto const send = [&] {
             Message message;
             NRX_TRY(newMethodCall(called, body, message));
@@ -168,7 +168,7 @@ void ServiceConnection::callNoReply(Method method, MessageBody arguments, bool l
         if (status != television::STATUS_OK) {
             reportFailure(called.path, called.name, status);
         }
-        if (status == television::STATUS_NO_RESOURCES && leavesBusIfUnsent) {
+        if (status == television::STATUS_NO_RESOURCES && leavesBusIfNoResources) {
             leaveAndRejoinBus();
         }
     });

@@ -43,7 +43,7 @@ int ServiceConnection::callBusDaemon(Slot& slot, char const* method, Arguments c
 
 ServiceConnection::ServiceConnection(ServiceWatcher& watcher)
     : watcher_(watcher),
-      address_(addressFromEnvironment()),
+      address_(findAddressInEnvironment()),
       loop_(makeEventLoop()),
       tasks_(loop_.get()),
       reconnectDelay_(FIRST_DELAY) {}
@@ -98,12 +98,12 @@ void ServiceConnection::runLater(std::chrono::milliseconds delay, std::function<
 
 void ServiceConnection::connectBus() {
     scheduleReconnect();  // A success below cancels the reconnect.
-    disconnectBus();
+    disconnectBusAndFailCalls();
     connectError_ = initializeBus();
     if (connectError_ >= 0) {
         isBusUnusable_ = false;
     } else {
-        disconnectBus();
+        disconnectBusAndFailCalls();
     }
 }
 
@@ -114,41 +114,42 @@ void ServiceConnection::scheduleReconnect() {
 }
 
 int ServiceConnection::initializeBus() {
-    NRX_TRY(openBus(bus_, address_));
+    NRX_TRY(startBusConnection(bus_, address_));
     sd_bus* const bus = bus_.get();
     NRX_TRY(sd_bus_attach_event(bus, loop_.get(), SD_EVENT_PRIORITY_NORMAL));
     auto const add = [this](auto const& makeSlot) { return assignFromOutParameter(slots_.emplace_back(), makeSlot); };
     // A filter receives the objects' signals. The handler of a match rule would miss the signals that arrive before the
     // bus's reply to AddMatch.
-    NRX_TRY(add([&](auto slot) { return sd_bus_add_filter(bus, slot, dispatch<&ServiceConnection::onSignal>, this); }));
+    NRX_TRY(
+        add([&](auto slot) { return sd_bus_add_filter(bus, slot, dispatch<&ServiceConnection::onMessage>, this); }));
     // The connection ends if the bus refuses one of these rules.
     NRX_TRY(add([&](auto slot) {
         return sd_bus_add_match_async(bus, slot, OWNER_RULE, dispatch<&ServiceConnection::onNameOwnerChanged>, nullptr,
                                       this);
     }));
     NRX_TRY(add([&](auto slot) { return sd_bus_add_match_async(bus, slot, MODEL_RULE, nullptr, nullptr, nullptr); }));
-    return callBusDaemon<&ServiceConnection::onNameOwner>(slots_.emplace_back(), "GetNameOwner", SERVICE);
+    return callBusDaemon<&ServiceConnection::onNameOwnerReply>(slots_.emplace_back(), "GetNameOwner", SERVICE);
 }
 
-void ServiceConnection::disconnectBus() {
+void ServiceConnection::disconnectBusAndFailCalls() {
     isBusConnected_ = false;
     ownerUserSlot_.reset();
     startServiceSlot_.reset();
     slots_.clear();
     failSentCalls(television::STATUS_NO_BUS);
-    clearNameOwner();
+    resetNameOwnerState();
     bus_.reset();
 }
 
-void ServiceConnection::clearNameOwner() {
+void ServiceConnection::resetNameOwnerState() {
     isOwnerKnown_ = false;
     isServiceStarting_ = false;
     candidateOwner_.clear();
     failHeldCalls(television::STATUS_NO_BUS);
-    setNameOwner("");
+    setOwnerAndNotifyWatcher("");
 }
 
-void ServiceConnection::setNameOwner(std::string owner) {
+void ServiceConnection::setOwnerAndNotifyWatcher(std::string owner) {
     owner.swap(owner_);
     if (!owner.empty()) {
         nextNameAppearedRetry_ = Deadline::max();
@@ -177,20 +178,20 @@ void ServiceConnection::repeatNameAppearedLater() {
 void ServiceConnection::handleNameOwner(std::string const& owner) {
     isOwnerKnown_ = true;
     if (owner == (candidateOwner_.empty() ? owner_ : candidateOwner_)) {
-        sendHeldCalls();
+        retryHeldCalls();
         return;
     }
-    setNameOwner("");
+    setOwnerAndNotifyWatcher("");
     candidateOwner_ = owner;
     if (!owner.empty() &&
-        callBusDaemon<&ServiceConnection::onOwnerUser>(ownerUserSlot_, "GetConnectionUnixUser", owner) < 0) {
+        callBusDaemon<&ServiceConnection::onOwnerUserReply>(ownerUserSlot_, "GetConnectionUnixUser", owner) < 0) {
         candidateOwner_.clear();
         scheduleReconnect();  // The next connection asks for the owner and its user again.
     }
-    sendHeldCalls();
+    retryHeldCalls();
 }
 
-void ServiceConnection::onOwnerUser(sd_bus_message* reply) {
+void ServiceConnection::onOwnerUserReply(sd_bus_message* reply) {
     std::string owner = std::exchange(candidateOwner_, {});
     unsigned int user = 0;
     if (sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NAME_HAS_NO_OWNER) != 0) {
@@ -198,24 +199,24 @@ void ServiceConnection::onOwnerUser(sd_bus_message* reply) {
     } else if (sd_bus_message_is_method_error(reply, nullptr) != 0 || read(reply, user) < 0) {
         scheduleReconnect();  // The next connection asks for the owner and its user again.
     } else if (trusted_.allows(user)) {
-        setNameOwner(std::move(owner));
+        setOwnerAndNotifyWatcher(std::move(owner));
     } else {
-        writeLogLine((std::string(SERVICE) + " belongs to a process of user " + std::to_string(user) + ", expected " +
-                      trusted_.permittedUsers() + ": ignored")
-                         .c_str());
+        writeErrorLine((std::string(SERVICE) + " belongs to a process of user " + std::to_string(user) + ", expected " +
+                        trusted_.permittedUsers() + ": ignored")
+                           .c_str());
     }
-    sendHeldCalls();
+    retryHeldCalls();
 }
 
 void ServiceConnection::handleDisconnected() {
     isBusConnected_ = false;
     scheduleReconnect();
-    // Called before `disconnectBus`, because calls to a lost television fail with `STATUS_NO_ANSWER`.
-    clearNameOwner();
-    disconnectBus();
+    // Called before `disconnectBusAndFailCalls`, because calls to a lost television fail with `STATUS_NO_ANSWER`.
+    resetNameOwnerState();
+    disconnectBusAndFailCalls();
 }
 
-void ServiceConnection::onNameOwner(sd_bus_message* reply) {
+void ServiceConnection::onNameOwnerReply(sd_bus_message* reply) {
     sd_bus_error const* const error = sd_bus_message_get_error(reply);
     std::string owner;
     if ((error != nullptr || read(reply, owner) < 0) &&
@@ -238,8 +239,8 @@ void ServiceConnection::onNameOwnerChanged(sd_bus_message* signal) {
 }
 
 void ServiceConnection::startService() {
-    int const result =
-        callBusDaemon<&ServiceConnection::onServiceStarted>(startServiceSlot_, "StartServiceByName", SERVICE, NO_FLAGS);
+    int const result = callBusDaemon<&ServiceConnection::onStartServiceReply>(startServiceSlot_, "StartServiceByName",
+                                                                              SERVICE, NO_FLAGS);
     if (result < 0) {
         failHeldCalls(statusOfSendError(result));
     } else {
@@ -247,12 +248,12 @@ void ServiceConnection::startService() {
     }
 }
 
-void ServiceConnection::onServiceStarted(sd_bus_message* reply) {
+void ServiceConnection::onStartServiceReply(sd_bus_message* reply) {
     isServiceStarting_ = false;
     sd_bus_error const* const error = sd_bus_message_get_error(reply);
     // An error is ignored if the name has an owner, because something other than the bus may start a television.
     if (isOwnerReplyPending() || !owner_.empty()) {
-        sendHeldCalls();
+        retryHeldCalls();
     } else if (error != nullptr) {
         failHeldCalls(statusOfError(*error));
     } else {  // The owner has gone again, or is not trusted.
@@ -260,7 +261,7 @@ void ServiceConnection::onServiceStarted(sd_bus_message* reply) {
     }
 }
 
-void ServiceConnection::onSignal(sd_bus_message* message) {
+void ServiceConnection::onMessage(sd_bus_message* message) {
     char const* const sender = sd_bus_message_get_sender(message);
     // Ignores the signals of other senders, because any connection to the bus may send signals to this process.
     if (sender != nullptr && owner_ == sender && sd_bus_message_is_signal(message, nullptr, nullptr) > 0) {

@@ -86,9 +86,9 @@ public:
     void callAsync(Method method, CallOrigin origin, MessageBody arguments, MessageBody reply, Completion completion);
 
     /// Sends a call that requests no reply, and does not wait. The connection's thread calls the function `arguments`
-    /// and sends the call later. If the process lacks the resources to send the call and `leavesBusIfUnsent` is true,
-    /// leaves the bus and connects again.
-    void callNoReply(Method method, MessageBody arguments, bool leavesBusIfUnsent = false);
+    /// and sends the call later. If the process lacks the resources to send the call and `leavesBusIfNoResources` is
+    /// true, leaves the bus and connects again.
+    void callNoReply(Method method, MessageBody arguments, bool leavesBusIfNoResources = false);
 
     /// Leaves the bus, and connects again: the television then releases all that it keeps for this process. Needs no
     /// memory.
@@ -109,7 +109,7 @@ private:
     void runLoopOnce();
     void runTimers();
     void connectBus();
-    void disconnectBus();
+    void disconnectBusAndFailCalls();
     int initializeBus();
     void scheduleReconnect();
     /// Calls a method of the bus. Passes the reply to the handler, unless the slot is destroyed before the reply
@@ -117,8 +117,8 @@ private:
     template <void (ServiceConnection::*HANDLER)(sd_bus_message*), typename... Arguments>
     int callBusDaemon(Slot& slot, char const* method, Arguments const&... arguments);
     void handleNameOwner(std::string const& owner);
-    void setNameOwner(std::string owner);
-    void clearNameOwner();
+    void setOwnerAndNotifyWatcher(std::string owner);
+    void resetNameOwnerState();
     void notifyWatcherOfOwner();
     void handleDisconnected();
     /// Whether a reply of the bus about the owner is pending.
@@ -128,22 +128,22 @@ private:
     void startService();
 
     // Functions for the calls, defined in service_calls.cpp.
-    void startCall(std::shared_ptr<PendingCall> const& call);
+    void connectIfNeededThenSendCall(std::shared_ptr<PendingCall> const& call);
+    void sendCallCatchingExceptions(std::shared_ptr<PendingCall> const& call);
     void sendHoldOrFailCall(std::shared_ptr<PendingCall> const& call);
-    void sendOrHoldCall(std::shared_ptr<PendingCall> const& call);
     int sendCall(std::shared_ptr<PendingCall> const& call);
-    void sendHeldCalls();
+    void retryHeldCalls();
     void failHeldCalls(int status);
     void failSentCalls(int status);
     int newMethodCall(Method const& method, MessageBody const& arguments, Message& message) const;
     static int onReply(sd_bus_message* message, void* pending, sd_bus_error* error) noexcept;
 
     // Handlers of messages.
-    void onSignal(sd_bus_message* message);
-    void onNameOwner(sd_bus_message* reply);
+    void onMessage(sd_bus_message* message);
+    void onNameOwnerReply(sd_bus_message* reply);
     void onNameOwnerChanged(sd_bus_message* signal);
-    void onOwnerUser(sd_bus_message* reply);
-    void onServiceStarted(sd_bus_message* reply);
+    void onOwnerUserReply(sd_bus_message* reply);
+    void onStartServiceReply(sd_bus_message* reply);
     /// An sd-bus callback that calls `HANDLER` of the connection.
     template <void (ServiceConnection::*HANDLER)(sd_bus_message*)>
     static int dispatch(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;

@@ -15,17 +15,18 @@ std::optional<TrustedOwner::Setting> TrustedOwner::parse(std::string_view word) 
     if (word == "any") {
         return Setting{.isAny = true};
     }
-    auto const user = findUser(word);
-    return user ? std::optional(Setting{.user = user}) : std::nullopt;
+    auto const user = uidOf(word);
+    return user ? std::optional(Setting{.onlyUser = user}) : std::nullopt;
 }
 
 bool TrustedOwner::allows(uid_t user) const {
-    return ownerSetting_.isAny || (ownerSetting_.user ? user == *ownerSetting_.user : user == ::geteuid() || user == 0);
+    return ownerSetting_.isAny ||
+           (ownerSetting_.onlyUser ? user == *ownerSetting_.onlyUser : user == ::geteuid() || user == 0);
 }
 
 std::string TrustedOwner::permittedUsers() const {
-    return ownerSetting_.user ? "user " + std::to_string(*ownerSetting_.user)
-                              : "user " + std::to_string(::geteuid()) + " or root";
+    return ownerSetting_.onlyUser ? "user " + std::to_string(*ownerSetting_.onlyUser)
+                                  : "user " + std::to_string(::geteuid()) + " or root";
 }
 
 }  // namespace bus

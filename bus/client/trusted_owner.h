@@ -21,8 +21,8 @@ public:
 private:
     struct Setting {
         bool isAny = false;
-        /// If `user` is empty and `isAny` is false, this process's user and root may own the television's name.
-        std::optional<uid_t> user{};
+        /// If `onlyUser` is empty and `isAny` is false, this process's user and root may own the television's name.
+        std::optional<uid_t> onlyUser{};
     };
     static std::optional<Setting> parse(std::string_view word);
 

@@ -7,8 +7,9 @@
 
 namespace bus {
 
-/// Returns the number of the user or group with this name or number; empty for an unknown name.
-std::optional<uid_t> findUser(std::string_view word);
-std::optional<gid_t> findGroup(std::string_view word);
+/// Returns the number of the user or group with this name. Returns a decimal number as it is, and nothing for an
+/// unknown name.
+std::optional<uid_t> uidOf(std::string_view word);
+std::optional<gid_t> gidOf(std::string_view word);
 
 }  // namespace bus

@@ -22,7 +22,7 @@ constexpr char ACTION_INTERFACE[] = "nrx.Television1.Action";
 constexpr char TABLE_INTERFACE[] = "nrx.Television1.Table";
 constexpr char ITERATOR_INTERFACE[] = "nrx.Television1.TableIterator";
 constexpr char PROPERTIES_INTERFACE[] = "org.freedesktop.DBus.Properties";
-constexpr char MANAGER_INTERFACE[] = "org.freedesktop.DBus.ObjectManager";
+constexpr char OBJECT_MANAGER_INTERFACE[] = "org.freedesktop.DBus.ObjectManager";
 
 // The name and the path of the bus itself. The bus sends its own signals under this name.
 constexpr char BUS_NAME[] = "org.freedesktop.DBus";

@@ -172,7 +172,7 @@ EventLoop makeEventLoop() {
     return loop;
 }
 
-std::string addressFromEnvironment() {
+std::string findAddressInEnvironment() {
     for (char const* const name : {"NRX_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"}) {
         if (char const* const address = std::getenv(name); address != nullptr && *address != '\0') {
             return address;
@@ -190,7 +190,7 @@ std::string addressFromEnvironment() {
     return address + "/bus";
 }
 
-int openBus(Bus& bus, std::string const& address) {
+int startBusConnection(Bus& bus, std::string const& address) {
     NRX_TRY(assignFromOutParameter(bus, sd_bus_new));
     NRX_TRY(sd_bus_set_address(bus.get(), address.c_str()));
     NRX_TRY(sd_bus_set_bus_client(bus.get(), 1));

@@ -226,9 +226,9 @@ EventLoop makeEventLoop();
 
 /// Returns the bus's address in NRX_BUS_ADDRESS, or else the session bus's address. Returns an empty text if neither
 /// address is known.
-std::string addressFromEnvironment();
+std::string findAddressInEnvironment();
 
 /// Starts to connect to the bus at the address.
-int openBus(Bus& bus, std::string const& address);
+int startBusConnection(Bus& bus, std::string const& address);
 
 }  // namespace bus

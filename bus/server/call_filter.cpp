@@ -27,7 +27,7 @@ constexpr ReadingMethod READING_METHODS[] = {
     {"org.freedesktop.DBus.Introspectable", nullptr},
     {PROPERTIES_INTERFACE, "Get"},
     {PROPERTIES_INTERFACE, "GetAll"},
-    {MANAGER_INTERFACE, "GetManagedObjects"},
+    {OBJECT_MANAGER_INTERFACE, "GetManagedObjects"},
     {MODEL_INTERFACE, SYNC_METHOD},
     {TABLE_INTERFACE, "CreateIterator"},
     {TABLE_INTERFACE, "DestroyIterator"},
@@ -100,12 +100,12 @@ int CallFilter::requestCredentials(Client& client) {
 int CallFilter::handleCredentials(sd_bus_message* reply, void* client, sd_bus_error* error) noexcept {
     return catchToError(error, [=] {
         auto& identified = *static_cast<Client*>(client);
-        identified.filter.applyCredentials(identified, reply);
+        identified.filter.identifyOrForgetClient(identified, reply);
         return 1;
     });
 }
 
-void CallFilter::applyCredentials(Client& client, sd_bus_message* reply) {
+void CallFilter::identifyOrForgetClient(Client& client, sd_bus_message* reply) {
     std::vector<gid_t> groups;
     auto const heldCalls = std::exchange(client.heldCalls, {});
     Slot const slot = std::move(client.credentialsSlot);

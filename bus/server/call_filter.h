@@ -38,7 +38,7 @@ private:
     int filterCall(sd_bus_message* call, sd_bus_error* error);
     int requestCredentials(Client& client);
     /// Stores the credentials, and handles the client's held calls.
-    void applyCredentials(Client& client, sd_bus_message* reply);
+    void identifyOrForgetClient(Client& client, sd_bus_message* reply);
     int refuse(Client const& client, sd_bus_message* call, sd_bus_error* error);
 
     sd_bus* const bus_;

@@ -25,9 +25,9 @@ Permissions::Permissions() : users_{{0, Access::ALL}, {::geteuid(), Access::ALL}
 bool Permissions::grant(std::string const& userOrGroup, Access access) {
     if (userOrGroup == "any") {
         raise(everybody_, access);
-    } else if (auto const group = userOrGroup.starts_with('@') ? findGroup(userOrGroup.substr(1)) : std::nullopt) {
+    } else if (auto const group = userOrGroup.starts_with('@') ? gidOf(userOrGroup.substr(1)) : std::nullopt) {
         raise(groups_[*group], access);
-    } else if (auto const user = findUser(userOrGroup)) {
+    } else if (auto const user = uidOf(userOrGroup)) {
         raise(users_[*user], access);
     } else {
         return false;

@@ -40,7 +40,7 @@ std::string reasonOf(int negativeErrno) {
     }
 }
 
-int refuseCall(sd_bus_error* error, std::string const& key, int negativeErrno) {
+int setErrorIfTooLarge(sd_bus_error* error, std::string const& key, int negativeErrno) {
     if (negativeErrno != -EMSGSIZE) {
         return negativeErrno;
     }

@@ -22,6 +22,6 @@ std::string reasonOf(int negativeErrno);
 /// Returns the negative error number that a handler returns to sd-bus for a refused call. `negativeErrno` is the
 /// reason. For `-EMSGSIZE`, prints a report that names the called object by `key`, and sets `error` to a status of the
 /// television.
-int refuseCall(sd_bus_error* error, std::string const& key, int negativeErrno);
+int setErrorIfTooLarge(sd_bus_error* error, std::string const& key, int negativeErrno);
 
 }  // namespace bus::server

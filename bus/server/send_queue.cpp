@@ -60,12 +60,12 @@ bool SendQueue::hasSdBusQueueRoom() {
 
 int SendQueue::sendNow(QueuedMessage const& queued) {
     // The size is stored first. If this allocation fails, the message is not sent.
-    sdBusQueueSizes_.push_back(queued.size);
+    sdBusQueueSizes_.push_back(queued.sizeWithOverhead);
     if (int const result = sd_bus_send(bus_, queued.message.get(), nullptr); result < 0) {
         sdBusQueueSizes_.pop_back();
         return result;
     }
-    sdBusQueueBytes_ += queued.size;
+    sdBusQueueBytes_ += queued.sizeWithOverhead;
     return 0;
 }
 

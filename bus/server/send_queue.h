@@ -15,7 +15,7 @@ namespace bus::server {
 class SendQueue {
     struct QueuedMessage {
         Message message;
-        std::size_t size;
+        std::size_t sizeWithOverhead;
     };
 
 public:

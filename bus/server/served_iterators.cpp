@@ -71,7 +71,7 @@ public:
     ServedIterator(ServedIterator const&) = delete;
     ServedIterator& operator=(ServedIterator const&) = delete;
     ~ServedIterator() {
-        emitter_.close();
+        emitter_.stopEmitting();
         try {
             destroy();
         } catch (...) {  // The model still has the iterator and may notify the observer, so the observer is kept.
@@ -125,7 +125,7 @@ int handleCall(sd_bus_message* call, void* found, sd_bus_error* error) noexcept 
             return 0;
         };
         int const result = std::apply(readAndOperate, arguments);
-        return result < 0 ? refuseCall(error, served.key(), result) : sd_bus_reply_method_return(call, "");
+        return result < 0 ? setErrorIfTooLarge(error, served.key(), result) : sd_bus_reply_method_return(call, "");
     });
 }
 
@@ -212,7 +212,7 @@ int ServedIterators::handleCreate(sd_bus_message* call, ServedObject const& tabl
     std::vector<int> columns;
     std::vector<objbus::TableOrder> orders;
     if (int const result = readAll(call, type, selections, columns, orders); result < 0) {
-        return refuseCall(error, table.key(), result);
+        return setErrorIfTooLarge(error, table.key(), result);
     }
     std::string const client = sd_bus_message_get_sender(call);
     auto const paths = clientPaths_.find(client);

@@ -62,7 +62,7 @@ bool ServedObject::connectObserver() {
 }
 
 ServedObject::~ServedObject() {
-    emitter_.close();
+    emitter_.stopEmitting();
     if (ownObserver_.empty()) {
         return;
     }

@@ -30,7 +30,7 @@ Bus connectToBus(std::string const& address) {
     Bus bus;
     auto const connect = [&] {
         char const* name = nullptr;
-        NRX_TRY(openBus(bus, address.empty() ? addressFromEnvironment() : address));
+        NRX_TRY(startBusConnection(bus, address.empty() ? findAddressInEnvironment() : address));
         return sd_bus_get_unique_name(bus.get(), &name);  // Waits until the bus answers.
     };
     if (int const result = connect(); result < 0) {
@@ -47,7 +47,7 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
       callFilter_(bus_.get(), std::move(permissions)),
       sendQueue_(bus_.get()) {
     sd_bus* const bus = bus_.get();
-    addBusSource();
+    addBusSocketSource();
     iterators_.emplace(bus, loop);
     context_.emplace(ObjectContext{sendQueue_, loop, rootInterface(), *iterators_});
     auto const addVtable = [&](char const* interface, sd_bus_vtable const* vtable, sd_bus_object_find_t find) {
@@ -70,11 +70,12 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
     terminationSources_.push_back(addTerminationSource(SIGTERM));
     terminationSources_.push_back(addTerminationSource(SIGINT));
     television_.setObjectListener([this](std::string const& key) {
-        tryReplacement([&] { loop_.tasks.post([this, key] { tryReplacement([&] { replaceServedObject(key); }); }); });
+        replaceOrRetryLater(
+            [&] { loop_.tasks.post([this, key] { replaceOrRetryLater([&] { replaceServedObject(key); }); }); });
     });
     for (auto const& [key, type] : television_.objects()) {
         if (auto object = ServedObject::connect(*context_, key, type)) {
-            addObject(std::move(object));
+            storeObject(std::move(object));
         }
     }
 }
@@ -82,9 +83,9 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
 Server::~Server() {
     try {
         if (sd_bus_is_open(bus_.get()) > 0) {
-            runTasks();  // Sends the changes so far.
+            waitUntilSignalsQueued();  // Sends the changes so far.
         }
-    } catch (...) {  // `runTasks` throws, for example, if memory runs out or the bus is lost.
+    } catch (...) {  // `waitUntilSignalsQueued` throws, for example, if memory runs out or the bus is lost.
     }
     television_.setObjectListener({});
     objects_.clear();
@@ -114,7 +115,7 @@ void Server::requestName() {
 }
 
 template <typename Replacement>
-void Server::tryReplacement(Replacement const& replacement) noexcept {
+void Server::replaceOrRetryLater(Replacement const& replacement) noexcept {
     try {
         replacement();
     } catch (...) {  // Memory ran out.
@@ -125,7 +126,7 @@ void Server::tryReplacement(Replacement const& replacement) noexcept {
 
 void Server::retryFailedReplacement() {
     if (isReplacementFailed_.exchange(false)) {
-        tryReplacement([this] { replaceAllServedObjects(); });
+        replaceOrRetryLater([this] { replaceAllServedObjects(); });
     }
 }
 
@@ -157,11 +158,11 @@ void Server::replaceServedObject(std::string const& key) {
         emitManagerSignal(*added, "InterfacesAdded", [&added](sd_bus_message* message, std::size_t& remainingBytes) {
             return added->appendInterfacesAndProperties(message, remainingBytes);
         });
-        addObject(std::move(added));
+        storeObject(std::move(added));
     }
 }
 
-void Server::addObject(std::unique_ptr<ServedObject> object) {
+void Server::storeObject(std::unique_ptr<ServedObject> object) {
     std::string path = object->path();
     objects_.emplace(std::move(path), std::move(object));
 }
@@ -171,7 +172,7 @@ void Server::emitManagerSignal(ServedObject const& object, char const* member, A
     auto const makeAndSend = [&] {
         Message signal;
         NRX_TRY(assignFromOutParameter(signal, [&](auto made) {
-            return sd_bus_message_new_signal(bus_.get(), made, MODEL_PATH, MANAGER_INTERFACE, member);
+            return sd_bus_message_new_signal(bus_.get(), made, MODEL_PATH, OBJECT_MANAGER_INTERFACE, member);
         }));
         NRX_TRY(sd_bus_message_append(signal.get(), "o", object.path().c_str()));
         std::size_t remainingBytes = MAX_MESSAGE_BYTES - object.managedObjectsEntryBytesWithoutValue();
@@ -186,7 +187,7 @@ void Server::emitManagerSignal(ServedObject const& object, char const* member, A
 int Server::handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error) {
     // This handler replies to `GetManagedObjects`, because sd-bus's own reply fails if one object cannot be read.
     // sd-bus handles all other calls.
-    if (sd_bus_message_is_method_call(call, MANAGER_INTERFACE, "GetManagedObjects") <= 0) {
+    if (sd_bus_message_is_method_call(call, OBJECT_MANAGER_INTERFACE, "GetManagedObjects") <= 0) {
         return 0;
     }
     std::size_t size = 0;
@@ -194,7 +195,7 @@ int Server::handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error) {
         size += object->managedObjectsEntryBytesWithoutValue();
     }
     if (size > MAX_MESSAGE_BYTES) {
-        return refuseCall(error, MODEL_PATH, -EMSGSIZE);
+        return setErrorIfTooLarge(error, MODEL_PATH, -EMSGSIZE);
     }
     std::size_t remainingBytes = MAX_MESSAGE_BYTES - size;
     Message reply;

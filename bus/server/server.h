@@ -16,8 +16,8 @@
 
 namespace bus::server {
 
-/// Connects to a bus and waits until the bus answers. An empty address selects the result of `addressFromEnvironment`.
-/// Throws `std::runtime_error`.
+/// Connects to a bus and waits until the bus answers. An empty address selects the result of
+/// `findAddressInEnvironment`. Throws `std::runtime_error`.
 Bus connectToBus(std::string const& address);
 
 /// Serves a simulated television on a bus with the interfaces of bus/nrx.Television1.xml. The server connects observers
@@ -55,26 +55,26 @@ private:
     int handleSync(sd_bus_message* call, sd_bus_error* error);
     static int handleTermination(sd_event_source* source, signalfd_siginfo const* information, void* server) noexcept;
 
-    void addObject(std::unique_ptr<ServedObject> object);
+    void storeObject(std::unique_ptr<ServedObject> object);
     /// Replaces the key's served object by the model's current object.
     void replaceServedObject(std::string const& key);
     void replaceAllServedObjects();
     /// Replaces all objects if a replacement ran out of memory.
     void retryFailedReplacement();
     /// Runs the replacement. If memory runs out, `retryFailedReplacement` replaces all objects later. Any thread may
-    /// call `tryReplacement`.
+    /// call `replaceOrRetryLater`.
     template <typename Replacement>
-    void tryReplacement(Replacement const& replacement) noexcept;
+    void replaceOrRetryLater(Replacement const& replacement) noexcept;
     int handleGetManagedObjects(sd_bus_message* call, sd_bus_error* error);
     /// Sends a signal of the object manager about the object.
     template <typename AppendContents>
     void emitManagerSignal(ServedObject const& object, char const* member, AppendContents const& appendContents);
     /// Returns when the signals of all changes so far are in the send queue. Throws as `runOnceUnlessTerminated` does.
-    void runTasks();
+    void waitUntilSignalsQueued();
     void throwIfBusLost() const;
     /// Runs the event loop once, then handles one message of the bus. If memory runs out, only that message is lost.
-    void runLoopOnce(bool waitsForEvent);
-    void addBusSource();
+    void runLoopAndProcessBus(bool waitsForEvent);
+    void addBusSocketSource();
     [[nodiscard]] EventSource addTerminationSource(int signal);
 
     simulator::Television& television_;
@@ -83,7 +83,7 @@ private:
     CallFilter callFilter_;
     SendQueue sendQueue_;
     bool isTerminating_ = false;
-    bool isBusReadInterrupted_ = false;  ///< If true, the last `runLoopOnce` ran out of memory.
+    bool wasOutOfMemory_ = false;  ///< If true, the last `runLoopAndProcessBus` ran out of memory.
     std::atomic<bool> isReplacementFailed_ = false;
     std::optional<ServedIterators> iterators_;
     std::optional<ObjectContext> context_;

@@ -17,7 +17,7 @@ namespace {
 constexpr std::chrono::milliseconds NO_MEMORY_PAUSE{10};
 
 int handleReadable(sd_event_source* /*source*/, int /*descriptor*/, std::uint32_t /*events*/, void* /*none*/) {
-    return 0;  // `runLoopOnce` processes the bus.
+    return 0;  // `runLoopAndProcessBus` processes the bus.
 }
 
 /// Throws `std::system_error` for a negative error number.
@@ -29,7 +29,7 @@ void requireSuccess(int result) {
 
 }  // namespace
 
-void Server::addBusSource() {
+void Server::addBusSocketSource() {
     // Does not use sd_bus_attach_event, which ends the connection when memory runs out.
     requireSuccess(assignFromOutParameter(busSource_, [this](auto source) {
         return sd_event_add_io(loop_.loop.get(), source, sd_bus_get_fd(bus_.get()), 0, handleReadable, nullptr);
@@ -42,7 +42,7 @@ bool Server::runOnceUnlessTerminated(bool waitsForEvent) {
         return false;
     }
     retryFailedReplacement();
-    runLoopOnce(waitsForEvent && !isReplacementFailed_);
+    runLoopAndProcessBus(waitsForEvent && !isReplacementFailed_);
     try {
         sendQueue_.sendWaiting();
     } catch (std::bad_alloc const&) {  // The next call of this function sends the waiting messages.
@@ -51,7 +51,7 @@ bool Server::runOnceUnlessTerminated(bool waitsForEvent) {
     return !isTerminating_;
 }
 
-void Server::runLoopOnce(bool waitsForEvent) {
+void Server::runLoopAndProcessBus(bool waitsForEvent) {
     sd_bus* const bus = bus_.get();
     auto const step = [&] {
         // When to call `sd_bus_process`, in microseconds of the monotonic clock. UINT64_MAX means that no time is set.
@@ -61,14 +61,14 @@ void Server::runLoopOnce(bool waitsForEvent) {
         auto const elapsed = std::chrono::steady_clock::now().time_since_epoch();
         auto const now = static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(elapsed).count());
         std::uint64_t const untilDue = due == UINT64_MAX ? due : due - std::min(due, now);
-        NRX_TRY(sd_event_run(loop_.loop.get(), waitsForEvent && !isBusReadInterrupted_ ? untilDue : 0));
+        NRX_TRY(sd_event_run(loop_.loop.get(), waitsForEvent && !wasOutOfMemory_ ? untilDue : 0));
         return sd_bus_process(bus, nullptr);
     };
     int const result = sd_bus_is_open(bus) > 0 ? step() : sd_event_run(loop_.loop.get(), 0);
     // If memory ran out, the next call does not wait for the socket, because sd-bus may have already read a part of a
     // message, and the socket does not become readable again for this part.
-    isBusReadInterrupted_ = result == -ENOMEM;
-    if (isBusReadInterrupted_) {
+    wasOutOfMemory_ = result == -ENOMEM;
+    if (wasOutOfMemory_) {
         std::this_thread::sleep_for(NO_MEMORY_PAUSE);
     } else {
         requireSuccess(result);
@@ -82,14 +82,14 @@ void Server::throwIfBusLost() const {
 }
 
 void Server::waitUntilSent() {
-    runTasks();
+    waitUntilSignalsQueued();
     throwIfBusLost();
     while (sendQueue_.isWaiting() && runOnceUnlessTerminated(true)) {
     }
     sd_bus_flush(bus_.get());
 }
 
-void Server::runTasks() {
+void Server::waitUntilSignalsQueued() {
     // Runs the queued tasks, and then the tasks that these tasks have caused: a task may connect to a new object, which
     // notifies its value at once and so queues another task.
     for (int times = 0; times < 2; ++times) {
@@ -98,7 +98,7 @@ void Server::runTasks() {
         loop_.tasks.post([done] { *done = true; });
         while (!*done) {
             throwIfBusLost();
-            runLoopOnce(true);
+            runLoopAndProcessBus(true);
         }
     }
 }

@@ -85,7 +85,7 @@ public:
     }
 
     /// Drops the signals whose tasks have not run, and all later signals. Called on the loop's thread.
-    void close() const { state_->isClosed = true; }
+    void stopEmitting() const { state_->isClosed = true; }
 
     [[nodiscard]] SignalSource const& source() const { return state_->source; }
 

@@ -118,7 +118,7 @@ int setValue(sd_bus* /*bus*/, char const* /*path*/, char const* /*interface*/, c
     return catchToError(error, [=] {
         T value{};
         if (int const result = read(call, value); result < 0) {
-            return refuseCall(error, objectOf(found).key(), result);
+            return setErrorIfTooLarge(error, objectOf(found).key(), result);
         }
         int const status = objectOf(found).as<typename PlainKindTraits<T>::Object>().setValue(writeArgument(value));
         return status != television::STATUS_OK ? setStatusError(error, status) : 1;
@@ -129,7 +129,7 @@ int invoke(sd_bus_message* call, void* found, sd_bus_error* error) noexcept {
     return catchToError(error, [=] {
         std::vector<objbus::Argument> arguments;
         if (int const result = read(call, arguments); result < 0) {
-            return refuseCall(error, objectOf(found).key(), result);
+            return setErrorIfTooLarge(error, objectOf(found).key(), result);
         }
         unsigned int id = 0;
         int const status = objectOf(found).as<objbus::ObjectAction>().invoke(id, arguments);

@@ -16,7 +16,7 @@ public:
     BusTelevision() {
         bus::setPresenceListener([isFirst = true](television::Presence presence) mutable {
             if (!std::exchange(isFirst, false) || presence != television::Presence::gone) {  // Drops a first "gone".
-                printPresence(presence, Kind::information);
+                printTelevisionPresence(presence, Kind::info);
             }
         });
     }
@@ -46,7 +46,7 @@ private:
 
     void waitUntilNotificationsDelivered() override { throwIfTelevisionFailed(bus::waitUntilDelivered()); }
 
-    void printAdditionalDetails(std::string const& key, objbus::ObjectTypeSpec type) override {
+    void printValueAndDetails(std::string const& key, objbus::ObjectTypeSpec type) override {
         if (hasValue(type)) {
             printLine("value: " + readValueAsText(key));
         }
@@ -55,11 +55,11 @@ private:
 
 }  // namespace
 
-std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& /*model*/) {
+std::unique_ptr<TelevisionCommands> makeTelevisionCommands(std::vector<ModelObject> const& /*model*/) {
     return std::make_unique<BusTelevision>();
 }
 
-int statusOfReachingTelevision() { return bus::waitUntilDelivered(); }
+int statusOfBusTelevision() { return bus::waitUntilDelivered(); }
 
 bool televisionIsSimulated() { return false; }
 

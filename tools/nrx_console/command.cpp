@@ -13,7 +13,7 @@ bool isRepeated(std::string const& argument) { return argument.find("...") != st
 
 /// Returns whether the choice is a literal, which an argument must equal. The short form of a key is no literal,
 /// because an argument may also be the full key.
-bool isLiteral(std::string const& choice) { return !isPlaceholder(choice) && keyFromWord(choice) == choice; }
+bool isLiteral(std::string const& choice) { return !isPlaceholder(choice) && expandShortKey(choice) == choice; }
 
 }  // namespace
 
@@ -32,7 +32,7 @@ Words Command::choicesAt(std::size_t position) const {
     return wordsOf(choices);
 }
 
-void Command::check(Words const& given) const {
+void Command::checkArguments(Words const& given) const {
     Words const all = wordsOf(arguments);
     auto const fewest = std::count_if(all.begin(), all.end(), [](std::string const& argument) {
         return !isOptional(argument) && !isRepeated(argument);

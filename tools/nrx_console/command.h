@@ -22,7 +22,7 @@ struct Command {
     [[nodiscard]] Words choicesAt(std::size_t position) const;
     /// Throws `CommandError` for a wrong number of arguments, and for an argument that is none of the position's
     /// choices. Accepts any argument if one of the position's choices is a placeholder or the short form of a key.
-    void check(Words const& given) const;
+    void checkArguments(Words const& given) const;
 };
 
 using Commands = std::vector<Command>;

@@ -42,10 +42,10 @@ std::string reasonMissing(bool isOtherProcess) {
 
 }  // namespace
 
-Console::Console(std::unique_ptr<TelevisionCommands> television) : television_(std::move(television)) {
+Console::Console(std::unique_ptr<TelevisionCommands> television) : televisionCommands_(std::move(television)) {
     auto const quit = [this](auto const&) { quit_ = true; };
     auto const showHelp = [this](auto const& arguments) { help(arguments); };
-    Commands const own = television_ ? television_->commands() : Commands();
+    Commands const own = televisionCommands_ ? televisionCommands_->commands() : Commands();
     for (Commands const& commands : {facadeCommands(access_), clientObjectCommands_.commands(), own}) {
         commands_.insert(commands_.end(), commands.begin(), commands.end());
     }
@@ -55,8 +55,8 @@ Console::Console(std::unique_ptr<TelevisionCommands> television) : television_(s
 }
 
 Console::~Console() {
-    if (television_) {
-        television_->restoreReachability();
+    if (televisionCommands_) {
+        televisionCommands_->restoreReachability();
     }
 }
 
@@ -71,7 +71,7 @@ bool Console::executeUnlessQuit(std::string const& line) {
         throw unknown(words);
     }
     Words const arguments(words.begin() + static_cast<std::ptrdiff_t>(wordsOf(command->name).size()), words.end());
-    command->check(arguments);
+    command->checkArguments(arguments);
     command->run(arguments);
     return !quit_;
 }
@@ -90,7 +90,7 @@ Words Console::completions(std::string const& line) const {
         for (std::string const& choice : command->choicesAt(before.size() - wordsOf(command->name).size())) {
             if (choice == "KEY" || choice == "PREFIX") {
                 candidates.insert({"command", "event"});  // The short forms of two keys.
-                for (std::string const& key : television_ ? television_->keys() : Words()) {
+                for (std::string const& key : televisionCommands_ ? televisionCommands_->keys() : Words()) {
                     candidates.insert(typed(key));
                 }
             } else if (!isPlaceholder(choice)) {
@@ -105,7 +105,7 @@ Words Console::completions(std::string const& line) const {
 CommandError Console::unknown(Words const& words) const {
     Words const missing = missingFrom(commands_);
     if (std::find(missing.begin(), missing.end(), words.front()) != missing.end()) {
-        return unexpected(typed(words), "another command: " + reasonMissing(television_ != nullptr));
+        return unexpected(typed(words), "another command: " + reasonMissing(televisionCommands_ != nullptr));
     }
     Words forms;  // The usages of commands whose names have more than two words and share the first two with `words`.
     for (Command const& command : commands_) {
@@ -139,7 +139,7 @@ void Console::help(Words const& arguments) const {
         printLine(R"(A KEY may be command or event for short. In quotes: "channel 5", and \n \r \t \" \\ \xHH.)");
     }
     if (Words const missing = missingFrom(commands_); !missing.empty()) {
-        printLine("Not here: " + typed(missing) + "; " + reasonMissing(television_ != nullptr) + ".");
+        printLine("Not here: " + typed(missing) + "; " + reasonMissing(televisionCommands_ != nullptr) + ".");
     }
 }
 

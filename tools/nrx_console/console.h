@@ -33,7 +33,7 @@ private:
     void help(Words const& arguments) const;
 
     bool quit_ = false;
-    std::unique_ptr<TelevisionCommands> const television_;
+    std::unique_ptr<TelevisionCommands> const televisionCommands_;
     ClientObjectCommands clientObjectCommands_;
     PrintingClient client_;
     orvane::NRXModelAccess access_{&client_};

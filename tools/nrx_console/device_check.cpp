@@ -251,7 +251,7 @@ bool checkFacadeRequirements(std::optional<std::string> const& keyForDisconnectC
         checkKey(*root, keys::SOURCE_SWITCH, objbus::OBJECT_TYPE_ACTION, connectOnce<ActionAccess>, ACTION_BUDGET);
     hasAll &= checkMissingKey();
     if (keyForDisconnectCheck) {
-        hasAll &= checkDisconnect(*root, keyFromWord(*keyForDisconnectCheck));
+        hasAll &= checkDisconnect(*root, expandShortKey(*keyForDisconnectCheck));
     }
     return hasAll;
 }

@@ -9,7 +9,7 @@ namespace {
 /// Returns the key of the command or event list. Throws `CommandError` for any other key, because the facade would
 /// report the wrong key only in the log.
 std::string listKeyOf(std::string const& word, std::string const& instead) {
-    std::string key = keyFromWord(word);
+    std::string key = expandShortKey(word);
     if (key != orvane::model_keys::COMMAND && key != orvane::model_keys::EVENT) {
         throw unexpected(word, "command or event; any other object: " + instead);
     }

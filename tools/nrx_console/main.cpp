@@ -23,7 +23,7 @@ constexpr int EXIT_FAILED = 1;
 
 int fail(std::string const& what) {
     command_line::printError(NRX_PROGRAM, what);
-    return command_line::EXIT_NOT_STARTED;
+    return command_line::EXIT_INVALID_ARGUMENTS;
 }
 
 int run(int argc, char** argv) {
@@ -76,7 +76,7 @@ int run(int argc, char** argv) {
     }
     nrx_console::redirectDeviceFileOpens(sysroot.value_or(""));
 
-    auto television = nrx_console::makeTelevision(model.objects);
+    auto television = nrx_console::makeTelevisionCommands(model.objects);
     if (isCheck) {
         return nrx_console::checkFacadeRequirements(checkedKey) ? 0 : EXIT_FAILED;
     }

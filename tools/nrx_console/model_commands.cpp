@@ -59,7 +59,7 @@ void release(ValueAccessBase& access) {
 /// every type.
 class AnyObject {
 public:
-    explicit AnyObject(std::string const& word) : word_(word), access_(keyFromWord(word)) {
+    explicit AnyObject(std::string const& word) : word_(word), access_(expandShortKey(word)) {
         if (access_.connect(BUDGET_MS) != STATUS_OK) {
             throw notReached(word, "an object");
         }
@@ -119,7 +119,7 @@ void write(Words const& arguments) {
 class InvokedAction final : public ActionHandler {
 public:
     explicit InvokedAction(std::string const& word)
-        : word_(word), access_(keyFromWord(word), std::shared_ptr<ActionHandler>(std::shared_ptr<void>(), this)) {
+        : word_(word), access_(expandShortKey(word), std::shared_ptr<ActionHandler>(std::shared_ptr<void>(), this)) {
         if (access_.connect(BUDGET_MS) != STATUS_OK) {
             throw notReached(word, "an action");
         }
@@ -199,7 +199,7 @@ void throwIfTelevisionFailed(int status) {
 
 void throwIfTelevisionUnreachable() {
     expectRootInterface();
-    throwIfTelevisionFailed(statusOfReachingTelevision());
+    throwIfTelevisionFailed(statusOfBusTelevision());
 }
 
 bool hasValue(objbus::ObjectTypeSpec type) {
@@ -234,7 +234,7 @@ Commands ClientObjectCommands::commands() {
 }
 
 void ClientObjectCommands::watch(Words const& arguments) {
-    std::string const key = keyFromWord(arguments[0]);
+    std::string const key = expandShortKey(arguments[0]);
     std::unique_ptr<ValueAccessBase> access;
     AnyObject object(arguments[0]);
     object.useValueType([&]<typename T>() {
@@ -251,7 +251,7 @@ void ClientObjectCommands::watch(Words const& arguments) {
 }
 
 void ClientObjectCommands::unwatch(Words const& arguments) {
-    auto const watched = watched_.find(keyFromWord(arguments[0]));
+    auto const watched = watched_.find(expandShortKey(arguments[0]));
     if (watched == watched_.end()) {
         throw unexpected(arguments[0], "the key of a value that is watched");
     }
@@ -261,11 +261,11 @@ void ClientObjectCommands::unwatch(Words const& arguments) {
 }
 
 void ClientObjectCommands::invoke(Words const& arguments) {
-    auto action = actions_.find(keyFromWord(arguments[0]));
+    auto action = actions_.find(expandShortKey(arguments[0]));
     if (action == actions_.end()) {
-        action = actions_.emplace(keyFromWord(arguments[0]), std::make_unique<InvokedAction>(arguments[0])).first;
+        action = actions_.emplace(expandShortKey(arguments[0]), std::make_unique<InvokedAction>(arguments[0])).first;
     }
-    action->second->invoke(argumentsOf({arguments.begin() + 1, arguments.end()}));
+    action->second->invoke(argumentsByPosition({arguments.begin() + 1, arguments.end()}));
 }
 
 }  // namespace nrx_console

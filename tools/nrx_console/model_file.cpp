@@ -122,7 +122,7 @@ T read(Place const& place) {
 ModelObject readObject(Place const& place) {
     Place const keyPlace = place.member("key");
     std::string const key = keyPlace.text();
-    if (key != keyFromWord(key)) {
+    if (key != expandShortKey(key)) {
         keyPlace.fail("a key that does not stand for another one");
     }
     Place const typePlace = place.member("type");
@@ -243,7 +243,7 @@ Content contentFromCommandWords(std::string const& type, Words const& words) {
         return ActionContent{};
     }
     if (type == TABLE) {
-        return rowsOf(words);
+        return rowsFromWords(words);
     }
     if (type == BARE) {
         if (words.size() != 1) {

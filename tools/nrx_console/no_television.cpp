@@ -5,11 +5,13 @@
 
 namespace nrx_console {
 
-std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& /*model*/) { return nullptr; }
+std::unique_ptr<TelevisionCommands> makeTelevisionCommands(std::vector<ModelObject> const& /*model*/) {
+    return nullptr;
+}
 
 void setLogPrintedInConsole(bool /*here*/) {}
 
-int statusOfReachingTelevision() { return 0; }
+int statusOfBusTelevision() { return 0; }
 
 bool televisionIsSimulated() { return false; }
 

@@ -23,7 +23,7 @@ void print(std::string const& line, Kind kind) {
     if (lineSink) {
         lineSink(line, kind);
     } else {
-        (kind == Kind::ordinary ? std::cout : std::cerr) << formattedForScreen(line, kind) + "\n" << std::flush;
+        (kind == Kind::ordinary ? std::cout : std::cerr) << colourAndWrapIfTerminal(line, kind) + "\n" << std::flush;
     }
 }
 
@@ -34,7 +34,7 @@ void printLine(std::string const& line, Kind kind) {
     print(line, kind);
 }
 
-void printLineIfWritable(std::string line, Kind kind) {
+void printLineUnlessBlocking(std::string line, Kind kind) {
     // A pipe that `poll` reports as writable accepts PIPE_BUF bytes without blocking.
     line = television::shortened(std::move(line), PIPE_BUF - 4);
     std::lock_guard const lock(mutex);

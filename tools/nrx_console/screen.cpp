@@ -74,7 +74,7 @@ std::size_t widthOf(int terminal) {
 
 }  // namespace
 
-std::string formattedForScreen(std::string const& line, Kind kind) {
+std::string colourAndWrapIfTerminal(std::string const& line, Kind kind) {
     int const output = kind == Kind::ordinary ? STDOUT_FILENO : STDERR_FILENO;
     return isatty(output) != 0 ? coloured(wrapped(line, widthOf(output)), kind) : line;
 }

@@ -25,13 +25,13 @@ void printEach(std::string line, std::vector<Element> const& elements, WordsOf c
 void printInvocation(std::string const& key, std::vector<objbus::Argument> const& arguments) {
     constexpr std::size_t MOST_PRINTED = 20;
     constexpr std::size_t MOST_PRINTED_BYTES = 500;  // An escape may print four bytes for each of these bytes.
-    printLineIfWritable("television: " + typed(television::shortened(key, MOST_PRINTED_BYTES)) + " invoked with");
+    printLineUnlessBlocking("television: " + typed(television::shortened(key, MOST_PRINTED_BYTES)) + " invoked with");
     for (std::size_t at = 0; at < std::min(arguments.size(), MOST_PRINTED); ++at) {
-        printLineIfWritable("  " + std::to_string(arguments[at].index) + ": " +
-                            typed(television::shortened(arguments[at].value, MOST_PRINTED_BYTES)));
+        printLineUnlessBlocking("  " + std::to_string(arguments[at].index) + ": " +
+                                typed(television::shortened(arguments[at].value, MOST_PRINTED_BYTES)));
     }
     if (arguments.size() > MOST_PRINTED) {
-        printLineIfWritable("  and " + std::to_string(arguments.size() - MOST_PRINTED) + " more");
+        printLineUnlessBlocking("  and " + std::to_string(arguments.size() - MOST_PRINTED) + " more");
     }
 }
 
@@ -50,9 +50,9 @@ void printRequest(simulator::IteratorRequest const& request) {
 
 SimulatedTelevision::SimulatedTelevision(std::vector<ModelObject> const& model, bool printsInvocations,
                                          ContentValidator check)
-    : printsInvocations_(printsInvocations), validate_(std::move(check)) {
+    : printsInvocations_(printsInvocations), validateCommandContent_(std::move(check)) {
     for (ModelObject const& object : model) {
-        publish(object);
+        publishUnvalidated(object);
     }
 }
 
@@ -62,21 +62,21 @@ Commands SimulatedTelevision::commands() {
         {"tv publish", "KEY " + typeNames() + " VALUE...", "publish an object; it replaces the key's earlier one",
          [this](auto const& arguments) {
              Content const content = contentFromCommandWords(arguments[1], {arguments.begin() + 2, arguments.end()});
-             validate_(content);
-             publish({keyFromWord(arguments[0]), content});
+             validateCommandContent_(content);
+             publishUnvalidated({expandShortKey(arguments[0]), content});
          }},
         {"tv set", "KEY VALUE...", "change a value or the rows of a table",
-         [this](auto const& arguments) { set(arguments); }},
+         [this](auto const& arguments) { setValueOrRows(arguments); }},
         {"tv withdraw", "KEY", "withdraw an object",
          [this](auto const& arguments) {
-             if (!television_.withdraw(keyFromWord(arguments[0]))) {
+             if (!television_.withdraw(expandShortKey(arguments[0]))) {
                  throw unexpected(arguments[0], "the key of an object");
              }
          }},
         {"tv answer result", "VALUE...", "answer later invocations with results",
          [this](auto const& arguments) {
-             validate_(television::Value(arguments));
-             configuredInvokeOutcome_ = argumentsOf(arguments);
+             validateCommandContent_(television::Value(arguments));
+             configuredInvokeOutcome_ = argumentsByPosition(arguments);
          }},
         {"tv answer error", "NUMBER", "answer later invocations with an execution error",
          [this](auto const& arguments) { configuredInvokeOutcome_ = numberOf(arguments[0]); }},
@@ -95,7 +95,7 @@ Commands SimulatedTelevision::commands() {
     return all;
 }
 
-void SimulatedTelevision::printAdditionalDetails(std::string const& key, objbus::ObjectTypeSpec /*type*/) {
+void SimulatedTelevision::printValueAndDetails(std::string const& key, objbus::ObjectTypeSpec /*type*/) {
     auto const counts = television_.counts(key);
     if (auto const value = television_.get(key)) {
         printLine("value: " + typed(wordsOfValue(*value)));
@@ -108,14 +108,14 @@ void SimulatedTelevision::printAdditionalDetails(std::string const& key, objbus:
     }
 }
 
-void SimulatedTelevision::set(Words const& arguments) {
-    std::string const key = keyFromWord(arguments[0]);
+void SimulatedTelevision::setValueOrRows(Words const& arguments) {
+    std::string const key = expandShortKey(arguments[0]);
     auto const type = television_.type(key);
     if (!type || (type != objbus::OBJECT_TYPE_TABLE && !television_.get(key))) {
         throw unexpected(arguments[0], "the key of a value or a table");
     }
     Content const changed = contentFromCommandWords(typeName(*type), {arguments.begin() + 1, arguments.end()});
-    validate_(changed);
+    validateCommandContent_(changed);
     if (auto const* const rows = std::get_if<television::Rows>(&changed)) {
         television_.setRows(key, *rows);
     } else {
@@ -123,7 +123,7 @@ void SimulatedTelevision::set(Words const& arguments) {
     }
 }
 
-void SimulatedTelevision::publish(ModelObject const& object) {
+void SimulatedTelevision::publishUnvalidated(ModelObject const& object) {
     auto const& [key, content] = object;
     if (auto const* const value = std::get_if<television::Value>(&content)) {
         television_.publish(key, *value);
@@ -144,11 +144,11 @@ simulator::ActionAnswer SimulatedTelevision::answer(std::string const& key,
     return {0, ++lastInvocationId_, configuredInvokeOutcome_};
 }
 
-std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model) {
+std::unique_ptr<TelevisionCommands> makeTelevisionCommands(std::vector<ModelObject> const& model) {
     return std::make_unique<SimulatedTelevision>(model);
 }
 
-int statusOfReachingTelevision() { return 0; }
+int statusOfBusTelevision() { return 0; }
 
 bool televisionIsSimulated() { return true; }
 

@@ -30,25 +30,25 @@ public:
 private:
     [[nodiscard]] Objects objects() const override { return television_.objects(); }
     void waitUntilNotificationsDelivered() override { television_.waitUntilDelivered(); }
-    void printAdditionalDetails(std::string const& key, objbus::ObjectTypeSpec type) override;
+    void printValueAndDetails(std::string const& key, objbus::ObjectTypeSpec type) override;
 
     Commands faultCommands();
     /// Executes `tv on` or `tv off`. If the state changes, prints that the television is back or gone.
     void setReachable(bool isReachable);
-    void set(Words const& arguments);
+    void setValueOrRows(Words const& arguments);
     /// The key that the word stands for. Prints a note if no object is published under the key, which may be mistyped.
-    [[nodiscard]] std::string keyForFault(std::string const& word) const;
+    [[nodiscard]] std::string keyNotingUnpublished(std::string const& word) const;
     void failConnects(Words const& arguments);
     void clearFaultsOfKey(Words const& arguments);
 
-    void publish(ModelObject const& object);
+    void publishUnvalidated(ModelObject const& object);
     simulator::ActionAnswer answer(std::string const& key, std::vector<objbus::Argument> const& arguments);
 
     decltype(simulator::ActionAnswer::outcome) configuredInvokeOutcome_;  ///< The outcome of later invocations.
     unsigned int lastInvocationId_ = 0;
-    bool isReachable_ = true;  ///< Set by the last `tv on` or `tv off`.
+    bool isSwitchedOn_ = true;  ///< Set by the last `tv on` or `tv off`.
     bool const printsInvocations_;
-    ContentValidator const validate_;
+    ContentValidator const validateCommandContent_;
     simulator::Television television_;
 };
 

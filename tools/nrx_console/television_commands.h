@@ -31,12 +31,12 @@ public:
 /// Returns the commands for the program's television. With the simulator, makes a television that has the objects of
 /// `model`. This television is on until the returned object is destroyed. For a television on a message bus, ignores
 /// `model`. For a real television, returns null.
-std::unique_ptr<TelevisionCommands> makeTelevision(std::vector<ModelObject> const& model);
+std::unique_ptr<TelevisionCommands> makeTelevisionCommands(std::vector<ModelObject> const& model);
 
 /// Returns a status other than 0 if the television is on a message bus and does not answer, otherwise 0.
-int statusOfReachingTelevision();
+int statusOfBusTelevision();
 
-/// Whether `makeTelevision` makes a simulated television from the objects of `model`.
+/// Whether `makeTelevisionCommands` makes a simulated television from the objects of `model`.
 bool televisionIsSimulated();
 
 /// Returns the text that stands for the television in the program's help.

@@ -61,22 +61,25 @@ Commands SimulatedTelevision::faultCommands() {
          [this](auto const& arguments) { failConnects(arguments); }},
         {"tv fail read", "KEY NUMBER [half]", "fail reads with a status; with \"half\", return half of the value",
          [this](auto const& arguments) {
-             television_.failReads(keyForFault(arguments[0]), {numberOf(arguments[1]), arguments.back() == "half"});
+             television_.failReads(keyNotingUnpublished(arguments[0]),
+                                   {numberOf(arguments[1]), arguments.back() == "half"});
          }},
         {"tv fail invoke", "KEY NUMBER", "refuse invocations with a status",
-         [this](auto const& arguments) { television_.failInvokes(keyForFault(arguments[0]), numberOf(arguments[1])); }},
+         [this](auto const& arguments) {
+             television_.failInvokes(keyNotingUnpublished(arguments[0]), numberOf(arguments[1]));
+         }},
         {"tv fail iterator", "KEY", "create no iterators on a table",
-         [this](auto const& arguments) { television_.refuseIterators(keyForFault(arguments[0]), true); }},
+         [this](auto const& arguments) { television_.refuseIterators(keyNotingUnpublished(arguments[0]), true); }},
         {"tv fail destroy", "KEY NUMBER", "refuse with a status to destroy the iterators of a table",
          [this](auto const& arguments) {
-             television_.failDestroys(keyForFault(arguments[0]), numberOf(arguments[1]));
+             television_.failDestroys(keyNotingUnpublished(arguments[0]), numberOf(arguments[1]));
          }},
         {"tv throw", "KEY " + namesOf(CALLS), "make one operation throw as if memory ran out",
          [this](auto const& arguments) {
-             television_.throwFrom(keyForFault(arguments[0]), choiceOf(CALLS, arguments[1]));
+             television_.throwFrom(keyNotingUnpublished(arguments[0]), choiceOf(CALLS, arguments[1]));
          }},
         {"tv early", "KEY", "notify a value before its connects return",
-         [this](auto const& arguments) { television_.notifyEarly(keyForFault(arguments[0]), true); }},
+         [this](auto const& arguments) { television_.notifyEarly(keyNotingUnpublished(arguments[0]), true); }},
         {"tv heal", "KEY", "end the faults of an object",
          [this](auto const& arguments) { clearFaultsOfKey(arguments); }},
     };
@@ -86,13 +89,13 @@ void SimulatedTelevision::restoreReachability() { television_.setRootLookup(simu
 
 void SimulatedTelevision::setReachable(bool isReachable) {
     television_.setRootLookup(isReachable ? simulator::RootLookup::published : simulator::RootLookup::refused);
-    if (std::exchange(isReachable_, isReachable) != isReachable) {
-        printPresence(isReachable ? television::Presence::back : television::Presence::gone, Kind::ordinary);
+    if (std::exchange(isSwitchedOn_, isReachable) != isReachable) {
+        printTelevisionPresence(isReachable ? television::Presence::back : television::Presence::gone, Kind::ordinary);
     }
 }
 
-std::string SimulatedTelevision::keyForFault(std::string const& word) const {
-    std::string key = keyFromWord(word);
+std::string SimulatedTelevision::keyNotingUnpublished(std::string const& word) const {
+    std::string key = expandShortKey(word);
     if (!television_.type(key)) {
         printLine("nothing is published under " + typed(key) + " yet");
     }
@@ -106,11 +109,11 @@ void SimulatedTelevision::failConnects(Words const& arguments) {
     if (arguments.size() > (fault.handsOutObject ? 3U : 2U)) {
         fault.attempts = numberOf(arguments[2]);
     }
-    television_.failConnects(keyForFault(arguments[0]), fault);
+    television_.failConnects(keyNotingUnpublished(arguments[0]), fault);
 }
 
 void SimulatedTelevision::clearFaultsOfKey(Words const& arguments) {
-    std::string const key = keyFromWord(arguments[0]);
+    std::string const key = expandShortKey(arguments[0]);
     television_.failConnects(key, {0, false, 0});
     television_.failReads(key, {});
     television_.failInvokes(key, 0);

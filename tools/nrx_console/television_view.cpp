@@ -34,7 +34,7 @@ public:
 
 }  // namespace
 
-void printPresence(television::Presence presence, Kind kind) {
+void printTelevisionPresence(television::Presence presence, Kind kind) {
     using television::Presence;
     printLine(std::string("television: ") + (presence == Presence::reached ? "reached"
                                              : presence == Presence::back  ? "back"
@@ -63,14 +63,14 @@ Words ObjectListingCommands::keys() const {
 
 void ObjectListingCommands::list(Words const& arguments) {
     for (auto const& [key, type] : objects()) {
-        if (arguments.empty() || key.starts_with(keyFromWord(arguments[0]))) {
+        if (arguments.empty() || key.starts_with(expandShortKey(arguments[0]))) {
             printLine(typed(key) + " " + typeName(type));
         }
     }
 }
 
 void ObjectListingCommands::show(Words const& arguments) {
-    std::string const key = keyFromWord(arguments[0]);
+    std::string const key = expandShortKey(arguments[0]);
     Objects const published = objects();
     auto const found = published.find(key);
     if (found == published.end()) {
@@ -78,14 +78,14 @@ void ObjectListingCommands::show(Words const& arguments) {
     }
     printLine("key: " + typed(key));
     printLine("type: " + typeName(found->second));
-    printAdditionalDetails(key, found->second);
+    printValueAndDetails(key, found->second);
 }
 
 void ObjectListingCommands::showTableRows(Words const& arguments) {
     constexpr int ROWS_AT_ONCE = 2;
     auto const reader = std::make_shared<RowReader>();
     auto& access = *iterators_.emplace_back(std::make_unique<orvane::system::support::IteratorAccess>(
-        keyFromWord(arguments[0]), reader, objbus::IteratorType{}, std::vector<objbus::TableSelection>(),
+        expandShortKey(arguments[0]), reader, objbus::IteratorType{}, std::vector<objbus::TableSelection>(),
         std::vector<int>(), std::vector<objbus::TableOrder>()));
     if (access.create() != 0 || access.getIterator() == nullptr) {
         iterators_.pop_back();
@@ -114,8 +114,8 @@ void setLogPrintedInConsole(bool isPrinted) {
         using television::LogLevel;
         printLine(line, severity <= static_cast<int>(LogLevel::critical) ? Kind::critical
                         : severity <= static_cast<int>(LogLevel::error)  ? Kind::error
-                        : severity <= static_cast<int>(LogLevel::info)   ? Kind::information
-                                                                         : Kind::detail);
+                        : severity <= static_cast<int>(LogLevel::info)   ? Kind::info
+                                                                         : Kind::debug);
     };
     television::setLogSink(isPrinted ? print : television::LogSink());
 }

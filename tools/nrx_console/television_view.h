@@ -14,7 +14,7 @@
 namespace nrx_console {
 
 /// Prints that the television was found, was lost or is back.
-void printPresence(television::Presence presence, Kind kind);
+void printTelevisionPresence(television::Presence presence, Kind kind);
 
 /// The commands for a television whose published objects can be listed.
 class ObjectListingCommands : public TelevisionCommands {
@@ -31,7 +31,7 @@ protected:
     /// Returns when all earlier notifications have been delivered.
     virtual void waitUntilNotificationsDelivered() = 0;
     /// Prints more about an object than its key and type.
-    virtual void printAdditionalDetails(std::string const& key, objbus::ObjectTypeSpec type) = 0;
+    virtual void printValueAndDetails(std::string const& key, objbus::ObjectTypeSpec type) = 0;
 
     /// Must be called before the destruction of the television, because iterators are clients of the television.
     void dropIterators() { iterators_.clear(); }

@@ -146,10 +146,10 @@ private:
         if (kind != Kind::ordinary && isatty(STDERR_FILENO) == 0) {
             std::fputs((line + "\n").c_str(), stderr);
         } else if (isLineEdited) {
-            pending_.push_back(formattedForScreen(line, kind));
+            pending_.push_back(colourAndWrapIfTerminal(line, kind));
             eventfd_write(wake_, 1);
         } else {
-            std::puts(formattedForScreen(line, kind).c_str());
+            std::puts(colourAndWrapIfTerminal(line, kind).c_str());
             std::fflush(stdout);
         }
     }

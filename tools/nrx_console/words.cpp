@@ -72,7 +72,7 @@ Words wordsOf(std::string_view line) {
     return words;
 }
 
-std::vector<Words> rowsOf(Words const& words) {
+std::vector<Words> rowsFromWords(Words const& words) {
     std::vector<Words> rows;
     for (std::string const& word : words) {
         try {
@@ -121,7 +121,7 @@ std::string typed(Words const& words) {
     return joined(shown, " ");
 }
 
-std::string keyFromWord(std::string const& word) {
+std::string expandShortKey(std::string const& word) {
     if (word == "command") {
         return orvane::model_keys::COMMAND;
     }
@@ -135,7 +135,7 @@ int numberOf(std::string const& word) {
     throw unexpected(word, rangeOf<int>());
 }
 
-std::vector<objbus::Argument> argumentsOf(Words const& texts) {
+std::vector<objbus::Argument> argumentsByPosition(Words const& texts) {
     constexpr std::size_t MOST = std::numeric_limits<std::int8_t>::max() + 1;
     if (texts.size() > MOST) {
         throw CommandError("found " + std::to_string(texts.size()) + " texts, expected " + std::to_string(MOST) +

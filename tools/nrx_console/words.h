@@ -30,7 +30,7 @@ CommandError unexpected(std::string const& found, std::string const& expected);
 Words wordsOf(std::string_view line);
 
 /// The rows of a table. Each element of `words` is the text of one row, and the words in this text are the columns.
-std::vector<Words> rowsOf(Words const& words);
+std::vector<Words> rowsFromWords(Words const& words);
 
 /// Returns the position at which the last word begins. The closing quote of this word may be missing. If the line ends
 /// with a blank outside quotes, returns the size of the line.
@@ -45,7 +45,7 @@ using television::typed;
 std::string typed(Words const& words);
 
 /// The key that a word stands for: `command` and `event` are short for two keys.
-std::string keyFromWord(std::string const& word);
+std::string expandShortKey(std::string const& word);
 
 /// The number in a word. Throws for a word that is no number, and for a number out of range.
 int numberOf(std::string const& word);
@@ -58,6 +58,6 @@ std::string rangeOf() {
 }
 
 /// Makes the arguments or the results of an action, one from each text.
-std::vector<objbus::Argument> argumentsOf(Words const& texts);
+std::vector<objbus::Argument> argumentsByPosition(Words const& texts);
 
 }  // namespace nrx_console

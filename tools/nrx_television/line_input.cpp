@@ -41,14 +41,14 @@ std::optional<std::string> LineInput::takeLine() {
 
 int LineInput::handleReadable(sd_event_source* /*source*/, int /*descriptor*/, unsigned int /*events*/,
                               void* input) noexcept {
-    return static_cast<LineInput*>(input)->read();
+    return static_cast<LineInput*>(input)->readAvailableLines();
 }
 
 int LineInput::handleRegularFile(sd_event_source* /*source*/, void* input) noexcept {
-    return static_cast<LineInput*>(input)->read();
+    return static_cast<LineInput*>(input)->readAvailableLines();
 }
 
-int LineInput::read() noexcept try {
+int LineInput::readAvailableLines() noexcept try {
     std::array<char, 4096> buffer{};
     ssize_t const size = ::read(descriptor_, buffer.data(), buffer.size());
     if (size < 0 && (errno == EINTR || errno == EAGAIN)) {

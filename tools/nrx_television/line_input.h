@@ -29,7 +29,7 @@ private:
     static int handleReadable(sd_event_source* source, int descriptor, unsigned int events, void* input) noexcept;
     static int handleRegularFile(sd_event_source* source, void* input) noexcept;
     /// Reads available bytes. Disables the source at the end of the file and after an error.
-    int read() noexcept;
+    int readAvailableLines() noexcept;
 
     int const descriptor_;
     std::string partialLine_;  ///< The beginning of a line whose end has not been read.

@@ -33,7 +33,7 @@ std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> con
     auto model = nrx_console::loadModel(file);
     for (auto const& [key, content] : model.objects) {
         try {
-            nrx_television::requireBusEncodable(content);
+            nrx_television::requireValidText(content);
         } catch (nrx_console::CommandError const& error) {
             throw nrx_console::ModelError(nrx_console::typed(file.value_or("")) + ": " + nrx_console::typed(key) +
                                           ": " + error.what());
@@ -126,13 +126,13 @@ int run(int argc, char** argv) {
         objects = loadObjects(model);
     } catch (std::runtime_error const& error) {
         command_line::printError(PROGRAM, error.what());
-        return command_line::EXIT_NOT_STARTED;
+        return command_line::EXIT_INVALID_ARGUMENTS;
     }
     // The connect may take long. The signals are blocked only afterwards, so that a signal can end the connect.
     bus::Bus bus = bus::server::connectToBus(address.value_or(""));
     blockTerminationSignals();
     bus::server::ServerLoop loop;
-    nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::requireBusEncodable);
+    nrx_console::SimulatedTelevision television(objects, hasCommands, nrx_television::requireValidText);
     Server server(television.television(), loop, std::move(bus), std::move(permissions));
     server.requestName();
     nrx_console::printLine(std::string("serving ") + bus::SERVICE + ": " + std::to_string(server.objectCount()) +

@@ -21,7 +21,7 @@ nrx_console::Commands ServedTelevisionCommands::commands() {
     return all;
 }
 
-void requireBusEncodable(nrx_console::Content const& content) {
+void requireValidText(nrx_console::Content const& content) {
     auto const* const value = std::get_if<television::Value>(&content);
     auto const* const rows = std::get_if<television::Rows>(&content);
     bool const isEncodable = value != nullptr

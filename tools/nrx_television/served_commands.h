@@ -27,6 +27,6 @@ private:
 };
 
 /// Throws `CommandError` for content with a text that cannot be sent over the bus.
-void requireBusEncodable(nrx_console::Content const& content);
+void requireValidText(nrx_console::Content const& content);
 
 }  // namespace nrx_television

@@ -75,5 +75,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    return command_line::runMain(PROGRAM, command_line::EXIT_NOT_STARTED, run, argc, argv);
+    return command_line::runMain(PROGRAM, command_line::EXIT_INVALID_ARGUMENTS, run, argc, argv);
 }
