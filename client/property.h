@@ -152,8 +152,8 @@ public:
     /// call, the handler may receive changes that are older than the value of this call.
     ///
     /// Without an executor, the thread that calls `watch` makes the first calls of the handler before `watch` returns:
-    /// the call with the current value, and the calls for changes that arrive before or during these calls. If the
-    /// read of the current value fails, `watch` fails with the status that `get` would have, and installs no handler. A
+    /// the call with the current value, and the calls for changes that arrive before or during these calls. If the read
+    /// of the current value fails, `watch` fails with the status that `get` would have, and installs no handler. A
     /// second handler fails with `WATCHED_ALREADY`. To stop, destroy the property.
     template <typename Handler>
     Result<void> watch(Handler&& handler) {

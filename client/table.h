@@ -135,7 +135,7 @@ private:
                 return false;
             }
             iterator = nullptr;
-        } catch (...) {  // A failure of the platform.
+        } catch (...) {  // The television's platform library threw.
             return false;
         }
         if (tableAccess != nullptr && endRegistration(*this, name, tableAccess.get(), tableAccess->getAccess())) {

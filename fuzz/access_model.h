@@ -206,6 +206,7 @@ public:
         }
     }
 
+    /// Connects both lists. Switches no listener on.
     void start() {
         failIf(statusOf([this] { accesses_[COMMAND]->connect(1000); }) == STATUS_THROWS, STATUS_THROWS);
         accesses_[EVENT]->connect(1000);

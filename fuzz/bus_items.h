@@ -62,7 +62,7 @@ inline MessageItem makeItem(Bytes& bytes, std::string_view type) {
     return item;
 }
 
-/// Changes an item below `root`. The result may be invalid.
+/// Changes an item below `root`. The result may be inconsistent.
 inline void mutate(Bytes& bytes, MessageItem& root) {
     MessageItem* in = nullptr;
     MessageItem* at = &root;
@@ -83,7 +83,7 @@ inline void mutate(Bytes& bytes, MessageItem& root) {
                    [&] { at->type = at->isContainer() ? at->type : bytes.pick(BASIC_TYPES); });
 }
 
-/// Makes the item valid again.
+/// Makes the item's type, text and number agree with each other and with the inner items.
 inline void makeConsistent(MessageItem& item) {
     std::string types;
     for (MessageItem& inner : item.items) {

@@ -55,7 +55,7 @@ struct SentCall {
     std::string path;
     MessageItem arguments;
     bool isReplyDue = true;         ///< False after the client has left.
-    bool isReplyProcessed = false;  ///< Whether the expected content includes the call's effect.
+    bool isReplyProcessed = false;  ///< Whether `check` has handled the reply.
     int replies = 0;
     bool isErrorReply = false;
     bus::Message reply{};

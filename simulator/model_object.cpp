@@ -112,7 +112,7 @@ objbus::TableIterator* TableObject::createIterator(objbus::IteratorType const& t
                                                    std::vector<objbus::TableOrder> const& orders) {
     auto const kept = model().shared_from_this();
     if (int const status = recordAndCheckRequest({type, selections, columns, orders}); status != STATUS_OK) {
-        logRefusal("createIterator", status);
+        logIfFailed("createIterator", status);
         return nullptr;
     }
     LockedModel const operation(*this);
@@ -130,7 +130,7 @@ int TableObject::recordAndCheckRequest(IteratorRequest request) {
 }
 
 int TableObject::destroyIterator(objbus::TableIterator* iterator) {
-    return logRefusal("destroyIterator", destroyUnlessFaulty(iterator));
+    return logIfFailed("destroyIterator", destroyUnlessFaulty(iterator));
 }
 
 int TableObject::destroyUnlessFaulty(objbus::TableIterator* iterator) {

@@ -44,7 +44,7 @@ public:
     [[nodiscard]] bool isWithdrawn() const { return entry_.published != this; }
 
     /// Called with the mutex released.
-    int logRefusal(char const* operation, int status) const {  // NOLINT(modernize-use-nodiscard): may be ignored.
+    int logIfFailed(char const* operation, int status) const {  // NOLINT(modernize-use-nodiscard): may be ignored.
         return television::reportRefusal(operation, entry_.key.c_str(), status);
     }
 
@@ -99,7 +99,7 @@ public:
 protected:
     template <typename Written>
     int write(Written const& written) {
-        return this->logRefusal("write", changeUnlessWithdrawn(valueFromWriteArgument(written)));
+        return this->logIfFailed("write", changeUnlessWithdrawn(valueFromWriteArgument(written)));
     }
 
     T readNumber() const {
@@ -108,7 +108,7 @@ protected:
         return value_;
     }
 
-    int read(T& value) const { return this->logRefusal("read", readUnlessFaulty(value)); }
+    int read(T& value) const { return this->logIfFailed("read", readUnlessFaulty(value)); }
 
 private:
     int changeUnlessWithdrawn(T value) {
@@ -147,7 +147,7 @@ public:
     int platformReserved1() override { return STATUS_NOT_SUPPORTED; }
     int platformReserved2() override { return STATUS_NOT_SUPPORTED; }
     int invoke(unsigned int& actionId, std::vector<objbus::Argument> const& arguments) override {
-        return logRefusal("invoke", runScript(actionId, arguments));
+        return logIfFailed("invoke", runScript(actionId, arguments));
     }
 
 private:

@@ -222,7 +222,8 @@ void callTable(objbus::ObjectTable& object, int number) {
     }
 }
 
-/// Ten threads use the same platform, while the table changes and the television is killed every second.
+/// Ten threads use the root interface of one process, while the table changes and the television is killed every
+/// second.
 void runThreads(std::chrono::seconds duration) {
     Watchdog watchdog(90s);
     Processes processes;

@@ -110,11 +110,11 @@ private:
     Queue queue_ NRX_GUARDED_BY(mutex_);
     /// The queued changes by object, oldest first.
     std::map<void const*, std::deque<Queue::iterator>> changes_ NRX_GUARDED_BY(mutex_);
-    std::size_t queuedChangeBytes_ NRX_GUARDED_BY(mutex_) = 0;  ///< The payload of the queued changes.
+    std::size_t queuedChangeBytes_ NRX_GUARDED_BY(mutex_) = 0;  ///< The sum of `bytesWithOverhead`.
     std::uint64_t lastSequenceNumber_ NRX_GUARDED_BY(mutex_) = 0;
     std::uint64_t runningSequenceNumber_ NRX_GUARDED_BY(mutex_) = 0;  ///< The number of the running notification, or 0.
-    std::size_t unreportedDropCount_ NRX_GUARDED_BY(mutex_) =
-        0;  ///< The number of changes dropped since dropping began.
+    /// The number of changes dropped since dropping began.
+    std::size_t unreportedDropCount_ NRX_GUARDED_BY(mutex_) = 0;
     bool isDroppingBeginReported_ NRX_GUARDED_BY(mutex_) = false;
     std::shared_ptr<Registration const> runningRegistration_ NRX_GUARDED_BY(mutex_);
     std::thread::id runningThread_ NRX_GUARDED_BY(mutex_);

@@ -35,7 +35,7 @@ class PlainObjectAdapter<std::vector<Element>, Storage> final : public Storage {
 public:
     using Storage::Storage;
     int platformReserved() override { return STATUS_NOT_SUPPORTED; }
-    int setValue(std::map<int, Element> const& elements) override { return this->write(elements); }
+    int setValue(std::map<int, Element> const& listByPosition) override { return this->write(listByPosition); }
     int getValue(std::vector<Element>& values) override { return this->read(values); }
 };
 

@@ -13,7 +13,7 @@ static std::atomic<int> allocationsLeft = INT_MAX;
 static std::atomic<bool> hasFailed = false;
 static std::atomic<bool> isArmed = false;
 static std::atomic<bool> failureLasts = false;
-static thread_local int scopedMemories = 0;
+static thread_local int scopedSuccesses = 0;
 
 #ifndef NRX_THREAD_SANITIZER  // With ThreadSanitizer, which needs its own allocation functions, no allocation fails.
 
@@ -28,7 +28,7 @@ extern "C" void* TEST_REPLACED(calloc)(std::size_t count, std::size_t size);
 extern "C" void* TEST_REPLACED(realloc)(void* memory, std::size_t size);
 
 static bool fails() {
-    if (!isArmed.load(std::memory_order_relaxed) || scopedMemories != 0) {
+    if (!isArmed.load(std::memory_order_relaxed) || scopedSuccesses != 0) {
         return false;
     }
     int const left = allocationsLeft.fetch_sub(1);
@@ -87,7 +87,7 @@ ScopedAllocationFailure::~ScopedAllocationFailure() { isArmed = false; }
 
 bool ScopedAllocationFailure::hasHappened() { return hasFailed; }
 
-ScopedThreadAllocationSuccess::ScopedThreadAllocationSuccess() { ++scopedMemories; }
-ScopedThreadAllocationSuccess::~ScopedThreadAllocationSuccess() { --scopedMemories; }
+ScopedThreadAllocationSuccess::ScopedThreadAllocationSuccess() { ++scopedSuccesses; }
+ScopedThreadAllocationSuccess::~ScopedThreadAllocationSuccess() { --scopedSuccesses; }
 
 }  // namespace test

@@ -49,8 +49,8 @@ auto received(Recorder& observer) {
 }
 
 // Only for a television on a bus: the next two functions kill the television, or the bus, and return when the clients
-// have been notified of the loss. After `start`, the television has the earlier objects, with the changes that the test
-// made during the loss.
+// have been notified of the loss. After `startBusAndTelevision`, the television has the earlier objects, with the
+// changes that the test made during the loss.
 void killTelevision();
 void killBus();  ///< The television ends, too.
 

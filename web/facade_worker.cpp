@@ -26,12 +26,12 @@ void FacadeWorker::attach(std::shared_ptr<ListQueue> documentQueue) {
     }
     if (session_ == nullptr) {
         auto session = std::make_shared<FacadeSession>(*this);
-        // When the worker thread runs this task, only the task and `sessionToReconnect_` refer to the session. So the
+        // When the worker thread runs this task, only the task and `startedSession_` refer to the session. So the
         // worker thread destroys the session.
-        Tasks end{{[this, session] { sessionToReconnect_ = nullptr; }, nullptr}};
+        Tasks end{{[this, session] { startedSession_ = nullptr; }, nullptr}};
         auto const start = [this, session] {
             if (!session->isFacadeStartCancelled()) {
-                sessionToReconnect_ = session;
+                startedSession_ = session;
                 session->start();
                 nextReconnect_ = Clock::now() + RECONNECT_INTERVAL;
             }
@@ -167,7 +167,7 @@ void FacadeWorker::run() {
         }
     }
     lock.unlock();
-    sessionToReconnect_ = nullptr;
+    startedSession_ = nullptr;
     session_ = nullptr;
     endSessionTask_.clear();
 }
@@ -179,8 +179,7 @@ bool FacadeWorker::hasListeningDocument(ListType type) const {
 
 bool FacadeWorker::isReconnectNeeded() {
     for (ListType const type : LISTS) {
-        if (sessionToReconnect_ != nullptr && !sessionToReconnect_->list(type).isConnected() &&
-            hasListeningDocument(type)) {
+        if (startedSession_ != nullptr && !startedSession_->list(type).isConnected() && hasListeningDocument(type)) {
             return true;
         }
     }
@@ -189,7 +188,7 @@ bool FacadeWorker::isReconnectNeeded() {
 
 void FacadeWorker::reconnectListAccesses() noexcept {
     for (ListType const type : LISTS) {
-        if (ListAccess& list = sessionToReconnect_->list(type); !list.isConnected()) {
+        if (ListAccess& list = startedSession_->list(type); !list.isConnected()) {
             list.tryConnect();
         }
     }

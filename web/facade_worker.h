@@ -79,10 +79,10 @@ private:
     Executor const runOnMain_;
     // At its end, the worker thread clears the main thread's members too, while the main thread waits in the
     // destructor.
-    std::shared_ptr<FacadeSession> session_;             // Main thread only; null while no document is attached.
-    std::shared_ptr<FacadeSession> sessionToReconnect_;  // Worker thread only.
-    Tasks endSessionTask_;                               // Main thread only. The worker's task that ends the session.
-    Clock::time_point nextReconnect_;                    // Worker thread only.
+    std::shared_ptr<FacadeSession> session_;         // Main thread only; null while no document is attached.
+    std::shared_ptr<FacadeSession> startedSession_;  // Worker thread only.
+    Tasks endSessionTask_;                           // Main thread only. The worker's task that ends the session.
+    Clock::time_point nextReconnect_;                // Worker thread only.
 
     television::Mutex mutex_;
     std::condition_variable workAvailable_;

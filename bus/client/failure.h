@@ -6,7 +6,7 @@
 
 namespace bus {
 
-/// Writes one line to the log. Needs no memory for a short line.
+/// Writes one line of severity "error" to the log. Needs no memory for a short line.
 void writeErrorLine(char const* line) noexcept;
 /// Logs that an operation on a key or a path failed, with the reason.
 void reportFailure(std::string const& target, char const* operation, int status) noexcept;

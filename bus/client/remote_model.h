@@ -18,7 +18,7 @@ namespace bus {
 struct ObserverConnectAttempt {
     std::promise<int> statusPromise{};
     std::shared_future<int> status = statusPromise.get_future().share();
-    bool isStatusSet = false;        ///< Used on the connection's thread.
+    bool isStatusSet = false;        ///< As `hasStatus()`. Used on the connection's thread.
     RemoteObject* object = nullptr;  ///< Set before `status` gets the value 0.
     // A `connect` after `earliestRepeatedRequest` requests the object's type again, because the television may lose a
     // request. The model state's mutex guards `retryInterval` and `earliestRepeatedRequest`.

@@ -67,10 +67,10 @@ void ServiceConnection::connectIfNeededThenSendCall(std::shared_ptr<PendingCall>
     if (isBusUnusable_ && call->origin == CallOrigin::CLIENT_REQUEST) {
         runNoexcept([this] { connectBus(); });
     }
-    sendCallCatchingExceptions(call);
+    sendHoldOrFailCallNoexcept(call);
 }
 
-void ServiceConnection::sendCallCatchingExceptions(std::shared_ptr<PendingCall> const& call) {
+void ServiceConnection::sendHoldOrFailCallNoexcept(std::shared_ptr<PendingCall> const& call) {
     try {
         sendHoldOrFailCall(call);
     } catch (...) {  // Memory ran out.
@@ -115,7 +115,7 @@ int ServiceConnection::sendCall(std::shared_ptr<PendingCall> const& call) {
 
 void ServiceConnection::retryHeldCalls() {
     for (auto const& call : std::exchange(heldCalls_, {})) {
-        runNoexcept([&] { sendCallCatchingExceptions(call); });
+        runNoexcept([&] { sendHoldOrFailCallNoexcept(call); });
     }
 }
 

@@ -137,11 +137,11 @@ void ServiceConnection::disconnectBusAndFailCalls() {
     startServiceSlot_.reset();
     slots_.clear();
     failSentCalls(television::STATUS_NO_BUS);
-    resetNameOwnerState();
+    clearOwnerAndFailCalls();
     bus_.reset();
 }
 
-void ServiceConnection::resetNameOwnerState() {
+void ServiceConnection::clearOwnerAndFailCalls() {
     isOwnerKnown_ = false;
     isServiceStarting_ = false;
     candidateOwner_.clear();
@@ -212,7 +212,7 @@ void ServiceConnection::handleDisconnected() {
     isBusConnected_ = false;
     scheduleReconnect();
     // Called before `disconnectBusAndFailCalls`, because calls to a lost television fail with `STATUS_NO_ANSWER`.
-    resetNameOwnerState();
+    clearOwnerAndFailCalls();
     disconnectBusAndFailCalls();
 }
 

@@ -118,7 +118,7 @@ private:
     int callBusDaemon(Slot& slot, char const* method, Arguments const&... arguments);
     void handleNameOwner(std::string const& owner);
     void setOwnerAndNotifyWatcher(std::string owner);
-    void resetNameOwnerState();
+    void clearOwnerAndFailCalls();
     void notifyWatcherOfOwner();
     void handleDisconnected();
     /// Whether a reply of the bus about the owner is pending.
@@ -129,7 +129,7 @@ private:
 
     // Functions for the calls, defined in service_calls.cpp.
     void connectIfNeededThenSendCall(std::shared_ptr<PendingCall> const& call);
-    void sendCallCatchingExceptions(std::shared_ptr<PendingCall> const& call);
+    void sendHoldOrFailCallNoexcept(std::shared_ptr<PendingCall> const& call);
     void sendHoldOrFailCall(std::shared_ptr<PendingCall> const& call);
     int sendCall(std::shared_ptr<PendingCall> const& call);
     void retryHeldCalls();

@@ -37,7 +37,8 @@ private:
     int handleClientLeft(sd_bus_message* signal, sd_bus_error* error);
     int filterCall(sd_bus_message* call, sd_bus_error* error);
     int requestCredentials(Client& client);
-    /// Stores the credentials, and handles the client's held calls.
+    /// Stores the credentials and lets the held calls continue. If the reply has no credentials, refuses the held calls
+    /// and forgets the client.
     void identifyOrForgetClient(Client& client, sd_bus_message* reply);
     int refuse(Client const& client, sd_bus_message* call, sd_bus_error* error);
 

@@ -83,7 +83,7 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
 Server::~Server() {
     try {
         if (sd_bus_is_open(bus_.get()) > 0) {
-            waitUntilSignalsQueued();  // Sends the changes so far.
+            waitUntilSignalsQueued();  // Sends or queues the signals of the changes so far.
         }
     } catch (...) {  // `waitUntilSignalsQueued` throws, for example, if memory runs out or the bus is lost.
     }

@@ -85,7 +85,7 @@ public:
     }
 
     /// Drops the signals whose tasks have not run, and all later signals. Called on the loop's thread.
-    void stopEmitting() const { state_->isClosed = true; }
+    void stopEmitting() const { state_->isStopped = true; }
 
     [[nodiscard]] SignalSource const& source() const { return state_->source; }
 
@@ -105,7 +105,7 @@ private:
                 NRX_TRY(appendContents(message.get()));
                 return sendMessage(std::move(message));
             };
-            if (int const result = isClosed ? 0 : makeAndSend(); result < 0) {
+            if (int const result = isStopped ? 0 : makeAndSend(); result < 0) {
                 reportUnsent(member, result);
             }
         }
@@ -117,7 +117,7 @@ private:
         SendQueue& sendQueue;
         TaskQueue& tasks;
         SignalSource source;
-        bool isClosed = false;
+        bool isStopped = false;
         SendQueue::ReplaceableMessage replaceableChange{};
     };
 

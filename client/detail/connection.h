@@ -41,7 +41,7 @@ inline bool endRegistration(support::ValueAccessBase& access, std::string const&
     try {
         auto* const root = object == nullptr ? nullptr : access.getRootInterface();
         return object == nullptr || (root != nullptr && root->disconnectObject(key, observer, object) == 0);
-    } catch (...) {  // A failure of the platform.
+    } catch (...) {  // The television's platform library threw.
         return false;
     }
 }

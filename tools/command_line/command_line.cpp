@@ -55,7 +55,7 @@ std::optional<int> CommandLine::parse(int argc, char** argv) {
         return app_->exit(help);
     } catch (CLI::ParseError const& error) {
         printError(app_->get_name(), error.what());
-        return EXIT_INVALID_ARGUMENTS;
+        return EXIT_INVALID_INPUT;
     }
 }
 

@@ -13,7 +13,7 @@ class App;
 
 namespace command_line {
 
-constexpr int EXIT_INVALID_ARGUMENTS = 2;  ///< An option, or a file that an option names, is invalid.
+constexpr int EXIT_INVALID_INPUT = 2;  ///< An option, a file or the standard input is invalid.
 
 /// Prints an error as one line on standard error, with control characters escaped.
 void printError(std::string const& program, std::string const& what);

@@ -25,7 +25,7 @@ public:
     ~BusTelevision() override { bus::setPresenceListener({}); }
 
     /// Does nothing: only the television's process can make the television reachable.
-    void restoreReachability() override {}
+    void clearRootLookupFault() override {}
 
     /// Returns no keys instead of an error while the television does not answer. The keys are only suggestions for
     /// completion.

@@ -42,7 +42,8 @@ std::string reasonMissing(bool isOtherProcess) {
 
 }  // namespace
 
-Console::Console(std::unique_ptr<TelevisionCommands> television) : televisionCommands_(std::move(television)) {
+Console::Console(std::unique_ptr<TelevisionCommands> televisionCommands)
+    : televisionCommands_(std::move(televisionCommands)) {
     auto const quit = [this](auto const&) { quit_ = true; };
     auto const showHelp = [this](auto const& arguments) { help(arguments); };
     Commands const own = televisionCommands_ ? televisionCommands_->commands() : Commands();
@@ -56,7 +57,7 @@ Console::Console(std::unique_ptr<TelevisionCommands> television) : televisionCom
 
 Console::~Console() {
     if (televisionCommands_) {
-        televisionCommands_->restoreReachability();
+        televisionCommands_->clearRootLookupFault();
     }
 }
 

@@ -15,8 +15,8 @@ namespace nrx_console {
 /// keys.
 class Console {
 public:
-    /// `television` is null for a television that the console can access only as a client.
-    explicit Console(std::unique_ptr<TelevisionCommands> television);
+    /// `televisionCommands` is null for a television that the console can access only as a client.
+    explicit Console(std::unique_ptr<TelevisionCommands> televisionCommands);
     Console(Console const&) = delete;
     Console& operator=(Console const&) = delete;
     ~Console();

@@ -21,7 +21,7 @@ std::string shippedExampleDirectory() {
 
 }  // namespace
 
-TelevisionModel loadModel(std::optional<std::string> const& file) {
+TelevisionModel loadModelOrExample(std::optional<std::string> const& file) {
     if (file) {
         return {readModelFile(*file), ""};
     }

@@ -11,12 +11,12 @@ namespace nrx_console {
 /// The objects of a television and their origin.
 struct TelevisionModel {
     std::vector<ModelObject> objects;
-    std::string
-        shippedExampleDirectory;  ///< The directory of the shipped example if the objects are those of the example.
+    /// The directory of the shipped example if the objects are those of the example.
+    std::string shippedExampleDirectory;
 };
 
 /// Reads the model file. Without `file`, reads the model of the shipped example. Returns no objects if this example is
 /// not installed. Throws `ModelError`.
-TelevisionModel loadModel(std::optional<std::string> const& file);
+TelevisionModel loadModelOrExample(std::optional<std::string> const& file);
 
 }  // namespace nrx_console

@@ -23,7 +23,7 @@ constexpr int EXIT_FAILED = 1;
 
 int fail(std::string const& what) {
     command_line::printError(NRX_PROGRAM, what);
-    return command_line::EXIT_INVALID_ARGUMENTS;
+    return command_line::EXIT_INVALID_INPUT;
 }
 
 int run(int argc, char** argv) {
@@ -64,7 +64,7 @@ int run(int argc, char** argv) {
     nrx_console::TelevisionModel model;
     try {
         if (nrx_console::televisionIsSimulated()) {
-            model = nrx_console::loadModel(file);
+            model = nrx_console::loadModelOrExample(file);
         }
     } catch (nrx_console::ModelError const& error) {
         return fail(error.what());

@@ -5,8 +5,8 @@
 
 namespace nrx_console {
 
-/// The kind of a line. A line of the log has the kind of its severity: `critical`, `error`, `info` or `debug`.
-/// A command's error is also an `error`, and a change of presence on the bus is also `info`. All other lines are
+/// The kind of a line. A line of the log has the kind of its severity: `critical`, `error`, `info` or `debug`. A
+/// command's error is also an `error`, and a change of presence on the bus is also `info`. All other lines are
 /// `ordinary`.
 enum class Kind { ordinary, critical, error, info, debug };
 

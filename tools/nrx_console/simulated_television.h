@@ -23,7 +23,7 @@ public:
     ~SimulatedTelevision() override { dropIterators(); }
 
     Commands commands() override;
-    void restoreReachability() override;
+    void clearRootLookupFault() override;
 
     simulator::Television& television() { return television_; }
 

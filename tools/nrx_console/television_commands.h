@@ -20,8 +20,8 @@ public:
 
     /// The commands refer to this object.
     virtual Commands commands() = 0;
-    /// Makes the television reachable, so that clients can disconnect.
-    virtual void restoreReachability() = 0;
+    /// Makes lookups of the root interface succeed again, so that clients can disconnect.
+    virtual void clearRootLookupFault() = 0;
     [[nodiscard]] virtual Words keys() const = 0;
 };
 

@@ -85,7 +85,7 @@ Commands SimulatedTelevision::faultCommands() {
     };
 }
 
-void SimulatedTelevision::restoreReachability() { television_.setRootLookup(simulator::RootLookup::published); }
+void SimulatedTelevision::clearRootLookupFault() { television_.setRootLookup(simulator::RootLookup::published); }
 
 void SimulatedTelevision::setReachable(bool isReachable) {
     television_.setRootLookup(isReachable ? simulator::RootLookup::published : simulator::RootLookup::refused);

@@ -28,7 +28,8 @@ public:
 private:
     static int handleReadable(sd_event_source* source, int descriptor, unsigned int events, void* input) noexcept;
     static int handleRegularFile(sd_event_source* source, void* input) noexcept;
-    /// Reads available bytes. Disables the source at the end of the file and after an error.
+    /// Reads available bytes and stores the lines that they complete. Disables the source at the end of the file and
+    /// after an error.
     int readAvailableLines() noexcept;
 
     int const descriptor_;

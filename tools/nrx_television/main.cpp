@@ -30,7 +30,7 @@ constexpr int EXIT_NOT_SERVED = 1;
 /// Loads the objects of the television. Throws `ModelError` if the file is not a valid model, or if an object has text
 /// that cannot be sent over the bus.
 std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> const& file) {
-    auto model = nrx_console::loadModel(file);
+    auto model = nrx_console::loadModelOrExample(file);
     for (auto const& [key, content] : model.objects) {
         try {
             nrx_television::requireValidText(content);
@@ -126,7 +126,7 @@ int run(int argc, char** argv) {
         objects = loadObjects(model);
     } catch (std::runtime_error const& error) {
         command_line::printError(PROGRAM, error.what());
-        return command_line::EXIT_INVALID_ARGUMENTS;
+        return command_line::EXIT_INVALID_INPUT;
     }
     // The connect may take long. The signals are blocked only afterwards, so that a signal can end the connect.
     bus::Bus bus = bus::server::connectToBus(address.value_or(""));

@@ -24,10 +24,10 @@ nrx_console::Commands ServedTelevisionCommands::commands() {
 void requireValidText(nrx_console::Content const& content) {
     auto const* const value = std::get_if<television::Value>(&content);
     auto const* const rows = std::get_if<television::Rows>(&content);
-    bool const isEncodable = value != nullptr
-                                 ? std::visit([](auto const& typed) { return bus::hasValidText(typed); }, *value)
-                                 : rows == nullptr || bus::hasValidText(*rows);
-    if (!isEncodable) {
+    bool const isValid = value != nullptr
+                             ? std::visit([](auto const& typed) { return bus::hasValidText(typed); }, *value)
+                             : rows == nullptr || bus::hasValidText(*rows);
+    if (!isValid) {
         throw nrx_console::CommandError(bus::server::reasonOf(-EILSEQ));
     }
 }

@@ -18,7 +18,7 @@ public:
     /// The television's commands. The command "wait" also waits until the server has sent the D-Bus signals of all
     /// earlier changes.
     nrx_console::Commands commands() override;
-    void restoreReachability() override { television_.restoreReachability(); }
+    void clearRootLookupFault() override { television_.clearRootLookupFault(); }
     [[nodiscard]] nrx_console::Words keys() const override { return television_.keys(); }
 
 private:

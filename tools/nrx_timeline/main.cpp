@@ -11,6 +11,7 @@ namespace {
 using nrx_timeline::Timeline;
 
 constexpr char PROGRAM[] = "nrx_timeline";
+constexpr int EXIT_FAILED = 2;
 
 Timeline read(std::istream& log, std::string const& name) {
     bool const open = log.good();
@@ -74,6 +75,4 @@ int run(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    return command_line::runMain(PROGRAM, command_line::EXIT_INVALID_ARGUMENTS, run, argc, argv);
-}
+int main(int argc, char** argv) { return command_line::runMain(PROGRAM, EXIT_FAILED, run, argc, argv); }
