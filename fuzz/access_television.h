@@ -65,7 +65,7 @@ protected:
             television.publish(key, object.value = makeValueOfKind(kind));
         } else if (kind == ACTION) {
             object.script = [this](Arguments const& arguments) {
-                invocations.push_back(arguments);
+                invocationsOfBothTelevisions.push_back(arguments);
                 return answer;
             };
             television.publishAction(key, object.script);
@@ -127,9 +127,9 @@ protected:
             [&] { clearFaults(); }, set, set, set, set);
     }
 
-    /// Chooses the answer to later invocations.
+    /// Chooses the answer to later invocationsOfBothTelevisions.
     void chooseInvokeResult() {
-        invocations.clear();
+        invocationsOfBothTelevisions.clear();
         answer = {.status = bytes.number(-1, 1)};
         if (bytes.nextBool()) {
             answer.actionId = bytes.number<unsigned int>();
@@ -146,8 +146,10 @@ protected:
             return expected.index == actual.index &&
                    (expected.value == ARGUMENT_VALUE_WILDCARD || expected.value == actual.value);
         };
-        bool const isInvoked = invocations.size() == 2;  // `invocations[0]` is the reference model's invocation.
-        expect(isInvoked ? std::ranges::equal(invocations[0], invocations[1], isSame) : invocations.empty(),
+        bool const isInvoked = invocationsOfBothTelevisions.size() ==
+                               2;  // `invocationsOfBothTelevisions[0]` is the reference model's invocation.
+        expect(isInvoked ? std::ranges::equal(invocationsOfBothTelevisions[0], invocationsOfBothTelevisions[1], isSame)
+                         : invocationsOfBothTelevisions.empty(),
                "the arguments arrive with the action");
     }
 
@@ -157,7 +159,8 @@ protected:
 
 private:
     ActionAnswer answer;
-    std::vector<Arguments> invocations;  ///< The invocations since the answer was chosen.
+    std::vector<Arguments>
+        invocationsOfBothTelevisions;  ///< The invocationsOfBothTelevisions since the answer was chosen.
 };
 
 }  // namespace fuzz

@@ -38,11 +38,11 @@ std::string text(Bytes& bytes) { return bytes.text(24); }
 std::thread::id const ownThread = std::this_thread::get_id();
 Words answers;
 
-void takeLine(std::string const& line, Kind kind) {
+void takeLine(std::string const& line, LineKind kind) {
     bool const isText =
         std::none_of(line.begin(), line.end(), [](unsigned char byte) { return byte < ' ' || byte == 0x7F; });
     expect(isText && line == television::printable(line), "a line is printable");
-    if (kind == Kind::ordinary && std::this_thread::get_id() == ownThread) {
+    if (kind == LineKind::ordinary && std::this_thread::get_id() == ownThread) {
         answers.push_back(line);
     }
 }
@@ -100,7 +100,7 @@ std::vector<ModelObject> load(std::string const& content) {
     try {
         return readModelFile("/proc/self/fd/" + std::to_string(file));
     } catch (ModelError const& error) {
-        takeLine(error.what(), Kind::error);
+        takeLine(error.what(), LineKind::error);
         return {};
     }
 }

@@ -12,35 +12,35 @@ namespace fuzz {
 using bus::server::Access;
 using simulator::Value;
 
-struct Call {
+struct Method {
     char const* interface;
     char const* name;
     std::string_view signature;
 };
 constexpr char INTROSPECTABLE[] = "org.freedesktop.DBus.Introspectable";
-constexpr Call SYNC{bus::MODEL_INTERFACE, bus::SYNC_METHOD, ""};
-constexpr Call INTROSPECT{INTROSPECTABLE, "Introspect", ""};
-constexpr Call SET{bus::PROPERTIES_INTERFACE, "Set", "ssv"};
-constexpr Call GET{bus::PROPERTIES_INTERFACE, "Get", "ss"};
-constexpr Call INVOKE{bus::ACTION_INTERFACE, "Invoke", "a(nnns)"};
-constexpr Call CREATE{bus::TABLE_INTERFACE, "CreateIterator", "ia(iis)aia(ii)"};
-constexpr Call DESTROY{bus::TABLE_INTERFACE, "DestroyIterator", "o"};
-constexpr Call CALLS[] = {SYNC,
-                          INTROSPECT,
-                          SET,
-                          GET,
-                          INVOKE,
-                          CREATE,
-                          DESTROY,
-                          {bus::PROPERTIES_INTERFACE, "GetAll", "s"},
-                          {bus::OBJECT_MANAGER_INTERFACE, "GetManagedObjects", ""},
-                          {bus::ITERATOR_INTERFACE, "RequestTotalCount", ""},
-                          {bus::ITERATOR_INTERFACE, "SeekToRow", "i"},
-                          {bus::ITERATOR_INTERFACE, "SeekToContent", "s"},
-                          {bus::ITERATOR_INTERFACE, "ReadRow", ""},
-                          {bus::ITERATOR_INTERFACE, "ReadRowChunk", "i"},
-                          {bus::ITERATOR_INTERFACE, "Commit", ""},
-                          {"org.freedesktop.DBus.Peer", "Ping", ""}};
+constexpr Method SYNC{bus::MODEL_INTERFACE, bus::SYNC_METHOD, ""};
+constexpr Method INTROSPECT{INTROSPECTABLE, "Introspect", ""};
+constexpr Method SET{bus::PROPERTIES_INTERFACE, "Set", "ssv"};
+constexpr Method GET{bus::PROPERTIES_INTERFACE, "Get", "ss"};
+constexpr Method INVOKE{bus::ACTION_INTERFACE, "Invoke", "a(nnns)"};
+constexpr Method CREATE_ITERATOR{bus::TABLE_INTERFACE, "CreateIterator", "ia(iis)aia(ii)"};
+constexpr Method DESTROY_ITERATOR{bus::TABLE_INTERFACE, "DestroyIterator", "o"};
+constexpr Method METHODS[] = {SYNC,
+                              INTROSPECT,
+                              SET,
+                              GET,
+                              INVOKE,
+                              CREATE_ITERATOR,
+                              DESTROY_ITERATOR,
+                              {bus::PROPERTIES_INTERFACE, "GetAll", "s"},
+                              {bus::OBJECT_MANAGER_INTERFACE, "GetManagedObjects", ""},
+                              {bus::ITERATOR_INTERFACE, "RequestTotalCount", ""},
+                              {bus::ITERATOR_INTERFACE, "SeekToRow", "i"},
+                              {bus::ITERATOR_INTERFACE, "SeekToContent", "s"},
+                              {bus::ITERATOR_INTERFACE, "ReadRow", ""},
+                              {bus::ITERATOR_INTERFACE, "ReadRowChunk", "i"},
+                              {bus::ITERATOR_INTERFACE, "Commit", ""},
+                              {"org.freedesktop.DBus.Peer", "Ping", ""}};
 constexpr char const* KEYS[] = {"n", "x", "s", "i", "l", "a", "t", "u"};
 constexpr std::size_t LONGEST_SIGNATURE = 254;  ///< sd-bus ignores a received message with a longer signature.
 constexpr char HARNESS_CLIENT[] = ":1.0";       ///< A client whose calls are always served.
@@ -50,7 +50,7 @@ constexpr Access RIGHTS[] = {Access::ALL, Access::READ, Access::NONE};
 
 /// A call and its reply.
 struct SentCall {
-    Call call;
+    Method method;
     std::string sender;
     std::string path;
     MessageItem arguments;
@@ -89,9 +89,10 @@ public:
         server = std::make_unique<bus::server::Server>(tv, loop, std::move(television), permissions);
     }
 
-    /// Makes a call of `HARNESS_CLIENT` and returns the call with its reply. The server has then received all earlier
-    /// calls. Calls of clients whose credentials the server awaits have no reply yet.
-    SentCall& callFromHarness(Call const& call, std::string const& path, MessageItem const& arguments = {}) {
+    /// Sends a call from `HARNESS_CLIENT` to the server, and runs the server until the reply arrives. Returns the call
+    /// with its reply. The server has then received all earlier calls. Calls from clients whose credentials the server
+    /// awaits have no reply yet.
+    SentCall& callFromHarness(Method const& call, std::string const& path, MessageItem const& arguments = {}) {
         std::uint64_t const number = send(call, path, HARNESS_CLIENT, arguments);
         while (calls.at(number).replies == 0) {
             expect(server->runOnceUnlessTerminated(false), "the server serves");
@@ -103,7 +104,7 @@ public:
     void waitUntilCallsReceived() { callFromHarness(SYNC, bus::MODEL_PATH); }
 
     /// Sends a call with these arguments and returns the call's number, or 0 if the call is no valid message.
-    std::uint64_t send(Call const& call, std::string const& path, char const* sender, MessageItem const& arguments) {
+    std::uint64_t send(Method const& call, std::string const& path, char const* sender, MessageItem const& arguments) {
         sd_bus_message* made = nullptr;
         sd_bus_message_new_method_call(bus_.get(), &made, nullptr, path.c_str(), call.interface, call.name);
         bus::Message const message(made);

@@ -54,7 +54,7 @@ private:
     }
 
     void call() {
-        Call const& call = bytes.pick(CALLS);
+        Method const& call = bytes.pick(METHODS);
         std::string const key = bytes.pick(KEYS);
         MessageItem arguments = makeArguments(bytes, call.signature);
         std::string path = bus::pathOf(key);
@@ -77,11 +77,11 @@ private:
                     arguments.items[2] = {"v", 0, "", {makeItem(bytes, content->second.type)}};
                 }
                 makeConsistent(arguments);
-            } else if (call.name == CREATE.name || call.name == INVOKE.name) {
+            } else if (call.name == CREATE_ITERATOR.name || call.name == INVOKE.name) {
                 path = bus::pathOf(call.name == INVOKE.name ? "a" : bytes.nextBool() ? "t" : "u");
                 arguments = makeItem(bytes, '(' + std::string(call.signature) + ')');
                 makeConsistent(arguments);
-            } else if (call.name == DESTROY.name) {
+            } else if (call.name == DESTROY_ITERATOR.name) {
                 arguments.items = {{"o", 0, iterator}};
                 path = iterators.contains(iterator) ? bus::pathOf(iterators.at(iterator).second) : path;
             }
@@ -175,20 +175,20 @@ private:
             return;
         }
         Access const access = RIGHTS[client - CLIENTS];
-        bool const isWriting = made.call.name == SET.name || made.call.name == INVOKE.name;
+        bool const isWriting = made.method.name == SET.name || made.method.name == INVOKE.name;
         expect(!fakeBus.hasValidCredentials[made.sender] || access == Access::ALL ||
                    (access == Access::READ && !isWriting),
                "nobody does more than is permitted");
         std::string const key = bus::keyOf(made.path).value_or("");
         char const* path = nullptr;
-        if (made.call.name == SET.name) {
+        if (made.method.name == SET.name) {
             contents[key] = made.arguments.items.at(2).items.at(0);
-        } else if (made.call.name == INVOKE.name) {
+        } else if (made.method.name == INVOKE.name) {
             ++invocations;
-        } else if (made.call.name == CREATE.name && made.isReplyDue) {
+        } else if (made.method.name == CREATE_ITERATOR.name && made.isReplyDue) {
             expect(sd_bus_message_read_basic(made.reply.get(), 'o', &path) > 0, "an iterator has a path");
             iterators[path] = {made.sender, key};
-        } else if (made.call.name == DESTROY.name) {
+        } else if (made.method.name == DESTROY_ITERATOR.name) {
             auto const found = iterators.find(made.arguments.items.at(0).text);
             expect(found == iterators.end() || found->second == std::pair(made.sender, key),
                    "an iterator is its client's");

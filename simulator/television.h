@@ -158,7 +158,8 @@ public:
     /// Makes every connect to the value under `key` notify the value's observers before the connect returns, like a
     /// television that sends the value at once. Such a connect must not be made from inside a notification.
     void notifyEarly(std::string const& key, bool early);
-    /// Makes `createIterator` on the table under `key` return null.
+    /// If `refuse` is true, later calls of `createIterator` on the table under `key` return null. If `refuse` is false,
+    /// the fault ends.
     void refuseIterators(std::string const& key, bool refuse);
     /// Makes `destroyIterator` on the table under `key` return `status` and destroy nothing; 0 ends the fault.
     void failDestroys(std::string const& key, int status);

@@ -1,4 +1,5 @@
-// Tests the operations of the simulated television that the tests of the television's clients do not check.
+// Tests the operations of the simulated television that the tests of the television's clients do not check. Also tests
+// `television::Iterators`, which both televisions use.
 
 #include "support.h"
 #include "television/iterators.h"

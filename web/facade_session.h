@@ -48,8 +48,8 @@ public:
 
     void setListening(ListType type, bool isOn);
     /// Prevents a start that the worker thread has not begun.
-    void cancelFacadeStart() { isFacadeStartCancelled_ = true; }
-    [[nodiscard]] bool isFacadeStartCancelled() const { return isFacadeStartCancelled_; }
+    void cancelQueuedStart() { isQueuedStartCancelled_ = true; }
+    [[nodiscard]] bool isQueuedStartCancelled() const { return isQueuedStartCancelled_; }
 
     // Only the worker thread may call the following functions:
 
@@ -65,7 +65,7 @@ private:
     using StringAccess = orvane::NRXModelAccess::StringAccess;
     using Property = orvane::client::Property<std::vector<std::string>>;
 
-    std::atomic<bool> isFacadeStartCancelled_ = false;
+    std::atomic<bool> isQueuedStartCancelled_ = false;
     PerList<std::shared_ptr<ListAccess>> lists_;
     PerList<Property> propertiesForWriting_;  // Used because `ListAccess::setValue` does not return the model's status.
     std::shared_ptr<StringAccess> softwareVersion_;

@@ -30,7 +30,7 @@ void FacadeWorker::attach(std::shared_ptr<ListQueue> documentQueue) {
         // worker thread destroys the session.
         Tasks end{{[this, session] { startedSession_ = nullptr; }, nullptr}};
         auto const start = [this, session] {
-            if (!session->isFacadeStartCancelled()) {
+            if (!session->isQueuedStartCancelled()) {
                 startedSession_ = session;
                 session->start();
                 nextReconnect_ = Clock::now() + RECONNECT_INTERVAL;
@@ -69,7 +69,7 @@ void FacadeWorker::detach(ListQueue& documentQueue) {
         updateFacadeListener(type);
     }
     if (isLast) {
-        session_->cancelFacadeStart();
+        session_->cancelQueuedStart();
         session_ = nullptr;
         post(std::exchange(endSessionTask_, {}));
     }

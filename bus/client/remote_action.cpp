@@ -49,7 +49,7 @@ void ActionObject::handleSignal(sd_bus_message* signal) {
     }
 }
 
-void ActionObject::handleTelevisionLoss() {
+void ActionObject::abandonUnfinishedOperations() {
     for (; !pendingInvocations_.empty(); pendingInvocations_.pop_front()) {
         catchToStatus([this, id = pendingInvocations_.front()] {
             post([id](auto& observer) { observer.notifyExecutionError(id, television::STATUS_LOST); });

@@ -19,7 +19,7 @@ public:
     void handleSignal(sd_bus_message* signal) override;
     /// Clang's thread safety analysis does not check this function, because the analysis cannot see that the caller
     /// locks `modelState().mutex`.
-    void handleTelevisionLoss() NRX_NOT_ANALYSED override;
+    void abandonUnfinishedOperations() NRX_NOT_ANALYSED override;
 
 private:
     void addPendingInvocation(unsigned int id);

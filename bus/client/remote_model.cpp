@@ -259,7 +259,7 @@ void RemoteModel::handleNameVanished() {
         entry->attempts.clear();
         for (auto const& object : entry->objects) {
             catchToStatus([&lost = *object] {
-                lost.handleTelevisionLoss();
+                lost.abandonUnfinishedOperations();
                 return television::STATUS_OK;
             });
             object->markPublicationUnknown();

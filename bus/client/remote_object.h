@@ -63,7 +63,7 @@ public:
 
     // Called with the model state's mutex held:
     /// Called when the television is gone. Fails the operations that the television has not answered.
-    virtual void handleTelevisionLoss() {}
+    virtual void abandonUnfinishedOperations() {}
     /// Called when the object gets its first observer.
     virtual void clearResyncState() { endResync(); }
     virtual void addRegistration(objbus::Observer* observer) = 0;

@@ -77,7 +77,7 @@ void RemoteIterator::post(Notify notify) const {
     television::postTo(registration_, modelState_.delivery, std::move(notify));
 }
 
-void RemoteIterator::handleTelevisionLoss() {
+void RemoteIterator::abandonUnfinishedOperations() {
     if (!isClosed_.exchange(true)) {
         modelState_.iterators.erase(path_);
         post([](Observer& observer) { observer.notifyIteratorReady(television::STATUS_LOST); });
@@ -214,9 +214,9 @@ void TableObject::handleSignal(sd_bus_message* signal) {
     post([update](auto& observer) { observer.notifyUpdate(update); });
 }
 
-void TableObject::handleTelevisionLoss() {
+void TableObject::abandonUnfinishedOperations() {
     for (auto const& iterator : iterators_.live()) {
-        catchToStatus([&lost = *iterator] { return lost.handleTelevisionLoss(), television::STATUS_OK; });
+        catchToStatus([&lost = *iterator] { return lost.abandonUnfinishedOperations(), television::STATUS_OK; });
     }
 }
 

@@ -28,7 +28,7 @@ public:
     // the functions, because the analysis cannot see that the callers lock this mutex.
 
     /// Called when the television is gone. The next television may use this iterator's path for another iterator.
-    void handleTelevisionLoss() NRX_NOT_ANALYSED;
+    void abandonUnfinishedOperations() NRX_NOT_ANALYSED;
     /// Closes the iterator in this process and destroys the iterator in the television.
     void closeAndDestroyRemotely(std::string const& tablePath) NRX_NOT_ANALYSED;
 
@@ -61,7 +61,7 @@ public:
     void handleSignal(sd_bus_message* signal) override;
     /// Clang's thread safety analysis does not check this function, because the analysis cannot see that the caller
     /// locks `modelState().mutex`.
-    void handleTelevisionLoss() NRX_NOT_ANALYSED override;
+    void abandonUnfinishedOperations() NRX_NOT_ANALYSED override;
 
 private:
     television::Iterators<RemoteIterator, objbus::TableIterator> iterators_ NRX_GUARDED_BY(modelState().mutex);

@@ -70,7 +70,7 @@ public:
 
     /// Clang's thread safety analysis does not check this function, because the analysis cannot see that the caller
     /// locks `modelState().mutex`.
-    void handleTelevisionLoss() NRX_NOT_ANALYSED override { pendingResyncValue_.reset(); }
+    void abandonUnfinishedOperations() NRX_NOT_ANALYSED override { pendingResyncValue_.reset(); }
 
 protected:
     /// Called for every received value, on the connection's thread and in the order of the messages.

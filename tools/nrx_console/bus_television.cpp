@@ -5,7 +5,8 @@
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/television_view.h"
 
-// Implements television_commands.h for a program that is linked with the platform library for a message bus.
+// Defines the functions of television_commands.h, except `setLogPrintedInConsole`, for a program that is linked with
+// the platform library for a message bus.
 
 namespace nrx_console {
 
@@ -16,7 +17,7 @@ public:
     BusTelevision() {
         bus::setPresenceListener([isFirst = true](television::Presence presence) mutable {
             if (!std::exchange(isFirst, false) || presence != television::Presence::gone) {  // Drops a first "gone".
-                printTelevisionPresence(presence, Kind::info);
+                printTelevisionPresence(presence, LineKind::info);
             }
         });
     }

@@ -51,7 +51,7 @@ void release(ValueAccessBase& access) {
     try {
         access.disconnect();
     } catch (std::exception const& error) {
-        printLine("not disconnected: " + typed(access.getName()) + ": " + error.what(), Kind::error);
+        printLine("not disconnected: " + typed(access.getName()) + ": " + error.what(), LineKind::error);
     }
 }
 

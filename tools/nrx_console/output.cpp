@@ -16,35 +16,36 @@ namespace nrx_console {
 namespace {
 
 std::mutex mutex;
-std::function<void(std::string const&, Kind)> lineSink;
+std::function<void(std::string const&, LineKind)> lineSink;
 
 /// Called with the mutex held.
-void print(std::string const& line, Kind kind) {
+void print(std::string const& line, LineKind kind) {
     if (lineSink) {
         lineSink(line, kind);
     } else {
-        (kind == Kind::ordinary ? std::cout : std::cerr) << colourAndWrapIfTerminal(line, kind) + "\n" << std::flush;
+        (kind == LineKind::ordinary ? std::cout : std::cerr) << colourAndWrapIfTerminal(line, kind) + "\n"
+                                                             << std::flush;
     }
 }
 
 }  // namespace
 
-void printLine(std::string const& line, Kind kind) {
+void printLine(std::string const& line, LineKind kind) {
     std::lock_guard const lock(mutex);
     print(line, kind);
 }
 
-void printLineUnlessBlocking(std::string line, Kind kind) {
+void printLineUnlessBlocking(std::string line, LineKind kind) {
     // A pipe that `poll` reports as writable accepts PIPE_BUF bytes without blocking.
     line = television::shortened(std::move(line), PIPE_BUF - 4);
     std::lock_guard const lock(mutex);
-    pollfd output{kind == Kind::ordinary ? STDOUT_FILENO : STDERR_FILENO, POLLOUT, 0};
+    pollfd output{kind == LineKind::ordinary ? STDOUT_FILENO : STDERR_FILENO, POLLOUT, 0};
     if (lineSink || ::poll(&output, 1, 0) > 0) {
         print(line, kind);
     }
 }
 
-void setLineSink(std::function<void(std::string const&, Kind)> sink) {
+void setLineSink(std::function<void(std::string const&, LineKind)> sink) {
     std::lock_guard const lock(mutex);
     lineSink = std::move(sink);
 }

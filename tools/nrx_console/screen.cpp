@@ -14,10 +14,10 @@ namespace nrx_console {
 namespace {
 
 /// The line in the colour of its kind, unless the user wants no colours: https://no-color.org.
-std::string coloured(std::string const& line, Kind kind) {
+std::string coloured(std::string const& line, LineKind kind) {
     constexpr char const* COLOURS[] = {"", "\x1b[1;31m", "\x1b[31m", "\x1b[36m", "\x1b[2m"};  // Indexed by kind.
     char const* const unwanted = std::getenv("NO_COLOR");
-    if (kind == Kind::ordinary || (unwanted != nullptr && *unwanted != '\0')) {
+    if (kind == LineKind::ordinary || (unwanted != nullptr && *unwanted != '\0')) {
         return line;
     }
     return COLOURS[static_cast<std::size_t>(kind)] + line + "\x1b[0m";
@@ -74,8 +74,8 @@ std::size_t widthOf(int terminal) {
 
 }  // namespace
 
-std::string colourAndWrapIfTerminal(std::string const& line, Kind kind) {
-    int const output = kind == Kind::ordinary ? STDOUT_FILENO : STDERR_FILENO;
+std::string colourAndWrapIfTerminal(std::string const& line, LineKind kind) {
+    int const output = kind == LineKind::ordinary ? STDOUT_FILENO : STDERR_FILENO;
     return isatty(output) != 0 ? coloured(wrapped(line, widthOf(output)), kind) : line;
 }
 

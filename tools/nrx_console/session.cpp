@@ -33,7 +33,7 @@ Outcome runLine(std::string const& line, std::string const& sourcePosition, Exec
     try {
         return execute(line) ? Outcome::done : Outcome::quit;
     } catch (std::exception const& error) {
-        printLine(sourcePosition + ": " + textOf(error, line), Kind::error);
+        printLine(sourcePosition + ": " + textOf(error, line), LineKind::error);
         return Outcome::failed;
     }
 }
@@ -62,7 +62,7 @@ void runOnTerminal(Console& console) {
         try {
             return console.executeUnlessQuit(line);
         } catch (std::exception const& error) {
-            printLine(textOf(error, line), Kind::error);
+            printLine(textOf(error, line), LineKind::error);
             return true;
         }
     };

@@ -34,7 +34,7 @@ public:
 
 }  // namespace
 
-void printTelevisionPresence(television::Presence presence, Kind kind) {
+void printTelevisionPresence(television::Presence presence, LineKind kind) {
     using television::Presence;
     printLine(std::string("television: ") + (presence == Presence::reached ? "reached"
                                              : presence == Presence::back  ? "back"
@@ -112,10 +112,10 @@ void ObjectListingCommands::showTableRows(Words const& arguments) {
 void setLogPrintedInConsole(bool isPrinted) {
     auto const print = [](int severity, std::string const& line) {
         using television::LogLevel;
-        printLine(line, severity <= static_cast<int>(LogLevel::critical) ? Kind::critical
-                        : severity <= static_cast<int>(LogLevel::error)  ? Kind::error
-                        : severity <= static_cast<int>(LogLevel::info)   ? Kind::info
-                                                                         : Kind::debug);
+        printLine(line, severity <= static_cast<int>(LogLevel::critical) ? LineKind::critical
+                        : severity <= static_cast<int>(LogLevel::error)  ? LineKind::error
+                        : severity <= static_cast<int>(LogLevel::info)   ? LineKind::info
+                                                                         : LineKind::debug);
     };
     television::setLogSink(isPrinted ? print : television::LogSink());
 }

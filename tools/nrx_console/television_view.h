@@ -14,7 +14,7 @@
 namespace nrx_console {
 
 /// Prints that the television was found, was lost or is back.
-void printTelevisionPresence(television::Presence presence, Kind kind);
+void printTelevisionPresence(television::Presence presence, LineKind kind);
 
 /// The commands for a television whose published objects can be listed.
 class ObjectListingCommands : public TelevisionCommands {

@@ -97,7 +97,7 @@ public:
         sigaction(SIGINT, &action, nullptr);
         action.sa_handler = [](int /*signal*/) {};
         sigaction(SIGWINCH, &action, nullptr);
-        setLineSink([this](std::string const& line, Kind kind) { print(line, kind); });
+        setLineSink([this](std::string const& line, LineKind kind) { print(line, kind); });
     }
     LineEditor(LineEditor const&) = delete;
     LineEditor& operator=(LineEditor const&) = delete;
@@ -141,9 +141,9 @@ private:
 
     /// Any thread may call this function. While a line is edited, only the editing thread prints on the terminal,
     /// because only this thread knows where the cursor is.
-    void print(std::string const& line, Kind kind) {
+    void print(std::string const& line, LineKind kind) {
         std::lock_guard const lock(mutex_);
-        if (kind != Kind::ordinary && isatty(STDERR_FILENO) == 0) {
+        if (kind != LineKind::ordinary && isatty(STDERR_FILENO) == 0) {
             std::fputs((line + "\n").c_str(), stderr);
         } else if (isLineEdited) {
             pending_.push_back(colourAndWrapIfTerminal(line, kind));
@@ -217,7 +217,7 @@ private:
         if (!rest.empty()) {
             return el_insertstr(editor, rest.c_str()) == 0 ? CC_REFRESH : CC_REFRESH_BEEP;
         }
-        self.print(joined(choices, "  "), Kind::ordinary);
+        self.print(joined(choices, "  "), LineKind::ordinary);
         return CC_NORM;
     }
 

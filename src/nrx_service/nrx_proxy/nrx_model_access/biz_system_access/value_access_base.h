@@ -86,8 +86,8 @@ public:
     /// connected, else the status of `connect`. Reads and writes call this operation first.
     int tryConnectIfNeeded();
 
-    /// Looks up the root interface, at every call. Returns null if the framework refuses the lookup, or has no object
-    /// under the root interface's name. The root interface stays valid until the process ends.
+    /// Looks up the root interface, at every call. Returns null if `frame::Process` refuses the lookup, or returns no
+    /// object for the root interface's name. The root interface stays valid until the process ends.
     objbus::RootInterface* getRootInterface();
 
 protected:
