@@ -159,7 +159,7 @@ std::unique_ptr<Round, Unmap> mapRound(int file) {
 /// Runs a client process until the process is killed.
 template <typename Way>
 [[noreturn]] void listen(int file) {
-    bench::restrictToOneProcessor(false);
+    bench::setRestrictedToOneProcessor(false);
     auto const round = mapRound(file);
     Way const way([&round](Strings const& /*list*/) {
         if (--round->left == 0) {
@@ -218,7 +218,7 @@ void addClients(std::string const& name, char const* part, BusFixture const& fix
 
 int run(int argc, char** argv) {
     BusFixture const forMany;  // The bus and the television may run on any processor.
-    bench::restrictToOneProcessor(true);
+    bench::setRestrictedToOneProcessor(true);
     BusFixture const forOne;
     ::setenv("NRX_BUS_ADDRESS", forOne.address.c_str(), 1);
     for (std::size_t lengthIndex = 0; lengthIndex < LIST_LENGTHS.size(); ++lengthIndex) {

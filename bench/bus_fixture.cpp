@@ -86,7 +86,7 @@ private:
 
 }  // namespace
 
-void restrictToOneProcessor(bool isRestricted) {
+void setRestrictedToOneProcessor(bool isRestricted) {
     cpu_set_t processors;
     CPU_ZERO(&processors);
     for (std::size_t processor = 0; processor < (isRestricted ? 1U : CPU_SETSIZE); ++processor) {

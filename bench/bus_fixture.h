@@ -17,7 +17,7 @@ inline constexpr int STRING_LENGTH = 48;
 
 /// Restricts this process and its later child processes to one processor, or lifts the restriction. Without the
 /// restriction, the time of an exchange varies with the processors that the system chooses for the processes.
-void restrictToOneProcessor(bool isRestricted);
+void setRestrictedToOneProcessor(bool isRestricted);
 
 /// Serves the command list on the bus at the address. Each byte from standard input is an index of `LIST_LENGTHS`, and
 /// makes the television publish a list of the length at this index. Ends the process at the end of the input.

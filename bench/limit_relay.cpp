@@ -114,7 +114,7 @@ struct BoundHandler final : Handler {
 
 }  // namespace
 
-struct LimitRelay::AccessObject : Interface {
+struct LimitRelay::FakeAccessObject : Interface {
     virtual void notify(Strings const& list) {
         Trace const trace;
         ListValue const value(list);
@@ -128,8 +128,8 @@ struct LimitRelay::AccessObject : Interface {
     std::unique_ptr<Handler> handler = std::make_unique<BoundHandler>();
 };
 
-LimitRelay::LimitRelay() : accessObject_(std::make_shared<AccessObject>()) {}
+LimitRelay::LimitRelay() : fakeAccessObject_(std::make_shared<FakeAccessObject>()) {}
 
-void LimitRelay::operator()(Strings const& list) { hidden(accessObject_.get())->notify(list); }
+void LimitRelay::operator()(Strings const& list) { hidden(fakeAccessObject_.get())->notify(list); }
 
 }  // namespace bench

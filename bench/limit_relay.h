@@ -14,8 +14,8 @@ public:
     void operator()(Strings const& list);
 
 private:
-    struct AccessObject;
-    std::shared_ptr<AccessObject> accessObject_;
+    struct FakeAccessObject;
+    std::shared_ptr<FakeAccessObject> fakeAccessObject_;
 };
 
 }  // namespace bench

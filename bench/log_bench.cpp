@@ -7,7 +7,7 @@
 
 namespace bench {
 
-void addLogBenchmarks() {
+void addRefusedLogBenchmarks() {
     addCallBenchmark("LogRefused", [] {
         return [text = makeStrings(1, 8).front()] { DEBUG_LOG(LOG_DEBUG, "parameter %d:   %s ", 1, text.c_str()); };
     });

@@ -40,6 +40,6 @@ int main(int argc, char** argv) {
     bench::addValueObjectBenchmarks();
     bench::addAccessObjectBenchmarks(television);
     bench::addPropertyBenchmarks(television);
-    bench::addLogBenchmarks();
+    bench::addRefusedLogBenchmarks();
     return bench::runBenchmarks(argc, argv);
 }

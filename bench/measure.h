@@ -66,6 +66,6 @@ void addListRelayBenchmarks();
 void addValueObjectBenchmarks();
 void addAccessObjectBenchmarks(simulator::Television& television);
 void addPropertyBenchmarks(simulator::Television& television);
-void addLogBenchmarks();
+void addRefusedLogBenchmarks();
 
 }  // namespace bench

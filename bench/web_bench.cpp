@@ -171,7 +171,7 @@ void addIdle(Browser const& with, Browser const& without) {
 }
 
 int run(int argc, char** argv) {
-    bench::restrictToOneProcessor(true);
+    bench::setRestrictedToOneProcessor(true);
     Browser const extension("extension");
     Browser const peer("peer");
     Browser const idle("extension");  // A web process that receives no lists.

@@ -54,7 +54,7 @@ extern "C" G_MODULE_EXPORT void webkit_web_extension_initialize(WebKitWebExtensi
     g_signal_connect(webkit_script_world_get_default(), "window-object-cleared", G_CALLBACK(onWindowObjectCleared),
                      nullptr);
     bus::Bus opened;
-    bus::startBusConnection(opened, bus::findAddressInEnvironment());
+    bus::startBusConnection(opened, bus::findBusAddressInEnvironment());
     connection = opened.release();
     sd_bus_match_signal(connection, nullptr, bus::SERVICE, bus::pathOf(orvane::model_keys::COMMAND).c_str(),
                         bus::PROPERTIES_INTERFACE, "PropertiesChanged", onChange, nullptr);

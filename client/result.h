@@ -12,7 +12,8 @@ namespace orvane::client {
 enum class Cause {
     STATUS,           ///< The library or the model refused the operation with the status `Failure::code`.
     EXECUTION_ERROR,  ///< The started action failed with the television's error `Failure::code`.
-    /// No answer of the action, or no page of the table, arrived in time. The television may still execute the request.
+    /// No answer of the action, or no page of the table, arrived in time. The television may have executed the request,
+    /// or may still do so.
     NO_ANSWER,
     WOULD_DEADLOCK,   ///< In a handler on the delivery thread, the operation would wait for that thread.
     NO_ITERATOR,      ///< The table refused to make an iterator, without a status.

@@ -127,7 +127,7 @@ protected:
             [&] { clearFaults(); }, set, set, set, set);
     }
 
-    /// Chooses the answer to later invocationsOfBothTelevisions.
+    /// Chooses the answer to later invocations.
     void chooseInvokeResult() {
         invocationsOfBothTelevisions.clear();
         answer = {.status = bytes.number(-1, 1)};
@@ -146,8 +146,8 @@ protected:
             return expected.index == actual.index &&
                    (expected.value == ARGUMENT_VALUE_WILDCARD || expected.value == actual.value);
         };
-        bool const isInvoked = invocationsOfBothTelevisions.size() ==
-                               2;  // `invocationsOfBothTelevisions[0]` is the reference model's invocation.
+        // `invocationsOfBothTelevisions[0]` is the reference model's invocation.
+        bool const isInvoked = invocationsOfBothTelevisions.size() == 2;
         expect(isInvoked ? std::ranges::equal(invocationsOfBothTelevisions[0], invocationsOfBothTelevisions[1], isSame)
                          : invocationsOfBothTelevisions.empty(),
                "the arguments arrive with the action");
@@ -159,8 +159,8 @@ protected:
 
 private:
     ActionAnswer answer;
-    std::vector<Arguments>
-        invocationsOfBothTelevisions;  ///< The invocationsOfBothTelevisions since the answer was chosen.
+    /// The invocations since the answer was chosen.
+    std::vector<Arguments> invocationsOfBothTelevisions;
 };
 
 }  // namespace fuzz

@@ -31,7 +31,7 @@ void checkRead(sd_bus_message* message, MessageItem const& item, T& kept) {
 void checkReads(Bytes& bytes) {
     Values kept;
     while (bytes.isLeft()) {
-        MessageItem const root = makeArguments(bytes, bytes.pick(ITEM_TYPES));
+        MessageItem const root = makeMutatedArguments(bytes, bytes.pick(ITEM_TYPES));
         if (auto const message = makeMessage(NOTIFICATION_SIGNALS[0], false, root); message && !root.items.empty()) {
             std::apply([&](auto&... values) { (checkRead(message.get(), root.items[0], values), ...); }, kept);
         }

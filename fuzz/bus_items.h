@@ -106,7 +106,7 @@ inline void makeConsistent(MessageItem& item) {
 }
 
 /// Makes arguments with the signature, and then changes up to three items. A change may also change the signature.
-inline MessageItem makeArguments(Bytes& bytes, std::string_view signature) {
+inline MessageItem makeMutatedArguments(Bytes& bytes, std::string_view signature) {
     MessageItem root = makeItem(bytes, '(' + std::string(signature) + ')');
     for (int count = bytes.number(0, 3); count > 0 && !root.items.empty(); --count) {
         mutate(bytes, root);

@@ -122,7 +122,7 @@ void checkNotifications(Bytes& bytes) {
         bool const isCall = oddness == 3;
         signal.name = oddness == 1 ? "Other" : signal.name;
         MessageItem root =
-            makeArguments(bytes, oddness == 2 ? bytes.pick(NOTIFICATION_SIGNALS).signature : signal.signature);
+            makeMutatedArguments(bytes, oddness == 2 ? bytes.pick(NOTIFICATION_SIGNALS).signature : signal.signature);
         if (source.valueType != nullptr && oddness > 3 && root.items.size() > 1 && root.items[1].type == "a{sv}") {
             MessageItem const value{"v", 0, "", {makeItem(bytes, source.valueType)}};
             root.items[0] = {"s", 0, source.interface};

@@ -217,7 +217,7 @@ void checkShown(Console& console) {
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     [[maybe_unused]] static bool const prepared = [] {
         setLineSink(takeLine);
-        setLogPrintedInConsole(true);
+        setLogRedirectedToConsole(true);
         return std::freopen("/dev/null", "w", stdout) != nullptr;  // The library prints refused lookups to stdout.
     }();
     television::setLogLevel(television::LogLevel::off);

@@ -70,7 +70,7 @@ class FakeBus {
 public:
     explicit FakeBus(Bytes& from) : bytes(from) {
         bus::server::Permissions permissions;
-        permissions.grant("1000", Access::READ);
+        permissions.grantAtLeast("1000", Access::READ);
         sd_bus* made = nullptr;
         int ends[2]{};
         expect(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0 && sd_bus_new(&made) >= 0 &&
@@ -92,8 +92,8 @@ public:
     /// Sends a call from `HARNESS_CLIENT` to the server, and runs the server until the reply arrives. Returns the call
     /// with its reply. The server has then received all earlier calls. Calls from clients whose credentials the server
     /// awaits have no reply yet.
-    SentCall& callFromHarness(Method const& call, std::string const& path, MessageItem const& arguments = {}) {
-        std::uint64_t const number = send(call, path, HARNESS_CLIENT, arguments);
+    SentCall& callFromHarness(Method const& method, std::string const& path, MessageItem const& arguments = {}) {
+        std::uint64_t const number = send(method, path, HARNESS_CLIENT, arguments);
         while (calls.at(number).replies == 0) {
             expect(server->runOnceUnlessTerminated(false), "the server serves");
             while (sd_bus_process(bus_.get(), nullptr) > 0) {
@@ -104,14 +104,15 @@ public:
     void waitUntilCallsReceived() { callFromHarness(SYNC, bus::MODEL_PATH); }
 
     /// Sends a call with these arguments and returns the call's number, or 0 if the call is no valid message.
-    std::uint64_t send(Method const& call, std::string const& path, char const* sender, MessageItem const& arguments) {
+    std::uint64_t send(Method const& method, std::string const& path, char const* sender,
+                       MessageItem const& arguments) {
         sd_bus_message* made = nullptr;
-        sd_bus_message_new_method_call(bus_.get(), &made, nullptr, path.c_str(), call.interface, call.name);
+        sd_bus_message_new_method_call(bus_.get(), &made, nullptr, path.c_str(), method.interface, method.name);
         bus::Message const message(made);
         std::uint64_t number = 0;
         if (made != nullptr && sd_bus_message_set_sender(made, sender) >= 0 &&
             appendAndSend(made, arguments, &number)) {
-            calls.emplace(number, SentCall{call, sender, path, arguments});
+            calls.emplace(number, SentCall{method, sender, path, arguments});
         }
         return number;
     }
@@ -143,7 +144,7 @@ public:
         if (isSuccess) {
             sd_bus_message_append(made, "a{sv}", 2, "UnixUserID", "u", USERS[index], "UnixGroupIDs", "au", 1, 7);
         }
-        if (!appendAndSend(made, isSuccess ? MessageItem() : makeArguments(bytes, "a{sv}"), nullptr)) {
+        if (!appendAndSend(made, isSuccess ? MessageItem() : makeMutatedArguments(bytes, "a{sv}"), nullptr)) {
             sd_bus_reply_method_errorf(request.get(), SD_BUS_ERROR_NAME_HAS_NO_OWNER, "gone");
         }
     }

@@ -54,41 +54,41 @@ private:
     }
 
     void call() {
-        Method const& call = bytes.pick(METHODS);
+        Method const& method = bytes.pick(METHODS);
         std::string const key = bytes.pick(KEYS);
-        MessageItem arguments = makeArguments(bytes, call.signature);
+        MessageItem arguments = makeMutatedArguments(bytes, method.signature);
         std::string path = bus::pathOf(key);
         std::string iterator = path;
         if (!iterators.empty()) {
             iterator = std::next(iterators.begin(), bytes.number<std::ptrdiff_t>(0, std::ssize(iterators) - 1))->first;
         }
-        if (bytes.number(0, 7) != 0) {  // Most calls go to an object that has the call's interface.
-            path = call.interface == bus::ITERATOR_INTERFACE ? iterator
-                   : call.interface == bus::OBJECT_MANAGER_INTERFACE || call.interface == bus::MODEL_INTERFACE
+        if (bytes.number(0, 7) != 0) {  // Most calls go to an object that has the method's interface.
+            path = method.interface == bus::ITERATOR_INTERFACE ? iterator
+                   : method.interface == bus::OBJECT_MANAGER_INTERFACE || method.interface == bus::MODEL_INTERFACE
                        ? bus::MODEL_PATH
                        : path;
-            bool const isProperty = call.interface == bus::PROPERTIES_INTERFACE && !arguments.items.empty();
+            bool const isProperty = method.interface == bus::PROPERTIES_INTERFACE && !arguments.items.empty();
             if (auto const content = contents.find(key); isProperty && content != contents.end()) {
-                arguments.items.resize(typesOf(call.signature).size(), MessageItem{"s"});
+                arguments.items.resize(typesOf(method.signature).size(), MessageItem{"s"});
                 arguments.items[0] = {"s", 0, interfaces.at(content->second.type)};
                 arguments.items[1 % arguments.items.size()].text =
                     arguments.items.size() > 1 ? "Value" : arguments.items[0].text;
-                if (call.name == SET.name) {
+                if (method.name == SET.name) {
                     arguments.items[2] = {"v", 0, "", {makeItem(bytes, content->second.type)}};
                 }
                 makeConsistent(arguments);
-            } else if (call.name == CREATE_ITERATOR.name || call.name == INVOKE.name) {
-                path = bus::pathOf(call.name == INVOKE.name ? "a" : bytes.nextBool() ? "t" : "u");
-                arguments = makeItem(bytes, '(' + std::string(call.signature) + ')');
+            } else if (method.name == CREATE_ITERATOR.name || method.name == INVOKE.name) {
+                path = bus::pathOf(method.name == INVOKE.name ? "a" : bytes.nextBool() ? "t" : "u");
+                arguments = makeItem(bytes, '(' + std::string(method.signature) + ')');
                 makeConsistent(arguments);
-            } else if (call.name == DESTROY_ITERATOR.name) {
+            } else if (method.name == DESTROY_ITERATOR.name) {
                 arguments.items = {{"o", 0, iterator}};
                 path = iterators.contains(iterator) ? bus::pathOf(iterators.at(iterator).second) : path;
             }
         } else if (bytes.nextBool()) {
             path = bytes.text(30);
         }
-        fakeBus.send(call, path, bytes.pick(CLIENTS), arguments);
+        fakeBus.send(method, path, bytes.pick(CLIENTS), arguments);
         fakeBus.waitUntilCallsReceived();
         if (fakeBus.hasPendingCredentialsRequests() && bytes.number(0, 3) != 0) {
             fakeBus.replyToCredentialsRequest(true);

@@ -120,9 +120,9 @@ public:
     bool withdraw(std::string const& key);
 
     /// Changes a value and notifies every connected observer, in the order of the changes. Returns false and changes
-    /// nothing if `key` has no plain-valued object of the value's type.
+    /// nothing if no object with a plain value of this type is published under `key`.
     bool set(std::string const& key, Value const& value);
-    /// Returns the current value; empty if `key` has no plain-valued object.
+    /// Returns the current value; empty if no object with a plain value is published under `key`.
     [[nodiscard]] std::optional<Value> get(std::string const& key) const;
     /// Returns the keys and the types of the published objects.
     [[nodiscard]] std::map<std::string, objbus::ObjectTypeSpec> objects() const;
@@ -173,8 +173,8 @@ public:
     [[nodiscard]] int lookups() const;
     /// The numbers of operations on one key, for all objects that were published under the key.
     [[nodiscard]] KeyCounts counts(std::string const& key) const;
-    /// The current number of registrations of observers with the objects published under `key`, including withdrawn
-    /// objects.
+    /// The current number of registrations with all objects that were ever published under `key`. An observer that
+    /// connected twice has two registrations.
     [[nodiscard]] int registrations(std::string const& key) const;
     /// The newest request for an iterator on the table under `key`.
     [[nodiscard]] std::optional<IteratorRequest> iteratorRequest(std::string const& key) const;

@@ -21,7 +21,7 @@ void notify(Notification const& notification, Registration const& recipient) {
     try {
         notification.notify(recipient);
     } catch (std::bad_alloc const&) {
-        report(TAG, "memory ran out, an observer lost a notification");
+        reportError(TAG, "memory ran out, an observer lost a notification");
     }
 }
 
@@ -176,12 +176,12 @@ void Delivery::reportDroppingBeginOrEnd() {
         std::snprintf(line.data(), line.size(),
                       "more than %zu bytes of changes wait for the handlers: older changes give way to newer ones",
                       changeBytesLimit_);
-        report(TAG, line.data());
+        reportError(TAG, line.data());
     }
     if (ends) {
         std::snprintf(line.data(), line.size(), "the handlers have caught up: %zu changes gave way to newer ones",
                       dropped);
-        report(TAG, line.data());
+        reportError(TAG, line.data());
     }
     mutex_.lock();
 }

@@ -44,11 +44,11 @@ struct Notification {
 
 /// Runs notifications on its own thread, one after the other, in the order of posting.
 ///
-/// The payload of the waiting changes is bounded. If a new change raises the payload above the bound, the oldest
-/// waiting changes of the same object are dropped, until the payload is within the bound or only the new change of this
-/// object waits. The newest change of each object is always delivered. Other notifications are neither counted nor
-/// dropped. If changes are dropped, one line of the log reports this before the next notification runs. Another line
-/// reports the number of dropped changes when half of the bound is free.
+/// The size of the waiting changes is bounded. The size of a change is its payload and 256 bytes. If a new change
+/// raises the size above the bound, the oldest waiting changes of the same object are dropped, until the size is within
+/// the bound or only the new change of this object waits. The bound never drops the newest change of an object. Other
+/// notifications are neither counted nor dropped. If changes are dropped, one line of the log reports this before the
+/// next notification runs. Another line reports the number of dropped changes when half of the bound is free.
 class Delivery {
 public:
     /// Returns the bound in bytes: the value of NRX_DELIVERY_LIMIT, or 64 MiB if the variable has no valid value.
@@ -110,7 +110,8 @@ private:
     Queue queue_ NRX_GUARDED_BY(mutex_);
     /// The queued changes by object, oldest first.
     std::map<void const*, std::deque<Queue::iterator>> changes_ NRX_GUARDED_BY(mutex_);
-    std::size_t queuedChangeBytes_ NRX_GUARDED_BY(mutex_) = 0;  ///< The sum of `bytesWithOverhead`.
+    /// The sum of `bytesWithOverhead` of the queued changes.
+    std::size_t queuedChangeBytes_ NRX_GUARDED_BY(mutex_) = 0;
     std::uint64_t lastSequenceNumber_ NRX_GUARDED_BY(mutex_) = 0;
     std::uint64_t runningSequenceNumber_ NRX_GUARDED_BY(mutex_) = 0;  ///< The number of the running notification, or 0.
     /// The number of changes dropped since dropping began.

@@ -39,9 +39,9 @@ protected:
         }
     }
     template <typename Notify>
-    void postChange(std::size_t payload, Notify notify) {
+    void postChange(std::size_t payloadBytes, Notify notify) {
         if (!this->isWithdrawn()) {
-            observers_.postChange(this->delivery(), payload, std::move(notify));
+            observers_.postChange(this->delivery(), payloadBytes, std::move(notify));
         }
     }
 

@@ -34,10 +34,10 @@ void postTo(std::shared_ptr<TypedRegistration<Obs>> const& registration, Deliver
 template <typename Obs>
 class Observers {
 public:
-    /// Adds a registration. `Delivery::waitWhileRunning` finds the registration by observer and source.
-    void add(objbus::Observer* observer, void const* source) {
+    /// Adds a registration. `Delivery::waitWhileRunning` finds the registration by observer and `notificationSource`.
+    void add(objbus::Observer* observer, void const* notificationSource) {
         registrations_.push_back(
-            std::make_shared<TypedRegistration<Obs>>(observer, dynamic_cast<Obs*>(observer), source));
+            std::make_shared<TypedRegistration<Obs>>(observer, dynamic_cast<Obs*>(observer), notificationSource));
     }
 
     /// Cancels the observer's registrations and returns their number.
@@ -60,10 +60,10 @@ public:
         delivery.post(makeNotification(std::move(notify)));
     }
 
-    /// Like `post`, for a change of the object's value. `payload` is the value's size in bytes.
+    /// Like `post`, for a change of the object's value. `payloadBytes` is the value's size in bytes.
     template <typename Notify>
-    void postChange(Delivery& delivery, std::size_t payload, Notify notify) const {
-        delivery.postChange(makeNotification(std::move(notify)), this, payload);
+    void postChange(Delivery& delivery, std::size_t payloadBytes, Notify notify) const {
+        delivery.postChange(makeNotification(std::move(notify)), this, payloadBytes);
     }
 
 private:

@@ -24,7 +24,7 @@ void writeIfAdmitted(LogLevel severity, Write const& writeLine) noexcept {
 
 }  // namespace
 
-void report(char const* tag, char const* line) noexcept {
+void reportError(char const* tag, char const* line) noexcept {
     writeIfAdmitted(LogLevel::error, [=] { debugOutput("ERROR [%s] %s\n", tag, line); });
 }
 

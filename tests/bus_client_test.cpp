@@ -44,7 +44,7 @@ TEST_F(BusClientDeathTest, ConnectsWhenTheBusStarts) {
         Client<int> const early(key);
         ::setenv("NRX_BUS_ADDRESS", "unix:path=/elsewhere", 1);  // The platform has already read this variable.
         driver::publish(key, 7);
-        driver::startBusAndTelevision();
+        driver::restartAfterLoss();
         Client<int> const late(key);
         bus::setPresenceListener({});
         bool const isConnected = early.status == STATUS_NO_BUS && late.status == 0 && late.read() == 7 &&
@@ -107,22 +107,22 @@ TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
         EXPECT_EQ(client.write(list[2]), loss.status);
         EXPECT_EQ(client.reportedType(), client.TYPE);
         driver::set(this->key, list[1]);
-        driver::startBusAndTelevision();
+        driver::restartAfterLoss();
         this->expectReceived({list[0], list[1]}, client, other);
 
         loss.lose();
-        driver::startBusAndTelevision();
+        driver::restartAfterLoss();
         loss.lose();
         driver::set(this->key, list[0]);
         driver::set(this->key, list[1]);  // The clients have already received this value.
-        driver::startBusAndTelevision();
+        driver::restartAfterLoss();
         this->expectReceived({}, client, other);
 
         loss.lose();
         EXPECT_EQ(other.disconnect(), 0);
         EXPECT_EQ(other.disconnect(), STATUS_NOT_CONNECTED);
         driver::set(this->key, list[2]);
-        driver::startBusAndTelevision();
+        driver::restartAfterLoss();
         driver::set(this->key, list[2]);  // A write of an equal value is a change, too.
         EXPECT_EQ(client.write(list[1]), 0);
         this->expectReceived({list[2], list[2], list[1]}, client);
@@ -138,11 +138,11 @@ TYPED_TEST(LostValue, FailsDuringALossAndNotifiesAChangedValueAfterwards) {
         EXPECT_EQ(fresh.disconnect(), 0);
         Client<TypeParam> first(this->key);
         loss.lose();
-        driver::startBusAndTelevision();
+        driver::restartAfterLoss();
         this->expectReceived({list[2]}, first);  // This client has received no value yet.
         Client<TypeParam> second(this->key);
         loss.lose();
-        driver::startBusAndTelevision();
+        driver::restartAfterLoss();
         this->expectReceived({}, first, second);
         EXPECT_EQ(connectTo(this->key, &client, client.object), 0);
     }
@@ -162,7 +162,7 @@ TYPED_TEST(LostValue, IsRecoveredFromTheNextTelevisionThatPublishesIt) {
         EXPECT_EQ(later.write(this->values[1]), STATUS_WITHDRAWN);
         loss.lose();
         driver::publish(this->key, this->values[1]);
-        driver::startBusAndTelevision();
+        driver::restartAfterLoss();
         driver::set(this->key, this->values[2]);
         this->expectReceived({this->values[1], this->values[2]}, client, later);
         EXPECT_EQ(client.read(), this->values[2]);
@@ -186,7 +186,7 @@ TYPED_TEST(LostValue, MayBePublishedLaterOrWithAnotherType) {
         auto client = driver::publishAndConnect(this->key, this->values[0]);
         loss.lose();
         driver::withdraw(this->key);
-        driver::startBusAndTelevision();
+        driver::restartAfterLoss();
         EXPECT_EQ(client.write(this->values[1]), STATUS_WITHDRAWN);
         EXPECT_EQ(Client<TypeParam>(this->key).status, STATUS_NOT_PUBLISHED);
         driver::publish(this->key, this->values[1]);
@@ -196,7 +196,7 @@ TYPED_TEST(LostValue, MayBePublishedLaterOrWithAnotherType) {
 
         loss.lose();
         driver::publish(this->key, sampleValue<Other>(7));
-        driver::startBusAndTelevision();
+        driver::restartAfterLoss();
         Client<Other> other(this->key);
         EXPECT_EQ(other.read(), sampleValue<Other>(7));
         EXPECT_EQ(other.reportedType(), other.TYPE);

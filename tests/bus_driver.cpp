@@ -134,7 +134,7 @@ void killBus() {
     test::waitForTelevisionStatus(television::STATUS_NO_BUS);
 }
 
-void startBusAndTelevision() {
+void restartAfterLoss() {
     tv.start();
     test::waitForTelevisionStatus(television::STATUS_OK);
     waitForNotificationsAndResyncs();

@@ -25,11 +25,11 @@ TEST_P(LostTelevision, IsReportedBeforeTheValuesOfItsReturn) {
     GetParam().lose();
     EXPECT_EQ(bus::presence(), Presence::gone);
     driver::set(key, 2);
-    driver::startBusAndTelevision();
+    driver::restartAfterLoss();
     EXPECT_EQ(bus::presence(), Presence::back);
     bus::setPresenceListener({});
     GetParam().lose();
-    driver::startBusAndTelevision();
+    driver::restartAfterLoss();
     EXPECT_EQ(received, (Strings{"+", "-", "+", "value"}));
 }
 
@@ -53,13 +53,13 @@ TEST_P(LostTelevision, AnswersEveryInvocationOnce) {
     id = 7;
     EXPECT_EQ(client->invoke(id, {}), GetParam().status);
     EXPECT_EQ(id, 7U);
-    driver::startBusAndTelevision();
+    driver::restartAfterLoss();
     driver::withdraw(key);
     driver::waitForNotifications();
     EXPECT_EQ(client->invoke(id, {}), STATUS_WITHDRAWN);
     GetParam().lose();
     driver::publishAction(key);
-    driver::startBusAndTelevision();
+    driver::restartAfterLoss();
     driver::setInvokeAnswer(Strings{"again"});
     invoke(" 0:again; ");
     EXPECT_EQ(driver::received(client), expected);
@@ -69,7 +69,7 @@ TEST_P(LostTelevision, NotifiesIteratorsWhichCanStillBeDestroyed) {
     driver::killTelevision();
     driver::publishTable(key, {{"a"}});
     // The paths of `old` and `renewed` end with the same number, but each television has its own path prefix.
-    driver::startBusAndTelevision();
+    driver::restartAfterLoss();
     Client<ObjectTable> table(key);
     IteratorObserver oldObserver;
     IteratorObserver newObserver;
@@ -82,7 +82,7 @@ TEST_P(LostTelevision, NotifiesIteratorsWhichCanStillBeDestroyed) {
     EXPECT_EQ(table->destroyIterator(ending), 0);
     EXPECT_NE(table->destroyIterator(ending), 0);
     EXPECT_EQ(makeIterator(table, &newObserver), nullptr);
-    driver::startBusAndTelevision();
+    driver::restartAfterLoss();
     TableIterator* const renewed = makeIterator(table, &newObserver);
     ASSERT_NE(renewed, nullptr);
     old->seekToRow(0);
@@ -116,7 +116,7 @@ TEST_P(LostTelevision, IsFoundAgainByTheClientLayer) {
     EXPECT_EQ(rows.result().error().code, STATUS_LOST);
     EXPECT_EQ(property.set(3).error().code, GetParam().status);
     driver::set(key, 2);
-    driver::startBusAndTelevision();
+    driver::restartAfterLoss();
     EXPECT_TRUE(property.set(3) && error == STATUS_LOST);
     driver::waitForNotifications();
     EXPECT_EQ(received, (Integers{1, 2, 3}));

@@ -30,17 +30,17 @@ public:
 };
 
 /// Lets each allocation of each operation fail in two runs: in one run alone, in the other run with all later ones.
-/// `getsThrough` takes an operation and the arguments of a `ScopedAllocationFailure`, and returns whether no allocation
-/// failed. The first member of an operation is its name. Prints the numbers of allocations.
-template <typename Operations, typename GetsThrough>
-void failEachAllocation(Operations const& operations, GetsThrough const& getsThrough) {
+/// `runsWithoutFailedAllocation` takes an operation and the arguments of a `ScopedAllocationFailure`, and returns
+/// whether no allocation failed. The first member of an operation is its name. Prints the numbers of allocations.
+template <typename Operations, typename RunsWithoutFailedAllocation>
+void failEachAllocation(Operations const& operations, RunsWithoutFailedAllocation const& runsWithoutFailedAllocation) {
     stress::Watchdog watchdog(std::chrono::seconds(20));
     for (auto const& operation : operations) {
         std::string const name = std::get<0>(operation);
         auto const run = [&](int allocations, bool lasts) {
             SCOPED_TRACE(name + ", allocation " + std::to_string(allocations) + (lasts ? " and later" : ""));
             watchdog.kick();
-            return getsThrough(operation, allocations, lasts);
+            return runsWithoutFailedAllocation(operation, allocations, lasts);
         };
         int failed = 0;
         for (; !run(failed, true); ++failed) {

@@ -131,13 +131,13 @@ public:
 
     /// Starts a television, which replaces an earlier one.
     void startTelevision() {
-        ASSERT_GE(bus::startBusConnection(fakeTelevisionBus, bus::findAddressInEnvironment()), 0);
+        ASSERT_GE(bus::startBusConnection(fakeTelevisionBus, bus::findBusAddressInEnvironment()), 0);
         ASSERT_GE(sd_bus_add_filter(fakeTelevisionBus.get(), nullptr, handleMessage, this), 0);
         ASSERT_GE(sd_bus_request_name(fakeTelevisionBus.get(), bus::SERVICE, 0), 0);
         serveUntilDone(bus::waitUntilDelivered);
     }
     /// Starts a television and makes the clients' iterator again.
-    void restartTelevision() {
+    void replaceTelevision() {
         startTelevision();
         EXPECT_EQ(clients->table->destroyIterator(clients->iterator), 0);
         clients->iterator->commit();  // A destroyed iterator sends no call.

@@ -95,7 +95,7 @@ TEST_F(HostileBus, InvalidSignalsAndSendersAreIgnored) {
     auto const& OBJECT = bus::OBJECT_INTERFACE;
     constexpr char NOTHING[] = "/nrx/Television1/model/nothing";
     bus::Bus stranger;
-    ASSERT_GE(bus::startBusConnection(stranger, bus::findAddressInEnvironment()), 0);
+    ASSERT_GE(bus::startBusConnection(stranger, bus::findBusAddressInEnvironment()), 0);
     char const* name = nullptr;
     ASSERT_GE(sd_bus_get_unique_name(stranger.get(), &name), 0);
     std::vector<Signal> signals(std::begin(VALID_SIGNALS), std::end(VALID_SIGNALS));

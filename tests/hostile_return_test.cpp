@@ -74,12 +74,12 @@ TEST_F(HostileBus, ManyClientsReceiveTheChangesThatTheyMissed) {
         }
     });
     answerAll(held.hold());
-    restartTelevision();
+    replaceTelevision();
     while (held.calls.size() < 64) {
         received();
     }
     held.calls.clear();  // Drops these calls without a reply.
-    restartTelevision();
+    replaceTelevision();
     for (std::size_t failed = 0; notified < COUNT;) {
         received();
         bool const fail = failed < 100;
@@ -95,14 +95,14 @@ TEST_F(HostileBus, ManyClientsReceiveTheChangesThatTheyMissed) {
 
 TEST_F(HostileBus, AReadAfterTheReturnIsRepeatedUntilItSucceeds) {
     HeldCalls held;
-    auto const restartAndHoldRead = [&] {
+    auto const replaceAndHoldRead = [&] {
         answersByMethod["l Value"] = held.hold();
-        restartTelevision();
+        replaceTelevision();
         while (held.calls.empty()) {
             received();
         }
     };
-    restartAndHoldRead();
+    replaceAndHoldRead();
     EXPECT_GE(sd_bus_release_name(fakeTelevisionBus.get(), bus::SERVICE), 0);
     serveUntilDone([this] { return clients->list.statusOfRead() - 101; });
     held.answer(replyWithList({"of an earlier owner"}));
@@ -122,7 +122,7 @@ TEST_F(HostileBus, AReadAfterTheReturnIsRepeatedUntilItSucceeds) {
         EXPECT_EQ(std::count(all.begin(), all.end(), "of an earlier owner"), 0);
     }
 
-    restartAndHoldRead();
+    replaceAndHoldRead();
     send(VALID_SIGNALS[0]);
     send({bus::MODEL_PATH, OBJECT_MANAGER_INTERFACE, INTERFACES_REMOVED,
           makeBody("oas", LIST_PATH, 1, bus::OBJECT_INTERFACE)});
@@ -132,7 +132,7 @@ TEST_F(HostileBus, AReadAfterTheReturnIsRepeatedUntilItSucceeds) {
         held.answer(replyWithList({"late"}));
     }
     answersByMethod["l Value"] = replyWithList({});
-    restartTelevision();
+    replaceTelevision();
     EXPECT_EQ(other->disconnect(), 0);
     received();
 }
@@ -147,7 +147,7 @@ TEST_F(HostileBus, AChangeAfterTheReturnIsReceivedLast) {
         std::exchange(isRead, false) ? send(VALID_SIGNALS[0]) : void();
         return replyWith("")(call);
     });
-    restartTelevision();
+    replaceTelevision();
     Strings all;
     for (Strings const& more : {received(), received(), received()}) {
         all.insert(all.end(), more.begin(), more.end());

@@ -82,7 +82,7 @@ public:
     }
 
     /// Returns whether `allocations` allocations suffice. A failed operation must not change `Things::target`.
-    bool getsThrough(Operation const& operation, int allocations, bool lasts) {
+    bool runsWithoutFailedAllocation(Operation const& operation, int allocations, bool lasts) {
         tv.set(COMMAND, Strings{});
         testing::internal::CaptureStderr();
         auto things = std::make_unique<Things>(tv);
@@ -125,7 +125,7 @@ TEST_F(MemoryTest, EveryAllocationMayFail) {
     tv.publish(NUMBERS, Integers{});
     tv.publishAction(SOURCE_SWITCH, {});
     tv.publishTable(ROWS, {});
-    auto const run = [this](auto const&... step) { return getsThrough(step...); };
+    auto const run = [this](auto const&... step) { return runsWithoutFailedAllocation(step...); };
     simulator::setLogLevel(simulator::LogLevel::debug);
     failEachAllocation(OPERATIONS, run);
     simulator::setLogLevel(simulator::LogLevel::off);

@@ -31,7 +31,8 @@ inline RootInterface& root() {
     return *static_cast<RootInterface*>(reference->getObject());
 }
 
-/// Keeps the records of an observer. After all notifications are delivered, `received` may be read without the mutex.
+/// Keeps what an observer was notified of, in order. After all notifications are delivered, `received` may be read
+/// without the mutex.
 template <typename T>
 struct Recorder {
     std::vector<T> take() {

@@ -49,13 +49,13 @@ auto received(Recorder& observer) {
 }
 
 // Only for a television on a bus: the next two functions kill the television, or the bus, and return when the clients
-// have been notified of the loss. After `startBusAndTelevision`, the television has the earlier objects, with the
-// changes that the test made during the loss.
+// have been notified of the loss. After `restartAfterLoss`, the television has the earlier objects, with the changes
+// that the test made during the loss.
 void killTelevision();
 void killBus();  ///< The television ends, too.
 
 /// Starts a killed bus at its earlier address, then the television. Returns after `waitForNotificationsAndResyncs`.
-void startBusAndTelevision();
+void restartAfterLoss();
 
 /// Waits for notifications, and for values that the platform reads after a television starts or publishes an object.
 void waitForNotificationsAndResyncs();

@@ -149,8 +149,8 @@ TEST_F(FacadeWorkerTest, CallsHaveTheModelsOwnStatus) {
              Row{"set", "[[", television::STATUS_NOT_CARRIED},
              Row{"get", R"(["torvi.sl2.str.orvfactory.software.version"])", television::STATUS_NOT_SUPPORTED},
              Row{"delete", R"(["event"])", television::STATUS_NOT_SUPPORTED},
-             Row{"set", R"(["event",[")" + std::string(MAX_LIST_BYTES, 'x') + "\"]]", 0},
-             Row{"set", R"(["event",[")" + std::string(MAX_LIST_BYTES, 'x') + "\",\"\"]]", STATUS_TOO_LARGE},
+             Row{"set", R"(["event",[")" + std::string(MAX_WRITTEN_LIST_BYTES, 'x') + "\"]]", 0},
+             Row{"set", R"(["event",[")" + std::string(MAX_WRITTEN_LIST_BYTES, 'x') + "\",\"\"]]", STATUS_TOO_LARGE},
              Row{"device", "[]", 0, R"({"deviceId":null,"featureCode":null,"modelName":null,"softwareVersion":""})"},
              Row{"requestStartService", "[]", 0},
          }) {

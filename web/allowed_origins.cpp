@@ -41,13 +41,13 @@ AllowedOrigins AllowedOrigins::fromEnvironment() {
         if (isOrigin(word)) {
             allowed.origins_.push_back(word);
         } else {
-            report((VARIABLE + (": \"" + word) +
-                    "\" is no origin: expected http://host[:port], https://host[:port] or file://")
-                       .c_str());
+            reportError((VARIABLE + (": \"" + word) +
+                         "\" is no origin: expected http://host[:port], https://host[:port] or file://")
+                            .c_str());
         }
     }
     if (allowed.isEmpty()) {
-        report((VARIABLE + std::string(" lists no origin: no page sees nrx")).c_str());
+        reportError((VARIABLE + std::string(" lists no origin: no page sees nrx")).c_str());
     }
     return allowed;
 }

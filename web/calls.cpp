@@ -72,7 +72,7 @@ bool isTooLarge(std::vector<std::string> const& texts) {
     for (std::string const& text : texts) {
         bytes += std::max<std::size_t>(text.size(), 1);
     }
-    return bytes > MAX_LIST_BYTES;
+    return bytes > MAX_WRITTEN_LIST_BYTES;
 }
 
 }  // namespace

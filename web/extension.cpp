@@ -65,6 +65,6 @@ extern "C" G_MODULE_EXPORT void webkit_web_extension_initialize(WebKitWebExtensi
         return television::STATUS_OK;
     });
     if (status != television::STATUS_OK) {
-        report("no memory or thread is left: no page sees nrx");
+        reportError("no memory or thread is left: no page sees nrx");
     }
 }

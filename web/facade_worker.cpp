@@ -66,7 +66,7 @@ void FacadeWorker::detach(ListQueue& documentQueue) {
     // worker thread drops the last reference.
     dropped.clear();
     for (ListType const type : LISTS) {
-        updateFacadeListener(type);
+        updateFacadeListenerOnMain(type);
     }
     if (isLast) {
         session_->cancelQueuedStart();
@@ -77,10 +77,10 @@ void FacadeWorker::detach(ListQueue& documentQueue) {
 
 void FacadeWorker::listen(ListQueue& documentQueue, ListType type, bool isOn) {
     documentQueue.setListening(type, isOn);
-    updateFacadeListener(type);
-    // The worker may have to connect the list. `updateFacadeListener` has locked the mutex after `setListening`, and
-    // the worker holds the mutex between its check and its wait. So the worker either sees the change or already waits
-    // for this notification.
+    updateFacadeListenerOnMain(type);
+    // The worker may have to connect the list. `updateFacadeListenerOnMain` has locked the mutex after `setListening`,
+    // and the worker holds the mutex between its check and its wait. So the worker either sees the change or already
+    // waits for this notification.
     workAvailable_.notify_one();
 }
 
@@ -112,11 +112,11 @@ void FacadeWorker::distribute(ListType type, std::vector<std::string> const& tex
         return television::STATUS_OK;
     });
     if (status != television::STATUS_OK) {
-        report("memory ran out, a list did not reach the pages");
+        reportError("memory ran out, a list did not reach the pages");
     }
 }
 
-void FacadeWorker::updateFacadeListener(ListType type) {
+void FacadeWorker::updateFacadeListenerOnMain(ListType type) {
     bool isOn = false;
     {
         television::MutexLock const lock(mutex_);

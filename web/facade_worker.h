@@ -70,7 +70,7 @@ private:
     void retryWhileOutOfMemory(Post const& post);
     void run();
     /// Starts or stops the facade's listener of the type.
-    void updateFacadeListener(ListType type);
+    void updateFacadeListenerOnMain(ListType type);
     [[nodiscard]] bool hasListeningDocument(ListType type) const NRX_REQUIRES(mutex_);
     /// Whether a document listens to a list that is not connected.
     [[nodiscard]] bool isReconnectNeeded() NRX_REQUIRES(mutex_);

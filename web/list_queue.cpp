@@ -33,7 +33,7 @@ void ListQueue::push(ListType type, ListText const& list) {
         isDeliveryDue = !std::exchange(isDeliveryScheduled_, true);
     }
     if (isFirstDrop) {
-        report("a page does not take its lists in time: older lists give way to newer ones");
+        reportError("a page does not take its lists in time: older lists give way to newer ones");
     }
     if (isDeliveryDue) {
         try {
@@ -73,7 +73,7 @@ std::optional<ListQueue::QueuedList> ListQueue::pop() {
         dropped = std::exchange(droppedSinceEmpty_, 0);
     }
     if (dropped > 0) {
-        report(("lists that a page did not take in time: " + std::to_string(dropped)).c_str());
+        reportError(("lists that a page did not take in time: " + std::to_string(dropped)).c_str());
     }
     return std::nullopt;
 }

@@ -5,6 +5,6 @@
 namespace web {
 
 /// Writes one line to the television's log, with the extension's tag. Allocates no memory for a short line.
-inline void report(char const* line) noexcept { television::report("WEB", line); }
+inline void reportError(char const* line) noexcept { television::reportError("WEB", line); }
 
 }  // namespace web

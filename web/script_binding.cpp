@@ -28,7 +28,7 @@ ScriptBinding& bindingOf(gpointer owner) { return **static_cast<Owner*>(owner); 
 /// Logs an exception that nrx.js did not catch.
 void reportException(JSCContext* context) {
     if (JSCException* const exception = jsc_context_get_exception(context)) {
-        report(takeText(jsc_exception_report(exception)).c_str());
+        reportError(takeText(jsc_exception_report(exception)).c_str());
         jsc_context_clear_exception(context);
     }
 }
@@ -108,7 +108,7 @@ int ScriptBinding::call(char const* name, double id, char const* json) {
     worker_.call(queue_, std::move(operation), [binding = weak_from_this(), queue = queue_, id](Answer const& answer) {
         if (auto const self = binding.lock(); self != nullptr && self->queue_ == queue) {
             --self->pendingCalls_;
-            self->sendAnswer(id, answer);
+            self->invokeReceiveAnswer(id, answer);
         }
     });
     ++pendingCalls_;
@@ -133,7 +133,7 @@ void ScriptBinding::deliverLists() {
     runOnMainContext([self = shared_from_this()] { self->deliverLists(); }, PRIORITY_BELOW_TIMERS);
 }
 
-void ScriptBinding::sendAnswer(double id, Answer const& answer) {
+void ScriptBinding::invokeReceiveAnswer(double id, Answer const& answer) {
     Ref<JSCValue> const receiver = addRef(receiver_.get());
     Ref<JSCValue> const result(jsc_value_object_invoke_method(receiver.get(), "receiveAnswer", G_TYPE_DOUBLE, id,
                                                               G_TYPE_INT, answer.status, G_TYPE_STRING,

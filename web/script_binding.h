@@ -38,7 +38,7 @@ private:
 
     /// Passes the waiting lists to the script.
     void deliverLists();
-    void sendAnswer(double id, Answer const& answer);
+    void invokeReceiveAnswer(double id, Answer const& answer);
 
     FacadeWorker& worker_;
     std::shared_ptr<ListQueue> queue_;  // Null while detached, like `receiver_`.

@@ -37,13 +37,12 @@ char const* reasonOf(int status) {
 
 }  // namespace
 
-void writeErrorLine(char const* line) noexcept { television::report("BUS", line); }
+void logErrorLine(char const* line) noexcept { television::reportError("BUS", line); }
 
 void reportFailure(std::string const& target, char const* operation, int status) noexcept {
     runNoexcept([&] {
-        writeErrorLine(
-            (target + ": " + operation + " failed, status " + std::to_string(status) + ": " + reasonOf(status))
-                .c_str());
+        logErrorLine((target + ": " + operation + " failed, status " + std::to_string(status) + ": " + reasonOf(status))
+                         .c_str());
     });
 }
 

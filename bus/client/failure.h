@@ -7,7 +7,7 @@
 namespace bus {
 
 /// Writes one line of severity "error" to the log. Needs no memory for a short line.
-void writeErrorLine(char const* line) noexcept;
+void logErrorLine(char const* line) noexcept;
 /// Logs that an operation on a key or a path failed, with the reason.
 void reportFailure(std::string const& target, char const* operation, int status) noexcept;
 
@@ -24,7 +24,7 @@ int runNoexcept(Body const& body) noexcept {
     try {
         body();
     } catch (...) {
-        writeErrorLine("memory ran out, an event of the television was lost");
+        logErrorLine("memory ran out, an event of the television was lost");
     }
     return 0;
 }

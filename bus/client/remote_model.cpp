@@ -85,38 +85,40 @@ bool RemoteModel::receivesSignals(RemoteObject const& object) {
 
 int RemoteModel::connect(std::string const& key, objbus::Observer* observer, objbus::Object*& object) {
     KeyEntry& entry = findOrCreateEntry(key);
-    auto const attempt = findOrStartAttempt(entry, observer);
+    auto const attempt = findRepeatOrStartAttempt(entry, observer);
     if (attempt->status.wait_for(CONNECT_ATTEMPT_TIMEOUT) != std::future_status::ready) {
         return connection.isBusConnected() ? television::STATUS_NO_ANSWER : television::STATUS_NO_BUS;
     }
     television::MutexLock const lock(mutex);
     int status = attempt->status.get();
-    if (status == television::STATUS_OK && !attempt->object->isPublished()) {  // Withdrawn after the reply.
+    if (status == television::STATUS_OK &&
+        !attempt->objectFromTypeReply->isPublished()) {  // Withdrawn after the reply.
         status = television::STATUS_NOT_PUBLISHED;
     }
     if (status == television::STATUS_OK) {
-        if (attempt->object->observerCount() == 0) {
-            attempt->object->clearResyncState();
+        if (attempt->objectFromTypeReply->observerCount() == 0) {
+            attempt->objectFromTypeReply->clearResyncState();
         }
-        attempt->object->addRegistration(observer);
-        object = &attempt->object->object();
+        attempt->objectFromTypeReply->addRegistration(observer);
+        object = &attempt->objectFromTypeReply->object();
     }
-    if (auto const found = entry.attempts.find(observer); found != entry.attempts.end() && found->second == attempt) {
-        entry.attempts.erase(found);
+    if (auto const found = entry.unreturnedAttempts.find(observer);
+        found != entry.unreturnedAttempts.end() && found->second == attempt) {
+        entry.unreturnedAttempts.erase(found);
     }
     return status;
 }
 
-std::shared_ptr<ObserverConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry& entry,
-                                                                        objbus::Observer const* observer) {
+std::shared_ptr<ObserverConnectAttempt> RemoteModel::findRepeatOrStartAttempt(KeyEntry& entry,
+                                                                              objbus::Observer const* observer) {
     std::shared_ptr<ObserverConnectAttempt> attempt;
     {
         television::MutexLock const lock(mutex);
-        auto const found = entry.attempts.find(observer);
-        if (found != entry.attempts.end() && found->second->isUsableForNextConnect()) {
+        auto const found = entry.unreturnedAttempts.find(observer);
+        if (found != entry.unreturnedAttempts.end() && found->second->isUsableForNextConnect()) {
             return found->second;
         }
-        if (found != entry.attempts.end() && !found->second->hasStatus()) {
+        if (found != entry.unreturnedAttempts.end() && !found->second->hasStatus()) {
             attempt = found->second;
             attempt->retryInterval *= 2;
             attempt->earliestRepeatedRequest = deadlineAfter(attempt->retryInterval);
@@ -124,22 +126,22 @@ std::shared_ptr<ObserverConnectAttempt> RemoteModel::findOrStartAttempt(KeyEntry
             attempt = std::make_shared<ObserverConnectAttempt>();
         }
     }
-    requestType(entry, attempt);
+    requestTypeAndInitialValue(entry, attempt);
     television::MutexLock const lock(mutex);
-    // Stores a new attempt only after `requestType`. If `requestType` throws, a new attempt never has a status, and a
-    // later connect must not wait for this attempt.
-    entry.attempts.insert_or_assign(observer, attempt);
+    // Stores a new attempt only after `requestTypeAndInitialValue`. If `requestTypeAndInitialValue` throws, a new
+    // attempt never has a status, and a later connect must not wait for this attempt.
+    entry.unreturnedAttempts.insert_or_assign(observer, attempt);
     return attempt;
 }
 
-void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAttempt> const& attempt) {
+void RemoteModel::requestTypeAndInitialValue(KeyEntry& entry, std::shared_ptr<ObserverConnectAttempt> const& attempt) {
     auto const reply = [this, &entry, attempt](sd_bus_message* message) {
         int type = 0;
         int const result = readVariant(message, "i", type);
         if (result >= 0 && !attempt->isStatusSet) {
             // The object must be known before the next message is handled, because that message may withdraw the
             // object.
-            attempt->object = &switchToObjectOfType(entry, static_cast<objbus::ObjectTypeSpec>(type));
+            attempt->objectFromTypeReply = &switchToObjectOfType(entry, static_cast<objbus::ObjectTypeSpec>(type));
         }
         return result;
     };
@@ -154,9 +156,9 @@ void RemoteModel::requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAt
         if (status != television::STATUS_OK || attempt->isStatusSet) {
             answer(status);
         } else {
-            assert(attempt->object != nullptr);
+            assert(attempt->objectFromTypeReply != nullptr);
             int const requested = catchToStatus([&] {
-                attempt->object->requestInitialValue(answer);
+                attempt->objectFromTypeReply->requestValueBeforeConnect(answer);
                 return television::STATUS_OK;
             });
             if (requested != television::STATUS_OK) {
@@ -194,7 +196,7 @@ int RemoteModel::disconnect(std::string const& key, objbus::Observer* observer, 
         if (auto const found = entries_.find(key); found != entries_.end()) {
             KeyEntry& entry = *found->second;
             source = &entry;
-            entry.attempts.erase(observer);
+            entry.unreturnedAttempts.erase(observer);
             for (auto const& candidate : entry.objects) {
                 if (object == nullptr || &candidate->object() == object) {
                     ended += candidate->removeRegistrations(observer);
@@ -256,7 +258,7 @@ void RemoteModel::handleNameVanished() {
     resyncQueue_.cancelAll();
     television::MutexLock const lock(mutex);
     for (auto const& [key, entry] : entries_) {
-        entry->attempts.clear();
+        entry->unreturnedAttempts.clear();
         for (auto const& object : entry->objects) {
             catchToStatus([&lost = *object] {
                 lost.abandonUnfinishedOperations();

@@ -18,8 +18,8 @@ namespace bus {
 struct ObserverConnectAttempt {
     std::promise<int> statusPromise{};
     std::shared_future<int> status = statusPromise.get_future().share();
-    bool isStatusSet = false;        ///< As `hasStatus()`. Used on the connection's thread.
-    RemoteObject* object = nullptr;  ///< Set before `status` gets the value 0.
+    bool isStatusSet = false;                     ///< Whether `status` is set. Used on the connection's thread.
+    RemoteObject* objectFromTypeReply = nullptr;  ///< Set before `status` gets the value 0.
     // A `connect` after `earliestRepeatedRequest` requests the object's type again, because the television may lose a
     // request. The model state's mutex guards `retryInterval` and `earliestRepeatedRequest`.
     std::chrono::seconds retryInterval{1};
@@ -32,7 +32,7 @@ struct ObserverConnectAttempt {
     /// future.
     [[nodiscard]] bool isUsableForNextConnect() const {
         return hasStatus() && status.get() == television::STATUS_OK
-                   ? object->isPublished()
+                   ? objectFromTypeReply->isPublished()
                    : std::chrono::steady_clock::now() < earliestRepeatedRequest;
     }
 };
@@ -46,7 +46,7 @@ struct KeyEntry {
     /// The current and earlier objects. Guarded by the model state's mutex; changed on the connection's thread only.
     std::vector<std::unique_ptr<RemoteObject>> objects{};
     /// The observers' unfinished requests to connect. Guarded by the model state's mutex.
-    std::map<objbus::Observer const*, std::shared_ptr<ObserverConnectAttempt>> attempts{};
+    std::map<objbus::Observer const*, std::shared_ptr<ObserverConnectAttempt>> unreturnedAttempts{};
 };
 
 /// The part of the television's model that this process uses. Lives as long as the process.
@@ -73,8 +73,8 @@ private:
     KeyEntry* findByPath(std::string_view path);
     std::shared_ptr<RemoteIterator> findIterator(std::string_view path);
     bool receivesSignals(RemoteObject const& object);
-    std::shared_ptr<ObserverConnectAttempt> findOrStartAttempt(KeyEntry& entry, objbus::Observer const* observer);
-    void requestType(KeyEntry& entry, std::shared_ptr<ObserverConnectAttempt> const& attempt);
+    std::shared_ptr<ObserverConnectAttempt> findRepeatOrStartAttempt(KeyEntry& entry, objbus::Observer const* observer);
+    void requestTypeAndInitialValue(KeyEntry& entry, std::shared_ptr<ObserverConnectAttempt> const& attempt);
     RemoteObject& switchToObjectOfType(KeyEntry& entry, objbus::ObjectTypeSpec type);
 
     std::map<std::string, std::unique_ptr<KeyEntry>> entries_ NRX_GUARDED_BY(mutex);

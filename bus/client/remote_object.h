@@ -52,7 +52,7 @@ public:
     /// Called before an observer is connected. Reads the object's value if the object must know the value before the
     /// observer is connected.
     // NOLINTNEXTLINE(performance-unnecessary-value-param): passed by value, because an override moves `completion`.
-    virtual void requestInitialValue(Completion completion) { completion(television::STATUS_OK); }
+    virtual void requestValueBeforeConnect(Completion completion) { completion(television::STATUS_OK); }
     /// Handles a signal from the object's path.
     virtual void handleSignal(sd_bus_message* signal) = 0;
     /// Reads the object's type or value again, and notifies the observers of a value that they missed.
@@ -62,9 +62,10 @@ public:
     void logFailure(char const* operation, int status) const noexcept;
 
     // Called with the model state's mutex held:
-    /// Called when the television is gone. Fails the operations that the television has not answered.
+    /// Called when the television is gone. Notifies an error for each invocation without a result, closes the
+    /// iterators, or drops the value that a resync has read.
     virtual void abandonUnfinishedOperations() {}
-    /// Called when the object gets its first observer.
+    /// Called when an object without observers gets an observer.
     virtual void clearResyncState() { endResync(); }
     virtual void addRegistration(objbus::Observer* observer) = 0;
     /// Cancels the observer's registrations and returns their number.

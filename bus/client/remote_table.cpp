@@ -77,7 +77,7 @@ void RemoteIterator::post(Notify notify) const {
     television::postTo(registration_, modelState_.delivery, std::move(notify));
 }
 
-void RemoteIterator::abandonUnfinishedOperations() {
+void RemoteIterator::closeAndNotifyLoss() {
     if (!isClosed_.exchange(true)) {
         modelState_.iterators.erase(path_);
         post([](Observer& observer) { observer.notifyIteratorReady(television::STATUS_LOST); });
@@ -216,7 +216,7 @@ void TableObject::handleSignal(sd_bus_message* signal) {
 
 void TableObject::abandonUnfinishedOperations() {
     for (auto const& iterator : iterators_.live()) {
-        catchToStatus([&lost = *iterator] { return lost.abandonUnfinishedOperations(), television::STATUS_OK; });
+        catchToStatus([&lost = *iterator] { return lost.closeAndNotifyLoss(), television::STATUS_OK; });
     }
 }
 

@@ -27,8 +27,9 @@ public:
     // The next two functions are called with `modelState_.mutex` held. Clang's thread safety analysis does not check
     // the functions, because the analysis cannot see that the callers lock this mutex.
 
-    /// Called when the television is gone. The next television may use this iterator's path for another iterator.
-    void abandonUnfinishedOperations() NRX_NOT_ANALYSED;
+    /// Called when the television is gone. Closes the iterator and notifies the observer of the status 126. The next
+    /// television may use the path of this iterator for another iterator.
+    void closeAndNotifyLoss() NRX_NOT_ANALYSED;
     /// Closes the iterator in this process and destroys the iterator in the television.
     void closeAndDestroyRemotely(std::string const& tablePath) NRX_NOT_ANALYSED;
 

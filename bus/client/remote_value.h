@@ -193,7 +193,7 @@ class RemoteNumber : public RemoteValue<T> {
 public:
     using RemoteValue<T>::RemoteValue;
 
-    void requestInitialValue(Completion completion) override {
+    void requestValueBeforeConnect(Completion completion) override {
         this->requestValue(CallOrigin::CLIENT_REQUEST, std::make_shared<T>(), std::move(completion));
     }
 

@@ -64,13 +64,13 @@ void ServiceConnection::callAsync(Method method, CallOrigin origin, MessageBody 
 }
 
 void ServiceConnection::connectIfNeededThenSendCall(std::shared_ptr<PendingCall> const& call) {
-    if (isBusUnusable_ && call->origin == CallOrigin::CLIENT_REQUEST) {
+    if (isReconnectPending_ && call->origin == CallOrigin::CLIENT_REQUEST) {
         runNoexcept([this] { connectBus(); });
     }
-    sendHoldOrFailCallNoexcept(call);
+    sendCallCatchingExceptions(call);
 }
 
-void ServiceConnection::sendHoldOrFailCallNoexcept(std::shared_ptr<PendingCall> const& call) {
+void ServiceConnection::sendCallCatchingExceptions(std::shared_ptr<PendingCall> const& call) {
     try {
         sendHoldOrFailCall(call);
     } catch (...) {  // Memory ran out.
@@ -79,7 +79,7 @@ void ServiceConnection::sendHoldOrFailCallNoexcept(std::shared_ptr<PendingCall> 
 }
 
 void ServiceConnection::sendHoldOrFailCall(std::shared_ptr<PendingCall> const& call) {
-    if (isBusUnusable_) {
+    if (isReconnectPending_) {
         int const status = statusOfSendError(connectError_);
         call->end(status == television::STATUS_NO_RESOURCES ? status : static_cast<int>(television::STATUS_NO_BUS));
     } else if (isOwnerReplyPending()) {
@@ -115,7 +115,7 @@ int ServiceConnection::sendCall(std::shared_ptr<PendingCall> const& call) {
 
 void ServiceConnection::retryHeldCalls() {
     for (auto const& call : std::exchange(heldCalls_, {})) {
-        runNoexcept([&] { sendHoldOrFailCallNoexcept(call); });
+        runNoexcept([&] { sendCallCatchingExceptions(call); });
     }
 }
 

@@ -43,7 +43,7 @@ int ServiceConnection::callBusDaemon(Slot& slot, char const* method, Arguments c
 
 ServiceConnection::ServiceConnection(ServiceWatcher& watcher)
     : watcher_(watcher),
-      address_(findAddressInEnvironment()),
+      busAddress_(findBusAddressInEnvironment()),
       loop_(makeEventLoop()),
       tasks_(loop_.get()),
       reconnectDelay_(FIRST_DELAY) {}
@@ -61,14 +61,14 @@ void ServiceConnection::runThread() {
 }
 
 void ServiceConnection::runLoopOnce() {
-    if (isBusUnusable_ && std::chrono::steady_clock::now() >= nextAttempt_) {
+    if (isReconnectPending_ && std::chrono::steady_clock::now() >= nextAttempt_) {
         runNoexcept([this] { connectBus(); });
     }
     if (std::chrono::steady_clock::now() >= nextNameAppearedRetry_) {
-        notifyWatcherOfOwner();
+        notifyWatcherNameAppeared();
     }
     runTimers();
-    auto next = std::min(isBusUnusable_ ? nextAttempt_ : Deadline::max(), nextNameAppearedRetry_);
+    auto next = std::min(isReconnectPending_ ? nextAttempt_ : Deadline::max(), nextNameAppearedRetry_);
     next = timers_.empty() ? next : std::min(next, timers_.begin()->first);
     std::uint64_t wait = UINT64_MAX;
     if (next != Deadline::max()) {
@@ -80,7 +80,7 @@ void ServiceConnection::runLoopOnce() {
     }
     bool const isLeaving = isLeaveRequested_.exchange(false);
     // If memory runs out, sd-bus does not report the end of the connection, so the connection is checked here.
-    if (!isBusUnusable_ && (isLeaving || sd_bus_is_open(bus_.get()) <= 0)) {
+    if (!isReconnectPending_ && (isLeaving || sd_bus_is_open(bus_.get()) <= 0)) {
         handleDisconnected();
     }
 }
@@ -101,20 +101,20 @@ void ServiceConnection::connectBus() {
     disconnectBusAndFailCalls();
     connectError_ = initializeBus();
     if (connectError_ >= 0) {
-        isBusUnusable_ = false;
+        isReconnectPending_ = false;
     } else {
         disconnectBusAndFailCalls();
     }
 }
 
 void ServiceConnection::scheduleReconnect() {
-    isBusUnusable_ = true;
+    isReconnectPending_ = true;
     nextAttempt_ = std::chrono::steady_clock::now() + reconnectDelay_;
     reconnectDelay_ = std::min(2 * reconnectDelay_, LAST_DELAY);
 }
 
 int ServiceConnection::initializeBus() {
-    NRX_TRY(startBusConnection(bus_, address_));
+    NRX_TRY(startBusConnection(bus_, busAddress_));
     sd_bus* const bus = bus_.get();
     NRX_TRY(sd_bus_attach_event(bus, loop_.get(), SD_EVENT_PRIORITY_NORMAL));
     auto const add = [this](auto const& makeSlot) { return assignFromOutParameter(slots_.emplace_back(), makeSlot); };
@@ -158,11 +158,11 @@ void ServiceConnection::setOwnerAndNotifyWatcher(std::string owner) {
         failSentCalls(television::STATUS_NO_ANSWER);  // The next owner does not reply to calls to the earlier owner.
     }
     if (!owner_.empty()) {
-        notifyWatcherOfOwner();
+        notifyWatcherNameAppeared();
     }
 }
 
-void ServiceConnection::notifyWatcherOfOwner() {
+void ServiceConnection::notifyWatcherNameAppeared() {
     nextNameAppearedRetry_ = Deadline::max();
     try {
         watcher_.handleNameAppeared();
@@ -198,12 +198,12 @@ void ServiceConnection::onOwnerUserReply(sd_bus_message* reply) {
         // The owner has gone. A NameOwnerChanged signal reports this too.
     } else if (sd_bus_message_is_method_error(reply, nullptr) != 0 || read(reply, user) < 0) {
         scheduleReconnect();  // The next connection asks for the owner and its user again.
-    } else if (trusted_.allows(user)) {
+    } else if (trustedOwner_.allows(user)) {
         setOwnerAndNotifyWatcher(std::move(owner));
     } else {
-        writeErrorLine((std::string(SERVICE) + " belongs to a process of user " + std::to_string(user) + ", expected " +
-                        trusted_.permittedUsers() + ": ignored")
-                           .c_str());
+        logErrorLine((std::string(SERVICE) + " belongs to a process of user " + std::to_string(user) + ", expected " +
+                      trustedOwner_.permittedUsers() + ": ignored")
+                         .c_str());
     }
     retryHeldCalls();
 }

@@ -119,7 +119,7 @@ private:
     void handleNameOwner(std::string const& owner);
     void setOwnerAndNotifyWatcher(std::string owner);
     void clearOwnerAndFailCalls();
-    void notifyWatcherOfOwner();
+    void notifyWatcherNameAppeared();
     void handleDisconnected();
     /// Whether a reply of the bus about the owner is pending.
     [[nodiscard]] bool isOwnerReplyPending() const {
@@ -129,7 +129,7 @@ private:
 
     // Functions for the calls, defined in service_calls.cpp.
     void connectIfNeededThenSendCall(std::shared_ptr<PendingCall> const& call);
-    void sendHoldOrFailCallNoexcept(std::shared_ptr<PendingCall> const& call);
+    void sendCallCatchingExceptions(std::shared_ptr<PendingCall> const& call);
     void sendHoldOrFailCall(std::shared_ptr<PendingCall> const& call);
     int sendCall(std::shared_ptr<PendingCall> const& call);
     void retryHeldCalls();
@@ -149,15 +149,15 @@ private:
     static int dispatch(sd_bus_message* message, void* connection, sd_bus_error* error) noexcept;
 
     ServiceWatcher& watcher_;
-    std::string const address_;
-    TrustedOwner const trusted_;
+    std::string const busAddress_;
+    TrustedOwner const trustedOwner_;
     EventLoop const loop_;
     TaskQueue tasks_;
     std::atomic<bool> isBusConnected_ = false;
     std::atomic<bool> isLeaveRequested_ = false;
 
     // Only the connection's thread uses the members from here to `slots_`.
-    bool isBusUnusable_ = true;                         ///< There is no usable bus.
+    bool isReconnectPending_ = true;                    ///< There is no usable bus.
     Deadline nextAttempt_{};                            ///< When to reconnect.
     std::chrono::milliseconds reconnectDelay_;          ///< The delay of the next `scheduleReconnect`.
     int connectError_ = -ENOTCONN;                      ///< The error number of the last attempt.

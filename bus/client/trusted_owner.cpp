@@ -15,7 +15,7 @@ std::optional<TrustedOwner::Setting> TrustedOwner::parse(std::string_view word) 
     if (word == "any") {
         return Setting{.isAny = true};
     }
-    auto const user = uidOf(word);
+    auto const user = parseOrLookUpUid(word);
     return user ? std::optional(Setting{.onlyUser = user}) : std::nullopt;
 }
 

@@ -30,8 +30,8 @@ std::optional<Number> find(int (*lookUp)(char const*, Entry*, char*, std::size_t
 
 }  // namespace
 
-std::optional<uid_t> uidOf(std::string_view word) { return find(::getpwnam_r, &passwd::pw_uid, word); }
+std::optional<uid_t> parseOrLookUpUid(std::string_view word) { return find(::getpwnam_r, &passwd::pw_uid, word); }
 
-std::optional<gid_t> gidOf(std::string_view word) { return find(::getgrnam_r, &group::gr_gid, word); }
+std::optional<gid_t> parseOrLookUpGid(std::string_view word) { return find(::getgrnam_r, &group::gr_gid, word); }
 
 }  // namespace bus

@@ -9,7 +9,7 @@ namespace bus {
 
 /// Returns the number of the user or group with this name. Returns a decimal number as it is, and nothing for an
 /// unknown name.
-std::optional<uid_t> uidOf(std::string_view word);
-std::optional<gid_t> gidOf(std::string_view word);
+std::optional<uid_t> parseOrLookUpUid(std::string_view word);
+std::optional<gid_t> parseOrLookUpGid(std::string_view word);
 
 }  // namespace bus

@@ -172,7 +172,7 @@ EventLoop makeEventLoop() {
     return loop;
 }
 
-std::string findAddressInEnvironment() {
+std::string findBusAddressInEnvironment() {
     for (char const* const name : {"NRX_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"}) {
         if (char const* const address = std::getenv(name); address != nullptr && *address != '\0') {
             return address;

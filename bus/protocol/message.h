@@ -226,7 +226,7 @@ EventLoop makeEventLoop();
 
 /// Returns the bus's address in NRX_BUS_ADDRESS, or else the session bus's address. Returns an empty text if neither
 /// address is known.
-std::string findAddressInEnvironment();
+std::string findBusAddressInEnvironment();
 
 /// Starts to connect to the bus at the address.
 int startBusConnection(Bus& bus, std::string const& address);

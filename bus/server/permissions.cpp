@@ -22,12 +22,13 @@ Access find(std::map<Number, Access> const& all, Number number) {
 
 Permissions::Permissions() : users_{{0, Access::ALL}, {::geteuid(), Access::ALL}} {}
 
-bool Permissions::grant(std::string const& userOrGroup, Access access) {
+bool Permissions::grantAtLeast(std::string const& userOrGroup, Access access) {
     if (userOrGroup == "any") {
         raise(everybody_, access);
-    } else if (auto const group = userOrGroup.starts_with('@') ? gidOf(userOrGroup.substr(1)) : std::nullopt) {
+    } else if (auto const group =
+                   userOrGroup.starts_with('@') ? parseOrLookUpGid(userOrGroup.substr(1)) : std::nullopt) {
         raise(groups_[*group], access);
-    } else if (auto const user = uidOf(userOrGroup)) {
+    } else if (auto const user = parseOrLookUpUid(userOrGroup)) {
         raise(users_[*user], access);
     } else {
         return false;

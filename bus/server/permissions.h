@@ -19,7 +19,7 @@ public:
 
     /// Gives access to a user (a name or number), to a group (a name or number after an @), or to "any". Returns false
     /// for an unknown name.
-    bool grant(std::string const& userOrGroup, Access access);
+    bool grantAtLeast(std::string const& userOrGroup, Access access);
     /// Returns the highest access that the user, one of the groups or "any" has.
     [[nodiscard]] Access of(uid_t user, std::vector<gid_t> const& groups) const;
 

@@ -55,7 +55,7 @@ bool SendQueue::hasSdBusQueueRoom() {
         sdBusQueueBytes_ -= sdBusQueueSizes_.front();
         sdBusQueueSizes_.pop_front();
     }
-    return sdBusQueueBytes_ < MAX_SD_BUS_QUEUE_BYTES;
+    return sdBusQueueBytes_ < SD_BUS_QUEUE_FULL_BYTES;
 }
 
 int SendQueue::sendNow(QueuedMessage const& queued) {

@@ -13,7 +13,7 @@ namespace bus::server {
 namespace {
 
 TypeDescriptor const* findDescriptor(objbus::ObjectTypeSpec type) {
-    auto const descriptors = typeDescriptors();
+    auto const descriptors = typesWithOwnInterface();
     auto const found = std::ranges::find(descriptors, type, &TypeDescriptor::type);
     return found != descriptors.end() ? &*found : nullptr;
 }
@@ -97,11 +97,11 @@ int ServedObject::appendInterfacesAndProperties(sd_bus_message* message, std::si
                                 [&] { return appendProperty(message, "Type", "i", static_cast<int>(type_)); }));
         return descriptor_ == nullptr ? 0 : appendInterface(message, descriptor_->interface, [&] {
             int const result = descriptor_->appendProperties(message, *this, remainingBytes);
-            bool const wasOmitted = std::exchange(isValueOmittedFromManagedObjects_, result == -EMSGSIZE);
-            if (isValueOmittedFromManagedObjects_ && !wasOmitted) {
+            bool const wasOmitted = std::exchange(isValueOmissionReported_, result == -EMSGSIZE);
+            if (isValueOmissionReported_ && !wasOmitted) {
                 printObjectError(key(), "the value is left out of the list of objects: " + reasonOf(result));
             }
-            return isValueOmittedFromManagedObjects_ ? 0 : result;
+            return isValueOmissionReported_ ? 0 : result;
         });
     });
 }

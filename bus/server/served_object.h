@@ -73,7 +73,7 @@ private:
     TypeDescriptor const* const descriptor_;  ///< Null for a type that has no interface of its own.
     ServerLoop::ObserverList ownObserver_;    ///< Has at most one element.
     objbus::Object* object_ = nullptr;
-    bool isValueOmittedFromManagedObjects_ = false;
+    bool isValueOmissionReported_ = false;
 };
 
 }  // namespace bus::server

@@ -30,7 +30,7 @@ Bus connectToBus(std::string const& address) {
     Bus bus;
     auto const connect = [&] {
         char const* name = nullptr;
-        NRX_TRY(startBusConnection(bus, address.empty() ? findAddressInEnvironment() : address));
+        NRX_TRY(startBusConnection(bus, address.empty() ? findBusAddressInEnvironment() : address));
         return sd_bus_get_unique_name(bus.get(), &name);  // Waits until the bus answers.
     };
     if (int const result = connect(); result < 0) {
@@ -54,7 +54,7 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
         slots_.push_back(makeSlot(sd_bus_add_fallback_vtable, bus, MODEL_PATH, interface, vtable, find, this));
     };
     addVtable(OBJECT_INTERFACE, OBJECT_VTABLE, findObject);
-    for (TypeDescriptor const& descriptor : typeDescriptors()) {
+    for (TypeDescriptor const& descriptor : typesWithOwnInterface()) {
         addVtable(descriptor.interface, descriptor.vtable, findObject);
     }
     static constexpr sd_bus_vtable MODEL_VTABLE[] = {
@@ -75,7 +75,7 @@ Server::Server(simulator::Television& television, ServerLoop& loop, Bus connecte
     });
     for (auto const& [key, type] : television_.objects()) {
         if (auto object = ServedObject::connect(*context_, key, type)) {
-            storeObject(std::move(object));
+            insertIntoObjects(std::move(object));
         }
     }
 }
@@ -158,11 +158,11 @@ void Server::replaceServedObject(std::string const& key) {
         emitManagerSignal(*added, "InterfacesAdded", [&added](sd_bus_message* message, std::size_t& remainingBytes) {
             return added->appendInterfacesAndProperties(message, remainingBytes);
         });
-        storeObject(std::move(added));
+        insertIntoObjects(std::move(added));
     }
 }
 
-void Server::storeObject(std::unique_ptr<ServedObject> object) {
+void Server::insertIntoObjects(std::unique_ptr<ServedObject> object) {
     std::string path = object->path();
     objects_.emplace(std::move(path), std::move(object));
 }

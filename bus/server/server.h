@@ -17,7 +17,7 @@
 namespace bus::server {
 
 /// Connects to a bus and waits until the bus answers. An empty address selects the result of
-/// `findAddressInEnvironment`. Throws `std::runtime_error`.
+/// `findBusAddressInEnvironment`. Throws `std::runtime_error`.
 Bus connectToBus(std::string const& address);
 
 /// Serves a simulated television on a bus with the interfaces of bus/nrx.Television1.xml. The server connects observers
@@ -55,7 +55,7 @@ private:
     int handleSync(sd_bus_message* call, sd_bus_error* error);
     static int handleTermination(sd_event_source* source, signalfd_siginfo const* information, void* server) noexcept;
 
-    void storeObject(std::unique_ptr<ServedObject> object);
+    void insertIntoObjects(std::unique_ptr<ServedObject> object);
     /// Replaces the key's served object by the model's current object.
     void replaceServedObject(std::string const& key);
     void replaceAllServedObjects();
@@ -72,8 +72,9 @@ private:
     /// Returns when the signals of all changes so far are in the send queue. Throws as `runOnceUnlessTerminated` does.
     void waitUntilSignalsQueued();
     void throwIfBusLost() const;
-    /// Runs the event loop once, then handles one message of the bus. If memory runs out, only that message is lost.
-    void runLoopAndProcessBus(bool waitsForEvent);
+    /// Runs the event loop once, then handles at most one message of the bus. If memory runs out, only that message is
+    /// lost.
+    void runLoopAndProcessOneMessage(bool waitsForEvent);
     void addBusSocketSource();
     [[nodiscard]] EventSource addTerminationSource(int signal);
 
@@ -83,7 +84,7 @@ private:
     CallFilter callFilter_;
     SendQueue sendQueue_;
     bool isTerminating_ = false;
-    bool wasOutOfMemory_ = false;  ///< If true, the last `runLoopAndProcessBus` ran out of memory.
+    bool isNextWaitSkipped_ = false;  ///< If true, the last `runLoopAndProcessOneMessage` ran out of memory.
     std::atomic<bool> isReplacementFailed_ = false;
     std::optional<ServedIterators> iterators_;
     std::optional<ObjectContext> context_;

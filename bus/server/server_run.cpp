@@ -17,7 +17,7 @@ namespace {
 constexpr std::chrono::milliseconds NO_MEMORY_PAUSE{10};
 
 int handleReadable(sd_event_source* /*source*/, int /*descriptor*/, std::uint32_t /*events*/, void* /*none*/) {
-    return 0;  // `runLoopAndProcessBus` processes the bus.
+    return 0;  // `runLoopAndProcessOneMessage` processes the bus.
 }
 
 /// Throws `std::system_error` for a negative error number.
@@ -42,7 +42,7 @@ bool Server::runOnceUnlessTerminated(bool waitsForEvent) {
         return false;
     }
     retryFailedReplacement();
-    runLoopAndProcessBus(waitsForEvent && !isReplacementFailed_);
+    runLoopAndProcessOneMessage(waitsForEvent && !isReplacementFailed_);
     try {
         sendQueue_.sendWaiting();
     } catch (std::bad_alloc const&) {  // The next call of this function sends the waiting messages.
@@ -51,7 +51,7 @@ bool Server::runOnceUnlessTerminated(bool waitsForEvent) {
     return !isTerminating_;
 }
 
-void Server::runLoopAndProcessBus(bool waitsForEvent) {
+void Server::runLoopAndProcessOneMessage(bool waitsForEvent) {
     sd_bus* const bus = bus_.get();
     auto const step = [&] {
         // When to call `sd_bus_process`, in microseconds of the monotonic clock. UINT64_MAX means that no time is set.
@@ -61,14 +61,14 @@ void Server::runLoopAndProcessBus(bool waitsForEvent) {
         auto const elapsed = std::chrono::steady_clock::now().time_since_epoch();
         auto const now = static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(elapsed).count());
         std::uint64_t const untilDue = due == UINT64_MAX ? due : due - std::min(due, now);
-        NRX_TRY(sd_event_run(loop_.loop.get(), waitsForEvent && !wasOutOfMemory_ ? untilDue : 0));
+        NRX_TRY(sd_event_run(loop_.loop.get(), waitsForEvent && !isNextWaitSkipped_ ? untilDue : 0));
         return sd_bus_process(bus, nullptr);
     };
     int const result = sd_bus_is_open(bus) > 0 ? step() : sd_event_run(loop_.loop.get(), 0);
     // If memory ran out, the next call does not wait for the socket, because sd-bus may have already read a part of a
     // message, and the socket does not become readable again for this part.
-    wasOutOfMemory_ = result == -ENOMEM;
-    if (wasOutOfMemory_) {
+    isNextWaitSkipped_ = result == -ENOMEM;
+    if (isNextWaitSkipped_) {
         std::this_thread::sleep_for(NO_MEMORY_PAUSE);
     } else {
         requireSuccess(result);
@@ -98,7 +98,7 @@ void Server::waitUntilSignalsQueued() {
         loop_.tasks.post([done] { *done = true; });
         while (!*done) {
             throwIfBusLost();
-            runLoopAndProcessBus(true);
+            runLoopAndProcessOneMessage(true);
         }
     }
 }

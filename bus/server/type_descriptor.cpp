@@ -233,7 +233,7 @@ constexpr TypeDescriptor DESCRIPTORS[] = {
 
 }  // namespace
 
-std::span<TypeDescriptor const> typeDescriptors() { return DESCRIPTORS; }
+std::span<TypeDescriptor const> typesWithOwnInterface() { return DESCRIPTORS; }
 
 sd_bus_vtable const OBJECT_VTABLE[] = {
     SD_BUS_VTABLE_START(0),

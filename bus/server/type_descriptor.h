@@ -26,7 +26,7 @@ struct TypeDescriptor {
 };
 
 /// All types that have an interface of their own.
-std::span<TypeDescriptor const> typeDescriptors();
+std::span<TypeDescriptor const> typesWithOwnInterface();
 
 /// The vtable of the interface that all objects have. The handlers receive a `ServedObject`.
 extern sd_bus_vtable const OBJECT_VTABLE[];

@@ -28,7 +28,8 @@ void CommandLine::addRepeatableText(std::string const& name, std::vector<std::st
     app_->add_option(name, texts, help)->allow_extra_args(false);
 }
 
-void CommandLine::addDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help) {
+void CommandLine::addExistingDirectory(std::string const& name, std::optional<std::string>& path,
+                                       std::string const& help) {
     app_->add_option(name, path, help)->check(CLI::ExistingDirectory);
 }
 

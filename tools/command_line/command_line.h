@@ -30,7 +30,7 @@ public:
     void addText(std::string const& name, std::optional<std::string>& text, std::string const& help);
     /// Adds an option with a text. The command line may repeat the option.
     void addRepeatableText(std::string const& name, std::vector<std::string>& texts, std::string const& help);
-    void addDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help);
+    void addExistingDirectory(std::string const& name, std::optional<std::string>& path, std::string const& help);
     void addFlag(std::string const& name, bool& isGiven, std::string const& help);
     /// Adds a command with an optional positional text. The positional texts of the earlier `addText` calls are not
     /// allowed together with the command.

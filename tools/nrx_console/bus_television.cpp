@@ -5,7 +5,7 @@
 #include "tools/nrx_console/output.h"
 #include "tools/nrx_console/television_view.h"
 
-// Defines the functions of television_commands.h, except `setLogPrintedInConsole`, for a program that is linked with
+// Defines the functions of television_commands.h, except `setLogRedirectedToConsole`, for a program that is linked with
 // the platform library for a message bus.
 
 namespace nrx_console {
@@ -26,6 +26,7 @@ public:
     ~BusTelevision() override { bus::setPresenceListener({}); }
 
     /// Does nothing: only the television's process can make the television reachable.
+    /// Does nothing: only the television's process can end the fault.
     void clearRootLookupFault() override {}
 
     /// Returns no keys instead of an error while the television does not answer. The keys are only suggestions for
@@ -60,7 +61,7 @@ std::unique_ptr<TelevisionCommands> makeTelevisionCommands(std::vector<ModelObje
     return std::make_unique<BusTelevision>();
 }
 
-int statusOfBusTelevision() { return bus::waitUntilDelivered(); }
+int pingBusTelevision() { return bus::waitUntilDelivered(); }
 
 bool televisionIsSimulated() { return false; }
 

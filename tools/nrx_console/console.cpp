@@ -69,7 +69,7 @@ bool Console::executeUnlessQuit(std::string const& line) {
     words.front() = fullName(words.front());
     Command const* const command = find(commands_, words);
     if (command == nullptr) {
-        throw unknown(words);
+        throw unknownCommandError(words);
     }
     Words const arguments(words.begin() + static_cast<std::ptrdiff_t>(wordsOf(command->name).size()), words.end());
     command->checkArguments(arguments);
@@ -103,7 +103,7 @@ Words Console::completions(std::string const& line) const {
     return {candidates.begin(), candidates.end()};
 }
 
-CommandError Console::unknown(Words const& words) const {
+CommandError Console::unknownCommandError(Words const& words) const {
     Words const missing = missingFrom(commands_);
     if (std::find(missing.begin(), missing.end(), words.front()) != missing.end()) {
         return unexpected(typed(words), "another command: " + reasonMissing(televisionCommands_ != nullptr));
@@ -124,7 +124,7 @@ void Console::help(Words const& arguments) const {
     std::copy_if(commands_.begin(), commands_.end(), std::back_inserter(listed),
                  [begin](Command const& command) { return command.name.starts_with(begin); });
     if (listed.empty()) {
-        throw unknown(arguments);
+        throw unknownCommandError(arguments);
     }
     constexpr std::size_t COLUMN = 34;
     for (Command const& command : listed) {

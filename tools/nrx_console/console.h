@@ -29,7 +29,7 @@ public:
 
 private:
     /// The error for words that are not a command.
-    [[nodiscard]] CommandError unknown(Words const& words) const;
+    [[nodiscard]] CommandError unknownCommandError(Words const& words) const;
     void help(Words const& arguments) const;
 
     bool quit_ = false;

@@ -21,7 +21,7 @@ std::string shippedExampleDirectory() {
 
 }  // namespace
 
-TelevisionModel loadModelOrExample(std::optional<std::string> const& file) {
+TelevisionModel loadModelOrExampleIfInstalled(std::optional<std::string> const& file) {
     if (file) {
         return {readModelFile(*file), ""};
     }

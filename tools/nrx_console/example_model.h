@@ -17,6 +17,6 @@ struct TelevisionModel {
 
 /// Reads the model file. Without `file`, reads the model of the shipped example. Returns no objects if this example is
 /// not installed. Throws `ModelError`.
-TelevisionModel loadModelOrExample(std::optional<std::string> const& file);
+TelevisionModel loadModelOrExampleIfInstalled(std::optional<std::string> const& file);
 
 }  // namespace nrx_console

@@ -37,7 +37,7 @@ int run(int argc, char** argv) {
     if (nrx_console::televisionIsSimulated()) {
         words.addText("--model", file, "JSON file with the television's objects; the shipped example by default");
     }
-    words.addDirectory("--sysroot", sysroot, "Directory with the television's own files");
+    words.addExistingDirectory("--sysroot", sysroot, "Directory with the television's own files");
     words.addText("SCRIPT", script, "File with commands; standard input by default");
     bool isCheck = false;
     std::optional<std::string> checkedKey;
@@ -64,7 +64,7 @@ int run(int argc, char** argv) {
     nrx_console::TelevisionModel model;
     try {
         if (nrx_console::televisionIsSimulated()) {
-            model = nrx_console::loadModelOrExample(file);
+            model = nrx_console::loadModelOrExampleIfInstalled(file);
         }
     } catch (nrx_console::ModelError const& error) {
         return fail(error.what());

@@ -199,7 +199,7 @@ void throwIfTelevisionFailed(int status) {
 
 void throwIfTelevisionUnreachable() {
     expectRootInterface();
-    throwIfTelevisionFailed(statusOfBusTelevision());
+    throwIfTelevisionFailed(pingBusTelevision());
 }
 
 bool hasValue(objbus::ObjectTypeSpec type) {

@@ -243,7 +243,7 @@ Content contentFromCommandWords(std::string const& type, Words const& words) {
         return ActionContent{};
     }
     if (type == TABLE) {
-        return rowsFromWords(words);
+        return rowFromEachWord(words);
     }
     if (type == BARE) {
         if (words.size() != 1) {

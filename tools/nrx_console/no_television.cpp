@@ -9,9 +9,9 @@ std::unique_ptr<TelevisionCommands> makeTelevisionCommands(std::vector<ModelObje
     return nullptr;
 }
 
-void setLogPrintedInConsole(bool /*here*/) {}
+void setLogRedirectedToConsole(bool /*here*/) {}
 
-int statusOfBusTelevision() { return 0; }
+int pingBusTelevision() { return 0; }
 
 bool televisionIsSimulated() { return false; }
 

@@ -66,9 +66,9 @@ void runOnTerminal(Console& console) {
             return true;
         }
     };
-    setLogPrintedInConsole(isatty(STDERR_FILENO) != 0);
+    setLogRedirectedToConsole(isatty(STDERR_FILENO) != 0);
     editLines(home != nullptr ? std::string(home) + "/.nrx_console_history" : "", complete, execute);
-    setLogPrintedInConsole(false);
+    setLogRedirectedToConsole(false);
 }
 
 }  // namespace nrx_console

@@ -148,7 +148,7 @@ std::unique_ptr<TelevisionCommands> makeTelevisionCommands(std::vector<ModelObje
     return std::make_unique<SimulatedTelevision>(model);
 }
 
-int statusOfBusTelevision() { return 0; }
+int pingBusTelevision() { return 0; }
 
 bool televisionIsSimulated() { return true; }
 

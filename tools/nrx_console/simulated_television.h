@@ -46,7 +46,7 @@ private:
 
     decltype(simulator::ActionAnswer::outcome) configuredInvokeOutcome_;  ///< The outcome of later invocations.
     unsigned int lastInvocationId_ = 0;
-    bool isSwitchedOn_ = true;  ///< Set by the last `tv on` or `tv off`.
+    bool isPrintedAsReachable_ = true;  ///< Set by the last `tv on` or `tv off`.
     bool const printsInvocations_;
     ContentValidator const validateCommandContent_;
     simulator::Television television_;

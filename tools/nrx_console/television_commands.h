@@ -34,7 +34,7 @@ public:
 std::unique_ptr<TelevisionCommands> makeTelevisionCommands(std::vector<ModelObject> const& model);
 
 /// Returns a status other than 0 if the television is on a message bus and does not answer, otherwise 0.
-int statusOfBusTelevision();
+int pingBusTelevision();
 
 /// Whether `makeTelevisionCommands` makes a simulated television from the objects of `model`.
 bool televisionIsSimulated();
@@ -42,7 +42,8 @@ bool televisionIsSimulated();
 /// Returns the text that stands for the television in the program's help.
 std::string televisionDescription();
 
-/// Starts or stops printing log lines as lines of the console, if the platform library can redirect the log.
-void setLogPrintedInConsole(bool isPrinted);
+/// Selects whether the console prints the lines of the log, between its own lines. Otherwise the platform library
+/// writes the log to standard error. Has no effect if the platform library cannot redirect the log.
+void setLogRedirectedToConsole(bool isRedirected);
 
 }  // namespace nrx_console

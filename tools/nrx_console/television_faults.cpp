@@ -89,7 +89,7 @@ void SimulatedTelevision::clearRootLookupFault() { television_.setRootLookup(sim
 
 void SimulatedTelevision::setReachable(bool isReachable) {
     television_.setRootLookup(isReachable ? simulator::RootLookup::published : simulator::RootLookup::refused);
-    if (std::exchange(isSwitchedOn_, isReachable) != isReachable) {
+    if (std::exchange(isPrintedAsReachable_, isReachable) != isReachable) {
         printTelevisionPresence(isReachable ? television::Presence::back : television::Presence::gone,
                                 LineKind::ordinary);
     }

@@ -84,11 +84,11 @@ void ObjectListingCommands::show(Words const& arguments) {
 void ObjectListingCommands::showTableRows(Words const& arguments) {
     constexpr int ROWS_AT_ONCE = 2;
     auto const reader = std::make_shared<RowReader>();
-    auto& access = *iterators_.emplace_back(std::make_unique<orvane::system::support::IteratorAccess>(
+    auto& access = *openIterators_.emplace_back(std::make_unique<orvane::system::support::IteratorAccess>(
         expandShortKey(arguments[0]), reader, objbus::IteratorType{}, std::vector<objbus::TableSelection>(),
         std::vector<int>(), std::vector<objbus::TableOrder>()));
     if (access.create() != 0 || access.getIterator() == nullptr) {
-        iterators_.pop_back();
+        openIterators_.pop_back();
         throwIfTelevisionUnreachable();
         throw unexpected(arguments[0], "the key of a table that can be reached");
     }
@@ -106,10 +106,10 @@ void ObjectListingCommands::showTableRows(Words const& arguments) {
         }
     }
     access.destroy();
-    iterators_.pop_back();
+    openIterators_.pop_back();
 }
 
-void setLogPrintedInConsole(bool isPrinted) {
+void setLogRedirectedToConsole(bool isRedirected) {
     auto const print = [](int severity, std::string const& line) {
         using television::LogLevel;
         printLine(line, severity <= static_cast<int>(LogLevel::critical) ? LineKind::critical
@@ -117,7 +117,7 @@ void setLogPrintedInConsole(bool isPrinted) {
                         : severity <= static_cast<int>(LogLevel::info)   ? LineKind::info
                                                                          : LineKind::debug);
     };
-    television::setLogSink(isPrinted ? print : television::LogSink());
+    television::setLogSink(isRedirected ? print : television::LogSink());
 }
 
 }  // namespace nrx_console

@@ -34,7 +34,7 @@ protected:
     virtual void printValueAndDetails(std::string const& key, objbus::ObjectTypeSpec type) = 0;
 
     /// Must be called before the destruction of the television, because iterators are clients of the television.
-    void dropIterators() { iterators_.clear(); }
+    void dropIterators() { openIterators_.clear(); }
 
 private:
     void list(Words const& arguments);
@@ -43,7 +43,7 @@ private:
 
     /// The access objects of the iterators. If an exception ends a command before the iterator is destroyed, the access
     /// object stays here, because the television may still notify the access object.
-    std::vector<std::unique_ptr<orvane::system::support::IteratorAccess>> iterators_;
+    std::vector<std::unique_ptr<orvane::system::support::IteratorAccess>> openIterators_;
 };
 
 }  // namespace nrx_console

@@ -72,7 +72,7 @@ Words wordsOf(std::string_view line) {
     return words;
 }
 
-std::vector<Words> rowsFromWords(Words const& words) {
+std::vector<Words> rowFromEachWord(Words const& words) {
     std::vector<Words> rows;
     for (std::string const& word : words) {
         try {

@@ -30,7 +30,7 @@ CommandError unexpected(std::string const& found, std::string const& expected);
 Words wordsOf(std::string_view line);
 
 /// The rows of a table. Each element of `words` is the text of one row, and the words in this text are the columns.
-std::vector<Words> rowsFromWords(Words const& words);
+std::vector<Words> rowFromEachWord(Words const& words);
 
 /// Returns the position at which the last word begins. The closing quote of this word may be missing. If the line ends
 /// with a blank outside quotes, returns the size of the line.

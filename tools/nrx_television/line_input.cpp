@@ -29,7 +29,7 @@ LineInput::LineInput(sd_event* loop, int descriptor) : descriptor_(descriptor) {
     }
 }
 
-std::optional<std::string> LineInput::takeLine() {
+std::optional<std::string> LineInput::takeLineIfAny() {
     if (lines_.empty()) {
         return {};
     }

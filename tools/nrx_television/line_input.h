@@ -21,8 +21,8 @@ public:
 
     [[nodiscard]] bool hasLine() const { return !lines_.empty(); }
     /// Removes and returns the next line, without its line feed. Returns nothing if no line is waiting.
-    std::optional<std::string> takeLine();
-    /// The number of the line that `takeLine` returned last. The first line has the number 1.
+    std::optional<std::string> takeLineIfAny();
+    /// The number of the line that `takeLineIfAny` returned last. The first line has the number 1.
     [[nodiscard]] int lineNumber() const { return lineNumber_; }
 
 private:

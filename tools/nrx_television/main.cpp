@@ -30,7 +30,7 @@ constexpr int EXIT_NOT_SERVED = 1;
 /// Loads the objects of the television. Throws `ModelError` if the file is not a valid model, or if an object has text
 /// that cannot be sent over the bus.
 std::vector<nrx_console::ModelObject> loadObjects(std::optional<std::string> const& file) {
-    auto model = nrx_console::loadModelOrExample(file);
+    auto model = nrx_console::loadModelOrExampleIfInstalled(file);
     for (auto const& [key, content] : model.objects) {
         try {
             nrx_television::requireValidText(content);
@@ -53,7 +53,7 @@ std::string systemBusAddress() {
 /// unknown name.
 void allow(Permissions& permissions, std::string const& option, std::vector<std::string> const& names, Access access) {
     for (std::string const& name : names) {
-        if (!permissions.grant(name, access)) {
+        if (!permissions.grantAtLeast(name, access)) {
             throw std::runtime_error(
                 option + ": " +
                 nrx_console::unexpected(name, "a user's name or number, a group's after an @, or any").what());
@@ -81,7 +81,7 @@ int serve(nrx_console::SimulatedTelevision& television, Server& server, sd_event
     auto const execute = [&console](std::string const& line) { return console->executeUnlessQuit(line); };
     int status = 0;
     while (server.runOnceUnlessTerminated(!input || !input->hasLine())) {
-        auto const line = input ? input->takeLine() : std::nullopt;
+        auto const line = input ? input->takeLineIfAny() : std::nullopt;
         if (!line) {
             continue;
         }

@@ -92,7 +92,7 @@ bool parseMessage(std::string_view line, LogLine& parsed) {
         return false;
     }
     parsed.operation = operation;
-    parsed.text = line;
+    parsed.messageText = line;
     return true;
 }
 

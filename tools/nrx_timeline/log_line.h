@@ -21,7 +21,7 @@ struct LogLine {
     Kind kind;
     std::string operation;
     std::string sourceLocation;  ///< Source file and line.
-    std::string text;            ///< The text of a message. Empty for other lines.
+    std::string messageText;     ///< The text of a message. Empty for other lines.
 };
 
 /// Returns nothing unless the text is exactly one complete line of the library's log.

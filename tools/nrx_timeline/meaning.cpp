@@ -65,7 +65,7 @@ bool isError(std::string_view message) {
 KeyAndValue keyAndValueOf(LogLine const& message) {
     KeyAndValue keyAndValue;
     for (Form const& form : FORMS) {
-        std::string_view text = message.text;
+        std::string_view text = message.messageText;
         std::size_t const open = text.find(form.open, form.beginning.size());
         if (text.starts_with(form.beginning) && open != std::string_view::npos) {
             text.remove_prefix(open + form.open.size());

@@ -37,7 +37,8 @@ public:
             case LogLine::Kind::message:
                 addRole(line.operation);
                 addKeyAndValue(keyAndValueOf(line));
-                mark(line.operation + "(): " + line.text, std::move(line.sourceLocation), position, isError(line.text));
+                mark(line.operation + "(): " + line.messageText, std::move(line.sourceLocation), position,
+                     isError(line.messageText));
                 break;
         }
     }

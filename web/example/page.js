@@ -27,7 +27,7 @@
         110: ["The television does not serve the user of this browser.",
               "Allow this user at the television, or run the browser as another one."],
         121: ["The message bus cannot be reached.", "Start the bus. Check the bus address of the browser."],
-        122: ["The television did not answer.", "Wait and look: it may do what was asked all the same."],
+        122: ["The television did not answer.", "Wait and look: it may have done what was asked, or may still do it."],
         123: ["The bus does not carry this text.", "Leave out zeros and halves of characters."],
         124: ["The answer of the television has another form than expected.", "Check the version of the television."],
         125: ["The browser has no memory, thread or file left.", "Close other pages, or start the browser again."],
