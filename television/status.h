@@ -18,11 +18,12 @@ enum Status : int {
     STATUS_DENIED = 110,             ///< The bus or the television denies the call to this user.
     STATUS_INTERNAL_ERROR = 111,     ///< An unexpected exception.
     STATUS_NO_BUS = 121,             ///< The bus cannot be reached.
-    STATUS_NO_ANSWER = 122,          ///< No answer in time or before a loss. The operation may happen all the same.
-    STATUS_NOT_CARRIED = 123,        ///< The text is too long, or is not text that the bus carries.
-    STATUS_NOT_UNDERSTOOD = 124,     ///< A message does not conform to the television's D-Bus interfaces.
-    STATUS_NO_RESOURCES = 125,       ///< This process has no memory, thread or file descriptor left.
-    STATUS_LOST = 126,               ///< Only notified: a result or an iterator was lost with the television.
+    /// No answer in time or before a loss. The television may have carried out the operation, or may still do so.
+    STATUS_NO_ANSWER = 122,
+    STATUS_NOT_CARRIED = 123,     ///< The text is too long, or is not text that the bus carries.
+    STATUS_NOT_UNDERSTOOD = 124,  ///< A message does not conform to the television's D-Bus interfaces.
+    STATUS_NO_RESOURCES = 125,    ///< This process has no memory, thread or file descriptor left.
+    STATUS_LOST = 126,            ///< Only notified: a result or an iterator was lost with the television.
 };
 
 }  // namespace television

@@ -163,17 +163,17 @@ constexpr Operation OPERATIONS[] = {
 TEST_F(BusMemory, MayRunOutAtAnyMoment) {
     failEachAllocation(OPERATIONS, [this](Operation const& operation, int allocations, bool lasts) {
         auto const& [name, prepare, use] = operation;
-        bool isThrough = false;
+        bool hasNoFailedAllocation = false;
         {
             ScopedAllocationFailure const failure(allocations, lasts);
             prepare(*this);
             int const status = run(use);
-            isThrough = !ScopedAllocationFailure::hasHappened();
+            hasNoFailedAllocation = !ScopedAllocationFailure::hasHappened();
             EXPECT_THAT(status, testing::AnyOf(0, 101, 121, 122, 125));
-            EXPECT_TRUE(!isThrough || status == 0) << status;
+            EXPECT_TRUE(!hasNoFailedAllocation || status == 0) << status;
         }
         restore();
-        return isThrough;
+        return hasNoFailedAllocation;
     });
 }
 

@@ -93,7 +93,7 @@ public:
             EXPECT_EQ(std::tuple(things->target.type(), things->target.stringValue, things->target.elements.size()),
                       std::tuple(VALUE_INT, LIST[1], 0U));  // The target is unchanged.
         }
-        bool const isThrough = !ScopedAllocationFailure::hasHappened();
+        bool const hasNoFailedAllocation = !ScopedAllocationFailure::hasHappened();
         EXPECT_TRUE(operation.second(*things));  // The objects can still be used.
         {
             ScopedAllocationFailure const all(0, true);  // Moves and destruction need no memory.
@@ -110,7 +110,7 @@ public:
         }
         tv.setRows(ROWS, {});  // Notifies no destroyed observer.
         tv.waitUntilDelivered();
-        return isThrough;
+        return hasNoFailedAllocation;
     }
 
     simulator::Television tv;

@@ -242,7 +242,7 @@ TEST_F(FacadeWorkerTest, AnyAllocationMayFail) {
          }},
     };
     test::failEachAllocation(STEPS, [this](Step const& step, int allocations, bool lasts) {
-        bool isThrough = false;
+        bool hasNoFailedAllocation = false;
         auto const document = std::make_unique<Document>(*this);
         worker->listen(*document->queue, ListType::COMMAND, true);
         EXPECT_EQ(call(*document, "get", R"(["event"])").status, 0);
@@ -252,7 +252,7 @@ TEST_F(FacadeWorkerTest, AnyAllocationMayFail) {
                 step.second(*this, *document);
             } catch (std::bad_alloc const&) {
             }
-            isThrough = !test::ScopedAllocationFailure::hasHappened();
+            hasNoFailedAllocation = !test::ScopedAllocationFailure::hasHappened();
         }
         main.runUntil([this] { return pending == nullptr || pending->has_value(); });
         pending = nullptr;
@@ -265,7 +265,7 @@ TEST_F(FacadeWorkerTest, AnyAllocationMayFail) {
         worker->detach(*next.queue);
         worker->detach(*document->queue);
         stress::waitUntil([this] { return television.registrations(COMMAND) + television.registrations(EVENT) == 0; });
-        return isThrough;
+        return hasNoFailedAllocation;
     });
 }
 

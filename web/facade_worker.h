@@ -69,7 +69,7 @@ private:
     template <typename Post>
     void retryWhileOutOfMemory(Post const& post);
     void run();
-    /// Starts or stops the facade's listener of the type.
+    /// Starts or stops the facade's listener of the type. Called on the main thread, which owns `session_`.
     void updateFacadeListenerOnMain(ListType type);
     [[nodiscard]] bool hasListeningDocument(ListType type) const NRX_REQUIRES(mutex_);
     /// Whether a document listens to a list that is not connected.

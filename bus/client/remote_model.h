@@ -45,7 +45,8 @@ struct KeyEntry {
     std::string const path;
     /// The current and earlier objects. Guarded by the model state's mutex; changed on the connection's thread only.
     std::vector<std::unique_ptr<RemoteObject>> objects{};
-    /// The observers' unfinished requests to connect. Guarded by the model state's mutex.
+    /// The observers' attempts to connect whose status no `connect` has returned yet. Guarded by the model state's
+    /// mutex.
     std::map<objbus::Observer const*, std::shared_ptr<ObserverConnectAttempt>> unreturnedAttempts{};
 };
 

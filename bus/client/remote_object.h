@@ -82,7 +82,8 @@ public:
         publicationState_ = PublicationState::UNKNOWN;
         isResyncPending_ = true;
     }
-    /// Called when the observers have received the changes that they missed, or when the first observer connects.
+    /// Called when the observers have received the changes that they missed, or when an object without observers gets
+    /// an observer.
     void endResync() { isResyncPending_ = false; }
     /// Whether observers have not yet received the changes that they missed.
     [[nodiscard]] bool needsResync() const { return isResyncPending_ && !isWithdrawn() && observerCount() != 0; }

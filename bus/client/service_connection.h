@@ -129,6 +129,7 @@ private:
 
     // Functions for the calls, defined in service_calls.cpp.
     void connectIfNeededThenSendCall(std::shared_ptr<PendingCall> const& call);
+    /// Calls `sendHoldOrFailCall`. If memory runs out, ends the call with `STATUS_NO_RESOURCES`.
     void sendCallCatchingExceptions(std::shared_ptr<PendingCall> const& call);
     void sendHoldOrFailCall(std::shared_ptr<PendingCall> const& call);
     int sendCall(std::shared_ptr<PendingCall> const& call);
@@ -157,7 +158,8 @@ private:
     std::atomic<bool> isLeaveRequested_ = false;
 
     // Only the connection's thread uses the members from here to `slots_`.
-    bool isReconnectPending_ = true;                    ///< There is no usable bus.
+    /// If true, the connection thread connects at `nextAttempt_`, or at once for a client's call.
+    bool isReconnectPending_ = true;
     Deadline nextAttempt_{};                            ///< When to reconnect.
     std::chrono::milliseconds reconnectDelay_;          ///< The delay of the next `scheduleReconnect`.
     int connectError_ = -ENOTCONN;                      ///< The error number of the last attempt.

@@ -17,8 +17,8 @@ public:
     /// Root and this process's own user have all access. Other users have no access.
     Permissions();
 
-    /// Gives access to a user (a name or number), to a group (a name or number after an @), or to "any". Returns false
-    /// for an unknown name.
+    /// Gives at least this access to a user (a name or number), to a group (a name or number after an @), or to "any".
+    /// Does not lower a higher access that was given earlier. Returns false for an unknown name.
     bool grantAtLeast(std::string const& userOrGroup, Access access);
     /// Returns the highest access that the user, one of the groups or "any" has.
     [[nodiscard]] Access of(uid_t user, std::vector<gid_t> const& groups) const;

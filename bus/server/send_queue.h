@@ -10,7 +10,7 @@
 
 namespace bus::server {
 
-/// Sends messages in order. While the bus reads no messages, sd-bus's own queue takes messages until it holds
+/// Sends messages in order. While the bus reads no messages, sd-bus's own queue takes messages until it holds at least
 /// `SD_BUS_QUEUE_FULL_BYTES`, and further messages wait here. Used on the loop's thread.
 class SendQueue {
     struct QueuedMessage {
@@ -21,6 +21,7 @@ class SendQueue {
 public:
     /// A message's approximate size in memory without its contents.
     static constexpr std::size_t MESSAGE_OVERHEAD = std::size_t{4} * 1024;
+    /// From this size on, sd-bus's own queue counts as full. The size of a message includes `MESSAGE_OVERHEAD`.
     static constexpr std::size_t SD_BUS_QUEUE_FULL_BYTES = std::size_t{8} * 1024 * 1024;
 
     /// Refers to the last message of a series while that message waits. In a series, for example the messages with the

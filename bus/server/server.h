@@ -72,8 +72,8 @@ private:
     /// Returns when the signals of all changes so far are in the send queue. Throws as `runOnceUnlessTerminated` does.
     void waitUntilSignalsQueued();
     void throwIfBusLost() const;
-    /// Runs the event loop once, then handles at most one message of the bus. If memory runs out, only that message is
-    /// lost.
+    /// Runs the event loop once, then handles at most one message of the bus. If memory runs out, at most this message
+    /// is lost.
     void runLoopAndProcessOneMessage(bool waitsForEvent);
     void addBusSocketSource();
     [[nodiscard]] EventSource addTerminationSource(int signal);
@@ -84,7 +84,8 @@ private:
     CallFilter callFilter_;
     SendQueue sendQueue_;
     bool isTerminating_ = false;
-    bool isNextWaitSkipped_ = false;  ///< If true, the last `runLoopAndProcessOneMessage` ran out of memory.
+    /// If true, the next `runLoopAndProcessOneMessage` does not wait, because the last one ran out of memory.
+    bool isNextWaitSkipped_ = false;
     std::atomic<bool> isReplacementFailed_ = false;
     std::optional<ServedIterators> iterators_;
     std::optional<ObjectContext> context_;

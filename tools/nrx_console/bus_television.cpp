@@ -25,7 +25,6 @@ public:
     BusTelevision& operator=(BusTelevision const&) = delete;
     ~BusTelevision() override { bus::setPresenceListener({}); }
 
-    /// Does nothing: only the television's process can make the television reachable.
     /// Does nothing: only the television's process can end the fault.
     void clearRootLookupFault() override {}
 

@@ -9,7 +9,7 @@ std::unique_ptr<TelevisionCommands> makeTelevisionCommands(std::vector<ModelObje
     return nullptr;
 }
 
-void setLogRedirectedToConsole(bool /*here*/) {}
+void setLogRedirectedToConsole(bool /*isRedirected*/) {}
 
 int pingBusTelevision() { return 0; }
 

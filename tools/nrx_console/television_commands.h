@@ -33,7 +33,8 @@ public:
 /// `model`. For a real television, returns null.
 std::unique_ptr<TelevisionCommands> makeTelevisionCommands(std::vector<ModelObject> const& model);
 
-/// Returns a status other than 0 if the television is on a message bus and does not answer, otherwise 0.
+/// Calls a television on a message bus, and waits until the notifications that it sent before its reply are delivered.
+/// Returns 0 after a reply, and otherwise another status. Returns 0 at once for any other television.
 int pingBusTelevision();
 
 /// Whether `makeTelevisionCommands` makes a simulated television from the objects of `model`.
