@@ -24,14 +24,14 @@ constexpr std::string_view ERRORS[] = {"Action Failed : ",
 
 /// The form of a message that begins with `beginning`. The key or the value is between the first `open` after the
 /// beginning and the next `close`. An empty `close` stands for the end of the message.
-struct Form {
+struct MessageForm {
     std::string_view beginning;
     std::string_view open;
     std::string_view close;
     std::optional<std::string_view> KeyAndValue::*member;
 };
 
-constexpr Form FORMS[] = {
+constexpr MessageForm MESSAGE_FORMS[] = {
     {"Action Failed : ", "", ",  ", &KeyAndValue::key},  {"Action Result: ", "", ",  ", &KeyAndValue::key},
     {"BizValue connect ", ":'", "'", &KeyAndValue::key}, {"Error set value :", ", ", "", &KeyAndValue::key},
     {"parameter ", ":   ", "", &KeyAndValue::value},
@@ -64,7 +64,7 @@ bool isError(std::string_view message) {
 
 KeyAndValue keyAndValueOf(LogLine const& message) {
     KeyAndValue keyAndValue;
-    for (Form const& form : FORMS) {
+    for (MessageForm const& form : MESSAGE_FORMS) {
         std::string_view text = message.messageText;
         std::size_t const open = text.find(form.open, form.beginning.size());
         if (text.starts_with(form.beginning) && open != std::string_view::npos) {
