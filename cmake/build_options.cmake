@@ -8,7 +8,7 @@ target_compile_options(nrx_build_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Woverloaded-virtual
     -Wnon-virtual-dtor -Wformat=2 -Wimplicit-fallthrough -Wextra-semi
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>  # GCC 12 reports impossible overlaps in std::string.
-    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta>
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta -Wreserved-identifier>
     # Removes the path of the source directory from the file names in log lines and in debug information.
     -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(NRX_WARNINGS_AS_ERRORS)
