@@ -2,9 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <condition_variable>
 #include <future>
 #include <mutex>
-#include <thread>
 
 #include "failing_allocations.h"
 #include "nrx_service/nrx_proxy/nrx_model_access/model_keys.h"
@@ -19,6 +19,7 @@ namespace web::web_worker_test {
 using orvane::model_keys::COMMAND;
 using orvane::model_keys::EVENT;
 using testing::ElementsAre;
+using namespace std::chrono_literals;
 using namespace std::string_literals;
 using Strings = std::vector<std::string>;
 
@@ -28,6 +29,7 @@ public:
     void post(std::function<void()> task) {
         std::lock_guard const lock(mutex_);
         tasks_.push_back(std::move(task));
+        posted_.notify_one();
     }
 
     template <typename Condition>
@@ -35,17 +37,18 @@ public:
         while (!condition()) {
             test::ScopedThreadAllocationSuccess const memory;
             std::unique_lock lock(mutex_);
+            posted_.wait_for(lock, 1ms, [this] { return !tasks_.empty(); });  // The condition may need no task.
             auto const tasks = std::exchange(tasks_, {});
             lock.unlock();
             for (auto const& task : tasks) {
                 task();
             }
-            std::this_thread::yield();
         }
     }
 
 private:
     std::mutex mutex_;
+    std::condition_variable posted_;
     std::vector<std::function<void()>> tasks_;
 };
 
