@@ -46,8 +46,9 @@ using List = std::vector<std::string>;
 /// Makes a list from a number above 0. Each element begins with the number. The number also determines the count and
 /// the length of the elements.
 inline List encodeList(int number) {
-    return List(1 + static_cast<std::size_t>(number) % 40,
-                std::to_string(number) + std::string(static_cast<std::size_t>(number) * 7 % 300, '.'));
+    auto const size = static_cast<std::size_t>(number);
+    List list(1 + size % 40, std::to_string(number) + std::string(size * 7 % 300, '.'));
+    return list;
 }
 
 /// The number from which `encodeList` made the list, or 0 for any other list, for example a torn list.
