@@ -20,8 +20,6 @@ set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
     ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/simulator ${PROJECT_BINARY_DIR}/bus)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
 set(packaging_directory ${PROJECT_BINARY_DIR}/packaging)
 file(MAKE_DIRECTORY ${packaging_directory})
@@ -102,6 +100,7 @@ add_package(documentation libnrx-model-access-doc doc ""
 "These are the guide, the promises of the library, the bring-up on a
 television, the measured cost, and the reference.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SHLIBDEPS OFF)  # Looks for programs in each of 800 pages, for half a minute.
 add_package(tools nrx-tools devel "runtime;simulator"
 "programs around the NRX model access library"
 "The console nrx_console drives the library by hand, or by a script, against
@@ -126,12 +125,20 @@ receive, read and write the lists of the NRX service. With types for
 TypeScript and an example page.")
 set(CPACK_DEBIAN_WEB_PACKAGE_ENHANCES cog)
 
+# The package of each library has a file `shlibs`, from which the packages of dependent programs get the dependency on the
+# library. CPack would write these files only after a search of all packages, also of the documentation.
 # A trigger calls ldconfig. If a package named no maintainer scripts, CPack would write scripts that call ldconfig too.
 # Therefore these packages name scripts that do not exist. CPack then warns about the missing files and writes no
 # scripts.
 file(WRITE ${packaging_directory}/triggers "activate-noawait ldconfig\n")
-foreach(key RUNTIME SIMULATOR BUS)
-    set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA
+set(library_keys RUNTIME SIMULATOR BUS)
+set(libraries nrx_model_access nrx_simulator nrx_bus_platform)
+foreach(key library IN ZIP_LISTS library_keys libraries)
+    set(shlibs ${packaging_directory}/${library}/shlibs)
+    set(release ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
+    file(WRITE ${shlibs}
+         "lib${library} ${PROJECT_VERSION_MAJOR} ${CPACK_DEBIAN_${key}_PACKAGE_NAME} (>= ${release})\n")
+    set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA ${shlibs}
         ${packaging_directory}/triggers ${packaging_directory}/none/postinst ${packaging_directory}/none/postrm)
 endforeach()
 
