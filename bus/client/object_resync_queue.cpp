@@ -12,14 +12,14 @@ namespace {
 /// This maximum is lower than the bus's limit for the pending calls of a connection, because the calls that clients in
 /// this process make count against the bus's limit too.
 constexpr std::size_t MAX_RUNNING = 64;
-constexpr std::chrono::milliseconds FIRST_DELAY{100};
-constexpr std::chrono::milliseconds LAST_DELAY{10'000};
+constexpr std::chrono::milliseconds FIRST_RETRY_DELAY{100};
+constexpr std::chrono::milliseconds LAST_RETRY_DELAY{10'000};
 
 }  // namespace
 
 void ObjectResyncQueue::addAllObjects(KeyEntry const& entry) {
     for (auto const& object : entry.objects) {
-        waiting_.push_back({object.get(), FIRST_DELAY});
+        waiting_.push_back({object.get(), FIRST_RETRY_DELAY});
     }
 }
 
@@ -78,14 +78,14 @@ void ObjectResyncQueue::handleResyncEnd(ObjectResync const& resync, int status) 
     bool const isEnded = status == television::STATUS_OK || status == television::STATUS_NOT_PUBLISHED ||
                          status == television::STATUS_NO_TELEVISION || status == television::STATUS_NO_BUS;
     if (!isEnded) {
-        if (resync.retryDelay == FIRST_DELAY) {
+        if (resync.retryDelay == FIRST_RETRY_DELAY) {
             resync.object->logFailure("read", status);
         }
         runStepOrRestartAllLater([&] {
             modelState_.connection.runLater(resync.retryDelay, [this, resync, generation = resyncGeneration_] {
                 if (generation == resyncGeneration_) {
                     runStepOrRestartAllLater([&] {
-                        waiting_.push_back({resync.object, std::min(2 * resync.retryDelay, LAST_DELAY)});
+                        waiting_.push_back({resync.object, std::min(2 * resync.retryDelay, LAST_RETRY_DELAY)});
                     });
                     start();
                 }

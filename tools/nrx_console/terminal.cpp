@@ -51,7 +51,7 @@ int readWideCharacter(wchar_t& character) {
     std::mbstate_t shift{};
     for (int length = 0; length < MB_LEN_MAX; ++length) {
         char byte = 0;
-        ssize_t const got = read(STDIN_FILENO, &byte, 1);
+        ssize_t const got = ::read(STDIN_FILENO, &byte, 1);
         if (got <= 0) {
             return static_cast<int>(got);
         }
