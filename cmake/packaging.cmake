@@ -100,7 +100,7 @@ add_package(documentation libnrx-model-access-doc doc ""
 "These are the guide, the promises of the library, the bring-up on a
 television, the measured cost, and the reference.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
-set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SHLIBDEPS OFF)  # Looks for programs in each of 800 pages, for half a minute.
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SHLIBDEPS OFF)  # CPack would examine each page for half a minute.
 add_package(tools nrx-tools devel "runtime;simulator"
 "programs around the NRX model access library"
 "The console nrx_console drives the library by hand, or by a script, against
@@ -125,8 +125,9 @@ receive, read and write the lists of the NRX service. With types for
 TypeScript and an example page.")
 set(CPACK_DEBIAN_WEB_PACKAGE_ENHANCES cog)
 
-# The package of each library has a file `shlibs`, from which the packages of dependent programs get the dependency on the
-# library. CPack would write these files only after a search of all packages, also of the documentation.
+# The package of each library has a file `shlibs`, from which the packages of dependent programs get the dependency on
+# the library. CPack would write these files only after a search of all packages, also of the documentation.
+#
 # A trigger calls ldconfig. If a package named no maintainer scripts, CPack would write scripts that call ldconfig too.
 # Therefore these packages name scripts that do not exist. CPack then warns about the missing files and writes no
 # scripts.
