@@ -191,9 +191,10 @@ using SlowHandlerContract = PlainValueTest<std::string>;
 TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
     constexpr int COUNT = 80;
     char const* const setting = std::getenv("NRX_DELIVERY_LIMIT");
-    bool const isLow = setting != nullptr && setting == "1000"s;
-    std::size_t const size = isLow ? 1000 : 1'048'576;
-    int const kept = isLow ? 1 : 63;  // A change takes 256 bytes and its text.
+    std::size_t const limit = setting == nullptr || setting == "64M"s ? 67'108'864 : std::stoul(setting);
+    std::size_t const size = limit / 64;
+    // A change takes 256 bytes and its text: a number of two digits and `size` dots. The change of `other` has no text.
+    int const kept = static_cast<int>((limit - 256) / (256 + 2 + size));
     auto slow = driver::publishAndConnect(key, ""s);
     Client<std::string> twin(key);  // A change for both `slow` and `twin` counts once against the bound.
     auto other = driver::publishAndConnect(key + ".other", 0);
