@@ -1,5 +1,6 @@
 // The simulated television and the television on D-Bus serve plain values and notify connected observers.
 
+#include <algorithm>
 #include <climits>
 #include <limits>
 #include <thread>
@@ -192,9 +193,10 @@ TEST_F(SlowHandlerContract, ReceivesTheNewestChangesAboveTheBound) {
     constexpr int COUNT = 80;
     char const* const setting = std::getenv("NRX_DELIVERY_LIMIT");
     std::size_t const limit = setting == nullptr || setting == "64M"s ? 67'108'864 : std::stoul(setting);
-    std::size_t const size = limit / 64;
+    std::size_t const size = std::max<std::size_t>(limit / 64, 1000);
     // A change takes 256 bytes and its text: a number of two digits and `size` dots. The change of `other` has no text.
-    int const kept = static_cast<int>((limit - 256) / (256 + 2 + size));
+    // The newest change is kept even if it exceeds the limit alone.
+    int const kept = std::max(1, static_cast<int>((limit - 256) / (256 + 2 + size)));
     auto slow = driver::publishAndConnect(key, ""s);
     Client<std::string> twin(key);  // A change for both `slow` and `twin` counts once against the bound.
     auto other = driver::publishAndConnect(key + ".other", 0);
